@@ -1,0 +1,99 @@
+#include "app/run.h"
+
+#include "network/main_menu.h"
+#include "store/connection.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include <termios.h>
+#include <unistd.h>
+
+namespace
+{
+
+void print_usage(const char* program)
+{
+    std::fprintf(stderr, "Usage: %s [<number_of_interfaces> | -v | -m]\n\n", program);
+    std::fputs("\t<number_of_interfaces>: Number of ethernet interfaces (default: 2)\n", stderr);
+    std::fputs("\t-v: print version info. to stdout and exit\n", stderr);
+    std::fputs("\t-m: view menu for Velmora II Initialisation\n\n", stderr);
+}
+
+void print_version(const char* program)
+{
+    std::printf("%s: version 0.0.1\n", program);
+    std::printf("Build date: %s %s\n", __DATE__, __TIME__);
+    std::puts("$Revision: 1.3 $\n");
+}
+
+// Gives every screen to the terminal in one write; the places that must be seen at once flush.
+void buffer_output()
+{
+    static char screen[8192];
+    std::setvbuf(stdout, screen, _IOFBF, sizeof screen);
+}
+
+// The terminal as it was before the program.
+struct SavedTerminal {
+    bool known; // false: standard input is no terminal, which is then left alone
+    termios attributes;
+};
+
+// Switches echo, line editing and signal keys off. What else the terminal does, such as turning
+// the carriage return of Enter into a newline, stays.
+SavedTerminal enter_raw_local_mode()
+{
+    SavedTerminal saved = {};
+    saved.known = tcgetattr(STDIN_FILENO, &saved.attributes) == 0;
+    if (saved.known) {
+        termios raw = saved.attributes;
+        raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | ISIG);
+        tcsetattr(STDIN_FILENO, TCSANOW, &raw);
+    }
+    return saved;
+}
+
+void restore_terminal(const SavedTerminal& saved)
+{
+    if (saved.known)
+        tcsetattr(STDIN_FILENO, TCSANOW, &saved.attributes);
+}
+
+void run_session(bool init_menu_requested)
+{
+    SettingsSession session;
+    session.interfaces.resize(1); // always the one port, whatever number was given: deliberate
+    session.init_menu_requested = init_menu_requested;
+    run_main_menu(session);
+}
+
+} // namespace
+
+int run(int argument_count, const char* const* arguments)
+{
+    buffer_output();
+    if (argument_count > 2) {
+        print_usage(arguments[0]);
+        return 1;
+    }
+    const char* option = argument_count == 2 ? arguments[1] : "";
+    if (std::strcmp(option, "-v") == 0) {
+        print_version(arguments[0]);
+        return 0;
+    }
+
+    if (cds_connect() != 0) {
+        std::fputs("Error: can't connect to CDS\n", stderr);
+        return 1;
+    }
+    toolkit::CElement::_auto_time = true;
+    const SavedTerminal terminal = enter_raw_local_mode();
+    std::setvbuf(stdin, nullptr, _IONBF, 0);
+
+    run_session(std::strcmp(option, "-m") == 0);
+
+    restore_terminal(terminal);
+    cds_disconnect();
+    return 0;
+}

@@ -1,0 +1,18 @@
+#include "console/command.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include <unistd.h>
+
+void run_command(const char* command)
+{
+    std::fflush(stdout);
+    [[maybe_unused]] const int ignored = std::system(command);
+}
+
+void pause_for(unsigned seconds)
+{
+    std::fflush(stdout);
+    sleep(seconds);
+}

@@ -1,0 +1,94 @@
+#include "console/line_reader.h"
+
+#include <cctype>
+#include <cstdio>
+
+#include <sys/select.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr int ctrl_d = 4;
+constexpr int backspace = 8;
+constexpr int delete_key = 127;
+
+// Waits until standard input can be read. Returns 1, 0 on time-out or -1.
+int wait_for_key(timeval& timeout)
+{
+    fd_set keyboard;
+    FD_ZERO(&keyboard);
+    FD_SET(STDIN_FILENO, &keyboard);
+    return select(STDIN_FILENO + 1, &keyboard, nullptr, nullptr, &timeout);
+}
+
+// Echoes one key and takes it into the line. Returns true when it ends the line.
+bool take_key(int key, std::string& text)
+{
+    switch (key) {
+    case '\n':
+    case EOF: // echoed like any other line end: as the byte 0xFF, which is deliberate
+    case ctrl_d: std::fputc(key, stdout); return true;
+    case backspace:
+    case delete_key: // the erase sequence is sent on an empty line too
+        std::fputc(key, stdout);
+        std::fputc(' ', stdout);
+        std::fputc(key, stdout);
+        if (!text.empty())
+            text.pop_back();
+        return false;
+    default:
+        if (std::isprint(key)) {
+            std::fputc(key, stdout);
+            text += static_cast<char>(key);
+        }
+        return false;
+    }
+}
+
+} // namespace
+
+int read_line_timed(std::string& text, unsigned seconds)
+{
+    text.clear();
+    timeval timeout = {};
+    for (;;) {
+        // Only the seconds start afresh; what the last wait left of the microseconds stays.
+        timeout.tv_sec = static_cast<time_t>(seconds);
+        const int ready = wait_for_key(timeout);
+        if (ready < 1) {
+            std::fputc('\n', stdout);
+            return ready;
+        }
+        const bool ended = take_key(std::fgetc(stdin), text);
+        std::fflush(stdout);
+        if (ended)
+            return ready;
+    }
+}
+
+int prompt_line(const std::string& prompt, std::string& text)
+{
+    std::printf("%s: ", prompt.c_str());
+    std::fflush(stdout);
+    return read_line_timed(text, idle_seconds);
+}
+
+int prompt_yes_no(const std::string& prompt, EditableFlag& flag)
+{
+    std::string answer;
+    const int result = prompt_line(prompt, answer);
+    if (result != answer_taken)
+        return result;
+    if (answer.empty())
+        return answer_refused;
+    flag.value = std::tolower(static_cast<unsigned char>(answer[0])) == 'y';
+    flag.changed = true;
+    return answer_taken;
+}
+
+bool confirmed(const std::string& question)
+{
+    EditableFlag answer;
+    return prompt_yes_no(question, answer) == answer_taken && answer.value;
+}

@@ -1,0 +1,99 @@
+#include "console/menu.h"
+
+#include "console/line_reader.h"
+#include "console/number_scan.h"
+
+#include <cstdio>
+
+namespace
+{
+
+constexpr std::size_t screen_width = 78;
+
+// 78 dashes.
+constexpr char frame_rule[] = "------------------------------------------------------------------"
+                              "------------";
+static_assert(sizeof frame_rule - 1 == screen_width);
+
+// The title stands centred in a line of dashes, an odd dash to its right. One that is too long
+// for that takes the whole rule on either side and overflows the screen, which is deliberate.
+void draw_title(const std::string& title)
+{
+    std::size_t left = screen_width;
+    std::size_t right = screen_width;
+    if (title.size() + 2 <= screen_width) {
+        const std::size_t dashes = screen_width - 2 - title.size();
+        left = dashes / 2;
+        right = dashes - left;
+    }
+    std::puts("");
+    std::puts("");
+    std::puts(frame_rule);
+    std::printf("%.*s %s %.*s\n", static_cast<int>(left), frame_rule, title.c_str(),
+                static_cast<int>(right), frame_rule);
+    std::printf("%s\n\n", frame_rule);
+}
+
+void draw_numbered_line(unsigned number, const MenuLine& line)
+{
+    if (line.value.empty())
+        std::printf("%2u.  %-73s\n", number, line.label.c_str());
+    else
+        std::printf("%2u.  %-30s  :  %-38s\n", number, line.label.c_str(), line.value.c_str());
+}
+
+void draw_plain_line(const MenuLine& line)
+{
+    if (line.value.empty())
+        std::printf("     %-73s\n", line.label.c_str());
+    else
+        std::printf("     %-30s  :  %-38s\n", line.label.c_str(), line.value.c_str());
+}
+
+// Returns how many lines were numbered.
+unsigned draw_sections(const std::vector<MenuSection>& sections, const std::vector<bool>& numbered)
+{
+    unsigned count = 0;
+    for (std::size_t i = 0; i < sections.size(); ++i) {
+        for (const MenuLine& line : sections[i]) {
+            if (numbered[i])
+                draw_numbered_line(++count, line);
+            else
+                draw_plain_line(line);
+        }
+        std::puts("");
+    }
+    return count;
+}
+
+// Returns the number that `answer` chooses, or no_choice.
+int chosen_number(const std::string& answer, unsigned count, bool has_exit)
+{
+    long number = 0;
+    if (!scan_whole_number(answer, number))
+        return no_choice;
+    if (number < (has_exit ? 0 : 1) || number > static_cast<long>(count))
+        return no_choice;
+    return static_cast<int>(number);
+}
+
+} // namespace
+
+int show_menu(const std::string& title, const std::vector<MenuSection>& sections,
+              const std::vector<bool>& numbered, const std::string& exit_label)
+{
+    draw_title(title);
+    const unsigned count = draw_sections(sections, numbered);
+    if (!exit_label.empty())
+        std::printf(" 0.  %-73s\n\n", exit_label.c_str());
+    std::fputs("Select an option ==>  ", stdout);
+    std::fflush(stdout);
+
+    std::string answer;
+    if (read_line_timed(answer, idle_seconds) != answer_taken)
+        return no_choice;
+    const int choice = chosen_number(answer, count, !exit_label.empty());
+    if (choice == no_choice)
+        std::puts("\nError: Invalid selection\n");
+    return choice;
+}

@@ -1,0 +1,85 @@
+#include "meterinit/enclosure.h"
+
+#include "console/line_reader.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+
+namespace
+{
+
+struct EnclosureType {
+    const char* label;
+    const char* code;
+    const char* tail; // ends the row on the screen
+};
+
+// The mix of blanks and tabs in the tails is part of the screen.
+// clang-format off
+constexpr EnclosureType enclosure_types[] = {
+    {"S Base",             "S",   " \t"},
+    {"A Base",             "A",   " \t"},
+    {"Switchboard",        "R",   " \t"},
+    {"IEC Meter",          "I",   " \t"},
+    {"19 inch Rack Meter", "RK",  "\t"},
+    {"K1 Tall Retrofit",   "K1",  "  "},
+    {"K1 Front Retrofit",  "K1F", " "},
+    {"K2 Retrofit",        "K2",  "  "},
+    {"K10 Retrofit",       "K10", " "},
+    {"KS Retrofit",        "KS",  "  "},
+    {"Type Q Retrofit",    "Q",   " \t"},
+    {"Type Q4 Retrofit",   "Q4",  "  "},
+    {"Type TD Retrofit",   "TD",  "  "},
+    {"Type G1 Retrofit",   "G1",  "  "},
+    {"Type G2 Retrofit",   "G2",  "  "},
+    {"Type G3 Retrofit",   "G3",  "  "},
+    {"Type G4 Retrofit",   "G4",  "  "},
+    {"Type G5 Retrofit",   "G5",  "  "},
+    {"Type G6 Retrofit",   "G6",  "  "},
+    {"Type W Retrofit",    "W",   " \t\n"},
+};
+// clang-format on
+
+void show_help()
+{
+    std::puts("Below are the Meter Enclosure Types; Enter the abbreviated string.\n");
+    std::puts("ENCLOSURE TYPE      VALUE TO BE ENTERED");
+    std::puts("-----------------   -------------------");
+    for (const EnclosureType& type : enclosure_types)
+        std::printf("%-20s---> %s%s\n", type.label, type.code, type.tail);
+}
+
+bool is_enclosure_code(const std::string& answer)
+{
+    return std::any_of(std::begin(enclosure_types), std::end(enclosure_types),
+                       [&](const EnclosureType& type) { return answer == type.code; });
+}
+
+} // namespace
+
+void enter_enclosure(EditableText& enclosure)
+{
+    show_help();
+    for (;;) {
+        std::string answer;
+        const int result = prompt_line("Enter Meter Enclossure Type", answer); // spelt so
+        if (result == answer_timed_out) {
+            std::puts("Timed out.");
+            return;
+        }
+        if (result == answer_refused)
+            continue;
+        if (answer.empty()) {
+            std::fputs("\nNothing entered; no change.", stdout);
+            std::puts("Error: Invalid Enclosure type");
+            return;
+        }
+        if (is_enclosure_code(answer)) {
+            std::puts("Found valid match.");
+            assign_text(enclosure, answer, true);
+            return;
+        }
+        std::printf("Error: %s is NOT a valid enclosure type.\n", answer.c_str());
+    }
+}

@@ -1,0 +1,108 @@
+#include "meterinit/init_menu.h"
+
+#include "console/command.h"
+#include "console/line_reader.h"
+#include "console/menu.h"
+#include "console/value_entry.h"
+#include "meterinit/enclosure.h"
+#include "meterinit/meter_identity.h"
+#include "meterinit/meter_leaves.h"
+#include "meterinit/option_leaves.h"
+#include "meterinit/options_list.h"
+#include "store/connection.h"
+#include "store/leaf_path.h"
+
+#include <cstdio>
+
+namespace
+{
+
+void load_identity(SettingsSession& session)
+{
+    std::vector<std::string> paths;
+    for (const MeterLeaf& leaf : meter_leaves)
+        paths.push_back(leaf.path);
+    append_value_names(paths);
+
+    std::vector<api_status_t> statuses;
+    std::vector<toolkit::CElement> elements;
+    if (cds_get(paths, statuses, elements) != 0) {
+        std::puts("Warning: couldn't read Velmora II settings!");
+        return;
+    }
+    LeafCursor next = {statuses.begin(), elements.begin()};
+    for (const MeterLeaf& leaf : meter_leaves) {
+        EditableText& value = session.*leaf.text;
+        if (leaf.type == LeafType::text)
+            load_string_text(value, next);
+        else
+            load_text(value, next);
+    }
+}
+
+MenuLine indexed_line(const IndexedSetting& setting, const SettingsSession& session)
+{
+    return {setting.label, indexed_value(setting, session.*setting.text)};
+}
+
+int show_init_menu(const SettingsSession& session)
+{
+    const std::vector<MenuSection> sections = {
+        {{"Serial Number", text_or_none(session.serial_number)},
+         {"Options List", text_or_none(session.options_list)},
+         indexed_line(meter_form_setting, session),
+         indexed_line(class_amps_setting, session),
+         indexed_line(frequency_setting, session),
+         {"Enclosure Type", text_or_none(session.enclosure)}},
+        {{"Clear Velmora II Options List", ""}},
+        {{"Reset to Factory Defaults", ""}},
+    };
+    return show_menu("Velmora II Settings", sections, {true, true, true}, "Exit to previous menu");
+}
+
+void clear_options_list()
+{
+    if (!confirmed("Clear Velmora II Options List? (y/n)"))
+        return;
+    std::puts(clear_option_leaves() == 0 ? "Velmora II Options list cleared."
+                                         : "Error while setting default options for Velmora II.");
+}
+
+// The store is closed while the script replaces it. Returns false when it cannot be opened again.
+bool reset_to_factory_defaults()
+{
+    if (!confirmed("Reset all to Factory Defaults? (y/n)"))
+        return true;
+    cds_disconnect();
+    std::puts("Restoring defaults: please wait...");
+    run_command("fw_reset.sh > /dev/null 2>&1");
+    std::puts("Settings reset to defaults.");
+    if (cds_connect() == 0)
+        return true;
+    std::puts("Error: can't connect to CDS");
+    return false;
+}
+
+} // namespace
+
+void run_init_menu(SettingsSession& session)
+{
+    for (;;) {
+        load_identity(session);
+        switch (show_init_menu(session)) {
+        case 0: return;
+        case 1: enter_serial_number(session.serial_number); break;
+        case 2: enter_options_list(session); break;
+        case 3: enter_indexed_value(meter_form_setting, session); break;
+        case 4: enter_indexed_value(class_amps_setting, session); break;
+        case 5: enter_indexed_value(frequency_setting, session); break;
+        case 6: enter_enclosure(session.enclosure); break;
+        case 7: clear_options_list(); break;
+        case 8:
+            if (!reset_to_factory_defaults())
+                return;
+            break;
+        default: break; // no usable answer: the screen is drawn again
+        }
+    }
+}

@@ -1,0 +1,160 @@
+#include "meterinit/meter_identity.h"
+
+#include "console/line_reader.h"
+#include "console/number_scan.h"
+#include "console/value_entry.h"
+
+#include <cstdio>
+
+namespace
+{
+
+constexpr const char* meter_form_names[] = {"5(35)", "6(36)", "8", "9", "45", "U"};
+constexpr const char* class_amps_names[] = {"2", "10", "20"};
+constexpr const char* frequency_names[] = {"50 Hz", "60 Hz"};
+
+constexpr const char* meter_form_help[] = {
+    "Below are the Meter Forms and the corresponding value that has to be entered.\n",
+    "METER FORM    VALUE TO BE ENTERED",
+    "  5(35)  ------------>  0",
+    "  6(36)  ------------>  1",
+    "    8    ------------>  2",
+    "    9    ------------>  3",
+    "   45    ------------>  4",
+    "    U    ------------>  5\n",
+    nullptr,
+};
+
+constexpr const char* class_amps_help[] = {
+    "Below are the Meter Class Amps and the corresponding value that has to be entered.\n",
+    "METER CLASS AMPS    VALUE TO BE ENTERED",
+    "       2    -------------->   0",
+    "      10    -------------->   1",
+    "      20    -------------->   2\n",
+    nullptr,
+};
+
+constexpr const char* frequency_help[] = {
+    "Below are the Meter Frequencies and the corresponding value that has to be entered.\n",
+    "METER FREQUENCY    VALUE TO BE ENTERED",
+    "     50 Hz  -------------->  0",
+    "     60 Hz  -------------->  1\n",
+    nullptr,
+};
+
+// What stands in the place of a serial number that was emptied.
+constexpr char serial_placeholder[] = "YYMMXXXXX";
+
+// Returns why a serial number's parts are refused, or null.
+const char* serial_refusal(std::uint32_t year, std::uint32_t week, std::uint32_t model)
+{
+    if (year < 9 || year > 99)
+        return "Invalid Year (YY) entry must be 09->99";
+    if (week < 1 || week > 52)
+        return "Invalid Week of year (WW) must be 1->52";
+    if (model == 0)
+        return "Invalid Model number XXXXX must be > 0";
+    return nullptr;
+}
+
+// Takes an answer as the serial number. Returns false when it is refused, for a reason that has
+// been told if there is one.
+bool take_serial_number(const std::string& answer, EditableText& serial_number)
+{
+    std::uint32_t year = 0;
+    std::uint32_t week = 0;
+    std::uint32_t model = 0;
+    const char* cursor = answer.c_str();
+    if (scan_unsigned(cursor, year, 2) && scan_unsigned(cursor, week, 2) &&
+        scan_unsigned(cursor, model, 5)) {
+        if (const char* refusal = serial_refusal(year, week, model)) {
+            std::puts(refusal);
+            return false;
+        }
+        assign_text(serial_number, answer, true);
+        return true;
+    }
+    if (!asks_to_clear(answer))
+        return false;
+    assign_text(serial_number, serial_placeholder, true);
+    return true;
+}
+
+} // namespace
+
+const IndexedSetting meter_form_setting = {
+    &SettingsSession::meter_form,
+    "Meter Form",
+    "Enter Meter Form",
+    "Invalid. Meter Form must be 0->5",
+    " = Form ",
+    meter_form_help,
+    meter_form_names,
+    6,
+};
+
+const IndexedSetting class_amps_setting = {
+    &SettingsSession::class_amps,
+    "Meter Class Amps",
+    "Enter Meter Class Amps",
+    "Invalid. Meter Class Amps must be 0->2",
+    " = Class Amps ",
+    class_amps_help,
+    class_amps_names,
+    3,
+};
+
+const IndexedSetting frequency_setting = {
+    &SettingsSession::nominal_frequency,
+    "Meter Frequency",
+    "Enter Meter Frequency",
+    "Invalid. Meter Frequency must be 0 or 1",
+    " = ",
+    frequency_help,
+    frequency_names,
+    2,
+};
+
+std::string indexed_value(const IndexedSetting& setting, const EditableText& value)
+{
+    if (value.text.empty())
+        return text_or_none(value);
+    const int index = decimal_value(value.text);
+    if (index < 0 || index >= setting.name_count)
+        return value.text + " IS INVALID!!!";
+    return value.text + setting.infix + setting.names[index];
+}
+
+void enter_indexed_value(const IndexedSetting& setting, SettingsSession& session)
+{
+    for (const char* const* line = setting.help; *line != nullptr; ++line)
+        std::puts(*line);
+    std::string answer;
+    const int result = prompt_line(setting.prompt, answer);
+    if (result == answer_timed_out)
+        std::puts("Timed out.");
+    if (result != answer_taken)
+        return;
+
+    EditableText& value = session.*setting.text;
+    const char* cursor = answer.c_str();
+    std::uint32_t index = 0;
+    if (!scan_unsigned(cursor, index)) {
+        if (asks_to_clear(answer))
+            value.text.clear();
+    } else if (index < static_cast<std::uint32_t>(setting.name_count)) {
+        assign_text(value, answer, true);
+    } else {
+        std::puts(setting.refusal);
+    }
+}
+
+void enter_serial_number(EditableText& serial_number)
+{
+    std::string answer;
+    const int result = prompt_line("Enter Serial Number (YYMMXXXXX)", answer);
+    if (result == answer_timed_out)
+        std::puts("Timed out.");
+    else if (result == answer_refused || !take_serial_number(answer, serial_number))
+        std::puts("Error: Invalid Serial number");
+}

@@ -1,0 +1,144 @@
+// The tokens of an options list and the option leaves that each of them sets: the grammar of
+// the list as data. A new option is a new row here.
+#pragma once
+
+#include <cstddef>
+
+// Of an exclusive group a list may name one member; any number of `single` options may stand
+// together. Power quality has rules of its own, beside the scan.
+enum class OptionGroup {
+    single,
+    serial,
+    ethernet,
+    modem,
+    digital_io,
+    analog_output,
+    external_io,
+    power_quality,
+};
+
+// One option leaf, named relative to "/VMIC/Options/" and without "/Value".
+struct OptionLeaf {
+    const char* name; // null: no leaf
+    bool value;
+};
+
+struct OptionToken {
+    const char* upper;
+    const char* lower; // the same text where the token is a digit
+    OptionGroup group;
+    OptionLeaf leaves[4]; // set in this order when the token is accepted
+};
+
+// What an exclusive group does when two members or none are named.
+struct ExclusiveGroup {
+    OptionGroup group;
+    const char* message;       // for a second member; printed without a line end
+    OptionLeaf none_leaves[4]; // set when no member is named
+};
+
+constexpr OptionLeaf on(const char* name)
+{
+    return {name, true};
+}
+
+constexpr OptionLeaf off(const char* name)
+{
+    return {name, false};
+}
+
+// Scanned in this order, not as typed. The members of a group stand together.
+// clang-format off
+constexpr OptionToken option_tokens[] = {
+    {"1A",   "1a",   OptionGroup::serial,        {on("Serial/3"), off("Serial/1"), off("Serial/2")}},
+    {"1B",   "1b",   OptionGroup::serial,        {on("Serial/1"), on("Serial/2"), off("Serial/3")}},
+    {"1C",   "1c",   OptionGroup::serial,        {on("Serial/1"), on("Serial/2"), on("Serial/3")}},
+    {"2A",   "2a",   OptionGroup::ethernet,      {on("Ethernet/1"), off("Ethernet/2"), off("Ethernet/Wifi")}},
+    {"2B",   "2b",   OptionGroup::ethernet,      {on("Ethernet/1"), on("Ethernet/2"), off("Ethernet/Wifi")}},
+    {"2C",   "2c",   OptionGroup::ethernet,      {on("Ethernet/1"), on("Ethernet/Wifi"), off("Ethernet/2")}},
+    {"3A",   "3a",   OptionGroup::modem,         {on("Modem/Analog"), off("Modem/CellGSM"), off("Modem/CellSprint"), off("Modem/CellVerison")}},
+    {"3B",   "3b",   OptionGroup::modem,         {on("Modem/CellGSM"), off("Modem/Analog"), off("Modem/CellSprint"), off("Modem/CellVerison")}},
+    {"3C",   "3c",   OptionGroup::modem,         {on("Modem/CellSprint"), off("Modem/Analog"), off("Modem/CellGSM"), off("Modem/CellVerison")}},
+    {"3D",   "3d",   OptionGroup::modem,         {on("Modem/CellVerison"), off("Modem/Analog"), off("Modem/CellGSM"), off("Modem/CellSprint")}},
+    {"4",    "4",    OptionGroup::single,        {on("ExternAntenna")}},
+    {"5",    "5",    OptionGroup::single,        {on("CommRepeater")}},
+    {"6",    "6",    OptionGroup::single,        {on("PhoneHomeOnPowerFail")}},
+    {"7A",   "7a",   OptionGroup::digital_io,    {on("IntDIO/6Ch"), off("IntDIO/6ChwPS")}},
+    {"7B",   "7b",   OptionGroup::digital_io,    {on("IntDIO/6Ch"), on("IntDIO/6ChwPS")}},
+    {"8A",   "8a",   OptionGroup::analog_output, {on("IntAO/0_1ma"), off("IntAO/4_20ma")}},
+    {"8B",   "8b",   OptionGroup::analog_output, {on("IntAO/4_20ma"), off("IntAO/0_1ma")}},
+    {"9A",   "9a",   OptionGroup::external_io,   {on("ExternIO/8ChDIO"), off("ExternIO/4ChAI"), off("ExternIO/8DIOPlus4AI")}},
+    {"9B",   "9b",   OptionGroup::external_io,   {on("ExternIO/4ChAI"), off("ExternIO/8ChDIO"), off("ExternIO/8DIOPlus4AI")}},
+    {"9C",   "9c",   OptionGroup::external_io,   {on("ExternIO/8DIOPlus4AI"), off("ExternIO/8ChDIO"), off("ExternIO/4ChAI")}},
+    {"WEB",  "web",  OptionGroup::single,        {on("Web")}},
+    {"IEC",  "iec",  OptionGroup::single,        {on("IEC61850")}},
+    {"DLMS", "dlms", OptionGroup::single,        {on("DLMS")}},
+    {"IB",   "ib",   OptionGroup::single,        {on("IB")}},
+    {"IEEE", "ieee", OptionGroup::single,        {on("IEEE1588")}},
+    {"NTP",  "ntp",  OptionGroup::single,        {on("NTP")}},
+    {"PPS",  "pps",  OptionGroup::single,        {on("PPS")}},
+    {"DLP",  "dlp",  OptionGroup::single,        {on("DualLP")}},
+    {"ML",   "ml",   OptionGroup::single,        {on("ML")}},
+    {"THP",  "thp",  OptionGroup::single,        {on("3P")}},
+    {"EAP",  "eap",  OptionGroup::single,        {on("EAP")}},
+    {"DC",   "dc",   OptionGroup::single,        {on("DC")}},
+    {"PQ1",  "pq1",  OptionGroup::power_quality, {on("PQ1"), off("PQ2"), off("PQ3")}},
+    {"PQ2",  "pq2",  OptionGroup::power_quality, {on("PQ2"), off("PQ1"), off("PQ3")}},
+    {"PQ3",  "pq3",  OptionGroup::power_quality, {on("PQ1"), on("PQ2"), on("PQ3")}},
+    {"PQR",  "pqr",  OptionGroup::power_quality, {on("PQ")}},
+    {"PMU",  "pmu",  OptionGroup::single,        {on("PMU")}},
+    {"MID",  "mid",  OptionGroup::single,        {on("MID")}},
+};
+
+constexpr ExclusiveGroup exclusive_groups[] = {
+    {OptionGroup::serial,        "\nError: Enter only one option for Serial Ports (1A, 1B or 1C)",
+     {off("Serial/1"), off("Serial/2"), off("Serial/3")}},
+    {OptionGroup::ethernet,      "\nError: Enter only one option for Ethernet/Wifi Ports (2A, 2B or 2C)",
+     {off("Ethernet/1"), off("Ethernet/2"), off("Ethernet/Wifi")}},
+    {OptionGroup::modem,         "\nError: Enter only one option for Modem (3A, 3B, 3C or 3D)",
+     {off("Modem/Analog"), off("Modem/CellGSM"), off("Modem/CellSprint"), off("Modem/CellVerison")}},
+    {OptionGroup::digital_io,    "\nError: Enter only one option for Digital I/O (7A or 7B)",
+     {off("IntDIO/6Ch"), off("IntDIO/6ChwPS")}},
+    {OptionGroup::analog_output, "\nError: Enter only one option for Analog I/O (8A or 8B)",
+     {off("IntAO/0_1ma"), off("IntAO/4_20ma")}},
+    {OptionGroup::external_io,   "\nError: Enter only one option for External I/O (9A, 9B or 9C)",
+     {off("ExternIO/8ChDIO"), off("ExternIO/4ChAI"), off("ExternIO/8DIOPlus4AI")}},
+    {OptionGroup::power_quality, "\nError: Enter only one option for Power Quality (PQ1, PQ2 or PQ3)",
+     {off("PQ1"), off("PQ2"), off("PQ3")}},
+};
+
+// The texts that the diagnostic of a refused list knows. MID is accepted in a list and yet not
+// known here, which is deliberate.
+constexpr const char* valid_tokens[] = {
+    "1A", "1a", "1B", "1b", "1C", "1c", "2A", "2a", "2B", "2b", "2C", "2c",
+    "3A", "3a", "3B", "3b", "3C", "3c", "3D", "3d", "4", "5", "6", "7A", "7a",
+    "7B", "7b", "8A", "8a", "8B", "8b", "9A", "9a", "9B", "9b", "9C", "9c",
+    "WEB", "web", "IEC", "iec", "DLMS", "dlms", "IB", "ib", "IEEE", "ieee",
+    "NTP", "ntp", "PPS", "pps", "DLP", "dlp", "ML", "ml", "THP", "thp", "EAP", "eap",
+    "DC", "dc", "PQR", "pqr", "PQ1", "pq1", "PQ2", "pq2", "PQ3", "pq3", "PMU", "pmu",
+};
+// clang-format on
+
+constexpr std::size_t option_token_count = sizeof option_tokens / sizeof option_tokens[0];
+static_assert(option_token_count == 38);
+static_assert(sizeof valid_tokens / sizeof valid_tokens[0] == 71);
+
+constexpr char lower_case(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+constexpr bool lower_forms_match()
+{
+    for (const OptionToken& token : option_tokens) {
+        const char* lower = token.lower;
+        for (const char* upper = token.upper; *upper != '\0'; ++upper, ++lower) {
+            if (*lower != lower_case(*upper))
+                return false;
+        }
+        if (*lower != '\0')
+            return false;
+    }
+    return true;
+}
+static_assert(lower_forms_match());

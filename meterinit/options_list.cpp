@@ -1,0 +1,264 @@
+#include "meterinit/options_list.h"
+
+#include "console/line_reader.h"
+#include "console/value_entry.h"
+#include "meterinit/option_leaves.h"
+#include "meterinit/option_tokens.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+
+namespace
+{
+
+// The legend differs from the tokens that are accepted (it omits some, and IEEE is 1588), which
+// is deliberate.
+constexpr const char* legend[] = {
+    "1x   = 2 characters for the Serial port options",
+    "       1A = Single Serial: RS-232",
+    "       1B = Dual Serial: RS-232/485",
+    "       1C = Triple Serial: (2)RS-232/485, (1)RS-232",
+    "2x   = 2 characters for the Ethernet/Wifi options",
+    "       2A = Single Ethernet Port",
+    "       2B = Dual Ethernet Port",
+    "       2C = Single Ethernet & WIFI Port",
+    "5    = 1 char for Communication Repeater",
+    "WEB  = WEB Server",
+    "MID  = MID meter",
+    "IEC  = IEC61850 Protocol",
+    "DLMS = DLMS Protocol",
+    "IB   = IRIG-B Time Sync",
+    "IEEE = IEEE 1599 Time Sync",
+    "NTP  = NTP Time Sync",
+    "PPS  = Pulse Per Second Time Sync",
+    "DLP  = Dual Load Profile",
+    "ML   = Measurement Logging (Auto set with PQ2 or PQ3)",
+    "PQx  = Select 1 for Power Quality Options",
+    "       PQR = Power Quality Ready",
+    "       PQ1 = PQ Logging, High Speed RMS, Power Availability, EN50160, CBEMA, ITIC",
+    "       PQ2 = PQ Capture, Waveform capture, Harmonic Recording, Flicker",
+    "       PQ3 = PQ Expert, PQ Logging and PQ Capture",
+    "PMU  = PMU(30 frames/sec)",
+    "",
+};
+
+void show_help()
+{
+    std::puts("Enter the Velmora II Options List including ONLY options which are installed in "
+              "this unit.");
+    std::puts("You MUST enter dashes between options but any order is accepted. IF AN OPTION IS "
+              "NOT PRESENT, DO NOT ENTER A VALUE.");
+    std::fputs("Sample options string with ALL options enabled ", stdout);
+    std::fputs("1C-2B-4-5-WEB-IEC-IB-IEEE-NTP-PPS-DLP-ML-THP-EAP-DC-PQ3-PMU\nwhere:", stdout);
+    std::puts("\n");
+    for (const char* line : legend)
+        std::puts(line);
+}
+
+// One list being checked.
+struct Attempt {
+    std::string dashed_list; // a dash before every option, the first one included
+    int total_chars;
+    int valid_chars; // of every token found, its dash included
+    int result;      // answer_taken, or exclusivity_error
+};
+
+constexpr int exclusivity_error = -2;
+
+bool occurs(const Attempt& attempt, const char* form)
+{
+    return attempt.dashed_list.find(std::string("-") + form) != std::string::npos;
+}
+
+// A token counts once, however often it stands in the list; mixed case is not found.
+bool is_found(const Attempt& attempt, const OptionToken& token)
+{
+    return occurs(attempt, token.upper) || occurs(attempt, token.lower);
+}
+
+// As `is_found`, and counts the token's characters.
+bool take_token(Attempt& attempt, const OptionToken& token)
+{
+    if (!is_found(attempt, token))
+        return false;
+    attempt.valid_chars += static_cast<int>(std::strlen(token.upper)) + 1;
+    return true;
+}
+
+void add_leaf(const char* name, bool value)
+{
+    add_option_leaf(std::string("/VMIC/Options/") + name + "/Value", value);
+}
+
+void add_leaves(const OptionLeaf (&leaves)[4])
+{
+    for (const OptionLeaf& leaf : leaves) {
+        if (leaf.name != nullptr)
+            add_leaf(leaf.name, leaf.value);
+    }
+}
+
+const ExclusiveGroup& rules_of(OptionGroup group)
+{
+    return *std::find_if(std::begin(exclusive_groups), std::end(exclusive_groups),
+                         [group](const ExclusiveGroup& rules) { return rules.group == group; });
+}
+
+void refuse_second_member(Attempt& attempt, OptionGroup group)
+{
+    std::fputs(rules_of(group).message, stdout);
+    attempt.result = exclusivity_error;
+}
+
+void scan_single(Attempt& attempt, const OptionToken& token)
+{
+    add_leaf(token.leaves[0].name, take_token(attempt, token));
+}
+
+// Takes a member of an exclusive group; the first one sets its leaves, a later one is refused.
+// Returns true when it was the first.
+bool take_member(Attempt& attempt, const OptionToken& token, bool& taken)
+{
+    if (!take_token(attempt, token))
+        return false;
+    if (taken) {
+        refuse_second_member(attempt, token.group);
+        return false;
+    }
+    add_leaves(token.leaves);
+    taken = true;
+    return true;
+}
+
+void scan_exclusive_group(Attempt& attempt, const OptionToken* first, const OptionToken* last)
+{
+    bool taken = false;
+    for (const OptionToken* token = first; token != last; ++token)
+        take_member(attempt, *token, taken);
+    if (!taken)
+        add_leaves(rules_of(first->group).none_leaves);
+}
+
+bool measurement_logging_typed(const Attempt& attempt)
+{
+    return occurs(attempt, "ML") || occurs(attempt, "ml");
+}
+
+// PQ1, PQ2 and PQ3 exclude each other, PQR goes with any of them. Capture brings measurement
+// logging with it, as a second leaf when it was not typed.
+void scan_power_quality(Attempt& attempt, const OptionToken* first)
+{
+    const OptionToken& pq1 = first[0];
+    const OptionToken& pq2 = first[1];
+    const OptionToken& pq3 = first[2];
+    const OptionToken& pqr = first[3];
+
+    bool taken = false;
+    take_member(attempt, pq1, taken);
+    const bool pq2_chosen = take_member(attempt, pq2, taken);
+    const bool pq3_chosen = take_member(attempt, pq3, taken);
+    if (taken)
+        add_leaf("PQ", true);
+    else
+        add_leaves(rules_of(OptionGroup::power_quality).none_leaves);
+
+    if ((pq2_chosen || pq3_chosen) && !measurement_logging_typed(attempt))
+        add_leaf("ML", true);
+
+    if (take_token(attempt, pqr))
+        add_leaves(pqr.leaves);
+    else if (!taken)
+        add_leaf("PQ", false);
+}
+
+const OptionToken* end_of_group(const OptionToken* token)
+{
+    if (token->group == OptionGroup::single)
+        return token + 1;
+    return std::find_if(token, std::end(option_tokens),
+                        [token](const OptionToken& other) { return other.group != token->group; });
+}
+
+// Finds every token and fills the batch, in the order of the table.
+void scan_options(Attempt& attempt)
+{
+    const OptionToken* token = std::begin(option_tokens);
+    while (token != std::end(option_tokens)) {
+        const OptionToken* group_end = end_of_group(token);
+        switch (token->group) {
+        case OptionGroup::single: scan_single(attempt, *token); break;
+        case OptionGroup::power_quality: scan_power_quality(attempt, token); break;
+        default: scan_exclusive_group(attempt, token, group_end); break;
+        }
+        token = group_end;
+    }
+}
+
+bool is_valid_token(const std::string& piece)
+{
+    return std::any_of(std::begin(valid_tokens), std::end(valid_tokens),
+                       [&](const char* token) { return piece == token; });
+}
+
+// Names every piece of the list that is no token; a token that is there twice is not named.
+void name_invalid_pieces(const std::string& dashed_list)
+{
+    std::size_t start = 0;
+    while ((start = dashed_list.find_first_not_of('-', start)) != std::string::npos) {
+        const std::size_t end = std::min(dashed_list.find('-', start), dashed_list.size());
+        const std::string piece = dashed_list.substr(start, end - start);
+        if (!is_valid_token(piece))
+            std::printf("\nError: %s is NOT a valid option.", piece.c_str());
+        start = end;
+    }
+}
+
+void explain_refusal(const std::string& entry, const Attempt& attempt)
+{
+    std::printf("Could be an error, totalChars=%d, validChars=%d\n", attempt.total_chars,
+                attempt.valid_chars);
+    if (!entry.empty() && entry[0] == '-') // refused before it gets here; kept on purpose
+        std::fputs("\nError: Extra '-' at the beginning of the list.", stdout);
+    name_invalid_pieces(attempt.dashed_list);
+}
+
+void check_options_list(const std::string& entry, int input_result, EditableText& options_list)
+{
+    Attempt attempt = {"-" + entry, static_cast<int>(entry.size()) + 1, 0, input_result};
+    if (attempt.dashed_list.size() != static_cast<std::size_t>(attempt.total_chars)) {
+        std::fputs("\nLength mismatch between entered list and created list.", stdout);
+        return;
+    }
+    begin_option_batch();
+    scan_options(attempt);
+
+    const bool all_counted = attempt.total_chars == attempt.valid_chars;
+    if (all_counted && attempt.result == answer_taken) {
+        assign_text(options_list, entry, true);
+        return;
+    }
+    if (!all_counted)
+        explain_refusal(entry, attempt);
+    std::puts("\nCheck the entry.");
+}
+
+} // namespace
+
+void enter_options_list(SettingsSession& session)
+{
+    show_help();
+    std::string entry;
+    const int result = prompt_line("Enter Options List", entry);
+    if (result == answer_timed_out)
+        std::puts("\nTimed out.");
+    if (result != answer_taken)
+        return;
+    if (asks_to_clear(entry))
+        session.options_list.text.clear();
+    else if (!entry.empty() && entry[0] == '-')
+        std::fputs("\nError: Extra '-' at the beginning of the options list.", stdout);
+    else
+        check_options_list(entry, result, session.options_list);
+}

@@ -1,0 +1,109 @@
+#include "network/main_menu.h"
+
+#include "console/command.h"
+#include "console/line_reader.h"
+#include "console/menu.h"
+#include "console/value_entry.h"
+#include "meterinit/init_menu.h"
+#include "network/network_leaves.h"
+#include "network/port_menu.h"
+#include "network/save.h"
+#include "store/connection.h"
+#include "store/leaf_path.h"
+
+#include <cstdio>
+
+namespace
+{
+
+void load_name_servers(SettingsSession& session)
+{
+    std::vector<std::string> paths = {primary_dns_path, secondary_dns_path};
+    append_value_names(paths);
+
+    std::vector<api_status_t> statuses;
+    std::vector<toolkit::CElement> elements;
+    if (cds_get(paths, statuses, elements) != 0) {
+        std::puts("Warning: couldn't read network settings!");
+        return;
+    }
+    LeafCursor next = {statuses.begin(), elements.begin()};
+    load_string_text(session.primary_dns, next);
+    load_string_text(session.secondary_dns, next);
+}
+
+MenuSection port_lines(const SettingsSession& session)
+{
+    MenuSection lines;
+    for (std::size_t i = 1; i <= session.interfaces.size(); ++i)
+        lines.push_back({"Ethernet Port " + std::to_string(i) + " Settings", ""});
+    return lines;
+}
+
+int show_main_menu(const SettingsSession& session)
+{
+    const bool changed = any_changed(session);
+    std::vector<MenuSection> sections = {
+        port_lines(session),
+        {{"DNS Server (Primary)", text_or_none(session.primary_dns)},
+         {"DNS Server (Secondary)", text_or_none(session.secondary_dns)}},
+        {{"Reset all passwords to Factory Defaults", ""}},
+    };
+    if (session.init_menu_requested)
+        sections.push_back({{"Velmora II Initialization (Serial and Options List)", ""}});
+    if (changed)
+        sections.push_back({{"Save & apply all settings", ""}});
+
+    const std::vector<bool> numbered(sections.size(), true);
+    return show_menu("Velmora II Settings", sections, numbered,
+                     changed ? "Exit without saving" : "Exit");
+}
+
+void reset_passwords()
+{
+    if (!confirmed("Reset all passwords ? (y/n)"))
+        return;
+    std::puts("Restoring defaults: please wait...");
+    run_command("sernetpwreset.sh > /dev/null 2>&1");
+    std::puts("Passwords reset to defaults.");
+}
+
+// Edits that were not saved are given up only after a clear yes; a time-out means staying.
+bool may_leave(const SettingsSession& session)
+{
+    return !any_changed(session) || confirmed("Exit without saving? (y/n)");
+}
+
+} // namespace
+
+void act_on_main_choice(SettingsSession& session, int choice)
+{
+    if (choice < 1)
+        return;
+    const std::size_t number = static_cast<std::size_t>(choice);
+    const std::size_t port_count = session.interfaces.size();
+    if (number <= port_count)
+        run_port_menu(session.interfaces[number - 1]);
+    else if (number == port_count + 1)
+        enter_address("Enter Primary DNS Server", session.primary_dns);
+    else if (number == port_count + 2)
+        enter_address("Enter Secondary DNS Server", session.secondary_dns);
+    else if (number == port_count + 3)
+        reset_passwords();
+    else if (session.init_menu_requested && choice == 5) // literally 5, not port_count + 4
+        run_init_menu(session);
+    else
+        save_and_apply(session);
+}
+
+void run_main_menu(SettingsSession& session)
+{
+    for (;;) {
+        load_name_servers(session);
+        const int choice = show_main_menu(session);
+        if (choice != 0)
+            act_on_main_choice(session, choice);
+        else if (may_leave(session))
+            return;
+    }
+}

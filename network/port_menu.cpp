@@ -1,0 +1,125 @@
+#include "network/port_menu.h"
+
+#include "console/line_reader.h"
+#include "console/menu.h"
+#include "console/number_scan.h"
+#include "console/value_entry.h"
+#include "network/network_leaves.h"
+#include "store/connection.h"
+#include "store/leaf_path.h"
+
+#include <cstdio>
+
+namespace
+{
+
+void load_port(InterfaceSettings& port)
+{
+    std::vector<std::string> paths = {
+        dhcp_path,        ip_address_path,   subnet_mask_path,           default_gateway_path,
+        mac_address_path, link_enabled_path, supported_media_types_path, media_type_path,
+    };
+    number_paths(paths, 0, paths.size(), port.number);
+    append_value_names(paths);
+
+    std::vector<api_status_t> statuses;
+    std::vector<toolkit::CElement> elements;
+    if (cds_get(paths, statuses, elements) != 0) {
+        std::puts("Warning: couldn't read interface settings!");
+        return;
+    }
+    LeafCursor next = {statuses.begin(), elements.begin()};
+    load_flag(port.dhcp, next, true); // a port whose setting cannot be read has DHCP on
+    load_string_text(port.ip_address, next);
+    load_string_text(port.subnet_mask, next);
+    load_string_text(port.default_gateway, next);
+    load_string_text(port.mac_address, next);
+    load_flag(port.link_enabled, next, false);
+    load_string_text(port.supported_media_types, next);
+    load_string_text(port.media_type, next);
+}
+
+std::string enabled_or_disabled(const EditableFlag& flag)
+{
+    return flag.value ? "Enabled" : "Disabled";
+}
+
+int show_port_menu(const InterfaceSettings& port)
+{
+    const std::string& media = port.media_type.text;
+    const std::vector<MenuSection> sections = {
+        {{"Dynamic Addressing (DHCP)", enabled_or_disabled(port.dhcp)}},
+        {{"IP Address", text_or_none(port.ip_address)},
+         {"Subnet Mask", text_or_none(port.subnet_mask)},
+         {"Default Gateway", text_or_none(port.default_gateway)},
+         {"Media Type", media.empty() ? "[Auto-negotiate]" : media}},
+        {{"MAC Address", text_or_none(port.mac_address)},
+         {"Link Status", enabled_or_disabled(port.link_enabled)}},
+    };
+    return show_menu("Network Settings: Ethernet Port " + std::to_string(port.number), sections,
+                     {true, true, false}, "Exit to previous menu");
+}
+
+void enter_dhcp(InterfaceSettings& port)
+{
+    const int result = prompt_yes_no("Enable DHCP? (y/n)", port.dhcp);
+    if (result == answer_timed_out)
+        std::puts("Timed out.");
+    else if (result == answer_refused)
+        std::puts("Error: invalid response");
+}
+
+// A mask that was emptied becomes that of a class C network.
+void enter_subnet_mask(InterfaceSettings& port)
+{
+    if (enter_address("Enter Subnet Mask", port.subnet_mask) && port.subnet_mask.text.empty())
+        assign_text(port.subnet_mask, "255.255.255.0", true);
+}
+
+std::string media_type_prompt(const std::vector<std::string>& types)
+{
+    std::string prompt = "\nAvailable media types:\n\n0) Auto-negotiate (recommended)\n";
+    for (std::size_t i = 0; i < types.size(); ++i)
+        prompt += std::to_string(i + 1) + ") " + types[i] + "\n";
+    return prompt + "\nSelect an option (0-" + std::to_string(types.size()) + ") ==>  ";
+}
+
+void enter_media_type(InterfaceSettings& port)
+{
+    std::vector<std::string> types;
+    toolkit::CElement::split_string(types, port.supported_media_types.text, ';');
+
+    std::string reply;
+    const int result = prompt_line(media_type_prompt(types), reply);
+    if (result == answer_timed_out) {
+        std::puts("Timed out.");
+        return;
+    }
+    long number = 0;
+    const bool valid = result == answer_taken && scan_whole_number(reply, number) && number >= 0 &&
+                       static_cast<unsigned long>(number) <= types.size();
+    if (!valid)
+        std::puts("Error: invalid selection");
+    else if (number == 0)
+        assign_text(port.media_type, "", true);
+    else
+        assign_text(port.media_type, types[static_cast<std::size_t>(number) - 1], true);
+}
+
+} // namespace
+
+void run_port_menu(InterfaceSettings& port)
+{
+    for (;;) {
+        load_port(port);
+        switch (show_port_menu(port)) {
+        case 0: return;
+        case 1: enter_dhcp(port); break;
+        case 2: enter_address("Enter IP Address", port.ip_address); break;
+        case 3: enter_subnet_mask(port); break;
+        case 4: enter_address("Enter Default Gateway", port.default_gateway); break;
+        case 5: enter_media_type(port); break;
+        default: break; // no usable answer: the screen is drawn again
+        }
+    }
+}

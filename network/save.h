@@ -1,0 +1,10 @@
+// Save and apply: the only writer of the session's settings.
+#pragma once
+
+#include "settings/session.h"
+
+// Asks for confirmation, then writes every changed setting to the store, triggers the meter's
+// update services and runs the commands that apply the settings; prints the outcome.
+// A save that succeeds clears all marks. After one that fails the marks are all still set, so
+// that it can be repeated, and what was already written stays in the store.
+void save_and_apply(SettingsSession& session);

@@ -1,0 +1,252 @@
+#include <cds++.h>
+
+#include "simulator/meter.h"
+#include "simulator/trace.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+#include <utility>
+
+namespace toolkit
+{
+
+namespace
+{
+
+using simulator::LeafValue;
+using simulator::Leaves;
+
+enum TypeCode { type_boolean = 1, type_integer = 3, type_string = 6 };
+
+constexpr int call_failed = -1;
+constexpr api_status_t leaf_handled = 1;
+constexpr api_status_t leaf_missing = 2;
+
+std::time_t stamp_for(std::time_t otherwise)
+{
+    return CElement::_auto_time ? std::time(nullptr) : otherwise;
+}
+
+CElement element_of(const LeafValue& value)
+{
+    CElement element;
+    std::visit([&](const auto& held) { element = held; }, value);
+    return element;
+}
+
+LeafValue leaf_value(const CElement& element)
+{
+    if (element.type() == type_boolean)
+        return element.to_bool();
+    if (element.type() == type_integer)
+        return element.to_int();
+    std::string text;
+    element.to_string(text);
+    return text;
+}
+
+// The course that every call takes: faults first, then `handle_leaves` with the positions of
+// the leaves whose status no fault decides. It returns false when the store cannot be used.
+template <typename HandleLeaves>
+int run_call(const pcd_connection* handle, const char* name, const std::vector<std::string>& paths,
+             std::vector<api_status_t>& statuses, HandleLeaves handle_leaves)
+{
+    statuses.assign(paths.size(), 0);
+    simulator::Meter& meter = simulator::this_meter();
+    if (handle == nullptr)
+        return call_failed;
+
+    const simulator::Fault* fault = simulator::take_fault(meter.faults, name, paths);
+    std::vector<std::size_t> positions;
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        if (simulator::decides_status(fault, paths[i]))
+            statuses[i] = *fault->status;
+        else
+            positions.push_back(i);
+    }
+    if (fault != nullptr && fault->result.value_or(0) != 0)
+        return *fault->result;
+    return handle_leaves(meter.store, positions) ? 0 : call_failed;
+}
+
+// Applies `change` to the leaves at `positions`, in one replacement of the store.
+template <typename Change>
+bool write_leaves(simulator::MeterStore& store, const std::vector<std::size_t>& positions,
+                  std::vector<api_status_t>& statuses, Change change)
+{
+    const auto edit = [&](Leaves& leaves, std::string&) {
+        for (const std::size_t i : positions)
+            change(leaves, i);
+        return true;
+    };
+    std::string error; // not shown: the calls report by their result alone
+    if (!(positions.empty() ? refresh_leaves(store, error) : edit_leaves(store, edit, error)))
+        return false;
+    for (const std::size_t i : positions)
+        statuses[i] = leaf_handled;
+    return true;
+}
+
+} // namespace
+
+bool CElement::_auto_time = false;
+const std::time_t CElement::_invalid_time = -1;
+
+CElement::CElement() : _type(type_string), _number(0), _time(stamp_for(_invalid_time)) {}
+
+CElement& CElement::operator=(bool value)
+{
+    *this = std::int32_t{value};
+    _type = type_boolean;
+    return *this;
+}
+
+CElement& CElement::operator=(std::int32_t value)
+{
+    _type = type_integer;
+    _number = value;
+    _text.clear();
+    _time = stamp_for(_time);
+    return *this;
+}
+
+CElement& CElement::operator=(const std::string& value)
+{
+    _type = type_string;
+    _number = 0;
+    _text = value;
+    _time = stamp_for(_time);
+    return *this;
+}
+
+int CElement::type() const
+{
+    return _type;
+}
+
+std::time_t CElement::time() const
+{
+    return _time;
+}
+
+void CElement::to_string(std::string& out) const
+{
+    if (_type == type_boolean)
+        out = _number != 0 ? "true" : "false";
+    else if (_type == type_integer)
+        out = std::to_string(_number);
+    else
+        out = _text;
+}
+
+std::int32_t CElement::to_int() const
+{
+    using Limits = std::numeric_limits<std::int32_t>;
+    if (_type != type_string)
+        return _number;
+    const long long number = std::strtoll(_text.c_str(), nullptr, 10);
+    return static_cast<std::int32_t>(std::clamp<long long>(number, Limits::min(), Limits::max()));
+}
+
+bool CElement::to_bool() const
+{
+    return _type == type_string ? _text == "true" || _text == "1" : _number != 0;
+}
+
+void CElement::split_string(std::vector<std::string>& out, const std::string& in, char separator)
+{
+    std::vector<std::string> parts; // `in` may be one of `out`
+    for (std::size_t begin = 0; begin < in.size();) {
+        const std::size_t end = std::min(in.find(separator, begin), in.size());
+        parts.push_back(in.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    out = std::move(parts);
+}
+
+int CCds::get_leaves(const std::vector<std::string>& paths, std::vector<api_status_t>& statuses,
+                     std::vector<CElement>& elements, std::vector<element_property_t>& properties)
+{
+    elements.assign(paths.size(), CElement());
+    properties.assign(paths.size(), element_property_t());
+    const auto read = [&](simulator::MeterStore& store, const std::vector<std::size_t>& positions) {
+        std::string error; // not shown: the calls report by their result alone
+        if (!refresh_leaves(store, error))
+            return false;
+        for (const std::size_t i : positions) {
+            const auto leaf = store.leaves.find(paths[i]);
+            const bool exists = leaf != store.leaves.end();
+            statuses[i] = exists ? leaf_handled : leaf_missing;
+            if (exists)
+                elements[i] = element_of(leaf->second);
+        }
+        return true;
+    };
+    const int result = run_call(handle, "get_leaves", paths, statuses, read);
+    simulator::trace_get_leaves(paths, statuses, result);
+    return result;
+}
+
+int CCds::set_leaf(const std::string& path, const CElement& value, api_status_t& status,
+                   pcd_tribool_t flag, const std::string& source)
+{
+    std::vector<api_status_t> statuses;
+    const auto write = [&](simulator::MeterStore& store,
+                           const std::vector<std::size_t>& positions) {
+        const auto set = [&](Leaves& leaves, std::size_t) { leaves[path] = leaf_value(value); };
+        return write_leaves(store, positions, statuses, set);
+    };
+    const int result = run_call(handle, "set_leaf", {path}, statuses, write);
+    status = statuses.front();
+    simulator::trace_set_leaf({path, leaf_value(value), flag, status}, source, result);
+    return result;
+}
+
+int CCds::set_leaves(const std::vector<std::string>& paths, const std::vector<CElement>& values,
+                     const std::vector<pcd_tribool_t>& flags, std::vector<api_status_t>& statuses,
+                     const std::string& source)
+{
+    const auto write = [&](simulator::MeterStore& store,
+                           const std::vector<std::size_t>& positions) {
+        const auto set = [&](Leaves& leaves, std::size_t i) {
+            leaves[paths[i]] = leaf_value(values[i]);
+        };
+        return write_leaves(store, positions, statuses, set);
+    };
+    const int result = run_call(handle, "set_leaves", paths, statuses, write);
+    if (simulator::is_traced()) {
+        std::vector<simulator::TracedLeaf> leaves;
+        for (std::size_t i = 0; i < paths.size(); ++i)
+            leaves.push_back({paths[i], leaf_value(values[i]), flags[i], statuses[i]});
+        simulator::trace_set_leaves(leaves, source, result);
+    }
+    return result;
+}
+
+int CCds::clear_leaves(const std::vector<std::string>& paths, std::vector<api_status_t>& statuses,
+                       const std::string& source)
+{
+    const auto write = [&](simulator::MeterStore& store,
+                           const std::vector<std::size_t>& positions) {
+        const auto clear = [&](Leaves& leaves, std::size_t i) { leaves.erase(paths[i]); };
+        return write_leaves(store, positions, statuses, clear);
+    };
+    const int result = run_call(handle, "clear_leaves", paths, statuses, write);
+    simulator::trace_clear_leaves(paths, statuses, source, result);
+    return result;
+}
+
+void CEvent::format_source_string(std::string& out, const std::string& first,
+                                  const std::string& second, const std::string& third)
+{
+    std::string source; // `out` may be one of the names
+    for (const std::string* name : {&first, &second, &third}) {
+        if (!source.empty() && !name->empty())
+            source += '/';
+        source += *name;
+    }
+    out = std::move(source);
+}
+
+} // namespace toolkit

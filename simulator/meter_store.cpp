@@ -1,0 +1,141 @@
+#include "simulator/meter_store.h"
+
+#include "simulator/toml_files.h"
+#include "simulator/toml_text.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <utility>
+
+namespace simulator
+{
+
+namespace
+{
+
+// A file's times come from a clock that advances by some milliseconds at once.
+constexpr std::int64_t clock_doubt = 100'000'000; // nanoseconds
+
+std::int64_t present_time()
+{
+    timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
+bool is_distant(std::int64_t file_time, std::int64_t now)
+{
+    return file_time < now - clock_doubt || file_time > now + clock_doubt;
+}
+
+// Whether a change after `now`, of whatever kind, is sure to show in the stamp.
+bool tells_changes(const FileStamp& stamp, std::int64_t now)
+{
+    return is_distant(stamp.modified, now) && is_distant(stamp.changed, now);
+}
+
+std::string path_of(const MeterStore& store)
+{
+    return store.folder + "/" + store_file;
+}
+
+bool fail(const std::string& file, const char* what, std::string& error)
+{
+    error = file + ": " + what + ": " + std::strerror(errno);
+    return false;
+}
+
+// Takes in what was read. The same bytes have the same leaves, or the same error.
+void take_text(MeterStore& store, std::string&& text)
+{
+    if (store.text == text)
+        return;
+    store.error.clear();
+    parse_leaves(text, path_of(store), store.leaves, store.error);
+    ++store.parses;
+    store.text = std::move(text);
+}
+
+// `folder` and `name` are as for `read_file`.
+bool refresh(MeterStore& store, int folder, const char* name, std::string& error)
+{
+    FileStamp stamp;
+    if (!store.stamp || !read_stamp(folder, name, stamp) || !(stamp == *store.stamp)) {
+        store.stamp.reset();
+        const std::int64_t now = present_time();
+        std::string text;
+        if (!read_file(folder, name, text, stamp))
+            return fail(path_of(store), "cannot be read", error);
+        take_text(store, std::move(text));
+        if (tells_changes(stamp, now))
+            store.stamp = stamp;
+    }
+    error = store.error;
+    return error.empty();
+}
+
+bool can_be_written(const Leaves& leaves, const std::string& file, std::string& error)
+{
+    for (const auto& [path, value] : leaves) {
+        const std::string* text = std::get_if<std::string>(&value);
+        if (is_utf8(path) && (text == nullptr || is_utf8(*text)))
+            continue;
+        error = file + ": leaf " + toml_string(path) + " is not UTF-8 text";
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool refresh_leaves(MeterStore& store, std::string& error)
+{
+    return refresh(store, AT_FDCWD, path_of(store).c_str(), error);
+}
+
+bool edit_leaves(MeterStore& store, const LeafEdit& edit, std::string& error)
+{
+    const OpenFile folder = lock_folder(store.folder);
+    if (!folder)
+        return fail(store.folder, "cannot be locked", error);
+    if (!refresh(store, folder.fd, store_file, error))
+        return false;
+
+    Leaves leaves = store.leaves;
+    if (!edit(leaves, error) || !can_be_written(leaves, path_of(store), error))
+        return false;
+    std::string text = toml_text(leaves);
+    store.stamp.reset();
+    if (!replace_file(folder.fd, store_file, text))
+        return fail(path_of(store), "cannot be written", error);
+
+    store.leaves = std::move(leaves);
+    store.text = std::move(text);
+    return true;
+}
+
+bool replace_store(const std::string& folder, std::string_view text, std::string& error)
+{
+    const OpenFile locked = lock_folder(folder);
+    if (!locked)
+        return fail(folder, "cannot be locked", error);
+    if (!replace_file(locked.fd, store_file, text))
+        return fail(folder + "/" + store_file, "cannot be written", error);
+    return true;
+}
+
+bool restore_factory(const std::string& folder, std::string& error)
+{
+    std::string text;
+    FileStamp stamp;
+    const std::string file = folder + "/" + factory_file;
+    if (!read_file(AT_FDCWD, file.c_str(), text, stamp))
+        return errno == ENOENT || fail(file, "cannot be read", error);
+    return replace_store(folder, text, error);
+}
+
+} // namespace simulator

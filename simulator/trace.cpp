@@ -1,0 +1,141 @@
+#include "simulator/trace.h"
+
+#include "simulator/files.h"
+#include "simulator/meter.h"
+
+#include <nlohmann/json.hpp>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+namespace simulator
+{
+
+namespace
+{
+
+using Json = nlohmann::ordered_json; // keys stay in the order in which they are given
+
+bool trouble_told = false;
+
+const char* trace_name()
+{
+    const char* name = std::getenv("METER_SIM_TRACE");
+    return name == nullptr ? "" : name;
+}
+
+// One write, so that the lines of several processes do not mix.
+bool append_line(const char* name, const std::string& line)
+{
+    const OpenFile file = open_file(AT_FDCWD, name, O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY, 0666);
+    if (!file)
+        return false;
+    errno = ENOSPC; // what a line cut short means
+    return write(file.fd, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+}
+
+void append(const Json& call)
+{
+    const char* name = trace_name();
+    const std::string line = call.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    if (append_line(name, line) || std::exchange(trouble_told, true))
+        return;
+    tell_trouble(std::string(name) + ": the trace cannot be written: " + std::strerror(errno));
+}
+
+Json json_value(const LeafValue& value)
+{
+    return std::visit([](const auto& held) { return Json(held); }, value);
+}
+
+} // namespace
+
+bool is_traced()
+{
+    return *trace_name() != '\0';
+}
+
+void trace_pcd_init(bool connected)
+{
+    if (is_traced())
+        append({{"call", "pcd_init"}, {"connected", connected}});
+}
+
+void trace_pcd_close()
+{
+    if (is_traced())
+        append({{"call", "pcd_close"}});
+}
+
+void trace_get_leaves(const std::vector<std::string>& paths, const std::vector<int>& statuses,
+                      int result)
+{
+    if (is_traced())
+        append(
+            {{"call", "get_leaves"}, {"paths", paths}, {"statuses", statuses}, {"result", result}});
+}
+
+void trace_set_leaf(const TracedLeaf& leaf, const std::string& source, int result)
+{
+    if (is_traced())
+        append({{"call", "set_leaf"},
+                {"path", leaf.path},
+                {"value", json_value(leaf.value)},
+                {"flag", leaf.flag},
+                {"source", source},
+                {"status", leaf.status},
+                {"result", result}});
+}
+
+void trace_set_leaves(const std::vector<TracedLeaf>& leaves, const std::string& source, int result)
+{
+    if (!is_traced())
+        return;
+    Json listed = Json::array();
+    for (const TracedLeaf& leaf : leaves)
+        listed.push_back({{"path", leaf.path},
+                          {"value", json_value(leaf.value)},
+                          {"flag", leaf.flag},
+                          {"status", leaf.status}});
+    append({{"call", "set_leaves"},
+            {"leaves", std::move(listed)},
+            {"source", source},
+            {"result", result}});
+}
+
+void trace_clear_leaves(const std::vector<std::string>& paths, const std::vector<int>& statuses,
+                        const std::string& source, int result)
+{
+    if (is_traced())
+        append({{"call", "clear_leaves"},
+                {"paths", paths},
+                {"statuses", statuses},
+                {"source", source},
+                {"result", result}});
+}
+
+void trace_system(const char* command, int result)
+{
+    if (is_traced())
+        append({{"call", "system"},
+                {"command", command == nullptr ? Json() : Json(command)},
+                {"result", result}});
+}
+
+void trace_sleep(unsigned seconds)
+{
+    if (is_traced())
+        append({{"call", "sleep"}, {"seconds", seconds}});
+}
+
+void forget_trace()
+{
+    trouble_told = false;
+}
+
+} // namespace simulator

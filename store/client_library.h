@@ -1,0 +1,20 @@
+// The one place where the store's client library comes in.
+//
+// Whether the meter's own library or the simulated meter's stand-in answers is the build's
+// choice (CDS_ROOT). Where the installed headers have other names, they are adapted here.
+#pragma once
+
+#include <cds++.h>
+#include <cds.h>
+
+// Type codes of an element that the program relies on.
+constexpr int boolean_type = 1;
+constexpr int string_type = 6;
+
+// Status of a leaf that was handled successfully.
+constexpr api_status_t status_success = 1;
+
+// Flags given with a written leaf: 1 for settings and option leaves, 0 for the update-service
+// triggers that follow the option leaves. The store knows what they mean.
+constexpr pcd_tribool_t setting_flag = 1;
+constexpr pcd_tribool_t trigger_flag = 0;

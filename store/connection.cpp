@@ -1,0 +1,43 @@
+#include "store/connection.h"
+
+namespace
+{
+
+toolkit::CCds connection;
+
+// Closes a connection that is still open when the program exits.
+struct ExitGuard {
+    ~ExitGuard()
+    {
+        cds_disconnect();
+    }
+} exit_guard;
+
+} // namespace
+
+int cds_connect()
+{
+    if (connection.handle == nullptr)
+        connection.handle = pcd_init(0);
+    return connection.handle != nullptr ? 0 : -1;
+}
+
+void cds_disconnect()
+{
+    if (connection.handle == nullptr)
+        return;
+    pcd_close(connection.handle);
+    connection.handle = nullptr;
+}
+
+int cds_get(const std::vector<std::string>& paths, std::vector<api_status_t>& statuses,
+            std::vector<toolkit::CElement>& elements)
+{
+    std::vector<toolkit::element_property_t> unused_properties;
+    return connection.get_leaves(paths, statuses, elements, unused_properties);
+}
+
+toolkit::CCds& cds()
+{
+    return connection;
+}

@@ -1,0 +1,209 @@
+#include "simulator/files.h"
+#include "tests/simulator/test_meter.h"
+
+#include <doctest/doctest.h>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+
+using namespace simulator;
+
+namespace
+{
+
+bool is_open(int fd)
+{
+    return fcntl(fd, F_GETFD) >= 0;
+}
+
+mode_t mode_of(const std::string& file)
+{
+    struct stat status;
+    REQUIRE(stat(file.c_str(), &status) == 0);
+    return status.st_mode & 07777;
+}
+
+} // namespace
+
+TEST_CASE("an opened file never takes the place of a standard one")
+{
+    const TestMeter meter("");
+    const int status = exit_status_of([&] {
+        for (const int standard : {0, 1, 2})
+            close(standard);
+        const OpenFile file = open_file(AT_FDCWD, meter.path("store.toml").c_str(), O_RDONLY);
+        const OpenFile folder = lock_folder(meter.folder);
+        if (file.fd < 3 || folder.fd < 3)
+            return 1;
+        if (is_open(0) || is_open(1) || is_open(2))
+            return 2;
+        return (fcntl(file.fd, F_GETFD) & FD_CLOEXEC) != 0 ? 0 : 3;
+    });
+    CHECK(status == 0);
+}
+
+TEST_CASE("the library leaves closed standard files closed")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    meter.begin_trace();
+    const int status = exit_status_of([&] {
+        for (const int standard : {0, 1, 2})
+            close(standard);
+        TestStore store;
+        if (get(store, {"/a"}) != "0: 1 1" || set(store, "/a", integer(2)) != "0: 1")
+            return 1;
+        return is_open(0) || is_open(1) || is_open(2) ? 2 : 0;
+    });
+    CHECK(status == 0);
+}
+
+TEST_CASE("no call leaves a file open")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    meter.begin_trace();
+    meter.write("factory.toml", "\"/a\" = 1\n");
+    std::filesystem::create_directories(meter.path("jffs/downloads/vmconfig.d"));
+    const OpenFile before = open_file(AT_FDCWD, meter.path("store.toml").c_str(), O_RDONLY);
+    {
+        TestStore store;
+        get(store, {"/a"});
+        set(store, "/a", integer(2));
+        clear(store, {"/a"});
+        CHECK(system("fw_reset.sh > /dev/null 2>&1") == 0);
+        CHECK(system("rm -rf /jffs/downloads/vmconfig.*") == 0);
+    }
+    const OpenFile after = open_file(AT_FDCWD, meter.path("store.toml").c_str(), O_RDONLY);
+    CHECK(after.fd == before.fd + 1);
+}
+
+TEST_CASE("a replaced file keeps its permission bits, whatever the mask")
+{
+    const TestMeter meter("");
+    const mode_t mask = umask(077);
+    for (const mode_t mode : {0600u, 0644u, 0666u, 0640u, 0444u}) {
+        CAPTURE(mode);
+        REQUIRE(chmod(meter.path("store.toml").c_str(), mode) == 0);
+        TestStore store;
+        CHECK(set(store, "/a", integer(1)) == "0: 1");
+        CHECK(mode_of(meter.path("store.toml")) == mode);
+    }
+    umask(mask);
+}
+
+TEST_CASE("a new file has the permissions that the mask leaves")
+{
+    const TestMeter meter("");
+    const OpenFile folder = lock_folder(meter.folder);
+    const mode_t mask = umask(027);
+    CHECK(replace_file(folder.fd, "new", "text"));
+    umask(mask);
+    CHECK(mode_of(meter.path("new")) == 0640);
+    CHECK(meter.read("new") == "text");
+}
+
+TEST_CASE("what a killed writer left behind is no hindrance")
+{
+    const TestMeter meter("");
+    const OpenFile folder = lock_folder(meter.folder);
+    meter.write("store.toml.new", "a longer text than the one that is written now");
+    chmod(meter.path("store.toml.new").c_str(), 0);
+    CHECK(replace_file(folder.fd, "store.toml", "short"));
+    CHECK(meter.read("store.toml") == "short");
+    CHECK_FALSE(meter.has("store.toml.new"));
+}
+
+TEST_CASE("a link in place of the new file is not written through")
+{
+    const TestMeter meter("");
+    const OpenFile folder = lock_folder(meter.folder);
+    meter.write("victim", "untouched");
+    std::filesystem::create_symlink(meter.path("victim"), meter.path("store.toml.new"));
+    CHECK(replace_file(folder.fd, "store.toml", "text"));
+    CHECK(meter.read("victim") == "untouched");
+    CHECK(meter.read("store.toml") == "text");
+    CHECK_FALSE(std::filesystem::is_symlink(meter.path("store.toml")));
+}
+
+TEST_CASE("a disk that fills up in the middle of a write leaves the old file")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    const int status = exit_status_of([&] {
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit = {100, 100}; // a write beyond is cut short, the next one fails
+        setrlimit(RLIMIT_FSIZE, &limit);
+        TestStore store;
+        return set(store, "/a", text(std::string(1000, 'x'))) == "-1: 0" ? 0 : 1;
+    });
+    CHECK(status == 0);
+    CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
+    CHECK_FALSE(meter.has("store.toml.new"));
+}
+
+TEST_CASE("a writer waits for the lock of the folder")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    int writer = 0;
+    {
+        const OpenFile held = lock_folder(meter.folder);
+        writer = start_process([&] {
+            close(held.fd); // the lock stays the test's alone
+            TestStore store;
+            return set(store, "/a", integer(2)) == "0: 1" ? 0 : 1;
+        });
+        let_file_settle(); // time enough for a writer that would not wait
+        CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
+        TestStore reader; // a reader does not wait
+        CHECK(get(reader, {"/a"}) == "0: 1 1");
+    }
+    CHECK(wait_for_process(writer) == 0);
+    CHECK(meter.read("store.toml") == "\"/a\" = 2\n");
+}
+
+TEST_CASE("the reset waits for the lock of the folder")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    meter.write("factory.toml", "\"/a\" = 2\n");
+    int resetter = 0;
+    {
+        const OpenFile held = lock_folder(meter.folder);
+        resetter = start_process([&] {
+            close(held.fd); // the lock stays the test's alone
+            return system("fw_reset.sh > /dev/null 2>&1");
+        });
+        let_file_settle();
+        CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
+    }
+    CHECK(wait_for_process(resetter) == 0);
+    CHECK(meter.read("store.toml") == "\"/a\" = 2\n");
+}
+
+TEST_CASE("a file that grows while it is read is read to its end")
+{
+    std::string text;
+    FileStamp stamp;
+    // Its size is told as 0.
+    REQUIRE(read_file(AT_FDCWD, "/proc/self/maps", text, stamp));
+    CHECK(text.find("[stack]") != std::string::npos);
+    CHECK(text.back() == '\n');
+}
+
+TEST_CASE("a stamp tells a replaced file from the one before")
+{
+    const TestMeter meter("same");
+    FileStamp before;
+    FileStamp after;
+    REQUIRE(read_stamp(AT_FDCWD, meter.path("store.toml").c_str(), before));
+    REQUIRE(read_stamp(AT_FDCWD, meter.path("store.toml").c_str(), after));
+    CHECK(before == after);
+    const OpenFile folder = lock_folder(meter.folder);
+    REQUIRE(replace_file(folder.fd, "store.toml", "same"));
+    REQUIRE(read_stamp(AT_FDCWD, meter.path("store.toml").c_str(), after));
+    CHECK_FALSE(before == after);
+}

@@ -1,0 +1,109 @@
+#include "tests/simulator/test_meter.h"
+
+#include <doctest/doctest.h>
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+namespace
+{
+
+// What a `pcd_init` that fails says.
+std::string refusal()
+{
+    pcd_connection* connection = nullptr;
+    std::string said = standard_error_of([&] { connection = pcd_init(0); });
+    CHECK(connection == nullptr);
+    pcd_close(connection);
+    return said;
+}
+
+} // namespace
+
+TEST_CASE("a connection is made silently, to an empty store too")
+{
+    const TestMeter meter("");
+    CHECK(standard_error_of([] { TestStore store; }) == "");
+}
+
+TEST_CASE("two connections are two handles")
+{
+    const TestMeter meter("");
+    TestStore one;
+    TestStore other;
+    CHECK(one.handle != other.handle);
+}
+
+TEST_CASE("without a named folder there is no connection")
+{
+    const TestMeter meter("");
+    setenv("METER_SIM_DIR", "", 1);
+    CHECK(refusal() == "METER_SIM_DIR names no folder of a simulated meter\n");
+    unsetenv("METER_SIM_DIR");
+    CHECK(refusal() == "METER_SIM_DIR names no folder of a simulated meter\n");
+}
+
+TEST_CASE("a store that is not there is named with the reason")
+{
+    const TestMeter meter("");
+    std::filesystem::remove(meter.path("store.toml"));
+    CHECK(refusal() == meter.path("store.toml") + ": cannot be read: No such file or directory\n");
+    std::filesystem::create_directory(meter.path("store.toml"));
+    CHECK(refusal() == meter.path("store.toml") + ": cannot be read: Is a directory\n");
+}
+
+TEST_CASE("a pipe in place of the store is refused, not waited for")
+{
+    const TestMeter meter("");
+    std::filesystem::remove(meter.path("store.toml"));
+    REQUIRE(mkfifo(meter.path("store.toml").c_str(), 0600) == 0);
+    CHECK(refusal() == meter.path("store.toml") + ": cannot be read: Invalid argument\n");
+}
+
+TEST_CASE("a broken store is named with line and reason, on one line")
+{
+    const TestMeter meter("\"/a\" = 1\n\"/b\" = \n");
+    const std::string said = refusal();
+    CHECK(said.rfind(meter.path("store.toml") + ":2: ", 0) == 0);
+    CHECK(said.size() > (meter.path("store.toml") + ":2: \n").size());
+    CHECK(said.find('\n') == said.size() - 1);
+}
+
+TEST_CASE("a leaf of another type is named with its line")
+{
+    const TestMeter meter("\"/a\" = 1\n\n\"/line\\nbreak\" = 1.5\n");
+    CHECK(refusal() == meter.path("store.toml") +
+                           ":3: leaf \"/line\\nbreak\" is not a string, a boolean or an integer of "
+                           "32 bits\n");
+}
+
+TEST_CASE("a mended store can be connected to")
+{
+    const TestMeter meter("broken");
+    refusal();
+    meter.write("store.toml", "\"/a\" = 1\n");
+    TestStore store;
+    CHECK(get(store, {"/a"}) == "0: 1 1");
+}
+
+TEST_CASE("the message is one line whatever the folder is called")
+{
+    const TestMeter meter("");
+    setenv("METER_SIM_DIR", (meter.folder + "/no\nsuch").c_str(), 1);
+    CHECK(refusal() == meter.folder + "/no?such/store.toml: cannot be read: No such file or "
+                                      "directory\n");
+}
+
+TEST_CASE("another folder is another meter")
+{
+    const TestMeter first("\"/a\" = 1\n");
+    TestStore store;
+    CHECK(get(store, {"/a"}) == "0: 1 1");
+    std::filesystem::create_directory(first.path("other"));
+    first.write("other/store.toml", "\"/a\" = 2\n");
+    setenv("METER_SIM_DIR", first.path("other").c_str(), 1);
+    TestStore other;
+    CHECK(get(other, {"/a"}) == "0: 1 2");
+}

@@ -1,0 +1,52 @@
+"""Runs the program store-client on a meter of its own, under strace."""
+
+import contextlib
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+
+REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
+BUILD = pathlib.Path(os.environ.get("BUILD_DIR", REPOSITORY / "build" / "host"))
+CLIENT = BUILD / "store-client"
+
+
+@contextlib.contextmanager
+def meter_with(store_text):
+    """A meter's folder in the build folder, removed at the end."""
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="meter-", dir=BUILD))
+    try:
+        (folder / "store.toml").write_text(store_text)
+        yield folder
+    finally:
+        shutil.rmtree(folder)
+
+
+def environment(folder):
+    return {"METER_SIM_DIR": str(folder)}
+
+
+def run(folder, *arguments):
+    """The exit status of the program alone."""
+    return subprocess.run([CLIENT, *arguments], env=environment(folder), timeout=60).returncode
+
+
+def run_traced(folder, arguments, strace_options=(), closed=()):
+    """The exit status of the program under strace, and its system calls, one a line.
+
+    `closed` names descriptors that are closed when it starts.
+    """
+    with tempfile.NamedTemporaryFile("r", prefix="calls-", dir=BUILD) as calls:
+        command = ["strace", "-o", calls.name, *strace_options, "--", CLIENT, *arguments]
+        if closed:
+            close = "".join(f" {number}>&-" for number in closed)
+            command[command.index(CLIENT):] = [
+                "/bin/sh", "-c", f'exec "$0" "$@"{close}', CLIENT, *arguments]
+        ended = subprocess.run(command, env=environment(folder), timeout=60)
+        return ended.returncode, calls.read().splitlines()
+
+
+def leaves(folder):
+    """The folder's files by name, with their texts."""
+    return {entry.name: entry.read_text() for entry in folder.iterdir()}

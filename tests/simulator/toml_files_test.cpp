@@ -1,0 +1,162 @@
+#include "simulator/toml_files.h"
+
+#include <doctest/doctest.h>
+
+using namespace simulator;
+
+namespace
+{
+
+std::string leaf_error(const std::string& text)
+{
+    Leaves leaves;
+    std::string error;
+    CHECK_FALSE(parse_leaves(text, "store.toml", leaves, error));
+    return error;
+}
+
+std::string fault_error(const std::string& text)
+{
+    std::vector<Fault> faults;
+    std::string error;
+    CHECK_FALSE(parse_faults(text, "faults.toml", faults, error));
+    return error;
+}
+
+std::vector<Fault> faults_of(const std::string& text)
+{
+    std::vector<Fault> faults;
+    std::string error;
+    const bool parsed = parse_faults(text, "faults.toml", faults, error);
+    CHECK_MESSAGE(parsed, error);
+    return faults;
+}
+
+bool begins_with(const std::string& text, const std::string& beginning)
+{
+    return text.rfind(beginning, 0) == 0 && text.size() > beginning.size();
+}
+
+} // namespace
+
+TEST_CASE("a leaf's type is the type of its TOML value")
+{
+    Leaves leaves = {{"/left from before", true}};
+    std::string error;
+    REQUIRE(parse_leaves("# a comment\n"
+                         "\"/s\" = \"text\"\n"
+                         "'/lit' = 'C:\\x'\n"
+                         "\"/b\" = true\n"
+                         "\"/n\" = -2_147_483_648\n"
+                         "\"/h\" = 0x7fffffff\n"
+                         "bare = \"\"\n",
+                         "store.toml", leaves, error));
+    CHECK(leaves == Leaves{{"/s", std::string("text")},
+                           {"/lit", std::string("C:\\x")},
+                           {"/b", true},
+                           {"/n", std::int32_t{-2147483647} - 1},
+                           {"/h", std::int32_t{2147483647}},
+                           {"bare", std::string()}});
+}
+
+TEST_CASE("line ends and a byte order mark of other systems are taken")
+{
+    Leaves leaves;
+    std::string error;
+    REQUIRE(parse_leaves("\xEF\xBB\xBF\"/a\" = 1\r\n\"/b\" = 2\r\n", "store.toml", leaves, error));
+    CHECK(leaves == Leaves{{"/a", std::int32_t{1}}, {"/b", std::int32_t{2}}});
+}
+
+TEST_CASE("values of other types are refused by line and leaf")
+{
+    const std::string reason = " is not a string, a boolean or an integer of 32 bits";
+    for (const char* value : {"1.0", "2147483648", "-2147483649", "9223372036854775807", "nan",
+                              "2024-02-29", "09:36:29", "2024-02-29T09:36:29Z", "[1]", "{a = 1}"}) {
+        CAPTURE(value);
+        CHECK(leaf_error("\"/a\" = 1\n\"/b\" = " + std::string(value) + "\n") ==
+              "store.toml:2: leaf \"/b\"" + reason);
+    }
+    CHECK(leaf_error("\n\nVMIC.Enclosure = \"RK\"\n") == "store.toml:3: leaf \"VMIC\"" + reason);
+    CHECK(leaf_error("\n[table]\na = 1\n") == "store.toml:2: leaf \"table\"" + reason);
+    CHECK(leaf_error("[[list]]\na = 1\n") == "store.toml:1: leaf \"list\"" + reason);
+}
+
+TEST_CASE("of several wrong values the first in the file is told")
+{
+    CHECK(begins_with(leaf_error("\"/z\" = 1.0\n\"/a\" = 1.0\n"), "store.toml:1: leaf \"/z\""));
+}
+
+TEST_CASE("what is not TOML is refused by its line")
+{
+    CHECK(begins_with(leaf_error("\"/a\" = 1\n\"/b\" = \n"), "store.toml:2: "));
+    CHECK(begins_with(leaf_error("\"/a\" = 1\n\"/a\" = 2\n"), "store.toml:2: "));
+    CHECK(begins_with(leaf_error("\"/a\" = 99999999999999999999\n"), "store.toml:1: "));
+    CHECK(begins_with(leaf_error("\n\n\"/a\" = \"bad \xFF\"\n"), "store.toml:3: "));
+    CHECK(begins_with(leaf_error("\"/a\" = True\n"), "store.toml:1: "));
+    CHECK(begins_with(leaf_error("\"/a\" = \"unended\n"), "store.toml:1: "));
+    CHECK(begins_with(leaf_error("\"/a\" = 1\n<<<<<<<\n"), "store.toml:2: "));
+}
+
+TEST_CASE("a fault has its keys, and defaults for those that are not given")
+{
+    const std::vector<Fault> faults = faults_of("# none\n\n"
+                                                "[[fault]]\ncall = \"pcd_init\"\n\n"
+                                                "[[fault]]\ncall = \"set_leaves\"\npath = \"/a\"\n"
+                                                "result = -1\nstatus = 5\nafter = 3\ntimes = 2\n");
+    REQUIRE(faults.size() == 2);
+    CHECK(faults[0].call == "pcd_init");
+    CHECK_FALSE(faults[0].path);
+    CHECK_FALSE(faults[0].result);
+    CHECK_FALSE(faults[0].status);
+    CHECK(faults[0].after == 0);
+    CHECK_FALSE(faults[0].times);
+    CHECK(faults[0].line == 3);
+
+    CHECK(faults[1].call == "set_leaves");
+    CHECK(faults[1].path == "/a");
+    CHECK(faults[1].result == -1);
+    CHECK(faults[1].status == 5);
+    CHECK(faults[1].after == 3);
+    CHECK(faults[1].times == 2);
+    CHECK(faults[1].line == 6);
+}
+
+TEST_CASE("every call can be named, and a file may hold no fault")
+{
+    for (const char* call : {"pcd_init", "get_leaves", "set_leaf", "set_leaves", "clear_leaves"})
+        CHECK(faults_of("[[fault]]\ncall = \"" + std::string(call) + "\"\n").size() == 1);
+    CHECK(faults_of("").empty());
+    CHECK(faults_of("fault = []\n").empty());
+}
+
+TEST_CASE("a faults file that is not as it must be is refused by line and reason")
+{
+    const std::string head = "[[fault]]\ncall = \"set_leaf\"\n";
+    CHECK(begins_with(fault_error(head + "path = \n"), "faults.toml:3: "));
+    CHECK(fault_error(head + "reslut = 1\n") == "faults.toml:3: unknown key \"reslut\"");
+    CHECK(fault_error("\n[[faults]]\ncall = \"set_leaf\"\n") ==
+          "faults.toml:2: unknown key \"faults\"");
+    CHECK(fault_error("\n[[fault]]\npath = \"/a\"\n") == "faults.toml:2: a fault needs a \"call\"");
+    CHECK(fault_error("[[fault]]\n\ncall = \"pcd_close\"\n") ==
+          "faults.toml:3: unknown call \"pcd_close\"");
+    CHECK(fault_error("[[fault]]\ncall = 1\n") == "faults.toml:2: \"call\" must be a string");
+    CHECK(fault_error(head + "path = true\n") == "faults.toml:3: \"path\" must be a string");
+    for (const char* key : {"result", "status"}) {
+        for (const char* value : {"\"1\"", "1.0", "true", "2147483648"}) {
+            CAPTURE(value);
+            CHECK(fault_error(head + key + " = " + value + "\n") ==
+                  "faults.toml:3: \"" + std::string(key) + "\" must be an integer of 32 bits");
+        }
+    }
+    for (const char* key : {"after", "times"}) {
+        for (const char* value : {"\"1\"", "1.0", "-1"}) {
+            CAPTURE(value);
+            CHECK(fault_error(head + key + " = " + value + "\n") ==
+                  "faults.toml:3: \"" + std::string(key) + "\" must be a number of calls");
+        }
+    }
+    CHECK(fault_error("\n[fault]\ncall = \"set_leaf\"\n") ==
+          "faults.toml:2: \"fault\" must be [[fault]] tables");
+    CHECK(fault_error("\nfault = [{call = \"set_leaf\"}, 1]\n") ==
+          "faults.toml:2: \"fault\" must be [[fault]] tables");
+}
