@@ -41,27 +41,13 @@ void append_escaped(std::string& out, char character)
     constexpr char digits[] = "0123456789ABCDEF";
     const auto code = static_cast<unsigned char>(character);
     switch (character) {
-    case '"':
-        out += "\\\"";
-        break;
-    case '\\':
-        out += "\\\\";
-        break;
-    case '\b':
-        out += "\\b";
-        break;
-    case '\t':
-        out += "\\t";
-        break;
-    case '\n':
-        out += "\\n";
-        break;
-    case '\f':
-        out += "\\f";
-        break;
-    case '\r':
-        out += "\\r";
-        break;
+    case '"': out += "\\\""; break;
+    case '\\': out += "\\\\"; break;
+    case '\b': out += "\\b"; break;
+    case '\t': out += "\\t"; break;
+    case '\n': out += "\\n"; break;
+    case '\f': out += "\\f"; break;
+    case '\r': out += "\\r"; break;
     default:
         if (code >= 0x20 && code != 0x7F) {
             out += character;

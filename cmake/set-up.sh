@@ -1,0 +1,58 @@
+# What ./run and ./test share. Each step says what it does, and does nothing that is done already.
+
+say() { printf '== %s\n' "$*"; }
+stop() { printf 'error: %s\n' "$*" >&2; exit 1; }
+
+need_terminal() {
+    if ! [ -t 0 ] || ! [ -t 1 ]; then
+        stop "the utility is worked from a terminal, and this is none; start $0 in one"
+    fi
+}
+
+missing_packages() {
+    local package
+    grep -v '^#' packages.txt | while read -r package; do
+        [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
+            echo "$package"
+    done
+}
+
+# Installs the packages of packages.txt that are not there.
+install_packages() {
+    local missing as_root=
+    command -v dpkg-query >/dev/null || stop "this needs a Debian system: dpkg is not here"
+    missing=$(missing_packages | tr '\n' ' ')
+    [ -n "$missing" ] || return 0
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null ||
+            stop "these packages are missing, and installing them needs root: $missing"
+        as_root=sudo
+    fi
+    say "installing $missing"
+    $as_root apt-get update || stop "apt-get update failed; missing packages: $missing"
+    # shellcheck disable=SC2086 # words on purpose
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $missing ||
+        stop "apt-get could not install: $missing"
+}
+
+# build PRESET [TARGET...]: configures once, builds what has changed.
+build() {
+    local preset=$1
+    shift
+    if ! [ -f "build/$preset/build.ninja" ]; then
+        say "configuring build/$preset"
+        cmake --preset "$preset" || stop "build/$preset could not be configured"
+    fi
+    say "building build/$preset"
+    cmake --build --preset "$preset" ${1+--target "$@"} ||
+        stop "the build of build/$preset failed"
+}
+
+# make_meter DIR: a simulated meter with the factory's settings, unless DIR holds one.
+make_meter() {
+    [ -f "$1/store.toml" ] && return
+    say "making a simulated meter in $1"
+    mkdir -p "$1/jffs/downloads"
+    cp simulator/factory.toml "$1/factory.toml"
+    cp simulator/factory.toml "$1/store.toml"
+}

@@ -1,0 +1,54 @@
+#include "store/connection.h"
+
+#include "tests/unit/fake_store.h"
+
+#include <doctest/doctest.h>
+
+using Calls = std::vector<std::string>;
+
+TEST_CASE("connecting twice opens the store once")
+{
+    fresh_store();
+    cds_disconnect();
+    fake_store.calls.clear();
+    CHECK(cds_connect() == 0);
+    CHECK(cds_connect() == 0);
+    CHECK(fake_store.calls == Calls{"pcd_init"});
+}
+
+TEST_CASE("a store that cannot be reached leaves the connection closed")
+{
+    fresh_store();
+    cds_disconnect();
+    fake_store.calls.clear();
+    fake_store.reachable = false;
+    CHECK(cds_connect() == -1);
+    CHECK(cds().handle == nullptr);
+    cds_disconnect();
+    CHECK(fake_store.calls == Calls{"pcd_init"});
+    fake_store.reachable = true;
+    CHECK(cds_connect() == 0);
+}
+
+TEST_CASE("disconnecting twice closes the store once")
+{
+    fresh_store();
+    cds_disconnect();
+    cds_disconnect();
+    CHECK(fake_store.calls == Calls{"pcd_close"});
+}
+
+TEST_CASE("a read gives the library's result, statuses and elements")
+{
+    FakeStore& store = fresh_store();
+    store.leaves["/a"] = number_element(7);
+    std::vector<api_status_t> statuses;
+    std::vector<toolkit::CElement> elements;
+    CHECK(cds_get({"/a", "/b"}, statuses, elements) == 0);
+    CHECK(statuses == std::vector<api_status_t>{1, 2});
+    CHECK(elements[0].to_int() == 7);
+
+    store.results["get_leaves"] = {-5};
+    CHECK(cds_get({"/a"}, statuses, elements) == -5);
+    CHECK(store.calls == Calls{"get_leaves /a /b", "get_leaves /a"});
+}

@@ -1,0 +1,74 @@
+#include "tests/unit/fake_console.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace
+{
+
+int screen = -1;
+
+int memory_file(const std::string& content)
+{
+    const int file = memfd_create("console", MFD_CLOEXEC);
+    if (file < 0 ||
+        pwrite(file, content.data(), content.size(), 0) != static_cast<ssize_t>(content.size()))
+        std::abort();
+    return file;
+}
+
+// Puts `file` in the place of descriptor `number` and returns what stood there.
+int replace(int number, int file)
+{
+    const int saved = dup(number);
+    if (saved < 0 || dup2(file, number) < 0)
+        std::abort();
+    return saved;
+}
+
+void put_back(int number, int saved)
+{
+    if (dup2(saved, number) < 0)
+        std::abort();
+    close(saved);
+}
+
+} // namespace
+
+std::string console_so_far()
+{
+    std::string text(static_cast<std::size_t>(lseek(screen, 0, SEEK_END)), '\0');
+    if (pread(screen, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
+        std::abort();
+    return text;
+}
+
+std::string console_of(const std::string& keys, const std::function<void()>& action)
+{
+    const int keyboard = memory_file(keys);
+    const std::string printed = console_on(keyboard, action);
+    close(keyboard);
+    return printed;
+}
+
+std::string console_on(int keyboard, const std::function<void()>& action)
+{
+    screen = memory_file("");
+    std::fflush(stdout);
+    std::setvbuf(stdin, nullptr, _IONBF, 0);
+    std::clearerr(stdin);
+    const int saved_input = replace(STDIN_FILENO, keyboard);
+    const int saved_output = replace(STDOUT_FILENO, screen);
+
+    action();
+
+    std::fflush(stdout);
+    const std::string printed = console_so_far();
+    put_back(STDIN_FILENO, saved_input);
+    put_back(STDOUT_FILENO, saved_output);
+    close(screen);
+    return printed;
+}

@@ -1,0 +1,142 @@
+#include "meterinit/init_menu.h"
+
+#include "tests/unit/fake_console.h"
+#include "tests/unit/fake_store.h"
+
+#include <doctest/doctest.h>
+
+namespace
+{
+
+const std::string read_call =
+    "get_leaves /VMIC/SerialNumber/Value /VMIC/OptionsList/Value /VMC/PrimCfg/Form/Value "
+    "/VMC/PrimCfg/ClassAmps/Value /VMC/PrimCfg/NomFreq/Value /VMIC/Enclosure/Value";
+
+bool shows(const std::string& screen, const std::string& text)
+{
+    return screen.find(text) != std::string::npos;
+}
+
+std::string menu_on(SettingsSession& session, const std::string& keys)
+{
+    return console_of(keys, [&] { run_init_menu(session); });
+}
+
+} // namespace
+
+TEST_CASE("every pass reads the six leaves in order, in one call")
+{
+    FakeStore& store = fresh_store();
+    SettingsSession session;
+    menu_on(session, "9\n0\n");
+    CHECK(store.calls == std::vector<std::string>{read_call, read_call});
+}
+
+TEST_CASE("each value is shown with what the store holds")
+{
+    FakeStore& store = fresh_store();
+    store.leaves["/VMIC/SerialNumber/Value"] = text_element("091512345");
+    store.leaves["/VMIC/OptionsList/Value"] = text_element("WEB");
+    store.leaves["/VMC/PrimCfg/Form/Value"] = number_element(2);
+    store.leaves["/VMC/PrimCfg/ClassAmps/Value"] = text_element("9");
+    store.leaves["/VMC/PrimCfg/NomFreq/Value"] = boolean_element(true);
+    store.leaves["/VMIC/Enclosure/Value"] = number_element(4); // no string: as if empty
+    SettingsSession session;
+    const std::string screen = menu_on(session, "0\n");
+    CHECK(shows(screen, " Velmora II Settings "));
+    CHECK(shows(screen, "\n 1.  Serial Number                   :  091512345 "));
+    CHECK(shows(screen, "\n 2.  Options List                    :  WEB "));
+    CHECK(shows(screen, "\n 3.  Meter Form                      :  2 = Form 8 "));
+    CHECK(shows(screen, "\n 4.  Meter Class Amps                :  9 IS INVALID!!! "));
+    CHECK(shows(screen, "\n 5.  Meter Frequency                 :  true = 50 Hz "));
+    CHECK(shows(screen, "\n 6.  Enclosure Type                  :  [None] "));
+    CHECK(shows(screen, "\n\n 7.  Clear Velmora II Options List "));
+    CHECK(shows(screen, "\n\n 8.  Reset to Factory Defaults "));
+    CHECK(shows(screen, "\n\n 0.  Exit to previous menu "));
+}
+
+TEST_CASE("a failed read warns and keeps all six texts")
+{
+    FakeStore& store = fresh_store();
+    store.results["get_leaves"] = {-1};
+    SettingsSession session;
+    session.serial_number.text = "kept";
+    const std::string screen = menu_on(session, "0\n");
+    CHECK(screen.substr(0, 45) == "Warning: couldn't read Velmora II settings!\n\n");
+    CHECK(shows(screen, ":  kept "));
+}
+
+TEST_CASE("each choice opens its own entry")
+{
+    const char* prompts[] = {"Enter Serial Number (YYMMXXXXX): ",
+                             "Enter Options List: ",
+                             "Enter Meter Form: ",
+                             "Enter Meter Class Amps: ",
+                             "Enter Meter Frequency: ",
+                             "Enter Meter Enclossure Type: ",
+                             "Clear Velmora II Options List? (y/n): ",
+                             "Reset all to Factory Defaults? (y/n): "};
+    for (int choice = 1; choice <= 8; ++choice) {
+        fresh_store();
+        SettingsSession session;
+        const std::string screen = menu_on(session, std::to_string(choice) + "\n\n0\n");
+        for (int other = 1; other <= 8; ++other)
+            CHECK(shows(screen, prompts[other - 1]) == (other == choice));
+        CHECK(fake_store.calls.size() == 2); // the two passes: nothing is written
+    }
+}
+
+TEST_CASE("an edit wins over the store on the next pass, an emptied unedited value comes back")
+{
+    FakeStore& store = fresh_store();
+    store.leaves["/VMC/PrimCfg/Form/Value"] = number_element(2);
+    SettingsSession session;
+    menu_on(session, "3\n~\n0\n");
+    CHECK(session.meter_form.text == "2");
+    menu_on(session, "3\n4\n0\n");
+    CHECK(session.meter_form.text == "4");
+    CHECK(session.meter_form.changed);
+    menu_on(session, "3\n~\n0\n");
+    CHECK(session.meter_form.text == "");
+    CHECK(session.meter_form.changed);
+}
+
+TEST_CASE("clearing the options tells of success and of failure, and asks first")
+{
+    SettingsSession session;
+    fresh_store();
+    CHECK(shows(menu_on(session, "7\ny\n0\n"), "y\nVelmora II Options list cleared.\n\n\n-"));
+    CHECK(fake_store.calls.size() == 3);
+    fresh_store().results["set_leaves"] = {1};
+    CHECK(shows(menu_on(session, "7\nY\n0\n"),
+                "Y\nError while setting default options for Velmora II.\n\n\n-"));
+    fresh_store();
+    CHECK(shows(menu_on(session, "7\nn\n0\n"), "(y/n): n\n\n\n-"));
+    CHECK(fake_store.calls.size() == 2);
+}
+
+TEST_CASE("a factory reset closes the store, runs its script, and opens the store again")
+{
+    FakeStore& store = fresh_store();
+    std::string before;
+    store.before_command = [&] { before = console_so_far(); };
+    SettingsSession session;
+    const std::string screen = menu_on(session, "8\ny\n0\n");
+    CHECK(store.calls == std::vector<std::string>{read_call, "pcd_close",
+                                                  "system fw_reset.sh > /dev/null 2>&1", "pcd_init",
+                                                  read_call});
+    const std::string waiting = "y\nRestoring defaults: please wait...\n";
+    CHECK(before.substr(before.size() - waiting.size()) == waiting);
+    CHECK(shows(screen, waiting + "Settings reset to defaults.\n\n\n-"));
+}
+
+TEST_CASE("a reconnection that fails leaves the menu")
+{
+    FakeStore& store = fresh_store();
+    store.before_command = [&] { store.reachable = false; };
+    SettingsSession session;
+    const std::string screen = menu_on(session, "8\ny\n");
+    const std::string tail = "Settings reset to defaults.\nError: can't connect to CDS\n";
+    CHECK(screen.substr(screen.size() - tail.size()) == tail);
+    CHECK(store.calls.back() == "pcd_init");
+}

@@ -1,0 +1,37 @@
+#include "store/leaf_path.h"
+
+#include <doctest/doctest.h>
+
+#include <stdexcept>
+
+using Paths = std::vector<std::string>;
+
+TEST_CASE("only the first question mark of a path is replaced")
+{
+    Paths paths = {"/a/?/b/?"};
+    number_paths(paths, 0, 1, 1);
+    CHECK(paths == Paths{"/a/1/b/?"});
+}
+
+TEST_CASE("only the paths of the range are numbered")
+{
+    Paths paths = {"/?", "/?", "/?", "/?"};
+    number_paths(paths, 1, 2, 4294967295);
+    CHECK(paths == Paths{"/?", "/4294967295", "/4294967295", "/?"});
+    number_paths(paths, 4, 0, 9);
+    CHECK(paths.size() == 4);
+}
+
+TEST_CASE("a path without a question mark is an error of the caller")
+{
+    Paths paths = {"/?", "/plain", "/?"};
+    CHECK_THROWS_AS(number_paths(paths, 0, 3, 2), std::out_of_range);
+    CHECK(paths == Paths{"/2", "/plain", "/?"});
+}
+
+TEST_CASE("every path gets the name of its value")
+{
+    Paths paths = {"/a", "/b/1"};
+    append_value_names(paths);
+    CHECK(paths == Paths{"/a/Value", "/b/1/Value"});
+}

@@ -1,0 +1,293 @@
+#include "console/line_reader.h"
+
+#include "tests/unit/fake_console.h"
+
+#include <doctest/doctest.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <sys/time.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace
+{
+
+struct Line {
+    int result;
+    std::string text;
+    std::string echo;
+};
+
+Line line_of(const std::string& keys)
+{
+    Line line = {77, "not emptied", ""};
+    line.echo = console_of(keys, [&] { line.result = read_line_timed(line.text, 30); });
+    return line;
+}
+
+// A keyboard that stays open: a pipe, or the raw side of a pseudo-terminal.
+struct OpenKeyboard {
+    int reader = -1;
+    int keys = -1; // the end to type at
+
+    ~OpenKeyboard()
+    {
+        close(reader);
+        close(keys);
+    }
+};
+
+void open_pipe(OpenKeyboard& keyboard)
+{
+    int ends[2];
+    if (pipe(ends) != 0)
+        std::abort();
+    keyboard.reader = ends[0];
+    keyboard.keys = ends[1];
+}
+
+// A terminal with its own echo and line editing off and everything else as it is by default.
+void open_terminal(OpenKeyboard& keyboard)
+{
+    keyboard.keys = posix_openpt(O_RDWR | O_NOCTTY);
+    if (keyboard.keys < 0 || grantpt(keyboard.keys) != 0 || unlockpt(keyboard.keys) != 0)
+        std::abort();
+    keyboard.reader = open(ptsname(keyboard.keys), O_RDWR | O_NOCTTY);
+    termios raw;
+    if (tcgetattr(keyboard.reader, &raw) != 0)
+        std::abort();
+    raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | ISIG);
+    tcsetattr(keyboard.reader, TCSANOW, &raw);
+}
+
+// Types `keys` and reads a line, a second of patience before each key.
+Line line_on(const OpenKeyboard& keyboard, const std::string& keys)
+{
+    REQUIRE(write(keyboard.keys, keys.data(), keys.size()) == static_cast<ssize_t>(keys.size()));
+    Line line = {77, "not emptied", ""};
+    line.echo = console_on(keyboard.reader, [&] { line.result = read_line_timed(line.text, 1); });
+    return line;
+}
+
+int answer_to(const std::string& keys, EditableFlag& flag)
+{
+    int result = 77;
+    console_of(keys, [&] { result = prompt_yes_no("Sure? (y/n)", flag); });
+    return result;
+}
+
+} // namespace
+
+TEST_CASE("a line is taken as typed, and echoed with its end")
+{
+    const Line line = line_of("eth 0~!\nrest");
+    CHECK(line.result == answer_taken);
+    CHECK(line.text == "eth 0~!");
+    CHECK(line.echo == "eth 0~!\n");
+}
+
+TEST_CASE("Ctrl-D ends a line and is echoed as it is")
+{
+    const Line line = line_of("ab\x04");
+    CHECK(line.result == answer_taken);
+    CHECK(line.text == "ab");
+    CHECK(line.echo == "ab\x04");
+}
+
+TEST_CASE("the end of input ends a line and is echoed as the byte 0xFF")
+{
+    const Line line = line_of("ab");
+    CHECK(line.result == answer_taken);
+    CHECK(line.text == "ab");
+    CHECK(line.echo == "ab\xff");
+}
+
+TEST_CASE("backspace and delete erase the last character on screen and in the text")
+{
+    const Line line = line_of("abc\b\x7f"
+                              "d\n");
+    CHECK(line.text == "ad");
+    CHECK(line.echo == "abc\b \b\x7f \x7f"
+                       "d\n");
+}
+
+TEST_CASE("backspace on an empty line is echoed and changes nothing")
+{
+    const Line line = line_of("\b\x7f\n");
+    CHECK(line.result == answer_taken);
+    CHECK(line.text == "");
+    CHECK(line.echo == "\b \b\x7f \x7f\n");
+}
+
+TEST_CASE("every byte that is not printable is dropped without an echo")
+{
+    std::string keys;
+    std::string printable;
+    for (int byte = 1; byte < 256; ++byte) {
+        const bool is_key = byte == '\n' || byte == 4 || byte == '\b' || byte == 127;
+        if (!is_key)
+            keys += static_cast<char>(byte);
+        if (byte >= 32 && byte < 127)
+            printable += static_cast<char>(byte);
+    }
+    keys += '\0';
+    const Line line = line_of(keys + "\n");
+    CHECK(line.text == printable);
+    CHECK(line.echo == printable + "\n");
+}
+
+TEST_CASE("of an escape sequence only the printable tail is text")
+{
+    CHECK(line_of("\x1b[A\n").text == "[A");
+}
+
+TEST_CASE("a carriage return is no line end")
+{
+    const Line line = line_of("a\rb\n");
+    CHECK(line.text == "ab");
+    CHECK(line.echo == "ab\n");
+}
+
+TEST_CASE("a line has no length limit")
+{
+    const std::string long_text(100000, 'x');
+    CHECK(line_of(long_text + "\n").text == long_text);
+}
+
+TEST_CASE("a time-out ends the line on the screen and keeps what was typed")
+{
+    OpenKeyboard keyboard;
+    open_pipe(keyboard);
+    const Line line = line_on(keyboard, "ab");
+    CHECK(line.result == answer_timed_out);
+    CHECK(line.text == "ab");
+    CHECK(line.echo == "ab\n");
+}
+
+TEST_CASE("a line is taken from an open pipe, and no more than that line")
+{
+    OpenKeyboard keyboard;
+    open_pipe(keyboard);
+    CHECK(line_on(keyboard, "ab\ncd\n").text == "ab");
+    CHECK(line_on(keyboard, "").text == "cd");
+}
+
+TEST_CASE("on a terminal Enter ends a line through the driver's mapping, Ctrl-C is dropped")
+{
+    OpenKeyboard keyboard;
+    open_terminal(keyboard);
+    const Line line = line_on(keyboard, "a\x03\x1a"
+                                        "b\r");
+    CHECK(line.result == answer_taken);
+    CHECK(line.text == "ab");
+    CHECK(line.echo == "ab\n");
+}
+
+TEST_CASE("a terminal without a key times out")
+{
+    OpenKeyboard keyboard;
+    open_terminal(keyboard);
+    const Line line = line_on(keyboard, "x");
+    CHECK(line.result == answer_timed_out);
+    CHECK(line.text == "x");
+}
+
+TEST_CASE("a wait that a signal breaks is not retried")
+{
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    struct sigaction previous;
+    sigaction(SIGALRM, &action, &previous);
+
+    OpenKeyboard keyboard;
+    open_pipe(keyboard);
+    std::string text;
+    int result = 77;
+    const std::string echo = console_on(keyboard.reader, [&] {
+        const itimerval soon = {{0, 20000}, {0, 20000}}; // repeated, should the first come early
+        const itimerval never = {};
+        setitimer(ITIMER_REAL, &soon, nullptr);
+        result = read_line_timed(text, 10);
+        setitimer(ITIMER_REAL, &never, nullptr);
+    });
+    sigaction(SIGALRM, &previous, nullptr);
+    CHECK(result == answer_refused);
+    CHECK(echo == "\n");
+}
+
+TEST_CASE("a closed input makes the wait fail")
+{
+    std::string text = "old";
+    int result = 77;
+    const std::string echo = console_of("", [&] {
+        close(STDIN_FILENO);
+        result = read_line_timed(text, 30);
+    });
+    CHECK(result == answer_refused);
+    CHECK(text == "");
+    CHECK(echo == "\n");
+}
+
+TEST_CASE("a prompt is followed by a colon and a blank")
+{
+    std::string text;
+    int result = 77;
+    const std::string shown = console_of("x\n", [&] { result = prompt_line("Enter", text); });
+    CHECK(result == answer_taken);
+    CHECK(text == "x");
+    CHECK(shown == "Enter: x\n");
+}
+
+TEST_CASE("an answer is yes when it begins with y, and no otherwise")
+{
+    for (const char* yes : {"y\n", "Y\n", "Yes\n", "yx\n"}) {
+        EditableFlag flag = {false, false};
+        CHECK(answer_to(yes, flag) == answer_taken);
+        CHECK(flag.value);
+        CHECK(flag.changed);
+    }
+    for (const char* no : {"n\n", "nope\n", "q\n", "1\n", " y\n"}) {
+        EditableFlag flag = {true, false};
+        CHECK(answer_to(no, flag) == answer_taken);
+        CHECK_FALSE(flag.value);
+        CHECK(flag.changed);
+    }
+}
+
+TEST_CASE("an empty answer to a question leaves the flag alone")
+{
+    EditableFlag flag = {true, false};
+    CHECK(answer_to("\n", flag) == answer_refused);
+    CHECK(flag.value);
+    CHECK_FALSE(flag.changed);
+}
+
+TEST_CASE("a failed wait at a question leaves the flag alone")
+{
+    EditableFlag flag = {true, false};
+    int result = 77;
+    console_of("", [&] {
+        close(STDIN_FILENO);
+        result = prompt_yes_no("Sure? (y/n)", flag);
+    });
+    CHECK(result == answer_refused);
+    CHECK(flag.value);
+    CHECK_FALSE(flag.changed);
+}
+
+TEST_CASE("only a clear yes confirms")
+{
+    const auto confirms = [](const std::string& keys) {
+        bool result = false;
+        console_of(keys, [&] { result = confirmed("Sure? (y/n)"); });
+        return result;
+    };
+    CHECK(confirms("y\n"));
+    CHECK_FALSE(confirms("n\n"));
+    CHECK_FALSE(confirms("\n"));
+    CHECK_FALSE(confirms(""));
+}

@@ -1,0 +1,145 @@
+#include "network/main_menu.h"
+
+#include "tests/unit/fake_console.h"
+#include "tests/unit/fake_store.h"
+
+#include <doctest/doctest.h>
+
+namespace
+{
+
+SettingsSession session_with_ports(std::size_t count, bool init_menu_requested = false)
+{
+    SettingsSession session;
+    session.interfaces.resize(count);
+    for (std::size_t i = 0; i < count; ++i)
+        session.interfaces[i].number = static_cast<std::uint32_t>(i + 1);
+    session.init_menu_requested = init_menu_requested;
+    return session;
+}
+
+// What the choice leads to, by the first thing that it asks or shows. Every question is answered
+// with Enter, which changes nothing, and every menu is left with 0.
+std::string led_to(SettingsSession session, int choice)
+{
+    fresh_store();
+    const std::string screen = console_of("\n0\n", [&] { act_on_main_choice(session, choice); });
+    for (const char* mark : {"Ethernet Port 1 -", "Ethernet Port 2 -", "Ethernet Port 3 -",
+                             "Enter Primary DNS", "Enter Secondary DNS", "Reset all passwords",
+                             "Clear Velmora II", "Save & apply all settings? (y/n)"}) {
+        if (screen.find(mark) != std::string::npos)
+            return mark;
+    }
+    return screen;
+}
+
+bool shows(const std::string& screen, const std::string& text)
+{
+    return screen.find(text) != std::string::npos;
+}
+
+} // namespace
+
+TEST_CASE("with one port the choices are port, name servers, passwords, initialisation, save")
+{
+    const SettingsSession session = session_with_ports(1, true);
+    CHECK(led_to(session, 1) == "Ethernet Port 1 -");
+    CHECK(led_to(session, 2) == "Enter Primary DNS");
+    CHECK(led_to(session, 3) == "Enter Secondary DNS");
+    CHECK(led_to(session, 4) == "Reset all passwords");
+    CHECK(led_to(session, 5) == "Clear Velmora II");
+    CHECK(led_to(session, 6) == "Save & apply all settings? (y/n)");
+    CHECK(led_to(session, 7) == "Save & apply all settings? (y/n)");
+}
+
+TEST_CASE("choice 5 saves when the initialisation menu was not requested")
+{
+    CHECK(led_to(session_with_ports(1), 5) == "Save & apply all settings? (y/n)");
+}
+
+TEST_CASE("with several ports the initialisation menu is still choice 5 alone")
+{
+    const SettingsSession two = session_with_ports(2, true);
+    CHECK(led_to(two, 2) == "Ethernet Port 2 -");
+    CHECK(led_to(two, 5) == "Reset all passwords");
+    CHECK(led_to(two, 6) == "Save & apply all settings? (y/n)");
+    CHECK(led_to(two, 7) == "Save & apply all settings? (y/n)");
+
+    const SettingsSession three = session_with_ports(3, true);
+    CHECK(led_to(three, 3) == "Ethernet Port 3 -");
+    CHECK(led_to(three, 5) == "Enter Secondary DNS");
+    CHECK(led_to(three, 7) == "Save & apply all settings? (y/n)");
+    CHECK(led_to(three, 1000) == "Save & apply all settings? (y/n)");
+}
+
+TEST_CASE("without a port the choices behind the password reset still follow the number 5")
+{
+    CHECK(led_to(session_with_ports(0, true), 4) == "Save & apply all settings? (y/n)");
+    CHECK(led_to(session_with_ports(0, true), 5) == "Clear Velmora II");
+}
+
+TEST_CASE("no choice does nothing")
+{
+    CHECK(led_to(session_with_ports(1), -1) == "");
+    CHECK(fake_store.calls.empty());
+}
+
+TEST_CASE("every pass reads the two name servers once and shows all ports")
+{
+    FakeStore& store = fresh_store();
+    store.leaves["/Software/System Settings/Network/Name Server/1/Value"] =
+        text_element("192.0.2.1");
+    SettingsSession session = session_with_ports(2);
+    const std::string screen = console_of("9\n0\n", [&] { run_main_menu(session); });
+    const std::string read = "get_leaves /Software/System Settings/Network/Name Server/1/Value"
+                             " /Software/System Settings/Network/Name Server/2/Value";
+    CHECK(store.calls == std::vector<std::string>{read, read});
+    CHECK(shows(screen, " 1.  Ethernet Port 1 Settings"));
+    CHECK(shows(screen, " 2.  Ethernet Port 2 Settings"));
+    CHECK(shows(screen, " 3.  DNS Server (Primary)            :  192.0.2.1 "));
+    CHECK(shows(screen, " 4.  DNS Server (Secondary)          :  [None] "));
+    CHECK_FALSE(shows(screen, "Initialization"));
+    CHECK_FALSE(shows(screen, "Save & apply"));
+    CHECK(shows(screen, " 0.  Exit  "));
+}
+
+TEST_CASE("a change offers the save last and asks before it is given up")
+{
+    fresh_store();
+    SettingsSession session = session_with_ports(1, true);
+    session.interfaces[0].dhcp.changed = true;
+    const std::string screen = console_of("0\nn\n0\n\n0\ny\n", [&] { run_main_menu(session); });
+    CHECK(shows(screen, " 5.  Velmora II Initialization (Serial and Options List) "));
+    CHECK(shows(screen, " 6.  Save & apply all settings "));
+    CHECK(shows(screen, " 0.  Exit without saving "));
+    std::size_t asked = 0;
+    for (std::size_t at = 0;
+         (at = screen.find("Exit without saving? (y/n): ", at)) != std::string::npos; ++at)
+        ++asked;
+    CHECK(asked == 3);
+    CHECK(any_changed(session));
+}
+
+TEST_CASE("a failed read warns and keeps the name servers")
+{
+    FakeStore& store = fresh_store();
+    store.results["get_leaves"] = {-1};
+    SettingsSession session = session_with_ports(1);
+    session.primary_dns.text = "192.0.2.7";
+    const std::string screen = console_of("0\n", [&] { run_main_menu(session); });
+    CHECK(screen.substr(0, 44) == "Warning: couldn't read network settings!\n\n\n-");
+    CHECK(shows(screen, ":  192.0.2.7 "));
+}
+
+TEST_CASE("what is told of a password reset is on the screen before its script runs")
+{
+    FakeStore& store = fresh_store();
+    std::string before;
+    store.before_command = [&] { before = console_so_far(); };
+    SettingsSession session = session_with_ports(1);
+    const std::string screen = console_of("y\n", [&] { act_on_main_choice(session, 4); });
+    CHECK(store.calls == std::vector<std::string>{"system sernetpwreset.sh > /dev/null 2>&1"});
+    CHECK(before == "Reset all passwords ? (y/n): y\nRestoring defaults: please wait...\n");
+    CHECK(screen == before + "Passwords reset to defaults.\n");
+    CHECK_FALSE(any_changed(session));
+}

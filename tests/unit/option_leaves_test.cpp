@@ -1,0 +1,99 @@
+#include "meterinit/option_leaves.h"
+
+#include "tests/unit/fake_store.h"
+
+#include <doctest/doctest.h>
+
+TEST_CASE("a batch is written in the order it was filled, triggers with the flag 0")
+{
+    FakeStore& store = fresh_store();
+    begin_option_batch();
+    add_option_leaf("/b", true);
+    add_option_leaf("/a", false);
+    add_option_leaf("/b", false);
+    add_option_trigger("/t");
+    CHECK(write_option_batch() == 0);
+    CHECK(store.calls.back() == "set_leaves /b=true/1 /a=false/1 /b=false/1 /t=true/0 \"\"");
+}
+
+TEST_CASE("writing keeps the batch, beginning a new one empties it")
+{
+    FakeStore& store = fresh_store();
+    begin_option_batch();
+    add_option_leaf("/a", true);
+    store.results["set_leaves"] = {-4};
+    CHECK(write_option_batch() == -4);
+    CHECK(write_option_batch() == 0);
+    CHECK(store.calls[0] == store.calls[1]);
+    begin_option_batch();
+    write_option_batch();
+    CHECK(store.calls.back() == "set_leaves \"\"");
+}
+
+TEST_CASE("the path being prepared is that of the last leaf")
+{
+    begin_option_batch();
+    add_option_leaf("/first", true);
+    add_option_leaf("/last", true);
+    std::vector<std::string> paths = {"/kept"};
+    push_current_path(paths);
+    CHECK(paths == std::vector<std::string>{"/kept", "/last"});
+}
+
+TEST_CASE("clearing empties the list and sets every option leaf but MID false, in one call")
+{
+    FakeStore& store = fresh_store();
+    begin_option_batch();
+    add_option_leaf("/kept", true);
+    CHECK(clear_option_leaves() == 0);
+
+    std::string expected = "set_leaves /VMIC/OptionsList/Value=\"\"/1";
+    for (const char* name : {"Serial/1",
+                             "Serial/2",
+                             "Serial/3",
+                             "Ethernet/1",
+                             "Ethernet/2",
+                             "Ethernet/Wifi",
+                             "Modem/Analog",
+                             "Modem/CellGSM",
+                             "Modem/CellSprint",
+                             "Modem/CellVerison",
+                             "ExternAntenna",
+                             "CommRepeater",
+                             "PhoneHomeOnPowerFail",
+                             "IntDIO/6Ch",
+                             "IntDIO/6ChwPS",
+                             "IntAO/0_1ma",
+                             "IntAO/4_20ma",
+                             "ExternIO/8ChDIO",
+                             "ExternIO/4ChAI",
+                             "ExternIO/8DIOPlus4AI",
+                             "Web",
+                             "IEC61850",
+                             "DLMS",
+                             "IB",
+                             "IEEE1588",
+                             "NTP",
+                             "PPS",
+                             "DualLP",
+                             "ML",
+                             "3P",
+                             "EAP",
+                             "DC",
+                             "PQ",
+                             "PQ1",
+                             "PQ2",
+                             "PQ3",
+                             "PMU"})
+        expected += std::string(" /VMIC/Options/") + name + "/Value=false/1";
+    CHECK(store.calls.back() == expected + " \"\"");
+
+    write_option_batch();
+    CHECK(store.calls.back() == "set_leaves /kept=true/1 \"\"");
+}
+
+TEST_CASE("clearing reports the library's result")
+{
+    fresh_store().results["set_leaves"] = {12};
+    CHECK(clear_option_leaves() == 12);
+}

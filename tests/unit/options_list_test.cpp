@@ -1,0 +1,451 @@
+#include "meterinit/options_list.h"
+
+#include "meterinit/option_leaves.h"
+#include "tests/unit/fake_console.h"
+#include "tests/unit/fake_store.h"
+
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <map>
+#include <random>
+#include <set>
+
+#include <unistd.h>
+
+namespace
+{
+
+using Words = std::vector<std::string>;
+
+struct Entered {
+    EditableText list = {"before", false};
+    std::string told; // after the echo of the entry
+    std::string batch;
+};
+
+const std::string untouched_batch = "set_leaves /untouched=true/1 \"\"";
+
+Entered entered(const std::string& keys, const std::string& echo)
+{
+    fresh_store();
+    begin_option_batch();
+    add_option_leaf("/untouched", true);
+    SettingsSession session;
+    session.options_list = {"before", false};
+    const std::string screen = console_of(keys, [&] { enter_options_list(session); });
+    const std::size_t prompt = screen.find("Enter Options List: " + echo);
+    REQUIRE(prompt != std::string::npos);
+    write_option_batch();
+    return {session.options_list, screen.substr(prompt + 20 + echo.size()),
+            fake_store.calls.back()};
+}
+
+Entered entered(const std::string& list)
+{
+    return entered(list + "\n", list + "\n");
+}
+
+// The grammar stated a second time: by option, what it sets, a leaf with + on and with - off.
+// The groups stand in the order of the batch; the first row of a group is for none of it.
+struct GroupRule {
+    std::string message;
+    std::vector<std::pair<std::string, std::string>> members;
+};
+
+const std::vector<GroupRule> rules = {
+    {"Serial Ports (1A, 1B or 1C)",
+     {{"", "-Serial/1 -Serial/2 -Serial/3"},
+      {"1A", "+Serial/3 -Serial/1 -Serial/2"},
+      {"1B", "+Serial/1 +Serial/2 -Serial/3"},
+      {"1C", "+Serial/1 +Serial/2 +Serial/3"}}},
+    {"Ethernet/Wifi Ports (2A, 2B or 2C)",
+     {{"", "-Ethernet/1 -Ethernet/2 -Ethernet/Wifi"},
+      {"2A", "+Ethernet/1 -Ethernet/2 -Ethernet/Wifi"},
+      {"2B", "+Ethernet/1 +Ethernet/2 -Ethernet/Wifi"},
+      {"2C", "+Ethernet/1 +Ethernet/Wifi -Ethernet/2"}}},
+    {"Modem (3A, 3B, 3C or 3D)",
+     {{"", "-Modem/Analog -Modem/CellGSM -Modem/CellSprint -Modem/CellVerison"},
+      {"3A", "+Modem/Analog -Modem/CellGSM -Modem/CellSprint -Modem/CellVerison"},
+      {"3B", "+Modem/CellGSM -Modem/Analog -Modem/CellSprint -Modem/CellVerison"},
+      {"3C", "+Modem/CellSprint -Modem/Analog -Modem/CellGSM -Modem/CellVerison"},
+      {"3D", "+Modem/CellVerison -Modem/Analog -Modem/CellGSM -Modem/CellSprint"}}},
+    {"", {{"", "-ExternAntenna"}, {"4", "+ExternAntenna"}}},
+    {"", {{"", "-CommRepeater"}, {"5", "+CommRepeater"}}},
+    {"", {{"", "-PhoneHomeOnPowerFail"}, {"6", "+PhoneHomeOnPowerFail"}}},
+    {"Digital I/O (7A or 7B)",
+     {{"", "-IntDIO/6Ch -IntDIO/6ChwPS"},
+      {"7A", "+IntDIO/6Ch -IntDIO/6ChwPS"},
+      {"7B", "+IntDIO/6Ch +IntDIO/6ChwPS"}}},
+    {"Analog I/O (8A or 8B)",
+     {{"", "-IntAO/0_1ma -IntAO/4_20ma"},
+      {"8A", "+IntAO/0_1ma -IntAO/4_20ma"},
+      {"8B", "+IntAO/4_20ma -IntAO/0_1ma"}}},
+    {"External I/O (9A, 9B or 9C)",
+     {{"", "-ExternIO/8ChDIO -ExternIO/4ChAI -ExternIO/8DIOPlus4AI"},
+      {"9A", "+ExternIO/8ChDIO -ExternIO/4ChAI -ExternIO/8DIOPlus4AI"},
+      {"9B", "+ExternIO/4ChAI -ExternIO/8ChDIO -ExternIO/8DIOPlus4AI"},
+      {"9C", "+ExternIO/8DIOPlus4AI -ExternIO/8ChDIO -ExternIO/4ChAI"}}},
+    {"", {{"", "-Web"}, {"WEB", "+Web"}}},
+    {"", {{"", "-IEC61850"}, {"IEC", "+IEC61850"}}},
+    {"", {{"", "-DLMS"}, {"DLMS", "+DLMS"}}},
+    {"", {{"", "-IB"}, {"IB", "+IB"}}},
+    {"", {{"", "-IEEE1588"}, {"IEEE", "+IEEE1588"}}},
+    {"", {{"", "-NTP"}, {"NTP", "+NTP"}}},
+    {"", {{"", "-PPS"}, {"PPS", "+PPS"}}},
+    {"", {{"", "-DualLP"}, {"DLP", "+DualLP"}}},
+    {"", {{"", "-ML"}, {"ML", "+ML"}}},
+    {"", {{"", "-3P"}, {"THP", "+3P"}}},
+    {"", {{"", "-EAP"}, {"EAP", "+EAP"}}},
+    {"", {{"", "-DC"}, {"DC", "+DC"}}},
+    {"Power Quality (PQ1, PQ2 or PQ3)",
+     {{"", "-PQ1 -PQ2 -PQ3"},
+      {"PQ1", "+PQ1 -PQ2 -PQ3 +PQ"},
+      {"PQ2", "+PQ2 -PQ1 -PQ3 +PQ"},
+      {"PQ3", "+PQ1 +PQ2 +PQ3 +PQ"}}},
+    {"", {{"", "-PMU"}, {"PMU", "+PMU"}}},
+    {"", {{"", "-MID"}, {"MID", "+MID"}}},
+};
+
+const Words& all_options()
+{
+    static const Words options = [] {
+        Words found = {"PQR"};
+        for (const GroupRule& rule : rules)
+            for (const auto& member : rule.members)
+                if (!member.first.empty())
+                    found.push_back(member.first);
+        return found;
+    }();
+    return options;
+}
+
+std::string lower(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+std::string upper(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return text;
+}
+
+// The batch for a set of options of which no two are of one group.
+std::string expected_batch(const std::set<std::string>& options)
+{
+    std::string leaves;
+    for (const GroupRule& rule : rules) {
+        const auto member =
+            std::find_if(rule.members.begin() + 1, rule.members.end(),
+                         [&](const auto& m) { return options.count(m.first) != 0; });
+        const bool given = member != rule.members.end();
+        leaves += " " + (given ? member->second : rule.members.front().second);
+        if (rule.members.back().first != "PQ3")
+            continue;
+        if ((options.count("PQ2") + options.count("PQ3")) != 0 && options.count("ML") == 0)
+            leaves += " +ML";
+        if (options.count("PQR") != 0)
+            leaves += " +PQ";
+        else if (!given)
+            leaves += " -PQ";
+    }
+    std::string call = "set_leaves";
+    std::size_t start = 0;
+    while ((start = leaves.find_first_not_of(' ', start)) != std::string::npos) {
+        const std::size_t end = std::min(leaves.find(' ', start), leaves.size());
+        call += " /VMIC/Options/" + leaves.substr(start + 1, end - start - 1) +
+                "/Value=" + (leaves[start] == '+' ? "true" : "false") + "/1";
+        start = end;
+    }
+    return call + " \"\"";
+}
+
+std::string joined(const Words& words)
+{
+    std::string list;
+    for (const std::string& word : words)
+        list += (list.empty() ? "" : "-") + word;
+    return list;
+}
+
+std::string refused_by_count(std::size_t total, std::size_t valid, const Words& invalid)
+{
+    std::string told = "Could be an error, totalChars=" + std::to_string(total) +
+                       ", validChars=" + std::to_string(valid) + "\n";
+    for (const std::string& word : invalid)
+        told += "\nError: " + word + " is NOT a valid option.";
+    return told + "\nCheck the entry.\n";
+}
+
+void check_accepted(const std::string& list, const std::set<std::string>& options)
+{
+    CAPTURE(list);
+    const Entered result = entered(list);
+    CHECK(result.told == "");
+    CHECK(result.list.text == list);
+    CHECK(result.list.changed);
+    CHECK(result.batch == expected_batch(options));
+}
+
+void check_kept(const Entered& result)
+{
+    CHECK(result.list.text == "before");
+    CHECK_FALSE(result.list.changed);
+}
+
+} // namespace
+
+TEST_CASE("the help stands before the prompt, whole")
+{
+    SettingsSession session;
+    CHECK(console_of("~\n", [&] { enter_options_list(session); }) ==
+          "Enter the Velmora II Options List including ONLY options which are installed in this "
+          "unit.\n"
+          "You MUST enter dashes between options but any order is accepted. IF AN OPTION IS NOT "
+          "PRESENT, DO NOT ENTER A VALUE.\n"
+          "Sample options string with ALL options enabled "
+          "1C-2B-4-5-WEB-IEC-IB-IEEE-NTP-PPS-DLP-ML-THP-EAP-DC-PQ3-PMU\nwhere:\n\n"
+          "1x   = 2 characters for the Serial port options\n"
+          "       1A = Single Serial: RS-232\n"
+          "       1B = Dual Serial: RS-232/485\n"
+          "       1C = Triple Serial: (2)RS-232/485, (1)RS-232\n"
+          "2x   = 2 characters for the Ethernet/Wifi options\n"
+          "       2A = Single Ethernet Port\n"
+          "       2B = Dual Ethernet Port\n"
+          "       2C = Single Ethernet & WIFI Port\n"
+          "5    = 1 char for Communication Repeater\n"
+          "WEB  = WEB Server\n"
+          "MID  = MID meter\n"
+          "IEC  = IEC61850 Protocol\n"
+          "DLMS = DLMS Protocol\n"
+          "IB   = IRIG-B Time Sync\n"
+          "IEEE = IEEE 1599 Time Sync\n"
+          "NTP  = NTP Time Sync\n"
+          "PPS  = Pulse Per Second Time Sync\n"
+          "DLP  = Dual Load Profile\n"
+          "ML   = Measurement Logging (Auto set with PQ2 or PQ3)\n"
+          "PQx  = Select 1 for Power Quality Options\n"
+          "       PQR = Power Quality Ready\n"
+          "       PQ1 = PQ Logging, High Speed RMS, Power Availability, EN50160, CBEMA, ITIC\n"
+          "       PQ2 = PQ Capture, Waveform capture, Harmonic Recording, Flicker\n"
+          "       PQ3 = PQ Expert, PQ Logging and PQ Capture\n"
+          "PMU  = PMU(30 frames/sec)\n"
+          "\n"
+          "Enter Options List: ~\n");
+}
+
+TEST_CASE("every option alone is accepted in both forms and sets its leaves")
+{
+    CHECK(all_options().size() == 38);
+    for (const std::string& option : all_options()) {
+        check_accepted(option, {option});
+        check_accepted(lower(option), {option});
+    }
+}
+
+TEST_CASE("two options of one group are refused in either order, the first of the table taken")
+{
+    for (const GroupRule& rule : rules) {
+        for (std::size_t i = 1; i < rule.members.size(); ++i) {
+            for (std::size_t j = i + 1; j < rule.members.size(); ++j) {
+                const std::string& first = rule.members[i].first;
+                const std::string& second = rule.members[j].first;
+                for (const Words& words :
+                     {Words{first, second}, Words{second, first}, Words{lower(first), second}}) {
+                    CAPTURE(joined(words));
+                    const Entered result = entered(joined(words));
+                    CHECK(result.told == "\nError: Enter only one option for " + rule.message +
+                                             "\nCheck the entry.\n");
+                    check_kept(result);
+                    CHECK(result.batch == expected_batch({first}));
+                }
+            }
+        }
+    }
+}
+
+TEST_CASE("a third option of one group is refused like the second")
+{
+    const std::string message = "\nError: Enter only one option for Modem (3A, 3B, 3C or 3D)";
+    CHECK(entered("3D-3C-3B-3A").told == message + message + message + "\nCheck the entry.\n");
+}
+
+TEST_CASE("an option that stands twice is counted once and named by nothing")
+{
+    for (const std::string& option : all_options()) {
+        const std::size_t length = option.size() + 1;
+        // MID is accepted and yet unknown to the diagnostic.
+        const Words invalid = option == "MID" ? Words{"MID", "MID"} : Words{};
+        const Entered result = entered(option + "-" + option);
+        CHECK(result.told == refused_by_count(2 * length, length, invalid));
+        CHECK(result.batch == expected_batch({option}));
+        check_kept(result);
+    }
+}
+
+TEST_CASE("an option in both forms is found once, so the count refuses it without a group message")
+{
+    CHECK(entered("WEB-web").told == refused_by_count(8, 4, {}));
+    CHECK(entered("web-WEB").told == refused_by_count(8, 4, {}));
+    CHECK(entered("1A-1a").told == refused_by_count(6, 3, {}));
+    CHECK(entered("1A-1a").batch == expected_batch({"1A"}));
+}
+
+TEST_CASE(
+    "an option with anything before it is not found, with anything after it found but refused")
+{
+    for (const std::string& option : all_options()) {
+        const std::string before = "x" + option;
+        CHECK(entered(before).told == refused_by_count(before.size() + 1, 0, {before}));
+        CHECK(entered(before).batch == expected_batch({}));
+        const std::string after = option + "x";
+        CHECK(entered(after).told ==
+              refused_by_count(after.size() + 1, option.size() + 1, {after}));
+        CHECK(entered(after).batch == expected_batch({option}));
+    }
+    CHECK(entered("45").told == refused_by_count(3, 2, {"45"}));
+}
+
+TEST_CASE("an option cut short or in mixed case is not found")
+{
+    for (const std::string& option : all_options()) {
+        if (option.size() == 1)
+            continue;
+        const std::string cut = option.substr(0, option.size() - 1);
+        CHECK(entered(cut).told == refused_by_count(cut.size() + 1, 0, {cut}));
+        for (const std::string& mixed : {lower(option.substr(0, 1)) + option.substr(1),
+                                         option.substr(0, 1) + lower(option.substr(1))}) {
+            if (mixed == upper(option) || mixed == lower(option))
+                continue;
+            CHECK(entered(mixed).told == refused_by_count(mixed.size() + 1, 0, {mixed}));
+        }
+    }
+}
+
+TEST_CASE("dashes that are doubled or trailing are refused by the count")
+{
+    CHECK(entered("WEB-").told == refused_by_count(5, 4, {}));
+    CHECK(entered("WEB--NTP").told == refused_by_count(9, 8, {}));
+    CHECK(entered("WEB-NTP---").told == refused_by_count(11, 8, {}));
+    CHECK(entered("WEB- NTP").told == refused_by_count(9, 4, {" NTP"}));
+}
+
+TEST_CASE("a leading dash is refused before anything is checked")
+{
+    for (const char* list : {"-", "-WEB", "--"}) {
+        const Entered result = entered(list);
+        CHECK(result.told == "\nError: Extra '-' at the beginning of the options list.");
+        check_kept(result);
+        CHECK(result.batch == untouched_batch);
+    }
+}
+
+TEST_CASE("an empty line is refused by the count, and every option leaf is prepared as false")
+{
+    const Entered result = entered("");
+    CHECK(result.told == refused_by_count(1, 0, {}));
+    check_kept(result);
+    CHECK(result.batch == expected_batch({}));
+    CHECK(result.batch.find("true") == std::string::npos);
+}
+
+TEST_CASE("a tilde empties the text, leaves its mark, and does not touch the batch")
+{
+    for (const char* list : {"~", "~WEB"}) {
+        const Entered result = entered(list);
+        CHECK(result.told == "");
+        CHECK(result.list.text == "");
+        CHECK_FALSE(result.list.changed);
+        CHECK(result.batch == untouched_batch);
+    }
+}
+
+TEST_CASE("the unknown pieces are named in the order typed, MID among them")
+{
+    CHECK(entered("MID-XYZ").told == refused_by_count(8, 4, {"MID", "XYZ"}));
+    CHECK(entered("Q-WEB-~-web2").told == refused_by_count(13, 4, {"Q", "~", "web2"}));
+}
+
+TEST_CASE("the sample of the help is accepted")
+{
+    check_accepted("1C-2B-4-5-WEB-IEC-IB-IEEE-NTP-PPS-DLP-ML-THP-EAP-DC-PQ3-PMU",
+                   {"1C", "2B", "4", "5", "WEB", "IEC", "IB", "IEEE", "NTP", "PPS", "DLP", "ML",
+                    "THP", "EAP", "DC", "PQ3", "PMU"});
+}
+
+TEST_CASE("the longest list that the grammar has is accepted, in any order")
+{
+    Words words = {"1C",  "2B",  "3A",   "4",   "5",    "6",   "7B",  "8A",  "9C",
+                   "WEB", "IEC", "DLMS", "IB",  "IEEE", "NTP", "PPS", "DLP", "ML",
+                   "THP", "EAP", "DC",   "PQ3", "PQR",  "PMU", "MID"};
+    const std::set<std::string> options(words.begin(), words.end());
+    CHECK(joined(words).size() == 86);
+    check_accepted(joined(words), options);
+    std::reverse(words.begin(), words.end());
+    check_accepted(joined(words), options);
+}
+
+TEST_CASE("an entry of any length is checked")
+{
+    const std::string unknown(500, 'z');
+    CHECK(entered("WEB-" + unknown).told == refused_by_count(505, 4, {unknown}));
+}
+
+TEST_CASE("power quality brings measurement logging and PQ as it should")
+{
+    CHECK(entered("PQ2").batch.find("/VMIC/Options/ML/Value=false/1") != std::string::npos);
+    CHECK(entered("PQ2").batch.find("/VMIC/Options/ML/Value=true/1") != std::string::npos);
+    CHECK(entered("ML-PQ2").batch.find("/VMIC/Options/ML/Value=false/1") == std::string::npos);
+    check_accepted("PQR-PQ1", {"PQR", "PQ1"});
+    check_accepted("pqr-pq3-ml", {"PQR", "PQ3", "ML"});
+}
+
+TEST_CASE("measurement logging comes with a capture that was chosen, also in a refused list")
+{
+    // PQ1 takes the group, so PQ2's capture is not chosen; PQ2 keeps its capture when PQ3 follows.
+    CHECK(entered("PQ1-PQ2").batch == expected_batch({"PQ1"}));
+    CHECK(entered("PQ1-PQ3").batch == expected_batch({"PQ1"}));
+    CHECK(entered("PQ2-PQ3").batch == expected_batch({"PQ2"}));
+    CHECK(entered("PQ1-PQ2-PQ3-PQR").batch == expected_batch({"PQ1", "PQR"}));
+}
+
+TEST_CASE("generated lists of one option a group are accepted as the second statement says")
+{
+    std::mt19937 random(20240229);
+    for (int round = 0; round < 500; ++round) {
+        Words words;
+        std::set<std::string> options;
+        for (const GroupRule& rule : rules) {
+            const std::size_t pick = random() % (rule.members.size() + 1);
+            if (pick == 0 || pick >= rule.members.size())
+                continue;
+            options.insert(rule.members[pick].first);
+        }
+        if (random() % 2 == 0)
+            options.insert("PQR");
+        if (options.empty())
+            continue;
+        for (const std::string& option : options)
+            words.push_back(random() % 2 == 0 ? option : lower(option));
+        std::shuffle(words.begin(), words.end(), random);
+        check_accepted(joined(words), options);
+    }
+}
+
+TEST_CASE("a failed wait is passed over silently")
+{
+    SettingsSession session;
+    session.options_list = {"before", false};
+    const std::string screen = console_of("", [&] {
+        close(STDIN_FILENO);
+        enter_options_list(session);
+    });
+    const std::string tail = "\n\nEnter Options List: \n";
+    CHECK(screen.substr(screen.size() - tail.size()) == tail);
+    CHECK(session.options_list.text == "before");
+}

@@ -1,0 +1,90 @@
+#include "settings/session.h"
+
+#include <doctest/doctest.h>
+
+namespace
+{
+
+constexpr EditableText SettingsSession::*session_texts[] = {
+    &SettingsSession::primary_dns,       &SettingsSession::secondary_dns,
+    &SettingsSession::serial_number,     &SettingsSession::options_list,
+    &SettingsSession::meter_form,        &SettingsSession::class_amps,
+    &SettingsSession::nominal_frequency, &SettingsSession::enclosure,
+};
+
+constexpr EditableText InterfaceSettings::*editable_port_texts[] = {
+    &InterfaceSettings::ip_address,
+    &InterfaceSettings::subnet_mask,
+    &InterfaceSettings::default_gateway,
+    &InterfaceSettings::media_type,
+};
+
+constexpr EditableText InterfaceSettings::*shown_port_texts[] = {
+    &InterfaceSettings::mac_address,
+    &InterfaceSettings::supported_media_types,
+};
+
+SettingsSession session_with_ports(std::size_t count)
+{
+    SettingsSession session;
+    session.interfaces.resize(count);
+    return session;
+}
+
+} // namespace
+
+TEST_CASE("a new session is empty and unchanged")
+{
+    const SettingsSession session = session_with_ports(1);
+    CHECK_FALSE(any_changed(session));
+    CHECK_FALSE(init_changed(session));
+    CHECK_FALSE(session.init_menu_requested);
+    CHECK(session.interfaces[0].number == 1);
+    CHECK_FALSE(session.interfaces[0].dhcp.value);
+}
+
+TEST_CASE("each text of the session counts as a change, the last six as initialisation")
+{
+    for (std::size_t i = 0; i < 8; ++i) {
+        SettingsSession session = session_with_ports(1);
+        (session.*session_texts[i]).changed = true;
+        CHECK(any_changed(session));
+        CHECK(init_changed(session) == (i >= 2));
+        clear_marks(session);
+        CHECK_FALSE((session.*session_texts[i]).changed);
+        CHECK_FALSE(any_changed(session));
+    }
+}
+
+TEST_CASE("what can be edited of any port counts as a change")
+{
+    for (const std::size_t port : {0U, 2U}) {
+        for (const auto text : editable_port_texts) {
+            SettingsSession session = session_with_ports(3);
+            (session.interfaces[port].*text).changed = true;
+            CHECK(any_changed(session));
+            CHECK_FALSE(init_changed(session));
+            clear_marks(session);
+            CHECK_FALSE((session.interfaces[port].*text).changed);
+        }
+        SettingsSession session = session_with_ports(3);
+        session.interfaces[port].dhcp.changed = true;
+        CHECK(any_changed(session));
+        clear_marks(session);
+        CHECK_FALSE(any_changed(session));
+    }
+}
+
+TEST_CASE("what is only shown of a port is no change, and its marks are not cleared")
+{
+    SettingsSession session = session_with_ports(1);
+    InterfaceSettings& port = session.interfaces[0];
+    for (const auto text : shown_port_texts)
+        (port.*text).changed = true;
+    port.link_enabled.changed = true;
+    CHECK_FALSE(any_changed(session));
+    clear_marks(session);
+    for (const auto text : shown_port_texts)
+        CHECK((port.*text).changed);
+    CHECK(port.link_enabled.changed);
+}
