@@ -36,7 +36,6 @@ CElement& CElement::operator=(std::int32_t value)
 {
     _type = type_integer;
     _number = value;
-    _text.clear();
     _time = stamp_for(_time);
     return *this;
 }
@@ -44,7 +43,6 @@ CElement& CElement::operator=(std::int32_t value)
 CElement& CElement::operator=(const std::string& value)
 {
     _type = type_string;
-    _number = 0;
     _text = value;
     _time = stamp_for(_time);
     return *this;

@@ -65,12 +65,12 @@ bool refresh(MeterStore& store, int folder, const char* name, std::string& error
 {
     FileStamp stamp;
     if (!store.stamp || !read_stamp(folder, name, stamp) || !(stamp == *store.stamp)) {
-        store.stamp.reset();
         const std::int64_t now = present_time();
         std::string text;
         if (!read_file(folder, name, text, stamp))
             return fail(path_of(store), "cannot be read", error);
         take_text(store, std::move(text));
+        store.stamp.reset();
         if (tells_changes(stamp, now))
             store.stamp = stamp;
     }

@@ -5,6 +5,7 @@
 #define TOML_HEADER_ONLY 1
 #define TOML_EXCEPTIONS 0
 #define TOML_ENABLE_FORMATTERS 0
+#define TOML_FLOAT_CHARCONV 1 // else the string streams come in, and all locales with them
 #include <toml++/toml.h>
 
 #include <algorithm>

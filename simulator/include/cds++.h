@@ -11,7 +11,8 @@
 #include <string>
 #include <vector>
 
-namespace toolkit {
+namespace toolkit
+{
 
 // Property record of a leaf, filled by reads.
 struct element_property_t {

@@ -207,3 +207,14 @@ TEST_CASE("a stamp tells a replaced file from the one before")
     REQUIRE(read_stamp(AT_FDCWD, meter.path("store.toml").c_str(), after));
     CHECK_FALSE(before == after);
 }
+
+TEST_CASE("a stamp is another one by any of its parts")
+{
+    const FileStamp stamp = {1, 2, 3, 4, 5};
+    CHECK(stamp == FileStamp{1, 2, 3, 4, 5});
+    CHECK_FALSE(stamp == FileStamp{9, 2, 3, 4, 5});
+    CHECK_FALSE(stamp == FileStamp{1, 9, 3, 4, 5});
+    CHECK_FALSE(stamp == FileStamp{1, 2, 9, 4, 5});
+    CHECK_FALSE(stamp == FileStamp{1, 2, 3, 9, 5});
+    CHECK_FALSE(stamp == FileStamp{1, 2, 3, 4, 9});
+}

@@ -203,8 +203,16 @@ TEST_CASE("a file that did not change is not parsed again")
     let_file_settle();
     for (int i = 0; i < 5; ++i)
         get(store, {"/s"});
-    TestStore another;
     CHECK(simulator::this_meter().store.parses == 1);
+}
+
+TEST_CASE("a file that did not change is not parsed again for another connection")
+{
+    const TestMeter meter(three_leaves);
+    TestStore store;
+    simulator::this_meter().store.parses = 10;
+    TestStore another;
+    CHECK(simulator::this_meter().store.parses == 10);
 }
 
 TEST_CASE("a file that was replaced by the same bytes is not parsed again")

@@ -99,16 +99,28 @@ TEST_CASE("a failed reading leaves an empty error once it succeeds again")
     CHECK(error == "");
 }
 
-TEST_CASE("a settled file is known by its stamp, a young one is not")
+TEST_CASE("a settled file is known by its stamp")
 {
     const TestMeter meter("\"/a\" = 1\n");
     MeterStore store = store_in(meter);
     std::string error;
-    REQUIRE(refresh_leaves(store, error));
-    CHECK_FALSE(store.stamp);
     let_file_settle();
     REQUIRE(refresh_leaves(store, error));
     CHECK(store.stamp);
+}
+
+TEST_CASE("a young file is not known by its stamp")
+{
+    const TestMeter meter("");
+    MeterStore store = store_in(meter);
+    std::string error;
+    bool known = true;
+    for (int i = 0; known && i < 50; ++i) { // on a busy machine a file may be old when it is read
+        meter.write("store.toml", "");
+        REQUIRE(refresh_leaves(store, error));
+        known = store.stamp.has_value();
+    }
+    CHECK_FALSE(known);
 }
 
 TEST_CASE("a store is replaced by other bytes as they are")

@@ -195,10 +195,12 @@ TEST_CASE("a signal ends a pause, and the seconds left are told")
     action.sa_handler = do_nothing;
     struct sigaction before;
     sigaction(SIGALRM, &action, &before);
-    const itimerval timer = {{0, 0}, {0, 50'000}};
+    const itimerval timer = {{0, 50'000}, {0, 50'000}}; // again, should the pause begin late
     setitimer(ITIMER_REAL, &timer, nullptr);
     unsigned left = 0;
     CHECK(seconds_of([&] { left = sleep(30); }) < 5.0);
     CHECK(left == 30); // the broken second counts as a whole
+    const itimerval no_timer = {};
+    setitimer(ITIMER_REAL, &no_timer, nullptr);
     sigaction(SIGALRM, &before, nullptr);
 }

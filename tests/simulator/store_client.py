@@ -7,9 +7,15 @@ import shutil
 import subprocess
 import tempfile
 
+import pytest
+
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("BUILD_DIR", REPOSITORY / "build" / "host"))
 CLIENT = BUILD / "store-client"
+
+needs_plain_program = pytest.mark.skipif(
+    CLIENT.exists() and b"__asan_init" in CLIENT.read_bytes(),
+    reason="sanitizers make system calls of their own, and do not work under strace")
 
 
 @contextlib.contextmanager
@@ -47,6 +53,6 @@ def run_traced(folder, arguments, strace_options=(), closed=()):
         return ended.returncode, calls.read().splitlines()
 
 
-def leaves(folder):
+def files_of(folder):
     """The folder's files by name, with their texts."""
     return {entry.name: entry.read_text() for entry in folder.iterdir()}

@@ -112,6 +112,8 @@ TEST_CASE("UTF-8 is told from other bytes")
         CHECK(is_utf8("a" + encoded(code) + "z"));
     }
     CHECK(is_utf8(""));
+    CHECK_FALSE(is_utf8(std::string_view("\xC3\xA4", 1))); // what follows is not of the text
+    CHECK_FALSE(is_utf8(std::string_view("\xF0\x9F\x94\x8C", 3)));
     for (const char* bad : {"\x80",
                             "\xBF",
                             "\xC3",
