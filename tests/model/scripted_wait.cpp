@@ -8,9 +8,10 @@
 // After the last of them the process ends at once with status 97, nothing flushed: what a
 // technician would be looking at is what has been written by then.
 //
-// SCRIPTED_WAIT_LOG names a file that gets one line per wait: "SECONDS MICROSECONDS", or
-// "unexpected" when the wait is not for standard input alone. The time left that is handed
-// back is never one that a caller could take for its own next time-out.
+// SCRIPTED_WAIT_LOG names a file that gets one line per wait: the seconds and microseconds of
+// its time-out, how many keys have been read and how many bytes shown so far (standard input
+// and output being files); or "unexpected" when the wait is not for standard input alone. The
+// time left that is handed back is never one that a caller could take for its next time-out.
 
 #include <cerrno>
 #include <cstdio>
@@ -19,7 +20,8 @@
 #include <sys/select.h>
 #include <unistd.h>
 
-namespace {
+namespace
+{
 
 constexpr int script_exhausted = 97;
 constexpr int setup_failed = 98;
@@ -52,14 +54,16 @@ char next_event()
 
 void log_wait(bool for_standard_input, const timeval* time_out)
 {
-    static const int log =
-        open_named("SCRIPTED_WAIT_LOG", O_WRONLY | O_CREAT | O_TRUNC | O_APPEND);
-    char line[64];
-    const int length = for_standard_input && time_out != nullptr
-                           ? std::snprintf(line, sizeof line, "%lld %lld\n",
-                                           static_cast<long long>(time_out->tv_sec),
-                                           static_cast<long long>(time_out->tv_usec))
-                           : std::snprintf(line, sizeof line, "unexpected\n");
+    static const int log = open_named("SCRIPTED_WAIT_LOG", O_WRONLY | O_CREAT | O_TRUNC | O_APPEND);
+    char line[128];
+    const int length =
+        for_standard_input && time_out != nullptr
+            ? std::snprintf(line, sizeof line, "%lld %lld %lld %lld\n",
+                            static_cast<long long>(time_out->tv_sec),
+                            static_cast<long long>(time_out->tv_usec),
+                            static_cast<long long>(lseek(STDIN_FILENO, 0, SEEK_CUR)),
+                            static_cast<long long>(lseek(STDOUT_FILENO, 0, SEEK_CUR)))
+            : std::snprintf(line, sizeof line, "unexpected\n");
     if (write(log, line, static_cast<size_t>(length)) != length)
         _exit(setup_failed);
 }

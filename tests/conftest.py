@@ -1,0 +1,92 @@
+"""Collects the dialogues as tests, and lets the ones that wait for time-outs start first."""
+
+import collections
+import re
+
+import pytest
+from harness import dialogue
+
+WAIT = re.compile(r"‹wait (\d+) s›")
+
+
+def pytest_collect_file(parent, file_path):
+    if file_path.suffix == ".dialogue":
+        return DialogueFile.from_parent(parent, path=file_path)
+    return None
+
+
+class DialogueFile(pytest.File):
+    def collect(self):
+        yield DialogueItem.from_parent(self, name=self.path.stem)
+
+
+class DialogueItem(pytest.Item):
+    def runtest(self):
+        report = dialogue.play(dialogue.Dialogue(self.path))
+        if report:
+            raise DialogueFailure(report)
+
+    def repr_failure(self, excinfo, style=None):
+        if isinstance(excinfo.value, DialogueFailure):
+            return str(excinfo.value)
+        return super().repr_failure(excinfo, style)
+
+    def reportinfo(self):
+        return self.path, None, str(self.path.name)
+
+
+class DialogueFailure(Exception):
+    pass
+
+
+def seconds_waited(item):
+    """What a test spends waiting: its dialogue's pauses, or its mark `waits(seconds)`."""
+    if isinstance(item, DialogueItem):
+        return sum(int(seconds) for seconds in WAIT.findall(item.path.read_text(encoding="utf-8")))
+    mark = item.get_closest_marker("waits")
+    return mark.args[0] if mark else 0
+
+
+def pytest_configure(config):
+    config.addinivalue_line("markers", "waits(seconds): spends about that long waiting")
+
+
+def pytest_collection_modifyitems(items):
+    items.sort(key=seconds_waited, reverse=True)  # stable: otherwise as collected
+
+
+@pytest.hookimpl(optionalhook=True)
+def pytest_xdist_make_scheduler(config, log):
+    from xdist.scheduler import LoadScheduling
+
+    class OneAtATime(LoadScheduling):
+        """Hands out one test at a time, by turns from the front, where the waits are, and the back.
+
+        A process is told its next test while it runs one. So no wait is kept behind another."""
+
+        def __init__(self, *arguments):
+            super().__init__(*arguments)
+            self.turns = collections.Counter()
+
+        def schedule(self):
+            if self.collection is None:
+                if not self._check_nodes_have_same_collection():
+                    return
+                self.collection = next(iter(self.node2collection.values()))
+                self.pending[:] = range(len(self.collection))
+            for _ in range(2):
+                for node in self.nodes:
+                    self.check_schedule(node)
+
+        def check_schedule(self, node, duration=0):
+            if node.shutting_down:
+                return
+            if not self.pending:
+                node.shutdown()
+            elif len(self.node2pending[node]) < 2:
+                if self.turns[node] % 2:
+                    self.pending.insert(0, self.pending.pop())
+                self.turns[node] += 1
+                self._send_tests(node, 1)
+
+    return OneAtATime(config, log)

@@ -1,0 +1,102 @@
+"""Sessions without a terminal: standard input a pipe, a file, at its end, or closed."""
+
+import subprocess
+
+import pytest
+from harness.meter import FACTORY
+from harness.piped import end, read_until, run, start
+from harness.program import UTILITY, command
+from harness.terminal import Console
+
+PROMPT = b"Select an option ==>  "
+END_OF_INPUT = b"\xff"  # how the end of input is echoed
+REFUSED = b"\nError: Invalid selection\n\n"
+KEYS = b"1\n1\ny\n2\n10.0.0.9\n5\n0\n0\n2\n256.1.1.1\n2\n10.0.0.53\b4\n5\ny\n0\n"
+
+
+@pytest.fixture
+def session(meter):
+    processes = []
+
+    def begin(stdin, program=None):
+        processes.append(start(program or command(UTILITY), meter.environment(), stdin))
+        return processes[-1]
+
+    yield begin
+    for process in processes:
+        end(process)
+
+
+def first_screen(meter):
+    """The main screen of the shipped meter, up to its prompt, as a session by pipe shows it."""
+    screen = run(command(UTILITY), meter.environment(), b"0\n").stdout
+    assert screen.endswith(PROMPT + b"0\n")
+    return screen.removesuffix(b"0\n")
+
+
+def test_a_session_by_pipe_writes_and_leaves(meter):
+    answer = run(command(UTILITY), meter.environment(), KEYS)
+    assert answer.returncode == 0
+    assert answer.stderr == b""
+    assert answer.stdout.endswith(PROMPT + b"0\n")
+    assert len(meter.difference()) == 6  # five leaves that were set, one cleared
+
+
+def test_a_session_by_file(meter):
+    keys = meter.top / "keys"
+    keys.write_bytes(KEYS)
+    with keys.open("rb") as file:
+        answer = subprocess.run(command(UTILITY), env=meter.environment(), stdin=file,
+                                stdout=subprocess.PIPE, timeout=20, check=False)
+    assert answer.returncode == 0
+    assert answer.stdout.count(b"Settings saved.\n") == 1
+
+
+def test_pipe_and_terminal_show_the_same_bytes(meter):
+    by_pipe = run(command(UTILITY), meter.environment(), KEYS).stdout
+    (meter.folder / "store.toml").write_text(FACTORY.read_text())
+    console = Console(command(UTILITY), meter.environment())
+    try:
+        while not console.pending.endswith(PROMPT):  # from here on keys are not echoed by the terminal
+            assert console.receive(20)
+        console.send(KEYS)
+        assert console.finish() == "exit 0"
+        assert console.take() == by_pipe
+    finally:
+        console.close()
+
+
+def test_at_the_end_of_input_the_screen_is_drawn_again_and_again(meter, session):
+    screen = first_screen(meter)
+    process = session(subprocess.DEVNULL)
+    one_pass = screen + END_OF_INPUT + REFUSED
+    assert read_until(process, one_pass * 3).startswith(one_pass * 3)
+    assert process.poll() is None
+
+
+def test_a_pipe_that_ends_within_a_line_ends_the_line(meter, session):
+    process = session(subprocess.PIPE)
+    process.stdin.write(b"2\n10.0.0.9")
+    process.stdin.close()
+    output = read_until(process, b"10.0.0.9 ")
+    assert b"Enter Primary DNS Server: 10.0.0.9" + END_OF_INPUT + b"\n\n---" in output
+    read_until(process, PROMPT + END_OF_INPUT + REFUSED)
+    assert process.poll() is None
+
+
+def test_a_file_that_ends_is_like_a_pipe_that_ends(meter, session):
+    screen = first_screen(meter)
+    keys = meter.top / "keys"
+    keys.write_bytes(b"9\n")
+    with keys.open("rb") as file:
+        process = session(file)
+    start_of_it = screen + b"9\n" + REFUSED + screen + END_OF_INPUT + REFUSED + screen
+    assert read_until(process, start_of_it).startswith(start_of_it)
+
+
+def test_a_closed_input_makes_every_wait_fail(meter, session):
+    screen = first_screen(meter)
+    process = session(None, ["/bin/sh", "-c", 'exec "$@" <&-', "sh", *command(UTILITY)])
+    one_pass = screen + b"\n"  # what a failed wait puts out; no message of the menu's
+    assert read_until(process, one_pass * 3).startswith(one_pass * 3)
+    assert process.poll() is None

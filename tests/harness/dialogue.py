@@ -1,0 +1,421 @@
+"""Dialogue tests: transcripts of whole sessions, played against the program and recorded.
+
+A file says in a sentence what it shows, then gives the meter before, the console, how the
+program ended, the calls that it made and what became of the store:
+
+    A refused address leaves the DNS server alone.
+
+    meter: factory                   or "empty", a meter without any leaf
+    arguments: -m                    the command line; from here on each line may be missing
+    terminal: icrnl off              carriage return reaches the program as it is
+    set:                             leaves added or replaced before the start, as TOML
+        "/VMIC/Enclosure/Value" = "RK"
+    remove:                          leaves removed before the start, one a line
+        "/VMIC/SerialNumber/Value"
+    faults:                          the meter's faults.toml
+        [[fault]]
+        call = "set_leaves"
+        result = -1
+    factory file: absent             or "broken"; otherwise the meter has the shipped one
+
+    [console]
+    ...
+    Select an option ==>  ‹2⏎›
+    Enter Primary DNS Server: ‹256.1.1.1⏎›
+    Error: invalid address
+    ...
+    [exit 0]
+    [stderr]                         only when something was written to standard error; the
+    ...                              meter's folder reads as METER there
+    [calls]
+    ...                              calls.py says how to read them
+    [store]
+    unchanged                        or one line a leaf: + added, - removed, ~ changed
+
+In the console, what stands outside ‹ › is the output, byte for byte. A backslash is written \\\\,
+a byte that is neither printable ASCII nor a newline \\t, \\r or \\xNN, and a single backslash at
+the end of a line says that no newline was put out there. Inside ‹ › stands what was typed:
+
+    a printable character   that key, and its own echo
+    ⏎                       Enter. It sends a carriage return; the line break after it is the
+                            echo, which the program puts out like any other output.
+    ^H ^[ ^? ^J ...         that control key, \\xNN that byte, both without an echo: whatever
+                            the program answers follows outside. (\\^ and \\\\ are the two keys.)
+    wait 30 s               no key: the program must go on by itself, not before 29.5 s, not
+                            after 33 s. Any number from 30 on works so.
+    wait 29 s               a pause in which nothing may be put out; any number below 30
+    store: "/A/Value" = 1   another process changes the store here
+    store: remove "/A/Value"
+
+A file with nothing in ‹ › but keys, and with only the header above them, is a draft: recording
+plays the keys and fills in everything else.
+"""
+
+import difflib
+import json
+import re
+import time
+import tomllib
+
+from harness import calls, program
+from harness.meter import FACTORY, Meter
+from harness.program import STEP_LIMIT
+from harness.terminal import Console, Mismatch, as_usual, without_icrnl
+
+HEADER_KEYS = ("meter", "arguments", "terminal", "set", "remove", "faults", "factory file")
+HEADER_WORDS = {  # None: the line may be missing
+    "meter": ("factory", "empty"), "terminal": (None, "icrnl off"), "factory file": (None, "absent", "broken")}
+SECTION = re.compile(r"^\[(console|exit \d+|killed by \w+|stderr|calls|store)\]\n", re.M)
+ENTER = 0x0D
+JOIN = "\0"  # while a text is made: a "›" that the next key may move
+# The two ways in which the program asks; it waits for a key when its output ends so.
+PROMPT_ENDS = (b"==>  ", b": ")
+
+
+# -- the file --
+
+class Dialogue:
+    """One file: `shows` (its sentence), `header` (key to text) and the sections' texts."""
+
+    def __init__(self, path):
+        self.path = path
+        text = path.read_text(encoding="utf-8")
+        places = list(SECTION.finditer(text))
+        if not places or places[0][1] != "console":
+            raise ValueError(f"{path}: no [console]")
+        self.shows, self.header = parse_header(text[:places[0].start()], path)
+        ends = [place.start() for place in places[1:]] + [len(text)]
+        sections = {p[1]: text[p.end():end] for p, end in zip(places, ends)}
+        self.console = sections.pop("console")
+        self.ending = next((s for s in sections if s.startswith(("exit", "killed"))), None)
+        self.stderr = sections.get("stderr", "")
+        self.calls = sections.get("calls", "").split("\n")[:-1]
+        self.store = sections.get("store", "").split("\n")[:-1]
+
+    def write(self, console, ending, stderr, trace, store):
+        parts = [self.shows, "\n\n", format_header(self.header), "\n[console]\n", console, f"[{ending}]\n"]
+        if stderr:
+            parts.append(f"[stderr]\n{stderr}")
+        parts.append("\n".join(["[calls]", *trace, "[store]", *store]) + "\n")
+        self.path.parent.mkdir(parents=True, exist_ok=True)
+        self.path.write_text("".join(parts), encoding="utf-8")
+
+
+def parse_header(text, path):
+    lines = text.splitlines()
+    first = next((i for i, line in enumerate(lines) if line.split(":")[0] in HEADER_KEYS), len(lines))
+    shows = "\n".join(lines[:first]).strip()
+    header = {}
+    key = None
+    for line in lines[first:]:
+        if line.startswith("    "):
+            header[key] += line[4:] + "\n"
+        elif line.strip():
+            key, colon, value = line.partition(":")
+            if key not in HEADER_KEYS or not colon or key in header:
+                raise ValueError(f"{path}: cannot read the header line {line!r}")
+            header[key] = value.strip()
+    for key, words in HEADER_WORDS.items():
+        if header.get(key) not in words:
+            raise ValueError(f"{path}: {key!r} must be one of {words}")
+    if not shows:
+        raise ValueError(f"{path}: a sentence that says what it shows is needed")
+    return shows, header
+
+
+def format_header(header):
+    lines = []
+    for key in (key for key in HEADER_KEYS if key in header):
+        value = header[key]
+        if key in ("set", "remove", "faults"):
+            block = "".join(f"    {line}\n" if line else "\n" for line in value.rstrip().split("\n"))
+            lines.append(f"{key}:\n{block}")
+        else:
+            lines.append(f"{key}: {value}\n")
+    return "".join(lines)
+
+
+def make_meter(name, header):
+    shipped = FACTORY.read_text()
+    leaves = tomllib.loads(shipped) if header["meter"] == "factory" else {}
+    leaves.update(tomllib.loads(header.get("set", "")))
+    for line in header.get("remove", "").splitlines():
+        del leaves[json.loads(line)]
+    factory = {"absent": None, "broken": "this is not TOML\n"}
+    factory_text = factory[header["factory file"]] if "factory file" in header else shipped
+    return Meter(name, leaves, header.get("faults", ""), factory_text)
+
+
+# -- the console's text --
+#
+# A session is a list of steps: ("out", bytes), ("key", byte), ("wait", seconds) and
+# ("store", text).
+
+def parse_console(text):
+    steps = []
+    for part in re.split("(‹[^›]*›)", text):
+        if part.startswith("‹"):
+            steps += parse_typed(part[1:-1])
+        elif part:
+            steps.append(("out", parse_bytes(part)))
+    return joined(steps)
+
+
+def joined(steps):
+    """The same steps with output that follows output made one."""
+    merged = []
+    for kind, value in steps:
+        if kind == "out" and merged and merged[-1][0] == "out":
+            merged[-1] = ("out", merged[-1][1] + value)
+        elif (kind, value) != ("out", b""):
+            merged.append((kind, value))
+    return merged
+
+
+def parse_bytes(text):
+    def byte(match):
+        escape = match[1]
+        if escape.startswith("x"):
+            return chr(int(escape[1:], 16))
+        return {"\n": "", "\\": "\\", "t": "\t", "r": "\r"}[escape]
+
+    return re.sub(r"\\(\n|\\|t|r|x[0-9a-f]{2})", byte, text).encode("latin-1")
+
+
+def parse_typed(text):
+    if match := re.fullmatch(r"wait (\d+) s", text):
+        return [("wait", int(match[1]))]
+    if match := re.fullmatch(r"store: (.*)", text):
+        return [("store", match[1])]
+    steps = []
+    for key in re.findall(r"⏎|\^[@-_?]|\\x[0-9a-f]{2}|\\[\\^]|[ -~]", text):
+        if key == "⏎":
+            steps.append(("key", ENTER))
+        elif key[0] == "^":
+            steps.append(("key", ord(key[1]) ^ 0x40))
+        elif key[:2] == "\\x":
+            steps.append(("key", int(key[2:], 16)))
+        else:
+            steps += [("key", ord(key[-1])), ("out", key[-1].encode())]
+    return steps
+
+
+def format_console(steps):
+    """The text that `parse_console` reads back as the same steps."""
+    text = ""
+    steps = joined(steps)
+    before = ("", b"")
+    for step, after in zip(steps, [*steps[1:], ("", b"")]):
+        kind, value = step
+        if kind == "out":
+            text += format_bytes(value[1:] if is_echo(before, step) else value)
+        elif kind == "key":
+            key = format_key(value, is_echo(step, after))
+            if text.endswith(JOIN) and not key.startswith("^"):
+                text = text.removesuffix(JOIN) + key
+            else:
+                text += "‹" + key
+            # A control key stands alone, and so does what follows Enter.
+            text += "›" if key.startswith("^") or key == "⏎" else JOIN
+        else:
+            text += f"‹wait {value} s›" if kind == "wait" else f"‹store: {value}›"
+        before = step
+    return whole_lines(text.replace(JOIN, "›"))
+
+
+def whole_lines(text):
+    """`text` with its last line ended, by a backslash where no newline was put out."""
+    return text if text == "" or text.endswith("\n") else text + "\\\n"
+
+
+def printable(byte):
+    return 0x20 <= byte < 0x7F
+
+
+def is_echo(key, output):
+    """Whether two steps are a printable key and output that begins with the same character."""
+    return (key[0], output[0]) == ("key", "out") and printable(key[1]) and output[1][0] == key[1]
+
+
+def format_bytes(data):
+    shown = "".join(
+        {"\\": "\\\\", "\t": "\\t", "\r": "\\r"}.get(c, c) if c in "\t\r\n" or printable(ord(c))
+        else f"\\x{ord(c):02x}" for c in data.decode("latin-1"))
+    return re.sub(r"^\[(?=(console|exit|killed|stderr|calls|store))", r"\\x5b", shown, flags=re.M)
+
+
+def format_key(byte, with_echo):
+    if byte == ENTER:
+        return "⏎"
+    if byte < 0x20 or byte == 0x7F:
+        return "^" + chr(byte ^ 0x40)
+    if not with_echo:
+        return f"\\x{byte:02x}"
+    return "\\" + chr(byte) if byte in b"\\^" else chr(byte)
+
+
+# -- playing --
+
+def start(dialogue, meter):
+    command = program.command(program.UTILITY, *dialogue.header.get("arguments", "").split())
+    prepare = without_icrnl if icrnl_off(dialogue) else as_usual
+    return Console(command, meter.environment(), prepare)
+
+
+def icrnl_off(dialogue):
+    return dialogue.header.get("terminal") == "icrnl off"
+
+
+def change_store(meter, text):
+    if text.startswith("remove "):
+        meter.change({}, [json.loads(text.removeprefix("remove "))])
+    else:
+        meter.change(tomllib.loads(text))
+
+
+def act(step, console, meter):
+    kind, value = step
+    if kind == "key":
+        console.send(bytes([value]))
+    elif kind == "store":
+        console.note(f"store: {value}")
+        change_store(meter, value)
+
+
+def follow(steps, console, meter, done):
+    """Plays the steps, each input only after all the output before it; `done` is what took place."""
+    for step in steps:
+        kind, value = step
+        if kind == "out":
+            console.expect(value)  # what differs stays with the console
+            done.append(step)
+            continue
+        done.append(step)
+        if kind == "wait" and value >= 30:
+            console.expect_to_go_on_after(value)
+        elif kind == "wait":
+            console.expect_silence(value)
+        else:
+            act(step, console, meter)
+
+
+def shown_errors(console, meter):
+    text = console.errors.decode("latin-1").replace(str(meter.folder), "METER")
+    return whole_lines(text)
+
+
+def difference(title, wanted, got):
+    lines = difflib.unified_diff(wanted, got, f"{title} in the file", f"{title} of this session", lineterm="", n=5)
+    return [*lines, ""] if wanted != got else []
+
+
+def play(dialogue):
+    """Plays the dialogue. Returns None, or the text of a report when anything differs."""
+    if dialogue.ending is None:
+        return f"{dialogue.path} is a draft: tests/record --update fills it in"
+    meter = make_meter(dialogue.path.stem, dialogue.header)
+    console = start(dialogue, meter)
+    done = []
+    report = []
+    ending = "not waited for"
+    try:
+        follow(parse_console(dialogue.console), console, meter, done)
+        ending = console.finish()
+    except Mismatch as mismatch:
+        report.append(f"{mismatch}\n")
+    finally:
+        console.close()
+    done.append(("out", console.take()))
+    got = format_console(done)
+    wanted_lines, got_lines = dialogue.console.splitlines(), got.splitlines()
+    if report:  # what would have come after the mismatch was not tried
+        wanted_lines = wanted_lines[:len(got_lines) + 2]
+    report += difference("console", wanted_lines, got_lines)
+    if not report:
+        report += difference("ending", [dialogue.ending], [ending])
+        report += difference("stderr", dialogue.stderr.splitlines(), shown_errors(console, meter).splitlines())
+        report += difference("calls", dialogue.calls, calls.show_trace(meter.calls()))
+        report += difference("store", dialogue.store, meter.difference())
+    if not report:
+        meter.remove()
+        return None
+    return "\n".join([
+        f"{dialogue.shows}\n", *report,
+        "sent and received:", *console.history(), "",
+        "standard error:", shown_errors(console, meter),
+        "calls:", *calls.show_trace(meter.calls()), "",
+        f"the meter's folder is kept: {meter.top}"])
+
+
+# -- recording --
+
+def until_waiting(console, limit=STEP_LIMIT):
+    """Takes the output up to where the program waits for a key, or has ended.
+
+    It waits when its output ends as a prompt does and no more comes."""
+    until = time.monotonic() + limit
+    while not console.ended and time.monotonic() < until:
+        if console.pending.endswith(PROMPT_ENDS) and not console.receive(0.15):
+            break
+        if not console.pending.endswith(PROMPT_ENDS):
+            console.receive(min(1.0, until - time.monotonic()))
+    return console.take()
+
+
+def until_echoed(console, count):
+    until = time.monotonic() + 1.0
+    while len(console.pending) < count and time.monotonic() < until and not console.ended:
+        console.receive(until - time.monotonic())
+    return console.take()
+
+
+def after_key(byte, console, icrnl):
+    """What the program answers to one key."""
+    if printable(byte):
+        return until_echoed(console, 1)
+    if byte in (0x08, 0x7F):
+        return until_echoed(console, 3)
+    if byte in (0x0A, 0x04) or byte == ENTER and icrnl:
+        return until_waiting(console)
+    console.receive(0.1)  # nothing should come
+    return console.take()
+
+
+def replay(inputs, console, meter, icrnl):
+    """Gives the program the inputs, each when it waits for one; returns the steps of the session."""
+    steps = [("out", until_waiting(console))]
+    for kind, value in inputs:
+        steps.append((kind, value))
+        if kind == "wait":
+            console.receive(value if value < 30 else value + 3)
+            steps.append(("out", console.take() if value < 30 else until_waiting(console)))
+        else:
+            act((kind, value), console, meter)
+            if kind == "key":
+                steps.append(("out", after_key(value, console, icrnl)))
+    return steps
+
+
+def record(dialogue, inputs=None):
+    """Rewrites the dialogue's file from a session with its keys, or with `inputs`."""
+    if inputs is None:
+        inputs = [step for step in parse_console(dialogue.console) if step[0] != "out"]
+    meter = make_meter(dialogue.path.stem, dialogue.header)
+    console = start(dialogue, meter)
+    try:
+        steps = replay(inputs, console, meter, icrnl=not icrnl_off(dialogue))
+        try:
+            ending = console.finish()
+        except Mismatch:
+            steps.append(("out", console.take()))
+            raise Mismatch(f"{dialogue.path}: after the last key the program goes on:\n"
+                           + format_console(steps)[-1500:]) from None
+        steps.append(("out", console.take()))
+    finally:
+        console.close()
+    text = format_console(steps)
+    if parse_console(text) != joined(steps):
+        raise Mismatch(f"{dialogue.path}: the notation cannot tell these keys from a mark: {text}")
+    dialogue.write(text, ending, shown_errors(console, meter),
+                   calls.show_trace(meter.calls()), meter.difference())
+    meter.remove()

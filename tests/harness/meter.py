@@ -1,0 +1,98 @@
+"""The folder of one simulated meter: made for a session, read, and changed from outside."""
+
+import fcntl
+import json
+import os
+import pathlib
+import re
+import shutil
+import tempfile
+import tomllib
+
+from harness.program import BUILD, REPOSITORY
+
+FACTORY = REPOSITORY / "simulator" / "factory.toml"
+
+
+def toml_value(value):
+    """A leaf's value as TOML writes it; also tells 1 from true, which Python takes as equal."""
+    if isinstance(value, str):
+        return json.dumps(value, ensure_ascii=False).replace("\x7f", "\\u007f")
+    return json.dumps(value)
+
+
+def toml_text(leaves):
+    return "".join(f"{toml_value(path)} = {toml_value(leaves[path])}\n" for path in sorted(leaves))
+
+
+class Meter:
+    """A meter's folder below the build folder, with the calls' trace beside it."""
+
+    def __init__(self, name, leaves, faults="", factory_text=None):
+        base = BUILD / "test-meters"
+        base.mkdir(parents=True, exist_ok=True)
+        prefix = re.sub(r"[^A-Za-z0-9-]+", "-", name) + "-"
+        self.top = pathlib.Path(tempfile.mkdtemp(prefix=prefix, dir=base))
+        self.folder = self.top / "meter"
+        self.trace = self.top / "calls"
+        self.folder.mkdir()
+        self.replace_store(leaves)
+        if faults:
+            (self.folder / "faults.toml").write_text(faults)
+        if factory_text is not None:
+            (self.folder / "factory.toml").write_text(factory_text)
+        self.at_start = self.leaves()
+
+    def environment(self, no_delay=True):
+        """The caller's environment with nothing of another meter in it."""
+        variables = {k: v for k, v in os.environ.items() if not k.startswith("METER_SIM_")}
+        variables["METER_SIM_DIR"] = str(self.folder)
+        variables["METER_SIM_TRACE"] = str(self.trace)
+        if no_delay:
+            variables["METER_SIM_NO_DELAY"] = "1"
+        return variables
+
+    def leaves(self):
+        return tomllib.loads((self.folder / "store.toml").read_text())
+
+    def replace_store(self, leaves):
+        beside = self.folder / "store.toml.new"
+        beside.write_text(toml_text(leaves))
+        beside.rename(self.folder / "store.toml")
+
+    def change(self, to_set, to_remove=()):
+        """What another process does: both in one replacement, under the folder's lock."""
+        lock = os.open(self.folder, os.O_RDONLY)
+        try:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            leaves = self.leaves()
+            leaves.update(to_set)
+            for path in to_remove:
+                del leaves[path]
+            self.replace_store(leaves)
+        finally:
+            os.close(lock)
+
+    def calls(self):
+        """The trace so far, one JSON text a call."""
+        return self.trace.read_text().splitlines() if self.trace.exists() else []
+
+    def difference(self):
+        """How the store differs from the one the session began with, one line a leaf."""
+        try:
+            before, now = self.at_start, self.leaves()
+        except tomllib.TOMLDecodeError:
+            return ["not readable any more:", *(self.folder / "store.toml").read_text().splitlines()]
+        lines = []
+        for path in sorted(before.keys() | now.keys()):
+            key = toml_value(path)
+            if path not in now:
+                lines.append(f"- {key} = {toml_value(before[path])}")
+            elif path not in before:
+                lines.append(f"+ {key} = {toml_value(now[path])}")
+            elif toml_value(before[path]) != toml_value(now[path]):
+                lines.append(f"~ {key} = {toml_value(before[path])} -> {toml_value(now[path])}")
+        return lines or ["unchanged"]
+
+    def remove(self):
+        shutil.rmtree(self.top)

@@ -1,0 +1,40 @@
+"""The program with pipes or files in the place of the terminal."""
+
+import os
+import select
+import subprocess
+import time
+
+from harness.program import STEP_LIMIT
+
+
+def run(command, environment, keys=b"", **options):
+    """A whole session with these keys on standard input."""
+    return subprocess.run(command, env=environment, input=keys, capture_output=True,
+                          timeout=STEP_LIMIT, check=False, **options)
+
+
+def start(command, environment, stdin):
+    return subprocess.Popen(command, env=environment, stdin=stdin, stdout=subprocess.PIPE,
+                            stderr=subprocess.DEVNULL)
+
+
+def read_until(process, wanted, limit=STEP_LIMIT):
+    """What the process puts out, up to where `wanted` has come."""
+    until = time.monotonic() + limit
+    output = b""
+    descriptor = process.stdout.fileno()
+    while wanted not in output:
+        ready = select.select([descriptor], [], [], max(until - time.monotonic(), 0))[0]
+        part = os.read(descriptor, 65536) if ready else b""
+        assert part, f"{wanted!r} did not come; all that came: {output!r}"
+        output += part
+    return output
+
+
+def end(process):
+    process.kill()
+    process.wait()
+    for stream in (process.stdin, process.stdout):
+        if stream:
+            stream.close()

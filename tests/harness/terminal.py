@@ -1,0 +1,166 @@
+"""A program on a pseudo-terminal of its own, which is also its controlling terminal.
+
+Before the program starts, the terminal's output processing (OPOST) is switched off, so that the
+bytes read here are exactly those the program wrote. Its input processing stays as a terminal
+has it, carriage return mapped to newline (ICRNL) included. Standard error is a pipe.
+"""
+
+import fcntl
+import os
+import select
+import signal
+import subprocess
+import termios
+import threading
+import time
+
+from harness.program import STEP_LIMIT
+
+IFLAG, OFLAG, CFLAG, LFLAG, CC = 0, 1, 2, 3, 6
+
+
+class Mismatch(Exception):
+    """The session did not go as it should have."""
+
+
+def as_usual(attributes):
+    """Leaves a new terminal's attributes as they are."""
+
+
+def without_icrnl(attributes):
+    attributes[IFLAG] &= ~termios.ICRNL
+
+
+def open_terminal(prepare=as_usual):
+    """A new pseudo-terminal: its two descriptors, the program's one prepared as said above."""
+    ours, theirs = os.openpty()
+    attributes = termios.tcgetattr(theirs)
+    attributes[OFLAG] &= ~termios.OPOST
+    prepare(attributes)
+    termios.tcsetattr(theirs, termios.TCSANOW, attributes)
+    return ours, theirs
+
+
+def attributes_of(descriptor):
+    """As `tcgetattr` has them, but VMIN and VTIME bytes whether ICANON is on or off."""
+    attributes = termios.tcgetattr(descriptor)
+    attributes[CC] = [bytes([c]) if isinstance(c, int) else c for c in attributes[CC]]
+    return attributes
+
+
+def take_terminal():
+    """In the new process: the terminal on standard input becomes the controlling one."""
+    fcntl.ioctl(0, termios.TIOCSCTTY, 0)
+
+
+class Console:
+    """`controlling` false: the program can be neither interrupted nor hung up from this terminal,
+    whose attributes stay as the program leaves them. (The end of a session resets them.)"""
+
+    def __init__(self, command, environment, prepare=as_usual, controlling=True):
+        self.terminal, theirs = open_terminal(prepare)
+        self.attributes_before = attributes_of(theirs)
+        self.log = []  # (seconds since the start, "received" or "sent" or a note, bytes)
+        self.start = time.monotonic()
+        self.process = subprocess.Popen(
+            command, env=environment, stdin=theirs, stdout=theirs, stderr=subprocess.PIPE,
+            start_new_session=True, preexec_fn=take_terminal if controlling else None)
+        os.close(theirs)
+        self.pending = b""  # received, not yet taken
+        self.ended = False
+        self.errors = b""
+        self.errors_reader = threading.Thread(target=self.read_errors, daemon=True)
+        self.errors_reader.start()
+
+    def read_errors(self):
+        for part in iter(lambda: os.read(self.process.stderr.fileno(), 4096), b""):
+            self.errors += part
+
+    def attributes(self):
+        return attributes_of(self.terminal)  # of the pair's other side, which is the program's
+
+    def note(self, what, data=b""):
+        self.log.append((time.monotonic() - self.start, what, data))
+
+    def send(self, data):
+        self.note("sent", data)
+        try:
+            os.write(self.terminal, data)
+        except OSError:
+            raise Mismatch(f"{data!r} cannot be sent: the program has left the terminal") from None
+
+    def receive(self, seconds):
+        """Adds what comes within `seconds` to `pending`; False when nothing came or all is over."""
+        if self.ended or not select.select([self.terminal], [], [], max(seconds, 0))[0]:
+            return False
+        try:
+            data = os.read(self.terminal, 65536)
+        except OSError:  # the program's side is closed and all it wrote has been read
+            data = b""
+        self.ended = data == b""
+        self.note("received" if data else "end of output", data)
+        self.pending += data
+        return not self.ended
+
+    def take(self):
+        data, self.pending = self.pending, b""
+        return data
+
+    def expect(self, wanted, limit=STEP_LIMIT):
+        """Takes exactly `wanted` from the output; the first byte that differs ends it."""
+        until = time.monotonic() + limit
+        while len(self.pending) < len(wanted) and wanted.startswith(self.pending):
+            if not self.receive(until - time.monotonic()):
+                why = "the output ended" if self.ended else f"no more came within {limit:g} s"
+                raise Mismatch(f"{why}; still wanted: {wanted[len(self.pending):]!r}")
+        if not self.pending.startswith(wanted):
+            same = len(os.path.commonprefix([wanted, self.pending]))
+            raise Mismatch(f"wanted {wanted[same:same + 60]!r}, got {self.pending[same:same + 60]!r}")
+        self.pending = self.pending[len(wanted):]
+
+    def expect_silence(self, seconds):
+        if self.pending or self.receive(seconds):
+            raise Mismatch(f"nothing should have come for {seconds} s, but {self.pending[:60]!r} did")
+
+    def expect_to_go_on_after(self, seconds):
+        """No output sooner than half a second before `seconds`, some at most three after."""
+        began = time.monotonic()
+        if self.pending:
+            raise Mismatch(f"should have waited {seconds} s first: {self.pending[:60]!r}")
+        went_on = self.receive(seconds + 3)
+        waited = time.monotonic() - began
+        if not went_on or waited < seconds - 0.5:
+            raise Mismatch(f"should have gone on by itself after {seconds} s, not {waited:.1f} s")
+
+    def hang_up(self):
+        self.note("terminal closed")
+        os.close(self.terminal)
+        self.ended = True
+
+    def finish(self, limit=STEP_LIMIT):
+        """Waits for the program's end; what it still wrote is then in `pending`. Returns how it
+        ended: "exit 0", or "killed by SIGHUP"."""
+        until = time.monotonic() + limit
+        while not self.ended and time.monotonic() < until:
+            self.receive(until - time.monotonic())
+        try:
+            status = self.process.wait(max(until - time.monotonic(), 0.1))
+        except subprocess.TimeoutExpired:
+            raise Mismatch(f"the program did not end within {limit:g} s") from None
+        self.errors_reader.join(limit)
+        return f"exit {status}" if status >= 0 else f"killed by {signal.Signals(-status).name}"
+
+    def close(self):
+        if self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+        self.errors_reader.join(STEP_LIMIT)
+        self.process.stderr.close()
+        try:
+            os.close(self.terminal)
+        except OSError:  # hung up before
+            pass
+
+    def history(self):
+        """All that was sent and received, with times."""
+        return [f"{seconds:8.3f} s  {what:13}  {data!r}" for seconds, what, data in self.log]

@@ -1,0 +1,956 @@
+"""An executable model of the settings utility: what one session shows, tells the meter and
+leaves behind. `play` is a pure function of the session and of what is typed.
+
+A session is a dict, as it stands in a saved JSON file:
+
+  arguments  the words after the program's name
+  home       "set" (the default), "empty" or "unset": the variable naming the meter's folder
+  store      a dict of leaves, a text that is written as it is, or null for no file
+  factory    the same
+  faults     a list of dicts, or a text that is written as it is
+  jffs       the names in the downloads folder, or null for no folder
+  script     what happens at each wait for a key (see `waits_of`)
+
+The input side is a callable that takes the name of the question being asked and how many
+answers are offered by number; it returns what ends the wait: a key (0 to 255), END, TIME_OUT
+or INTERRUPTED. It raises ScriptEnded when nothing more happens, which ends the program where
+it stands.
+"""
+
+import re
+from collections import Counter
+from dataclasses import dataclass, field
+
+import option_words
+import simulated_meter
+from simulated_meter import SimulatedMeter
+
+END = -1
+TIME_OUT = "time-out"
+INTERRUPTED = "interrupted"
+
+ANSWERED, TIMED_OUT, REFUSED = 1, 0, -1
+
+EXIT_SCRIPT_ENDED = 97
+REASON = None  # a line on standard error whose words are the library's own
+BUILD_STAMP = b"\0"  # stands in for the build's date and time
+
+
+class ScriptEnded(Exception):
+    """Nothing more happens at the console."""
+
+
+@dataclass
+class Outcome:
+    stdout: bytes
+    stderr: list  # lines, REASON for one that may say anything
+    status: int
+    trace: list
+    store: object  # as the session's
+    rewritten: bool  # the library has written the store's file (keys sorted)
+    downloads: object  # as the session's jffs
+    waits: list  # one per wait: whether it is a line's first, keys read, bytes shown
+    tally: Counter  # what was reached
+
+
+@dataclass
+class Text:
+    text: str = ""
+    changed: bool = False
+
+    def enter(self, text):
+        self.text, self.changed = text, True
+
+    def load(self, status, element, strings_only=True):
+        if self.changed:
+            return
+        usable = status == 1 and (isinstance(element, str) or not strings_only)
+        self.text = as_text(element) if usable else ""
+
+
+@dataclass
+class Flag:
+    value: bool = False
+    changed: bool = False
+
+    def load(self, status, element, otherwise):
+        if not self.changed:
+            usable = status == 1 and isinstance(element, bool)
+            self.value = element if usable else otherwise
+
+
+@dataclass
+class Record:
+    """The one settings record of a run."""
+
+    primary_dns: Text = field(default_factory=Text)
+    secondary_dns: Text = field(default_factory=Text)
+    dhcp: Flag = field(default_factory=Flag)
+    ip_address: Text = field(default_factory=Text)
+    subnet_mask: Text = field(default_factory=Text)
+    default_gateway: Text = field(default_factory=Text)
+    mac_address: Text = field(default_factory=Text)
+    link_enabled: Flag = field(default_factory=Flag)
+    supported_media_types: Text = field(default_factory=Text)
+    media_type: Text = field(default_factory=Text)
+    serial_number: Text = field(default_factory=Text)
+    options_list: Text = field(default_factory=Text)
+    meter_form: Text = field(default_factory=Text)
+    class_amps: Text = field(default_factory=Text)
+    nominal_frequency: Text = field(default_factory=Text)
+    enclosure: Text = field(default_factory=Text)
+
+    def changed(self, names):
+        return any(getattr(self, name).changed for name in names)
+
+
+INIT_TEXTS = (
+    "serial_number", "options_list", "meter_form", "class_amps", "nominal_frequency", "enclosure",
+)  # fmt: skip
+NUMBERS = ("meter_form", "class_amps", "nominal_frequency")
+TRACKED = (
+    "primary_dns", "secondary_dns", "dhcp", "ip_address", "subnet_mask", "default_gateway",
+    "media_type", *INIT_TEXTS,
+)  # fmt: skip
+
+NETWORK = "/Software/System Settings/Network/"
+PORT = NETWORK + "Interface/1/"
+GENERAL = "/VMC/Comms/EthPort/1/General/"
+LEAVES = {
+    "primary_dns": NETWORK + "Name Server/1/Value",
+    "secondary_dns": NETWORK + "Name Server/2/Value",
+    "dhcp": PORT + "DHCP Enabled/Value",
+    "ip_address": PORT + "IP Address/Value",
+    "subnet_mask": PORT + "Subnet Mask/Value",
+    "default_gateway": PORT + "Default Gateway/Value",
+    "mac_address": PORT + "MAC Address/Value",
+    "link_enabled": PORT + "Link Enabled/Value",
+    "supported_media_types": PORT + "Media Type/Supported Types/Value",
+    "media_type": PORT + "Media Type/Current Type/Value",
+    "serial_number": "/VMIC/SerialNumber/Value",
+    "options_list": "/VMIC/OptionsList/Value",
+    "meter_form": "/VMC/PrimCfg/Form/Value",
+    "class_amps": "/VMC/PrimCfg/ClassAmps/Value",
+    "nominal_frequency": "/VMC/PrimCfg/NomFreq/Value",
+    "enclosure": "/VMIC/Enclosure/Value",
+}
+AT_ONCE = {
+    "dhcp": GENERAL + "DHCP/Value",
+    "ip_address": GENERAL + "IPAddress/Value",
+    "subnet_mask": GENERAL + "SubnetMask/Value",
+    "default_gateway": GENERAL + "DefaultGateway/Value",
+}
+PORT_LEAVES = (
+    "dhcp", "ip_address", "subnet_mask", "default_gateway", "mac_address", "link_enabled",
+    "supported_media_types", "media_type",
+)  # fmt: skip
+SERVICE = "/VMF/UpdateService/"
+
+# what the menus show of a number: words between the number and its name, the names
+NUMBER_NAMES = {
+    "meter_form": (" = Form ", ("5(35)", "6(36)", "8", "9", "45", "U")),
+    "class_amps": (" = Class Amps ", ("2", "10", "20")),
+    "nominal_frequency": (" = ", ("50 Hz", "60 Hz")),
+}
+NUMBER_ENTRIES = {
+    "meter_form": (
+        """\
+Below are the Meter Forms and the corresponding value that has to be entered.
+
+METER FORM    VALUE TO BE ENTERED
+  5(35)  ------------>  0
+  6(36)  ------------>  1
+    8    ------------>  2
+    9    ------------>  3
+   45    ------------>  4
+    U    ------------>  5
+
+""",
+        "Enter Meter Form",
+        "Invalid. Meter Form must be 0->5",
+    ),
+    "class_amps": (
+        """\
+Below are the Meter Class Amps and the corresponding value that has to be entered.
+
+METER CLASS AMPS    VALUE TO BE ENTERED
+       2    -------------->   0
+      10    -------------->   1
+      20    -------------->   2
+
+""",
+        "Enter Meter Class Amps",
+        "Invalid. Meter Class Amps must be 0->2",
+    ),
+    "nominal_frequency": (
+        """\
+Below are the Meter Frequencies and the corresponding value that has to be entered.
+
+METER FREQUENCY    VALUE TO BE ENTERED
+     50 Hz  -------------->  0
+     60 Hz  -------------->  1
+
+""",
+        "Enter Meter Frequency",
+        "Invalid. Meter Frequency must be 0 or 1",
+    ),
+}
+
+ENCLOSURES = tuple("S A R I RK K1 K1F K2 K10 KS Q Q4 TD G1 G2 G3 G4 G5 G6 W".split())
+ENCLOSURE_HELP = (
+    "Below are the Meter Enclosure Types; Enter the abbreviated string.\n"
+    "\n"
+    "ENCLOSURE TYPE      VALUE TO BE ENTERED\n"
+    "-----------------   -------------------\n"
+    "S Base              ---> S \t\n"
+    "A Base              ---> A \t\n"
+    "Switchboard         ---> R \t\n"
+    "IEC Meter           ---> I \t\n"
+    "19 inch Rack Meter  ---> RK\t\n"
+    "K1 Tall Retrofit    ---> K1  \n"
+    "K1 Front Retrofit   ---> K1F \n"
+    "K2 Retrofit         ---> K2  \n"
+    "K10 Retrofit        ---> K10 \n"
+    "KS Retrofit         ---> KS  \n"
+    "Type Q Retrofit     ---> Q \t\n"
+    "Type Q4 Retrofit    ---> Q4  \n"
+    "Type TD Retrofit    ---> TD  \n"
+    "Type G1 Retrofit    ---> G1  \n"
+    "Type G2 Retrofit    ---> G2  \n"
+    "Type G3 Retrofit    ---> G3  \n"
+    "Type G4 Retrofit    ---> G4  \n"
+    "Type G5 Retrofit    ---> G5  \n"
+    "Type G6 Retrofit    ---> G6  \n"
+    "Type W Retrofit     ---> W \t\n"
+    "\n"
+)
+
+OPTIONS_HELP = """\
+Enter the Velmora II Options List including ONLY options which are installed in this unit.
+You MUST enter dashes between options but any order is accepted. \
+IF AN OPTION IS NOT PRESENT, DO NOT ENTER A VALUE.
+Sample options string with ALL options enabled \
+1C-2B-4-5-WEB-IEC-IB-IEEE-NTP-PPS-DLP-ML-THP-EAP-DC-PQ3-PMU
+where:
+
+1x   = 2 characters for the Serial port options
+       1A = Single Serial: RS-232
+       1B = Dual Serial: RS-232/485
+       1C = Triple Serial: (2)RS-232/485, (1)RS-232
+2x   = 2 characters for the Ethernet/Wifi options
+       2A = Single Ethernet Port
+       2B = Dual Ethernet Port
+       2C = Single Ethernet & WIFI Port
+5    = 1 char for Communication Repeater
+WEB  = WEB Server
+MID  = MID meter
+IEC  = IEC61850 Protocol
+DLMS = DLMS Protocol
+IB   = IRIG-B Time Sync
+IEEE = IEEE 1599 Time Sync
+NTP  = NTP Time Sync
+PPS  = Pulse Per Second Time Sync
+DLP  = Dual Load Profile
+ML   = Measurement Logging (Auto set with PQ2 or PQ3)
+PQx  = Select 1 for Power Quality Options
+       PQR = Power Quality Ready
+       PQ1 = PQ Logging, High Speed RMS, Power Availability, EN50160, CBEMA, ITIC
+       PQ2 = PQ Capture, Waveform capture, Harmonic Recording, Flicker
+       PQ3 = PQ Expert, PQ Logging and PQ Capture
+PMU  = PMU(30 frames/sec)
+
+"""
+
+USAGE = """\
+Usage: %s [<number_of_interfaces> | -v | -m]
+
+\t<number_of_interfaces>: Number of ethernet interfaces (default: 2)
+\t-v: print version info. to stdout and exit
+\t-m: view menu for Velmora II Initialisation
+
+"""
+NO_CONNECTION = "Error: can't connect to CDS"
+
+# --- texts and numbers
+
+# A number as C's scan takes it: blanks, a sign, digits, and never a digit given back. With
+# a width the sign takes one place of it.
+ANY_NUMBER = r" *+([+-]?\d++)"
+TWO_PLACES = r" *+((?>[+-]\d|\d{1,2}+))"
+FIVE_PLACES = r" *+((?>[+-]\d{1,4}+|\d{1,5}+))"
+SCAN_NUMBER = re.compile(ANY_NUMBER, re.ASCII)
+SCAN_ADDRESS = re.compile(r"\.".join([ANY_NUMBER] * 4), re.ASCII)
+SCAN_SERIAL = re.compile(TWO_PLACES + TWO_PLACES + FIVE_PLACES, re.ASCII)
+CHOICE = re.compile(r"\s*([+-]?\d+)\n?", re.ASCII)
+LEADING_NUMBER = re.compile(r"\s*([+-]?\d+)", re.ASCII)
+
+
+def unsigned(digits):
+    number = int(digits)
+    return number if 0 <= number < 2**32 else 2**32 - 1
+
+
+def scanned(pattern, answer):
+    """The unsigned numbers, or None where the scan reads fewer than the pattern has."""
+    match = pattern.match(answer)
+    return [unsigned(digits) for digits in match.groups()] if match else None
+
+
+def chosen(answer):
+    """The number that the whole answer is, or None."""
+    match = CHOICE.fullmatch(answer)
+    return int(match[1]) if match else None
+
+
+def leading_number(text):
+    match = LEADING_NUMBER.match(text)
+    return max(-(2**31), min(int(match[1]), 2**31 - 1)) if match else 0
+
+
+def as_text(element):
+    if isinstance(element, bool):
+        return "true" if element else "false"
+    return str(element)
+
+
+def padded(text, width):
+    """On the left edge of a column as many bytes wide."""
+    return text + " " * (width - len(text.encode()))
+
+
+class Console:
+    """What is typed and shown."""
+
+    def __init__(self, source, tally):
+        self.source = source
+        self.tally = tally
+        self.shown = bytearray()
+        self.waits = []
+        self.keys_read = 0
+
+    def write(self, text):
+        self.shown += text.encode()
+
+    def line(self, text):
+        self.write(text + "\n")
+
+    def read(self, question, offered=0):
+        """How the line ended, and what was typed."""
+        typed = ""
+        self.tally["asked: " + question] += 1
+        first = True
+        while True:
+            self.waits.append((first, self.keys_read, len(self.shown)))
+            first = False
+            event = self.source(question, offered)
+            if event in (TIME_OUT, INTERRUPTED):
+                self.write("\n")
+                self.tally[f"{event} with text typed" if typed else event] += 1
+                self.tally[f"{question}: {event}"] += 1
+                return (TIMED_OUT if event == TIME_OUT else REFUSED), typed
+            self.keys_read += event != END
+            if event in (10, 4, END):
+                self.shown.append(event & 0xFF)
+                self.tally["line ended by " + {10: "Enter", 4: "Ctrl-D", END: "end"}[event]] += 1
+                return ANSWERED, typed
+            if event in (8, 127):
+                self.shown += bytes((event, 32, event))
+                self.tally["backspace" if typed else "backspace on an empty line"] += 1
+                typed = typed[:-1]
+            elif 32 <= event < 127:
+                self.shown.append(event)
+                typed += chr(event)
+            else:
+                self.tally["key ignored, above 127" if event > 127 else "key ignored"] += 1
+
+    def ask(self, question, offered=0):
+        self.write(question + ": ")
+        return self.read(question.strip().splitlines()[0], offered)
+
+    def yes_no(self, question):
+        """How it was answered, and whether with yes."""
+        result, answer = self.ask(question)
+        if result == ANSWERED and not answer:
+            self.tally[question + ": empty"] += 1
+            return REFUSED, False
+        yes = result == ANSWERED and answer[0] in "yY"
+        if result == ANSWERED:
+            self.tally[question + (": yes" if yes else ": no")] += 1
+        return result, yes
+
+    def menu(self, where, title, sections, exit_label):
+        """`sections` holds (numbered, lines) with lines of (label, value). The number
+        chosen, or REFUSED."""
+        dashes = 78 - 2 - len(title.encode())
+        left, right = dashes // 2, dashes - dashes // 2
+        if dashes < 0:  # no room: the whole rule on either side
+            left = right = 78
+        self.write("\n\n" + "-" * 78 + "\n")
+        self.line(f"{'-' * left} {title} {'-' * right}")
+        self.write("-" * 78 + "\n\n")
+        count = 0
+        for numbered, lines in sections:
+            for label, value in lines:
+                count += numbered
+                body = f"{padded(label, 30)}  :  {padded(value, 38)}" if value else padded(label, 73)
+                self.line((f"{count:2d}.  " if numbered else "     ") + body)
+            self.write("\n")
+        if exit_label:
+            self.write(f" 0.  {padded(exit_label, 73)}\n\n")
+        self.write("Select an option ==>  ")
+        result, answer = self.read(where, count)
+        if result != ANSWERED:
+            return REFUSED
+        number = chosen(answer)
+        if number is not None and (0 if exit_label else 1) <= number <= count:
+            self.tally[f"{where}: {number}"] += 1
+            return number
+        self.write("\nError: Invalid selection\n\n")
+        self.tally[f"{where}: invalid selection"] += 1
+        return REFUSED
+
+
+class Utility:
+    """One run, from connecting to leaving."""
+
+    def __init__(self, meter, console, init_menu, tally):
+        self.meter = meter
+        self.console = console
+        self.init_menu = init_menu
+        self.tally = tally
+        self.record = Record()
+        self.batch = []  # option leaves, (path, value, flag)
+        self.options_pending = False
+
+    def any_changed(self):
+        return self.record.changed(TRACKED)
+
+    def load(self, names, warning, strings_only=True):
+        """One read; a loaded value never replaces what the technician has entered."""
+        result, statuses, elements = self.meter.get([LEAVES[name] for name in names])
+        if result != 0:
+            self.console.line(warning)
+            return
+        for name, status, element in zip(names, statuses, elements):
+            value = getattr(self.record, name)
+            if isinstance(value, Flag):
+                value.load(status, element, otherwise=name == "dhcp")
+            else:
+                value.load(status, element, name not in NUMBERS)
+
+    def shown(self, name, empty="[None]"):
+        return getattr(self.record, name).text or empty
+
+    # --- main menu
+
+    def run(self):
+        actions = {
+            1: self.port_menu,
+            2: lambda: self.enter_address("Enter Primary DNS Server", "primary_dns"),
+            3: lambda: self.enter_address("Enter Secondary DNS Server", "secondary_dns"),
+            4: self.reset_passwords,
+        }
+        while True:
+            choice = self.main_menu()
+            if choice == 0:
+                if not self.any_changed() or self.console.yes_no("Exit without saving? (y/n)")[1]:
+                    return
+            elif choice in actions:
+                actions[choice]()
+            elif choice == 5 and self.init_menu:
+                self.run_init_menu()
+            elif choice >= 5:
+                self.save()
+
+    def main_menu(self):
+        self.load(
+            ("primary_dns", "secondary_dns"), "Warning: couldn't read network settings!"
+        )
+        groups = [
+            [("Ethernet Port 1 Settings", "")],
+            [
+                ("DNS Server (Primary)", self.shown("primary_dns")),
+                ("DNS Server (Secondary)", self.shown("secondary_dns")),
+            ],
+            [("Reset all passwords to Factory Defaults", "")],
+        ]
+        if self.init_menu:
+            groups.append([("Velmora II Initialization (Serial and Options List)", "")])
+        if self.any_changed():
+            groups.append([("Save & apply all settings", "")])
+        return self.console.menu(
+            "main menu",
+            "Velmora II Settings",
+            [(True, lines) for lines in groups],
+            "Exit without saving" if self.any_changed() else "Exit",
+        )
+
+    def reset_passwords(self):
+        if self.console.yes_no("Reset all passwords ? (y/n)")[1]:
+            self.console.line("Restoring defaults: please wait...")
+            self.meter.system(simulated_meter.PASSWORD_RESET)
+            self.console.line("Passwords reset to defaults.")
+
+    def enter_address(self, question, name):
+        """True unless the answer timed out or was refused."""
+        target = getattr(self.record, name)
+        result, answer = self.console.ask(question)
+        if result == TIMED_OUT:
+            self.console.line("Timed out.")
+            return False
+        numbers = scanned(SCAN_ADDRESS, answer) if result == ANSWERED else None
+        if numbers and max(numbers) <= 255:
+            target.enter(answer)
+            self.tally[question + ": taken"] += 1
+        elif result == ANSWERED and not numbers and answer.startswith("~"):
+            target.text = ""
+            self.tally[question + ": emptied" + (", edited" if target.changed else "")] += 1
+        else:
+            self.console.line("Error: invalid address")
+            self.tally[question + (": number above 255" if numbers else ": refused")] += 1
+            return False
+        return True
+
+    # --- port menu
+
+    def port_menu(self):
+        actions = {
+            1: self.enter_dhcp,
+            2: lambda: self.enter_address("Enter IP Address", "ip_address"),
+            3: self.enter_mask,
+            4: lambda: self.enter_address("Enter Default Gateway", "default_gateway"),
+            5: self.choose_media,
+        }
+        while True:
+            self.load(PORT_LEAVES, "Warning: couldn't read interface settings!")
+            state = {True: "Enabled", False: "Disabled"}
+            choice = self.console.menu(
+                "port menu",
+                "Network Settings: Ethernet Port 1",
+                [
+                    (True, [("Dynamic Addressing (DHCP)", state[self.record.dhcp.value])]),
+                    (
+                        True,
+                        [
+                            ("IP Address", self.shown("ip_address")),
+                            ("Subnet Mask", self.shown("subnet_mask")),
+                            ("Default Gateway", self.shown("default_gateway")),
+                            ("Media Type", self.shown("media_type", "[Auto-negotiate]")),
+                        ],
+                    ),
+                    (
+                        False,
+                        [
+                            ("MAC Address", self.shown("mac_address")),
+                            ("Link Status", state[self.record.link_enabled.value]),
+                        ],
+                    ),
+                ],
+                "Exit to previous menu",
+            )
+            if choice == 0:
+                return
+            if choice in actions:
+                actions[choice]()
+
+    def enter_dhcp(self):
+        result, yes = self.console.yes_no("Enable DHCP? (y/n)")
+        if result == ANSWERED:
+            self.record.dhcp = Flag(yes, True)
+        else:
+            self.console.line("Timed out." if result == TIMED_OUT else "Error: invalid response")
+
+    def enter_mask(self):
+        taken = self.enter_address("Enter Subnet Mask", "subnet_mask")
+        if taken and not self.record.subnet_mask.text:
+            self.record.subnet_mask.enter("255.255.255.0")
+
+    def choose_media(self):
+        types = self.record.supported_media_types.text.split(";")
+        if not types[-1]:  # nothing, or nothing more, after the last separator
+            types.pop()
+        offered = "".join(f"{number}) {name}\n" for number, name in enumerate(types, 1))
+        result, answer = self.console.ask(
+            "\nAvailable media types:\n\n0) Auto-negotiate (recommended)\n"
+            f"{offered}\nSelect an option (0-{len(types)}) ==>  ",
+            len(types),
+        )
+        if result == TIMED_OUT:
+            self.console.line("Timed out.")
+            return
+        number = chosen(answer) if result == ANSWERED else None
+        if number is None or not 0 <= number <= len(types):
+            self.console.line("Error: invalid selection")
+            self.tally["media type: refused"] += 1
+            return
+        self.record.media_type.enter(types[number - 1] if number else "")
+        self.tally["media type: " + ("named" if self.record.media_type.text else
+                                     "empty name" if number else "automatic")] += 1  # fmt: skip
+
+    # --- saving
+
+    def save(self):
+        if not self.console.yes_no("Save & apply all settings? (y/n)")[1]:
+            return
+        if self.any_changed() and not self.write_changes():
+            self.console.line("Error saving settings!")
+            return
+        self.console.line("Settings saved.")
+        self.meter.system(simulated_meter.REMOVE_DOWNLOADS)
+        self.meter.system(simulated_meter.NETWORK_RESTART)
+
+    def write_changes(self):
+        """False when the save has failed; the marks stay as they were then."""
+        to_set, to_clear = self.collect()
+        if to_set and not self.write_batches(to_set):
+            return False
+        if to_clear:
+            self.tally["save: leaves cleared"] += 1
+            if self.meter.clear(to_clear) != 0:
+                self.tally["save: clearing failed"] += 1
+                return False
+        if self.record.changed(INIT_TEXTS):
+            self.console.line("Updating the Model Number")
+            self.meter.system(simulated_meter.MODEL_UPDATE)
+            self.console.line("Meter must be reset for changed options to take effect.")
+        for name in TRACKED:
+            getattr(self.record, name).changed = False
+        return True
+
+    def collect(self):
+        to_set, to_clear = [], []
+        for name in TRACKED:
+            value = getattr(self.record, name)
+            if not value.changed:
+                continue
+            if isinstance(value, Text) and not value.text:
+                to_clear.append(LEAVES[name])
+                continue
+            if name in NUMBERS:
+                element = leading_number(value.text)
+            else:
+                element = value.value if isinstance(value, Flag) else value.text
+            to_set.append((LEAVES[name], element, 1))
+            if name in AT_ONCE:
+                self.write_at_once(AT_ONCE[name], element)
+            if name == "options_list":
+                self.options_pending = True
+        if any(path in (LEAVES[name] for name in NUMBERS) for path, _, _ in to_set):
+            to_set.append((SERVICE + "SetPrimCfg/Value", True, 1))
+        return to_set, to_clear
+
+    def write_at_once(self, path, element):
+        if isinstance(element, bool):
+            element = int(element)
+        result, status = self.meter.set_one(path, element)
+        if result != 0 or status != 1:
+            # one stray byte stands in the message of the DHCP leaf alone
+            self.console.write("set_leaf failed for ")
+            if path == AT_ONCE["dhcp"]:
+                self.console.shown.append(0x93)
+            self.console.line(path)
+            self.tally[f"save: {path} failed by " + ("result" if result else "status")] += 1
+
+    def write_batches(self, to_set):
+        result, statuses = self.meter.set(to_set, "Console")
+        if result != 0:
+            self.tally["save: failed by result"] += 1
+            return False
+        good = all(status == 1 for status in statuses)
+        if not good:
+            self.tally["save: failed by status"] += 1
+        if self.options_pending:
+            if self.batch and self.batch[0][2] == 0:
+                self.tally["save: batch of a former save written"] += 1
+            if "/VMIC/OptionsList/Value" not in (path for path, _, _ in to_set):
+                self.tally["save: batch written without its list"] += 1
+            self.add_triggers("OptionsUpdate/Value", "OptionChange/DualLP/Value")
+            good &= self.write_options("Velmora II Options list set in CDS")
+            self.meter.sleep(1)
+            self.batch = []
+            self.add_triggers("SetMeasLog/1/Value", "SetMeasLog/2/Value")
+            good &= self.write_options("Velmora II ML Config sent")
+            self.options_pending = False
+        return good
+
+    def add_triggers(self, *names):
+        self.batch += [(SERVICE + name, True, 0) for name in names]
+
+    def write_options(self, message):
+        good = self.meter.set(self.batch, "")[0] == 0
+        failure = "Error while setting Velmora II Options list in cds."
+        self.console.line(message if good else failure)
+        if not good:
+            self.tally[f"save: instead of {message}"] += 1
+        return good
+
+    # --- initialisation menu
+
+    def run_init_menu(self):
+        while True:
+            self.load(INIT_TEXTS, "Warning: couldn't read Velmora II settings!")
+            choice = self.console.menu(
+                "init menu",
+                "Velmora II Settings",
+                [
+                    (
+                        True,
+                        [
+                            ("Serial Number", self.shown("serial_number")),
+                            ("Options List", self.shown("options_list")),
+                            ("Meter Form", self.number_shown("meter_form")),
+                            ("Meter Class Amps", self.number_shown("class_amps")),
+                            ("Meter Frequency", self.number_shown("nominal_frequency")),
+                            ("Enclosure Type", self.shown("enclosure")),
+                        ],
+                    ),
+                    (True, [("Clear Velmora II Options List", "")]),
+                    (True, [("Reset to Factory Defaults", "")]),
+                ],
+                "Exit to previous menu",
+            )
+            if choice == 1:
+                self.enter_serial()
+            elif choice == 2:
+                self.enter_options()
+            elif choice in (3, 4, 5):
+                self.enter_number(NUMBERS[choice - 3])
+            elif choice == 6:
+                self.enter_enclosure()
+            elif choice == 7:
+                self.clear_options()
+            elif choice == 0 or (choice == 8 and not self.factory_reset()):
+                return
+
+    def number_shown(self, name):
+        text = getattr(self.record, name).text
+        if not text:
+            return "[None]"
+        words, names = NUMBER_NAMES[name]
+        number = leading_number(text)
+        if 0 <= number < len(names):
+            return text + words + names[number]
+        self.tally[f"{name}: shown as invalid"] += 1
+        return text + " IS INVALID!!!"
+
+    def enter_serial(self):
+        serial = self.record.serial_number
+        result, answer = self.console.ask("Enter Serial Number (YYMMXXXXX)")
+        if result == TIMED_OUT:
+            self.console.line("Timed out.")
+            return
+        numbers = scanned(SCAN_SERIAL, answer) if result == ANSWERED else None
+        if numbers:
+            year, week, model = numbers
+            if not 9 <= year <= 99:
+                self.console.line("Invalid Year (YY) entry must be 09->99")
+            elif not 1 <= week <= 52:
+                self.console.line("Invalid Week of year (WW) must be 1->52")
+            elif model == 0:
+                self.console.line("Invalid Model number XXXXX must be > 0")
+            else:
+                serial.enter(answer)
+                self.tally["serial: taken"] += 1
+                return
+        elif result == ANSWERED and answer.startswith("~"):
+            serial.enter("YYMMXXXXX")
+            self.tally["serial: placeholder"] += 1
+            return
+        self.console.line("Error: Invalid Serial number")
+
+    def enter_number(self, name):
+        target = getattr(self.record, name)
+        help_text, question, refusal = NUMBER_ENTRIES[name]
+        self.console.write(help_text)
+        result, answer = self.console.ask(question)
+        if result == TIMED_OUT:
+            self.console.line("Timed out.")
+        if result != ANSWERED:
+            return
+        numbers = scanned(SCAN_NUMBER, answer)
+        if numbers and numbers[0] < len(NUMBER_NAMES[name][1]):
+            target.enter(answer)
+            self.tally[name + ": taken"] += 1
+        elif numbers:
+            self.console.line(refusal)
+        elif answer.startswith("~"):
+            target.text = ""
+            self.tally[name + ": emptied" + (", edited" if target.changed else "")] += 1
+        else:
+            self.tally[name + ": no number"] += 1
+
+    def enter_enclosure(self):
+        self.console.write(ENCLOSURE_HELP)
+        while True:
+            result, answer = self.console.ask("Enter Meter Enclossure Type")
+            if result == TIMED_OUT:
+                self.console.line("Timed out.")
+                return
+            if result == ANSWERED and not answer:
+                self.console.write("\nNothing entered; no change.")
+                self.console.line("Error: Invalid Enclosure type")
+                return
+            if result == ANSWERED and answer in ENCLOSURES:
+                self.console.line("Found valid match.")
+                self.record.enclosure.enter(answer)
+                self.tally["enclosure: " + answer] += 1
+                return
+            if result == ANSWERED:
+                self.console.line(f"Error: {answer} is NOT a valid enclosure type.")
+
+    def enter_options(self):
+        options = self.record.options_list
+        self.console.write(OPTIONS_HELP)
+        result, entry = self.console.ask("Enter Options List")
+        if result == TIMED_OUT:
+            self.console.line("\nTimed out.")
+            return
+        if result == REFUSED:
+            return
+        if entry.startswith("~"):
+            options.text = ""
+            self.tally["options: emptied" + (", edited" if options.changed else "")] += 1
+            return
+        if entry.startswith("-"):
+            self.console.write("\nError: Extra '-' at the beginning of the options list.")
+            return
+        finding = option_words.examine(entry)
+        self.batch = [(path, value, 1) for path, value in finding.batch]
+        for message in finding.messages:
+            self.console.write(message)
+        if finding.accepted:
+            options.enter(entry)
+            self.tally["options: taken" + (", over 72" if len(entry) > 72 else "")] += 1
+            return
+        if finding.total != finding.found:
+            self.console.line(
+                f"Could be an error, totalChars={finding.total}, validChars={finding.found}"
+            )
+            for word in finding.complaints:
+                self.console.write(f"\nError: {word} is NOT a valid option.")
+            self.tally["options: refused by count" + ("" if finding.complaints else
+                                                      ", no complaint")] += 1  # fmt: skip
+        else:
+            self.tally["options: refused by group alone"] += 1
+        self.console.line("\nCheck the entry.")
+
+    def clear_options(self):
+        if not self.console.yes_no("Clear Velmora II Options List? (y/n)")[1]:
+            return
+        cleared = [("/VMIC/OptionsList/Value", "", 1)]
+        cleared += [(path, False, 1) for path in option_words.CLEARED]
+        good = self.meter.set(cleared, "")[0] == 0
+        self.console.line(
+            "Velmora II Options list cleared."
+            if good
+            else "Error while setting default options for Velmora II."
+        )
+
+    def factory_reset(self):
+        """False when the store could not be reached again."""
+        if not self.console.yes_no("Reset all to Factory Defaults? (y/n)")[1]:
+            return True
+        self.meter.close()
+        self.console.line("Restoring defaults: please wait...")
+        self.meter.system(simulated_meter.FACTORY_RESET)
+        self.console.line("Settings reset to defaults.")
+        if self.meter.init():
+            self.tally["factory reset: reconnected"] += 1
+            return True
+        self.console.line(NO_CONNECTION)
+        return False
+
+
+def play(session, source, program="meter-settings"):
+    """The outcome of the session with what `source` types. `program` is the name it is
+    started by."""
+    tally = Counter()
+    meter = SimulatedMeter(session, tally)
+    console = Console(source, tally)
+    errors = []
+    status = run(session["arguments"], program, meter, console, errors, tally)
+    stderr = [REASON] * meter.reasons + errors
+    return Outcome(
+        bytes(console.shown), stderr, status, meter.trace, meter.store, meter.rewritten,
+        meter.downloads, console.waits, tally,
+    )  # fmt: skip
+
+
+def run(arguments, program, meter, console, errors, tally):
+    if len(arguments) > 1:
+        errors += (USAGE % program).splitlines()
+        tally["start: usage"] += 1
+        return 1
+    if arguments == ["-v"]:
+        console.write(f"{program}: version 0.0.1\nBuild date: ")
+        console.shown += BUILD_STAMP
+        console.write("\n$Revision: 1.3 $\n\n")
+        tally["start: version"] += 1
+        return 0
+    if not meter.init():
+        errors.append(NO_CONNECTION)
+        tally["start: no connection"] += 1
+        return 1
+    tally["start: connected" + (", -m" if arguments == ["-m"] else "")] += 1
+    try:
+        Utility(meter, console, arguments == ["-m"], tally).run()
+    except ScriptEnded:
+        tally["end: script ended"] += 1
+        return EXIT_SCRIPT_ENDED
+    meter.close()
+    tally["end: left"] += 1
+    return 0
+
+
+# --- scripts
+
+WAIT_LETTERS = {END: "k", TIME_OUT: "t", INTERRUPTED: "i"}
+
+
+def waits_of(script):
+    """A script as its events. It is a list of texts, whose characters are keys (0 to 255),
+    and of {"wait": "time-out" | "interrupted" | "end", "times": n}."""
+    events = []
+    for item in script:
+        if isinstance(item, str):
+            events += item.encode("latin-1")
+        else:
+            kind = END if item["wait"] == "end" else item["wait"]
+            events += [kind] * item.get("times", 1)
+    return events
+
+
+def script_of(events):
+    """The inverse of `waits_of`, with a new item after each line."""
+    script = []
+    for event in events:
+        if isinstance(event, int) and event != END:
+            if not script or not isinstance(script[-1], str) or script[-1].endswith("\n"):
+                script.append("")
+            script[-1] += chr(event)
+        else:
+            kind = "end" if event == END else event
+            if not script or not isinstance(script[-1], dict) or script[-1]["wait"] != kind:
+                script.append({"wait": kind, "times": 0})
+            script[-1]["times"] += 1
+    return script
+
+
+def keys_and_waits(events):
+    """Standard input as bytes, and a letter for each wait."""
+    keys = bytes(event for event in events if isinstance(event, int) and event != END)
+    return keys, "".join(WAIT_LETTERS.get(event, "k") for event in events)
+
+
+def scripted(events):
+    """A source that plays events. Keys come in their order whatever wait they stood at,
+    and the input ends after the last: that is how a program reads them from a file."""
+    keys = iter([event for event in events if isinstance(event, int) and event != END])
+    remaining = iter(events)
+
+    def source(_question, _offered):
+        for event in remaining:
+            return event if event in (TIME_OUT, INTERRUPTED) else next(keys, END)
+        raise ScriptEnded
+
+    return source

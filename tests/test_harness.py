@@ -1,0 +1,120 @@
+"""The dialogue runner itself: what it must notice, and the notation."""
+
+import copy
+import json
+import pathlib
+import shutil
+
+import pytest
+from harness import calls, dialogue
+from harness.meter import Meter
+
+FOLDER = pathlib.Path(__file__).parent / "dialogues"
+
+
+def case(name, **changes):
+    """A dialogue of the collection, each named part changed from one text into another."""
+    changed = copy.copy(dialogue.Dialogue(FOLDER / f"{name}.dialogue"))
+    for part, (old, new) in changes.items():
+        text = getattr(changed, part)
+        whole = text if isinstance(text, str) else "\n".join(text)
+        assert old in whole
+        whole = whole.replace(old, new, 1)
+        setattr(changed, part, whole if isinstance(text, str) else whole.split("\n"))
+    return changed
+
+
+def report_of(changed):
+    """What the runner tells about it; the meter's folder that it keeps is removed."""
+    report = dialogue.play(changed)
+    kept = pathlib.Path(report.rpartition("the meter's folder is kept: ")[2])
+    assert (kept / "meter" / "store.toml").exists() and (kept / "calls").exists()
+    shutil.rmtree(kept)
+    return report
+
+
+SAVED = "main/dns-servers-saved"
+
+
+@pytest.mark.parametrize("changes, told", [
+    ({"console": ("Settings saved.", "Settings  saved.")}, "wanted b' saved."),
+    ({"console": ("Exit           ", "Exit          ")}, "wanted b'\\n"),
+    ({"console": ("‹y⏎›", "‹n⏎›")}, "Settings saved."),
+    ({"console": ("‹5⏎›\n", "‹5⏎›")}, "wanted b'Save &"),
+    ({"console": ("‹y⏎›", "‹y⏎›‹wait 30 s›")}, "should have gone on by itself after 30 s, not 0.0 s"),
+    ({"ending": ("exit 0", "exit 1")}, "-exit 1\n+exit 0"),
+    ({"calls": ("get_leaves main menu  x3", "get_leaves main menu  x2")}, "+get_leaves main menu  x3"),
+    ({"calls": ('"198.51.100.2"', '"198.51.100.2"  flag 0')}, '-    /Software/'),
+    ({"calls": ('set_leaves from "Console"', "set_leaves")}, '+set_leaves from "Console"'),
+    ({"calls": ("pcd_close", "pcd_close\npcd_close")}, "-pcd_close"),
+    ({"store": ('"198.51.100.2"', '"198.51.100.3"')}, '-> "198.51.100.2"'),
+])
+def test_a_session_that_differs_is_told(changes, told):
+    assert told in report_of(case(SAVED, **changes))
+
+
+def test_standard_error_is_compared():
+    report = report_of(case("start/no-connection", stderr=("connect", "link")))
+    assert "+Error: can't connect to CDS" in report
+
+
+def test_output_during_a_pause_is_told():
+    report = report_of(case(SAVED, console=("Enter Primary", "‹wait 1 s›Enter Primary")))
+    assert "nothing should have come for 1 s" in report
+
+
+@pytest.mark.parametrize("steps", [
+    [("out", b"a\\b\tc\r\x93\xff \n\nq: "), ("key", 0x0D), ("out", b"\n")],
+    [("key", ord("^")), ("out", b"^"), ("key", ord("\\")), ("out", b"\\more\n")],
+    [("key", ord("a")), ("key", ord("a")), ("out", b"a")],  # only the second was echoed
+    [("key", ord("a")), ("out", b"b\n")],
+    [("key", 0x1B), ("key", ord("[")), ("out", b"["), ("key", 0x00), ("key", 0x7F), ("out", b"\x7f \x7f")],
+    [("key", 0xE9), ("wait", 30), ("out", b"\n"), ("store", '"/A/Value" = "x"'), ("wait", 2)],
+    [("out", b"[exit 0]\n[calls] \n")],
+    [("out", b"no newline")],
+])
+def test_the_console_notation_loses_nothing(steps):
+    text = dialogue.format_console(steps)
+    assert dialogue.parse_console(text) == steps
+    assert not dialogue.SECTION.search(text)
+
+
+def test_an_echoed_key_stands_for_itself_and_the_enter_that_ends_the_line():
+    steps = [("out", b"A: "), ("key", ord("n")), ("out", b"n"), ("key", 0x0D), ("out", b"\nB\n")]
+    assert dialogue.format_console(steps) == "A: ‹n⏎›\nB\n"
+
+
+def call_line(**changes):
+    leaf = {"path": "/A/Value", "value": 1, "flag": 1, "status": 1}
+    call = {"call": "set_leaf", **leaf, "source": "", "result": 0, **changes}
+    return calls.show_trace([json.dumps(call)])
+
+
+def test_each_member_of_a_call_is_seen():
+    plain = call_line()
+    assert plain == ["set_leaf /A/Value = 1"]
+    others = [{"value": True}, {"value": "1"}, {"flag": 0}, {"flag": True}, {"status": 5}, {"source": "x"}, {"result": -1},
+              {"path": "/A"}, {"path": '/A/Value = 1  flag 0'}, {"more": 1}]
+    shown = ["\n".join(call_line(**other)) for other in others]
+    assert len({*shown, *plain}) == len(others) + 1
+
+
+def test_only_a_menus_own_read_is_abbreviated():
+    paths = calls.MENU_READS["main menu"]
+
+    def read(paths, statuses, result=0):
+        return calls.show_trace([json.dumps(
+            {"call": "get_leaves", "paths": paths, "statuses": statuses, "result": result})])
+
+    assert read(paths, [1, 1]) == ["get_leaves main menu"]
+    assert read(paths, [1, 2]) == ["get_leaves main menu  statuses 1 2"]
+    assert read(paths, [0, 0], -1) == ["get_leaves main menu  statuses 0 0  result -1"]
+    assert read(paths[::-1], [1, 1])[0] == "get_leaves"
+    assert read(paths, [1])[0].startswith('{"call"')
+
+
+def test_a_leaf_of_another_type_is_a_difference():
+    meter = Meter("difference", {"/A": 1, "/B": "1", "/C": True, "/D": 0})
+    meter.change({"/A": True, "/B": 1, "/E": ""}, ["/D"])
+    assert meter.difference() == ['~ "/A" = 1 -> true', '~ "/B" = "1" -> 1', '- "/D" = 0', '+ "/E" = ""']
+    meter.remove()
