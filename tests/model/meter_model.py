@@ -392,8 +392,9 @@ class Console:
         for numbered, lines in sections:
             for label, value in lines:
                 count += numbered
-                body = f"{padded(label, 30)}  :  {padded(value, 38)}" if value else padded(label, 73)
-                self.line((f"{count:2d}.  " if numbered else "     ") + body)
+                front = f"{count:2d}.  " if numbered else "     "
+                columns = f"{padded(label, 30)}  :  {padded(value, 38)}"
+                self.line(front + (columns if value else padded(label, 73)))
             self.write("\n")
         if exit_label:
             self.write(f" 0.  {padded(exit_label, 73)}\n\n")

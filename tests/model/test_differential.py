@@ -2,17 +2,14 @@
 
 import itertools
 import random
-import sys
 from pathlib import Path
 
+import coverage_table
+import meter_model
+import option_words
 import pytest
-
-sys.path.insert(0, str(Path(__file__).resolve().parent))
-
-import meter_model  # noqa: E402
-import option_words  # noqa: E402
-import sessions  # noqa: E402
-import walker  # noqa: E402
+import sessions
+import walker
 
 SEED = 20240229
 SESSIONS = 80 if sessions.RUN_WITH else 400  # an emulated program starts slowly
@@ -315,7 +312,8 @@ def test_media_types_of_two_names():
 
 
 def test_a_session_is_typed_and_written_down_alike():
-    script = ["5\n", "2\xff\x08", {"wait": "time-out", "times": 2}, "\x04", {"wait": "end", "times": 3}]
+    pause = {"wait": "time-out", "times": 2}
+    script = ["5\n", "2\xff\x08", pause, "\x04", {"wait": "end", "times": 3}]
     assert meter_model.script_of(meter_model.waits_of(script)) == script
 
 
@@ -328,8 +326,6 @@ def test_keys_come_before_the_end_of_input():
 
 def test_every_message_is_reached_by_generated_sessions():
     """What a technician never sees in so many sessions is not compared either."""
-    import coverage_table
-
     reached = meter_model.Counter()
     for number in range(700):
         rng = random.Random(f"{SEED}/{number}")

@@ -4,11 +4,12 @@ way through the menus, mistypes, dawdles and tries what he should not."""
 import random
 
 import option_words
-from meter_model import ENCLOSURES, END, INTERRUPTED, LEAVES, TIME_OUT, ScriptEnded
-from meter_model import AT_ONCE, SERVICE
+from meter_model import AT_ONCE, ENCLOSURES, LEAVES, SERVICE
+from meter_model import END, INTERRUPTED, TIME_OUT, ScriptEnded
 
 TEXTS = ("", "10.0.0.1", "None", " ", "x" * 37, "x" * 38, "x" * 39, "y" * 90, "true", "1", "~",
-         "Zähler №7", "電力量計", "é" * 38, "a\tb", "one\ntwo", "100%s%n", "\\", '"quoted"', "\x7f\x1b[A")  # fmt: skip
+         "Zähler №7", "電力量計", "é" * 38, "a\tb", "one\ntwo", "100%s%n", "\\", '"quoted"',
+         "\x7f\x1b[A")  # fmt: skip
 NUMBER_TEXTS = ("0", "1", "2", "3", "5", "6", "9", "-1", "-0", "+2", " 1", "\t2", "1x", "abc", "",
                 "007", "2147483648", "4294967296", "-2147483649", "99999999999999999999", "1.5",
                 "true")  # fmt: skip
@@ -45,7 +46,7 @@ ALL_LEAVES = tuple(LEAVES.values())
 WRITTEN_AT_ONCE = tuple(AT_ONCE.values())
 TRIGGERS = tuple(
     f"{SERVICE}{name}/Value"
-    for name in ("SetPrimCfg", "OptionsUpdate", "OptionChange/DualLP", "SetMeasLog/1", "SetMeasLog/2")
+    for name in "SetPrimCfg OptionsUpdate OptionChange/DualLP SetMeasLog/1 SetMeasLog/2".split()
 )
 OPTION_LEAVES = (*option_words.CLEARED, "/VMIC/Options/MID/Value")
 
@@ -192,7 +193,7 @@ def options_entry(rng):
             chosen.append(name)
             groups.update({group} & set(option_words.GROUPS))
     if often(rng, 0.1):
-        chosen = [name for name, group, _ in option_words.OPTIONS if group not in option_words.GROUPS]
+        chosen = [name for name, g, _ in option_words.OPTIONS if g not in option_words.GROUPS]
         chosen += ["1C", "2B", "3D", "7A", "8B", "9C", "PQ3"]
     if often(rng, 0.3):
         chosen = rng.sample(chosen, min(len(chosen), 3))
@@ -276,8 +277,8 @@ def enclosure_entry(rng):
 def menu_answer(rng, number):
     if often(rng, 0.9):
         return str(number)
-    return rng.choice((f" {number}", f"+{number}", f"0{number}", f"{number} ", f"{number}a", f"-{number}",
-                       rng.choice(ENTRY_NUMBERS)))  # fmt: skip
+    forms = (" {}", "+{}", "0{}", "{} ", "{}a", "-{}", rng.choice(ENTRY_NUMBERS))
+    return rng.choice(forms).format(number)
 
 
 # items that a technician with an errand goes for, by menu
