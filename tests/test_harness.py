@@ -41,7 +41,8 @@ SAVED = "main/dns-servers-saved"
     ({"console": ("Exit           ", "Exit          ")}, "wanted b'\\n"),
     ({"console": ("‹y⏎›", "‹n⏎›")}, "Settings saved."),
     ({"console": ("‹5⏎›\n", "‹5⏎›")}, "wanted b'Save &"),
-    ({"console": ("‹y⏎›", "‹y⏎›‹wait 30 s›")}, "should have gone on by itself after 30 s, not 0.0 s"),
+    ({"console": ("‹y⏎›", "‹y⏎›‹wait 30 s›")},
+     "should have gone on by itself after 30 s, not 0.0 s"),
     ({"ending": ("exit 0", "exit 1")}, "-exit 1\n+exit 0"),
     ({"calls": ("get_leaves main menu  x3", "get_leaves main menu  x2")}, "+get_leaves main menu  x3"),
     ({"calls": ('"198.51.100.2"', '"198.51.100.2"  flag 0')}, '-    /Software/'),
@@ -93,8 +94,9 @@ def call_line(**changes):
 def test_each_member_of_a_call_is_seen():
     plain = call_line()
     assert plain == ["set_leaf /A/Value = 1"]
-    others = [{"value": True}, {"value": "1"}, {"flag": 0}, {"flag": True}, {"status": 5}, {"source": "x"}, {"result": -1},
-              {"path": "/A"}, {"path": '/A/Value = 1  flag 0'}, {"more": 1}]
+    others = [{"value": True}, {"value": "1"}, {"flag": 0}, {"flag": True}, {"status": 5},
+              {"source": "x"}, {"result": -1}, {"path": "/A"}, {"path": "/A/Value = 1  flag 0"},
+              {"more": 1}]
     shown = ["\n".join(call_line(**other)) for other in others]
     assert len({*shown, *plain}) == len(others) + 1
 

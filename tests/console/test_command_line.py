@@ -40,13 +40,15 @@ def test_version_needs_no_meter(meter, name, folder):
     assert answer.returncode == 0
     assert answer.stderr == b""
     form = (re.escape(name) + r": version 0\.0\.1\n"
-            r"Build date: (Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) [ 123]\d 2\d{3} [0-2]\d:[0-5]\d:[0-6]\d\n"
+            r"Build date: (Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) [ 123]\d 2\d{3} "
+            r"[0-2]\d:[0-5]\d:[0-6]\d\n"
             r"\$Revision: 1\.3 \$\n\n")
     assert re.fullmatch(form, answer.stdout.decode())
     assert meter.calls() == []
 
 
-@pytest.mark.parametrize("argument", ["4", "abc", "1", "0", "-1", "", "-M", "-mm", "-m ", "-V", "-vm", "--version", "-", "--help"])
+@pytest.mark.parametrize("argument", [
+    "4", "abc", "1", "0", "-1", "", "-M", "-mm", "-m ", "-V", "-vm", "--version", "-", "--help"])
 def test_any_other_argument_is_as_none(meter, argument):
     plain = run(command(UTILITY), meter.environment(), b"5\n0\n")
     calls = meter.calls()

@@ -12,20 +12,18 @@ import pytest
 from harness.piped import end, read_until, start
 from harness.program import UTILITY, command
 
-F_SETPIPE_SZ = 1031
-
 
 class BlockedTrace:
     """A trace that holds so many bytes and no more: the call after them waits.
 
     A pipe of one page takes its last bytes from a line only as long as the whole line fits."""
 
-    SIZE = 4096
+    SIZE = os.sysconf("SC_PAGE_SIZE")
 
     def __init__(self, meter):
         os.mkfifo(meter.trace)
         self.end = os.open(meter.trace, os.O_RDWR | os.O_NONBLOCK)
-        assert fcntl.fcntl(self.end, F_SETPIPE_SZ, self.SIZE) == self.SIZE
+        assert fcntl.fcntl(self.end, fcntl.F_SETPIPE_SZ, self.SIZE) == self.SIZE
 
     def drain(self):
         try:
@@ -55,7 +53,8 @@ CASES = {
                        b"y\nRestoring defaults: please wait...\n"),
     "model number": (("-m",), b"5\n6\nRK\n0\n6\n", b"Save & apply all settings? (y/n): ", "vmkeys",
                      b"y\nUpdating the Model Number\n"),
-    "saved": ((), b"2\n10.0.0.1\n5\n", b"Save & apply all settings? (y/n): ", "rm -rf", b"y\nSettings saved.\n"),
+    "saved": ((), b"2\n10.0.0.1\n5\n", b"Save & apply all settings? (y/n): ", "rm -rf",
+              b"y\nSettings saved.\n"),
     "factory reset": (("-m",), b"5\n8\n", b"Reset all to Factory Defaults? (y/n): ", "fw_reset.sh",
                       b"y\nRestoring defaults: please wait...\n"),
 }
@@ -98,8 +97,12 @@ def test_the_text_before_a_command_is_on_the_screen(meter, case):
     (b"Error while setting Velmora II Options list in cds.\n", -1),
 ])
 def test_the_text_before_the_pause_is_on_the_screen(meter, text, result):
-    fault = f'[[fault]]\ncall = "set_leaves"\npath = "/VMF/UpdateService/OptionsUpdate/Value"\nresult = {result}\n'
-    (meter.folder / "faults.toml").write_text(fault)
+    (meter.folder / "faults.toml").write_text(f"""
+        [[fault]]
+        call = "set_leaves"
+        path = "/VMF/UpdateService/OptionsUpdate/Value"
+        result = {result}
+    """)
     process = begin(meter, ("-m",), no_delay=False)
     try:
         type_keys(process, b"5\n2\nWEB\n0\n6\ny\n")

@@ -118,7 +118,8 @@ def test_a_failed_connection_leaves_the_terminal_alone(on_terminal, meter):
 def test_the_terminal_of_the_output_alone_is_not_touched(meter):
     ours, theirs = open_terminal()
     before = termios.tcgetattr(theirs)
-    process = subprocess.Popen(command(UTILITY), env=meter.environment(), stdin=subprocess.PIPE, stdout=theirs)
+    process = subprocess.Popen(command(UTILITY), env=meter.environment(),
+                               stdin=subprocess.PIPE, stdout=theirs)
     try:
         output = b""
         while not output.endswith(PROMPT):

@@ -42,7 +42,7 @@ the end of a line says that no newline was put out there. Inside ‹ › stands 
     ^H ^[ ^? ^J ...         that control key, \\xNN that byte, both without an echo: whatever
                             the program answers follows outside. (\\^ and \\\\ are the two keys.)
     wait 30 s               no key: the program must go on by itself, not before 29.5 s, not
-                            after 33 s. Any number from 30 on works so.
+                            after 33 s, counted from the last key. Any number from 30 on works so.
     wait 29 s               a pause in which nothing may be put out; any number below 30
     store: "/A/Value" = 1   another process changes the store here
     store: remove "/A/Value"
@@ -64,7 +64,10 @@ from harness.terminal import Console, Mismatch, as_usual, without_icrnl
 
 HEADER_KEYS = ("meter", "arguments", "terminal", "set", "remove", "faults", "factory file")
 HEADER_WORDS = {  # None: the line may be missing
-    "meter": ("factory", "empty"), "terminal": (None, "icrnl off"), "factory file": (None, "absent", "broken")}
+    "meter": ("factory", "empty"),
+    "terminal": (None, "icrnl off"),
+    "factory file": (None, "absent", "broken"),
+}
 SECTION = re.compile(r"^\[(console|exit \d+|killed by \w+|stderr|calls|store)\]\n", re.M)
 ENTER = 0x0D
 JOIN = "\0"  # while a text is made: a "›" that the next key may move
@@ -93,7 +96,7 @@ class Dialogue:
         self.store = sections.get("store", "").split("\n")[:-1]
 
     def write(self, console, ending, stderr, trace, store):
-        parts = [self.shows, "\n\n", format_header(self.header), "\n[console]\n", console, f"[{ending}]\n"]
+        parts = [f"{self.shows}\n\n{format_header(self.header)}\n[console]\n{console}[{ending}]\n"]
         if stderr:
             parts.append(f"[stderr]\n{stderr}")
         parts.append("\n".join(["[calls]", *trace, "[store]", *store]) + "\n")
@@ -305,8 +308,10 @@ def shown_errors(console, meter):
 
 
 def difference(title, wanted, got):
-    lines = difflib.unified_diff(wanted, got, f"{title} in the file", f"{title} of this session", lineterm="", n=5)
-    return [*lines, ""] if wanted != got else []
+    if wanted == got:
+        return []
+    names = f"{title} in the file", f"{title} of this session"
+    return [*difflib.unified_diff(wanted, got, *names, lineterm="", n=5), ""]
 
 
 def play(dialogue):
@@ -333,7 +338,8 @@ def play(dialogue):
     report += difference("console", wanted_lines, got_lines)
     if not report:
         report += difference("ending", [dialogue.ending], [ending])
-        report += difference("stderr", dialogue.stderr.splitlines(), shown_errors(console, meter).splitlines())
+        errors = shown_errors(console, meter)
+        report += difference("stderr", dialogue.stderr.splitlines(), errors.splitlines())
         report += difference("calls", dialogue.calls, calls.show_trace(meter.calls()))
         report += difference("store", dialogue.store, meter.difference())
     if not report:
