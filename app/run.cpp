@@ -27,7 +27,8 @@ void print_version(const char* program)
     std::puts("$Revision: 1.3 $\n");
 }
 
-// Gives every screen to the terminal in one write; the places that must be seen at once flush.
+// Gives a screen to the terminal in one write (a longer one in few); what must be seen at once is
+// flushed where it is printed.
 void buffer_output()
 {
     static char screen[8192];
@@ -49,7 +50,7 @@ SavedTerminal enter_raw_local_mode()
     if (saved.known) {
         termios raw = saved.attributes;
         raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | ISIG);
-        tcsetattr(STDIN_FILENO, TCSANOW, &raw);
+        tcsetattr(STDIN_FILENO, TCSANOW, &raw); // result ignored: the menus work either way
     }
     return saved;
 }

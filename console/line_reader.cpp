@@ -58,6 +58,7 @@ int read_line_timed(std::string& text, unsigned seconds)
         const int ready = wait_for_key(timeout);
         if (ready < 1) {
             std::fputc('\n', stdout);
+            std::fflush(stdout);
             return ready;
         }
         const bool ended = take_key(std::fgetc(stdin), text);

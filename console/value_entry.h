@@ -14,7 +14,7 @@ bool asks_to_clear(const std::string& answer);
 // changed; what follows the fourth number is kept too. "~" empties the target's text and
 // leaves its mark as it was.
 // Returns answer_taken, answer_timed_out, or answer_refused for anything else, with `target`
-// unchanged and nothing printed.
+// unchanged and no message.
 int prompt_ipv4(const std::string& prompt, EditableText& target);
 
 // As `prompt_ipv4`, telling the technician when no address was taken. Returns true when one was.

@@ -77,6 +77,7 @@ bool reset_to_factory_defaults()
     std::puts("Restoring defaults: please wait...");
     run_command("fw_reset.sh > /dev/null 2>&1");
     std::puts("Settings reset to defaults.");
+    std::fflush(stdout); // ahead of what the library may say of the connection
     if (cds_connect() == 0)
         return true;
     std::puts("Error: can't connect to CDS");
