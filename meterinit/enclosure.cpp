@@ -41,6 +41,8 @@ constexpr EnclosureType enclosure_types[] = {
 };
 // clang-format on
 
+static_assert(std::size(enclosure_types) == 20);
+
 void show_help()
 {
     std::puts("Below are the Meter Enclosure Types; Enter the abbreviated string.\n");

@@ -5,6 +5,7 @@
 #include "console/value_entry.h"
 
 #include <cstdio>
+#include <iterator>
 
 namespace
 {
@@ -90,7 +91,7 @@ const IndexedSetting meter_form_setting = {
     " = Form ",
     meter_form_help,
     meter_form_names,
-    6,
+    std::size(meter_form_names),
 };
 
 const IndexedSetting class_amps_setting = {
@@ -101,7 +102,7 @@ const IndexedSetting class_amps_setting = {
     " = Class Amps ",
     class_amps_help,
     class_amps_names,
-    3,
+    std::size(class_amps_names),
 };
 
 const IndexedSetting frequency_setting = {
@@ -112,15 +113,15 @@ const IndexedSetting frequency_setting = {
     " = ",
     frequency_help,
     frequency_names,
-    2,
+    std::size(frequency_names),
 };
 
 std::string indexed_value(const IndexedSetting& setting, const EditableText& value)
 {
     if (value.text.empty())
         return text_or_none(value);
-    const int index = decimal_value(value.text);
-    if (index < 0 || index >= setting.name_count)
+    const std::int32_t index = decimal_value(value.text);
+    if (index < 0 || static_cast<std::uint32_t>(index) >= setting.name_count)
         return value.text + " IS INVALID!!!";
     return value.text + setting.infix + setting.names[index];
 }
@@ -142,7 +143,7 @@ void enter_indexed_value(const IndexedSetting& setting, SettingsSession& session
     if (!scan_unsigned(cursor, index)) {
         if (asks_to_clear(answer))
             value.text.clear();
-    } else if (index < static_cast<std::uint32_t>(setting.name_count)) {
+    } else if (index < setting.name_count) {
         assign_text(value, answer, true);
     } else {
         std::puts(setting.refusal);

@@ -4,6 +4,7 @@
 
 #include "settings/session.h"
 
+#include <cstddef>
 #include <string>
 
 // A setting that is an index into a table of names. The text that is typed or loaded is kept;
@@ -16,7 +17,7 @@ struct IndexedSetting {
     const char* infix;       // between index and name, where the value is shown
     const char* const* help; // lines shown before the prompt; ends with null
     const char* const* names;
-    int name_count;
+    std::size_t name_count;
 };
 
 extern const IndexedSetting meter_form_setting;

@@ -1,9 +1,11 @@
 // The tokens of an options list and the option leaves that each of them sets: the grammar of
-// the list as data. A new option is a new row here.
+// the list as data. A new option is a new row here, and a new leaf also a row in the table of those
+// that are cleared.
 #pragma once
 
 #include <array>
 #include <cstddef>
+#include <initializer_list>
 
 // Of an exclusive group a list may name one member; any number of `single` options may stand
 // together. Power quality has rules of its own, beside the scan.
@@ -110,7 +112,6 @@ constexpr ExclusiveGroup exclusive_groups[] = {
 // clang-format on
 
 constexpr std::size_t option_token_count = sizeof option_tokens / sizeof option_tokens[0];
-static_assert(option_token_count == 38);
 
 constexpr char lower_case(char c)
 {
@@ -132,10 +133,6 @@ constexpr bool lower_forms_match()
 }
 static_assert(lower_forms_match());
 
-// The texts that the diagnostic of a refused list knows: every form of every token but MID, which
-// is accepted in a list and yet unknown there. That is deliberate.
-constexpr std::size_t valid_token_count = 71;
-
 constexpr bool same_text(const char* one, const char* other)
 {
     for (; *one != '\0' && *one == *other; ++one, ++other) {
@@ -143,19 +140,65 @@ constexpr bool same_text(const char* one, const char* other)
     return *one == *other;
 }
 
-constexpr std::array<const char*, valid_token_count> collect_valid_tokens()
+// The scan of power quality takes its four rows by their places.
+constexpr bool power_quality_in_order()
 {
-    std::array<const char*, valid_token_count> tokens = {};
+    const OptionToken* row = option_tokens;
+    while (row->group != OptionGroup::power_quality)
+        ++row;
+    for (const char* token : {"PQ1", "PQ2", "PQ3", "PQR"}) {
+        if (!same_text((row++)->upper, token))
+            return false;
+    }
+    return row->group != OptionGroup::power_quality;
+}
+static_assert(power_quality_in_order());
+
+constexpr bool every_group_has_rules()
+{
+    for (const OptionToken& token : option_tokens) {
+        bool found = token.group == OptionGroup::single;
+        for (const ExclusiveGroup& rules : exclusive_groups)
+            found = found || rules.group == token.group;
+        if (!found)
+            return false;
+    }
+    return true;
+}
+static_assert(every_group_has_rules());
+
+// The texts that the diagnostic of a refused list knows: every form of every token but MID, which
+// is accepted in a list and yet unknown there. That is deliberate.
+constexpr bool is_diagnosed(const OptionToken& token)
+{
+    return !same_text(token.upper, "MID");
+}
+
+constexpr std::size_t forms_of(const OptionToken& token)
+{
+    return same_text(token.lower, token.upper) ? 1 : 2;
+}
+
+constexpr std::size_t count_valid_tokens()
+{
+    std::size_t count = 0;
+    for (const OptionToken& token : option_tokens)
+        count += is_diagnosed(token) ? forms_of(token) : 0;
+    return count;
+}
+
+constexpr std::array<const char*, count_valid_tokens()> collect_valid_tokens()
+{
+    std::array<const char*, count_valid_tokens()> tokens = {};
     std::size_t count = 0;
     for (const OptionToken& token : option_tokens) {
-        if (same_text(token.upper, "MID"))
+        if (!is_diagnosed(token))
             continue;
         tokens[count++] = token.upper;
-        if (!same_text(token.lower, token.upper))
+        if (forms_of(token) == 2)
             tokens[count++] = token.lower;
     }
     return tokens;
 }
 
-constexpr std::array<const char*, valid_token_count> valid_tokens = collect_valid_tokens();
-static_assert(valid_tokens.back() != nullptr, "the diagnostic table has gaps");
+constexpr auto valid_tokens = collect_valid_tokens();

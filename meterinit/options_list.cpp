@@ -46,10 +46,10 @@ constexpr const char* legend[] = {
 
 void show_help()
 {
-    std::puts("Enter the Velmora II Options List including ONLY options which are installed in "
-              "this unit.");
-    std::puts("You MUST enter dashes between options but any order is accepted. IF AN OPTION IS "
-              "NOT PRESENT, DO NOT ENTER A VALUE.");
+    // clang-format off
+    std::puts("Enter the Velmora II Options List including ONLY options which are installed in this unit.");
+    std::puts("You MUST enter dashes between options but any order is accepted. IF AN OPTION IS NOT PRESENT, DO NOT ENTER A VALUE.");
+    // clang-format on
     std::fputs("Sample options string with ALL options enabled ", stdout);
     std::fputs("1C-2B-4-5-WEB-IEC-IB-IEEE-NTP-PPS-DLP-ML-THP-EAP-DC-PQ3-PMU\nwhere:", stdout);
     std::puts("\n");
