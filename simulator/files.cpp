@@ -36,6 +36,9 @@ std::int64_t nanoseconds(const timespec& time)
     return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
+// More than any meter's leaves need; a file beyond it is refused before memory is asked for.
+constexpr std::uint64_t largest_file = 256 * 1024 * 1024;
+
 FileStamp stamp_of(const struct stat& status)
 {
     FileStamp stamp;
@@ -150,6 +153,10 @@ bool read_file(int folder, const char* name, std::string& text, FileStamp& stamp
         return false;
     }
     stamp = stamp_of(status);
+    if (stamp.size > largest_file) {
+        errno = EFBIG;
+        return false;
+    }
     text.resize(static_cast<std::size_t>(stamp.size) + 1); // one more, to meet the end
     return read_to_end(file.fd, text);
 }

@@ -28,7 +28,7 @@ public:
     // The time of an element that has none.
     static const std::time_t _invalid_time;
 
-    CElement(); // an empty string without a time
+    CElement(); // an empty string, stamped only when `_auto_time` is set
 
     // Assignment decides the type: 1, 3 or 6.
     CElement& operator=(bool value);

@@ -194,6 +194,18 @@ TEST_CASE("a file that grows while it is read is read to its end")
     CHECK(text.back() == '\n');
 }
 
+TEST_CASE("a file too large for any meter is refused before memory is asked for")
+{
+    const TestMeter meter("");
+    const std::string file = meter.folder + "/store.toml";
+    REQUIRE(truncate(file.c_str(), off_t{256} * 1024 * 1024 + 1) == 0); // takes no disk space
+    std::string text;
+    FileStamp stamp;
+    CHECK_FALSE(read_file(AT_FDCWD, file.c_str(), text, stamp));
+    CHECK(errno == EFBIG);
+    CHECK(text.empty());
+}
+
 TEST_CASE("a stamp tells a replaced file from the one before")
 {
     const TestMeter meter("same");
