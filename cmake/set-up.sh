@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # What ./run and ./test share. Each step says what it does, and does nothing that is done already.
 
 say() { printf '== %s\n' "$*"; }
@@ -29,18 +30,29 @@ install_packages() {
         as_root=sudo
     fi
     say "installing $missing"
-    $as_root apt-get update || stop "apt-get update failed; missing packages: $missing"
+    # One list that cannot be fetched need not be one that is needed.
+    $as_root apt-get update || say "apt-get update failed; trying with the lists that are here"
     # shellcheck disable=SC2086 # words on purpose
     $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $missing ||
         stop "apt-get could not install: $missing"
+}
+
+# True when build/PRESET was configured for this folder, and to its end.
+is_configured() {
+    [ -f "build/$1/build.ninja" ] &&
+        grep -qsFx "CMAKE_HOME_DIRECTORY:INTERNAL=$(pwd -P)" "build/$1/CMakeCache.txt" &&
+        ! [ CMakePresets.json -nt "build/$1/build.ninja" ]
 }
 
 # build PRESET [TARGET...]: configures once, builds what has changed.
 build() {
     local preset=$1
     shift
-    if ! [ -f "build/$preset/build.ninja" ]; then
+    mkdir -p "build/$preset" && [ -w "build/$preset" ] ||
+        stop "build/$preset cannot be written; did another user build here?"
+    if ! is_configured "$preset"; then
         say "configuring build/$preset"
+        rm -rf "build/$preset/CMakeCache.txt" "build/$preset/CMakeFiles"
         cmake --preset "$preset" || stop "build/$preset could not be configured"
     fi
     say "building build/$preset"
@@ -53,6 +65,7 @@ make_meter() {
     [ -f "$1/store.toml" ] && return
     say "making a simulated meter in $1"
     mkdir -p "$1/jffs/downloads"
-    cp simulator/factory.toml "$1/factory.toml"
-    cp simulator/factory.toml "$1/store.toml"
+    [ -f "$1/factory.toml" ] || cp simulator/factory.toml "$1/factory.toml"
+    cp simulator/factory.toml "$1/store.toml.new"
+    mv "$1/store.toml.new" "$1/store.toml"
 }
