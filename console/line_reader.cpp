@@ -75,6 +75,14 @@ int prompt_line(const std::string& prompt, std::string& text)
     return read_line_timed(text, idle_seconds);
 }
 
+void tell_no_answer(int result, const char* refusal)
+{
+    if (result == answer_timed_out)
+        std::puts("Timed out.");
+    else if (result == answer_refused && refusal != nullptr)
+        std::puts(refusal);
+}
+
 int prompt_yes_no(const std::string& prompt, EditableFlag& flag)
 {
     std::string answer;

@@ -25,6 +25,10 @@ int read_line_timed(std::string& text, unsigned seconds);
 // Returns what `read_line_timed` returns.
 int prompt_line(const std::string& prompt, std::string& text);
 
+// Tells why a question brought no answer: that it timed out, or `refusal` when it was refused
+// (null: nothing then). Prints nothing for an answer that was taken.
+void tell_no_answer(int result, const char* refusal);
+
 // Asks for yes or no: an answer that begins with "y" or "Y" is yes, any other one is no.
 // An answer sets the flag's value and marks it changed. On a time-out, and on answer_refused
 // for an empty answer or a failed wait, the flag is unchanged.

@@ -3,8 +3,6 @@
 #include "console/line_reader.h"
 #include "console/number_scan.h"
 
-#include <cstdio>
-
 namespace
 {
 
@@ -80,10 +78,7 @@ int prompt_ipv4(const std::string& prompt, EditableText& target)
 bool enter_address(const std::string& prompt, EditableText& target)
 {
     const int result = prompt_ipv4(prompt, target);
-    if (result == answer_timed_out)
-        std::puts("Timed out.");
-    else if (result == answer_refused)
-        std::puts("Error: invalid address");
+    tell_no_answer(result, "Error: invalid address");
     return result == answer_taken;
 }
 

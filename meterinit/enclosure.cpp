@@ -67,7 +67,7 @@ void enter_enclosure(EditableText& enclosure)
         std::string answer;
         const int result = prompt_line("Enter Meter Enclossure Type", answer); // spelt so
         if (result == answer_timed_out) {
-            std::puts("Timed out.");
+            tell_no_answer(result, nullptr);
             return;
         }
         if (result == answer_refused)

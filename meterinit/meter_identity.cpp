@@ -58,9 +58,9 @@ const char* serial_refusal(std::uint32_t year, std::uint32_t week, std::uint32_t
     return nullptr;
 }
 
-// Takes an answer as the serial number. Returns false when it is refused, for a reason that has
-// been told if there is one.
-bool take_serial_number(const std::string& answer, EditableText& serial_number)
+// Takes an answer as the serial number. Returns answer_taken, or answer_refused, for a reason that
+// has been told if there is one.
+int take_serial_number(const std::string& answer, EditableText& serial_number)
 {
     std::uint32_t year = 0;
     std::uint32_t week = 0;
@@ -70,15 +70,15 @@ bool take_serial_number(const std::string& answer, EditableText& serial_number)
         scan_unsigned(cursor, model, 5)) {
         if (const char* refusal = serial_refusal(year, week, model)) {
             std::puts(refusal);
-            return false;
+            return answer_refused;
         }
         assign_text(serial_number, answer, true);
-        return true;
+        return answer_taken;
     }
     if (!asks_to_clear(answer))
-        return false;
+        return answer_refused;
     assign_text(serial_number, serial_placeholder, true);
-    return true;
+    return answer_taken;
 }
 
 } // namespace
@@ -132,8 +132,7 @@ void enter_indexed_value(const IndexedSetting& setting, SettingsSession& session
         std::puts(*line);
     std::string answer;
     const int result = prompt_line(setting.prompt, answer);
-    if (result == answer_timed_out)
-        std::puts("Timed out.");
+    tell_no_answer(result, nullptr);
     if (result != answer_taken)
         return;
 
@@ -153,9 +152,8 @@ void enter_indexed_value(const IndexedSetting& setting, SettingsSession& session
 void enter_serial_number(EditableText& serial_number)
 {
     std::string answer;
-    const int result = prompt_line("Enter Serial Number (YYMMXXXXX)", answer);
-    if (result == answer_timed_out)
-        std::puts("Timed out.");
-    else if (result == answer_refused || !take_serial_number(answer, serial_number))
-        std::puts("Error: Invalid Serial number");
+    int result = prompt_line("Enter Serial Number (YYMMXXXXX)", answer);
+    if (result == answer_taken)
+        result = take_serial_number(answer, serial_number);
+    tell_no_answer(result, "Error: Invalid Serial number");
 }

@@ -62,11 +62,7 @@ int show_port_menu(const InterfaceSettings& port)
 
 void enter_dhcp(InterfaceSettings& port)
 {
-    const int result = prompt_yes_no("Enable DHCP? (y/n)", port.dhcp);
-    if (result == answer_timed_out)
-        std::puts("Timed out.");
-    else if (result == answer_refused)
-        std::puts("Error: invalid response");
+    tell_no_answer(prompt_yes_no("Enable DHCP? (y/n)", port.dhcp), "Error: invalid response");
 }
 
 // A mask that was emptied becomes that of a class C network.
@@ -84,26 +80,29 @@ std::string media_type_prompt(const std::vector<std::string>& types)
     return prompt + "\nSelect an option (0-" + std::to_string(types.size()) + ") ==>  ";
 }
 
+// Takes the reply to the media-type question. Returns answer_taken or answer_refused.
+int take_media_type(const std::string& reply, const std::vector<std::string>& types,
+                    EditableText& media_type)
+{
+    long number = 0;
+    if (!scan_whole_number(reply, number) || number < 0 ||
+        static_cast<unsigned long>(number) > types.size())
+        return answer_refused;
+    const std::size_t choice = static_cast<std::size_t>(number);
+    assign_text(media_type, choice == 0 ? "" : types[choice - 1], true);
+    return answer_taken;
+}
+
 void enter_media_type(InterfaceSettings& port)
 {
     std::vector<std::string> types;
     toolkit::CElement::split_string(types, port.supported_media_types.text, ';');
 
     std::string reply;
-    const int result = prompt_line(media_type_prompt(types), reply);
-    if (result == answer_timed_out) {
-        std::puts("Timed out.");
-        return;
-    }
-    long number = 0;
-    const bool valid = result == answer_taken && scan_whole_number(reply, number) && number >= 0 &&
-                       static_cast<unsigned long>(number) <= types.size();
-    if (!valid)
-        std::puts("Error: invalid selection");
-    else if (number == 0)
-        assign_text(port.media_type, "", true);
-    else
-        assign_text(port.media_type, types[static_cast<std::size_t>(number) - 1], true);
+    int result = prompt_line(media_type_prompt(types), reply);
+    if (result == answer_taken)
+        result = take_media_type(reply, types, port.media_type);
+    tell_no_answer(result, "Error: invalid selection");
 }
 
 } // namespace

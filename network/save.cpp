@@ -148,24 +148,28 @@ SaveLists collect(const SettingsSession& session)
     return lists;
 }
 
-// Writes the option leaves and tells the update services; then tells the measurement logs.
-// Returns true when both batches were written; the second is written in any case.
+// Writes the batch and tells how it went, `success` when all of it was taken.
+bool write_told_batch(const char* success)
+{
+    const bool written = write_option_batch() == 0;
+    std::puts(written ? success : "Error while setting Velmora II Options list in cds.");
+    return written;
+}
+
+// Writes the option leaves and triggers their update services; then triggers the measurement
+// logs. Returns true when both batches were written; the second is written in any case.
 bool write_options()
 {
     add_option_trigger("/VMF/UpdateService/OptionsUpdate/Value");
     add_option_trigger("/VMF/UpdateService/OptionChange/DualLP/Value");
-    const bool options_set = write_option_batch() == 0;
-    std::puts(options_set ? "Velmora II Options list set in CDS"
-                          : "Error while setting Velmora II Options list in cds.");
+    const bool options_set = write_told_batch("Velmora II Options list set in CDS");
     pause_for(1);
 
     // The batch keeps these two until the next options list is checked.
     begin_option_batch();
     add_option_trigger("/VMF/UpdateService/SetMeasLog/1/Value");
     add_option_trigger("/VMF/UpdateService/SetMeasLog/2/Value");
-    const bool logs_told = write_option_batch() == 0;
-    std::puts(logs_told ? "Velmora II ML Config sent"
-                        : "Error while setting Velmora II Options list in cds.");
+    const bool logs_told = write_told_batch("Velmora II ML Config sent");
     options_pending = false;
     return options_set && logs_told;
 }
