@@ -17,7 +17,7 @@ struct EnclosureType {
 
 // The mix of blanks and tabs in the tails is part of the screen.
 // clang-format off
-constexpr EnclosureType enclosure_types[] = {
+constexpr EnclosureType enclosure_codes[] = {
     {"S Base",             "S",   " \t"},
     {"A Base",             "A",   " \t"},
     {"Switchboard",        "R",   " \t"},
@@ -41,20 +41,20 @@ constexpr EnclosureType enclosure_types[] = {
 };
 // clang-format on
 
-static_assert(std::size(enclosure_types) == 20);
+static_assert(std::size(enclosure_codes) == 20);
 
 void show_help()
 {
     std::puts("Below are the Meter Enclosure Types; Enter the abbreviated string.\n");
     std::puts("ENCLOSURE TYPE      VALUE TO BE ENTERED");
     std::puts("-----------------   -------------------");
-    for (const EnclosureType& type : enclosure_types)
+    for (const EnclosureType& type : enclosure_codes)
         std::printf("%-20s---> %s%s\n", type.label, type.code, type.tail);
 }
 
 bool is_enclosure_code(const std::string& answer)
 {
-    return std::any_of(std::begin(enclosure_types), std::end(enclosure_types),
+    return std::any_of(std::begin(enclosure_codes), std::end(enclosure_codes),
                        [&](const EnclosureType& type) { return answer == type.code; });
 }
 

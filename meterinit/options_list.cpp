@@ -141,11 +141,6 @@ void scan_exclusive_group(Attempt& attempt, const OptionToken* first, const Opti
         add_leaves(rules_of(first->group).none_leaves);
 }
 
-bool measurement_logging_typed(const Attempt& attempt)
-{
-    return occurs(attempt, "ML") || occurs(attempt, "ml");
-}
-
 // PQ1, PQ2 and PQ3 exclude each other, PQR goes with any of them. Capture brings measurement
 // logging with it, as a second leaf when it was not typed.
 void scan_power_quality(Attempt& attempt, const OptionToken* first)
@@ -157,14 +152,16 @@ void scan_power_quality(Attempt& attempt, const OptionToken* first)
 
     bool taken = false;
     take_member(attempt, pq1, taken);
-    const bool pq2_chosen = take_member(attempt, pq2, taken);
-    const bool pq3_chosen = take_member(attempt, pq3, taken);
+    bool capture_chosen = take_member(attempt, pq2, taken);
+    if (take_member(attempt, pq3, taken))
+        capture_chosen = true;
     if (taken)
         add_leaf("PQ", true);
     else
         add_leaves(rules_of(OptionGroup::power_quality).none_leaves);
 
-    if ((pq2_chosen || pq3_chosen) && !measurement_logging_typed(attempt))
+    const bool ml_typed = occurs(attempt, "ML") || occurs(attempt, "ml");
+    if (capture_chosen && !ml_typed)
         add_leaf("ML", true);
 
     if (take_token(attempt, pqr))
