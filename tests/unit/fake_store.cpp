@@ -78,6 +78,8 @@ void write_leaf(const std::string& path, const toolkit::CElement& value, api_sta
 
 pcd_connection* pcd_init(int)
 {
+    if (fake_store.before_connect)
+        fake_store.before_connect();
     record("pcd_init");
     return fake_store.reachable ? reinterpret_cast<pcd_connection*>(&fake_store) : nullptr;
 }

@@ -26,6 +26,9 @@ struct FakeStore {
     // When set, runs at the beginning of every read.
     std::function<void()> before_read;
 
+    // When set, runs as the store is opened.
+    std::function<void()> before_connect;
+
     // When set, runs as a command or a pause is asked for.
     std::function<void()> before_command;
 };

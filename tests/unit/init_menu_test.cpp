@@ -130,6 +130,18 @@ TEST_CASE("a factory reset closes the store, runs its script, and opens the stor
     CHECK(shows(screen, waiting + "Settings reset to defaults.\n\n\n-"));
 }
 
+TEST_CASE("the end of a factory reset is on the screen before the store is opened again")
+{
+    FakeStore& store = fresh_store();
+    std::string before;
+    store.before_connect = [&] { before = console_so_far(); };
+    SettingsSession session;
+    menu_on(session, "8\ny\n0\n");
+    const std::string told = "please wait...\nSettings reset to defaults.\n";
+    REQUIRE(before.size() > told.size());
+    CHECK(before.substr(before.size() - told.size()) == told);
+}
+
 TEST_CASE("a reconnection that fails leaves the menu")
 {
     FakeStore& store = fresh_store();

@@ -168,6 +168,19 @@ TEST_CASE("a time-out ends the line on the screen and keeps what was typed")
     CHECK(line.echo == "ab\n");
 }
 
+TEST_CASE("the newline of a time-out is on the screen at once")
+{
+    OpenKeyboard keyboard;
+    open_pipe(keyboard);
+    std::string text;
+    std::string at_return;
+    console_on(keyboard.reader, [&] {
+        read_line_timed(text, 0);
+        at_return = console_so_far();
+    });
+    CHECK(at_return == "\n");
+}
+
 TEST_CASE("a line is taken from an open pipe, and no more than that line")
 {
     OpenKeyboard keyboard;
