@@ -3,6 +3,9 @@
 # CDS_ROOT names the folder of an installed library (include/, lib/libcds.so,
 # lib/libcds++.so). Without it the simulated meter's stand-in takes its place, which also
 # brings `system` and `sleep` of its own.
+#
+# The stand-in is linked into a desk's program, for a fast start, and is loaded by a meter's, which
+# is then the same program that loads the meter's own library.
 set(CDS_ROOT "" CACHE PATH "Folder of the meter's own client library; empty: the stand-in")
 
 add_library(client_library INTERFACE)
@@ -13,5 +16,9 @@ if(CDS_ROOT)
     target_link_libraries(client_library INTERFACE ${LIBCDSXX} ${LIBCDS})
 else()
     add_subdirectory(simulator)
-    target_link_libraries(client_library INTERFACE cds++ cds)
+    if(CMAKE_CROSSCOMPILING)
+        target_link_libraries(client_library INTERFACE cds++_shared cds_shared)
+    else()
+        target_link_libraries(client_library INTERFACE cds++ cds)
+    endif()
 endif()

@@ -4,8 +4,7 @@
 # statically. The C library stays dynamic, so that tools can be preloaded. The compiler's own list
 # of libraries is replaced because it names libm, which nothing uses and which would be loaded all
 # the same. Sanitizers come with that list, so their builds keep it.
-string(APPEND CMAKE_EXE_LINKER_FLAGS " -Wl,--gc-sections")
 if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
-    string(APPEND CMAKE_EXE_LINKER_FLAGS " -no-pie -nodefaultlibs -static-libgcc")
+    string(APPEND CMAKE_EXE_LINKER_FLAGS " -nodefaultlibs -static-libgcc")
     set(CMAKE_CXX_STANDARD_LIBRARIES "-Wl,-Bstatic -lstdc++ -Wl,-Bdynamic -lgcc -lgcc_eh -lc")
 endif()

@@ -12,17 +12,17 @@ need_terminal() {
 
 missing_packages() {
     local package
-    grep -v '^#' packages.txt | while read -r package; do
+    cat "$@" | grep -v '^#' | while read -r package; do
         [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
             echo "$package"
     done
 }
 
-# Installs the packages of packages.txt that are not there.
+# install_packages LIST...: installs what is not there of the packages in these files.
 install_packages() {
     local missing as_root=
     command -v dpkg-query >/dev/null || stop "this needs a Debian system: dpkg is not here"
-    missing=$(missing_packages | tr '\n' ' ')
+    missing=$(missing_packages "$@" | tr '\n' ' ')
     [ -n "$missing" ] || return 0
     if [ "$(id -u)" -ne 0 ]; then
         command -v sudo >/dev/null ||

@@ -47,12 +47,20 @@ def seconds_waited(item):
     return mark.args[0] if mark else 0
 
 
+def pytest_addoption(parser):
+    parser.addoption("--quick", action="store_true", help="leave out the tests that wait")
+
+
 def pytest_configure(config):
     config.addinivalue_line("markers", "waits(seconds): spends about that long waiting")
 
 
-def pytest_collection_modifyitems(items):
+def pytest_collection_modifyitems(config, items):
     items.sort(key=seconds_waited, reverse=True)  # stable: otherwise as collected
+    if config.getoption("--quick"):
+        waiting = [item for item in items if seconds_waited(item)]
+        config.hook.pytest_deselected(items=waiting)
+        del items[:len(waiting)]
 
 
 @pytest.hookimpl(optionalhook=True)

@@ -1,0 +1,30 @@
+"""The meter's build takes nothing of this machine's own headers and libraries."""
+
+import os
+import subprocess
+
+import pytest
+from harness.program import BUILD, REPOSITORY, RUN_WITH
+
+cross_build = pytest.mark.skipif(not RUN_WITH, reason="this build is for this machine")
+
+HEADER_FOLDERS = (f"{REPOSITORY}/", "/usr/powerpc-linux-gnu/", "/usr/lib/gcc-cross/powerpc-linux-gnu/",
+                  "/usr/include/CLI/", "/usr/include/doctest/", "/usr/include/nlohmann/",
+                  "/usr/include/toml++/")  # fmt: skip
+
+
+@cross_build
+def test_no_header_of_this_machine_is_read():
+    told = subprocess.run(["ninja", "-C", BUILD, "-t", "deps"], capture_output=True, text=True,
+                          timeout=60, check=True).stdout
+    read = {os.path.realpath(BUILD / line.strip()) for line in told.splitlines() if line[:1] == " "}
+    assert any("/cds++.h" in path for path in read)
+    assert not [path for path in sorted(read) if not path.startswith(HEADER_FOLDERS)]
+
+
+@cross_build
+def test_the_program_is_a_dynamic_one_for_a_32_bit_big_endian_powerpc():
+    told = subprocess.run(["powerpc-linux-gnu-readelf", "-hlW", BUILD / "meter-settings"],
+                          capture_output=True, text=True, timeout=60, check=True).stdout
+    for wanted in ("ELF32", "big endian", "PowerPC", "interpreter: /lib/ld.so.1"):
+        assert wanted in told
