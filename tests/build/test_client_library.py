@@ -1,0 +1,66 @@
+"""The program built against an installed client library: the stand-in in the library's shape."""
+
+import os
+import re
+import subprocess
+import sys
+
+import pytest
+from harness.program import BUILD, REPOSITORY, RUN_WITH
+
+pytestmark = pytest.mark.skipif(BUILD.name == "asan",
+                                reason="the host's and the meter's build show it")
+
+LIMIT = 500  # seconds for a whole build on a busy machine
+LIBRARIES_OF_A_METER = ("libcds++.so", "libcds.so", "libstdc++.so.", "libgcc_s.so.", "libm.so.",
+                        "libc.so.")  # fmt: skip
+BINUTILS = "powerpc-linux-gnu-" if RUN_WITH else ""
+
+
+def told_by(*command, **options):
+    done = subprocess.run(command, capture_output=True, text=True, timeout=LIMIT, **options)
+    assert done.returncode == 0, done.stdout + done.stderr
+    return done.stdout
+
+
+def built_against(library, build):
+    """The program in a build folder of its own, made from an installed library."""
+    told_by("cmake", "--preset", BUILD.name, "-B", build, f"-DCDS_ROOT={library}", cwd=REPOSITORY)
+    told_by("cmake", "--build", build)
+    return build / "meter-settings"
+
+
+def check_that_nothing_of_the_stand_in_is_in(program):
+    symbols = told_by(f"{BINUTILS}nm", "-C", program)
+    assert " T main" in symbols
+    assert not re.findall(r".*(?:simulator::|toml|nlohmann).*", symbols)
+    library = r"pcd_init|pcd_close|toolkit::CCds::\w+\(.*|toolkit::CElement::to_string\(.*"
+    assert not re.findall(rf".* [TWtw] (?:{library})$", symbols, re.MULTILINE)
+    for called in ("pcd_init", "pcd_close", "system", "sleep"):
+        assert re.search(rf"^ +U {called}\b", symbols, re.MULTILINE), called
+
+
+def check_that_the_library_is_loaded_by(program):
+    loaded = told_by(f"{BINUTILS}readelf", "-dW", program)
+    needed = re.findall(r"\(NEEDED\).*\[(.*)\]", loaded)
+    assert needed[:2] == ["libcds++.so", "libcds.so"]
+    assert not [name for name in needed if not name.startswith(LIBRARIES_OF_A_METER)]
+
+
+def check_the_dialogues_of(program):
+    played = subprocess.run(
+        [sys.executable, "-m", "pytest", "-n", "4", "-p", "no:cacheprovider", "-q", "--quick",
+         REPOSITORY / "tests" / "dialogues"],
+        env={**os.environ, "BUILD_DIR": str(program.parent)}, cwd=REPOSITORY, timeout=LIMIT,
+        capture_output=True, text=True)
+    assert played.returncode == 0, played.stdout
+    assert int(re.search(r"(\d+) passed", played.stdout)[1]) > 150
+
+
+def test_the_program_is_built_against_a_library_that_is_installed_elsewhere(tmp_path):
+    prefix = tmp_path / "installed"
+    told_by("cmake", "--install", BUILD, "--prefix", prefix, "--component", "desk")
+    program = built_against(prefix / "lib" / "meter-settings", tmp_path / "build")
+    check_that_nothing_of_the_stand_in_is_in(program)
+    check_that_the_library_is_loaded_by(program)
+    check_the_dialogues_of(program)
