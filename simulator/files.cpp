@@ -50,11 +50,16 @@ FileStamp stamp_of(const struct stat& status)
     return stamp;
 }
 
-bool read_to_end(int fd, std::string& text)
+// `text` has the size that is expected, and one byte more to meet the end.
+bool read_expected(int fd, std::string& text)
 {
     std::size_t filled = 0;
     for (;;) {
-        if (filled == text.size()) // the file has grown meanwhile
+        if (filled > largest_file) {
+            errno = EFBIG;
+            return false;
+        }
+        if (filled == text.size()) // there is more than was expected
             text.resize(2 * filled + 1);
         const ssize_t got =
             unbroken([&] { return ::read(fd, text.data() + filled, text.size() - filled); });
@@ -157,8 +162,14 @@ bool read_file(int folder, const char* name, std::string& text, FileStamp& stamp
         errno = EFBIG;
         return false;
     }
-    text.resize(static_cast<std::size_t>(stamp.size) + 1); // one more, to meet the end
-    return read_to_end(file.fd, text);
+    text.resize(static_cast<std::size_t>(stamp.size) + 1);
+    return read_expected(file.fd, text);
+}
+
+bool read_to_end(int fd, std::string& text)
+{
+    text.resize(4096);
+    return read_expected(fd, text);
 }
 
 OpenFile lock_folder(const std::string& folder)

@@ -51,6 +51,9 @@ bool read_stamp(int folder, const char* name, FileStamp& stamp);
 // Reads all of a regular file. `stamp` is that of the moment before its first byte was read.
 bool read_file(int folder, const char* name, std::string& text, FileStamp& stamp);
 
+// Reads what is left of any open file, a pipe included.
+bool read_to_end(int fd, std::string& text);
+
 // Opens `folder` and waits until nobody else holds its lock. Closing it gives the lock back.
 OpenFile lock_folder(const std::string& folder);
 

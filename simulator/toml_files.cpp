@@ -165,6 +165,19 @@ void read_faults(const toml::node& list, Complaint& complaint, std::vector<Fault
         faults.push_back(read_fault(*table.as_table(), complaint));
 }
 
+// Where the parser stands at the end of the text.
+toml::source_position end_of(std::string_view text)
+{
+    toml::source_position end = {1, 1};
+    for (const char character : text) {
+        if (character == '\n')
+            end = {end.line + 1, 1};
+        else if ((static_cast<unsigned char>(character) & 0xC0) != 0x80) // the first of a sequence
+            ++end.column;
+    }
+    return end;
+}
+
 } // namespace
 
 bool parse_leaves(std::string_view text, const std::string& file, Leaves& leaves,
@@ -185,6 +198,23 @@ bool parse_leaves(std::string_view text, const std::string& file, Leaves& leaves
                          " is not a string, a boolean or an integer of 32 bits");
     }
     return report(complaint, file, error);
+}
+
+TomlReading parse_value(std::string_view text, LeafValue& value)
+{
+    constexpr std::string_view beginning = "v=";
+    const std::string line = std::string(beginning) += text;
+    toml::parse_result parsed = toml::parse(line);
+    toml::node* node = parsed ? parsed.table().get("v") : nullptr;
+    // Blanks and comments around a value are no part of it.
+    if (node == nullptr || node->source().begin != end_of(beginning) ||
+        node->source().end != end_of(line))
+        return TomlReading::no_value;
+    auto read = leaf_value(*node);
+    if (!read)
+        return TomlReading::other_value;
+    value = std::move(*read);
+    return TomlReading::leaf_value;
 }
 
 bool parse_faults(std::string_view text, const std::string& file, std::vector<Fault>& faults,

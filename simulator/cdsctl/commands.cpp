@@ -1,0 +1,298 @@
+#include "simulator/cdsctl/commands.h"
+
+#include "simulator/cdsctl/changes.h"
+#include "simulator/cdsctl/json_text.h"
+#include "simulator/cdsctl/shipped_factory.h"
+#include "simulator/cdsctl/value_words.h"
+#include "simulator/files.h"
+#include "simulator/meter_store.h"
+#include "simulator/toml_files.h"
+#include "simulator/toml_text.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace cdsctl
+{
+
+namespace
+{
+
+using namespace simulator;
+
+void print(const std::string& text)
+{
+    std::fwrite(text.data(), 1, text.size(), stdout); // main looks whether it failed
+}
+
+Status fail(const std::string& error)
+{
+    complain(error);
+    return store_failed;
+}
+
+Status fail(const std::string& file, const char* what)
+{
+    return fail(file + ": " + what + ": " + std::strerror(errno));
+}
+
+bool has_folder(const Request& request)
+{
+    if (request.folder.empty())
+        complain("no meter is named: give -C DIR or set METER_SIM_DIR");
+    return !request.folder.empty();
+}
+
+std::string file_of(const Request& request, const char* name)
+{
+    return request.folder + "/" + name;
+}
+
+bool read_store(const Request& request, Leaves& leaves)
+{
+    MeterStore store;
+    std::string error;
+    store.folder = request.folder;
+    if (!has_folder(request))
+        return false;
+    if (!refresh_leaves(store, error)) {
+        complain(error);
+        return false;
+    }
+    leaves = std::move(store.leaves);
+    return true;
+}
+
+// Says that there is no such leaf, and which one was perhaps meant.
+void complain_of_missing(const Request& request, const std::string& path, const Leaves& leaves)
+{
+    const std::string with_value = path + "/Value";
+    complain(file_of(request, store_file) + ": no leaf " + toml_string(path) +
+             (leaves.count(with_value) == 0 ? "" : " (there is " + toml_string(with_value) + ")"));
+}
+
+std::string bare_text(const LeafValue& value)
+{
+    const std::string* text = std::get_if<std::string>(&value);
+    return text == nullptr ? toml_value(value) : *text;
+}
+
+// `edit` changes the leaves and returns what the command comes to; `wrong_usage`, with the reason
+// said already, leaves the file alone. So does an edit that changes nothing.
+template <typename Edit>
+Status edit_store(const Request& request, Edit edit)
+{
+    if (!has_folder(request))
+        return store_failed;
+    MeterStore store;
+    store.folder = request.folder;
+    Status status = done;
+    const LeafEdit run = [&](Leaves& leaves, std::string&) {
+        status = edit(leaves);
+        return status != wrong_usage && leaves != store.leaves;
+    };
+    std::string error; // stays empty when `run` refuses
+    if (edit_leaves(store, run, error) || error.empty())
+        return status;
+    return fail(error);
+}
+
+// A FILE operand, which may be a pipe; "-": standard input.
+bool read_operand(const std::string& file, std::string& text)
+{
+    if (file == "-")
+        return read_to_end(STDIN_FILENO, text);
+    const OpenFile opened = open_file(AT_FDCWD, file.c_str(), O_RDONLY | O_NOCTTY);
+    return opened && read_to_end(opened.fd, text);
+}
+
+Status read_dump(const std::string& file, std::string& text, Leaves& leaves)
+{
+    const std::string shown = file == "-" ? "standard input" : file;
+    if (!read_operand(file, text))
+        return fail(shown, "cannot be read");
+    std::string error;
+    return parse_leaves(text, shown, leaves, error) ? done : fail(error);
+}
+
+// Replaces the store by the file as it stands, comments included, once it is known to be a store.
+Status replace_by(const Request& request, const std::string& file)
+{
+    std::string text;
+    Leaves leaves;
+    if (const Status status = read_dump(file, text, leaves))
+        return status;
+    std::string error;
+    return replace_store(request.folder, text, error) ? done : fail(error);
+}
+
+bool make_folder(const std::string& folder)
+{
+    return mkdir(folder.c_str(), 0777) == 0 || errno == EEXIST;
+}
+
+bool make_folders(const std::string& folder)
+{
+    for (std::size_t slash = folder.find('/', 1); slash != folder.npos;
+         slash = folder.find('/', slash + 1)) {
+        if (!make_folder(folder.substr(0, slash)))
+            return false;
+    }
+    return make_folder(folder);
+}
+
+bool is_there(int folder, const char* name)
+{
+    struct stat status;
+    return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+} // namespace
+
+void complain(const std::string& text)
+{
+    std::fprintf(stderr, "cdsctl: %s\n", text.c_str());
+}
+
+Status list_leaves(const Request& request)
+{
+    Leaves leaves;
+    if (!read_store(request, leaves))
+        return store_failed;
+    if (!request.operands.empty())
+        leaves = leaves_below(leaves, request.operands.front());
+    print(request.json ? json_leaves({leaves.begin(), leaves.end()}) + "\n" : toml_text(leaves));
+    return done;
+}
+
+Status get_leaves(const Request& request)
+{
+    Leaves leaves;
+    if (!read_store(request, leaves))
+        return store_failed;
+
+    Status status = done;
+    std::vector<FoundLeaf> found;
+    std::string text;
+    for (const std::string& path : request.operands) {
+        const auto leaf = leaves.find(path);
+        found.emplace_back(path, std::nullopt);
+        if (leaf == leaves.end()) {
+            complain_of_missing(request, path, leaves);
+            status = leaf_missing;
+        } else {
+            found.back().second = leaf->second;
+            text += bare_text(leaf->second) + "\n";
+        }
+    }
+    print(request.json ? json_leaves(found) + "\n" : text);
+    return status;
+}
+
+Status set_leaves(const Request& request)
+{
+    return edit_store(request, [&](Leaves& leaves) {
+        for (std::size_t i = 0; i < request.operands.size(); i += 2) {
+            const std::string& path = request.operands[i];
+            const auto leaf = leaves.find(path);
+            LeafValue value;
+            std::string reason;
+            if (!is_utf8(path))
+                reason = "the path is not UTF-8 text";
+            else if (read_value_word(request.operands[i + 1], request.type,
+                                     leaf == leaves.end() ? nullptr : &leaf->second, value, reason))
+                leaves[path] = value;
+            if (!reason.empty()) {
+                complain("leaf " + toml_string(path) + ": " + reason);
+                return wrong_usage;
+            }
+        }
+        return done;
+    });
+}
+
+Status clear_leaves(const Request& request)
+{
+    return edit_store(request, [&](Leaves& leaves) {
+        const Leaves before = leaves; // a path may be given twice
+        Status status = done;
+        for (const std::string& path : request.operands) {
+            leaves.erase(path);
+            if (before.count(path) == 0) {
+                complain_of_missing(request, path, before);
+                status = leaf_missing;
+            }
+        }
+        return status;
+    });
+}
+
+Status dump_store(const Request& request)
+{
+    return list_leaves(request); // all of them: no PREFIX is taken
+}
+
+Status load_store(const Request& request)
+{
+    return has_folder(request) ? replace_by(request, request.operands.front()) : store_failed;
+}
+
+Status show_differences(const Request& request)
+{
+    const std::vector<std::string>& files = request.operands;
+    std::string text;
+    Leaves before;
+    Leaves after;
+    if (files.size() == 2 && files[0] == "-" && files[1] == "-") {
+        complain("standard input can be read only once");
+        return wrong_usage;
+    }
+    if (const Status status = read_dump(files[0], text, before))
+        return status;
+    if (files.size() == 1 && !read_store(request, after))
+        return store_failed;
+    if (files.size() == 2) {
+        if (const Status status = read_dump(files[1], text, after))
+            return status;
+    }
+
+    const std::vector<Change> changes = changes_between(before, after);
+    if (request.json)
+        print(json_changes(changes) + "\n");
+    for (const Change& change : changes) {
+        if (!request.json)
+            print(change_line(change) + "\n");
+    }
+    return changes.empty() ? done : leaf_missing;
+}
+
+Status reset_store(const Request& request)
+{
+    return has_folder(request) ? replace_by(request, file_of(request, factory_file)) : store_failed;
+}
+
+Status make_meter(const Request& request)
+{
+    const std::string& folder = request.operands.front();
+    if (!make_folders(folder) || !make_folders(folder + "/jffs/downloads"))
+        return fail(folder, "cannot be made");
+    const OpenFile locked = lock_folder(folder);
+    if (!locked)
+        return fail(folder, "cannot be locked");
+    if (is_there(locked.fd, store_file)) {
+        complain(folder + ": there is a store already");
+        return wrong_usage;
+    }
+    for (const char* name : {factory_file, store_file}) {
+        if (!is_there(locked.fd, name) && !replace_file(locked.fd, name, shipped_factory))
+            return fail(folder + "/" + name, "cannot be written");
+    }
+    return done;
+}
+
+} // namespace cdsctl

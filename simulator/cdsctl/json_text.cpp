@@ -1,0 +1,56 @@
+#include "simulator/cdsctl/json_text.h"
+
+#include <nlohmann/json.hpp>
+
+namespace cdsctl
+{
+
+namespace
+{
+
+using Json = nlohmann::ordered_json; // keys stay in the order in which they are given
+
+constexpr int on_one_line = -1;
+constexpr int key_a_line = 2;
+
+Json json_value(const std::optional<simulator::LeafValue>& value)
+{
+    if (!value)
+        return nullptr;
+    return std::visit([](const auto& held) { return Json(held); }, *value);
+}
+
+// Bytes that are not UTF-8, which only a path asked for can hold, are replaced.
+std::string text_of(const Json& json, int indent)
+{
+    return json.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
+
+} // namespace
+
+std::string json_leaves(const std::vector<FoundLeaf>& leaves)
+{
+    Json object = Json::object();
+    for (const auto& [path, value] : leaves)
+        object[path] = json_value(value);
+    return text_of(object, key_a_line);
+}
+
+std::string json_changes(const std::vector<Change>& changes)
+{
+    Json object = Json::object();
+    for (const Change& change : changes)
+        object[change.path] = {{"old", json_value(change.old_value)},
+                               {"new", json_value(change.new_value)}};
+    return text_of(object, key_a_line);
+}
+
+std::string json_change(const Change& change)
+{
+    return text_of({{"path", change.path},
+                    {"old", json_value(change.old_value)},
+                    {"new", json_value(change.new_value)}},
+                   on_one_line);
+}
+
+} // namespace cdsctl
