@@ -2,11 +2,23 @@
 
 import collections
 import re
+import tomllib
 
 import pytest
 from harness import dialogue
+from harness.meter import FACTORY, Meter
 
 WAIT = re.compile(r"‹wait (\d+) s›")
+
+
+@pytest.fixture
+def meter(request):
+    """A fresh meter as shipped, kept when the test fails."""
+    made = Meter(request.node.name, tomllib.loads(FACTORY.read_text()))
+    failures = request.session.testsfailed
+    yield made
+    if request.session.testsfailed == failures:
+        made.remove()
 
 
 def pytest_collect_file(parent, file_path):
