@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -60,7 +61,8 @@ bool read_expected(int fd, std::string& text)
             return false;
         }
         if (filled == text.size()) // there is more than was expected
-            text.resize(2 * filled + 1);
+            text.resize(static_cast<std::size_t>(
+                std::min<std::uint64_t>(2 * filled + 1, largest_file + 1)));
         const ssize_t got =
             unbroken([&] { return ::read(fd, text.data() + filled, text.size() - filled); });
         if (got < 0)

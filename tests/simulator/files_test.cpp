@@ -230,3 +230,31 @@ TEST_CASE("a stamp is another one by any of its parts")
     CHECK_FALSE(stamp == FileStamp{1, 2, 3, 9, 5});
     CHECK_FALSE(stamp == FileStamp{1, 2, 3, 4, 9});
 }
+
+TEST_CASE("all that is left of a pipe is read, whatever pieces it comes in")
+{
+    int ends[2];
+    REQUIRE(pipe(ends) == 0);
+    const OpenFile reader(ends[0]);
+    const std::string piece(3000, 'x');
+    const int writer = start_process([&] {
+        for (int i = 0; i < 50; ++i) {
+            if (write(ends[1], piece.data(), piece.size()) != static_cast<ssize_t>(piece.size()))
+                return 1;
+        }
+        return 0;
+    });
+    close(ends[1]);
+    std::string text = "left from before";
+    CHECK(read_to_end(reader.fd, text));
+    CHECK(text == std::string(150000, 'x'));
+    CHECK(wait_for_process(writer) == 0);
+}
+
+TEST_CASE("what has no end is refused once it is larger than any store")
+{
+    const OpenFile endless = open_file(AT_FDCWD, "/dev/zero", O_RDONLY);
+    std::string text;
+    CHECK_FALSE(read_to_end(endless.fd, text));
+    CHECK(errno == EFBIG);
+}

@@ -1,4 +1,5 @@
 #include "simulator/toml_files.h"
+#include "simulator/toml_text.h"
 
 #include <doctest/doctest.h>
 
@@ -159,4 +160,25 @@ TEST_CASE("a faults file that is not as it must be is refused by line and reason
           "faults.toml:2: \"fault\" must be [[fault]] tables");
     CHECK(fault_error("\nfault = [{call = \"set_leaf\"}, 1]\n") ==
           "faults.toml:2: \"fault\" must be [[fault]] tables");
+}
+
+TEST_CASE("a text is one TOML value only from its first byte to its last")
+{
+    const auto read = [](const std::string& text) {
+        LeafValue value = std::string("left alone");
+        const TomlReading reading = parse_value(text, value);
+        return std::to_string(static_cast<int>(reading)) + " " + toml_value(value);
+    };
+    const std::string none = "0 \"left alone\"";
+    const std::string other = "2 \"left alone\"";
+    CHECK(read("-5") == "1 -5");
+    CHECK(read("\"\xC3\xA4\"") == "1 \"\xC3\xA4\"");
+    CHECK(read("'''a\nb'''") == "1 \"a\\nb\"");
+    CHECK(read("1.5") == other);
+    CHECK(read("[\n1\n]") == other);
+    for (const char* text :
+         {"", "x", " 5", "5 ", "5#", "5\n", "\n5", "5\nw=6", "5\n[t]", "'", "1,2"}) {
+        CAPTURE(text);
+        CHECK(read(text) == none);
+    }
 }
