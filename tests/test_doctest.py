@@ -7,7 +7,7 @@ import subprocess
 import pytest
 from harness.program import BUILD, command
 
-PROGRAMS = ("unit-tests", "simulator-tests")
+PROGRAMS = ("unit-tests", "simulator-tests", "cdsctl-tests")
 LIMIT = 120
 
 

@@ -279,7 +279,7 @@ Status reset_store(const Request& request)
 Status make_meter(const Request& request)
 {
     const std::string& folder = request.operands.front();
-    if (!make_folders(folder) || !make_folders(folder + "/jffs/downloads"))
+    if (!make_folders(folder))
         return fail(folder, "cannot be made");
     const OpenFile locked = lock_folder(folder);
     if (!locked)
@@ -288,6 +288,8 @@ Status make_meter(const Request& request)
         complain(folder + ": there is a store already");
         return wrong_usage;
     }
+    if (!make_folders(folder + "/jffs/downloads"))
+        return fail(folder + "/jffs/downloads", "cannot be made");
     for (const char* name : {factory_file, store_file}) {
         if (!is_there(locked.fd, name) && !replace_file(locked.fd, name, shipped_factory))
             return fail(folder + "/" + name, "cannot be written");

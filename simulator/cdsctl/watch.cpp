@@ -23,8 +23,9 @@ namespace
 
 using namespace simulator;
 
-// A file that is being written in place is looked at when its writer closes it.
-constexpr std::uint32_t file_events = IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVE;
+// A file that is made or written in place is looked at when its writer closes it: before that it
+// would be taken for an empty store.
+constexpr std::uint32_t file_events = IN_CLOSE_WRITE | IN_DELETE | IN_MOVE;
 constexpr std::uint32_t end_events = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT;
 
 OpenFile catch_end_signals()

@@ -7,6 +7,7 @@ import shlex
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("BUILD_DIR") or REPOSITORY / "build" / "host").resolve()
 UTILITY = BUILD / "meter-settings"
+CDSCTL = BUILD / "cdsctl"
 
 # A command put before the program, for instance an emulator of the meter's processor.
 RUN_WITH = shlex.split(os.environ.get("RUN_WITH", ""))

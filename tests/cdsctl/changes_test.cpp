@@ -1,0 +1,75 @@
+#include "simulator/cdsctl/changes.h"
+
+#include <doctest/doctest.h>
+
+using namespace cdsctl;
+using simulator::Leaves;
+
+namespace
+{
+
+// Each change as its line, all in one text.
+std::string shown(const Leaves& before, const Leaves& after)
+{
+    std::string lines;
+    for (const Change& change : changes_between(before, after))
+        lines += change_line(change) + "\n";
+    return lines;
+}
+
+std::string paths_below(const std::string& prefix)
+{
+    const Leaves leaves = {{"", 0},      {"/", 0},      {"/a", 0},  {"/a b/c", 0}, {"/a/b", 0},
+                           {"/a/b/", 0}, {"/a/b/c", 0}, {"/ab", 0}, {"b", 0}};
+    std::string paths;
+    for (const auto& [path, value] : leaves_below(leaves, prefix))
+        paths += "[" + path + "]";
+    return paths;
+}
+
+} // namespace
+
+TEST_CASE("leaves that are the same on both sides are no change")
+{
+    CHECK(shown({}, {}) == "");
+    CHECK(shown({{"/a", 1}, {"/b", true}}, {{"/a", 1}, {"/b", true}}) == "");
+}
+
+TEST_CASE("new, cleared and changed leaves are told apart, sorted by path")
+{
+    CHECK(
+        shown({{"/b", 1}, {"/c", 1}, {"/e", 1}}, {{"/a", 1}, {"/c", 2}, {"/d", true}, {"/e", 1}}) ==
+        "/a: (new) -> 1\n/b: 1 -> (cleared)\n/c: 1 -> 2\n/d: (new) -> true\n");
+    CHECK(shown({}, {{"/a", 1}, {"/b", 2}}) == "/a: (new) -> 1\n/b: (new) -> 2\n");
+    CHECK(shown({{"/a", 1}, {"/b", 2}}, {}) == "/a: 1 -> (cleared)\n/b: 2 -> (cleared)\n");
+}
+
+TEST_CASE("another type is a change although it reads alike")
+{
+    CHECK(shown({{"/a", 1}}, {{"/a", true}}) == "/a: 1 -> true\n");
+    CHECK(shown({{"/a", 1}}, {{"/a", std::string("1")}}) == "/a: 1 -> \"1\"\n");
+}
+
+TEST_CASE("a change stays on one line whatever its path and texts hold")
+{
+    CHECK(shown({{"/a\nb", std::string("c\nd")}}, {}) == "\"/a\\nb\": \"c\\nd\" -> (cleared)\n");
+    CHECK(shown({}, {{"/\xC3\xA4 \"b", 1}}) == "/\xC3\xA4 \"b: (new) -> 1\n");
+}
+
+TEST_CASE("a prefix is whole path components")
+{
+    CHECK(paths_below("/a") == "[/a][/a/b][/a/b/][/a/b/c]");
+    CHECK(paths_below("/a/b") == "[/a/b][/a/b/][/a/b/c]");
+    CHECK(paths_below("/a/b/c") == "[/a/b/c]");
+    CHECK(paths_below("/a b") == "[/a b/c]");
+    CHECK(paths_below("/a/b/c/d") == "");
+    CHECK(paths_below("b") == "[b]");
+    CHECK(paths_below("a") == "");
+}
+
+TEST_CASE("a slash at the end of a prefix adds nothing")
+{
+    CHECK(paths_below("/a/") == paths_below("/a"));
+    CHECK(paths_below("/a//") == paths_below("/a"));
+    CHECK(paths_below("/") == "[][/][/a][/a b/c][/a/b][/a/b/][/a/b/c][/ab]");
+}

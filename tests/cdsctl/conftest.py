@@ -1,0 +1,42 @@
+import subprocess
+
+import pytest
+from harness.program import CDSCTL, STEP_LIMIT, command
+
+
+@pytest.fixture
+def cdsctl(meter):
+    """Runs cdsctl on the test's meter: cdsctl("get", PATH, ...)."""
+
+    def run(*arguments, keys="", environment=None):
+        if environment is None:
+            environment = meter.environment()
+        return subprocess.run(command(CDSCTL, *arguments), env=environment, input=keys,
+                              capture_output=True, encoding="utf-8", errors="surrogateescape",
+                              timeout=STEP_LIMIT, check=False)
+
+    return run
+
+
+@pytest.fixture
+def answer(cdsctl):
+    """What cdsctl prints when it succeeds, and says nothing else."""
+
+    def run(*arguments, **options):
+        done = cdsctl(*arguments, **options)
+        assert (done.returncode, done.stderr) == (0, ""), done
+        return done.stdout
+
+    return run
+
+
+@pytest.fixture
+def refusal(cdsctl):
+    """What cdsctl says on standard error when it ends with `status` and prints nothing."""
+
+    def run(status, *arguments, **options):
+        done = cdsctl(*arguments, **options)
+        assert (done.returncode, done.stdout) == (status, ""), done
+        return done.stderr
+
+    return run

@@ -1,0 +1,60 @@
+"""cdsctl's command line: help, version, and what is wrong usage."""
+
+import re
+
+import pytest
+from harness.program import REPOSITORY
+
+COMMANDS = ["list", "get", "set", "clear", "watch", "dump", "load", "diff", "reset", "init"]
+
+
+def test_help_names_every_command(answer):
+    for option in ("--help", "-h"):
+        text = answer(option, environment={})
+        assert re.findall(r"^  ([a-z]+) ", text, re.M) == COMMANDS
+        assert "Usage: cdsctl [OPTIONS] [COMMAND]" in text
+
+
+@pytest.mark.parametrize("name", COMMANDS)
+def test_every_command_has_help_with_its_operands(answer, name):
+    for words in ((name, "--help"), ("--help", name), (name, "x", "-h")):
+        text = answer(*words, environment={})
+        assert re.search(rf"^Usage: cdsctl {name}[A-Z \[\].]*\[OPTIONS\]$", text, re.M), text
+    assert ("--json" in text) == (name in ("list", "get", "watch", "diff"))
+    assert ("--type" in text) == (name == "set")
+
+
+def test_version_is_that_of_the_project(answer):
+    version = re.search(r"project\(\w+ VERSION ([\d.]+)", (REPOSITORY / "CMakeLists.txt").read_text())[1]
+    assert answer("--version", environment={}) == f"cdsctl {version}\n"
+
+
+@pytest.mark.parametrize("arguments, said", [
+    ((), "a command is needed"),
+    (("sett", "/a", "1"), "unknown command sett"),
+    (("--nope",), "--nope"),
+    (("get",), "usage: cdsctl get PATH..."),
+    (("set", "/a"), "usage: cdsctl set PATH VALUE [PATH VALUE]..."),
+    (("set", "/a", "1", "/b"), "usage: cdsctl set"),
+    (("set", "--tpye", "int", "/a", "1"), "--tpye"),
+    (("set", "/a", "1", "--tpye", "int"), "--tpye"),
+    (("set", "--type", "float", "/a", "1"), "--type"),
+    (("set", "/a", "1", "--type"), "--type"),
+    (("clear",), "usage: cdsctl clear PATH..."),
+    (("list", "/a", "/b"), "usage: cdsctl list [PREFIX]"),
+    (("list", "--type", "int"), "--type"),
+    (("set", "--json", "/a", "1"), "--json"),
+    (("dump", "x"), "usage: cdsctl dump"),
+    (("load",), "usage: cdsctl load FILE"),
+    (("diff",), "usage: cdsctl diff FILE [FILE]"),
+    (("diff", "a", "b", "c"), "usage: cdsctl diff"),
+    (("reset", "x"), "usage: cdsctl reset"),
+    (("init",), "usage: cdsctl init DIR"),
+    (("get", "-5"), "-5"),
+    (("list", "-C"), "-C"),
+])
+def test_wrong_usage_is_told_and_touches_nothing(meter, refusal, arguments, said):
+    text = refusal(2, *arguments)
+    assert text.startswith("cdsctl: ") and said in text
+    assert re.search(r"\nTry 'cdsctl( [a-z]+)? --help'\.\n$", text)
+    assert meter.difference() == ["unchanged"]

@@ -1,0 +1,183 @@
+"""cdsctl list, get, dump and diff: what they print, and what they say of what is not there."""
+
+import json
+import os
+import subprocess
+import tomllib
+
+import pytest
+from harness.meter import FACTORY, toml_text
+from harness.program import CDSCTL, STEP_LIMIT, command
+
+ENCLOSURE = "/VMIC/Enclosure/Value"
+FORM = "/VMC/PrimCfg/Form/Value"
+
+
+def store_of(meter, text):
+    (meter.folder / "store.toml").write_text(text)
+
+
+# list and dump
+
+def test_list_and_dump_print_the_whole_store_as_the_store_writes_it(meter, answer):
+    everything = toml_text(tomllib.loads(FACTORY.read_text()))
+    assert answer("list") == everything
+    assert answer("dump") == everything
+
+
+def test_list_prints_what_is_at_or_below_a_prefix_of_whole_components(meter, answer):
+    store_of(meter, '"/VMIC" = 1\n"/VMICX/a" = 2\n"/VMIC/b" = 3\n"/VMI" = 4\n')
+    assert answer("list", "/VMIC") == '"/VMIC" = 1\n"/VMIC/b" = 3\n'
+    assert answer("list", "/VMIC/") == answer("list", "/VMIC")
+    assert answer("list", "/") == answer("list")
+    assert answer("list", "/V") == ""
+
+
+def test_what_list_and_dump_print_is_taken_by_load(meter, answer):
+    store_of(meter, r'"/a \"quoted\"\\path" = "line\nbreak\t\u0001 ä \"x\""' + '\n"/b" = -5\n')
+    before = meter.leaves()
+    for command in ("list", "dump"):
+        text = answer(command)
+        assert answer("clear", *before) == ""
+        assert meter.leaves() == {}
+        answer("load", "-", keys=text)
+        assert meter.leaves() == before
+
+
+def test_list_as_json_is_one_object(meter, answer):
+    store_of(meter, '"/b" = "ä \\"x\\""\n"/a/1" = true\n"/a/2" = -5\n')
+    assert json.loads(answer("list", "--json")) == {"/a/1": True, "/a/2": -5, "/b": 'ä "x"'}
+    assert json.loads(answer("list", "--json", "/a")) == {"/a/1": True, "/a/2": -5}
+    assert json.loads(answer("--json", "list", "/none")) == {}
+
+
+# get
+
+def test_get_prints_the_values_alone_in_the_order_asked_for(answer):
+    assert answer("get", FORM, ENCLOSURE, "/VMIC/Options/PQ/Value", FORM) == "3\nS\ntrue\n3\n"
+
+
+def test_get_prints_a_text_as_it_is(meter, answer):
+    store_of(meter, '"/a" = "x \\"y\\"\\n\\\\ ä"\n"/b" = ""\n')
+    assert answer("get", "/a", "/b") == 'x "y"\n\\ ä\n\n'
+
+
+def test_get_names_every_missing_leaf_and_prints_the_others(meter, cdsctl):
+    done = cdsctl("get", "/nope", ENCLOSURE, "/VMIC/SerialNumber", FORM)
+    assert done.returncode == 1
+    assert done.stdout == "S\n3\n"
+    store = meter.folder / "store.toml"
+    assert done.stderr.splitlines() == [
+        f'cdsctl: {store}: no leaf "/nope"',
+        f'cdsctl: {store}: no leaf "/VMIC/SerialNumber" (there is "/VMIC/SerialNumber/Value")']
+
+
+def test_get_as_json_has_null_for_a_missing_leaf(cdsctl, answer):
+    done = cdsctl("get", "--json", "/nope", ENCLOSURE)
+    assert done.returncode == 1
+    assert json.loads(done.stdout) == {"/nope": None, ENCLOSURE: "S"}
+    assert 'no leaf "/nope"' in done.stderr
+    assert list(json.loads(answer("get", "--json", FORM, ENCLOSURE))) == [FORM, ENCLOSURE]
+
+
+# diff
+
+@pytest.fixture
+def dumped(meter):
+    """A dump that two leaves of the meter have left behind since, and one is new."""
+    dump = meter.top / "dump.toml"
+    dump.write_text(toml_text(meter.leaves()))
+    meter.change({FORM: 5, "/VMIC/Extra/Value": 'a "b"'}, [ENCLOSURE])
+    return dump
+
+
+DIFFERENCE = (f"{FORM}: 3 -> 5\n"
+              f'{ENCLOSURE}: "S" -> (cleared)\n'
+              '/VMIC/Extra/Value: (new) -> "a \\"b\\""\n')
+
+
+def test_diff_tells_what_changed_since_a_dump(cdsctl, dumped):
+    done = cdsctl("diff", str(dumped))
+    assert (done.returncode, done.stdout, done.stderr) == (1, DIFFERENCE, "")
+
+
+def test_diff_tells_what_changed_between_two_dumps_without_a_meter(meter, cdsctl, dumped):
+    later = meter.folder / "store.toml"
+    done = cdsctl("diff", str(dumped), str(later), environment={"PATH": os.environ["PATH"]})
+    assert (done.returncode, done.stdout, done.stderr) == (1, DIFFERENCE, "")
+    back = cdsctl("diff", str(later), str(dumped))
+    assert f"{FORM}: 5 -> 3\n" in back.stdout and f'{ENCLOSURE}: (new) -> "S"\n' in back.stdout
+
+
+def test_diff_of_equal_leaves_is_quiet_whatever_the_order(meter, answer):
+    again = meter.top / "again.toml"
+    again.write_text("# the same\n" + "".join(reversed(answer("dump").splitlines(True))))
+    assert answer("diff", str(again)) == ""
+    assert json.loads(answer("diff", "--json", str(again))) == {}
+
+
+def test_diff_as_json_is_one_object_with_null_for_no_leaf(cdsctl, dumped):
+    done = cdsctl("diff", "--json", str(dumped))
+    assert done.returncode == 1
+    assert json.loads(done.stdout) == {
+        FORM: {"old": 3, "new": 5},
+        ENCLOSURE: {"old": "S", "new": None},
+        "/VMIC/Extra/Value": {"old": None, "new": 'a "b"'}}
+
+
+def test_diff_reads_a_pipe_and_standard_input(meter, cdsctl, dumped):
+    assert cdsctl("diff", "-", keys=dumped.read_text()).stdout == DIFFERENCE
+    done = cdsctl("diff", "/dev/stdin", keys=dumped.read_text())
+    assert done.stdout == DIFFERENCE
+
+
+def test_diff_does_not_confuse_a_difference_with_a_file_that_cannot_be_read(meter, refusal):
+    missing = meter.top / "no such file"
+    assert str(missing) + ": cannot be read: No such file" in refusal(3, "diff", str(missing))
+    broken = meter.top / "broken.toml"
+    broken.write_text('"/a" = 1\n"/b" = 1.5\n')
+    assert f"{broken}:2: leaf \"/b\" is not" in refusal(3, "diff", str(broken))
+    assert "standard input:1:" in refusal(3, "diff", "-", keys="no TOML")
+    refusal(2, "diff", "-", "-")
+
+
+# A store that cannot be read
+
+COMMANDS = [("list",), ("get", "/a"), ("get", "--json", "/a"), ("set", "/a", "1"), ("clear", "/a"), ("watch",),
+            ("dump",), ("diff", "/dev/null")]
+
+
+@pytest.mark.parametrize("arguments", COMMANDS, ids=" ".join)
+def test_a_broken_store_is_told_with_its_line_and_is_no_missing_leaf(meter, refusal, arguments):
+    store_of(meter, '"/a" = 1\n"/b" = \n')
+    assert f"cdsctl: {meter.folder}/store.toml:2: " in refusal(3, *arguments)
+    assert (meter.folder / "store.toml").read_text() == '"/a" = 1\n"/b" = \n'
+
+
+@pytest.mark.parametrize("arguments", COMMANDS, ids=" ".join)
+def test_a_store_that_is_not_there_is_no_missing_leaf(meter, refusal, arguments):
+    (meter.folder / "store.toml").unlink()
+    said = refusal(3, *arguments)
+    assert said == f"cdsctl: {meter.folder}/store.toml: cannot be read: No such file or directory\n"
+
+
+@pytest.mark.parametrize("arguments", [*COMMANDS, ("load", "/dev/null"), ("reset",)], ids=" ".join)
+def test_no_meter_is_named(refusal, arguments):
+    for environment in ({}, {"METER_SIM_DIR": ""}):
+        assert "METER_SIM_DIR" in refusal(3, *arguments, environment=environment)
+
+
+def test_the_option_c_names_the_folder_before_the_environment(meter, answer):
+    elsewhere = {"METER_SIM_DIR": "/nonexistent"}
+    for option in (("-C", str(meter.folder)), (f"-C{meter.folder}",)):
+        assert answer(*option, "get", ENCLOSURE, environment=elsewhere) == "S\n"
+        assert answer("get", *option, ENCLOSURE, environment=elsewhere) == "S\n"
+        assert answer("get", ENCLOSURE, *option, environment={}) == "S\n"
+
+
+def test_an_output_that_cannot_be_written_is_told(meter):
+    with open("/dev/full", "w") as full:
+        done = subprocess.run(command(CDSCTL, "list"), env=meter.environment(), stdout=full,
+                              stderr=subprocess.PIPE, text=True, timeout=STEP_LIMIT)
+    assert done.returncode == 3
+    assert done.stderr == "cdsctl: standard output: No space left on device\n"

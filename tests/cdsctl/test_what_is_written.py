@@ -1,0 +1,240 @@
+"""cdsctl set, clear, load, reset and init: what becomes of the store, and what is refused."""
+
+import os
+import stat
+import subprocess
+
+import pytest
+from harness.meter import FACTORY
+from harness.program import CDSCTL, STEP_LIMIT, command
+
+ENCLOSURE = "/VMIC/Enclosure/Value"
+FORM = "/VMC/PrimCfg/Form/Value"
+NEW = "/VMIC/Extra/Value"
+
+
+@pytest.fixture
+def store(meter):
+    """The store's file, with a comment that any write would lose."""
+    file = meter.folder / "store.toml"
+    file.write_text("# as it was\n" + file.read_text())
+    return file
+
+
+def state_of(file):
+    """Changes with every write, also with one of the same bytes."""
+    status = file.stat()
+    return status.st_ino, status.st_mtime_ns, status.st_ctime_ns, file.read_bytes()
+
+
+# set
+
+def test_set_is_quiet_and_writes_sorted_keys(meter, answer, store):
+    assert answer("set", ENCLOSURE, "RK") == ""
+    assert meter.difference() == [f'~ "{ENCLOSURE}" = "S" -> "RK"']
+    lines = store.read_text().splitlines()
+    assert lines == sorted(lines) and not lines[0].startswith("#")
+
+
+def test_set_writes_several_leaves_in_one_replacement(meter, answer, store):
+    before = store.stat().st_ino
+    os.link(store, meter.top / "kept")  # so that the number of the old file is not used again
+    answer("set", ENCLOSURE, "RK", FORM, "5", NEW, "true")
+    assert meter.difference() == [f'~ "{FORM}" = 3 -> 5', f'~ "{ENCLOSURE}" = "S" -> "RK"', f'+ "{NEW}" = true']
+    assert store.stat().st_ino != before
+    assert sorted(os.listdir(meter.folder)) == ["store.toml"]
+
+
+@pytest.mark.parametrize("word, value", [
+    ("-5", -5), ("--", "--"), ("-x", "-x"), ("--tpye", "--tpye"), ("-", "-"), ("", ""), ("[1.2", "[1.2"),
+    ("[None]", "[None]"), ("a,b", "a,b"), ("list", "list"), ("5", 5), ('"5"', "5"), ("true", True), ("ä b", "ä b")])
+def test_a_word_in_the_place_of_a_value_is_a_value(meter, answer, word, value):
+    if word == "--":
+        answer("set", "--", NEW, word)
+    else:
+        answer("set", NEW, word)
+    assert meter.leaves()[NEW] == value
+    assert type(meter.leaves()[NEW]) is type(value)
+
+
+def test_after_two_dashes_every_word_is_an_operand(meter, answer):
+    answer("set", "--", NEW, "--help", "-C", "-5", "--", "x")
+    assert {path: meter.leaves()[path] for path in (NEW, "-C", "--")} == {NEW: "--help", "-C": -5, "--": "x"}
+    assert answer("get", "--", "-C") == "-5\n"
+    answer("clear", "--", "-C", "--")
+    assert meter.difference() == [f'+ "{NEW}" = "--help"']
+
+
+@pytest.mark.parametrize("arguments", [
+    ("--type", "string", NEW, "-5"), (NEW, "-5", "--type", "string"), (NEW, "--type=string", "-5"),
+    ("--type", "string", "--", NEW, "-5")])
+def test_options_may_stand_anywhere(meter, answer, arguments):
+    answer("set", *arguments)
+    assert meter.leaves()[NEW] == "-5"
+
+
+def test_a_leaf_keeps_its_type(meter, answer):
+    answer("set", "/VMIC/SerialNumber/Value", "5", FORM, "0x10", "/VMIC/Options/PQ/Value", "false")
+    assert meter.difference() == [
+        f'~ "{FORM}" = 3 -> 16', '~ "/VMIC/Options/PQ/Value" = true -> false',
+        '~ "/VMIC/SerialNumber/Value" = "091512345" -> "5"']
+
+
+def test_a_text_read_with_get_is_set_as_it_was(meter, answer):
+    for text in ('"quoted"', "'x'", "5", "true", " a ", "a\nb", "\\n", "# x"):
+        answer("set", ENCLOSURE, text)
+        assert answer("get", ENCLOSURE) == text + "\n"
+
+
+@pytest.mark.parametrize("arguments, why", [
+    ((FORM, "x"), f'leaf "{FORM}": "x" is not an integer of 32 bits'),
+    ((FORM, "2147483648"), f'leaf "{FORM}": "2147483648" is not an integer of 32 bits'),
+    (("/VMIC/Options/PQ/Value", "1"), 'leaf "/VMIC/Options/PQ/Value": "1" is not true or false'),
+    ((NEW, "1.5"), f'leaf "{NEW}": "1.5" is not a string, a boolean or an integer of 32 bits'),
+    (("--type", "bool", NEW, "5"), f'leaf "{NEW}": "5" is not true or false'),
+    ((ENCLOSURE, "RK", FORM, "x"), f'leaf "{FORM}"'),
+    ((ENCLOSURE, "\udcff"), f'leaf "{ENCLOSURE}": "\udcff" is not UTF-8 text'),
+    (("/\udcff", "1"), 'leaf "/\udcff": the path is not UTF-8 text'),
+])
+def test_a_value_that_does_not_fit_is_refused_and_nothing_is_written(refusal, store, arguments, why):
+    before = state_of(store)
+    assert why in refusal(2, "set", *arguments)
+    assert state_of(store) == before
+
+
+@pytest.mark.parametrize("arguments", [
+    (ENCLOSURE, "S"), (FORM, "3"), (FORM, "+3", ENCLOSURE, "S"), (FORM, "5", FORM, "3")])
+def test_what_is_set_already_leaves_the_file_untouched(answer, store, arguments):
+    before = state_of(store)
+    answer("set", *arguments)
+    assert state_of(store) == before
+
+
+def test_the_same_number_as_another_type_is_written(meter, answer):
+    answer("set", "--type", "string", FORM, "3")
+    assert meter.difference() == [f'~ "{FORM}" = 3 -> "3"']
+
+
+def test_writers_at_the_same_time_lose_nothing(meter):
+    writers = [subprocess.Popen(command(CDSCTL, "set", f"/new/{i}", str(i)), env=meter.environment())
+               for i in range(12)]
+    assert [writer.wait(STEP_LIMIT) for writer in writers] == [0] * 12
+    assert meter.difference() == sorted(f'+ "/new/{i}" = {i}' for i in range(12))
+
+
+def test_the_file_keeps_its_permissions(answer, store):
+    store.chmod(0o640)
+    answer("set", FORM, "5")
+    assert stat.S_IMODE(store.stat().st_mode) == 0o640
+
+
+# clear
+
+def test_clear_removes_leaves_in_one_replacement(meter, answer):
+    assert answer("clear", ENCLOSURE, FORM, ENCLOSURE) == ""
+    assert meter.difference() == [f'- "{FORM}" = 3', f'- "{ENCLOSURE}" = "S"']
+
+
+def test_clear_names_every_missing_leaf_and_removes_the_others(meter, refusal):
+    said = refusal(1, "clear", "/nope", ENCLOSURE, "/VMIC/SerialNumber")
+    assert said.splitlines() == [
+        f'cdsctl: {meter.folder}/store.toml: no leaf "/nope"',
+        f'cdsctl: {meter.folder}/store.toml: no leaf "/VMIC/SerialNumber" '
+        '(there is "/VMIC/SerialNumber/Value")']
+    assert meter.difference() == [f'- "{ENCLOSURE}" = "S"']
+
+
+def test_clear_of_what_is_not_there_leaves_the_file_untouched(refusal, store):
+    before = state_of(store)
+    refusal(1, "clear", "/nope")
+    assert state_of(store) == before
+
+
+# load and reset
+
+def test_load_replaces_the_store_by_the_file_as_it_stands(meter, answer, store):
+    dump = meter.top / "dump"
+    dump.write_text('# with a comment\n"/b" = 1\n"/a" = "x"\n')
+    assert answer("load", str(dump)) == ""
+    assert store.read_text() == dump.read_text()
+
+
+@pytest.mark.parametrize("text, line", [("no TOML", 1), ('"/a" = 1\n"/b" = 1.5\n', 2), ('[table]\na = 1\n', 1),
+                                        ('"/a" = 1\n"/a" = 2\n', 2), ('"/a" = "\udcff"\n', 1)])
+def test_load_checks_before_it_replaces(meter, refusal, store, text, line):
+    before = state_of(store)
+    dump = meter.top / "dump"
+    dump.write_text(text, errors="surrogateescape")
+    assert f"cdsctl: {dump}:{line}: " in refusal(3, "load", str(dump))
+    assert f"cdsctl: standard input:{line}: " in refusal(3, "load", "-", keys=text)
+    assert "no such file: cannot be read" in refusal(3, "load", str(meter.top / "no such file"))
+    assert state_of(store) == before
+
+
+def test_load_mends_a_broken_store_and_makes_a_missing_one(meter, answer, store):
+    for spoil in (lambda: store.write_text("broken"), store.unlink):
+        spoil()
+        answer("load", "-", keys='"/a" = 1\n')
+        assert meter.leaves() == {"/a": 1}
+
+
+def test_reset_restores_the_factory_file(meter, answer, store):
+    (meter.folder / "factory.toml").write_text('# factory\n"/a" = 1\n')
+    assert answer("reset") == ""
+    assert store.read_text() == '# factory\n"/a" = 1\n'
+
+
+def test_reset_says_that_there_is_no_factory_file_or_that_it_is_broken(meter, refusal, store):
+    before = state_of(store)
+    factory = meter.folder / "factory.toml"
+    assert refusal(3, "reset") == f"cdsctl: {factory}: cannot be read: No such file or directory\n"
+    factory.write_text('"/a" = 1\n"/b" =\n')
+    assert f"cdsctl: {factory}:2: " in refusal(3, "reset")
+    assert state_of(store) == before
+
+
+def test_a_folder_that_is_not_there_is_a_store_that_cannot_be_written(meter, refusal):
+    for arguments in (("set", "/a", "1"), ("clear", "/a"), ("load", "/dev/null")):
+        said = refusal(3, "-C", str(meter.top / "none"), *arguments)
+        assert said == f"cdsctl: {meter.top}/none: cannot be locked: No such file or directory\n"
+
+
+def test_a_name_that_cannot_be_written_is_told(meter, refusal, store):
+    (meter.folder / "store.toml.new").mkdir()  # where the new file would be made
+    before = state_of(store)
+    assert f"cdsctl: {store}: cannot be written: " in refusal(3, "set", FORM, "5")
+    assert state_of(store) == before
+
+
+# init
+
+def test_init_makes_a_meter_as_shipped(meter, answer):
+    folder = meter.top / "new" / "meter"
+    assert answer("init", str(folder), environment={}) == ""
+    shipped = FACTORY.read_bytes()
+    assert (folder / "store.toml").read_bytes() == shipped
+    assert (folder / "factory.toml").read_bytes() == shipped
+    assert (folder / "jffs" / "downloads").is_dir()
+    answer("-C", str(folder), "set", FORM, "5")
+    answer("-C", str(folder), "reset")
+    assert (folder / "store.toml").read_bytes() == shipped
+
+
+def test_init_refuses_a_folder_that_holds_a_store(meter, refusal, store):
+    store.write_text("broken")
+    before = state_of(store)
+    assert refusal(2, "init", str(meter.folder)) == f"cdsctl: {meter.folder}: there is a store already\n"
+    assert state_of(store) == before
+    assert sorted(os.listdir(meter.folder)) == ["store.toml"]
+
+
+def test_init_keeps_a_factory_file_that_is_there(meter, answer, store):
+    store.unlink()
+    (meter.folder / "factory.toml").write_text('"/a" = 1\n')
+    answer("init", str(meter.folder) + "/")
+    assert store.read_bytes() == FACTORY.read_bytes()
+    assert (meter.folder / "factory.toml").read_text() == '"/a" = 1\n'
+
+
+def test_init_tells_a_folder_that_cannot_be_made(meter, refusal, store):
+    assert f"cdsctl: {store}/meter: cannot be made: Not a directory" in refusal(3, "init", f"{store}/meter")
