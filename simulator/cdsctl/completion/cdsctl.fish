@@ -1,0 +1,86 @@
+# Completion of cdsctl for fish: commands, options, leaf paths and values.
+
+# Prints the command and its operands, one a line, and before them the folder that -C names.
+function __cdsctl_words
+    set -l folder
+    set -l words
+    set -l tokens (commandline -opc)[2..]
+    while set -q tokens[1]
+        switch $tokens[1]
+            case -C
+                set folder $tokens[2]
+                set -e tokens[1]
+            case '-C*'
+                set folder (string sub -s 3 -- $tokens[1])
+            case --type
+                set -e tokens[1]
+            case '-?*'
+                # In the place of a value it is one.
+                if test "$words[1]" = set; and test (math (count $words) % 2) -eq 0
+                    set -a words $tokens[1]
+                end
+            case '*'
+                set -a words $tokens[1]
+        end
+        set -e tokens[1]
+    end
+    printf '%s\n' "$folder" $words
+end
+
+# True when the command is one of $argv; without any, when there is none yet.
+function __cdsctl_command_is
+    set -l words (__cdsctl_words)
+    contains -- "$words[2]" $argv; or test -z "$words[2]$argv"
+end
+
+function __cdsctl_on_meter
+    set -l folder (__cdsctl_words)[1]
+    if test -n "$folder"
+        cdsctl -C (string replace -r '^~/' ~/ -- $folder) $argv 2>/dev/null
+    else
+        cdsctl $argv 2>/dev/null
+    end
+end
+
+# The value of a leaf is its description.
+function __cdsctl_paths
+    __cdsctl_on_meter list | string replace -rf '^"([^"\\\\]*)" = (.*)' '$1\t$2'
+end
+
+function __cdsctl_paths_or_value
+    set -l words (__cdsctl_words)
+    if test (math (count $words) % 2) -eq 0
+        __cdsctl_paths
+        return
+    end
+    set -l value (__cdsctl_on_meter get -- $words[-1])
+    switch "$value"
+        case true false
+            printf '%s\n' true false
+        case '?*'
+            printf '%s\n' $value
+    end
+end
+
+complete -c cdsctl -f
+complete -c cdsctl -s h -l help -d 'Print help and exit'
+complete -c cdsctl -l version -d 'Print the version and exit'
+complete -c cdsctl -s C -x -a '(__fish_complete_directories)' -d 'The folder of the meter'
+complete -c cdsctl -n '__cdsctl_command_is list get watch diff' -l json -d 'Print JSON'
+complete -c cdsctl -n '__cdsctl_command_is set' -l type -x -a 'bool int string' -d 'The type of the values'
+
+complete -c cdsctl -n __cdsctl_command_is -a list -d 'Print leaves as PATH = VALUE'
+complete -c cdsctl -n __cdsctl_command_is -a get -d 'Print the values of leaves'
+complete -c cdsctl -n __cdsctl_command_is -a set -d 'Set leaves, all of them in one write'
+complete -c cdsctl -n __cdsctl_command_is -a clear -d 'Remove leaves'
+complete -c cdsctl -n __cdsctl_command_is -a watch -d 'Print each leaf that changes'
+complete -c cdsctl -n __cdsctl_command_is -a dump -d 'Print the whole store as TOML'
+complete -c cdsctl -n __cdsctl_command_is -a load -d 'Replace the store by a dump'
+complete -c cdsctl -n __cdsctl_command_is -a diff -d 'Print what differs'
+complete -c cdsctl -n __cdsctl_command_is -a reset -d 'Restore the factory defaults'
+complete -c cdsctl -n __cdsctl_command_is -a init -d 'Make the folder of a new meter'
+
+complete -c cdsctl -n '__cdsctl_command_is list get clear watch' -a '(__cdsctl_paths)'
+complete -c cdsctl -n '__cdsctl_command_is set' -a '(__cdsctl_paths_or_value)'
+complete -c cdsctl -n '__cdsctl_command_is load diff' -F
+complete -c cdsctl -n '__cdsctl_command_is init' -x -a '(__fish_complete_directories)'
