@@ -1,17 +1,102 @@
-# What `cmake --install` puts where, below the prefix (DESTDIR is obeyed):
+# What `cmake --install` puts where below the prefix (DESTDIR is obeyed), and the Debian package of
+# each component that `cpack` makes.
 #
-# component program  the utility, its man page and documents
-# component desk     the simulated meter in the shape of the meter's library (lib/meter-settings is a
-#                    CDS_ROOT), the factory's leaves, cdsctl
+# program  the utility, its man page and documents
+# desk     what a simulated meter needs: cdsctl, the utility itself, the stand-in in the shape of the
+#          meter's library (lib/meter-settings is a CDS_ROOT), the factory's leaves
+#
+# A program for a meter is built with CDS_ROOT or for the meter's processor: the host's build
+# without it carries the simulated meter, and its packages belong on a desk.
 include(GNUInstallDirs)
-set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME program)
 
-install(TARGETS meter-settings DESTINATION ${CMAKE_INSTALL_SBINDIR})
+set(package_program meter-settings)
+set(package_desk meter-settings-desk)
+set(MAINTAINER "The meter-settings developers <meter-settings@example.org>")
+find_program(GZIP gzip REQUIRED)
+
+# install_zipped(COMPONENT FILE FOLDER [NAME]): compressed, without a date of its own.
+function(install_zipped component file folder)
+    cmake_path(GET file FILENAME name)
+    if(ARGC GREATER 3)
+        set(name ${ARGV3})
+    endif()
+    set(zipped ${CMAKE_BINARY_DIR}/installed/${component}/${name}.gz)
+    add_custom_command(OUTPUT ${zipped} DEPENDS ${file} VERBATIM
+        COMMAND ${GZIP} -9nc ${file} > ${zipped})
+    add_custom_target(zipped-${component}-${name} ALL DEPENDS ${zipped})
+    install(FILES ${zipped} DESTINATION ${folder} COMPONENT ${component})
+endfunction()
+
+# What every package says of itself. Its day is SOURCE_DATE_EPOCH's when that is set.
+function(install_about component)
+    set(PACKAGE ${package_${component}})
+    set(folder ${CMAKE_BINARY_DIR}/installed/${component})
+    string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+    configure_file(cmake/package/changelog.in ${folder}/changelog @ONLY)
+    install_zipped(${component} ${folder}/changelog ${CMAKE_INSTALL_DATADIR}/doc/${PACKAGE})
+    install(FILES cmake/package/copyright
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${PACKAGE} COMPONENT ${component})
+endfunction()
+
+install(TARGETS meter-settings DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT program)
+install_zipped(program ${PROJECT_SOURCE_DIR}/docs/man/meter-settings.8 ${CMAKE_INSTALL_MANDIR}/man8)
+install(FILES README.md CHANGELOG.md
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package_program} COMPONENT program)
+install_about(program)
+set(components program)
 
 if(NOT CDS_ROOT)
-    set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME desk)
     set(stand_in_folder lib/meter-settings)
-    install(TARGETS cds_shared cds++_shared DESTINATION ${stand_in_folder}/lib)
-    install(DIRECTORY simulator/include/ DESTINATION ${stand_in_folder}/include)
-    install(FILES simulator/factory.toml DESTINATION ${CMAKE_INSTALL_DATADIR}/meter-settings)
+    if(NOT CMAKE_CROSSCOMPILING)
+        install(TARGETS meter-settings DESTINATION ${stand_in_folder}/bin COMPONENT desk)
+    endif()
+    install(TARGETS cds_shared cds++_shared DESTINATION ${stand_in_folder}/lib COMPONENT desk)
+    install(DIRECTORY simulator/include DESTINATION ${stand_in_folder} COMPONENT desk)
+    install(TARGETS cdsctl DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT desk)
+    set(completion simulator/cdsctl/completion)
+    install(FILES ${completion}/cdsctl.bash RENAME cdsctl
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT desk)
+    install(FILES ${completion}/_cdsctl
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT desk)
+    install(FILES ${completion}/cdsctl.fish
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT desk)
+    install(FILES cmake/package/lintian-overrides RENAME ${package_desk}
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT desk)
+    install(FILES simulator/factory.toml
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/meter-settings COMPONENT desk)
+    install_zipped(desk ${PROJECT_SOURCE_DIR}/docs/man/cdsctl.1 ${CMAKE_INSTALL_MANDIR}/man1)
+    install_zipped(desk ${PROJECT_SOURCE_DIR}/docs/man/store.toml.5 ${CMAKE_INSTALL_MANDIR}/man5)
+    install_about(desk)
+    list(APPEND components desk)
 endif()
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME meter-settings)
+set(CPACK_PACKAGE_CONTACT ${MAINTAINER})
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_COMPONENTS_ALL ${components})
+set(CPACK_STRIP_FILES ON)
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/package/same_dates.cmake)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+foreach(component IN LISTS components)
+    string(TOUPPER ${component} upper)
+    set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${package_${component}})
+endforeach()
+set(CPACK_COMPONENT_PROGRAM_DESCRIPTION "settings of an electricity meter, on its serial console
+Numbered menus in which a technician sees and changes the network settings
+of a meter and, on request, its identity and installed options.")
+set(CPACK_COMPONENT_DESK_DESCRIPTION "simulated electricity meter for the settings utility
+A stand-in for the client library of the meter's configuration data store,
+which keeps its leaves in a folder of plain files, and cdsctl, which reads
+and changes them. For training and tests; nothing of it belongs on a meter.")
+if(CMAKE_CROSSCOMPILING)
+    set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE powerpc)
+    # The cross compiler's libraries belong to no package that could be looked up.
+    set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1, libstdc++6 (>= 12)")
+else()
+    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+endif()
+include(CPack)

@@ -60,19 +60,27 @@ def seconds_waited(item):
 
 
 def pytest_addoption(parser):
-    parser.addoption("--quick", action="store_true", help="leave out the tests that wait")
+    parser.addoption("--quick", action="store_true", help="leave out the tests that wait or build")
+    parser.addoption("--full", action="store_true", help="also the tests that are left out otherwise")
 
 
 def pytest_configure(config):
     config.addinivalue_line("markers", "waits(seconds): spends about that long waiting")
+    config.addinivalue_line("markers", "builds: builds the program again; not with --quick")
+    config.addinivalue_line("markers", "full: takes minutes; only with --full")
+
+
+def is_left_out(item, config):
+    if item.get_closest_marker("full"):
+        return not config.getoption("--full")
+    return config.getoption("--quick") and (seconds_waited(item) or item.get_closest_marker("builds"))
 
 
 def pytest_collection_modifyitems(config, items):
     items.sort(key=seconds_waited, reverse=True)  # stable: otherwise as collected
-    if config.getoption("--quick"):
-        waiting = [item for item in items if seconds_waited(item)]
-        config.hook.pytest_deselected(items=waiting)
-        del items[:len(waiting)]
+    left_out = [item for item in items if is_left_out(item, config)]
+    config.hook.pytest_deselected(items=left_out)
+    items[:] = [item for item in items if item not in left_out]
 
 
 @pytest.hookimpl(optionalhook=True)

@@ -7,20 +7,11 @@ import sys
 
 import pytest
 from harness.program import BUILD, REPOSITORY, RUN_WITH
+from tools import LIMIT, shown_by_other_builds, told_by
 
-pytestmark = pytest.mark.skipif(BUILD.name == "asan",
-                                reason="the host's and the meter's build show it")
-
-LIMIT = 500  # seconds for a whole build on a busy machine
 LIBRARIES_OF_A_METER = ("libcds++.so", "libcds.so", "libstdc++.so.", "libgcc_s.so.", "libm.so.",
                         "libc.so.")  # fmt: skip
 BINUTILS = "powerpc-linux-gnu-" if RUN_WITH else ""
-
-
-def told_by(*command, **options):
-    done = subprocess.run(command, capture_output=True, text=True, timeout=LIMIT, **options)
-    assert done.returncode == 0, done.stdout + done.stderr
-    return done.stdout
 
 
 def built_against(library, build):
@@ -57,6 +48,8 @@ def check_the_dialogues_of(program):
     assert int(re.search(r"(\d+) passed", played.stdout)[1]) > 150
 
 
+@shown_by_other_builds
+@pytest.mark.builds
 def test_the_program_is_built_against_a_library_that_is_installed_elsewhere(tmp_path):
     prefix = tmp_path / "installed"
     told_by("cmake", "--install", BUILD, "--prefix", prefix, "--component", "desk")

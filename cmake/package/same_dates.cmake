@@ -1,0 +1,7 @@
+# Run by cpack before it packs: with SOURCE_DATE_EPOCH set, no file in a package is newer, so that
+# the same sources give the same package.
+if(DEFINED ENV{SOURCE_DATE_EPOCH})
+    execute_process(
+        COMMAND find ${CPACK_TEMPORARY_DIRECTORY} -exec touch -hd @$ENV{SOURCE_DATE_EPOCH} {} +
+        COMMAND_ERROR_IS_FATAL ANY)
+endif()

@@ -1,0 +1,107 @@
+"""What is installed, the Debian packages, and that the same sources give the same bytes."""
+
+import os
+import re
+import shutil
+import subprocess
+
+import pytest
+from harness.piped import run
+from harness.program import BUILD, REPOSITORY, RUN_WITH, command
+from tools import shown_by_other_builds, told_by
+
+pytestmark = [shown_by_other_builds]
+
+PROGRAM_FILES = {
+    "sbin/meter-settings",
+    "share/doc/meter-settings/CHANGELOG.md",
+    "share/doc/meter-settings/README.md",
+    "share/doc/meter-settings/changelog.gz",
+    "share/doc/meter-settings/copyright",
+    "share/man/man8/meter-settings.8.gz",
+}
+DESK_FILES = {
+    "bin/cdsctl",
+    "lib/meter-settings/include/cds++.h",
+    "lib/meter-settings/include/cds.h",
+    "lib/meter-settings/lib/libcds++.so",
+    "lib/meter-settings/lib/libcds.so",
+    "share/bash-completion/completions/cdsctl",
+    "share/doc/meter-settings-desk/changelog.gz",
+    "share/doc/meter-settings-desk/copyright",
+    "share/fish/vendor_completions.d/cdsctl.fish",
+    "share/lintian/overrides/meter-settings-desk",
+    "share/man/man1/cdsctl.1.gz",
+    "share/man/man5/store.toml.5.gz",
+    "share/meter-settings/factory.toml",
+    "share/zsh/vendor-completions/_cdsctl",
+}
+if not RUN_WITH:
+    DESK_FILES.add("lib/meter-settings/bin/meter-settings")
+
+
+def files_below(folder):
+    return {str(path.relative_to(folder)) for path in folder.rglob("*") if not path.is_dir()}
+
+
+def packages_of(build, folder):
+    """The packages that cpack makes of a build, by name."""
+    told_by("cpack", "--config", build / "CPackConfig.cmake", "-B", folder, cwd=build)
+    return {path.name.partition("_")[0]: path for path in folder.glob("*.deb")}
+
+
+@pytest.mark.parametrize("component, wanted", [("program", PROGRAM_FILES), ("desk", DESK_FILES)])
+def test_a_component_is_installed_below_the_prefix_and_no_more(component, wanted, tmp_path):
+    told_by("cmake", "--install", BUILD, "--prefix", "/usr", "--component", component,
+            env={**os.environ, "DESTDIR": str(tmp_path)})
+    assert files_below(tmp_path) == {f"usr/{name}" for name in wanted}
+
+
+def check_that_the_utility_runs_on_a_meter_of_the_desk_package(root, meter):
+    told_by(root / "usr/bin/cdsctl", "init", meter)
+    session = run([root / "usr/lib/meter-settings/bin/meter-settings"],
+                  {"METER_SIM_DIR": str(meter), "METER_SIM_NO_DELAY": "1"}, b"2\n10.1.2.3\n5\ny\n0\n")
+    assert session.returncode == 0, session.stderr
+    assert told_by(root / "usr/bin/cdsctl", "-C", meter, "get",
+                   "/Software/System Settings/Network/Name Server/1/Value") == "10.1.2.3\n"
+
+
+@pytest.mark.builds
+def test_the_packages_hold_the_components_and_lintian_finds_no_error(tmp_path):
+    packages = packages_of(BUILD, tmp_path / "packages")
+    told_by("lintian", "--fail-on", "error", "--allow-root", *packages.values())
+    for name, wanted in (("meter-settings", PROGRAM_FILES), ("meter-settings-desk", DESK_FILES)):
+        told_by("dpkg-deb", "--extract", packages.pop(name), tmp_path / name)
+        assert files_below(tmp_path / name / "usr") == wanted
+    assert not packages
+    if not RUN_WITH:
+        check_that_the_utility_runs_on_a_meter_of_the_desk_package(
+            tmp_path / "meter-settings-desk", tmp_path / "meter")
+
+
+EPOCH = "1700000000"
+
+
+def built_in(folder):
+    """The packages, and the program, of a build of these sources in a folder of its own."""
+    names = told_by("git", "ls-files", "-zco", "--exclude-standard", cwd=REPOSITORY).split("\0")
+    for name in filter(None, names):
+        (folder / name).parent.mkdir(parents=True, exist_ok=True)
+        shutil.copyfile(REPOSITORY / name, folder / name)
+    environment = {**os.environ, "SOURCE_DATE_EPOCH": EPOCH}
+    told_by("cmake", "--preset", BUILD.name, "-DBUILD_TESTING=OFF", cwd=folder, env=environment)
+    told_by("cmake", "--build", "--preset", BUILD.name, cwd=folder, env=environment)
+    build = folder / "build" / BUILD.name
+    told_by("cpack", "-B", "packages", cwd=build, env=environment)
+    return [build / "meter-settings", build / "cdsctl", *sorted((build / "packages").glob("*.deb"))]
+
+
+@pytest.mark.full
+def test_two_builds_in_two_folders_are_the_same_and_show_the_date_that_was_set(tmp_path):
+    one, other = built_in(tmp_path / "one"), built_in(tmp_path / "another" / "folder")
+    assert len(one) == 4
+    for left, right in zip(one, other):
+        assert left.name == right.name
+        assert left.read_bytes() == right.read_bytes(), left.name
+    version = subprocess.run(command(one[0], "-v"), capture_output=True, text=True, timeout=60).stdout
+    assert re.search(r"^Build date: (.*)$", version, re.MULTILINE)[1] == "Nov 14 2023 22:13:20"
