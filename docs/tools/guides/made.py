@@ -1,0 +1,65 @@
+"""All that is made: the files of the pictures, and the made parts of the pages."""
+
+import concurrent.futures
+import difflib
+import re
+
+from guides import folders, options, pictures, saves
+from harness.program import REPOSITORY
+
+# The makers of the parts, by the name that stands in the page's mark.
+PARTS = {
+    "leaves that the screens read": saves.leaves_read,
+    "saves": saves.saves,
+    "a save of everything": saves.save_of_everything,
+    "actions": saves.actions,
+    "options": options.tokens,
+    "groups of options": options.groups,
+    "option leaves": options.leaves,
+    "power quality": options.power_quality,
+}
+
+FOLDERS = "folders"  # the one picture that is not of a session
+
+PART = re.compile(r"(<!-- made by docs/tools/write: ([^\n]*) -->\n)(.*?)(<!-- end -->\n)", re.S)
+
+
+def pages():
+    return [REPOSITORY / "README.md", *sorted((REPOSITORY / "docs").rglob("*.md"))]
+
+
+def present(path):
+    return path.read_text(encoding="utf-8") if path.exists() else None
+
+
+def make_page(path):
+    """The page with its made parts as they should be."""
+    def part(match):
+        text = PARTS[match[2]]()
+        return f"{match[1]}\n{text}\n\n{match[4]}"
+
+    return PART.sub(part, present(path))
+
+
+def picture_names():
+    return [FOLDERS, *pictures.table()]
+
+
+def make_picture(name):
+    return folders.draw() if name == FOLDERS else pictures.draw(name, pictures.table()[name])
+
+
+def all_files():
+    """Path to text of every page and picture; None for a picture that should not be there."""
+    with concurrent.futures.ProcessPoolExecutor(8) as pool:
+        files = {path: pool.submit(make_page, path) for path in pages()}
+        files |= {pictures.path_of(name): pool.submit(make_picture, name) for name in picture_names()}
+        made = {path: future.result() for path, future in files.items()}
+    strays = set(pictures.FOLDER.glob("*.svg")) - set(made)
+    return made | dict.fromkeys(strays)
+
+
+def difference(path, wanted):
+    name = str(path.relative_to(REPOSITORY))
+    return difflib.unified_diff((present(path) or "").splitlines(), (wanted or "").splitlines(),
+                                name, f"{name}, made anew", lineterm="", n=1)

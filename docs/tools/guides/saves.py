@@ -1,0 +1,237 @@
+"""What each item of the screens reads, and what a save of it writes, triggers and runs: printed
+from the calls that the program makes."""
+
+import json
+import shlex
+import tomllib
+from typing import NamedTuple
+
+from guides.screens import RULE
+from guides.sessions import piped
+from harness.meter import FACTORY
+
+
+class Screen(NamedTuple):
+    name: str
+    enter: str  # the keys that lead there from the main menu, and back
+    leave: str
+
+
+MAIN = Screen("Main menu", "", "")
+PORT = Screen("Ethernet port menu", "1⏎", "0⏎")
+INIT = Screen("Initialisation menu", "5⏎", "0⏎")
+
+
+class Item(NamedTuple):
+    screen: Screen
+    label: str
+    choice: str
+    answer: str
+    emptied_by: str = ""
+
+
+ITEMS = (
+    Item(MAIN, "DNS Server (Primary)", "2", "192.0.2.100", "~"),
+    Item(MAIN, "DNS Server (Secondary)", "3", "192.0.2.101", "~"),
+    Item(PORT, "Dynamic Addressing (DHCP)", "1", "y"),
+    Item(PORT, "IP Address", "2", "192.0.2.20", "~"),
+    Item(PORT, "Subnet Mask", "3", "255.255.0.0", "~"),
+    Item(PORT, "Default Gateway", "4", "192.0.2.2", "~"),
+    Item(PORT, "Media Type", "5", "2", "0"),
+    Item(INIT, "Serial Number", "1", "102254321", "~"),
+    Item(INIT, "Options List", "2", "1B-2A-WEB", "~"),
+    Item(INIT, "Meter Form", "3", "2", "~"),
+    Item(INIT, "Meter Class Amps", "4", "1", "~"),
+    Item(INIT, "Meter Frequency", "5", "0", "~"),
+    Item(INIT, "Enclosure Type", "6", "RK"),
+)
+
+SAVE = "6⏎y⏎"
+EXIT = "0⏎"
+
+OPTIONS = "/VMIC/Options/"
+TRIGGERS = "/VMF/UpdateService/"
+
+
+def code(text):
+    return f"`{text}`"
+
+
+def as_json(value):
+    return json.dumps(value, ensure_ascii=False)
+
+
+# -- what is read --
+
+def values_shown(output, screen):
+    """Label and value of each such line of the screen, which is the first of a session or the one
+    after it."""
+    text = output.split(f"\n\n{RULE}\n")[1 if screen is MAIN else 2]
+    lines = [line[5:].split("  :  ", 1) for line in text.splitlines() if "  :  " in line]
+    return {label.rstrip(): value.rstrip() for label, value in lines}
+
+
+def read(screen, keys="", **header):
+    output, groups = piped("read", screen.enter + keys + screen.leave + EXIT, **header)
+    reads = [call["paths"] for group in groups for call in group if call["call"] == "get_leaves"]
+    return output, reads[0 if screen is MAIN else 1]
+
+
+def another(value):
+    """Another value of the same type."""
+    if isinstance(value, bool):
+        return not value
+    return value - 1 if isinstance(value, int) else value + "0"
+
+
+def label_of_leaf(path, value, screen):
+    """The line of the screen that shows the leaf: it is changed, and the line changes."""
+    changed = {"set": f"{as_json(path)} = {as_json(another(value))}"}
+    before = values_shown(read(screen)[0], screen)
+    after = values_shown(read(screen, **changed)[0], screen)
+    labels = [label for label in before if before[label] != after[label]]
+    if not labels and another(value).split(";")[-1] in read(screen, "5⏎9⏎", **changed)[0]:
+        return "Media Type, the choices offered"
+    (label,) = labels
+    return label
+
+
+def type_name(value):
+    return {bool: "boolean", int: "integer", str: "text"}[type(value)]
+
+
+def leaves_read():
+    factory = tomllib.loads(FACTORY.read_text())
+    rows = ["| screen | item | leaf | type at the factory |", "|---|---|---|---|"]
+    for screen in (MAIN, PORT, INIT):
+        for path in read(screen)[1]:
+            label = label_of_leaf(path, factory[path], screen)
+            rows.append(f"| {screen.name} | {label} | {code(path)} | {type_name(factory[path])} |")
+    return "\n".join(rows)
+
+
+# -- what a save does --
+
+def saved(name, keys):
+    """What the saves of a session did, one list of calls for each."""
+    groups = piped(name, keys)[1]
+    done = [[call for call in group if call["call"] not in ("get_leaves", "pcd_init", "pcd_close")]
+            for group in groups]
+    return [calls for calls in done if calls]
+
+
+def leaf_words(leaf):
+    trigger = ", a trigger" if leaf["path"].startswith(TRIGGERS) else ""
+    return f"{code(leaf['path'])} = {code(as_json(leaf['value']))}{trigger}"
+
+
+def batch_words(call):
+    """The leaves of one batch; option leaves are counted, as they fill a page of their own."""
+    options = [leaf for leaf in call["leaves"] if leaf["path"].startswith(OPTIONS)]
+    words = [leaf_words(leaf) for leaf in call["leaves"] if leaf not in options]
+    if options and len({leaf["value"] for leaf in options}) == 1:
+        words.append(f"{as_json(options[0]['value'])} into {len(options)} [option leaves](options-list.md)")
+    elif options:
+        words.insert(0, f"the {len(options)} [option leaves](options-list.md)")
+    if len(words) == 1:
+        return "writes " + words[0]
+    return "\n   - ".join(["writes in one batch", *words])
+
+
+def step_words(call):
+    kind = call["call"]
+    if kind == "set_leaf":
+        return f"writes at once {leaf_words(call)}"
+    if kind == "set_leaves":
+        return batch_words(call)
+    if kind == "clear_leaves":
+        return "removes " + ", ".join(map(code, call["paths"]))
+    if kind == "system":
+        return "runs " + code(call["command"])
+    return {"sleep": f"waits {call.get('seconds')} s",
+            "pcd_close": "closes the connection to the store",
+            "pcd_init": "connects to the store again"}[kind]
+
+
+def steps(calls):
+    return [f"{i}. {step_words(call)}" for i, call in enumerate(calls, 1)]
+
+
+def commands(calls):
+    return [call for call in calls if call["call"] == "system"]
+
+
+def emptied_words(first, emptied):
+    """How a save of the emptied item differs: in what it writes, never in what it runs."""
+    assert commands(first) == commands(emptied)
+    return "; ".join(step_words(call) for call in emptied if call not in commands(emptied))
+
+
+def edits(item, answer):
+    return f"{item.screen.enter}{item.choice}⏎{answer}⏎{item.screen.leave}"
+
+
+def leaves_written(calls):
+    """Path and value of all leaves that are set, in order."""
+    leaves = []
+    for call in calls:
+        leaves += [call] if call["call"] == "set_leaf" else call.get("leaves", [])
+    return [(leaf["path"], leaf["value"]) for leaf in leaves]
+
+
+def cdsctl_set(calls):
+    """The command that writes the same leaves; option leaves are left out."""
+    words = []
+    for path, value in leaves_written(calls):
+        if not path.startswith(OPTIONS):
+            text = value if isinstance(value, str) else as_json(value)
+            words.append(f"{shlex.quote(path)} {shlex.quote(text)}")
+    return "cdsctl set " + " \\\n    ".join(words)
+
+
+def section(item):
+    keys = edits(item, item.answer) + SAVE
+    if item.emptied_by:
+        keys += edits(item, item.answer) + edits(item, item.emptied_by) + SAVE
+    first, *others = saved("save", keys + EXIT)
+    reads = set(read(item.screen)[1])
+    leaf = next(path for path, _ in leaves_written(first) if path in reads)
+    lines = [f"### {item.label}", "", "```sh", f"cdsctl get {shlex.quote(leaf)}", cdsctl_set(first), "```", "",
+             f"With the answer {code(item.answer)} a save", "", *steps(first), ""]
+    for emptied in others:
+        lines += [f"After {code(item.emptied_by)} on an edited value it {emptied_words(first, emptied)}, "
+                  "and runs the same.", ""]
+    return lines
+
+
+def saves():
+    return "\n".join(line for item in ITEMS for line in section(item)).rstrip()
+
+
+def save_of_everything():
+    keys = ""
+    for item in ITEMS:
+        keys += edits(item, item.answer)
+    keys += edits(ITEMS[1], "~")
+    (calls,) = saved("everything", keys + SAVE + EXIT)
+    return "\n".join(steps(calls))
+
+
+ACTIONS = (
+    ("Reset all passwords to Factory Defaults", "4⏎y⏎"),
+    ("Clear Velmora II Options List", "5⏎7⏎y⏎0⏎"),
+    ("Reset to Factory Defaults", "5⏎8⏎y⏎0⏎"),
+)
+
+
+def action_calls(keys):
+    groups = piped("action", keys + EXIT)[1]
+    calls = [call for group in groups for call in group if call["call"] != "get_leaves"]
+    return calls[1:-1]  # without the connection at the start, and its end
+
+
+def actions():
+    lines = []
+    for label, keys in ACTIONS:
+        lines += [f"### {label}", "", *steps(action_calls(keys)), ""]
+    return "\n".join(lines).rstrip()

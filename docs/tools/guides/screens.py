@@ -1,0 +1,83 @@
+"""What a technician sees of a session: lines of runs, each a kind and its text.
+
+The kinds are "out" for what the program put out, "key" for typed characters at the place of their
+echo, and "enter" for the Enter key."""
+
+from harness import dialogue
+
+RULE = "-" * 78
+COLUMNS = 80  # of the terminal; a longer line goes on in the next
+
+
+def lines_of(steps):
+    lines = [[]]
+    steps = dialogue.joined(steps)
+    before = ("", b"")
+    for step in steps:
+        kind, value = step
+        if kind == "key":
+            if value == dialogue.ENTER:
+                lines[-1].append(("enter", ""))
+        else:
+            text = value.decode("latin-1")
+            if dialogue.is_echo(before, step):
+                add(lines, "key", text[0])
+                text = text[1:]
+            first, *others = text.split("\n")
+            add(lines, "out", first)
+            for line in others:
+                lines.append([])
+                add(lines, "out", line)
+        before = step
+    return lines
+
+
+def add(lines, kind, text):
+    runs = lines[-1]
+    if runs and runs[-1][0] == kind:
+        runs[-1] = (kind, runs[-1][1] + text)
+    elif text:
+        runs.append((kind, text))
+
+
+def plain(runs):
+    return "".join(text for _, text in runs).rstrip()
+
+
+def shown_part(session, parts, screen_before, screen_after):
+    """The lines of a session's last `parts` parts. `screen_before`: with the whole screen on
+    which their first key is typed; `screen_after`: with the screen that they lead to."""
+    begin = len(session.parts) - parts
+    lead = [step for steps, _ in session.parts[:begin] for step in steps]
+    shown = [step for steps, _ in session.parts[begin:] for step in steps]
+    lines = lines_of(lead + shown)
+    first = len(lines_of(lead)) - 1  # the line on which the first shown key is typed
+    screens = screen_starts(lines)
+    if screen_before:
+        first = max(start for start in screens if start <= first)
+    after = [start for start in screens if start > first] if not screen_after else []
+    return without_empty_ends(lines[first:after[-1] if after else None])
+
+
+def screen_starts(lines):
+    texts = [plain(line) for line in lines]
+    return [i for i in range(len(texts) - 2) if texts[i] == RULE and texts[i + 2] == RULE]
+
+
+def without_empty_ends(lines):
+    while lines and not lines[0]:
+        lines = lines[1:]
+    while lines and not lines[-1]:
+        lines = lines[:-1]
+    return lines
+
+
+def wrapped(lines):
+    """As a terminal of that many columns shows them, trailing blanks left out."""
+    rows = []
+    for runs in lines:
+        cells = [(kind, c) for kind, text in runs for c in (text or " ")]
+        while cells and cells[-1] == ("out", " "):
+            cells.pop()
+        rows += [cells[i:i + COLUMNS] for i in range(0, len(cells), COLUMNS)] or [[]]
+    return rows

@@ -1,0 +1,58 @@
+"""Plays sessions on the built program, each on a simulated meter of its own."""
+
+import json
+
+from harness import dialogue
+from harness import piped as piped_program
+from harness.program import UTILITY, command
+from harness.terminal import Console
+
+
+class Session:
+    """A session in parts: `parts[0]` is the start, each further one what came of one of `keys`,
+    which are in the notation of the dialogues without the ‹ ›. A part is its steps, ("out", bytes)
+    and ("key", byte), and the calls made meanwhile."""
+
+    def __init__(self, name, keys=(), arguments="-m", **header):
+        self.meter = dialogue.make_meter(f"docs-{name}", {"meter": "factory", **header})
+        self.console = Console(command(UTILITY, *arguments.split()), self.meter.environment())
+        self.parts = []
+        try:
+            self.add_part([("out", dialogue.until_waiting(self.console))])
+            for part in keys:
+                self.add_part(self.play(part))
+        finally:
+            self.console.close()
+        self.meter.remove()
+
+    def add_part(self, steps):
+        before = sum(len(calls) for _, calls in self.parts)
+        self.parts.append((steps, [json.loads(text) for text in self.meter.calls()[before:]]))
+
+    def play(self, part):
+        steps = []
+        for kind, value in dialogue.parse_typed(part):
+            if kind == "out":
+                continue  # the echo that the notation implies; what the program echoes is taken
+            steps.append((kind, value))
+            dialogue.act((kind, value), self.console, self.meter)
+            if kind == "key":
+                steps.append(("out", dialogue.after_key(value, self.console, icrnl=True)))
+        return steps
+
+
+def piped(name, keys, **header):
+    """A whole session with these keys, "⏎" for Enter, on a pipe: what the program put out, and
+    its calls in groups, one for each time it read the store: what it did before the next read."""
+    meter = dialogue.make_meter(f"docs-{name}", {"meter": "factory", **header})
+    typed = keys.replace("⏎", "\n").encode()
+    session = piped_program.run(command(UTILITY, "-m"), meter.environment(), typed)
+    if session.returncode != 0:
+        raise RuntimeError(f"{keys}: the program ended with {session.returncode}")
+    groups = [[]]
+    for call in map(json.loads, meter.calls()):
+        groups[-1].append(call)
+        if call["call"] == "get_leaves":
+            groups.append([])
+    meter.remove()
+    return session.stdout.decode("latin-1"), groups

@@ -1,0 +1,62 @@
+"""The technician's guide explains every text that the program can put on the screen."""
+
+import re
+
+from guides import literals, pictures
+from harness.program import REPOSITORY
+
+DOCS = REPOSITORY / "docs"
+GUIDE = (DOCS / "technician.md").read_text(encoding="utf-8")
+INTEGRATOR = (DOCS / "integrator.md").read_text(encoding="utf-8")  # explains the commands that are run
+QUOTED = literals.quotes(GUIDE + INTEGRATOR)
+
+# Leaf paths: the pages that are made hold them.
+LEAF_FILES = ("network_leaves.h", "meter_leaves.h", "option_leaves.cpp")
+LEAF_PATH = re.compile("/(V|Software/).*")
+MADE_PAGES = "".join((DOCS / name).read_text(encoding="utf-8")
+                     for name in ("what-a-save-does.md", "options-list.md"))
+# The tables of which a whole screen of help consists; the guide has a picture of it.
+HELP_HEADS = ("help", "legend", "enclosure_codes", "_names")
+
+
+def texts():
+    """(where, kind, line) of every line of every text of the program."""
+    for path, head, text in literals.program_texts():
+        if path.name in LEAF_FILES or LEAF_PATH.fullmatch(text):
+            continue
+        for line in literals.as_quoted(text):
+            if path.name == "option_tokens.h" and not line.startswith("Error"):
+                kind = "option"
+            elif any(word in head for word in HELP_HEADS):
+                kind = "help"
+            else:
+                kind = "text"
+            yield f"{path.name}: {head}", kind, line
+
+
+TEXTS = list(texts())
+
+
+def test_the_guide_quotes_every_text_of_the_program():
+    missing = [(where, line) for where, kind, line in TEXTS
+               if kind == "text" and not any(line in quote for quote in QUOTED)]
+    assert missing == []
+
+
+def test_the_pictures_show_every_line_of_help():
+    shown = "\n".join(pictures.text_of(path) for path in pictures.FOLDER.glob("*.svg"))
+    assert [(where, line) for where, kind, line in TEXTS if kind == "help" and line not in shown] == []
+
+
+def test_the_reference_of_the_options_has_every_option_and_leaf():
+    missing = [(where, line) for where, kind, line in TEXTS
+               if kind == "option" and f"`{line}`" not in MADE_PAGES and f"/{line}/" not in MADE_PAGES]
+    assert missing == []
+
+
+def test_every_message_that_the_guide_explains_is_one_of_the_program():
+    program = {line for _, _, line in TEXTS}
+    explained = literals.first_cells(GUIDE, "## Messages")
+    assert len(explained) > 40
+    assert [message for message in explained if message not in program] == []
+    assert len(explained) == len(set(explained))
