@@ -1,6 +1,7 @@
 """What the guides take from the program is what the program has: docs/tools/write makes it."""
 
 import re
+from xml.etree import ElementTree
 
 import pytest
 from guides import folders, made, pictures, screens
@@ -53,3 +54,12 @@ def test_a_screen_quoted_in_a_page_is_one_that_the_program_shows():
 @pytest.mark.parametrize("folder", folders.PROGRAM)
 def test_includes_follow_the_picture_of_the_folders(folder):
     assert folders.included(folder) <= folders.reachable(folders.targets(), folder)
+
+
+@pytest.mark.parametrize("name", PICTURES)
+def test_a_picture_can_be_read_aloud(name):
+    picture = ElementTree.parse(pictures.path_of(name)).getroot()
+    title, shows = (picture.find(f"{{http://www.w3.org/2000/svg}}{tag}") for tag in ("title", "desc"))
+    assert picture.get("role") == "img"
+    assert picture.get("aria-labelledby") == f"{title.get('id')} {shows.get('id')}"
+    assert title.text and len(shows.text) > 20

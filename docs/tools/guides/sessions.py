@@ -10,8 +10,8 @@ from harness.terminal import Console
 
 class Session:
     """A session in parts: `parts[0]` is the start, each further one what came of one of `keys`,
-    which are in the notation of the dialogues without the ‹ ›. A part is its steps, ("out", bytes)
-    and ("key", byte), and the calls made meanwhile."""
+    keys and Enter in the notation of the dialogues without the ‹ ›. A part is its steps,
+    ("out", bytes) and ("key", byte), and the calls made meanwhile."""
 
     def __init__(self, name, keys=(), arguments="-m", **header):
         self.meter = dialogue.make_meter(f"docs-{name}", {"meter": "factory", **header})
@@ -30,15 +30,13 @@ class Session:
         self.parts.append((steps, [json.loads(text) for text in self.meter.calls()[before:]]))
 
     def play(self, part):
-        steps = []
-        for kind, value in dialogue.parse_typed(part):
+        steps = dialogue.parse_typed(part)
+        for kind, value in steps:
             if kind == "out":
-                continue  # the echo that the notation implies; what the program echoes is taken
-            steps.append((kind, value))
-            dialogue.act((kind, value), self.console, self.meter)
-            if kind == "key":
-                steps.append(("out", dialogue.after_key(value, self.console, icrnl=True)))
-        return steps
+                self.console.expect(value)  # a key's echo
+            else:
+                self.console.send(bytes([value]))
+        return [*steps, ("out", dialogue.until_waiting(self.console))]
 
 
 def piped(name, keys, **header):
