@@ -20,17 +20,18 @@ HELP_HEADS = ("help", "legend", "enclosure_codes", "_names")
 
 
 def texts():
-    """(where, kind, line) of every line of every text of the program."""
+    """(where, kind, line) of every line of every text of the program. A "fragment" is a part of a
+    text; help and options stand in pictures and in the made pages."""
     for path, head, text in literals.program_texts():
         if path.name in LEAF_FILES or LEAF_PATH.fullmatch(text):
             continue
         for line in literals.as_quoted(text):
-            if path.name == "option_tokens.h" and not line.startswith("Error"):
+            if path.name == "option_tokens.h" and not line.startswith("Error") or line == "PQ":
                 kind = "option"
             elif any(word in head for word in HELP_HEADS):
                 kind = "help"
             else:
-                kind = "text"
+                kind = "fragment" if literals.is_fragment(text) else "text"
             yield f"{path.name}: {head}", kind, line
 
 
@@ -39,8 +40,17 @@ TEXTS = list(texts())
 
 def test_the_guide_quotes_every_text_of_the_program():
     missing = [(where, line) for where, kind, line in TEXTS
-               if kind == "text" and not any(line in quote for quote in QUOTED)]
+               if kind == "text" and line not in QUOTED
+               or kind == "fragment" and not any(line in quote for quote in QUOTED)]
     assert missing == []
+
+
+def test_the_guide_has_every_line_of_every_screen():
+    screens = [pictures.screen_text(name) for name in ("main-menu-edited", "main-menu", "port-menu", "init-menu")]
+    lines = re.findall(r"^(?: \d\.|   )  (\S.*?)(?: +:  .*)?$", "".join(screens), re.M)
+    explained = [cell for heading in ("## Main menu", "## Ethernet port", "## Initialisation menu")
+                 for cell in literals.first_cells(GUIDE, heading)]
+    assert set(explained) == set(lines)
 
 
 def test_the_pictures_show_every_line_of_help():

@@ -35,6 +35,11 @@ def as_quoted(text):
     return [line for line in lines if re.search("[A-Za-z]", line)]
 
 
+def is_fragment(text):
+    """Whether the program puts something before or behind the text."""
+    return re.search(r"^[ )]|[ (-]$", text.strip("\n")) is not None
+
+
 def quotes(page):
     """The texts in backquotes of a page, outside its made parts and code blocks."""
     text = re.sub(r"^```.*?^```$", "", page, flags=re.S | re.M)
@@ -42,7 +47,7 @@ def quotes(page):
 
 
 def first_cells(page, heading):
-    """The first cell of each table row under a heading and the deeper ones below it."""
+    """What the first cells of the table rows quote under a heading and the deeper ones below it."""
     level = heading.split(" ")[0]
     part = re.split(rf"^#{{1,{len(level)}}} ", page.split(f"\n{heading}\n")[1], flags=re.M)[0]
-    return re.findall(r"^\| `([^`]+)` \|", part, re.M)
+    return [quote for cell in re.findall(r"^\|([^|]*)\|", part, re.M) for quote in quotes(cell)]
