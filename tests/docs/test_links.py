@@ -1,4 +1,4 @@
-"""Every link of the guides leads to a file, a folder or a heading that is there."""
+"""What the guides point to is there: links, files, names of the sources, leaves."""
 
 import re
 
@@ -33,3 +33,25 @@ def test_links(name):
         assert target.is_relative_to(REPOSITORY), f"{link} leaves the repository"
         assert not anchor or anchors(target).count(anchor) == 1, f"{link}: there is no such heading"
         assert picture != "!" or target.suffix == ".svg", f"{link} is not a picture that is made"
+
+
+SOURCES = [path for folder in ("app", "network", "meterinit", "console", "settings", "store", "simulator")
+           for path in (REPOSITORY / folder).rglob("*.*")]
+
+
+@pytest.mark.parametrize("name", ["docs/developer.md", "docs/integrator.md"])
+def test_files_names_and_leaves(name):
+    """Of what a page has in backquotes, a file or folder is there, a name occurs in the sources, a
+    leaf in the page that is made."""
+    leaves = (REPOSITORY / "docs" / "what-a-save-does.md").read_text(encoding="utf-8")
+    words = set(re.findall(r"\w+", "".join(path.read_text(encoding="utf-8") for path in SOURCES)))
+    for quoted in re.findall(r"`([^`\n]+)`", text_of(PAGES[name])):
+        if quoted.startswith(("include/", "lib/")):
+            continue  # of the client library
+        if re.match("/(V|Software)", quoted):
+            assert f"`{quoted}" in leaves, f"no save writes {quoted}"
+        elif re.fullmatch(r"(\w+/)+|(\w+/)*[\w-]+\.(h|cpp|toml|cmake|md)", quoted):
+            beside = [path for path in SOURCES if path.name == quoted]
+            assert beside or (REPOSITORY / quoted).exists(), f"{quoted} is not there"
+        elif re.fullmatch(r"[a-z]+(_[a-z0-9]+)+|([A-Z][a-z]+){2,}", quoted):
+            assert quoted in words, f"the sources have no {quoted}"
