@@ -3,7 +3,7 @@
 import re
 
 import pytest
-from guides import made
+from guides import made, saves
 from harness.program import REPOSITORY
 
 PAGES = {str(page.relative_to(REPOSITORY)): page for page in made.pages()}
@@ -16,8 +16,7 @@ def text_of(page):
 
 def anchors(page):
     """The headings as the links name them."""
-    headings = re.findall(r"^#+ (.*)$", text_of(page), re.M)
-    return [re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-") for heading in headings]
+    return [saves.anchor(heading) for heading in re.findall(r"^#+ (.*)$", text_of(page), re.M)]
 
 
 @pytest.mark.parametrize("name", PAGES)

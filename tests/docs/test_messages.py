@@ -2,12 +2,14 @@
 
 import re
 
-from guides import literals, pictures
+import pytest
+from guides import literals, made, pictures
 from harness.program import REPOSITORY
 
 DOCS = REPOSITORY / "docs"
 GUIDE = (DOCS / "technician.md").read_text(encoding="utf-8")
 INTEGRATOR = (DOCS / "integrator.md").read_text(encoding="utf-8")  # explains the commands that are run
+PAGES = {str(page.relative_to(REPOSITORY)): page for page in made.pages()}
 QUOTED = literals.quotes(GUIDE + INTEGRATOR)
 
 # Leaf paths: the pages that are made hold them.
@@ -70,3 +72,13 @@ def test_every_message_that_the_guide_explains_is_one_of_the_program():
     assert len(explained) > 40
     assert [message for message in explained if message not in program] == []
     assert len(explained) == len(set(explained))
+
+
+@pytest.mark.parametrize("name", PAGES)
+def test_what_a_page_quotes_of_the_screen_is_there(name):
+    """In backquotes, words that begin with a capital are the screen's."""
+    program = {line for _, _, line in TEXTS}
+    shown = "\n".join(pictures.text_of(path) for path in pictures.FOLDER.glob("*.svg"))
+    quoted = [quote for quote in literals.quotes(PAGES[name].read_text(encoding="utf-8"))
+              if re.match("[A-Z].* ", quote) and "/" not in quote.split(" ")[0]]
+    assert [quote for quote in quoted if quote not in program and quote not in shown] == []

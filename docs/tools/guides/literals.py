@@ -41,9 +41,9 @@ def is_fragment(text):
 
 
 def quotes(page):
-    """The texts in backquotes of a page, outside its made parts and code blocks."""
+    """The texts in backquotes of a page, outside its code blocks."""
     text = re.sub(r"^```.*?^```$", "", page, flags=re.S | re.M)
-    return re.findall(r"`([^`\n]+)`", text)
+    return [" ".join(quote.split("\n")) for quote in re.findall(r"`([^`]+)`", text)]
 
 
 def first_cells(page, heading):

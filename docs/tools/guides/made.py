@@ -10,6 +10,7 @@ from harness.program import REPOSITORY
 # The makers of the parts, by the name that stands in the page's mark.
 PARTS = {
     "leaves that the screens read": saves.leaves_read,
+    "what each save sets off": saves.overview,
     "saves": saves.saves,
     "a save of everything": saves.save_of_everything,
     "actions": saves.actions,

@@ -2,6 +2,7 @@
 from the calls that the program makes."""
 
 import json
+import re
 import shlex
 import tomllib
 from typing import NamedTuple
@@ -187,6 +188,29 @@ def cdsctl_set(calls):
             text = value if isinstance(value, str) else as_json(value)
             words.append(f"{shlex.quote(path)} {shlex.quote(text)}")
     return "cdsctl set " + " \\\n    ".join(words)
+
+
+def yes(calls):
+    return "yes" if calls else ""
+
+
+def overview():
+    """What a save of each item sets off, beside the write of its leaf and the commands of any save."""
+    rows = ["| item | at once | a trigger | option leaves | model number |", "|---|---|---|---|---|"]
+    for item in ITEMS:
+        (calls,) = saved("save", edits(item, item.answer) + SAVE + EXIT)
+        written = [path for path, _ in leaves_written(calls)]
+        cells = (yes([call for call in calls if call["call"] == "set_leaf"]),
+                 yes([path for path in written if path.startswith(TRIGGERS)]),
+                 yes([path for path in written if path.startswith(OPTIONS)]),
+                 yes([call for call in calls if "vmkeys" in call.get("command", "")]))
+        rows.append(f"| [{item.label}](#{anchor(item.label)}) | " + " | ".join(cells) + " |")
+    return "\n".join(rows)
+
+
+def anchor(heading):
+    """The heading as links name it."""
+    return re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-")
 
 
 def section(item):
