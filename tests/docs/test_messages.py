@@ -48,8 +48,9 @@ def test_the_guide_quotes_every_text_of_the_program():
 
 
 def test_the_guide_has_every_line_of_every_screen():
-    screens = [pictures.screen_text(name) for name in ("main-menu-edited", "main-menu", "port-menu", "init-menu")]
-    lines = re.findall(r"^(?: \d\.|   )  (\S.*?)(?: +:  .*)?$", "".join(screens), re.M)
+    screens = ("main-menu-edited", "main-menu", "port-menu", "init-menu")
+    shown = "".join(pictures.screen_text(name) for name in screens)
+    lines = re.findall(r"^(?: \d\.|   )  (\S.*?)(?: +:  .*)?$", shown, re.M)
     explained = [cell for heading in ("## Main menu", "## Ethernet port", "## Initialisation menu")
                  for cell in literals.first_cells(GUIDE, heading)]
     assert set(explained) == set(lines)

@@ -25,14 +25,14 @@ def program_texts():
             for match in TOKEN.finditer(source):
                 if match[1]:
                     head = [text for place, text in heads if place < match.start()][-1]
-                    parts = re.findall(STRING, match[1])
-                    yield path, head, "".join(ast.literal_eval(part) for part in parts)
+                    strings = map(ast.literal_eval, re.findall(STRING, match[1]))
+                    yield path, head, "".join(strings)
 
 
 def as_quoted(text):
     """The lines of a text as the guides quote it, "…" for each part that varies."""
-    lines = (re.sub("…(?: ?…)*", "…", CONVERSION.sub("…", line)).strip() for line in text.splitlines())
-    return [line for line in lines if re.search("[A-Za-z]", line)]
+    lines = re.sub("…(?: ?…)*", "…", CONVERSION.sub("…", text)).splitlines()
+    return [line.strip() for line in lines if re.search("[A-Za-z]", line)]
 
 
 def is_fragment(text):

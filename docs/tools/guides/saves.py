@@ -220,7 +220,8 @@ def section(item):
     first, *others = saved("save", keys + EXIT)
     reads = set(read(item.screen)[1])
     leaf = next(path for path, _ in leaves_written(first) if path in reads)
-    lines = [f"### {item.label}", "", "```sh", f"cdsctl get {shlex.quote(leaf)}", cdsctl_set(first), "```", "",
+    lines = [f"### {item.label}", "",
+             "```sh", f"cdsctl get {shlex.quote(leaf)}", cdsctl_set(first), "```", "",
              f"With the answer {code(item.answer)} a save", "", *steps(first), ""]
     for emptied in others:
         lines += [f"After {code(item.emptied_by)} on an edited value it {emptied_words(first, emptied)}, "

@@ -13,7 +13,8 @@ MARGIN = 22
 HEADER = 38
 
 STYLE = """
-text { font: 14px ui-monospace, "DejaVu Sans Mono", Menlo, Consolas, monospace; fill: #d6deea; white-space: pre }
+text { font: 14px ui-monospace, "DejaVu Sans Mono", Menlo, Consolas, monospace; fill: #d6deea;
+       white-space: pre }
 .head { font: 600 13px system-ui, "DejaVu Sans", sans-serif; fill: #aebdd0 }
 .title { fill: #ffffff; font-weight: 700 }
 .rule { fill: #71839b }
