@@ -16,5 +16,14 @@ RUN_WITH = shlex.split(os.environ.get("RUN_WITH", ""))
 STEP_LIMIT = 20.0
 
 
+def why_not_traced(program):
+    """The reason why a program's own system calls cannot be seen in this build, or ""."""
+    if RUN_WITH:
+        return "under emulation strace shows the emulator's system calls, not the program's"
+    if program.exists() and b"__asan_init" in program.read_bytes():
+        return "sanitizers make system calls of their own, and do not work under strace"
+    return ""
+
+
 def command(program, *arguments):
     return [*RUN_WITH, str(program), *arguments]

@@ -7,21 +7,11 @@ import subprocess
 import tempfile
 
 import pytest
-from harness.program import BUILD, RUN_WITH
+from harness.program import BUILD, why_not_traced
 
 CLIENT = BUILD / "store-client"
 
-
-def why_not_traced():
-    """The reason why the client's own system calls cannot be seen in this build, or ""."""
-    if RUN_WITH:
-        return "under emulation strace shows the emulator's system calls, not the program's"
-    if CLIENT.exists() and b"__asan_init" in CLIENT.read_bytes():
-        return "sanitizers make system calls of their own, and do not work under strace"
-    return ""
-
-
-needs_plain_program = pytest.mark.skipif(bool(why_not_traced()), reason=why_not_traced())
+needs_plain_program = pytest.mark.skipif(bool(why_not_traced(CLIENT)), reason=why_not_traced(CLIENT))
 
 
 @contextlib.contextmanager
@@ -39,11 +29,6 @@ def environment(folder):
     return {"METER_SIM_DIR": str(folder)}
 
 
-def run(folder, *arguments):
-    """The exit status of the program alone."""
-    return subprocess.run([CLIENT, *arguments], env=environment(folder), timeout=60).returncode
-
-
 def run_traced(folder, arguments, strace_options=(), closed=()):
     """The exit status of the program under strace, and its system calls, one a line.
 
@@ -57,8 +42,3 @@ def run_traced(folder, arguments, strace_options=(), closed=()):
                 "/bin/sh", "-c", f'exec "$0" "$@"{close}', CLIENT, *arguments]
         ended = subprocess.run(command, env=environment(folder), timeout=60)
         return ended.returncode, calls.read().splitlines()
-
-
-def files_of(folder):
-    """The folder's files by name, with their texts."""
-    return {entry.name: entry.read_text() for entry in folder.iterdir()}

@@ -1,0 +1,32 @@
+"""What the faults are injected into."""
+
+import shutil
+import tomllib
+
+from harness import program
+from harness.meter import FACTORY
+from injection import Subject
+
+# DHCP off and an address for port 1; a second DNS server typed, then emptied, so that the save
+# clears it; a serial number and an options list; the save.
+SAVE = (b"1\n" b"1\nn\n" b"2\n1.1.1.1\n" b"0\n"
+        b"3\n1.1.1.2\n" b"3\n~\n"
+        b"5\n" b"1\n123456789\n" b"2\nWEB\n" b"0\n"
+        b"6\ny\n")
+
+# From wherever an error may have led the session, some rounds of this leave the program: the
+# empty answer leaves the question for an enclosure, 0 a menu, y is for "Exit without saving?".
+LEAVE = b"0\n" + b"\n0\ny\n" * 4
+
+
+def commissioning():
+    return Subject((str(program.UTILITY), "-m"), tomllib.loads(FACTORY.read_text()),
+                   SAVE + LEAVE, traced=True)
+
+
+def one_replacement(command):
+    """A command that replaces the store once, on a meter with the leaf "/a" and no other."""
+    found = shutil.which(command[0])
+    if found is None:
+        raise SystemExit(f"error: {command[0]} is no program")
+    return Subject((found, *command[1:]), {"/a": "old"})
