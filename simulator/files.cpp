@@ -186,6 +186,8 @@ bool replace_file(int folder, const std::string& name, std::string_view text)
 {
     struct stat old;
     const bool replaces = fstatat(folder, name.c_str(), &old, 0) == 0;
+    if (!replaces && errno != ENOENT) // it may be there, with permission bits to be kept
+        return false;
     const mode_t mode = replaces ? old.st_mode & permission_bits : 0666;
 
     const std::string fresh_name = name + ".new";

@@ -24,7 +24,7 @@ from harness.terminal import LFLAG
 KILL = "KILL"
 ERRORS = ("EIO", "ENOSPC", "EINTR", "EACCES", "EMFILE", "ENOMEM")
 LIMIT = 10.0  # seconds for one run, of some milliseconds usually
-MODE = 0o644  # of a meter's files, which a write must keep
+MODE = 0o640  # of a meter's files, which a write must keep
 SETTLED = 0.3  # seconds after which a file's times tell any later change
 
 # What strace would make fail in a way in which the system does not.
