@@ -12,6 +12,7 @@ import pathlib
 import re
 import shutil
 import signal
+import stat
 import subprocess
 import tempfile
 import termios
@@ -72,7 +73,7 @@ class Run:
     strace: list        # the lines of the calls that strace was to show
     calls: list         # the library's own trace, one JSON text a call
     files: dict         # what is in the meter's folder, by name
-    mode: int           # of the store
+    modes: dict         # their permission bits
 
     def store(self):
         return self.files.get("store.toml")
@@ -139,6 +140,10 @@ def files_of(folder):
     return {entry.name: entry.read_bytes() for entry in sorted(folder.iterdir())}
 
 
+def modes_of(folder):
+    return {entry.name: stat.S_IMODE(entry.stat().st_mode) for entry in folder.iterdir()}
+
+
 def lines_of(file):
     return file.read_text(errors="replace").splitlines() if file.exists() else []
 
@@ -160,7 +165,7 @@ def run(subject, top, strace_options=None):
         os.close(ours)
         os.close(theirs)
     return Run(status, output, errors.decode(errors="replace"), lines_of(top / "strace"),
-               lines_of(top / "calls"), files_of(top / "meter"), (top / "meter" / "store.toml").stat().st_mode & 0o7777)
+               lines_of(top / "calls"), files_of(top / "meter"), modes_of(top / "meter"))
 
 
 def of_store(aim):

@@ -1,0 +1,75 @@
+"""Kills a writer at random moments, many times over.
+
+The writer sets eight leaves to one number after another and says each number when it stands. After
+a kill the leaves must be alike, and hold the last number that was said or the one after it; and
+the next writer goes on from there.
+"""
+
+import collections
+import concurrent.futures
+import random
+import subprocess
+import time
+import tomllib
+
+from harness import program
+
+CLIENT = program.BUILD / "store-client"
+LEAVES = [f"/n/{i}" for i in range(1, 9)]
+ENOUGH = 1_000_000  # numbers, more than a writer gets to write
+LONGEST = 0.002  # seconds that a writer goes on after its first number: some dozens of writes
+
+
+def kill_once(folder, first, seconds):
+    """The numbers that a writer said before it was killed."""
+    writer = subprocess.Popen([CLIENT, "write", "/n", str(first), str(ENOUGH)],
+                              env={"METER_SIM_DIR": str(folder)}, stdout=subprocess.PIPE)
+    said = writer.stdout.readline()
+    time.sleep(seconds)
+    writer.kill()
+    said += writer.stdout.read()
+    writer.wait()
+    writer.stdout.close()
+    return [int(line) for line in said.split()]
+
+
+def number_in(folder):
+    """What all leaves hold; None when they differ or when there is anything else."""
+    leaves = tomllib.loads((folder / "store.toml").read_text())
+    numbers = set(leaves.values())
+    return numbers.pop() if sorted(leaves) == LEAVES and len(numbers) == 1 else None
+
+
+def kill_many(place, worker, count, seed):
+    """Returns what was seen, counted. Stops at the first thing that is wrong."""
+    moments = random.Random(f"{seed}/{worker}")
+    folder = place.make_meter(f"kills-{worker}", {"store.toml": b""}) / "meter"
+    seen = collections.Counter()
+    number = 0
+    for _ in range(count):
+        said = kill_once(folder, number + 1, moments.uniform(0, LONGEST))
+        if said != list(range(number + 1, number + 1 + len(said))) or not said:
+            print(f"after {number} the writer said {said}")
+            break
+        number = number_in(folder)
+        if number not in (said[-1], said[-1] + 1):
+            print(f"{said[-1]} was said to stand, and the store holds {number}")
+            break
+        seen["kills"] += 1
+        seen["writes said"] += len(said)
+        seen["kills after a write, before it was said"] += number != said[-1]
+        seen["kills that left a new file"] += (folder / "store.toml.new").exists()
+    return seen
+
+
+def run(place, count, jobs, seed):
+    shares = [count // jobs + (worker < count % jobs) for worker in range(jobs)]
+    seen = collections.Counter()
+    with concurrent.futures.ThreadPoolExecutor(jobs) as workers:
+        for part in workers.map(lambda worker: kill_many(place, worker, shares[worker], seed),
+                                range(jobs)):
+            seen += part
+    for what, times in seen.items():
+        print(f"{times} {what}")
+    print(f"right after {seen['kills']} of {count} kills")
+    return 0 if seen["kills"] == count else 1
