@@ -1,0 +1,125 @@
+"""A meter's folder that a running session can no longer write or read, and later can again.
+
+The full disk and the read-only one are real: they are mounted for the program alone, in a mount
+namespace of its own. (A limit on the size of files would end the program by a signal, and
+permission bits do not bind root.)
+"""
+
+import errno
+import os
+import pathlib
+import subprocess
+import tomllib
+
+import injection
+import pytest
+from harness import piped
+from harness.meter import FACTORY, toml_text
+from harness.program import UTILITY, command
+
+GENERAL = "/VMC/Comms/EthPort/1/General/IPAddress/Value"
+TO_SAVE = {
+    "/Software/System Settings/Network/Name Server/1/Value": "10.0.0.1",
+    "/Software/System Settings/Network/Interface/1/IP Address/Value": "10.0.0.2",
+    GENERAL: "10.0.0.2",
+}
+FACTORY_LEAVES = tomllib.loads(FACTORY.read_text())
+PROMPT = b"==>  "
+
+
+# Each makes the folder useless to the process; calling what it returns undoes that.
+
+def fill_disk(process, folder):
+    ballast = seen_by(process, folder / "ballast")
+    with pytest.raises(OSError) as failure, open(ballast, "wb", buffering=0) as file:
+        while True:
+            file.write(bytes(4096))
+    assert failure.value.errno == errno.ENOSPC
+    return ballast.unlink
+
+
+def make_read_only(process, folder):
+    remount(process, folder, "ro")
+    return lambda: remount(process, folder, "rw")
+
+
+def take_store_away(_, folder):
+    (folder / "store.toml").rename(folder.parent / "away")
+    return lambda: (folder.parent / "away").rename(folder / "store.toml")
+
+
+def take_folder_away(_, folder):
+    folder.rename(folder.parent / "away")
+    return lambda: (folder.parent / "away").rename(folder)
+
+
+def seen_by(process, path):
+    return pathlib.Path(f"/proc/{process.pid}/root{path}")
+
+
+def remount(process, folder, how):
+    subprocess.run(["nsenter", "--target", str(process.pid), "--user", "--mount",
+                    "--preserve-credentials", "mount", "-o", f"remount,bind,{how}", str(folder)],
+                   check=True)
+
+
+# Where such a thing can happen: what is mounted before the program starts, if anything.
+SMALL_DISK = ('mount -t tmpfs -o size=16k tmpfs "$METER_SIM_DIR"; '
+              'cp "$METER_SIM_DIR/../store.toml" "$METER_SIM_DIR"')
+DISK_OF_ITS_OWN = 'mount --bind "$METER_SIM_DIR" "$METER_SIM_DIR"'
+
+
+def start(folder, mounted):
+    prefix = []
+    if mounted:
+        own = ["unshare", "--map-root-user", "--mount"]
+        if subprocess.run([*own, "true"], capture_output=True, check=False).returncode != 0:
+            pytest.skip("no mount namespace is to be had here")
+        prefix = [*own, "sh", "-ec", mounted + '; exec "$@"', "sh"]
+    return subprocess.Popen([*prefix, *command(UTILITY)], stdin=subprocess.PIPE,
+                            stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                            env={**os.environ, "METER_SIM_DIR": str(folder)})
+
+
+def typed(process, keys):
+    """What the program puts out, up to its next menu."""
+    process.stdin.write(keys)
+    process.stdin.flush()
+    return piped.read_until(process, PROMPT)
+
+
+@pytest.mark.parametrize("spoil, mounted, can_read", [
+    (fill_disk, SMALL_DISK, True),
+    (make_read_only, DISK_OF_ITS_OWN, True),
+    (take_store_away, None, False),
+    (take_folder_away, None, False),
+])
+def test_a_save_that_the_folder_does_not_take_is_told_and_can_be_repeated(spoil, mounted, can_read):
+    old = toml_text(FACTORY_LEAVES).encode()
+    new = toml_text({**FACTORY_LEAVES, **TO_SAVE}).encode()
+    with injection.Place() as place:
+        folder = place.make_meter("meter", {"store.toml": old}) / "meter"
+        (folder.parent / "store.toml").write_bytes(old)
+        process = start(folder, mounted)
+        try:
+            piped.read_until(process, PROMPT)
+            for keys in (b"2\n10.0.0.1\n", b"1\n", b"2\n10.0.0.2\n", b"0\n"):
+                typed(process, keys)
+
+            restore = spoil(process, folder)
+            told = typed(process, b"5\ny\n")
+            assert f"set_leaf failed for {GENERAL}\nError saving settings!\n".encode() in told
+            assert b"Settings saved." not in told and b"Save & apply" in told
+            assert (b"Warning: couldn't read network settings!\n" in told) == (not can_read)
+            restore()
+            assert injection.files_of(seen_by(process, folder)) == {"store.toml": old}
+
+            told = typed(process, b"5\ny\n")
+            assert b"Settings saved.\n" in told and b"failed" not in told
+            assert b"Error" not in told and b"Warning" not in told
+            assert injection.files_of(seen_by(process, folder)) == {"store.toml": new}
+            _, errors = process.communicate(b"0\n", timeout=piped.STEP_LIMIT)
+            assert (process.returncode, errors) == (0, b"")
+        finally:
+            process.kill()
+            process.wait()
