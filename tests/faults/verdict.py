@@ -216,6 +216,8 @@ class Judge:
             shown = run.output.count(message)
             if shown != count and not (fault.aim == "output" and shown < count):
                 yield f"{message!r} stood {shown} times on the console, not {count}"
+        if "select" in fault.call and run.output == self.plain.output:
+            yield "a wait for a key failed, and nobody could see it"
         failed = any(json.loads(call).get("result", 0) != 0 for call in run.calls)
         if is_repeated(fault) and failed:
             yield "a call that a signal broke off was not repeated"
