@@ -7,6 +7,7 @@ run waits for a key, and one that wants more keys than there are does not end, w
 
 import concurrent.futures
 import dataclasses
+import itertools
 import os
 import pathlib
 import re
@@ -63,6 +64,12 @@ class Subject:
     store: dict
     keys: bytes = b""
     traced: bool = False  # whether the client library writes down its calls
+    factory: dict | None = None  # the leaves of a factory file
+
+    def files(self):
+        """The meter's folder before a run."""
+        leaves = {"store.toml": self.store, "factory.toml": self.factory}
+        return {name: toml_text(of).encode() for name, of in leaves.items() if of is not None}
 
 
 @dataclasses.dataclass
@@ -98,6 +105,7 @@ class Place:
         memory = pathlib.Path("/dev/shm")
         base = memory if os.access(memory, os.W_OK) else program.BUILD
         self.top = pathlib.Path(tempfile.mkdtemp(prefix="meter-faults-", dir=base))
+        self.numbers = itertools.count()
 
     def __enter__(self):
         return self
@@ -105,9 +113,9 @@ class Place:
     def __exit__(self, *_):
         shutil.rmtree(self.top)
 
-    def make_meter(self, name, files):
+    def make_meter(self, files):
         """The meter's folder is the folder `meter` in the one that is returned."""
-        top = self.top / name
+        top = self.top / str(next(self.numbers))
         (top / "meter").mkdir(parents=True)
         for file, text in files.items():
             (top / "meter" / file).write_bytes(text)
@@ -169,7 +177,7 @@ def run(subject, top, strace_options=None):
 
 
 def of_store(aim):
-    return any(name == "meter" or name.startswith("store.toml") for name in aim.split())
+    return any(name == "meter" or ".toml" in name for name in aim.split())
 
 
 PARTS = {"store": of_store}  # parts of a matrix
@@ -181,8 +189,8 @@ def aim_of(line):
     """What a call works on: names of files without their folders, or a standard descriptor."""
     names = [STANDARD.get(descriptor, opened.rpartition("/")[2]) or quoted.rpartition("/")[2]
              for descriptor, opened, quoted in
-             re.findall(r'(?:\b(\d+)<([^>]*)>|, "((?:/|store)[^"]*)")', line)]
-    return " ".join(dict.fromkeys(names))  # the result of an open repeats its name
+             re.findall(r'(?:\b(\d+)<([^>]*)>|, "((?:/|store)[^"]*)")', line.rpartition(" = ")[0])]
+    return " ".join(names)
 
 
 def can_fail(call, line):
@@ -200,42 +208,40 @@ def faults_of(strace_lines, effects):
             if effect == KILL or can_fail(name, strace_lines[position])]
 
 
-def undisturbed(subject, place, name="undisturbed"):
-    top = place.make_meter(name, {"store.toml": toml_text(subject.store).encode()})
-    time.sleep(SETTLED)
-    return run(subject, top, ())
-
-
 class Matrix:
     """A subject's undisturbed run, and the faults to be injected into others like it."""
 
     def __init__(self, subject, place, effects=(KILL, *ERRORS), part=None):
         self.subject = subject
         self.place = place
-        self.plain = undisturbed(subject, place)
+        self.plain = self.undisturbed()
         self.faults = [fault for fault in faults_of(self.plain.strace, effects)
                        if part is None or PARTS[part](fault.aim)]
+
+    def undisturbed(self):
+        """Of a few runs the one of most calls: on a busy machine one may have to do with fewer,
+        because the file that it wrote has settled within the run."""
+        return max((run(self.subject, top, ()) for top in self.settled_meters(3)),
+                   key=lambda done: len(done.strace))
 
     def outcomes(self, jobs):
         """Pairs of a fault and its run, as they come."""
         with concurrent.futures.ThreadPoolExecutor(jobs) as workers:
-            tops = self.settled_meters(self.faults, "run")
+            tops = self.settled_meters(len(self.faults))
             yield from workers.map(self.run_until_hit, self.faults, tops)
 
-    def settled_meters(self, faults, kind):
-        text = toml_text(self.subject.store).encode()
-        tops = [self.place.make_meter(f"{kind}-{n}", {"store.toml": text})
-                for n in range(len(faults))]
+    def settled_meters(self, count):
+        files = self.subject.files()
+        tops = [self.place.make_meter(files) for _ in range(count)]
         time.sleep(SETTLED)  # a younger file is read anew, so that the calls would vary
         return tops
 
     def run_until_hit(self, fault, top):
-        """On a machine so busy that a tenth of a second passes in a session, that session makes
-        fewer calls: the file that it wrote has settled. It is then run again."""
+        """A run of fewer calls, in which the fault finds another one or none, is done again."""
         for _ in range(5):
             done = run(self.subject, top, fault.strace_options())
             shutil.rmtree(top)
             if done.is_hit(fault) or done.status is None:
                 break
-            top = self.settled_meters([fault], f"again-{fault.position}-{fault.effect}")[0]
+            top = self.settled_meters(1)[0]
         return fault, done

@@ -43,7 +43,7 @@ def number_in(folder):
 def kill_many(place, worker, count, seed):
     """Returns what was seen, counted. Stops at the first thing that is wrong."""
     moments = random.Random(f"{seed}/{worker}")
-    folder = place.make_meter(f"kills-{worker}", {"store.toml": b""}) / "meter"
+    folder = place.make_meter({"store.toml": b""}) / "meter"
     seen = collections.Counter()
     number = 0
     for _ in range(count):

@@ -19,9 +19,16 @@ SAVE = (b"1\n" b"1\nn\n" b"2\n1.1.1.1\n" b"0\n"
 LEAVE = b"0\n" + b"\n0\ny\n" * 4
 
 
-def commissioning():
-    return Subject((str(program.UTILITY), "-m"), tomllib.loads(FACTORY.read_text()),
-                   SAVE + LEAVE, traced=True)
+RESET = b"5\n" b"8\ny\n" b"0\n"
+
+FACTORY_LEAVES = tomllib.loads(FACTORY.read_text())
+WITH_INIT_MENU = (str(program.UTILITY), "-m")
+
+SESSIONS = {
+    "save": Subject(WITH_INIT_MENU, FACTORY_LEAVES, SAVE + LEAVE, traced=True),
+    "reset": Subject(WITH_INIT_MENU, {**FACTORY_LEAVES, "/VMIC/SerialNumber/Value": "987654321"},
+                     RESET + LEAVE, traced=True, factory=FACTORY_LEAVES),
+}
 
 
 def one_replacement(command):

@@ -4,7 +4,6 @@ import re
 import subprocess
 from pathlib import Path
 
-import injection
 import pytest
 from harness.program import BUILD, REPOSITORY, UTILITY, works_under_strace
 
@@ -14,21 +13,40 @@ LIMIT = 120
 pytestmark = pytest.mark.skipif(not works_under_strace(UTILITY), reason="an emulator or sanitizers")
 
 
+def run(*arguments):
+    return subprocess.run([MATRIX, *arguments], capture_output=True, text=True, timeout=LIMIT,
+                          cwd=REPOSITORY, check=False)
+
+
 def run_matrix(*arguments):
-    ended = subprocess.run([MATRIX, *arguments], capture_output=True, text=True, timeout=LIMIT,
-                           cwd=REPOSITORY, check=False)
+    ended = run(*arguments)
     assert ended.returncode == 0, ended.stdout + ended.stderr
     return {effect: int(count) for effect, right, count in
             re.findall(r"^(\w+) +right at (\d+) of (\d+)", ended.stdout, re.M) if right == count}
 
 
-def test_a_save_withstands_a_kill_a_signal_and_a_full_disk_at_each_call_on_the_store():
-    right = run_matrix("--only", "store", "--effects", "KILL,EINTR,ENOSPC")
-    assert right.keys() == {"KILL", "EINTR", "ENOSPC"}
-    assert right["KILL"] > 100 and right["EINTR"] == right["ENOSPC"] > 80
+def test_a_save_withstands_a_kill_and_a_full_disk_at_each_call_on_the_store():
+    right = run_matrix("--session", "save", "--only", "store", "--effects", "KILL,ENOSPC")
+    assert right.keys() == {"KILL", "ENOSPC"}
+    assert right["KILL"] > 100 and right["ENOSPC"] > 80
 
 
-def test_a_single_write_withstands_every_fault_at_every_call():
-    right = run_matrix("--", str(BUILD / "store-client"), "set", "/a", "new", "/b", "x")
-    assert right.keys() == {injection.KILL, *injection.ERRORS}
-    assert right["KILL"] > 50 and right["EIO"] > 40
+def test_a_factory_reset_withstands_a_kill_at_each_call_on_the_store():
+    right = run_matrix("--session", "reset", "--only", "store", "--effects", "KILL")
+    assert right.keys() == {"KILL"} and right["KILL"] > 30
+
+
+def test_a_single_write_withstands_a_kill_a_signal_and_an_error_at_every_call():
+    right = run_matrix("--effects", "KILL,EINTR,EIO", "--",
+                       str(BUILD / "store-client"), "set", "/a", "new", "/b", "x")
+    assert right.keys() == {"KILL", "EINTR", "EIO"}
+    assert right["KILL"] > 50 and right["EINTR"] == right["EIO"] > 40
+
+
+def test_a_writer_that_truncates_the_store_is_found_out():
+    """The matrix itself."""
+    in_place = 'echo "\'/a\' = 1" > "$METER_SIM_DIR/store.toml"'
+    ended = run("--effects", "KILL", "--only", "store", "--", "sh", "-c", in_place)
+    assert ended.returncode == 1
+    assert "undisturbed: no new store takes its name" in ended.stdout
+    assert "the store is neither the old nor the new one" in ended.stdout

@@ -98,7 +98,7 @@ def test_a_save_that_the_folder_does_not_take_is_told_and_can_be_repeated(spoil,
     old = toml_text(FACTORY_LEAVES).encode()
     new = toml_text({**FACTORY_LEAVES, **TO_SAVE}).encode()
     with injection.Place() as place:
-        folder = place.make_meter("meter", {"store.toml": old}) / "meter"
+        folder = place.make_meter({"store.toml": old}) / "meter"
         (folder.parent / "store.toml").write_bytes(old)
         process = start(folder, mounted)
         try:

@@ -28,7 +28,7 @@ def said(process):
 
 def test_eight_writers_lose_nothing_and_four_readers_see_only_whole_writes():
     with injection.Place() as place:
-        folder = place.make_meter("shared", {"store.toml": b""}) / "meter"
+        folder = place.make_meter({"store.toml": b""}) / "meter"
         readers = [start(folder, "watch", WRITES, *WRITERS) for _ in range(READERS)]
         writers = [start(folder, "write", name, 1, WRITES) for name in WRITERS]
         try:

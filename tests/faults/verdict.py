@@ -6,6 +6,7 @@ Each routine yields what is wrong, as one line each.
 """
 
 import json
+import re
 import shutil
 import tomllib
 
@@ -21,19 +22,19 @@ REPEATED = ("openat", "read", "write", "fsync", "flock")
 
 # -- the store --
 
+RESET = "fw_reset.sh > /dev/null 2>&1"
+
+
 def writes(calls):
-    """The library's calls that change leaves, decoded."""
+    """The calls that change leaves, decoded."""
     return [call for call in map(json.loads, calls)
-            if call["call"] in ("set_leaf", "set_leaves", "clear_leaves")]
+            if call["call"] in ("set_leaf", "set_leaves", "clear_leaves")
+            or call.get("command") == RESET]
 
 
-def paths_of(call):
-    if call["call"] == "set_leaf":
-        return [call["path"]]
-    return call["paths"] if "paths" in call else [leaf["path"] for leaf in call["leaves"]]
-
-
-def after_write(leaves, call):
+def after_write(leaves, call, factory):
+    if call["call"] == "system":
+        return factory
     changed = dict(leaves)
     if call["call"] == "set_leaf":
         changed[call["path"]] = call["value"]
@@ -45,11 +46,11 @@ def after_write(leaves, call):
     return changed
 
 
-def states(leaves, calls):
+def states(leaves, calls, factory):
     """The store before the first of these writes, and after each."""
     passed = [leaves]
     for call in calls:
-        passed.append(after_write(passed[-1], call))
+        passed.append(after_write(passed[-1], call, factory))
     return passed
 
 
@@ -60,14 +61,21 @@ def file_of(leaves):
 # -- the program's calls --
 
 def own_calls_begin(strace_lines):
-    """Where the program itself begins: at the first file that its library opens."""
-    return next(at for at, line in enumerate(strace_lines) if "/meter/" in line)
+    """Where the program itself begins: at the first call on the meter's folder or a file in it."""
+    return next(at for at, line in enumerate(strace_lines) if re.search(r'/meter["/>]', line))
 
 
 # -- the console --
 
+def refusals(calls):
+    """The attempts to connect that failed, by their positions among these."""
+    attempts = [call for call in map(json.loads, calls) if call["call"] == "pcd_init"]
+    return [at for at, call in enumerate(attempts) if not call["connected"]]
+
+
 def expected_messages(calls):
     """What the console must have said of the library's calls: a message, and how many times."""
+    reconnections_refused = len([at for at in refusals(calls) if at > 0])
     calls = [json.loads(call) for call in calls]
     failed = [call for call in calls if call.get("result", 0) != 0]
     reads = [call for call in failed if call["call"] == "get_leaves"]
@@ -83,6 +91,16 @@ def expected_messages(calls):
     yield b"Error while setting Velmora II Options list in cds.\n", len(options)
     yield b"Error saving settings!\n", 1 if failed_batches else 0
     yield b"Settings saved.\n", 1 if saved else 0
+    # Said also of a reset that failed: nobody looks at what the command came to.
+    yield b"Settings reset to defaults.\n", len([c for c in calls if c.get("command") == RESET])
+    yield NO_CONNECTION.encode() + b"\n", reconnections_refused
+
+
+def wrong_messages(fault_aim, run):
+    for message, count in expected_messages(run.calls):
+        shown = run.output.count(message)
+        if shown != count and not (fault_aim == "output" and shown < count):
+            yield f"{message!r} stood {shown} times on the console, not {count}"
 
 
 def is_of_a_write(fault):
@@ -103,12 +121,14 @@ def is_without_one(part, whole):
 
 
 def flushes_missing(strace_lines):
-    """What a power cut could undo: yields each rename of a new store without a flush of that file
-    after its last write, or without a flush of the folder right after."""
+    """What a power cut could undo: a new store that takes its name without a flush after its last
+    write, or without a flush of the folder right after."""
     steps = [(line.partition("(")[0], injection.aim_of(line)) for line in strace_lines]
     steps = [(call, aim) for call, aim in steps
              if call in ("write", "fsync") and aim in ("store.toml.new", "meter")
              or call.startswith("rename")]
+    if not any(call.startswith("rename") for call, _ in steps):
+        yield "no new store takes its name"
     for at, (call, _) in enumerate(steps):
         if call.startswith("rename"):
             if steps[at - 1:at] != [("fsync", "store.toml.new")]:
@@ -127,7 +147,7 @@ class Judge:
         self.begin = own_calls_begin(matrix.plain.strace)
         self.next_runs = {}  # what a run left in the folder: what is wrong with the run after it
         if self.subject.traced:
-            self.final = states(self.subject.store, writes(self.plain.calls))
+            self.final = states(self.subject.store, writes(self.plain.calls), self.subject.factory)
         else:
             self.final = [self.subject.store, None]
 
@@ -164,18 +184,15 @@ class Judge:
             return  # what the loader makes of it is not the program's
         if run.status < 0:
             yield f"it was ended by signal {-run.status}"
-        elif self.subject.traced and run.status != (1 if self.is_refused(run) else 0):
+        elif self.subject.traced and run.status != (1 if 0 in refusals(run.calls) else 0):
             yield f"its exit status was {run.status}"
-
-    def is_refused(self, run):
-        return NO_CONNECTION in run.errors
 
     def wrong_files(self, fault, run):
         """Only a killed writer leaves its new file."""
         may_be_left = {"store.toml.new"} if fault.effect == injection.KILL else set()
-        strange = run.files.keys() - {"store.toml"} - may_be_left
-        if strange:
-            yield f"left in the folder: {', '.join(sorted(strange))}"
+        strange = run.files.keys() ^ self.subject.files().keys()
+        if strange - may_be_left:
+            yield f"other files in the folder: {', '.join(sorted(strange))}"
         if run.modes.get("store.toml") != injection.MODE:
             yield "the store's permission bits are other ones"
 
@@ -201,21 +218,18 @@ class Judge:
         leaves = self.subject.store
         for call in writes(run.calls):
             if call["result"] == 0 or is_flush_of_folder(fault):
-                leaves = after_write(leaves, call)
+                leaves = after_write(leaves, call, self.subject.factory)
         return [leaves]
 
     def wrong_console(self, fault, run):
-        if fault.effect == injection.KILL or fault.position < self.begin:
+        if fault.effect == injection.KILL or fault.position < self.begin and run.status != 0:
             return
         yield from self.wrong_errors(fault, run)
         if NO_TRACE in run.errors:
             if run.output != self.plain.output:
                 yield "a trace that cannot be written changed what the console shows"
             return
-        for message, count in expected_messages(run.calls):
-            shown = run.output.count(message)
-            if shown != count and not (fault.aim == "output" and shown < count):
-                yield f"{message!r} stood {shown} times on the console, not {count}"
+        yield from wrong_messages(fault.aim, run)
         if "select" in fault.call and run.output == self.plain.output:
             yield "a wait for a key failed, and nobody could see it"
         failed = any(json.loads(call).get("result", 0) != 0 for call in run.calls)
@@ -228,8 +242,8 @@ class Judge:
         expected = []
         if fault.aim == "calls" and (fault.call, fault.effect) != ("openat", "EINTR"):
             expected = [NO_TRACE]
-        elif self.is_refused(run):
-            expected = ["cannot be read: ", NO_CONNECTION]
+        for at in refusals(run.calls):
+            expected += ["cannot be read: "] + [NO_CONNECTION] * (at == 0)
         lines = run.errors.splitlines()
         if len(lines) != len(expected) or any(e not in l for e, l in zip(expected, lines)):
             yield f"standard error: {run.errors!r}"
@@ -263,19 +277,20 @@ class Judge:
         except (tomllib.TOMLDecodeError, UnicodeDecodeError):
             yield "no run can follow: the store is missing or cannot be read"
             return
-        top = self.place.make_meter(f"next-{len(self.next_runs)}-{id(run)}", run.files)
+        top = self.place.make_meter(run.files)
         after = injection.run(self.subject, top)
         expected = self.plain.store()
         if self.subject.traced:
             # Keys that an error had led astray may have set other leaves.
             done = writes(self.plain.calls)
-            expected = file_of(states(left, done)[-1])
+            expected = file_of(states(left, done, self.subject.factory)[-1])
             if writes(after.calls) != done:
                 yield "the next run did not write all of its leaves"
+            yield from wrong_messages("", after)
         if after.status != self.plain.status or after.errors:
             yield f"the next run ended with {after.status}, telling {after.errors!r}"
         if after.output != self.plain.output and not self.subject.traced:
             yield f"the next run said {after.output!r}"
-        if after.files != {"store.toml": expected}:
+        if after.files != {**self.subject.files(), "store.toml": expected}:
             yield "the next run did not leave the new store, and nothing else"
         shutil.rmtree(top)
