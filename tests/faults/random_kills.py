@@ -22,7 +22,7 @@ LONGEST = 0.002  # seconds that a writer goes on after its first number: some do
 
 def kill_once(folder, first, seconds):
     """The numbers that a writer said before it was killed."""
-    writer = subprocess.Popen([CLIENT, "write", "/n", str(first), str(ENOUGH)],
+    writer = subprocess.Popen(program.command(CLIENT, "write", "/n", str(first), str(ENOUGH)),
                               env={"METER_SIM_DIR": str(folder)}, stdout=subprocess.PIPE)
     said = writer.stdout.readline()
     time.sleep(seconds)

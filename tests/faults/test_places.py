@@ -93,7 +93,7 @@ def typed(process, keys):
     (make_read_only, DISK_OF_ITS_OWN, True),
     (take_store_away, None, False),
     (take_folder_away, None, False),
-])
+], ids=["full disk", "read-only disk", "no store", "no folder"])
 def test_a_save_that_the_folder_does_not_take_is_told_and_can_be_repeated(spoil, mounted, can_read):
     old = toml_text(FACTORY_LEAVES).encode()
     new = toml_text({**FACTORY_LEAVES, **TO_SAVE}).encode()
