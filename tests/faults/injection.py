@@ -187,9 +187,11 @@ STANDARD = {"0": "input", "1": "output", "2": "errors"}
 
 def aim_of(line):
     """What a call works on: names of files without their folders, or a standard descriptor."""
-    names = [STANDARD.get(descriptor, opened.rpartition("/")[2]) or quoted.rpartition("/")[2]
-             for descriptor, opened, quoted in
-             re.findall(r'(?:\b(\d+)<([^>]*)>|, "((?:/|store)[^"]*)")', line.rpartition(" = ")[0])]
+    arguments = line.rpartition(" = ")[0]
+    names = [STANDARD.get(descriptor, file.rpartition("/")[2])
+             for descriptor, file in re.findall(r"\b(\d+)<([^>]*)>", arguments)]
+    if not re.match(r"(\d+ +)?p?(read|write)", line):  # their texts are no names
+        names += [file.rpartition("/")[2] for file in re.findall(r'<[^>]*>, "([^"]+)"', arguments)]
     return " ".join(names)
 
 

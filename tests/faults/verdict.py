@@ -268,29 +268,40 @@ class Judge:
         """Runs the same once more, on what is left. Equal folders have equal next runs."""
         left = tuple(sorted(run.files.items()))
         if left not in self.next_runs:
-            self.next_runs[left] = list(self.wrong_after(run))
+            follow = self.wrong_session_after if self.subject.traced else self.wrong_command_after
+            self.next_runs[left] = list(follow(run.files))
         return self.next_runs[left]
 
-    def wrong_after(self, run):
-        try:
-            left = tomllib.loads(run.files.get("store.toml", b"\xFF").decode())
-        except (tomllib.TOMLDecodeError, UnicodeDecodeError):
-            yield "no run can follow: the store is missing or cannot be read"
-            return
-        top = self.place.make_meter(run.files)
+    def run_on(self, files):
+        top = self.place.make_meter(files)
         after = injection.run(self.subject, top)
-        expected = self.plain.store()
-        if self.subject.traced:
-            # Keys that an error had led astray may have set other leaves.
-            done = writes(self.plain.calls)
-            expected = file_of(states(left, done, self.subject.factory)[-1])
-            if writes(after.calls) != done:
-                yield "the next run did not write all of its leaves"
-            yield from wrong_messages("", after)
-        if after.status != self.plain.status or after.errors:
-            yield f"the next run ended with {after.status}, telling {after.errors!r}"
-        if after.output != self.plain.output and not self.subject.traced:
-            yield f"the next run said {after.output!r}"
-        if after.files != {**self.subject.files(), "store.toml": expected}:
-            yield "the next run did not leave the new store, and nothing else"
+        after.errors = after.errors.replace(str(top), "METER")
         shutil.rmtree(top)
+        return after
+
+    def wrong_session_after(self, files):
+        try:
+            left = tomllib.loads(files.get("store.toml", b"\xFF").decode())
+        except (tomllib.TOMLDecodeError, UnicodeDecodeError):
+            yield "no session can follow: the store is missing or cannot be read"
+            return
+        after = self.run_on(files)
+        # Keys that an error had led astray may have set other leaves.
+        done = writes(self.plain.calls)
+        expected = file_of(states(left, done, self.subject.factory)[-1])
+        if writes(after.calls) != done:
+            yield "the next session did not write all of its leaves"
+        if (after.status, after.errors) != (self.plain.status, ""):
+            yield f"the next session ended with {after.status}, telling {after.errors!r}"
+        if after.files != {**self.subject.files(), "store.toml": expected}:
+            yield "the next session did not leave the new store, and nothing else"
+        yield from wrong_messages("", after)
+
+    def wrong_command_after(self, files):
+        """Nothing but the store makes a difference to it."""
+        after = self.run_on(files)
+        alone = self.run_on({name: files[name] for name in files.keys() & self.subject.files().keys()})
+        if (after.status, after.output, after.errors) != (alone.status, alone.output, alone.errors):
+            yield f"the next run ended with {after.status}, telling {after.errors!r}"
+        if after.files != alone.files:
+            yield "the next run was hindered by what was left"
