@@ -26,7 +26,6 @@ def test_every_item_has_its_lines():
     assert list(LINES) == [item.label for item in saves.ITEMS]
 
 
-@pytest.mark.skipif(not CDSCTL.exists(), reason="cdsctl is not built")
 @pytest.mark.parametrize("item", saves.ITEMS, ids=lambda item: item.label)
 def test_the_lines_of_an_item(item):
     calls = saves.saved("lines", saves.edits(item, item.answer) + saves.SAVE + saves.EXIT)[0]

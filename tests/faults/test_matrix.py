@@ -5,12 +5,12 @@ import subprocess
 from pathlib import Path
 
 import pytest
-from harness.program import BUILD, REPOSITORY, UTILITY, works_under_strace
+from harness.program import BUILD, REPOSITORY, UTILITY, why_not_traced
 
 MATRIX = Path(__file__).parent / "matrix"
 LIMIT = 120
 
-pytestmark = pytest.mark.skipif(not works_under_strace(UTILITY), reason="an emulator or sanitizers")
+pytestmark = pytest.mark.skipif(bool(why_not_traced(UTILITY)), reason=why_not_traced(UTILITY))
 
 
 def run(*arguments):
