@@ -98,6 +98,14 @@ TEST_CASE("what is not TOML is refused by its line")
     CHECK(begins_with(leaf_error("\"/a\" = 1\n<<<<<<<\n"), "store.toml:2: "));
 }
 
+TEST_CASE("what the parser takes for impossible is refused by its line")
+{
+    CHECK(begins_with(leaf_error("\n[?]\n"), "store.toml:2: "));
+    CHECK(begins_with(fault_error("[[[fault]]]\n"), "faults.toml:1: "));
+    CHECK(begins_with(leaf_error("\"/a\" = \xC3\xA9\n"), "store.toml:1: "));
+    CHECK(begins_with(leaf_error("\n\"/a\" \xD0\x83 = 1\n"), "store.toml:2: "));
+}
+
 TEST_CASE("a fault has its keys, and defaults for those that are not given")
 {
     const std::vector<Fault> faults = faults_of("# none\n\n"
