@@ -38,10 +38,11 @@ void put_back(int number, int saved)
 
 } // namespace
 
-std::string console_so_far()
+std::string console_so_far(std::size_t from)
 {
-    std::string text(static_cast<std::size_t>(lseek(screen, 0, SEEK_END)), '\0');
-    if (pread(screen, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()))
+    std::string text(static_cast<std::size_t>(lseek(screen, 0, SEEK_END)) - from, '\0');
+    if (pread(screen, text.data(), text.size(), static_cast<off_t>(from)) !=
+        static_cast<ssize_t>(text.size()))
         std::abort();
     return text;
 }

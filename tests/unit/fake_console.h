@@ -1,6 +1,7 @@
 // Standard input and output in the hands of a test.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 
@@ -11,5 +12,6 @@ std::string console_of(const std::string& keys, const std::function<void()>& act
 // As `console_of`, with the descriptor `keyboard` as standard input; it stays open.
 std::string console_on(int keyboard, const std::function<void()>& action);
 
-// What has been flushed to standard output so far; only while one of the above runs.
-std::string console_so_far();
+// What has been flushed to standard output so far, from the byte `from` on; only while one of the
+// above runs.
+std::string console_so_far(std::size_t from = 0);

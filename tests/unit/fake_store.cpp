@@ -63,6 +63,11 @@ int next_result(const std::string& call)
     return result;
 }
 
+int next_leaf_result(const toolkit::CCds& store, const std::string& call)
+{
+    return store.handle != nullptr ? next_result(call) : -1;
+}
+
 // Writes one leaf of a call that succeeds; the status is 1 unless the test decides it.
 void write_leaf(const std::string& path, const toolkit::CElement& value, api_status_t& status)
 {
@@ -102,7 +107,7 @@ int CCds::get_leaves(const std::vector<std::string>& paths, std::vector<api_stat
         call += " " + path;
     record(call);
 
-    const int result = next_result("get_leaves");
+    const int result = next_leaf_result(*this, "get_leaves");
     statuses.assign(paths.size(), 0);
     elements.assign(paths.size(), CElement());
     properties.resize(paths.size());
@@ -112,6 +117,8 @@ int CCds::get_leaves(const std::vector<std::string>& paths, std::vector<api_stat
         statuses[i] = found ? status_success : 2;
         if (found)
             elements[i] = leaf->second;
+        if (fake_store.change_read)
+            fake_store.change_read(paths[i], statuses[i], elements[i]);
     }
     return result;
 }
@@ -121,7 +128,7 @@ int CCds::set_leaf(const std::string& path, const CElement& value, api_status_t&
 {
     record("set_leaf " + path + "=" + shown(value) + "/" + std::to_string(flag) + " \"" + source +
            "\" status " + std::to_string(status));
-    const int result = next_result("set_leaf");
+    const int result = next_leaf_result(*this, "set_leaf");
     if (result == 0)
         write_leaf(path, value, status);
     return result;
@@ -136,7 +143,7 @@ int CCds::set_leaves(const std::vector<std::string>& paths, const std::vector<CE
         call += " " + paths[i] + "=" + shown(values[i]) + "/" + std::to_string(flags[i]);
     record(call + " \"" + source + '"');
 
-    const int result = next_result("set_leaves");
+    const int result = next_leaf_result(*this, "set_leaves");
     statuses.resize(paths.size());
     for (std::size_t i = 0; result == 0 && i < paths.size(); ++i)
         write_leaf(paths[i], values[i], statuses[i]);
@@ -151,7 +158,7 @@ int CCds::clear_leaves(const std::vector<std::string>& paths, std::vector<api_st
         call += " " + path;
     record(call + " \"" + source + "\" statuses " + std::to_string(statuses.size()));
 
-    const int result = next_result("clear_leaves");
+    const int result = next_leaf_result(*this, "clear_leaves");
     statuses.assign(paths.size(), result == 0 ? status_success : 0);
     for (std::size_t i = 0; result == 0 && i < paths.size(); ++i)
         fake_store.leaves.erase(paths[i]);
@@ -166,7 +173,7 @@ extern "C" int system(const char* command)
     if (fake_store.before_command)
         fake_store.before_command();
     record(std::string("system ") + command);
-    return 0;
+    return next_result("system");
 }
 
 extern "C" unsigned sleep(unsigned seconds)

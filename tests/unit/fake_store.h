@@ -17,7 +17,8 @@ struct FakeStore {
 
     bool reachable = true;
 
-    // Results of the next calls by name ("set_leaves", ...), first one first; 0 when none is left.
+    // Results of the next calls by name ("set_leaves", "system", ...), first one first; 0 when none
+    // is left. Without a connection the leaf calls return -1 and take none.
     std::map<std::string, std::vector<int>> results;
 
     // When set, decides the status of a written leaf, which starts as the caller gave it.
@@ -25,6 +26,10 @@ struct FakeStore {
 
     // When set, runs at the beginning of every read.
     std::function<void()> before_read;
+
+    // When set, may change the status and the element of each leaf of a read that succeeds.
+    std::function<void(const std::string& path, api_status_t& status, toolkit::CElement& element)>
+        change_read;
 
     // When set, runs as the store is opened.
     std::function<void()> before_connect;
