@@ -1,0 +1,138 @@
+// An input is read as the simulated meter's files, and taken apart into leaves that are written.
+// Whatever was read must be written so that it is read back equal; what cannot be read must be
+// said to be so, with its line.
+#include "simulator/toml_files.h"
+#include "simulator/toml_text.h"
+#include "tests/fuzz/check.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+
+using namespace simulator;
+
+namespace
+{
+
+// An error names the file and one of its lines, and gives a reason.
+void check_error(const std::string& error, const std::string& text)
+{
+    const std::string file = "store.toml:";
+    check(error.compare(0, file.size(), file) == 0, "the error names its file", error);
+    std::size_t digits = 0;
+    const unsigned long line = std::stoul(error.substr(file.size()), &digits);
+    const long line_ends = std::count(text.begin(), text.end(), '\n');
+    check(line >= 1 && line <= static_cast<unsigned long>(line_ends) + 1,
+          "the error names a line of the file", error);
+    check(error.compare(file.size() + digits, 2, ": ") == 0 &&
+              error.size() > file.size() + digits + 2,
+          "the error gives a reason", error);
+}
+
+void check_round_trip(const Leaves& leaves)
+{
+    const std::string text = toml_text(leaves);
+    Leaves again;
+    std::string error;
+    check(parse_leaves(text, "store.toml", again, error), "what was written is read", error);
+    check(again == leaves, "what was written is read back equal", text);
+    check_equal(toml_text(again), text, "a second writing");
+}
+
+void read_store(const std::string& text)
+{
+    Leaves leaves;
+    std::string error;
+    if (!parse_leaves(text, "store.toml", leaves, error)) {
+        check_error(error, text);
+        return;
+    }
+    check(error.empty(), "a store that is read has no error", error);
+    for (const auto& [path, value] : leaves) {
+        const std::string* held = std::get_if<std::string>(&value);
+        check(is_utf8(path) && (held == nullptr || is_utf8(*held)),
+              "a leaf that was read can be written", path);
+    }
+    check_round_trip(leaves);
+}
+
+void read_faults(const std::string& text)
+{
+    std::vector<Fault> faults;
+    std::string error;
+    if (!parse_faults(text, "store.toml", faults, error)) {
+        check_error(error, text);
+        return;
+    }
+    check(error.empty(), "faults that are read have no error", error);
+    for (const Fault& fault : faults) {
+        check(std::find(std::begin(fault_calls), std::end(fault_calls), fault.call) !=
+                  std::end(fault_calls),
+              "a fault is of a known call");
+        check(fault.after >= 0 && fault.times.value_or(0) >= 0, "a fault's counts are numbers");
+        check(fault.line >= 1, "a fault has a line");
+    }
+    // A fault hits no more often than it says, and lets as many calls pass as it says.
+    std::int64_t hits = 0;
+    const std::vector<std::string> no_paths;
+    const auto is_open = [](const Fault& fault) { return !fault.times; };
+    const bool endless = std::any_of(faults.begin(), faults.end(), is_open);
+    std::int64_t allowed = 0;
+    for (const Fault& fault : faults)
+        allowed += std::min<std::int64_t>(fault.times.value_or(0), 64);
+    for (int call = 0; call < 64; ++call) {
+        for (const std::string_view name : fault_calls)
+            hits += take_fault(faults, name, no_paths) != nullptr;
+    }
+    check(endless || hits <= allowed, "faults hit no more often than they say");
+}
+
+// Takes the input apart into leaves: "PATH NUL TYPE VALUE NUL" and so on, whatever bytes there are.
+Leaves leaves_of(const std::string& bytes)
+{
+    Leaves leaves;
+    std::size_t at = 0;
+    const auto next = [&] {
+        const std::size_t end = std::min(bytes.find('\0', at), bytes.size());
+        const std::string part = bytes.substr(at, end - at);
+        at = end + 1;
+        return part;
+    };
+    while (at < bytes.size()) {
+        const std::string path = next();
+        const std::string value = at < bytes.size() ? next() : "";
+        std::int32_t number = 0;
+        std::memcpy(&number, value.data(), std::min(value.size(), sizeof number));
+        if (path.size() % 3 == 0)
+            leaves[path] = value;
+        else if (path.size() % 3 == 1)
+            leaves[path] = number;
+        else
+            leaves[path] = number % 2 != 0;
+    }
+    return leaves;
+}
+
+void write_store(const std::string& bytes)
+{
+    Leaves leaves = leaves_of(bytes);
+    for (auto leaf = leaves.begin(); leaf != leaves.end();) {
+        const std::string* held = std::get_if<std::string>(&leaf->second);
+        const bool writable = is_utf8(leaf->first) && (held == nullptr || is_utf8(*held));
+        leaf = writable ? std::next(leaf) : leaves.erase(leaf);
+    }
+    check_round_trip(leaves);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    read_store(text);
+    read_faults(text);
+    write_store(text);
+    return 0;
+}

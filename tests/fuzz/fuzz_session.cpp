@@ -1,0 +1,455 @@
+// An input is a whole session: the meter, what the technician types, and what fails.
+//
+// Its bytes are keys, but for the byte 0xFE, which begins something else:
+//
+//   FE 't'                    nobody types until the wait ends
+//   FE 'i'                    a signal breaks the wait
+//   FE 'e'                    the input ends, for good
+//   FE 'c'                    from now on every wait fails
+//   FE 'E'                    the meter loses all its leaves; it begins with `leaves_at_start`
+//   FE 'L' leaf type size ..  the leaf of that number is set to the text of `size` bytes that
+//                             follows, or removed; see `set_leaf`
+//   FE 'F' call value         the next such call whose result is not decided yet fails (0: does
+//   not) FE 'W' skip status        the status of a leaf that is written, after `skip` others FE 'R'
+//   skip status        of a leaf that is read FE 'U', FE 'D'            the store can be opened
+//   from now on, or cannot FE 'A' number             the arguments; before the first key, like the
+//   next FE 'T' modes              the terminal's modes; 0xFF: no terminal FE and any other byte
+//   that byte as a key
+//
+// What stands before the first key happens before the start. After the last one the technician
+// goes away and the session is left; that must be possible from everywhere.
+#include "app/run.h"
+#include "meterinit/option_leaves.h"
+#include "store/connection.h"
+#include "tests/fuzz/check.h"
+#include "tests/fuzz/session_watch.h"
+#include "tests/unit/fake_console.h"
+#include "tests/unit/fake_store.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <iterator>
+
+#include <sys/select.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr std::uint8_t escape = 0xFE;
+constexpr const char* version_option = "-v";
+constexpr tcflag_t switched_off = ECHO | ICANON | ISIG;
+
+enum class Wait { none, key, time_out, broken };
+
+struct Step {
+    Wait wait;
+    int key = 0;
+    std::function<void()> change = {}; // for Wait::none
+    bool for_ever = false;             // every wait from now on ends so
+};
+
+// Unwinds a session that cannot be left: its input has ended or its terminal is gone.
+struct SessionCut {
+};
+
+struct Session {
+    std::vector<Step> steps;
+    std::size_t next = 0;
+    int waits_left = 12; // once they end alike for ever
+
+    SessionWatch watch;
+    std::vector<StatusFault> read_faults;
+    std::size_t seen = 0; // bytes of the console
+    bool in_line = false;
+
+    bool started = false;
+    std::vector<const char*> arguments = {"meter-settings", "-m"};
+    bool has_terminal = true;
+    termios modes_before = {};
+    termios modes = {};
+};
+
+Session* playing = nullptr;
+
+// -- the input --
+
+// Takes an input from its front; zeros when it is over.
+struct Bytes {
+    const std::uint8_t* data;
+    std::size_t left;
+};
+
+std::uint8_t take(Bytes& bytes)
+{
+    if (bytes.left == 0)
+        return 0;
+    --bytes.left;
+    return *bytes.data++;
+}
+
+std::string take_text(Bytes& bytes)
+{
+    const std::size_t size = std::min<std::size_t>(take(bytes), bytes.left);
+    const std::string text(reinterpret_cast<const char*>(bytes.data), size);
+    bytes.data += size;
+    bytes.left -= size;
+    return text;
+}
+
+enum LeafKind { removed, boolean, number, text };
+
+struct Leaf {
+    std::string path;
+    LeafKind kind;
+    const char* value;
+};
+
+const std::string port_branch = "/Software/System Settings/Network/Interface/1/";
+const std::string supported_types_path = port_branch + "Media Type/Supported Types/Value";
+
+// All that the program reads.
+const Leaf leaves_at_start[] = {
+    {"/Software/System Settings/Network/Name Server/1/Value", text, "192.0.2.53"},
+    {"/Software/System Settings/Network/Name Server/2/Value", text, "192.0.2.54"},
+    {port_branch + "DHCP Enabled/Value", boolean, ""},
+    {port_branch + "IP Address/Value", text, "192.0.2.10"},
+    {port_branch + "Subnet Mask/Value", text, "255.255.255.0"},
+    {port_branch + "Default Gateway/Value", text, "192.0.2.1"},
+    {port_branch + "MAC Address/Value", text, "02:00:5E:10:00:01"},
+    {port_branch + "Link Enabled/Value", boolean, "1"},
+    {supported_types_path, text, "10Base-T Half;10Base-T Full;100Base-TX Half;100Base-TX Full"},
+    {port_branch + "Media Type/Current Type/Value", text, "100Base-TX Full"},
+    {"/VMIC/SerialNumber/Value", text, "091512345"},
+    {"/VMIC/OptionsList/Value", text, "1C-2A-5-WEB-IEC-IB-NTP-ML-PQ1"},
+    {"/VMC/PrimCfg/Form/Value", number, "3"},
+    {"/VMC/PrimCfg/ClassAmps/Value", number, "2"},
+    {"/VMC/PrimCfg/NomFreq/Value", number, "1"},
+    {"/VMIC/Enclosure/Value", text, "S"},
+};
+
+// A boolean is true when the value has any bytes.
+void set_leaf(const std::string& path, LeafKind kind, const std::string& value)
+{
+    switch (kind) {
+    case removed: fake_store.leaves.erase(path); return;
+    case boolean: fake_store.leaves[path] = boolean_element(!value.empty()); return;
+    case number: fake_store.leaves[path] = number_element(std::atoi(value.c_str())); return;
+    case text: fake_store.leaves[path] = text_element(value);
+    }
+}
+
+void fill_store()
+{
+    for (const Leaf& leaf : leaves_at_start)
+        set_leaf(leaf.path, leaf.kind, leaf.value);
+}
+
+void set_leaf_of_input(std::uint8_t leaf, std::uint8_t kind, const std::string& value)
+{
+    if (value.find('\n') != std::string::npos)
+        playing->watch.values_have_line_ends = true;
+    set_leaf(leaves_at_start[leaf % std::size(leaves_at_start)].path, LeafKind(kind % 4), value);
+}
+
+void set_arguments(std::uint8_t number)
+{
+    const std::vector<const char*> choices[] = {
+        {"meter-settings", "-m"},           {"meter-settings"},     {"meter-settings", "2"},
+        {"meter-settings", version_option}, {"meter-settings", ""}, {"meter-settings", "-v", "-m"},
+    };
+    if (!playing->started)
+        playing->arguments = choices[number % std::size(choices)];
+}
+
+void set_terminal(std::uint8_t modes)
+{
+    if (playing->started)
+        return;
+    playing->has_terminal = modes != 0xFF;
+    playing->modes_before.c_lflag = modes * tcflag_t{0x101}; // all of the usual modes, in two bytes
+    playing->modes = playing->modes_before;
+}
+
+Step change(const std::function<void()>& what)
+{
+    return {Wait::none, 0, what};
+}
+
+Step change_of_input(std::uint8_t kind, Bytes& bytes)
+{
+    static const char* const calls[] = {"get_leaves", "set_leaf", "set_leaves", "clear_leaves",
+                                        "system"};
+    const std::uint8_t first = take(bytes);
+    if (kind == 'A')
+        return change([=] { set_arguments(first); });
+    if (kind == 'T')
+        return change([=] { set_terminal(first); });
+    const std::uint8_t second = take(bytes);
+    if (kind == 'F')
+        return change(
+            [=] { fake_store.results[calls[first % std::size(calls)]].push_back(second); });
+    if (kind == 'W')
+        return change([=] { playing->watch.write_faults.push_back({first, second}); });
+    if (kind == 'R')
+        return change([=] { playing->read_faults.push_back({first, second}); });
+    const std::string value = take_text(bytes);
+    return change([=] { set_leaf_of_input(first, second, value); });
+}
+
+Step take_step(Bytes& bytes)
+{
+    const std::uint8_t byte = take(bytes);
+    if (byte != escape)
+        return {Wait::key, byte};
+    const std::uint8_t kind = take(bytes);
+    switch (kind) {
+    case 't': return {Wait::time_out};
+    case 'i': return {Wait::broken};
+    case 'e': return {Wait::key, EOF, {}, true};
+    case 'c': return {Wait::broken, 0, {}, true};
+    case 'E': return change([] { fake_store.leaves.clear(); });
+    case 'U': return change([] { fake_store.reachable = true; });
+    case 'D': return change([] { fake_store.reachable = false; });
+    case 'L':
+    case 'F':
+    case 'W':
+    case 'R':
+    case 'A':
+    case 'T': return change_of_input(kind, bytes);
+    default: return {Wait::key, kind};
+    }
+}
+
+// Out of the question, out of the submenu, and out of the main menu.
+void leave_from_anywhere(std::vector<Step>& steps)
+{
+    for (int i = 0; i < 3; ++i) {
+        steps.push_back({Wait::time_out});
+        for (const char key : {'0', '\n', 'y', '\n'})
+            steps.push_back({Wait::key, key});
+    }
+}
+
+std::vector<Step> steps_of(Bytes bytes)
+{
+    std::vector<Step> steps;
+    while (bytes.left > 0) {
+        steps.push_back(take_step(bytes));
+        if (steps.back().for_ever)
+            return steps;
+    }
+    leave_from_anywhere(steps);
+    return steps;
+}
+
+std::string keys_of(const Session& session)
+{
+    std::string keys;
+    for (const Step& step : session.steps) {
+        if (step.wait == Wait::key && step.key != EOF)
+            keys += static_cast<char>(step.key);
+    }
+    return keys;
+}
+
+// -- playing it --
+
+// Lets happen what stands before the next wait.
+void make_changes(Session& session)
+{
+    for (; session.next < session.steps.size(); ++session.next) {
+        const Step& step = session.steps[session.next];
+        if (step.wait != Wait::none)
+            return;
+        step.change();
+    }
+}
+
+Step next_wait(Session& session)
+{
+    make_changes(session);
+    check(session.next < session.steps.size(), "the session can be left from everywhere");
+    const Step step = session.steps[session.next];
+    if (!step.for_ever)
+        ++session.next;
+    else if (session.waits_left-- == 0)
+        throw SessionCut();
+    return step;
+}
+
+bool same_modes(const termios& left, const termios& right)
+{
+    return left.c_iflag == right.c_iflag && left.c_oflag == right.c_oflag &&
+           left.c_cflag == right.c_cflag && left.c_lflag == right.c_lflag;
+}
+
+void check_wait(const Session& session, int count, const fd_set* readable, const timeval* timeout)
+{
+    check(count == 1 && readable != nullptr && FD_ISSET(0, readable) && timeout != nullptr &&
+              timeout->tv_sec == 30,
+          "keys are waited for, for 30 seconds");
+    termios raw = session.modes_before;
+    raw.c_lflag &= ~switched_off;
+    check(same_modes(session.modes, session.has_terminal ? raw : session.modes_before),
+          "the terminal neither echoes nor edits while keys are waited for");
+}
+
+int end_wait(Session& session)
+{
+    if (!session.in_line) {
+        const std::string printed = console_so_far(session.seen);
+        session.seen += printed.size();
+        watch_question(session.watch, printed);
+        session.in_line = true;
+    }
+    const Step step = next_wait(session);
+    if (step.wait == Wait::key) {
+        watch_key(session.watch, step.key);
+        session.in_line = !session.watch.in_answer;
+        return 1;
+    }
+    watch_no_key(session.watch);
+    session.in_line = false;
+    errno = EINTR;
+    return step.wait == Wait::time_out ? 0 : -1;
+}
+
+void change_read(Session& session, const std::string& path, api_status_t& status,
+                 toolkit::CElement& element)
+{
+    status = next_status(session.read_faults, status);
+    if (path != supported_types_path)
+        return;
+    session.watch.supported_types.clear();
+    if (status == status_success && element.type() == string_type)
+        element.to_string(session.watch.supported_types);
+}
+
+void reset_program()
+{
+    cds_disconnect();
+    fake_store = FakeStore();
+    begin_option_batch();
+    options_pending = false;
+    toolkit::CElement::_auto_time = false;
+}
+
+// What the program wrote to standard error while `action` ran.
+std::string errors_of(const std::function<void()>& action)
+{
+    char* text = nullptr;
+    std::size_t size = 0;
+    std::FILE* const usual = stderr;
+    stderr = open_memstream(&text, &size);
+    action();
+    std::fclose(stderr);
+    stderr = usual;
+    const std::string told(text, size);
+    std::free(text);
+    return told;
+}
+
+// The arguments are refused, or ask for the version only: nothing else happens.
+void check_without_session(const Session& session, int status, const std::string& errors)
+{
+    const bool is_usage = session.arguments.size() > 2;
+    check(fake_store.calls.empty(), "no call without a session");
+    check(status == (is_usage ? 1 : 0), "the exit status without a session");
+    check(errors.empty() == !is_usage, "the usage, and only that, is told on standard error");
+}
+
+void play(Session& session)
+{
+    make_changes(session);
+    session.started = true;
+    const bool has_session =
+        session.arguments.size() < 3 &&
+        (session.arguments.size() < 2 || session.arguments[1] != version_option);
+    const bool reached = fake_store.reachable;
+    if (has_session)
+        watch_start(session.watch);
+
+    int status = -1;
+    bool cut = false;
+    const auto run_program = [&] {
+        try {
+            status = run(static_cast<int>(session.arguments.size()), session.arguments.data());
+        } catch (const SessionCut&) {
+            cut = true;
+        }
+    };
+    const std::string errors = errors_of([&] { console_of(keys_of(session), run_program); });
+    if (cut)
+        return;
+    check(same_modes(session.modes, session.modes_before),
+          "the terminal is left as it was before the program");
+    if (!has_session) {
+        check_without_session(session, status, errors);
+    } else if (!reached) {
+        check_equal(fake_store.calls.front(), "pcd_init", "the only call when the store is away");
+        check(fake_store.calls.size() == 1 && status == 1, "the end of a failed start");
+        check_equal(errors, "Error: can't connect to CDS\n", "what is told of a failed start");
+    } else {
+        check(status == 0, "a session ends well");
+        check(errors.empty(), "a session leaves standard error alone", errors);
+        check(toolkit::CElement::_auto_time, "elements are stamped");
+        watch_end(session.watch);
+    }
+}
+
+} // namespace
+
+// Stand-ins, found before those of the C library.
+
+extern "C" int select(int count, fd_set* readable, fd_set*, fd_set*, timeval* timeout)
+{
+    check(playing != nullptr, "keys are waited for only in a session");
+    check_wait(*playing, count, readable, timeout);
+    return end_wait(*playing);
+}
+
+extern "C" int tcgetattr(int descriptor, termios* modes) noexcept
+{
+    if (playing == nullptr || descriptor != STDIN_FILENO || !playing->has_terminal) {
+        errno = ENOTTY;
+        return -1;
+    }
+    *modes = playing->modes;
+    return 0;
+}
+
+extern "C" int tcsetattr(int descriptor, int when, const termios* modes) noexcept
+{
+    check(playing != nullptr && descriptor == STDIN_FILENO && when == TCSANOW,
+          "the terminal's modes are set at once");
+    check(playing->has_terminal, "what is no terminal is left alone");
+    playing->modes = *modes;
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    reset_program();
+    Session session;
+    playing = &session;
+    set_terminal(0x3F);
+    fake_store.decide_status = [&](const std::string&, api_status_t& status) {
+        status = next_status(session.watch.write_faults, status_success);
+    };
+    fake_store.change_read = [&](const std::string& path, api_status_t& status,
+                                 toolkit::CElement& element) {
+        change_read(session, path, status, element);
+    };
+    fill_store();
+    session.steps = steps_of({data, size});
+    play(session);
+    playing = nullptr;
+    reset_program();
+    return 0;
+}
