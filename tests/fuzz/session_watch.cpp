@@ -25,6 +25,7 @@ struct Entry {
 
 const std::string network = "/Software/System Settings/Network/";
 const std::string port = network + "Interface/1/";
+constexpr char media_question[] = "Available media types"; // it ends in what the store holds
 #define GENERAL "/VMC/Comms/EthPort/1/General/"
 
 // clang-format off
@@ -35,7 +36,7 @@ const std::array<Entry, entry_count> entries = {{
     {Kind::address,   "Enter IP Address",                "IP Address",                port + "IP Address/Value",      GENERAL "IPAddress/Value"},
     {Kind::mask,      "Enter Subnet Mask",               "Subnet Mask",               port + "Subnet Mask/Value",     GENERAL "SubnetMask/Value"},
     {Kind::address,   "Enter Default Gateway",           "Default Gateway",           port + "Default Gateway/Value", GENERAL "DefaultGateway/Value"},
-    {Kind::media,     " ==>  ",                          "Media Type",                port + "Media Type/Current Type/Value", nullptr},
+    {Kind::media,     media_question,                         "Media Type",                port + "Media Type/Current Type/Value", nullptr},
     {Kind::serial,    "Enter Serial Number (YYMMXXXXX)", "Serial Number",             "/VMIC/SerialNumber/Value",     nullptr},
     {Kind::options,   "Enter Options List",              "Options List",              "/VMIC/OptionsList/Value",      nullptr},
     {Kind::index,     "Enter Meter Form",                "Meter Form",                "/VMC/PrimCfg/Form/Value",      nullptr},
@@ -510,6 +511,8 @@ void watch_question(SessionWatch& watch, const std::string& printed)
     const std::size_t screen = after.find(screen_beginning);
     const std::size_t line = after.rfind('\n');
     watch.question = after.substr(line == std::string::npos ? 0 : line + 1);
+    if (begins_with(after, "\nAvailable media types:\n\n0) Auto-negotiate (recommended)\n"))
+        watch.question = std::string(media_question) + ": ";
     check(is_menu(watch.question) || ends_with(watch.question, ": "),
           "a key is waited for only after a question", watch.question);
     if (is_menu(watch.question)) {

@@ -1,4 +1,4 @@
-"""The kept inputs of the fuzz targets, played by the programs of the present build."""
+"""The kept inputs of the fuzz targets, and the dialogues as inputs, played by the present build."""
 
 import re
 import subprocess
@@ -11,9 +11,10 @@ LIMIT = 300
 
 
 @pytest.mark.parametrize("target", corpus.TARGETS)
-def test_every_kept_input_holds(target, tmp_path):
-    inputs = corpus.kept(target)
-    assert inputs
+def test_every_input_holds(target, tmp_path):
+    kept = corpus.kept(target)
+    assert kept
+    inputs = {*kept, *corpus.seeds(target)}
     corpus.unpack(inputs, tmp_path)
     played = subprocess.run(command(BUILD / target, str(tmp_path)), capture_output=True, text=True,
                             errors="replace", timeout=LIMIT)
