@@ -1,0 +1,219 @@
+"""The utility with a live view beside it, in tmux; and without tmux, what to type instead."""
+
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+
+import pexpect
+import pytest
+from harness.meter import FACTORY
+from harness.program import BUILD, REPOSITORY, RUN_WITH, STEP_LIMIT
+
+SESSION = REPOSITORY / "simulator" / "cdsctl" / "watched-session"
+pytestmark = pytest.mark.skipif(bool(RUN_WITH), reason="the session starts the programs itself")
+needs_tmux = pytest.mark.skipif(not shutil.which("tmux"), reason="tmux is not here")
+
+
+@pytest.fixture
+def folder():
+    """With a short name: that of a socket in it may not be long."""
+    made = pathlib.Path(tempfile.mkdtemp(prefix="s-", dir=BUILD))
+    (made / "meter").mkdir()
+    shutil.copy(FACTORY, made / "meter" / "store.toml")
+    yield made
+    shutil.rmtree(made)
+
+
+def environment(**changes):
+    kept = {name: value for name, value in os.environ.items() if not name.startswith(("TMUX", "METER_SIM_"))}
+    return {**kept, "TERM": "xterm", "METER_SIM_NO_DELAY": "1", **changes}
+
+
+def wait_until(is_true, shown):
+    until = time.monotonic() + STEP_LIMIT
+    while not is_true():
+        assert time.monotonic() < until, shown()
+        time.sleep(0.05)
+
+
+class Tmux:
+    """A tmux server of the test's own, with one shell of 200 columns."""
+
+    def __init__(self, folder):
+        self.socket = folder / "tmux"
+        self("new-session", "-d", "-x", "200", "-y", "50", "/bin/sh")
+        self.first = self("list-panes", "-F", "#{pane_id}").strip()
+
+    def __call__(self, *words, check=True):
+        done = subprocess.run(["tmux", "-S", str(self.socket), "-f", "/dev/null", *words], env=environment(),
+                              capture_output=True, text=True, timeout=STEP_LIMIT, check=check)
+        return done.stdout
+
+    def panes(self):
+        return self("list-panes", "-F", "#{pane_id}").split()
+
+    def text(self, pane):
+        return self("capture-pane", "-p", "-J", "-t", pane)
+
+    def wait_for(self, pane, text):
+        wait_until(lambda: text in self.text(pane), lambda: f"{text!r} did not come:\n{self.text(pane)}")
+
+    def type(self, *keys):
+        self("send-keys", "-t", self.first, *keys)
+
+
+@pytest.fixture
+def tmux(folder):
+    server = Tmux(folder)
+    yield server
+    server("kill-server", check=False)
+
+
+def start(tmux, folder, *arguments):
+    """Starts a session at the shell's prompt; returns the pane of the view."""
+    words = " ".join(f"'{word}'" for word in (SESSION, BUILD, folder / "meter", *arguments))
+    tmux.type(words + '; echo "status $?"', "Enter")
+    wait_until(lambda: len(tmux.panes()) == 2, lambda: tmux.text(tmux.first))
+    view, = set(tmux.panes()) - {tmux.first}
+    tmux.wait_for(view, "cdsctl: watching")
+    tmux.wait_for(tmux.first, "Select an option ==>")
+    return view
+
+
+def files(folder):
+    return sorted(file.name for file in folder.iterdir())
+
+
+@needs_tmux
+def test_the_view_shows_what_is_changed_and_run(tmux, folder):
+    view = start(tmux, folder)
+    tmux.type("2", "Enter")
+    tmux.wait_for(tmux.first, "Enter Primary DNS Server:")
+    tmux.type("192.0.2.99", "Enter")
+    tmux.wait_for(tmux.first, "Save & apply all settings")
+    assert "192.0.2.99" not in tmux.text(view)
+    tmux.type("5", "Enter")
+    tmux.wait_for(tmux.first, "(y/n)")
+    tmux.type("y", "Enter")
+    tmux.wait_for(view, '/Software/System Settings/Network/Name Server/1/Value: "192.0.2.53" -> "192.0.2.99"')
+    tmux.wait_for(view, "runs: /etc/init.d/network restart > /dev/null 2>&1")
+    assert "runs: rm -rf /jffs/downloads/vmconfig.*" in tmux.text(view)
+
+
+@needs_tmux
+def test_the_utility_has_the_keys_and_the_room_it_needs(tmux, folder):
+    view = start(tmux, folder, "-m")
+    widths = dict(line.split() for line in tmux("list-panes", "-F", "#{pane_id} #{pane_width}").splitlines())
+    assert int(widths[tmux.first]) >= 80 and int(widths[view]) >= 40
+    assert tmux("display-message", "-p", "#{pane_id}").strip() == tmux.first
+    assert "5.  Velmora II Initialization" in tmux.text(tmux.first)  # its argument came through
+
+
+@needs_tmux
+def test_leaving_the_utility_leaves_tmux_and_the_folder_as_they_were(tmux, folder):
+    before = files(folder)
+    start(tmux, folder)
+    assert files(folder) != before
+    tmux.type("0", "Enter")
+    tmux.wait_for(tmux.first, "status 0")
+    assert tmux.panes() == [tmux.first]
+    wait_until(lambda: files(folder) == before, lambda: files(folder))
+    wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
+
+
+@needs_tmux
+def test_a_utility_that_is_killed_leaves_tmux_clean_too(tmux, folder):
+    start(tmux, folder)
+    utility, = [pid for pid, words in processes_on(folder) if words[0].endswith("meter-settings")]
+    os.kill(utility, signal.SIGKILL)
+    tmux.wait_for(tmux.first, "status 137")
+    assert tmux.panes() == [tmux.first]
+
+
+@needs_tmux
+def test_closing_the_pane_ends_the_session(tmux, folder):
+    start(tmux, folder)
+    tmux("kill-server")
+    wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
+    wait_until(lambda: files(folder) in (["meter"], ["meter", "tmux"]), lambda: files(folder))
+
+
+def processes_on(folder):
+    """The programs of the session that still run on the folder's meter: (id, words)."""
+    found = []
+    for entry in pathlib.Path("/proc").iterdir():
+        try:
+            words = (entry / "cmdline").read_bytes().decode(errors="replace").split("\0")
+            surroundings = (entry / "environ").read_bytes().decode(errors="replace")
+        except (OSError, ValueError):
+            continue
+        if entry.name.isdigit() and ("meter-settings" in words[0] and f"METER_SIM_DIR={folder}/" in surroundings or
+                                     "cdsctl" in words[0] and f"{folder}/meter" in words or
+                                     "tail" in words[0] and any(str(folder) in word for word in words)):
+            found.append((int(entry.name), words))
+    return found
+
+
+@needs_tmux
+def test_outside_tmux_it_brings_a_server_of_its_own_and_takes_it_away(folder):
+    before = files(folder)
+    session = pexpect.spawn(str(SESSION), [str(BUILD), str(folder / "meter")], env=environment(),
+                            dimensions=(50, 200), timeout=STEP_LIMIT)
+    try:
+        session.delaybeforesend = None
+        session.expect("Select an option ==>")
+        session.send("\x02")  # no key of tmux: the utility ignores it
+        session.send("9\r")
+        session.expect("Error: Invalid selection")
+        session.send("0\r")
+        session.expect(pexpect.EOF)
+        session.close()
+        assert (session.exitstatus, session.signalstatus) == (0, None)
+        assert b"\x1b[?1049l" in session.before  # the terminal shows again what it showed before
+    finally:
+        session.close(force=True)
+    assert files(folder) == before
+    wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
+
+
+@needs_tmux
+def test_a_terminal_that_goes_away_takes_the_session_with_it(folder):
+    before = files(folder)
+    session = pexpect.spawn(str(SESSION), [str(BUILD), str(folder / "meter")], env=environment(),
+                            dimensions=(50, 200), timeout=STEP_LIMIT)
+    session.expect("Select an option ==>")
+    assert processes_on(folder)
+    session.close(force=True)
+    wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
+    wait_until(lambda: files(folder) == before, lambda: files(folder))
+
+
+@pytest.mark.parametrize("signal_of_end", [signal.SIGINT, signal.SIGTERM])
+def test_without_tmux_it_says_what_to_type_in_two_terminals(folder, signal_of_end):
+    tools = folder / "bin"
+    tools.mkdir()
+    for tool in ("bash", "env", "readlink", "tail", "sed", "sh", "cat"):
+        (tools / tool).symlink_to(shutil.which(tool))
+    surroundings = environment(PATH=str(tools))
+    told = subprocess.run([SESSION, BUILD, folder / "meter", "-m"], env=surroundings, capture_output=True,
+                          text=True, timeout=STEP_LIMIT)
+    assert (told.returncode, told.stderr) == (0, "")
+    first, second = re.findall(r"^    (.*)$", told.stdout, re.M)
+
+    view = subprocess.Popen(["sh", "-c", f"exec {second}"], env=surroundings, stdout=subprocess.PIPE,
+                            stderr=subprocess.PIPE, text=True)
+    try:
+        assert view.stderr.readline().startswith("cdsctl: watching")
+        done = subprocess.run(["sh", "-c", first], env=surroundings, input="4\ny\n0\n", capture_output=True,
+                              text=True, timeout=STEP_LIMIT)
+        assert done.returncode == 0
+        assert view.stdout.readline() == "runs: sernetpwreset.sh > /dev/null 2>&1\n"
+    finally:
+        view.send_signal(signal_of_end)
+        view.communicate(timeout=STEP_LIMIT)
+    wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
