@@ -2,13 +2,11 @@
 //
 // first_prompt ROUNDS PROGRAM PROGRAM...: prints for each program the median and the quartiles in
 // microseconds, and the ratio of its median to that of the first one.
-#include <algorithm>
+#include "bench/contest.h"
+
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <numeric>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -20,12 +18,6 @@ namespace
 {
 
 using Clock = std::chrono::steady_clock;
-
-[[noreturn]] void give_up(const char* what)
-{
-    std::perror(what);
-    std::exit(1);
-}
 
 int open_terminal()
 {
@@ -70,11 +62,6 @@ double microseconds_to_prompt(const char* program)
     return elapsed.count();
 }
 
-double quantile(const std::vector<double>& sorted, double part)
-{
-    return sorted[static_cast<std::size_t>(part * static_cast<double>(sorted.size() - 1))];
-}
-
 } // namespace
 
 int main(int argument_count, char** arguments)
@@ -83,27 +70,9 @@ int main(int argument_count, char** arguments)
         std::fprintf(stderr, "usage: %s ROUNDS PROGRAM...\n", arguments[0]);
         return 2;
     }
-    const int rounds = std::atoi(arguments[1]);
-    const std::vector<const char*> programs(arguments + 2, arguments + argument_count);
-    std::vector<std::vector<double>> times(programs.size());
-    std::vector<std::size_t> order(programs.size());
-    std::iota(order.begin(), order.end(), 0);
-    std::mt19937 random(std::random_device{}());
-
-    for (int round = 0; round < rounds; ++round) {
-        std::shuffle(order.begin(), order.end(), random);
-        for (const std::size_t i : order)
-            times[i].push_back(microseconds_to_prompt(programs[i]));
-    }
-    double floor = 0;
-    for (std::size_t i = 0; i < programs.size(); ++i) {
-        std::sort(times[i].begin(), times[i].end());
-        const double median = quantile(times[i], 0.5);
-        floor = i == 0 ? median : floor;
-        const char* slash = std::strrchr(programs[i], '/');
-        std::printf("%-20s median %7.0f us  (quartiles %.0f to %.0f)  ratio %.2f\n",
-                    slash != nullptr ? slash + 1 : programs[i], median, quantile(times[i], 0.25),
-                    quantile(times[i], 0.75), median / floor);
-    }
+    const std::vector<std::string> programs(arguments + 2, arguments + argument_count);
+    hold_contest(std::atoi(arguments[1]), programs, [&](std::size_t contender, int) {
+        return microseconds_to_prompt(programs[contender].c_str());
+    });
     return 0;
 }
