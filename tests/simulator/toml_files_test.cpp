@@ -190,3 +190,17 @@ TEST_CASE("a text is one TOML value only from its first byte to its last")
         CHECK(read(text) == none);
     }
 }
+
+TEST_CASE("a letter outside of ASCII is refused where a line, a value or a comment should begin")
+{
+    // U+00A1 to U+0499, in their two bytes of UTF-8: sanitizers hold what the parser does with
+    // them.
+    for (unsigned code = 0xA1; code <= 0x499; ++code) {
+        const std::string letter = {static_cast<char>(0xC0 | code >> 6),
+                                    static_cast<char>(0x80 | (code & 0x3F))};
+        for (const char* before : {"\"/a\" = 1\n", "\"/a\" = 1\n\"/b\" = ", "\n\"/a\" = 1 "}) {
+            CAPTURE(code);
+            REQUIRE(leaf_error(before + letter + "\n").find(".toml:2: ") != std::string::npos);
+        }
+    }
+}
