@@ -39,16 +39,18 @@ void add_common_options(Parser& parser)
     parser.app.set_version_flag("--version", "cdsctl " CDSCTL_VERSION,
                                 "Print the version and exit");
     parser.app.add_option("-C", parser.request.folder, "The meter's folder (else: METER_SIM_DIR)")
-        ->type_name("DIR");
+        ->type_name("DIR")
+        ->take_last();
 }
 
 void add_command_options(Parser& parser)
 {
     if (parser.command->has_json)
-        parser.app.add_flag("--json", parser.request.json, "Print JSON");
+        parser.app.add_flag("--json", parser.request.json, "Print JSON")->take_last();
     if (parser.command->has_type)
         parser.app.add_option("--type", parser.request.type, "The type of the values")
             ->type_name("TYPE")
+            ->take_last()
             ->check(CLI::IsMember({"bool", "int", "string"}));
 }
 

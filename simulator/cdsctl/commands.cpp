@@ -30,24 +30,6 @@ void print(const std::string& text)
     std::fwrite(text.data(), 1, text.size(), stdout); // main looks whether it failed
 }
 
-Status fail(const std::string& error)
-{
-    complain(error);
-    return store_failed;
-}
-
-Status fail(const std::string& file, const char* what)
-{
-    return fail(file + ": " + what + ": " + std::strerror(errno));
-}
-
-bool has_folder(const Request& request)
-{
-    if (request.folder.empty())
-        complain("no meter is named: give -C DIR or set METER_SIM_DIR");
-    return !request.folder.empty();
-}
-
 std::string file_of(const Request& request, const char* name)
 {
     return request.folder + "/" + name;
@@ -159,6 +141,24 @@ void complain(const std::string& text)
     std::fprintf(stderr, "cdsctl: %s\n", text.c_str());
 }
 
+Status fail(const std::string& error)
+{
+    complain(error);
+    return store_failed;
+}
+
+Status fail(const std::string& file, const char* what)
+{
+    return fail(file + ": " + what + ": " + std::strerror(errno));
+}
+
+bool has_folder(const Request& request)
+{
+    if (request.folder.empty())
+        complain("no meter is named: give -C DIR or set METER_SIM_DIR");
+    return !request.folder.empty();
+}
+
 Status list_leaves(const Request& request)
 {
     Leaves leaves;
@@ -177,16 +177,16 @@ Status get_leaves(const Request& request)
         return store_failed;
 
     Status status = done;
-    std::vector<FoundLeaf> found;
+    FoundLeaves found;
     std::string text;
     for (const std::string& path : request.operands) {
         const auto leaf = leaves.find(path);
-        found.emplace_back(path, std::nullopt);
         if (leaf == leaves.end()) {
             complain_of_missing(request, path, leaves);
+            found[path] = std::nullopt;
             status = leaf_missing;
         } else {
-            found.back().second = leaf->second;
+            found[path] = leaf->second;
             text += bare_text(leaf->second) + "\n";
         }
     }
@@ -208,7 +208,8 @@ Status set_leaves(const Request& request)
                                      leaf == leaves.end() ? nullptr : &leaf->second, value, reason))
                 leaves[path] = value;
             if (!reason.empty()) {
-                complain("leaf " + toml_string(path) + ": " + reason);
+                complain(file_of(request, store_file) + ": leaf " + toml_string(path) + ": " +
+                         reason);
                 return wrong_usage;
             }
         }

@@ -86,4 +86,11 @@ constexpr Command commands[] = {   // in the order of the help text
 // Prints "cdsctl: ...", one line on standard error.
 void complain(const std::string& text);
 
+// The same, for `store_failed`; `file` with the reason in `errno`.
+Status fail(const std::string& error);
+Status fail(const std::string& file, const char* what);
+
+// Complains when no meter is named.
+bool has_folder(const Request& request);
+
 } // namespace cdsctl

@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <utility>
+
 namespace cdsctl
 {
 
@@ -20,6 +22,12 @@ Json json_value(const std::optional<simulator::LeafValue>& value)
     return std::visit([](const auto& held) { return Json(held); }, *value);
 }
 
+// The object is not searched for the key, which it does not have.
+void append(Json& object, const std::string& key, Json value)
+{
+    object.get_ref<Json::object_t&>().emplace_back(key, std::move(value));
+}
+
 // Bytes that are not UTF-8, which only a path asked for can hold, are replaced.
 std::string text_of(const Json& json, int indent)
 {
@@ -28,11 +36,11 @@ std::string text_of(const Json& json, int indent)
 
 } // namespace
 
-std::string json_leaves(const std::vector<FoundLeaf>& leaves)
+std::string json_leaves(const FoundLeaves& leaves)
 {
     Json object = Json::object();
     for (const auto& [path, value] : leaves)
-        object[path] = json_value(value);
+        append(object, path, json_value(value));
     return text_of(object, key_a_line);
 }
 
@@ -40,8 +48,8 @@ std::string json_changes(const std::vector<Change>& changes)
 {
     Json object = Json::object();
     for (const Change& change : changes)
-        object[change.path] = {{"old", json_value(change.old_value)},
-                               {"new", json_value(change.new_value)}};
+        append(object, change.path,
+               {{"old", json_value(change.old_value)}, {"new", json_value(change.new_value)}});
     return text_of(object, key_a_line);
 }
 

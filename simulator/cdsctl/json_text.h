@@ -4,9 +4,9 @@
 #include "simulator/cdsctl/changes.h"
 #include "simulator/leaves.h"
 
+#include <map>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace cdsctl
@@ -14,10 +14,10 @@ namespace cdsctl
 
 // The texts below are without a line end. A leaf that is not there is null.
 
-using FoundLeaf = std::pair<std::string, std::optional<simulator::LeafValue>>;
+using FoundLeaves = std::map<std::string, std::optional<simulator::LeafValue>>;
 
-// {"PATH": VALUE, ...} in the order given.
-std::string json_leaves(const std::vector<FoundLeaf>& leaves);
+// {"PATH": VALUE, ...}
+std::string json_leaves(const FoundLeaves& leaves);
 
 // {"PATH": {"old": VALUE, "new": VALUE}, ...}
 std::string json_changes(const std::vector<Change>& changes);

@@ -9,7 +9,6 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -93,19 +92,13 @@ void show_changes(Watch& watch)
     watch.error = error;
 }
 
-Status fail(const std::string& what)
-{
-    complain(what);
-    return store_failed;
-}
-
 } // namespace
 
 Status watch_leaves(const Request& request)
 {
     const std::string& folder = request.folder;
-    if (folder.empty())
-        return fail("no meter is named: give -C DIR or set METER_SIM_DIR");
+    if (!has_folder(request))
+        return store_failed;
     Watch watch{request, {}, {}, {}};
     watch.store.folder = folder;
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
@@ -113,7 +106,7 @@ Status watch_leaves(const Request& request)
     const OpenFile signals = catch_end_signals();
     const OpenFile events = watch_folder(folder);
     if (!signals || !events)
-        return fail(folder + ": cannot be watched: " + std::strerror(errno));
+        return fail(folder, "cannot be watched");
     if (!refresh_leaves(watch.store, watch.error))
         return fail(watch.error);
     watch.shown = chosen_leaves(watch);
@@ -123,7 +116,7 @@ Status watch_leaves(const Request& request)
         // An output that nobody reads any more is an event by itself.
         pollfd waits[] = {{signals.fd, POLLIN, 0}, {events.fd, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
         if (poll(waits, std::size(waits), -1) < 0)
-            return fail(folder + ": cannot be watched: " + std::strerror(errno));
+            return fail(folder, "cannot be watched");
         if (waits[0].revents != 0 || waits[2].revents != 0)
             return done;
         const std::uint32_t told = take_events(events);

@@ -120,6 +120,7 @@ def test_a_broken_store_in_between_is_told_once_and_survived(meter, watching):
     store.write_text('"/a" = 1\n"/b" =\n')
     assert watch.said.next().startswith(f"cdsctl: {store}:2: ")
     store.write_text('"/a" = 1\n"/b" =\n')  # the same once more
+    assert not select.select([watch.said.descriptor], [], [], 0.5)[0]
     store.unlink()
     assert watch.said.next() == f"cdsctl: {store}: cannot be read: No such file or directory"
     meter.replace_store({**meter.at_start, FORM: 5})

@@ -77,7 +77,7 @@ def test_get_as_json_has_null_for_a_missing_leaf(cdsctl, answer):
     assert done.returncode == 1
     assert json.loads(done.stdout) == {"/nope": None, ENCLOSURE: "S"}
     assert 'no leaf "/nope"' in done.stderr
-    assert list(json.loads(answer("get", "--json", FORM, ENCLOSURE))) == [FORM, ENCLOSURE]
+    assert answer("get", "--json", FORM, FORM) == f'{{\n  "{FORM}": 3\n}}\n'
 
 
 # diff
@@ -173,6 +173,7 @@ def test_the_option_c_names_the_folder_before_the_environment(meter, answer):
         assert answer(*option, "get", ENCLOSURE, environment=elsewhere) == "S\n"
         assert answer("get", *option, ENCLOSURE, environment=elsewhere) == "S\n"
         assert answer("get", ENCLOSURE, *option, environment={}) == "S\n"
+    assert answer("-C", "/nonexistent", "-C", str(meter.folder), "get", ENCLOSURE) == "S\n"  # the last one counts
 
 
 def test_an_output_that_cannot_be_written_is_told(meter):
