@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
+#include <string>
+#include <vector>
 
 using namespace simulator;
 
@@ -126,6 +128,27 @@ void write_store(const std::string& bytes)
     check_round_trip(leaves);
 }
 
+// An integer is read as it stands when it has 32 bits, and refused otherwise.
+void read_number(const std::string& bytes)
+{
+    std::int64_t number = 0;
+    std::memcpy(&number, bytes.data(), std::min(bytes.size(), sizeof number));
+    const std::string text = std::to_string(number);
+    const bool fits = number >= INT32_MIN && number <= INT32_MAX;
+    const auto narrow = static_cast<std::int32_t>(fits ? number : 0);
+
+    Leaves leaves;
+    std::vector<Fault> faults;
+    std::string error;
+    const bool is_leaf = parse_leaves("n = " + text, "store.toml", leaves, error);
+    const bool is_result = parse_faults("[[fault]]\ncall = \"set_leaf\"\nresult = " + text,
+                                        "store.toml", faults, error);
+    check(is_leaf == fits && is_result == fits, "an integer of 32 bits is taken, and no other",
+          text);
+    check(!fits || (leaves == Leaves{{"n", narrow}} && faults.front().result == narrow),
+          "an integer is read as it stands", text);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -134,5 +157,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     read_store(text);
     read_faults(text);
     write_store(text);
+    read_number(text);
     return 0;
 }

@@ -331,6 +331,7 @@ void change_read(Session& session, const std::string& path, api_status_t& status
         element.to_string(session.watch.supported_types);
 }
 
+// What outlives a session in the process; the meter's program ends with it.
 void reset_program()
 {
     cds_disconnect();
