@@ -311,7 +311,7 @@ int end_wait(Session& session)
     const Step step = next_wait(session);
     if (step.wait == Wait::key) {
         watch_key(session.watch, step.key);
-        session.in_line = !session.watch.in_answer;
+        session.in_line = !session.watch.answered;
         return 1;
     }
     watch_no_key(session.watch);

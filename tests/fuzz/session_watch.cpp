@@ -503,7 +503,7 @@ void watch_question(SessionWatch& watch, const std::string& printed)
     const std::string after = printed.substr(std::min(watch.echo, printed.size()));
     if (!watch.question.empty()) {
         check_equal(after.substr(0, watch.told.size()), watch.told, "what is told after an answer");
-        if (watch.in_answer) // else there was none
+        if (watch.answered) // else there was none
             take_entry(watch, after);
     }
     check_calls(watch);
@@ -519,7 +519,7 @@ void watch_question(SessionWatch& watch, const std::string& printed)
         check(screen != std::string::npos, "a choice is asked for below a screen", after);
         check_screen(watch, after.substr(screen + 2));
     }
-    watch.in_answer = false;
+    watch.answered = false;
     watch.answer.clear();
     watch.echo = 0;
     watch.calls.clear();
@@ -534,7 +534,7 @@ void watch_key(SessionWatch& watch, int key)
     case 4:
     case EOF:
         ++watch.echo;
-        watch.in_answer = true;
+        watch.answered = true;
         if (is_yes(watch.answer))
             plan_confirmed(watch);
         return;
