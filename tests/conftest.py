@@ -6,6 +6,7 @@ import tomllib
 
 import pytest
 from harness import dialogue
+from harness.program import BUILD
 from harness.meter import FACTORY, Meter
 
 WAIT = re.compile(r"‹wait (\d+) s›")
@@ -66,6 +67,7 @@ def pytest_addoption(parser):
 
 def pytest_configure(config):
     config.addinivalue_line("markers", "waits(seconds): spends about that long waiting")
+    config.addinivalue_line("markers", "host_only: says the same of every build, so of one only")
     config.addinivalue_line("markers", "builds: builds the program again; not with --quick")
     config.addinivalue_line("markers", "full: takes minutes; only with --full")
 
@@ -74,6 +76,11 @@ def is_left_out(item, config):
     if item.get_closest_marker("full"):
         return not config.getoption("--full")
     return config.getoption("--quick") and (seconds_waited(item) or item.get_closest_marker("builds"))
+
+
+def pytest_runtest_setup(item):
+    if item.get_closest_marker("host_only") and BUILD.name in ("asan", "powerpc"):
+        pytest.skip("says the same of every build, and is run on the host's")
 
 
 def pytest_collection_modifyitems(config, items):

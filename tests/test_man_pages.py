@@ -8,6 +8,8 @@ import subprocess
 import pytest
 from harness.program import CDSCTL, REPOSITORY, STEP_LIMIT, UTILITY, command
 
+pytestmark = pytest.mark.host_only
+
 PAGES = sorted((REPOSITORY / "docs" / "man").iterdir())
 needs_mandoc = pytest.mark.skipif(not shutil.which("mandoc"), reason="mandoc is not here")
 

@@ -10,6 +10,8 @@ import pytest
 from harness.meter import toml_text
 from harness.program import BUILD, REPOSITORY, STEP_LIMIT, command
 
+pytestmark = pytest.mark.host_only
+
 COMPLETION = REPOSITORY / "simulator" / "cdsctl" / "completion"
 FILES = {"bash": COMPLETION / "cdsctl.bash", "zsh": COMPLETION / "_cdsctl", "fish": COMPLETION / "cdsctl.fish"}
 START = {

@@ -15,7 +15,7 @@ from harness.meter import FACTORY
 from harness.program import BUILD, REPOSITORY, RUN_WITH, STEP_LIMIT
 
 SESSION = REPOSITORY / "simulator" / "cdsctl" / "watched-session"
-pytestmark = pytest.mark.skipif(bool(RUN_WITH), reason="the session starts the programs itself")
+pytestmark = pytest.mark.host_only
 needs_tmux = pytest.mark.skipif(not shutil.which("tmux"), reason="tmux is not here")
 
 

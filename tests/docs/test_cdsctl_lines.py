@@ -10,6 +10,8 @@ from guides import saves
 from harness.meter import FACTORY, Meter, toml_text
 from harness.program import BUILD, REPOSITORY, STEP_LIMIT, command
 
+pytestmark = pytest.mark.host_only
+
 PAGE = (REPOSITORY / "docs" / "what-a-save-does.md").read_text(encoding="utf-8")
 LINES = dict(re.findall(r"^### (.*)\n\n```sh\n(cdsctl get (?:.|\n)*?)```$", PAGE, re.M))
 CDSCTL = BUILD / "cdsctl"

@@ -6,6 +6,8 @@ import pytest
 from guides import made, saves
 from harness.program import REPOSITORY
 
+pytestmark = pytest.mark.host_only
+
 PAGES = {str(page.relative_to(REPOSITORY)): page for page in made.pages()}
 LINK = re.compile(r"(!?)\[([^\]]*)\]\(([^)\s]+)\)")
 

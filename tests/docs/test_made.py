@@ -7,6 +7,8 @@ import pytest
 from guides import folders, made, pictures, screens
 from harness.program import REPOSITORY
 
+pytestmark = pytest.mark.host_only
+
 MAKE_ANEW = "the guides are not as the program has it; docs/tools/write makes them anew"
 
 PICTURES = made.picture_names()

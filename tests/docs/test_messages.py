@@ -6,6 +6,8 @@ import pytest
 from guides import literals, made, pictures
 from harness.program import REPOSITORY
 
+pytestmark = pytest.mark.host_only
+
 DOCS = REPOSITORY / "docs"
 GUIDE = (DOCS / "technician.md").read_text(encoding="utf-8")
 INTEGRATOR = (DOCS / "integrator.md").read_text(encoding="utf-8")  # explains the commands that are run

@@ -6,12 +6,12 @@ import subprocess
 import injection
 import random_kills
 from harness.meter import toml_text
-from harness.program import BUILD, STEP_LIMIT, command
+from harness.program import BUILD, RUN_WITH, STEP_LIMIT, command
 
 CLIENT = BUILD / "store-client"
 WRITERS = [f"/w{n}" for n in range(8)]
 READERS = 4
-WRITES = 400  # of each writer
+WRITES = 50 if RUN_WITH else 400  # of each writer; an emulated program is slow
 KILLS = 60
 
 
