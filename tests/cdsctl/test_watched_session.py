@@ -12,7 +12,7 @@ import time
 import pexpect
 import pytest
 from harness.meter import FACTORY
-from harness.program import BUILD, REPOSITORY, RUN_WITH, STEP_LIMIT
+from harness.program import BUILD, REPOSITORY, STEP_LIMIT
 
 SESSION = REPOSITORY / "simulator" / "cdsctl" / "watched-session"
 pytestmark = pytest.mark.host_only
@@ -26,6 +26,7 @@ def folder():
     (made / "meter").mkdir()
     shutil.copy(FACTORY, made / "meter" / "store.toml")
     yield made
+    wait_until(lambda: not processes_on(made), lambda: processes_on(made))  # they remove files too
     shutil.rmtree(made)
 
 
