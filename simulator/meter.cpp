@@ -65,9 +65,8 @@ void tell_trouble(std::string text)
             character = '?';
     }
     text += '\n';
-    // result ignored: there is no other place to say it
-    if (write(STDERR_FILENO, text.data(), text.size()) < 0)
-        return;
+    // There is no other place to say that it failed.
+    [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, text.data(), text.size());
 }
 
 void forget_meter()

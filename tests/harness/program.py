@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import re
 import shlex
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
@@ -21,8 +22,8 @@ def why_not_traced(program):
     """The reason why a program's own system calls cannot be seen in this build, or ""."""
     if RUN_WITH:
         return "under emulation strace shows the emulator's system calls, not the program's"
-    if program.exists() and b"__asan_init" in program.read_bytes():
-        return "sanitizers make system calls of their own, and do not work under strace"
+    if program.exists() and re.search(b"__asan_init|__llvm_profile", program.read_bytes()):
+        return "sanitizers and profiles make system calls of their own"
     return ""
 
 

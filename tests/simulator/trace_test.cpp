@@ -1,3 +1,4 @@
+#include "simulator/trace.h"
 #include "tests/simulator/test_meter.h"
 
 #include <doctest/doctest.h>
@@ -169,7 +170,10 @@ TEST_CASE("without a named file there is no trace")
 {
     const TestMeter meter("");
     setenv("METER_SIM_TRACE", "", 1);
-    CHECK(standard_error_of([] { TestStore store; }) == "");
+    CHECK(standard_error_of([] {
+              TestStore store;
+              simulator::trace_set_leaves({}, "", 0);
+          }) == "");
     CHECK_FALSE(meter.has("trace"));
 }
 

@@ -1,0 +1,69 @@
+#include "tests/simulator/failing_call.h"
+
+#include <sys/file.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+
+namespace
+{
+
+std::string_view failing_function; // empty: none
+int failing_error = 0;
+int calls_before = 0; // negative: it has failed
+
+bool fails(std::string_view function)
+{
+    if (function != failing_function || calls_before-- != 0)
+        return false;
+    errno = failing_error;
+    return true;
+}
+
+} // namespace
+
+FailingCall::FailingCall(const char* function, int error, int which)
+{
+    failing_error = error;
+    calls_before = which - 1;
+    failing_function = function;
+}
+
+FailingCall::~FailingCall()
+{
+    failing_function = {};
+}
+
+bool FailingCall::has_failed() const
+{
+    return calls_before < 0;
+}
+
+// Standing in the program itself, these are found before those of the C library.
+
+extern "C" ssize_t read(int fd, void* buffer, size_t size)
+{
+    return fails("read") ? -1 : syscall(SYS_read, fd, buffer, size);
+}
+
+extern "C" ssize_t write(int fd, const void* buffer, size_t size)
+{
+    return fails("write") ? -1 : syscall(SYS_write, fd, buffer, size);
+}
+
+extern "C" int fsync(int fd)
+{
+    return fails("fsync") ? -1 : static_cast<int>(syscall(SYS_fsync, fd));
+}
+
+extern "C" int flock(int fd, int operation) noexcept
+{
+    return fails("flock") ? -1 : static_cast<int>(syscall(SYS_flock, fd, operation));
+}
+
+extern "C" int unlinkat(int folder, const char* name, int flags) noexcept
+{
+    return fails("unlinkat") ? -1 : static_cast<int>(syscall(SYS_unlinkat, folder, name, flags));
+}

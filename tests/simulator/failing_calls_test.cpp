@@ -1,0 +1,149 @@
+#include "simulator/files.h"
+#include "simulator/meter.h"
+#include "tests/simulator/failing_call.h"
+#include "tests/simulator/test_meter.h"
+
+#include <doctest/doctest.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+
+using namespace simulator;
+
+namespace
+{
+
+const std::string old_text = "\"/a\" = 1\n";
+const std::string new_text = "\"/a\" = 2\n";
+
+} // namespace
+
+TEST_CASE("a call that a signal breaks off is repeated")
+{
+    for (const char* function : {"read", "write", "fsync", "flock"}) {
+        CAPTURE(function);
+        const TestMeter meter(old_text);
+        TestStore store;
+        const FailingCall broken(function, EINTR);
+        CHECK(set(store, "/a", integer(2)) == "0: 1");
+        CHECK(broken.has_failed());
+        CHECK(meter.read("store.toml") == new_text);
+    }
+}
+
+TEST_CASE("a write that fails leaves the old file and nothing else")
+{
+    for (const char* function : {"write", "fsync", "flock"}) {
+        CAPTURE(function);
+        const TestMeter meter(old_text);
+        TestStore store;
+        const FailingCall broken(function, EIO);
+        CHECK(set(store, "/a", integer(2)) == "-1: 0");
+        CHECK(broken.has_failed());
+        CHECK(meter.read("store.toml") == old_text);
+        CHECK_FALSE(meter.has("store.toml.new"));
+    }
+}
+
+TEST_CASE("the reason of a failed write is not lost while the new file is removed")
+{
+    const TestMeter meter(old_text);
+    const OpenFile folder = lock_folder(meter.folder);
+    const FailingCall broken("write", ENOSPC);
+    CHECK_FALSE(replace_file(folder.fd, "store.toml", new_text));
+    CHECK(errno == ENOSPC);
+}
+
+TEST_CASE("a failed flush of the folder fails the write although the new file stands")
+{
+    const TestMeter meter(old_text);
+    TestStore store;
+    const FailingCall broken("fsync", EIO, 2);
+    CHECK(set(store, "/a", integer(2)) == "-1: 0");
+    CHECK(meter.read("store.toml") == new_text);
+}
+
+TEST_CASE("a file system that cannot flush folders does not fail the write")
+{
+    const TestMeter meter(old_text);
+    TestStore store;
+    const FailingCall broken("fsync", EINVAL, 2);
+    CHECK(set(store, "/a", integer(2)) == "0: 1");
+    CHECK(broken.has_failed());
+}
+
+TEST_CASE("a read that fails fails the call, and the next one reads again")
+{
+    const TestMeter meter(old_text);
+    TestStore store;
+    {
+        const FailingCall broken("read", EIO);
+        CHECK(get(store, {"/a"}) == "-1: 0 ''");
+    }
+    CHECK(get(store, {"/a"}) == "0: 1 1");
+}
+
+TEST_CASE("a settled store that vanishes fails the next call")
+{
+    const TestMeter meter(old_text);
+    let_file_settle();
+    TestStore store;
+    std::filesystem::remove(meter.path("store.toml"));
+    CHECK(get(store, {"/a"}) == "-1: 0 ''");
+}
+
+TEST_CASE("a descriptor of a standard file that is free is passed over")
+{
+    const TestMeter meter(old_text);
+    const int kept = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    const OpenFile file = open_file(AT_FDCWD, meter.path("store.toml").c_str(), O_RDONLY);
+    const bool is_free = fcntl(STDIN_FILENO, F_GETFD) < 0;
+    dup2(kept, STDIN_FILENO);
+    close(kept);
+    CHECK(file.fd >= 3);
+    CHECK(is_free);
+}
+
+TEST_CASE("what is no folder has no names to list")
+{
+    const TestMeter meter(old_text);
+    const OpenFile file = open_file(AT_FDCWD, meter.path("store.toml").c_str(), O_RDONLY);
+    std::vector<std::string> names = {"from before"};
+    CHECK_FALSE(list_folder(file.fd, names));
+    CHECK(names.empty());
+}
+
+TEST_CASE("an entry that cannot be removed is said so")
+{
+    const TestMeter meter("");
+    std::filesystem::create_directories(meter.path("folder"));
+    meter.write("folder/file", "");
+    const OpenFile folder = lock_folder(meter.folder);
+    CHECK_FALSE(remove_entry(folder.fd, "none"));
+    {
+        const FailingCall busy("unlinkat", EBUSY, 2); // the file within
+        CHECK_FALSE(remove_entry(folder.fd, "folder"));
+    }
+    CHECK(meter.has("folder/file"));
+    {
+        const FailingCall replaced("unlinkat", EISDIR); // a folder no more when it is opened
+        CHECK_FALSE(remove_entry(folder.fd, "store.toml"));
+    }
+    CHECK(remove_entry(folder.fd, "folder"));
+    CHECK_FALSE(meter.has("folder"));
+}
+
+TEST_CASE("a first call without a meter's folder finds no faults and fails")
+{
+    const TestMeter meter("");
+    meter.write("faults.toml", "[[fault]]\ncall = 'get_leaves'\nresult = 7\n");
+    unsetenv("METER_SIM_DIR");
+    toolkit::CCds unconnected;
+    CHECK(get(unconnected, {"/a"}) == "-1: 0 ''");
+    CHECK(this_meter().faults.empty());
+    CHECK(this_meter().faults_error.empty());
+}
