@@ -118,9 +118,10 @@ constexpr char lower_case(char c)
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-constexpr bool lower_forms_match()
+template <std::size_t count>
+constexpr bool lower_forms_match(const OptionToken (&tokens)[count])
 {
-    for (const OptionToken& token : option_tokens) {
+    for (const OptionToken& token : tokens) {
         const char* lower = token.lower;
         for (const char* upper = token.upper; *upper != '\0'; ++upper, ++lower) {
             if (*lower != lower_case(*upper))
@@ -131,7 +132,7 @@ constexpr bool lower_forms_match()
     }
     return true;
 }
-static_assert(lower_forms_match());
+static_assert(lower_forms_match(option_tokens));
 
 constexpr bool same_text(const char* one, const char* other)
 {
@@ -141,9 +142,10 @@ constexpr bool same_text(const char* one, const char* other)
 }
 
 // The scan of power quality takes its four rows by their places.
-constexpr bool power_quality_in_order()
+template <std::size_t count>
+constexpr bool power_quality_in_order(const OptionToken (&tokens)[count])
 {
-    const OptionToken* row = option_tokens;
+    const OptionToken* row = tokens;
     while (row->group != OptionGroup::power_quality)
         ++row;
     for (const char* token : {"PQ1", "PQ2", "PQ3", "PQR"}) {
@@ -152,11 +154,12 @@ constexpr bool power_quality_in_order()
     }
     return row->group != OptionGroup::power_quality;
 }
-static_assert(power_quality_in_order());
+static_assert(power_quality_in_order(option_tokens));
 
-constexpr bool every_group_has_rules()
+template <std::size_t count>
+constexpr bool every_group_has_rules(const OptionToken (&tokens)[count])
 {
-    for (const OptionToken& token : option_tokens) {
+    for (const OptionToken& token : tokens) {
         bool found = token.group == OptionGroup::single;
         for (const ExclusiveGroup& rules : exclusive_groups)
             found = found || rules.group == token.group;
@@ -165,7 +168,7 @@ constexpr bool every_group_has_rules()
     }
     return true;
 }
-static_assert(every_group_has_rules());
+static_assert(every_group_has_rules(option_tokens));
 
 // The texts that the diagnostic of a refused list knows: every form of every token but MID, which
 // is accepted in a list and yet unknown there. That is deliberate.

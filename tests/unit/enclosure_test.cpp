@@ -77,3 +77,25 @@ TEST_CASE("an empty answer changes nothing and says so in one line")
     CHECK(entry.enclosure.text == "before");
     CHECK_FALSE(entry.enclosure.changed);
 }
+
+TEST_CASE("a failed wait asks again without a word")
+{
+    EditableText enclosure = {"before", false};
+    CHECK(console_of(
+              "K1\n", [&] { enter_enclosure(enclosure); }, "ff") ==
+          help + prompt + "\n" + prompt + "\n" + prompt + "K1\nFound valid match.\n");
+    CHECK(enclosure.text == "K1");
+    CHECK(enclosure.changed);
+}
+
+TEST_CASE("a time-out leaves the enclosure alone, whatever was typed")
+{
+    for (const char* wait : {"t", "kkt"}) {
+        EditableText enclosure = {"before", false};
+        const std::string screen = console_of(
+            "K1\n", [&] { enter_enclosure(enclosure); }, wait);
+        CHECK(screen.substr(screen.size() - 12) == "\nTimed out.\n");
+        CHECK(enclosure.text == "before");
+        CHECK_FALSE(enclosure.changed);
+    }
+}

@@ -1,15 +1,19 @@
 #include "tests/unit/fake_console.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
 #include <sys/mman.h>
+#include <sys/select.h>
 #include <unistd.h>
 
 namespace
 {
 
 int screen = -1;
+std::string scripted_waits;
+std::vector<timeval> given_times;
 
 int memory_file(const std::string& content)
 {
@@ -47,16 +51,25 @@ std::string console_so_far(std::size_t from)
     return text;
 }
 
-std::string console_of(const std::string& keys, const std::function<void()>& action)
+const std::vector<timeval>& waits_so_far()
+{
+    return given_times;
+}
+
+std::string console_of(const std::string& keys, const std::function<void()>& action,
+                       const std::string& waits)
 {
     const int keyboard = memory_file(keys);
+    scripted_waits = waits;
     const std::string printed = console_on(keyboard, action);
+    scripted_waits.clear();
     close(keyboard);
     return printed;
 }
 
 std::string console_on(int keyboard, const std::function<void()>& action)
 {
+    given_times.clear();
     screen = memory_file("");
     std::fflush(stdout);
     std::setvbuf(stdin, nullptr, _IONBF, 0);
@@ -72,4 +85,20 @@ std::string console_on(int keyboard, const std::function<void()>& action)
     put_back(STDOUT_FILENO, saved_output);
     close(screen);
     return printed;
+}
+
+// Standing in the program itself, it is found before that of the C library.
+extern "C" int select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional,
+                      timeval* time_out)
+{
+    given_times.push_back(*time_out);
+    if (scripted_waits.empty()) {
+        const timespec wait = {time_out->tv_sec, time_out->tv_usec * 1000};
+        return pselect(count, readable, writable, exceptional, &wait, nullptr);
+    }
+    const char event = scripted_waits.front();
+    scripted_waits.erase(0, 1);
+    *time_out = {7, 500000};
+    errno = EINTR;
+    return event == 'k' ? 1 : event == 't' ? 0 : -1;
 }

@@ -4,10 +4,15 @@
 #include <cstddef>
 #include <functional>
 #include <string>
+#include <vector>
+
+#include <sys/time.h>
 
 // Runs `action` with `keys` as what the technician types, and returns all that it printed.
-// When the keys are used up, input has ended.
-std::string console_of(const std::string& keys, const std::function<void()>& action);
+// When the keys are used up, input has ended. The waits for a key end as `waits` says, a character
+// each: k there is one, t none came in time, f the wait failed; those after them take their course.
+std::string console_of(const std::string& keys, const std::function<void()>& action,
+                       const std::string& waits = "");
 
 // As `console_of`, with the descriptor `keyboard` as standard input; it stays open.
 std::string console_on(int keyboard, const std::function<void()>& action);
@@ -15,3 +20,7 @@ std::string console_on(int keyboard, const std::function<void()>& action);
 // What has been flushed to standard output so far, from the byte `from` on; only while one of the
 // above runs.
 std::string console_so_far(std::size_t from = 0);
+
+// The time that each wait for a key was given, since the last of the above began. A wait that
+// `waits` ends leaves 7.5 seconds of it.
+const std::vector<timeval>& waits_so_far();

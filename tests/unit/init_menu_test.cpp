@@ -152,3 +152,26 @@ TEST_CASE("a reconnection that fails leaves the menu")
     CHECK(screen.substr(screen.size() - tail.size()) == tail);
     CHECK(store.calls.back() == "pcd_init");
 }
+
+TEST_CASE("a question about the options or the defaults that is not answered changes nothing")
+{
+    for (const char* choice : {"7", "8"}) {
+        for (const char* waits : {"kkt", "kkf"}) {
+            fresh_store();
+            SettingsSession session;
+            const std::string screen = console_of(
+                choice + std::string("\n0\n"), [&] { run_init_menu(session); }, waits);
+            CHECK(shows(screen, "? (y/n): \n\n\n-"));
+            CHECK(fake_store.calls == std::vector<std::string>{read_call, read_call});
+        }
+    }
+}
+
+TEST_CASE("a reset that is not confirmed closes nothing")
+{
+    fresh_store();
+    SettingsSession session;
+    const std::string screen = menu_on(session, "8\nn\n0\n");
+    CHECK(shows(screen, "Reset all to Factory Defaults? (y/n): n\n\n\n-"));
+    CHECK(fake_store.calls == std::vector<std::string>{read_call, read_call});
+}

@@ -304,3 +304,88 @@ TEST_CASE("only a clear yes confirms")
     CHECK_FALSE(confirms("\n"));
     CHECK_FALSE(confirms(""));
 }
+
+TEST_CASE("each key is given the whole time, the microseconds that are left once more")
+{
+    std::string text;
+    int result = 77;
+    std::vector<timeval> waits;
+    const std::string echo = console_of(
+        "ab",
+        [&] {
+            result = read_line_timed(text, 12);
+            waits = waits_so_far();
+        },
+        "kkt");
+    CHECK(result == answer_timed_out);
+    CHECK(text == "ab");
+    CHECK(echo == "ab\n");
+    REQUIRE(waits.size() == 3);
+    CHECK(waits[0].tv_sec == 12);
+    CHECK(waits[0].tv_usec == 0);
+    CHECK(waits[1].tv_sec == 12);
+    CHECK(waits[1].tv_usec == 500000); // what the wait before has left, which is deliberate
+    CHECK(waits[2].tv_sec == 12);
+    CHECK(waits[2].tv_usec == 500000);
+}
+
+TEST_CASE("a prompt allows 30 seconds without a key")
+{
+    std::string text;
+    int result = 77;
+    timeval wait = {};
+    const std::string shown = console_of(
+        "",
+        [&] {
+            result = prompt_line("Enter", text);
+            wait = waits_so_far().at(0);
+        },
+        "t");
+    CHECK(result == answer_timed_out);
+    CHECK(shown == "Enter: \n");
+    CHECK(wait.tv_sec == 30);
+    CHECK(wait.tv_usec == 0);
+}
+
+TEST_CASE("a prompt and each echo are on the screen while a key is waited for")
+{
+    OpenKeyboard keyboard;
+    open_pipe(keyboard);
+    REQUIRE(write(keyboard.keys, "a\b\n", 3) == 3);
+    std::string text;
+    std::string before_the_end;
+    console_on(keyboard.reader, [&] {
+        std::fputs("Enter: ", stdout);
+        read_line_timed(text, 1);
+        before_the_end = console_so_far();
+    });
+    CHECK(before_the_end == "Enter: a\b \b\n");
+}
+
+TEST_CASE("a question that times out leaves the flag alone and confirms nothing")
+{
+    EditableFlag flag = {true, false};
+    int result = 77;
+    console_of(
+        "", [&] { result = prompt_yes_no("Sure? (y/n)", flag); }, "t");
+    CHECK(result == answer_timed_out);
+    CHECK(flag.value);
+    CHECK_FALSE(flag.changed);
+
+    bool yes = true;
+    console_of(
+        "y", [&] { yes = confirmed("Sure? (y/n)"); }, "kt");
+    CHECK_FALSE(yes);
+}
+
+TEST_CASE("what brought no answer is told, an answer is not")
+{
+    const auto told = [](int result, const char* refusal) {
+        return console_of("", [&] { tell_no_answer(result, refusal); });
+    };
+    CHECK(told(answer_timed_out, "Error: no") == "Timed out.\n");
+    CHECK(told(answer_timed_out, nullptr) == "Timed out.\n");
+    CHECK(told(answer_refused, "Error: no") == "Error: no\n");
+    CHECK(told(answer_refused, nullptr) == "");
+    CHECK(told(answer_taken, "Error: no") == "");
+}

@@ -143,3 +143,60 @@ TEST_CASE("what is told of a password reset is on the screen before its script r
     CHECK(screen == before + "Passwords reset to defaults.\n");
     CHECK_FALSE(any_changed(session));
 }
+
+TEST_CASE("a name server that is not entered is told and left alone")
+{
+    for (const int choice : {2, 3}) {
+        fresh_store();
+        SettingsSession session = session_with_ports(1);
+        const auto told = [&](const std::string& keys, const char* waits) {
+            const std::string screen = console_of(
+                keys, [&] { act_on_main_choice(session, choice); }, waits);
+            return screen.substr(screen.find(": ") + 2);
+        };
+        CHECK(told("", "t") == "\nTimed out.\n");
+        CHECK(told("", "f") == "\nError: invalid address\n");
+        CHECK(told("1.2\n", "") == "1.2\nError: invalid address\n");
+        CHECK_FALSE(any_changed(session));
+    }
+}
+
+TEST_CASE("each name server is entered into its own text")
+{
+    fresh_store();
+    SettingsSession session = session_with_ports(1);
+    console_of("192.0.2.1\n", [&] { act_on_main_choice(session, 2); });
+    CHECK(session.primary_dns.text == "192.0.2.1");
+    CHECK(session.secondary_dns.text == "");
+    console_of("192.0.2.2\n", [&] { act_on_main_choice(session, 3); });
+    CHECK(session.primary_dns.text == "192.0.2.1");
+    CHECK(session.secondary_dns.text == "192.0.2.2");
+}
+
+TEST_CASE("a password reset that is not confirmed runs nothing and says nothing")
+{
+    for (const char* keys : {"n\n", "\n"}) {
+        fresh_store();
+        SettingsSession session = session_with_ports(1);
+        CHECK(console_of(keys, [&] { act_on_main_choice(session, 4); }) ==
+              "Reset all passwords ? (y/n): " + std::string(keys));
+        CHECK(fake_store.calls.empty());
+    }
+    fresh_store();
+    SettingsSession session = session_with_ports(1);
+    CHECK(console_of(
+              "y", [&] { act_on_main_choice(session, 4); }, "kt") ==
+          "Reset all passwords ? (y/n): y\n");
+    CHECK(fake_store.calls.empty());
+}
+
+TEST_CASE("a time-out at the question before leaving means staying")
+{
+    fresh_store();
+    SettingsSession session = session_with_ports(1);
+    session.primary_dns.changed = true;
+    const std::string screen = console_of(
+        "0\n0\ny\n", [&] { run_main_menu(session); }, "kkt");
+    CHECK(shows(screen, "Exit without saving? (y/n): \n\n\n-"));
+    CHECK(shows(screen, "Exit without saving? (y/n): y\n"));
+}

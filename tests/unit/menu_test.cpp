@@ -157,3 +157,24 @@ TEST_CASE("an invalid answer is told between empty lines")
     REQUIRE(shown.screen.size() > tail.size());
     CHECK(shown.screen.substr(shown.screen.size() - tail.size()) == tail);
 }
+
+TEST_CASE("a choice is waited for 30 seconds; without one nothing more is told")
+{
+    for (const char* wait : {"t", "f"}) {
+        int choice = 77;
+        timeval given = {};
+        const std::string screen = console_of(
+            "1\n",
+            [&] {
+                choice = show_menu("T", {{{"a", ""}}}, {true}, "Exit");
+                given = waits_so_far().at(0);
+            },
+            wait);
+        CHECK(choice == no_choice);
+        CHECK(given.tv_sec == 30);
+        CHECK(given.tv_usec == 0);
+        const std::string tail = " 0.  " + padded("Exit", 73) + "\n\nSelect an option ==>  \n";
+        REQUIRE(screen.size() > tail.size());
+        CHECK(screen.substr(screen.size() - tail.size()) == tail);
+    }
+}

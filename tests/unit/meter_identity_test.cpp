@@ -197,3 +197,37 @@ TEST_CASE("the help of each index stands before its prompt")
           "     60 Hz  -------------->  1\n\n"
           "Enter Meter Frequency: x\n");
 }
+
+TEST_CASE("an index that is not entered in time is told, a failed wait is not")
+{
+    for (const IndexedSetting* setting :
+         {&meter_form_setting, &class_amps_setting, &frequency_setting}) {
+        const auto told = [setting](const char* waits) {
+            SettingsSession session;
+            session.*setting->text = {"before", false};
+            const std::string screen = console_of(
+                "1\n", [&] { enter_indexed_value(*setting, session); }, waits);
+            CHECK((session.*setting->text).text == "before");
+            CHECK_FALSE((session.*setting->text).changed);
+            const std::string prompt = std::string(setting->prompt) + ": ";
+            return screen.substr(screen.find(prompt) + prompt.size());
+        };
+        CHECK(told("kt") == "1\nTimed out.\n");
+        CHECK(told("kf") == "1\n");
+    }
+}
+
+TEST_CASE("a serial number that is not entered is told and left alone")
+{
+    const std::string prompt = "Enter Serial Number (YYMMXXXXX): ";
+    EditableText serial = {"before", false};
+    const auto entered = [&](const char* waits) {
+        return console_of(
+            "091512345\n", [&] { enter_serial_number(serial); }, waits);
+    };
+    CHECK(entered("t") == prompt + "\nTimed out.\n");
+    CHECK(entered("f") == prompt + "\nError: Invalid Serial number\n");
+    CHECK(entered("kkkkkkkkkt") == prompt + "091512345\nTimed out.\n");
+    CHECK(serial.text == "before");
+    CHECK_FALSE(serial.changed);
+}

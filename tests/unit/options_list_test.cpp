@@ -462,3 +462,15 @@ TEST_CASE("a failed wait is passed over silently")
     CHECK(screen.substr(screen.size() - tail.size()) == tail);
     CHECK(session.options_list.text == "before");
 }
+
+TEST_CASE("an options list that is not entered in time is told after an empty line")
+{
+    SettingsSession session;
+    session.options_list = {"before", false};
+    const std::string screen = console_of(
+        "WEB\n", [&] { enter_options_list(session); }, "kkkt");
+    const std::string tail = "\n\nEnter Options List: WEB\n\nTimed out.\n";
+    CHECK(screen.substr(screen.size() - tail.size()) == tail);
+    CHECK(session.options_list.text == "before");
+    CHECK_FALSE(session.options_list.changed);
+}

@@ -187,3 +187,50 @@ TEST_CASE("any other reply leaves the media type alone")
     CHECK(media_answered("", "1").refused);
     CHECK(media_answered("A;", "2").refused);
 }
+
+TEST_CASE("each question that is not answered in time is told")
+{
+    const char* questions[] = {"Enable DHCP? (y/n): ", "Enter IP Address: ", "Enter Subnet Mask: ",
+                               "Enter Default Gateway: ", "Select an option (0-0) ==>  : "};
+    for (int item = 1; item <= 5; ++item) {
+        fresh_store();
+        InterfaceSettings port;
+        const std::string screen = console_of(
+            std::to_string(item) + "\n0\n", [&] { run_port_menu(port); }, "kkt");
+        CHECK(shows(screen, questions[item - 1] + std::string("\nTimed out.\n\n\n-")));
+        CHECK(port.subnet_mask.text == "");
+        CHECK_FALSE(port.dhcp.changed);
+        CHECK_FALSE(port.ip_address.changed);
+        CHECK_FALSE(port.subnet_mask.changed);
+        CHECK_FALSE(port.default_gateway.changed);
+        CHECK_FALSE(port.media_type.changed);
+    }
+}
+
+TEST_CASE("each question whose wait fails is refused in its own words")
+{
+    const char* told[] = {"Enable DHCP? (y/n): \nError: invalid response\n",
+                          "Enter IP Address: \nError: invalid address\n",
+                          "Enter Subnet Mask: \nError: invalid address\n",
+                          "Enter Default Gateway: \nError: invalid address\n",
+                          "Select an option (0-0) ==>  : \nError: invalid selection\n"};
+    for (int item = 1; item <= 5; ++item) {
+        fresh_store();
+        InterfaceSettings port;
+        const std::string screen = console_of(
+            std::to_string(item) + "\n0\n", [&] { run_port_menu(port); }, "kkf");
+        CHECK(shows(screen, told[item - 1] + std::string("\n\n-")));
+    }
+}
+
+TEST_CASE("a menu that times out is drawn again without a message")
+{
+    fresh_store();
+    InterfaceSettings port;
+    const std::string screen = console_of(
+        "0\n", [&] { run_port_menu(port); }, "tf");
+    CHECK(shows(screen, "Select an option ==>  \n\n\n-"));
+    CHECK_FALSE(shows(screen, "rror"));
+    CHECK_FALSE(shows(screen, "Timed out"));
+    CHECK(fake_store.calls.size() == 3);
+}

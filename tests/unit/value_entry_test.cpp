@@ -211,3 +211,15 @@ TEST_CASE("an edited flag keeps its value")
     CHECK(flag_loaded(1, boolean_element(false), {true, true}, false).value);
     CHECK_FALSE(flag_loaded(2, boolean_element(true), {false, true}, true).value);
 }
+
+TEST_CASE("an address that is not entered in time is told and left alone")
+{
+    EditableText address = {"1.1.1.1", false};
+    bool taken = true;
+    CHECK(console_of(
+              "2.2.2.2", [&] { taken = enter_address("Enter IP Address", address); }, "kkkkkkkt") ==
+          "Enter IP Address: 2.2.2.2\nTimed out.\n");
+    CHECK_FALSE(taken);
+    CHECK(address.text == "1.1.1.1");
+    CHECK_FALSE(address.changed);
+}
