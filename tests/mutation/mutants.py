@@ -1,0 +1,292 @@
+"""The mutants of the program: small changes to its sources, each of which a test should notice.
+
+They are found in the syntax tree (libclang) and, for literals, among the tokens. What stands in a
+static_assert or an #include is left alone."""
+
+import dataclasses
+import pathlib
+import re
+
+from clang import cindex
+from clang.cindex import CursorKind, TokenKind, TypeKind
+
+FOLDERS = ("app", "console", "settings", "store", "network", "meterinit")
+
+COMPARISONS = {"==": ("!=",), "!=": ("==",), "<": ("<=", ">="), "<=": ("<", ">"), ">": (">=", "<="),
+               ">=": (">", "<")}
+BOOLEAN = {"&&": ("||",), "||": ("&&",)}
+ARITHMETIC = {"+": ("-",), "-": ("+",), "*": ("+",), "/": ("*",), "%": ("*",), "+=": ("-=",),
+              "-=": ("+=",), "++": ("--",), "--": ("++",), "|": ("&",), "&": ("|",), "|=": ("&=",),
+              "&=": ("|=",), "<<": (">>",), ">>": ("<<",)}
+OPERATORS = {token: (name, others) for name, table in (
+    ("comparison", COMPARISONS), ("boolean", BOOLEAN), ("arithmetic", ARITHMETIC))
+    for token, others in table.items()}
+EMPTY_STATEMENT = "(void)0"
+
+
+@dataclasses.dataclass(frozen=True, order=True)
+class Mutant:
+    file: str  # from the root
+    start: int  # bytes
+    end: int
+    replacement: str
+    operator: str
+    line: int
+    original: str
+    source_line: str  # the line of `start`, without its indentation
+    which: int = 1  # of several with the same change in the same kind of line of the file
+
+    def __str__(self):
+        return f"{self.file}:{self.line}: {self.operator}: {self.change}"
+
+    @property
+    def change(self):
+        return f"{shortened(self.original)} -> {shortened(self.replacement)}"
+
+    @property
+    def key(self):
+        """What names it although other lines change."""
+        return self.file, self.source_line, self.change, self.which
+
+
+def shortened(text):
+    return re.sub(r"\s+", " ", text)
+
+
+class Source:
+    """One file and the mutants found in it so far."""
+
+    def __init__(self, root, name):
+        self.name = name
+        self.text = (root / name).read_bytes()
+        self.found = {}
+        self.excluded = []  # ranges of bytes
+
+    def part(self, start, end):
+        return self.text[start:end].decode()
+
+    def add(self, operator, start, end, replacement):
+        original = self.part(start, end)
+        if original == replacement or any(s < end and start < e for s, e in self.excluded):
+            return
+        before = self.text[:start]
+        first = before.rfind(b"\n") + 1
+        line = self.text[first:self.text.find(b"\n", start)].decode().strip()
+        mutant = Mutant(self.name, start, end, replacement, operator, before.count(b"\n") + 1,
+                        original, line)
+        self.found.setdefault((start, end, replacement), mutant)
+
+    def mutants(self):
+        counts = {}
+        for mutant in sorted(self.found.values()):
+            counts[mutant.key] = counts.get(mutant.key, 0) + 1
+            yield dataclasses.replace(mutant, which=counts[mutant.key])
+
+
+# -- literals --
+
+def string_changes(text):
+    if text == '""':
+        return ['"x"']
+    return [re.sub(r'(\\x[0-9a-f]+|\\.|.)"$', '"', text)]  # without its last character
+
+
+def literal_changes(token):
+    text = token.spelling
+    if text in ("true", "false"):
+        return [("constant", "false" if text == "true" else "true")]
+    if token.kind != TokenKind.LITERAL:
+        return []
+    if text.startswith('"'):
+        return [("text", change) for change in string_changes(text)]
+    if text.startswith("'"):
+        return [("text", "'y'" if text == "'x'" else "'x'")]
+    number = re.fullmatch(r"(0x[0-9a-fA-F]+|[0-9]+)([uUlL]*)", text)
+    if number is None:
+        return []
+    value = int(number[1], 0)
+    return [("constant", f"{other}{number[2]}") for other in (value + 1, value - 1) if other >= 0]
+
+
+def add_literals(unit, source, path):
+    whole = cindex.SourceRange.from_locations(
+        cindex.SourceLocation.from_offset(unit, unit.get_file(str(path)), 0),
+        cindex.SourceLocation.from_offset(unit, unit.get_file(str(path)), len(source.text)))
+    for token in unit.get_tokens(extent=whole):
+        start, end = token.extent.start.offset, token.extent.end.offset
+        line = source.text[source.text.rfind(b"\n", 0, start) + 1:start]
+        if line.startswith(b"#include"):
+            continue
+        for operator, change in literal_changes(token):
+            source.add(operator, start, end, change)
+
+
+# -- expressions and statements --
+
+def span(cursor):
+    return cursor.extent.start.offset, cursor.extent.end.offset
+
+
+def text_of(source, cursor):
+    return source.part(*span(cursor))
+
+
+def add_operator(source, cursor):
+    """A binary operator, the language's or a type's own, between its two operands."""
+    children = list(cursor.get_children())
+    if cursor.kind == CursorKind.CALL_EXPR:
+        if not re.fullmatch(r"operator\W+", cursor.spelling) or len(children) != 3:
+            return
+        children = [children[0], children[2]]
+    if len(children) != 2:
+        return
+    left, right = children
+    between = source.part(left.extent.end.offset, right.extent.start.offset)
+    token = re.search(r"[-+*/%=!<>&|]+", re.sub(r"//.*|/\*.*?\*/", lambda c: " " * len(c[0]), between))
+    if token is None or token[0] not in OPERATORS:
+        return
+    at = left.extent.end.offset + token.start()
+    operator, others = OPERATORS[token[0]]
+    for other in others:
+        source.add(operator, at, at + len(token[0]), other)
+    if operator == "boolean":
+        source.add("operand dropped", *span(cursor), text_of(source, left))
+        source.add("operand dropped", *span(cursor), text_of(source, right))
+
+
+def add_unary(source, cursor):
+    start, end = span(cursor)
+    text = source.part(start, end)
+    for token, other in (("++", "--"), ("--", "++")):
+        if text.startswith(token):
+            source.add("arithmetic", start, start + 2, other)
+        elif text.endswith(token):
+            source.add("arithmetic", end - 2, end, other)
+    if text[0] in "!~":
+        source.add("boolean" if text[0] == "!" else "arithmetic", start, start + 1, "")
+
+
+def add_condition(source, cursor):
+    children = list(cursor.get_children())
+    if children and children[0].kind.is_expression():
+        text = text_of(source, children[0])
+        source.add("negated condition", *span(children[0]), f"!({text})")
+
+
+def add_return(source, cursor):
+    value = next(iter(cursor.get_children()), None)
+    if value is None:
+        source.add("jump removed", *span(cursor), EMPTY_STATEMENT)
+        return
+    text = text_of(source, value)
+    if re.fullmatch(r"true|false|\d+", text):
+        return  # one of the constants
+    kind = value.type.get_canonical().kind
+    if kind == TypeKind.VOID:
+        return
+    if kind == TypeKind.BOOL:
+        change = f"!({text})"
+    elif kind in (TypeKind.INT, TypeKind.UINT, TypeKind.LONG, TypeKind.ULONG, TypeKind.CHAR_S):
+        change = f"({text}) + 1"
+    elif kind == TypeKind.POINTER:
+        change = "nullptr"
+    else:
+        change = "{}"
+    source.add("return value", *span(value), change)
+
+
+def statements_within(cursor):
+    """The children of a statement that are expressions standing as statements."""
+    children = list(cursor.get_children())
+    if cursor.kind == CursorKind.IF_STMT:
+        children = children[1:]
+    elif cursor.kind != CursorKind.COMPOUND_STMT:
+        children = children[-1:] if len(children) > 1 or cursor.kind == CursorKind.DEFAULT_STMT else []
+    return children
+
+
+def is_statement(source, cursor):
+    end = cursor.extent.end.offset
+    return cursor.kind.is_expression() and source.text[end:end + 1] == b";"
+
+
+def add_statements(source, cursor):
+    before = None
+    for child in statements_within(cursor):
+        if not is_statement(source, child):
+            before = None
+            continue
+        source.add("statement removed", *span(child), EMPTY_STATEMENT)
+        if before is not None and cursor.kind == CursorKind.COMPOUND_STMT:
+            add_swap(source, "statements swapped", before, child)
+        before = child
+
+
+def add_swap(source, operator, one, other):
+    between = source.part(one.extent.end.offset, other.extent.start.offset)
+    first, second = text_of(source, one), text_of(source, other)
+    if first != second:
+        source.add(operator, one.extent.start.offset, other.extent.end.offset, second + between + first)
+
+
+def add_rows(source, cursor):
+    rows = list(cursor.get_children())
+    for one, other in zip(rows, rows[1:]):
+        if one.type.get_canonical().kind == other.type.get_canonical().kind:
+            add_swap(source, "rows swapped", one, other)
+
+
+HANDLERS = {
+    CursorKind.BINARY_OPERATOR: add_operator,
+    CursorKind.COMPOUND_ASSIGNMENT_OPERATOR: add_operator,
+    CursorKind.CALL_EXPR: add_operator,
+    CursorKind.UNARY_OPERATOR: add_unary,
+    CursorKind.IF_STMT: add_condition,
+    CursorKind.WHILE_STMT: add_condition,
+    CursorKind.CONDITIONAL_OPERATOR: add_condition,
+    CursorKind.RETURN_STMT: add_return,
+    CursorKind.INIT_LIST_EXPR: add_rows,
+}
+BLOCKS = (CursorKind.COMPOUND_STMT, CursorKind.IF_STMT, CursorKind.FOR_STMT, CursorKind.WHILE_STMT,
+          CursorKind.CXX_FOR_RANGE_STMT, CursorKind.CASE_STMT, CursorKind.DEFAULT_STMT)
+
+
+def visit(cursor, sources, root):
+    for child in cursor.get_children():
+        name = child.location.file and child.location.file.name
+        if not name or not name.startswith(str(root)):
+            continue
+        name = str(pathlib.Path(name).relative_to(root))
+        if name.split("/")[0] not in FOLDERS:
+            continue
+        source = sources.get(name) or sources.setdefault(name, Source(root, name))
+        if child.kind == CursorKind.STATIC_ASSERT:
+            source.excluded.append(span(child))
+            continue
+        if child.kind in HANDLERS and text_of(source, child):  # else it comes from a macro
+            HANDLERS[child.kind](source, child)
+        if child.kind in BLOCKS:
+            add_statements(source, child)
+        if child.kind in (CursorKind.BREAK_STMT, CursorKind.CONTINUE_STMT):
+            source.add("jump removed", *span(child), EMPTY_STATEMENT)
+        visit(child, sources, root)
+
+
+def all_mutants(root):
+    """Every mutant of the program below `root`, in the order of files and places."""
+    root = pathlib.Path(root).resolve()
+    index = cindex.Index.create()
+    arguments = ["-std=c++17", f"-I{root}", f"-I{root}/simulator/include"]
+    sources, units = {}, {}
+    for folder in FOLDERS:
+        for path in sorted((root / folder).glob("*.cpp")):
+            unit = index.parse(str(path), arguments)
+            errors = [d for d in unit.diagnostics if d.severity >= cindex.Diagnostic.Error]
+            if errors:
+                raise RuntimeError(f"{path} cannot be read: {errors[0]}")
+            visit(unit.cursor, sources, root)
+            for name in sources:
+                units.setdefault(name, unit)
+    for name, unit in units.items():
+        add_literals(unit, sources[name], root / name)
+    return [mutant for name in sorted(sources) for mutant in sources[name].mutants()]

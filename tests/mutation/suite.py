@@ -1,0 +1,189 @@
+"""A copy of the project in which one mutant after the other is built and tested.
+
+The sources themselves are never touched. The tests run in the order of their cost, and the first
+that fails ends it: unit tests, dialogues without real waits, tests of the console, and, when asked
+for, sessions compared with the model."""
+
+import collections
+import contextlib
+import os
+import pathlib
+import re
+import resource
+import shutil
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+PROGRAMS = ("unit-tests", "meter-settings")
+WAITS = re.compile(r"‹wait \d+ s›")
+
+BUILD_LIMIT = 300  # seconds
+TEST_LIMIT = 40
+STEP_LIMIT = 8.0
+# A mutant may print, or ask for memory, without end.
+LIMITS = {resource.RLIMIT_FSIZE: 16 << 20, resource.RLIMIT_AS: 3 << 30, resource.RLIMIT_CORE: 0,
+          resource.RLIMIT_CPU: TEST_LIMIT}
+
+# Read by every compilation ahead of its source, and compiled once.
+COMMON_HEADERS = "".join(f"#include <{name}>\n" for name in (
+    "algorithm", "cstdio", "cstring", "functional", "map", "string", "vector"))
+# Warnings are no errors here: a mutant is to be run, not to be criticised.
+FLAGS = "-std=c++17 -O0 -w"
+
+# What became of a mutant.
+NOT_COMPILED, SURVIVED, NOT_RUN = "not compiled", "survived", "not run"
+UNIT_TESTS, DIALOGUES, CONSOLE_TESTS, MODEL, TIME_OUT = (
+    "unit tests", "dialogues", "console tests", "model", "time-out")
+KILLED = (UNIT_TESTS, DIALOGUES, CONSOLE_TESTS, MODEL, TIME_OUT)
+
+
+class Broken(Exception):
+    """The unchanged program cannot be built or tested."""
+
+
+def set_limits():
+    for limit, value in LIMITS.items():
+        resource.setrlimit(limit, (value, value))
+
+
+def project_files():
+    listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "-z"], cwd=ROOT,
+                            capture_output=True, text=True, check=True).stdout
+    return {name for name in listed.split("\0") if name and (ROOT / name).is_file()}
+
+
+class Tree:
+    """A copy below build/mutation, kept from run to run so that little is compiled anew."""
+
+    def __init__(self, number, model_sessions=0):
+        self.folder = ROOT / "build" / "mutation" / f"tree-{number}"
+        self.build_folder = self.folder / "build" / "mutated"
+        self.log = self.folder / "build" / "log"
+        self.model_sessions = model_sessions
+        self.kills = collections.Counter()  # by dialogue
+        self.copy_project()
+        self.configure()
+        self.load_dialogues()
+
+    def copy_project(self):
+        wanted = project_files()
+        for path in self.folder.rglob("*"):
+            name = str(path.relative_to(self.folder))
+            if path.is_file() and not name.startswith("build/") and name not in wanted:
+                path.unlink()
+        for name in wanted:
+            copy = self.folder / name
+            if not copy.exists() or copy.read_bytes() != (ROOT / name).read_bytes():
+                copy.parent.mkdir(parents=True, exist_ok=True)
+                shutil.copy(ROOT / name, copy)
+
+    def configure(self):
+        self.build_folder.mkdir(parents=True, exist_ok=True)
+        common = self.build_folder / "common.h"
+        if (self.build_folder / "build.ninja").exists():
+            return
+        common.write_text(COMMON_HEADERS)
+        self.must("g++", *FLAGS.split(), "-x", "c++-header", common, "-o", f"{common}.gch")
+        self.must("cmake", "-S", self.folder, "-B", self.build_folder, "-G", "Ninja",
+                  "-DCMAKE_CXX_COMPILER=g++", f"-DCMAKE_CXX_FLAGS={FLAGS} -include {common}",
+                  "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold")
+
+    def must(self, *command):
+        with self.log.open("w") as log:
+            ended = subprocess.run([str(word) for word in command], stdout=log, stderr=log, check=False)
+        if ended.returncode != 0:
+            raise Broken(f"{self.log.read_text()}failed: {command[0]}")
+
+    def load_dialogues(self):
+        """The dialogue runner of this tree, on the programs of this tree."""
+        os.environ["BUILD_DIR"] = str(self.build_folder)
+        sys.path.insert(0, str(self.folder / "tests"))
+        from harness import program
+        program.STEP_LIMIT = STEP_LIMIT
+        from harness import dialogue
+        self.play = dialogue.play
+        paths = sorted((self.folder / "tests" / "dialogues").rglob("*.dialogue"))
+        self.dialogues = [dialogue.Dialogue(path) for path in paths
+                          if not WAITS.search(path.read_text(encoding="utf-8"))]
+
+    # -- building and testing --
+
+    def builds(self, *programs):
+        command = ["ninja", "-C", str(self.build_folder), *programs]
+        with self.log.open("w") as log:
+            return subprocess.run(command, stdout=log, stderr=log, timeout=BUILD_LIMIT,
+                                  check=False).returncode == 0
+
+    def run(self, *command):
+        """True when the command succeeded; what it printed is in the log."""
+        with self.log.open("w") as log:
+            return subprocess.run([str(word) for word in command], stdin=subprocess.DEVNULL, stdout=log,
+                                  stderr=log, cwd=self.build_folder, timeout=TEST_LIMIT,
+                                  preexec_fn=set_limits, check=False).returncode == 0
+
+    def unit_tests_pass(self, name):
+        own = f"*{pathlib.Path(name).stem}_test.cpp"
+        program = (self.build_folder / "unit-tests", "-aa=1", "--no-colors=true")
+        return self.run(*program, f"-sf={own}") and self.run(*program, f"-sfe={own}")
+
+    def dialogues_pass(self):
+        for dialogue in sorted(self.dialogues, key=lambda each: -self.kills[each.path]):
+            try:
+                report = self.play(dialogue)
+            except Exception as exception:  # of what the mutant left behind; unchanged it passes
+                report = repr(exception)
+            if report:
+                self.kills[dialogue.path] += 1
+                self.log.write_text(f"{dialogue.path.stem}: {report}")
+                return False
+        return True
+
+    def console_tests_pass(self):
+        return self.run("/usr/bin/python3", "-m", "pytest", "-x", "-q", "-p", "no:cacheprovider",
+                        "-p", "no:xdist", self.folder / "tests" / "console")
+
+    def model_agrees(self):
+        return self.run(self.folder / "tests" / "model" / "differential", "--jobs", 1, "--sessions",
+                        self.model_sessions, "--scratch", self.build_folder / "differences")
+
+    def outcome(self, name):
+        """What becomes of the mutant that stands in the file `name` now."""
+        if not self.builds(PROGRAMS[0]):
+            return NOT_COMPILED
+        try:
+            if not self.unit_tests_pass(name):
+                return UNIT_TESTS
+            if not self.builds(*PROGRAMS):
+                return NOT_COMPILED
+            if not self.dialogues_pass():
+                return DIALOGUES
+            if not self.console_tests_pass():
+                return CONSOLE_TESTS
+            if self.model_sessions and not self.model_agrees():
+                return MODEL
+        except subprocess.TimeoutExpired:
+            return TIME_OUT
+        finally:
+            shutil.rmtree(self.build_folder / "test-meters", ignore_errors=True)
+        return SURVIVED
+
+    def must_pass_unchanged(self):
+        self.must("ninja", "-C", self.build_folder)
+        became = self.outcome("unchanged.cpp")
+        if became != SURVIVED:
+            raise Broken(f"the unchanged program fails: {became}\n{self.log.read_text()[-3000:]}")
+
+    @contextlib.contextmanager
+    def with_mutant(self, mutant):
+        path = self.folder / mutant.file
+        text = path.read_bytes()
+        path.write_bytes(text[:mutant.start] + mutant.replacement.encode() + text[mutant.end:])
+        try:
+            yield
+        finally:
+            path.write_bytes(text)
+
+    def test(self, mutant):
+        with self.with_mutant(mutant):
+            return self.outcome(mutant.file)
