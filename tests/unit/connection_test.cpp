@@ -4,6 +4,12 @@
 
 #include <doctest/doctest.h>
 
+#include <cstdio>
+#include <cstdlib>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
 using Calls = std::vector<std::string>;
 
 TEST_CASE("connecting twice opens the store once")
@@ -36,6 +42,24 @@ TEST_CASE("disconnecting twice closes the store once")
     cds_disconnect();
     cds_disconnect();
     CHECK(fake_store.calls == Calls{"pcd_close"});
+}
+
+TEST_CASE("a connection that is open at the program's end is closed then")
+{
+    constexpr int closed = 42;
+    constexpr int not_closed = 43;
+    fresh_store();
+    std::fflush(stdout);
+    const pid_t process = fork();
+    REQUIRE(process >= 0);
+    if (process == 0) {
+        before_close = [] { _exit(closed); };
+        std::exit(not_closed);
+    }
+    int status = 0;
+    REQUIRE(waitpid(process, &status, 0) == process);
+    REQUIRE(WIFEXITED(status));
+    CHECK(WEXITSTATUS(status) == closed);
 }
 
 TEST_CASE("a read gives the library's result, statuses and elements")

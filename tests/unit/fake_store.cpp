@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 FakeStore fake_store;
+void (*before_close)() = nullptr;
 
 FakeStore& fresh_store()
 {
@@ -91,6 +92,8 @@ pcd_connection* pcd_init(int)
 
 void pcd_close(pcd_connection*)
 {
+    if (before_close != nullptr)
+        before_close();
     record("pcd_close");
 }
 

@@ -41,6 +41,9 @@ struct FakeStore {
 // The store that the library's calls use, empty and open at the start of each `fresh_store`.
 extern FakeStore fake_store;
 
+// When set, runs as the store is closed, also at the program's end.
+extern void (*before_close)();
+
 // Empties the fake store, connects to it and forgets the calls so far.
 FakeStore& fresh_store();
 

@@ -5,6 +5,7 @@
 
 #include <doctest/doctest.h>
 
+#include <cstdio>
 #include <stdexcept>
 
 #include "store/connection.h"
@@ -43,7 +44,135 @@ struct Terminal {
 
 constexpr tcflag_t switched_off = ECHO | ICANON | ISIG;
 
+struct Ran {
+    int status = 77;
+    std::string output;
+    std::string errors;
+};
+
+// Runs the program as "prog" with these arguments; nothing is typed but `keys`.
+Ran ran(const std::vector<const char*>& arguments, const std::string& keys = "0\n")
+{
+    std::vector<const char*> words = {"prog"};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    Ran result;
+    std::FILE* errors = std::tmpfile();
+    const int kept = dup(STDERR_FILENO);
+    dup2(fileno(errors), STDERR_FILENO);
+    result.output = console_of(
+        keys, [&] { result.status = run(static_cast<int>(words.size()), words.data()); });
+    dup2(kept, STDERR_FILENO);
+    close(kept);
+    std::rewind(errors);
+    for (int character; (character = std::fgetc(errors)) != EOF;)
+        result.errors += static_cast<char>(character);
+    std::fclose(errors);
+    return result;
+}
+
+// With a store that is closed, and no calls so far.
+FakeStore& closed_store()
+{
+    FakeStore& store = fresh_store();
+    cds_disconnect();
+    store.calls.clear();
+    return store;
+}
+
+const std::string init_item = "Velmora II Initialization (Serial and Options List)";
+
 } // namespace
+
+TEST_CASE("more than one argument prints the usage on standard error and touches nothing")
+{
+    closed_store();
+    const Ran answer = ran({"-v", "-m"});
+    CHECK(answer.status == 1);
+    CHECK(answer.output == "");
+    CHECK(answer.errors == "Usage: prog [<number_of_interfaces> | -v | -m]\n\n"
+                           "\t<number_of_interfaces>: Number of ethernet interfaces (default: 2)\n"
+                           "\t-v: print version info. to stdout and exit\n"
+                           "\t-m: view menu for Velmora II Initialisation\n\n");
+    CHECK(fake_store.calls.empty());
+}
+
+TEST_CASE("the version is printed without a store")
+{
+    closed_store().reachable = false;
+    const Ran answer = ran({"-v"});
+    CHECK(answer.status == 0);
+    CHECK(answer.errors == "");
+    const std::string first = "prog: version 0.0.1\nBuild date: ";
+    const std::string last = "\n$Revision: 1.3 $\n\n";
+    REQUIRE(answer.output.size() == first.size() + 20 + last.size()); // "Feb 29 2024 09:36:29"
+    CHECK(answer.output.substr(0, first.size()) == first);
+    CHECK(answer.output.substr(first.size() + 20) == last);
+    CHECK(answer.output[first.size() + 11] == ' ');
+    CHECK(answer.output[first.size() + 14] == ':');
+    CHECK(fake_store.calls.empty());
+}
+
+TEST_CASE("a store that cannot be reached ends the program")
+{
+    closed_store().reachable = false;
+    const Ran answer = ran({});
+    CHECK(answer.status == 1);
+    CHECK(answer.output == "");
+    CHECK(answer.errors == "Error: can't connect to CDS\n");
+    CHECK(fake_store.calls == std::vector<std::string>{"pcd_init"});
+}
+
+TEST_CASE("only the option m offers the initialisation")
+{
+    closed_store();
+    CHECK(ran({"-m"}).output.find(" 5.  " + init_item) != std::string::npos);
+    for (const char* other : {"4", "abc", "", "-V", "-mm", "m"}) {
+        CAPTURE(other);
+        const Ran answer = ran({other});
+        CHECK(answer.status == 0);
+        CHECK(answer.output == ran({}).output);
+        CHECK(answer.output.find(init_item) == std::string::npos);
+    }
+}
+
+TEST_CASE("the terminal is in raw local mode during a session and as before after it")
+{
+    FakeStore& store = closed_store();
+    const Terminal terminal;
+    termios before;
+    REQUIRE(tcgetattr(terminal.slave, &before) == 0);
+    tcflag_t within = 0;
+    store.before_read = [&] { within = terminal.local_modes(); };
+    REQUIRE(write(terminal.master, "0\n", 2) == 2);
+    console_on(terminal.slave, [&] {
+        const char* arguments[] = {"prog"};
+        run(1, arguments);
+    });
+    CHECK(within == (before.c_lflag & ~switched_off));
+    termios after;
+    REQUIRE(tcgetattr(terminal.slave, &after) == 0);
+    CHECK(after.c_lflag == before.c_lflag);
+    CHECK(after.c_iflag == before.c_iflag);
+    CHECK(after.c_oflag == before.c_oflag);
+    CHECK(store.calls.back() == "pcd_close");
+}
+
+TEST_CASE("keys that are typed ahead are not lost")
+{
+    closed_store();
+    int ends[2];
+    REQUIRE(pipe(ends) == 0);
+    REQUIRE(write(ends[1], "9\n9\n0\n", 6) == 6);
+    int status = 77;
+    console_on(ends[0], [&] {
+        std::setvbuf(stdin, nullptr, _IOFBF, BUFSIZ);
+        const char* arguments[] = {"prog"};
+        status = run(1, arguments);
+    });
+    CHECK(status == 0);
+    close(ends[0]);
+    close(ends[1]);
+}
 
 TEST_CASE("a session opens the store, stamps elements, and closes the store at its end")
 {
