@@ -1,7 +1,10 @@
 """The mutants of the program: small changes to its sources, each of which a test should notice.
 
 They are found in the syntax tree (libclang) and, for literals, among the tokens. What stands in a
-static_assert or an #include is left alone."""
+static_assert or an #include is left alone.
+
+Within routines most mutants are expressions, of which several can be compiled into one program that
+is told at its start which of them is to be in effect."""
 
 import dataclasses
 import pathlib
@@ -34,6 +37,7 @@ class Mutant:
     line: int
     original: str
     source_line: str  # the line of `start`, without its indentation
+    scope: tuple  # bytes of the whole expression that is another one then; empty: it has none
     which: int = 1  # of several with the same change in the same kind of line of the file
 
     def __str__(self):
@@ -60,27 +64,73 @@ class Source:
         self.name = name
         self.text = (root / name).read_bytes()
         self.found = {}
-        self.excluded = []  # ranges of bytes
+        # Ranges of bytes: what is left alone, what runs, what of it must be known to the compiler.
+        self.excluded = []
+        self.run = []
+        self.constant = []
 
     def part(self, start, end):
         return self.text[start:end].decode()
 
-    def add(self, operator, start, end, replacement):
+    def add(self, operator, start, end, replacement, scope=()):
         original = self.part(start, end)
-        if original == replacement or any(s < end and start < e for s, e in self.excluded):
+        if original == replacement:
             return
         before = self.text[:start]
         first = before.rfind(b"\n") + 1
         line = self.text[first:self.text.find(b"\n", start)].decode().strip()
         mutant = Mutant(self.name, start, end, replacement, operator, before.count(b"\n") + 1,
-                        original, line)
+                        original, line, scope)
         self.found.setdefault((start, end, replacement), mutant)
 
     def mutants(self):
         counts = {}
         for mutant in sorted(self.found.values()):
+            if any(overlap((mutant.start, mutant.end), place) for place in self.excluded):
+                continue
             counts[mutant.key] = counts.get(mutant.key, 0) + 1
-            yield dataclasses.replace(mutant, which=counts[mutant.key])
+            scope = mutant.scope if self.runs(mutant.scope) else ()
+            yield dataclasses.replace(mutant, scope=scope, which=counts[mutant.key])
+
+    def runs(self, scope):
+        """Whether a scope is no constant: which of several mutants is in effect can be left open."""
+        return scope and any(s <= scope[0] and scope[1] <= e for s, e in self.run) and not any(
+            overlap(scope, place) for place in self.constant)
+
+
+# -- several mutants in one program --
+
+def overlap(one, other):
+    return one[0] < other[1] and other[0] < one[1]
+
+
+def batches_of(mutants_of_a_file, size):
+    """The mutants in groups whose scopes lie apart; those without a scope alone."""
+    groups, alone = [], []
+    for mutant in mutants_of_a_file:
+        if not mutant.scope:
+            alone.append([mutant])
+            continue
+        for group in groups:
+            if len(group) < size and not any(overlap(mutant.scope, other.scope) for other in group):
+                group.append(mutant)
+                break
+        else:
+            groups.append([mutant])
+    return groups + alone
+
+
+def with_mutants(text, group):
+    """A source in which the number k of the group is in effect when `mutant_number` is k."""
+    for number, mutant in sorted(enumerate(group, 1), key=lambda each: each[1].scope, reverse=True):
+        first, last = mutant.scope
+        old = text[first:last]
+        new = text[first:mutant.start] + mutant.replacement.encode() + text[mutant.end:last]
+        if mutant.replacement == EMPTY_STATEMENT:
+            old = b"(void)(" + old + b")"
+        text = (text[:first] + b"(mutant_number == %d ? (" % number + new + b") : (" + old + b"))"
+                + text[last:])
+    return text
 
 
 # -- literals --
@@ -118,13 +168,22 @@ def add_literals(unit, source, path):
         if line.startswith(b"#include"):
             continue
         for operator, change in literal_changes(token):
-            source.add(operator, start, end, change)
+            source.add(operator, start, end, change, (start, end))
 
 
 # -- expressions and statements --
 
 def span(cursor):
     return cursor.extent.start.offset, cursor.extent.end.offset
+
+
+PLAIN_KINDS = (TypeKind.BOOL, TypeKind.INT, TypeKind.UINT, TypeKind.LONG, TypeKind.ULONG,
+               TypeKind.USHORT, TypeKind.SHORT, TypeKind.UCHAR, TypeKind.CHAR_S)
+
+
+def scope_of(cursor):
+    """Its range, when both it and its mutants are numbers."""
+    return span(cursor) if cursor.type.get_canonical().kind in PLAIN_KINDS else ()
 
 
 def text_of(source, cursor):
@@ -148,10 +207,10 @@ def add_operator(source, cursor):
     at = left.extent.end.offset + token.start()
     operator, others = OPERATORS[token[0]]
     for other in others:
-        source.add(operator, at, at + len(token[0]), other)
+        source.add(operator, at, at + len(token[0]), other, scope_of(cursor))
     if operator == "boolean":
-        source.add("operand dropped", *span(cursor), text_of(source, left))
-        source.add("operand dropped", *span(cursor), text_of(source, right))
+        for operand in (left, right):
+            source.add("operand dropped", *span(cursor), text_of(source, operand), scope_of(cursor))
 
 
 def add_unary(source, cursor):
@@ -159,18 +218,19 @@ def add_unary(source, cursor):
     text = source.part(start, end)
     for token, other in (("++", "--"), ("--", "++")):
         if text.startswith(token):
-            source.add("arithmetic", start, start + 2, other)
+            source.add("arithmetic", start, start + 2, other, span(cursor))
         elif text.endswith(token):
-            source.add("arithmetic", end - 2, end, other)
+            source.add("arithmetic", end - 2, end, other, span(cursor))
     if text[0] in "!~":
-        source.add("boolean" if text[0] == "!" else "arithmetic", start, start + 1, "")
+        source.add("boolean" if text[0] == "!" else "arithmetic", start, start + 1, "",
+                   scope_of(cursor))
 
 
 def add_condition(source, cursor):
     children = list(cursor.get_children())
     if children and children[0].kind.is_expression():
         text = text_of(source, children[0])
-        source.add("negated condition", *span(children[0]), f"!({text})")
+        source.add("negated condition", *span(children[0]), f"!({text})", span(children[0]))
 
 
 def add_return(source, cursor):
@@ -186,13 +246,13 @@ def add_return(source, cursor):
         return
     if kind == TypeKind.BOOL:
         change = f"!({text})"
-    elif kind in (TypeKind.INT, TypeKind.UINT, TypeKind.LONG, TypeKind.ULONG, TypeKind.CHAR_S):
+    elif kind in PLAIN_KINDS:
         change = f"({text}) + 1"
     elif kind == TypeKind.POINTER:
         change = "nullptr"
     else:
         change = "{}"
-    source.add("return value", *span(value), change)
+    source.add("return value", *span(value), change, () if change == "{}" else span(value))
 
 
 def statements_within(cursor):
@@ -216,7 +276,8 @@ def add_statements(source, cursor):
         if not is_statement(source, child):
             before = None
             continue
-        source.add("statement removed", *span(child), EMPTY_STATEMENT)
+        macro = re.match(r"[A-Z_]+\(", text_of(source, child))  # perhaps no expression
+        source.add("statement removed", *span(child), EMPTY_STATEMENT, () if macro else span(child))
         if before is not None and cursor.kind == CursorKind.COMPOUND_STMT:
             add_swap(source, "statements swapped", before, child)
         before = child
@@ -247,8 +308,25 @@ HANDLERS = {
     CursorKind.RETURN_STMT: add_return,
     CursorKind.INIT_LIST_EXPR: add_rows,
 }
+ROUTINES = (CursorKind.FUNCTION_DECL, CursorKind.FUNCTION_TEMPLATE)
 BLOCKS = (CursorKind.COMPOUND_STMT, CursorKind.IF_STMT, CursorKind.FOR_STMT, CursorKind.WHILE_STMT,
           CursorKind.CXX_FOR_RANGE_STMT, CursorKind.CASE_STMT, CursorKind.DEFAULT_STMT)
+
+
+def note_places(source, cursor):
+    """Tells the source what of it runs, and what must be constant."""
+    kind, (start, end) = cursor.kind, span(cursor)
+    if kind == CursorKind.STATIC_ASSERT:
+        source.excluded.append((start, end))
+    elif kind == CursorKind.COMPOUND_STMT:
+        source.run.append((start, end))
+    elif kind == CursorKind.CASE_STMT:
+        source.constant.append(span(next(cursor.get_children())))
+    elif kind == CursorKind.VAR_DECL and (
+            "constexpr" in text_of(source, cursor) or "[" in text_of(source, cursor).split("=")[0]):
+        source.constant.append((start, end))
+    elif kind in ROUTINES and "constexpr" in text_of(source, cursor).split("{")[0]:
+        source.constant.append((start, end))
 
 
 def visit(cursor, sources, root):
@@ -260,9 +338,7 @@ def visit(cursor, sources, root):
         if name.split("/")[0] not in FOLDERS:
             continue
         source = sources.get(name) or sources.setdefault(name, Source(root, name))
-        if child.kind == CursorKind.STATIC_ASSERT:
-            source.excluded.append(span(child))
-            continue
+        note_places(source, child)
         if child.kind in HANDLERS and text_of(source, child):  # else it comes from a macro
             HANDLERS[child.kind](source, child)
         if child.kind in BLOCKS:

@@ -14,20 +14,24 @@ import shutil
 import subprocess
 import sys
 
+import mutants
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PROGRAMS = ("unit-tests", "meter-settings")
 WAITS = re.compile(r"‹wait \d+ s›")
 
-BUILD_LIMIT = 300  # seconds
-TEST_LIMIT = 40
-STEP_LIMIT = 8.0
+BUILD_LIMIT = 600  # seconds
+TEST_LIMIT = 150  # of one program of tests; for a busy machine, and for mutants that wait
+BUSY_LIMIT = 20  # of the processor
 # A mutant may print, or ask for memory, without end.
 LIMITS = {resource.RLIMIT_FSIZE: 16 << 20, resource.RLIMIT_AS: 3 << 30, resource.RLIMIT_CORE: 0,
-          resource.RLIMIT_CPU: TEST_LIMIT}
+          resource.RLIMIT_CPU: BUSY_LIMIT}
 
 # Read by every compilation ahead of its source, and compiled once.
 COMMON_HEADERS = "".join(f"#include <{name}>\n" for name in (
-    "algorithm", "cstdio", "cstring", "functional", "map", "string", "vector"))
+    "algorithm", "cstdio", "cstdlib", "cstring", "functional", "map", "string", "vector")) + """
+inline const int mutant_number = std::getenv("MUTANT") ? std::atoi(std::getenv("MUTANT")) : 0;
+"""
 # Warnings are no errors here: a mutant is to be run, not to be criticised.
 FLAGS = "-std=c++17 -O0 -w"
 
@@ -99,8 +103,6 @@ class Tree:
         """The dialogue runner of this tree, on the programs of this tree."""
         os.environ["BUILD_DIR"] = str(self.build_folder)
         sys.path.insert(0, str(self.folder / "tests"))
-        from harness import program
-        program.STEP_LIMIT = STEP_LIMIT
         from harness import dialogue
         self.play = dialogue.play
         paths = sorted((self.folder / "tests" / "dialogues").rglob("*.dialogue"))
@@ -110,7 +112,7 @@ class Tree:
     # -- building and testing --
 
     def builds(self, *programs):
-        command = ["ninja", "-C", str(self.build_folder), *programs]
+        command = ["ninja", "-j1", "-C", str(self.build_folder), *programs]
         with self.log.open("w") as log:
             return subprocess.run(command, stdout=log, stderr=log, timeout=BUILD_LIMIT,
                                   check=False).returncode == 0
@@ -149,8 +151,9 @@ class Tree:
 
     def outcome(self, name):
         """What becomes of the mutant that stands in the file `name` now."""
-        if not self.builds(PROGRAMS[0]):
-            return NOT_COMPILED
+        return self.tested(name) if self.builds(PROGRAMS[0]) else NOT_COMPILED
+
+    def tested(self, name):
         try:
             if not self.unit_tests_pass(name):
                 return UNIT_TESTS
@@ -160,7 +163,7 @@ class Tree:
                 return DIALOGUES
             if not self.console_tests_pass():
                 return CONSOLE_TESTS
-            if self.model_sessions and not self.model_agrees():
+            if self.model_sessions and "MUTANT" not in os.environ and not self.model_agrees():
                 return MODEL
         except subprocess.TimeoutExpired:
             return TIME_OUT
@@ -169,21 +172,53 @@ class Tree:
         return SURVIVED
 
     def must_pass_unchanged(self):
-        self.must("ninja", "-C", self.build_folder)
+        self.must("ninja", "-j1", "-C", self.build_folder, *PROGRAMS, "scripted_wait")
         became = self.outcome("unchanged.cpp")
         if became != SURVIVED:
             raise Broken(f"the unchanged program fails: {became}\n{self.log.read_text()[-3000:]}")
 
     @contextlib.contextmanager
-    def with_mutant(self, mutant):
-        path = self.folder / mutant.file
+    def changed(self, name, change):
+        """The file `name` is what `change` makes of its text."""
+        path = self.folder / name
         text = path.read_bytes()
-        path.write_bytes(text[:mutant.start] + mutant.replacement.encode() + text[mutant.end:])
+        path.write_bytes(change(text))
         try:
             yield
         finally:
             path.write_bytes(text)
 
-    def test(self, mutant):
-        with self.with_mutant(mutant):
+    def test_alone(self, mutant):
+        def change(text):
+            return text[:mutant.start] + mutant.replacement.encode() + text[mutant.end:]
+
+        with self.changed(mutant.file, change):
             return self.outcome(mutant.file)
+
+    def test_together(self, group):
+        """What becomes of each mutant of a group with scopes that lie apart; None when they cannot be
+        compiled into one program, or when that program fails without any of them."""
+        name = group[0].file
+        outcomes = []
+        with self.changed(name, lambda text: mutants.with_mutants(text, group)):
+            try:
+                if not self.builds(PROGRAMS[0]) or not self.unit_tests_pass(name):
+                    return None
+                for number in range(1, len(group) + 1):
+                    os.environ["MUTANT"] = str(number)
+                    outcomes.append(self.tested(name))
+            except subprocess.TimeoutExpired:
+                return None
+            finally:
+                os.environ.pop("MUTANT", None)
+        return outcomes
+
+    def test(self, group):
+        """What becomes of each mutant of a group of one file."""
+        outcomes = self.test_together(group) if len(group) > 1 else None
+        if outcomes is None:
+            return [self.test_alone(mutant) for mutant in group]
+        if self.model_sessions:  # whose sessions have an environment of their own
+            outcomes = [self.test_alone(mutant) if outcome == SURVIVED else outcome
+                        for mutant, outcome in zip(group, outcomes)]
+        return outcomes

@@ -13,7 +13,7 @@ namespace
 
 int screen = -1;
 std::string scripted_waits;
-std::vector<timeval> given_times;
+std::vector<WaitForKey> waits_made;
 
 int memory_file(const std::string& content)
 {
@@ -40,6 +40,15 @@ void put_back(int number, int saved)
     close(saved);
 }
 
+bool is_for_keyboard_alone(int count, const fd_set* readable)
+{
+    for (int descriptor = 0; descriptor < FD_SETSIZE; ++descriptor) {
+        if ((FD_ISSET(descriptor, readable) != 0) != (descriptor == STDIN_FILENO))
+            return false;
+    }
+    return count > STDIN_FILENO;
+}
+
 } // namespace
 
 std::string console_so_far(std::size_t from)
@@ -51,9 +60,9 @@ std::string console_so_far(std::size_t from)
     return text;
 }
 
-const std::vector<timeval>& waits_so_far()
+const std::vector<WaitForKey>& waits_so_far()
 {
-    return given_times;
+    return waits_made;
 }
 
 std::string console_of(const std::string& keys, const std::function<void()>& action,
@@ -69,7 +78,7 @@ std::string console_of(const std::string& keys, const std::function<void()>& act
 
 std::string console_on(int keyboard, const std::function<void()>& action)
 {
-    given_times.clear();
+    waits_made.clear();
     screen = memory_file("");
     std::fflush(stdout);
     std::setvbuf(stdin, nullptr, _IONBF, 0);
@@ -91,7 +100,7 @@ std::string console_on(int keyboard, const std::function<void()>& action)
 extern "C" int select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional,
                       timeval* time_out)
 {
-    given_times.push_back(*time_out);
+    waits_made.push_back({*time_out, is_for_keyboard_alone(count, readable)});
     if (scripted_waits.empty()) {
         const timespec wait = {time_out->tv_sec, time_out->tv_usec * 1000};
         return pselect(count, readable, writable, exceptional, &wait, nullptr);

@@ -21,6 +21,10 @@ std::string console_on(int keyboard, const std::function<void()>& action);
 // above runs.
 std::string console_so_far(std::size_t from = 0);
 
-// The time that each wait for a key was given, since the last of the above began. A wait that
-// `waits` ends leaves 7.5 seconds of it.
-const std::vector<timeval>& waits_so_far();
+struct WaitForKey {
+    timeval time;            // that it was given; a wait that `waits` ends leaves 7.5 seconds of it
+    bool for_keyboard_alone; // and for nothing else than standard input
+};
+
+// Every wait since the last of the above began.
+const std::vector<WaitForKey>& waits_so_far();

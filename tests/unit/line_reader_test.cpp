@@ -309,7 +309,7 @@ TEST_CASE("each key is given the whole time, the microseconds that are left once
 {
     std::string text;
     int result = 77;
-    std::vector<timeval> waits;
+    std::vector<WaitForKey> waits;
     const std::string echo = console_of(
         "ab",
         [&] {
@@ -321,12 +321,12 @@ TEST_CASE("each key is given the whole time, the microseconds that are left once
     CHECK(text == "ab");
     CHECK(echo == "ab\n");
     REQUIRE(waits.size() == 3);
-    CHECK(waits[0].tv_sec == 12);
-    CHECK(waits[0].tv_usec == 0);
-    CHECK(waits[1].tv_sec == 12);
-    CHECK(waits[1].tv_usec == 500000); // what the wait before has left, which is deliberate
-    CHECK(waits[2].tv_sec == 12);
-    CHECK(waits[2].tv_usec == 500000);
+    CHECK(waits[0].time.tv_sec == 12);
+    CHECK(waits[0].time.tv_usec == 0);
+    CHECK(waits[1].time.tv_sec == 12);
+    CHECK(waits[1].time.tv_usec == 500000); // what the wait before has left, which is deliberate
+    CHECK(waits[2].time.tv_sec == 12);
+    CHECK(waits[2].time.tv_usec == 500000);
 }
 
 TEST_CASE("a prompt allows 30 seconds without a key")
@@ -338,7 +338,7 @@ TEST_CASE("a prompt allows 30 seconds without a key")
         "",
         [&] {
             result = prompt_line("Enter", text);
-            wait = waits_so_far().at(0);
+            wait = waits_so_far().at(0).time;
         },
         "t");
     CHECK(result == answer_timed_out);
@@ -388,4 +388,34 @@ TEST_CASE("what brought no answer is told, an answer is not")
     CHECK(told(answer_refused, "Error: no") == "Error: no\n");
     CHECK(told(answer_refused, nullptr) == "");
     CHECK(told(answer_taken, "Error: no") == "");
+}
+
+namespace
+{
+
+// Leaves nothing but ones where the next routine has its variables.
+void dirty_the_stack()
+{
+    volatile unsigned char bytes[4096];
+    for (volatile unsigned char& byte : bytes)
+        byte = 0xFF;
+}
+
+} // namespace
+
+TEST_CASE("a key is waited for on standard input alone")
+{
+    std::string text;
+    std::vector<WaitForKey> waits;
+    console_of(
+        "a",
+        [&] {
+            dirty_the_stack();
+            read_line_timed(text, 30);
+            waits = waits_so_far();
+        },
+        "kt");
+    REQUIRE(waits.size() == 2);
+    CHECK(waits[0].for_keyboard_alone);
+    CHECK(waits[1].for_keyboard_alone);
 }

@@ -167,7 +167,7 @@ TEST_CASE("a choice is waited for 30 seconds; without one nothing more is told")
             "1\n",
             [&] {
                 choice = show_menu("T", {{{"a", ""}}}, {true}, "Exit");
-                given = waits_so_far().at(0);
+                given = waits_so_far().at(0).time;
             },
             wait);
         CHECK(choice == no_choice);
