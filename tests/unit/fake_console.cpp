@@ -96,9 +96,10 @@ std::string console_on(int keyboard, const std::function<void()>& action)
     return printed;
 }
 
-// Standing in the program itself, it is found before that of the C library.
-extern "C" int select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional,
-                      timeval* time_out)
+// Standing in the program itself, it is found before that of the C library. Weak: a program may
+// have one of its own beside it.
+extern "C" [[gnu::weak]] int select(int count, fd_set* readable, fd_set* writable,
+                                    fd_set* exceptional, timeval* time_out)
 {
     waits_made.push_back({*time_out, is_for_keyboard_alone(count, readable)});
     if (scripted_waits.empty()) {
