@@ -64,8 +64,6 @@ build() {
 make_meter() {
     [ -f "$1/store.toml" ] && return
     say "making a simulated meter in $1"
+    build/host/cdsctl init "$1" || stop "$1 could not be made"
     mkdir -p "$1/jffs/downloads"
-    [ -f "$1/factory.toml" ] || cp simulator/factory.toml "$1/factory.toml"
-    cp simulator/factory.toml "$1/store.toml.new"
-    mv "$1/store.toml.new" "$1/store.toml"
 }
