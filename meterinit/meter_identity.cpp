@@ -120,8 +120,8 @@ std::string indexed_value(const IndexedSetting& setting, const EditableText& val
 {
     if (value.text.empty())
         return text_or_none(value);
-    const std::int32_t index = decimal_value(value.text);
-    if (index < 0 || static_cast<std::uint32_t>(index) >= setting.name_count)
+    const auto index = static_cast<std::uint32_t>(decimal_value(value.text)); // negative: huge
+    if (index >= setting.name_count)
         return value.text + " IS INVALID!!!";
     return value.text + setting.infix + setting.names[index];
 }

@@ -66,7 +66,7 @@ TEST_CASE("a serial number's first wrong part is told, then that it is invalid")
     for (const Case& refused :
          {Case{"089912345", year}, Case{"000000000", year}, Case{"-9 1 1", year},
           Case{"095312345", week}, Case{"090012345", week}, Case{"09-112345", week},
-          Case{"091200000", model}, Case{"0912-0000", model}}) {
+          Case{"091200000", model}, Case{"0912-0000", model}, Case{"0912000001", model}}) {
         CAPTURE(refused.answer);
         const SerialEntry entry = serial_answered(refused.answer);
         CHECK(entry.told == refused.reason + "Error: Invalid Serial number\n");
