@@ -68,6 +68,8 @@ TEST_CASE("the width of an unsigned scan counts the sign and the digits, not the
     CHECK(scanned("1", 2) == "1|");
     CHECK(scanned("+1", 1) == "none");
     CHECK(scanned("1", 0) == "none");
+    CHECK(scanned("-1", 0) == "none");
+    CHECK(scanned("+1", 0) == "none");
 }
 
 TEST_CASE("a decimal value saturates at the limits of 32 bits")
