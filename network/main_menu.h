@@ -7,6 +7,6 @@
 // store on every pass; the store is written only by the actions that a choice starts.
 void run_main_menu(SettingsSession& session);
 
-// Carries out one choice of the main menu other than 0; no_choice does nothing. Takes any
-// number: those behind the password reset save, whether or not the screen offers it.
+// Carries out one choice of the main menu; 0 and no_choice do nothing. Takes any number: those
+// behind the password reset save, whether or not the screen offers it.
 void act_on_main_choice(SettingsSession& session, int choice);

@@ -81,6 +81,7 @@ TEST_CASE("without a port the choices behind the password reset still follow the
 TEST_CASE("no choice does nothing")
 {
     CHECK(led_to(session_with_ports(1), -1) == "");
+    CHECK(led_to(session_with_ports(1), 0) == "");
     CHECK(fake_store.calls.empty());
 }
 

@@ -257,6 +257,13 @@ TEST_CASE("an emptied options list is cleared and writes no batch")
     session.options_list = {"", true};
     CHECK(calls_of_save(session) == Calls{"clear_leaves /VMIC/OptionsList/Value \"\" statuses 0",
                                           "system vmkeys -m >/dev/null 2>&1"});
+
+    session.options_list = {"", true};
+    session.enclosure = {"RK", true};
+    CHECK(calls_of_save(session) == Calls{"set_leaves /VMIC/Enclosure/Value=\"RK\"/1 \"Console\"",
+                                          "clear_leaves /VMIC/OptionsList/Value \"\" statuses 1",
+                                          "system vmkeys -m >/dev/null 2>&1"});
+    CHECK_FALSE(options_pending);
 }
 
 TEST_CASE("a batch that fails as a whole stops the save, keeps the marks and the pending options")
