@@ -82,11 +82,11 @@ void write_leaf(const std::string& path, const toolkit::CElement& value, api_sta
 
 } // namespace
 
-pcd_connection* pcd_init(int)
+pcd_connection* pcd_init(int options)
 {
     if (fake_store.before_connect)
         fake_store.before_connect();
-    record("pcd_init");
+    record(options == 0 ? "pcd_init" : "pcd_init " + std::to_string(options));
     return fake_store.reachable ? reinterpret_cast<pcd_connection*>(&fake_store) : nullptr;
 }
 
