@@ -111,8 +111,6 @@ constexpr ExclusiveGroup exclusive_groups[] = {
 };
 // clang-format on
 
-constexpr std::size_t option_token_count = sizeof option_tokens / sizeof option_tokens[0];
-
 constexpr char lower_case(char c)
 {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;

@@ -2,6 +2,7 @@
 
 #include <doctest/doctest.h>
 
+#include <iterator>
 #include <set>
 #include <string>
 
@@ -69,6 +70,7 @@ TEST_CASE("a refusal knows every form of every token but MID")
         "dc",  "PQR", "pqr", "PQ1", "pq1", "PQ2",  "pq2",  "PQ3", "pq3", "PMU",  "pmu"};
     auto tokens = valid_tokens;
     tokens = collect_valid_tokens();
+    CHECK(std::size(option_tokens) == 38);
     CHECK(tokens.size() == 71);
     CHECK(count_valid_tokens() == 71);
     CHECK(std::set<std::string>(tokens.begin(), tokens.end()) == known);

@@ -1,7 +1,6 @@
 #include "meterinit/options_list.h"
 
 #include "meterinit/option_leaves.h"
-#include "meterinit/option_tokens.h"
 #include "tests/unit/fake_console.h"
 #include "tests/unit/fake_store.h"
 
@@ -238,18 +237,6 @@ TEST_CASE("the help stands before the prompt, whole")
           "PMU  = PMU(30 frames/sec)\n"
           "\n"
           "Enter Options List: ~\n");
-}
-
-TEST_CASE("the diagnostic knows both forms of every option but MID")
-{
-    CHECK(option_token_count == 38);
-    CHECK(valid_tokens.size() == 71);
-    std::set<std::string> known(valid_tokens.begin(), valid_tokens.end());
-    CHECK(known.size() == 71);
-    for (const std::string& option : all_options()) {
-        CHECK(known.count(option) == (option == "MID" ? 0 : 1));
-        CHECK(known.count(lower(option)) == (option == "MID" ? 0 : 1));
-    }
 }
 
 TEST_CASE("every option alone is accepted in both forms and sets its leaves")
