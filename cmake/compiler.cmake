@@ -14,5 +14,16 @@ string(APPEND CMAKE_EXE_LINKER_FLAGS " -no-pie")
 # Includes start at the root.
 include_directories(${PROJECT_SOURCE_DIR})
 
-# A program finds shared libraries of this build beside itself, wherever the build folder is.
+if(CMAKE_CROSSCOMPILING)
+    # The linker would allow for pages of 65536 bytes, which pads a small program by tens of
+    # kilobytes. A kernel with larger pages than given here cannot load it.
+    set(METER_PAGE_SIZE 4096 CACHE STRING "Page size of the meter's kernel, in bytes")
+    add_link_options(LINKER:-z,max-page-size=${METER_PAGE_SIZE})
+endif()
+
+# A program finds shared libraries of this build beside itself, wherever the build folder is. The
+# meter's own are where its loader looks; no path of this machine goes into a program for it.
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+if(CDS_ROOT)
+    set(CMAKE_SKIP_RPATH ON)
+endif()

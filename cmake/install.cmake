@@ -14,12 +14,9 @@ set(package_desk meter-settings-desk)
 set(MAINTAINER "The meter-settings developers <meter-settings@example.org>")
 find_program(GZIP gzip REQUIRED)
 
-# install_zipped(COMPONENT FILE FOLDER [NAME]): compressed, without a date of its own.
+# install_zipped(COMPONENT FILE FOLDER): compressed, without a date of its own.
 function(install_zipped component file folder)
     cmake_path(GET file FILENAME name)
-    if(ARGC GREATER 3)
-        set(name ${ARGV3})
-    endif()
     set(zipped ${CMAKE_BINARY_DIR}/installed/${component}/${name}.gz)
     add_custom_command(OUTPUT ${zipped} DEPENDS ${file} VERBATIM
         COMMAND ${GZIP} -9nc ${file} > ${zipped})
@@ -38,10 +35,25 @@ function(install_about component)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${PACKAGE} COMPONENT ${component})
 endfunction()
 
+# What lintian may not complain of, each with its reason.
+function(install_overrides component)
+    install(FILES cmake/package/lintian-${component} RENAME ${package_${component}}
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT ${component})
+endfunction()
+
+# Whatever the umask of who builds.
+set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS ${CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS})
+
 install(TARGETS meter-settings DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT program)
 install_zipped(program ${PROJECT_SOURCE_DIR}/docs/man/meter-settings.8 ${CMAKE_INSTALL_MANDIR}/man8)
-install(FILES README.md CHANGELOG.md
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package_program} COMPONENT program)
+set(documents ${CMAKE_INSTALL_DATADIR}/doc/${package_program})
+install(FILES CHANGELOG.md docs/technician.md docs/integrator.md docs/what-a-save-does.md
+        docs/options-list.md docs/simulated-meter.md
+    DESTINATION ${documents} COMPONENT program)
+install(DIRECTORY docs/pictures DESTINATION ${documents} COMPONENT program FILES_MATCHING PATTERN *.svg)
+install_overrides(program)
 install_about(program)
 set(components program)
 
@@ -60,8 +72,7 @@ if(NOT CDS_ROOT)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT desk)
     install(FILES ${completion}/cdsctl.fish
         DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT desk)
-    install(FILES cmake/package/lintian-overrides RENAME ${package_desk}
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT desk)
+    install_overrides(desk)
     install(FILES simulator/factory.toml
         DESTINATION ${CMAKE_INSTALL_DATADIR}/meter-settings COMPONENT desk)
     install_zipped(desk ${PROJECT_SOURCE_DIR}/docs/man/cdsctl.1 ${CMAKE_INSTALL_MANDIR}/man1)
@@ -92,6 +103,11 @@ set(CPACK_COMPONENT_DESK_DESCRIPTION "simulated electricity meter for the settin
 A stand-in for the client library of the meter's configuration data store,
 which keeps its leaves in a folder of plain files, and cdsctl, which reads
 and changes them. For training and tests; nothing of it belongs on a meter.")
+set(CPACK_DEBIAN_DESK_PACKAGE_RECOMMENDS ${package_program})
+if(NOT CDS_ROOT AND NOT CMAKE_CROSSCOMPILING)
+    string(APPEND CPACK_COMPONENT_PROGRAM_DESCRIPTION "
+This build carries the simulated meter: it is for a desk, not for a meter.")
+endif()
 if(CMAKE_CROSSCOMPILING)
     set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE powerpc)
     # The cross compiler's libraries belong to no package that could be looked up.

@@ -15,8 +15,3 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 # Its programs run here with Debian's qemu-user.
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-ppc -L /usr/powerpc-linux-gnu)
-
-# The size of a page of the meter's memory, in bytes. The linker would allow for 65536, which pads
-# a small program by tens of kilobytes; a kernel with larger pages than given here loads none.
-set(METER_PAGE_SIZE 4096 CACHE STRING "Page size of the meter's kernel, in bytes")
-string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " -Wl,-z,max-page-size=${METER_PAGE_SIZE}")

@@ -37,9 +37,12 @@ install_packages() {
         stop "apt-get could not install: $missing"
 }
 
-# True when build/PRESET was configured for this folder, and to its end.
+# True when build/PRESET was configured for this folder, to its end, and as the preset has it: not
+# for the meter's own library, whose program would run commands on this machine.
 is_configured() {
     [ -f "build/$1/build.ninja" ] &&
+        grep -qsx "CDS_ROOT:[A-Z]*=" "build/$1/CMakeCache.txt" &&
+        grep -qsx "BUILD_TESTING:BOOL=ON" "build/$1/CMakeCache.txt" &&
         grep -qsFx "CMAKE_HOME_DIRECTORY:INTERNAL=$(pwd -P)" "build/$1/CMakeCache.txt" &&
         ! [ CMakePresets.json -nt "build/$1/build.ninja" ]
 }
@@ -65,5 +68,4 @@ make_meter() {
     [ -f "$1/store.toml" ] && return
     say "making a simulated meter in $1"
     build/host/cdsctl init "$1" || stop "$1 could not be made"
-    mkdir -p "$1/jffs/downloads"
 }

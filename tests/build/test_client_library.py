@@ -2,6 +2,8 @@
 
 import os
 import re
+import shlex
+import shutil
 import subprocess
 import sys
 
@@ -15,10 +17,21 @@ BINUTILS = "powerpc-linux-gnu-" if RUN_WITH else ""
 
 
 def built_against(library, build):
-    """The program in a build folder of its own, made from an installed library."""
-    told_by("cmake", "--preset", BUILD.name, "-B", build, f"-DCDS_ROOT={library}", cwd=REPOSITORY)
+    """The program in a build folder of its own, made from an installed library. The folder was
+    configured for another library before, which is gone."""
+    other = library.with_name("other")
+    shutil.copytree(library, other)
+    for root in (other, library):
+        told_by("cmake", "--preset", BUILD.name, "-B", build, f"-DCDS_ROOT={root}", cwd=REPOSITORY)
+        shutil.rmtree(other, ignore_errors=True)
     told_by("cmake", "--build", build)
     return build / "meter-settings"
+
+
+def find_libraries_in(folder):
+    """The words before a program that let it find shared libraries there."""
+    return shlex.join([*RUN_WITH, "-E", f"LD_LIBRARY_PATH={folder}"] if RUN_WITH
+                      else ["env", f"LD_LIBRARY_PATH={folder}"])
 
 
 def check_that_nothing_of_the_stand_in_is_in(program):
@@ -35,14 +48,15 @@ def check_that_the_library_is_loaded_by(program):
     loaded = told_by(f"{BINUTILS}readelf", "-dW", program)
     needed = re.findall(r"\(NEEDED\).*\[(.*)\]", loaded)
     assert needed[:2] == ["libcds++.so", "libcds.so"]
+    assert "RUNPATH" not in loaded and "RPATH" not in loaded
     assert not [name for name in needed if not name.startswith(LIBRARIES_OF_A_METER)]
 
 
-def check_the_dialogues_of(program):
+def check_the_dialogues_of(program, library):
     played = subprocess.run(
         [sys.executable, "-m", "pytest", "-n", "4", "-p", "no:cacheprovider", "-q", "--quick",
          REPOSITORY / "tests" / "dialogues"],
-        env={**os.environ, "BUILD_DIR": str(program.parent)}, cwd=REPOSITORY, timeout=LIMIT,
+        env={**os.environ, "BUILD_DIR": str(program.parent), "RUN_WITH": find_libraries_in(library)}, cwd=REPOSITORY, timeout=LIMIT,
         capture_output=True, text=True)
     assert played.returncode == 0, played.stdout
     assert int(re.search(r"(\d+) passed", played.stdout)[1]) > 150
@@ -53,7 +67,8 @@ def check_the_dialogues_of(program):
 def test_the_program_is_built_against_a_library_that_is_installed_elsewhere(tmp_path):
     prefix = tmp_path / "installed"
     told_by("cmake", "--install", BUILD, "--prefix", prefix, "--component", "desk")
-    program = built_against(prefix / "lib" / "meter-settings", tmp_path / "build")
+    library = prefix / "lib" / "meter-settings"
+    program = built_against(library, tmp_path / "build")
     check_that_nothing_of_the_stand_in_is_in(program)
     check_that_the_library_is_loaded_by(program)
-    check_the_dialogues_of(program)
+    check_the_dialogues_of(program, library / "lib")

@@ -12,14 +12,21 @@ from tools import shown_by_other_builds, told_by
 
 pytestmark = [shown_by_other_builds]
 
+PICTURES = {f"share/doc/meter-settings/pictures/{path.name}"
+            for path in (REPOSITORY / "docs" / "pictures").glob("*.svg")}
 PROGRAM_FILES = {
     "sbin/meter-settings",
     "share/doc/meter-settings/CHANGELOG.md",
-    "share/doc/meter-settings/README.md",
     "share/doc/meter-settings/changelog.gz",
     "share/doc/meter-settings/copyright",
+    "share/doc/meter-settings/integrator.md",
+    "share/doc/meter-settings/options-list.md",
+    "share/doc/meter-settings/simulated-meter.md",
+    "share/doc/meter-settings/technician.md",
+    "share/doc/meter-settings/what-a-save-does.md",
+    "share/lintian/overrides/meter-settings",
     "share/man/man8/meter-settings.8.gz",
-}
+} | PICTURES
 DESK_FILES = {
     "bin/cdsctl",
     "lib/meter-settings/include/cds++.h",
@@ -82,23 +89,25 @@ def test_the_packages_hold_the_components_and_lintian_finds_no_error(tmp_path):
 EPOCH = "1700000000"
 
 
-def built_in(folder):
-    """The packages, and the program, of a build of these sources in a folder of its own."""
+def built_in(folder, mask):
+    """The packages and the programs of a build of these sources, in a folder of its own and with
+    this umask."""
+    folder.mkdir(parents=True)
     names = told_by("git", "ls-files", "-zco", "--exclude-standard", cwd=REPOSITORY).split("\0")
     for name in filter(None, names):
         (folder / name).parent.mkdir(parents=True, exist_ok=True)
         shutil.copyfile(REPOSITORY / name, folder / name)
     environment = {**os.environ, "SOURCE_DATE_EPOCH": EPOCH}
-    told_by("cmake", "--preset", BUILD.name, "-DBUILD_TESTING=OFF", cwd=folder, env=environment)
-    told_by("cmake", "--build", "--preset", BUILD.name, cwd=folder, env=environment)
+    told_by("cmake", "--preset", BUILD.name, "-DBUILD_TESTING=OFF", cwd=folder, env=environment, umask=mask)
+    told_by("cmake", "--build", "--preset", BUILD.name, cwd=folder, env=environment, umask=mask)
     build = folder / "build" / BUILD.name
-    told_by("cpack", "-B", "packages", cwd=build, env=environment)
+    told_by("cpack", "-B", "packages", cwd=build, env=environment, umask=mask)
     return [build / "meter-settings", build / "cdsctl", *sorted((build / "packages").glob("*.deb"))]
 
 
 @pytest.mark.full
 def test_two_builds_in_two_folders_are_the_same_and_show_the_date_that_was_set(tmp_path):
-    one, other = built_in(tmp_path / "one"), built_in(tmp_path / "another" / "folder")
+    one, other = built_in(tmp_path / "one", 0o022), built_in(tmp_path / "another" / "folder", 0o077)
     assert len(one) == 4
     for left, right in zip(one, other):
         assert left.name == right.name
