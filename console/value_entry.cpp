@@ -3,6 +3,9 @@
 #include "console/line_reader.h"
 #include "console/number_scan.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace
 {
 
@@ -24,11 +27,8 @@ DottedNumbers scan_dotted(const char* text)
 
 bool all_are_bytes(const DottedNumbers& numbers)
 {
-    for (std::uint32_t part : numbers.part) {
-        if (part > 255)
-            return false;
-    }
-    return true;
+    return std::all_of(std::begin(numbers.part), std::end(numbers.part),
+                       [](std::uint32_t part) { return part <= 255; });
 }
 
 // Takes the next leaf's element; null when the leaf could not be read.
