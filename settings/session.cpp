@@ -35,7 +35,7 @@ bool any_text_changed(const Record& record, EditableText Record::*const (&texts)
 template <typename Record, std::size_t count>
 void clear_text_marks(Record& record, EditableText Record::*const (&texts)[count])
 {
-    for (EditableText Record::*text : texts)
+    for (EditableText Record::*const text : texts)
         (record.*text).changed = false;
 }
 
