@@ -21,7 +21,7 @@ void load_identity(SettingsSession& session)
 {
     std::vector<std::string> paths;
     for (const MeterLeaf& leaf : meter_leaves)
-        paths.push_back(leaf.path);
+        paths.emplace_back(leaf.path);
     append_value_names(paths);
 
     std::vector<api_status_t> statuses;
