@@ -80,7 +80,7 @@ void act_on_main_choice(SettingsSession& session, int choice)
 {
     if (choice < 1)
         return;
-    const std::size_t number = static_cast<std::size_t>(choice);
+    const auto number = static_cast<std::size_t>(choice);
     const std::size_t port_count = session.interfaces.size();
     if (number <= port_count)
         run_port_menu(session.interfaces[number - 1]);

@@ -87,7 +87,7 @@ int take_media_type(const std::string& reply, const std::vector<std::string>& ty
     long number = 0;
     if (!scan_whole_number(reply, number) || number < 0 || number > static_cast<long>(types.size()))
         return answer_refused;
-    const std::size_t choice = static_cast<std::size_t>(number);
+    const auto choice = static_cast<std::size_t>(number);
     assign_text(media_type, choice == 0 ? "" : types[choice - 1], true);
     return answer_taken;
 }

@@ -61,7 +61,7 @@ toolkit::CElement element_of(const Value& value)
 
 void collect_set(SaveLists& lists, const char* path, const toolkit::CElement& element)
 {
-    lists.set_paths.push_back(path);
+    lists.set_paths.emplace_back(path);
     lists.set_elements.push_back(element);
 }
 
@@ -71,7 +71,7 @@ void collect_text(SaveLists& lists, const char* path, const EditableText& value)
     if (!value.changed)
         return;
     if (value.text.empty())
-        lists.clear_paths.push_back(path);
+        lists.clear_paths.emplace_back(path);
     else
         collect_set(lists, path, element_of(value.text));
 }
