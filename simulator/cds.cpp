@@ -6,7 +6,7 @@
 #include <string>
 
 struct pcd_connection {
-    int options;
+    int options; // cppcheck-suppress unusedStructMember ; the meter has none
 };
 
 namespace

@@ -178,7 +178,7 @@ OpenFile lock_folder(const std::string& folder)
 {
     OpenFile opened = open_file(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
     if (opened && unbroken([&] { return flock(opened.fd, LOCK_EX); }) != 0)
-        return OpenFile();
+        return {};
     return opened;
 }
 
@@ -232,8 +232,8 @@ bool remove_entry(int folder, const char* name)
     if (errno != EISDIR && errno != EPERM)
         return false;
 
-    std::vector<std::string> names;
     {
+        std::vector<std::string> names;
         const OpenFile inner = open_file(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
         if (!inner || !list_folder(inner.fd, names))
             return false;

@@ -27,8 +27,9 @@ struct Parser {
 
 const Command* find_command(std::string_view name)
 {
-    const auto found = std::find_if(std::begin(commands), std::end(commands),
-                                    [&](const Command& command) { return command.name == name; });
+    const auto* const found =
+        std::find_if(std::begin(commands), std::end(commands),
+                     [&](const Command& command) { return command.name == name; });
     return found == std::end(commands) ? nullptr : found;
 }
 
@@ -68,7 +69,7 @@ const CLI::Option* named_option(const Parser& parser, const std::string& word)
 bool takes_next_word(const CLI::Option& option, const std::string& word)
 {
     const bool has_argument =
-        word.compare(0, 2, "--") == 0 ? word.find('=') != word.npos : word.size() > 2;
+        word.compare(0, 2, "--") == 0 ? word.find('=') != std::string::npos : word.size() > 2;
     return option.get_items_expected_min() > 0 && !has_argument;
 }
 
@@ -97,6 +98,7 @@ void part_words(Parser& parser, const std::vector<std::string>& words)
 {
     bool only_operands = false;
     for (auto word = words.begin(); word != words.end(); ++word) {
+        // NOLINTNEXTLINE(bugprone-branch-clone): an option that is not known is asked for first
         if (only_operands || word->size() < 2 || word->front() != '-') {
             take_operand(parser, *word);
         } else if (*word == "--") {

@@ -120,7 +120,7 @@ bool make_folder(const std::string& folder)
 
 bool make_folders(const std::string& folder)
 {
-    for (std::size_t slash = folder.find('/', 1); slash != folder.npos;
+    for (std::size_t slash = folder.find('/', 1); slash != std::string::npos;
          slash = folder.find('/', slash + 1)) {
         if (!make_folder(folder.substr(0, slash)))
             return false;

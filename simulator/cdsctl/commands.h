@@ -46,7 +46,7 @@ struct Command {
     const char* details;
 };
 
-constexpr unsigned any_number = ~0u;
+constexpr unsigned any_number = ~0U;
 
 // clang-format off
 constexpr Command commands[] = {   // in the order of the help text

@@ -42,7 +42,7 @@ OpenFile watch_folder(const std::string& folder)
     OpenFile events(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
     if (events &&
         inotify_add_watch(events.fd, folder.c_str(), file_events | end_events | IN_ONLYDIR) < 0)
-        return OpenFile();
+        return {};
     return events;
 }
 
