@@ -51,6 +51,7 @@ is_configured() {
 build() {
     local preset=$1
     shift
+    # shellcheck disable=SC2015 # one word for both failures
     mkdir -p "build/$preset" && [ -w "build/$preset" ] ||
         stop "build/$preset cannot be written; did another user build here?"
     if ! is_configured "$preset"; then
