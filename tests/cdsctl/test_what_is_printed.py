@@ -36,8 +36,8 @@ def test_list_prints_what_is_at_or_below_a_prefix_of_whole_components(meter, ans
 def test_what_list_and_dump_print_is_taken_by_load(meter, answer):
     store_of(meter, r'"/a \"quoted\"\\path" = "line\nbreak\t\u0001 ä \"x\""' + '\n"/b" = -5\n')
     before = meter.leaves()
-    for command in ("list", "dump"):
-        text = answer(command)
+    for name in ("list", "dump"):
+        text = answer(name)
         assert answer("clear", *before) == ""
         assert meter.leaves() == {}
         answer("load", "-", keys=text)

@@ -1,8 +1,6 @@
 """Makes up sessions: a meter with something wrong with it, and a technician who knows the
 way through the menus, mistypes, dawdles and tries what he should not."""
 
-import random
-
 import option_words
 from meter_model import AT_ONCE, ENCLOSURES, LEAVES, SERVICE
 from meter_model import END, INTERRUPTED, TIME_OUT, ScriptEnded
