@@ -321,7 +321,7 @@ int end_wait(Session& session)
 }
 
 void change_read(Session& session, const std::string& path, api_status_t& status,
-                 toolkit::CElement& element)
+                 const toolkit::CElement& element)
 {
     status = next_status(session.read_faults, status);
     if (path != supported_types_path)
@@ -444,7 +444,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         status = next_status(session.watch.write_faults, status_success);
     };
     fake_store.change_read = [&](const std::string& path, api_status_t& status,
-                                 toolkit::CElement& element) {
+                                 const toolkit::CElement& element) {
         change_read(session, path, status, element);
     };
     fill_store();
