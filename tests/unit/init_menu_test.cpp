@@ -26,7 +26,7 @@ std::string menu_on(SettingsSession& session, const std::string& keys)
 
 TEST_CASE("every pass reads the six leaves in order, in one call")
 {
-    FakeStore& store = fresh_store();
+    const FakeStore& store = fresh_store();
     SettingsSession session;
     menu_on(session, "9\n0\n");
     CHECK(store.calls == std::vector<std::string>{read_call, read_call});

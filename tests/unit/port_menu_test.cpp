@@ -44,7 +44,7 @@ MediaAnswer media_answered(const std::string& types, const std::string& reply)
 
 TEST_CASE("every pass reads the port's eight leaves in order, numbered, in one call")
 {
-    FakeStore& store = fresh_store();
+    const FakeStore& store = fresh_store();
     InterfaceSettings port;
     port.number = 12;
     console_of("7\n0\n", [&] { run_port_menu(port); });

@@ -201,8 +201,8 @@ TEST_CASE("an exception from the menus leaves the terminal and the connection as
     REQUIRE((before & switched_off) == switched_off);
     bool escaped = false;
     console_on(terminal.slave, [&] {
-        const char* arguments[] = {"meter-settings"};
         try {
+            const char* arguments[] = {"meter-settings"};
             run(1, arguments);
         } catch (const std::runtime_error&) {
             escaped = true;
