@@ -1,47 +1,174 @@
-#include "bench/contest.h"
-
+// Contenders measured by turns, so that what else the machine does falls on all alike.
+//
+// contest ROUNDS SEED <PLAN: runs every contender once a round, in a new order each round, each on
+// a pseudo-terminal of its own. PLAN is texts, each ended by a zero byte. A contender is its
+// command's words and an empty text, then its steps and an empty text; a step is its name, its keys
+// and the number of bytes of the answer. A command's word ROUND stands for a digit of the round.
+//
+// A step sends its keys and ends when that many bytes have come; the time of the first one begins
+// with the program's start. After the last step the program must end by itself, with status 0.
+// Prints for every step "ROUND CONTENDER NAME MICROSECONDS", and so for "end", from start to end.
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <iostream>
 #include <numeric>
 #include <random>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace
 {
 
-double quantile(const std::vector<double>& sorted, double part)
+using Clock = std::chrono::steady_clock;
+
+constexpr unsigned seconds_of_run = 60; // at most
+
+struct Step {
+    std::string name;
+    std::string keys;
+    std::size_t bytes;
+};
+
+struct Contender {
+    std::vector<std::string> command;
+    std::vector<Step> steps;
+};
+
+std::string next_text()
 {
-    return sorted[static_cast<std::size_t>(part * static_cast<double>(sorted.size() - 1))];
+    std::string text;
+    std::getline(std::cin, text, '\0');
+    return text;
+}
+
+std::vector<Contender> read_plan()
+{
+    std::vector<Contender> contenders;
+    for (std::string word = next_text(); !word.empty(); word = next_text()) {
+        Contender contender;
+        for (; !word.empty(); word = next_text())
+            contender.command.push_back(word);
+        for (std::string name = next_text(); !name.empty(); name = next_text()) {
+            const std::string keys = next_text();
+            contender.steps.push_back({name, keys, std::stoul(next_text())});
+        }
+        contenders.push_back(contender);
+    }
+    return contenders;
+}
+
+[[noreturn]] void give_up(const std::string& what)
+{
+    std::perror(what.c_str());
+    std::exit(1);
+}
+
+double microseconds_since(Clock::time_point start)
+{
+    return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+}
+
+int open_terminal()
+{
+    const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0)
+        give_up("pseudo-terminal");
+    return master;
+}
+
+// As `execv` wants them, the null at the end included.
+std::vector<char*> words_of(std::vector<std::string>& command, int round)
+{
+    std::vector<char*> words;
+    for (std::string& word : command) {
+        if (word == "ROUND")
+            word = std::to_string(round % 10);
+        words.push_back(word.data());
+    }
+    words.push_back(nullptr);
+    return words;
+}
+
+// The program's end comes with ours: one left without its terminal might go on for ever.
+pid_t start(const std::vector<char*>& words, int terminal, int nowhere)
+{
+    const pid_t child = vfork();
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        dup2(terminal, STDIN_FILENO);
+        dup2(terminal, STDOUT_FILENO);
+        dup2(nowhere, STDERR_FILENO);
+        execv(words[0], words.data());
+        _exit(127);
+    }
+    return child;
+}
+
+void follow(const Step& step, int master)
+{
+    if (write(master, step.keys.data(), step.keys.size()) != static_cast<ssize_t>(step.keys.size()))
+        give_up("keys of " + step.name);
+    char piece[4096];
+    for (std::size_t left = step.bytes; left > 0;) {
+        const ssize_t size = read(master, piece, std::min(left, sizeof piece));
+        if (size <= 0)
+            give_up("answer of " + step.name);
+        left -= static_cast<std::size_t>(size);
+    }
+}
+
+void run(Contender contender, std::size_t position, int round, int nowhere)
+{
+    const auto tell = [&](const std::string& name, Clock::time_point since) {
+        std::printf("%d %zu %s %.2f\n", round, position, name.c_str(), microseconds_since(since));
+    };
+    const std::vector<char*> words = words_of(contender.command, round);
+    const int master = open_terminal();
+    const int terminal = open(ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
+
+    alarm(seconds_of_run);
+    const Clock::time_point begun = Clock::now();
+    const pid_t child = start(words, terminal, nowhere);
+    Clock::time_point since = begun;
+    for (const Step& step : contender.steps) {
+        follow(step, master);
+        tell(step.name, since);
+        since = Clock::now();
+    }
+    int status = 0;
+    if (waitpid(child, &status, 0) != child || status != 0)
+        give_up(contender.command[0]);
+    tell("end", begun);
+    close(terminal);
+    close(master);
 }
 
 } // namespace
 
-void give_up(const char* what)
+int main(int argument_count, char** arguments)
 {
-    std::perror(what);
-    std::exit(1);
-}
-
-void hold_contest(int rounds, const std::vector<std::string>& names,
-                  const std::function<double(std::size_t contender, int round)>& measure)
-{
-    std::vector<std::vector<double>> times(names.size());
-    std::vector<std::size_t> order(names.size());
+    if (argument_count != 3) {
+        std::fprintf(stderr, "usage: %s ROUNDS SEED <PLAN\n", arguments[0]);
+        return 2;
+    }
+    const std::vector<Contender> contenders = read_plan();
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    std::vector<std::size_t> order(contenders.size());
     std::iota(order.begin(), order.end(), 0);
-    std::mt19937 random(std::random_device{}());
+    std::mt19937 random(static_cast<unsigned>(std::atoi(arguments[2])));
 
-    for (int round = 0; round < rounds; ++round) {
+    for (int round = 0; round < std::atoi(arguments[1]); ++round) {
         std::shuffle(order.begin(), order.end(), random);
-        for (const std::size_t i : order)
-            times[i].push_back(measure(i, round));
+        for (const std::size_t position : order)
+            run(contenders[position], position, round, nowhere);
     }
-    double floor = 0;
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        std::sort(times[i].begin(), times[i].end());
-        const double median = quantile(times[i], 0.5);
-        floor = i == 0 ? median : floor;
-        std::printf("%-20s median %7.0f us  (quartiles %.0f to %.0f)  ratio %.2f\n",
-                    names[i].substr(names[i].rfind('/') + 1).c_str(), median,
-                    quantile(times[i], 0.25), quantile(times[i], 0.75), median / floor);
-    }
+    return 0;
 }

@@ -1,0 +1,180 @@
+"""What the programs of this folder measure with: sessions on a terminal, contests, counts.
+
+A session is a list of steps: keys, and the bytes that the program answers them with. They are
+learnt once; from then on a step ends when its bytes have come, and other bytes are an error.
+"""
+
+import collections
+import fcntl
+import re
+import shutil
+import statistics
+import subprocess
+import sys
+import tempfile
+import termios
+import time
+from pathlib import Path
+from typing import NamedTuple
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests"))
+
+from harness.program import BUILD
+from harness.terminal import OFLAG, Console
+
+LIMIT = 600  # seconds for a build, and for a run under a measuring tool
+QUIET = 0.05  # seconds without output after which a program that sleeps has answered
+REPEATED = 50  # times a cycle of steps, of which the cost of one step is taken
+
+
+class Contender(NamedTuple):
+    name: str
+    command: list
+    environment: dict
+    end: str  # the keys that end a session, wherever it is
+
+
+class Step(NamedTuple):
+    name: str
+    keys: str
+    answer: bytes
+
+
+def need(*tools):
+    for tool in tools:
+        if not shutil.which(tool):
+            sys.exit(f"error: {tool} is not here; apt-get install {tool}")
+
+
+def build(*targets):
+    with open(BUILD / "bench.lock", "w") as lock:  # one build at a time in this folder
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        subprocess.run(["cmake", "--build", BUILD, "--target", *targets], check=True, timeout=LIMIT,
+                       stdout=subprocess.DEVNULL)
+
+
+# -- sessions --
+
+def as_usual(attributes):
+    attributes[OFLAG] |= termios.OPOST | termios.ONLCR
+
+
+def open_console(contender, prefix=()):
+    return Console([*prefix, *contender.command], contender.environment, as_usual)
+
+
+def finish(console, contender):
+    console.send(contender.end.encode())
+    ending = console.finish()
+    if ending != "exit 0":
+        raise RuntimeError(f"{contender.name}: {ending}: {console.errors.decode()}")
+
+
+def is_asleep(process):
+    return Path(f"/proc/{process.pid}/stat").read_text().rpartition(")")[2].split()[0] == "S"
+
+
+def answer_of(console):
+    while console.receive(QUIET) or not (console.ended or is_asleep(console.process)):
+        pass
+    return console.take()
+
+
+def learn(contender, *steps):
+    """The steps, each a name and its keys, with their answers. The first one is the start."""
+    console = open_console(contender)
+    try:
+        learnt = []
+        for name, keys in steps:
+            console.send(keys.encode())
+            learnt.append(Step(name, keys, answer_of(console)))
+        finish(console, contender)
+        return learnt
+    finally:
+        console.close()
+
+
+def play(contender, steps, prefix=(), look=lambda console: None):
+    """A whole session under a measuring tool; what `look` sees when the last step is answered."""
+    console = open_console(contender, prefix)
+    try:
+        for step in steps:
+            console.send(step.keys.encode())
+            console.expect(step.answer)
+        seen = look(console)
+        finish(console, contender)
+        return seen
+    finally:
+        console.close()
+
+
+# -- times --
+
+def planned(contender, steps):
+    """A contender as bench/contest.cpp reads it."""
+    yield from (*map(str, contender.command), "")
+    for step in [*steps, Step("exit", contender.end, b"")]:
+        yield from (step.name, step.keys, str(len(step.answer)))
+    yield ""
+
+
+def hold_contest(rounds, seed, plan):
+    """`plan` holds contenders and their steps, all with the first one's environment. The
+    microseconds of each step, by the contender's position and the step's name, and of a whole run
+    as "end": one number a round, the median of the steps of that name."""
+    texts = [text for contender, steps in plan for text in planned(contender, steps)]
+    told = subprocess.run([BUILD / "contest", str(rounds), str(seed)], check=True, timeout=LIMIT,
+                          input="".join(f"{text}\0" for text in texts).encode(),
+                          stdout=subprocess.PIPE, env=plan[0][0].environment).stdout.decode()
+    times = collections.defaultdict(lambda: collections.defaultdict(list))
+    for line in told.splitlines():
+        number, position, name, microseconds = line.split()
+        times[int(position), name][number].append(float(microseconds))
+    return {what: [statistics.median(part) for part in by_round.values()]
+            for what, by_round in times.items()}
+
+
+def ratios(times, floor):
+    """Round by round, so that what slows a whole round falls on both."""
+    return [time / least for time, least in zip(times, floor)]
+
+
+def spread(values, digits=0):
+    low, median, high = statistics.quantiles(values, n=4)
+    return f"{median:,.{digits}f} ({low:,.{digits}f} to {high:,.{digits}f})"
+
+
+# -- counts --
+
+def instructions_of(contender, steps):
+    """Instructions of a whole session, the kernel's not counted."""
+    with tempfile.NamedTemporaryFile(dir=BUILD) as log:
+        play(contender, steps, ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null",
+                                f"--log-file={log.name}"])
+        return int(re.search(rb"Collected : (\d+)", log.read())[1])
+
+
+def system_calls_of(contender, steps):
+    """System calls of a session until it waits for the next key; that wait is not counted."""
+    with tempfile.NamedTemporaryFile(dir=BUILD) as log:
+        def calls(console):
+            text = None
+            while console.process.poll() is None and (
+                    text != (text := Path(log.name).read_bytes()) or text.endswith(b"\n")):
+                time.sleep(QUIET)  # until one call, the wait, is begun and not over
+            return text.count(b"\n")
+        return play(contender, steps, ["strace", "-o", log.name], calls)
+
+
+def peak_memory_of(contender, steps):
+    """The largest resident set of a session, in KB."""
+    def high_water(console):
+        status = Path(f"/proc/{console.process.pid}/status").read_text()
+        return int(re.search(r"VmHWM:\s*(\d+)", status)[1])
+    return play(contender, steps, look=high_water)
+
+
+def of_one_more(measure, contender, lead, cycle, tail=()):
+    """What one more step of a repeated cycle costs. `tail` ends the session."""
+    few, many = (measure(contender, [*lead, *cycle * count, *tail]) for count in (1, 1 + REPEATED))
+    return (many - few) / (REPEATED * len(cycle))
