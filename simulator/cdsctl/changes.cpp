@@ -50,6 +50,11 @@ std::vector<Change> changes_between(const Leaves& before, const Leaves& after)
     return changes;
 }
 
+std::string leaf_line(const std::string& path, const LeafValue& value)
+{
+    return shown_path(path) + " = " + simulator::toml_value(value);
+}
+
 std::string change_line(const Change& change)
 {
     return shown_path(change.path) + ": " + shown_value(change.old_value, "(new)") + " -> " +

@@ -1,4 +1,4 @@
-// What differs between two states of the leaves.
+// Leaves as lines, and what differs between two states of them.
 #pragma once
 
 #include "simulator/leaves.h"
@@ -21,8 +21,13 @@ struct Change {
 std::vector<Change> changes_between(const simulator::Leaves& before,
                                     const simulator::Leaves& after);
 
-// "PATH: OLD -> NEW", values as TOML writes them, "(new)" and "(cleared)" for the missing one.
-// A path is quoted when control characters in it would spoil the line.
+// The lines below have values as TOML writes them. A path stands bare; only when it holds control
+// characters, which would spoil the line, it is quoted as TOML does it.
+
+// "PATH = VALUE"
+std::string leaf_line(const std::string& path, const simulator::LeafValue& value);
+
+// "PATH: OLD -> NEW", with "(new)" and "(cleared)" for the missing one.
 std::string change_line(const Change& change);
 
 // The leaves at or below `prefix`, by whole path components; "/" at its end adds nothing.

@@ -30,6 +30,15 @@ void print(const std::string& text)
     std::fwrite(text.data(), 1, text.size(), stdout); // main looks whether it failed
 }
 
+template <typename Records, typename Line>
+void print_lines(const Records& records, Line line_of)
+{
+    std::string text;
+    for (const auto& record : records)
+        text += line_of(record) + "\n";
+    print(text);
+}
+
 std::string file_of(const Request& request, const char* name)
 {
     return request.folder + "/" + name;
@@ -166,7 +175,10 @@ Status list_leaves(const Request& request)
         return store_failed;
     if (!request.operands.empty())
         leaves = leaves_below(leaves, request.operands.front());
-    print(request.json ? json_leaves({leaves.begin(), leaves.end()}) + "\n" : toml_text(leaves));
+    if (request.json)
+        print(json_leaves({leaves.begin(), leaves.end()}) + "\n");
+    else
+        print_lines(leaves, [](const auto& leaf) { return leaf_line(leaf.first, leaf.second); });
     return done;
 }
 
@@ -235,7 +247,11 @@ Status clear_leaves(const Request& request)
 
 Status dump_store(const Request& request)
 {
-    return list_leaves(request); // all of them: no PREFIX is taken
+    Leaves leaves;
+    if (!read_store(request, leaves))
+        return store_failed;
+    print(toml_text(leaves));
+    return done;
 }
 
 Status load_store(const Request& request)
@@ -265,10 +281,8 @@ Status show_differences(const Request& request)
     const std::vector<Change> changes = changes_between(before, after);
     if (request.json)
         print(json_changes(changes) + "\n");
-    for (const Change& change : changes) {
-        if (!request.json)
-            print(change_line(change) + "\n");
-    }
+    else
+        print_lines(changes, change_line);
     return changes.empty() ? done : leaf_missing;
 }
 

@@ -51,7 +51,7 @@ constexpr unsigned any_number = ~0U;
 // clang-format off
 constexpr Command commands[] = {   // in the order of the help text
     { "list",  "[PREFIX]",                   0, 1,          true,  false, list_leaves,
-      "Print leaves as PATH = VALUE, as TOML writes them",
+      "Print leaves as PATH = VALUE, the values as TOML writes them",
       "PREFIX is whole path components: /VMIC is not the beginning of /VMICX." },
     { "get",   "PATH...",                    1, any_number, true,  false, get_leaves,
       "Print the values of leaves, one a line",

@@ -73,3 +73,9 @@ TEST_CASE("a slash at the end of a prefix adds nothing")
     CHECK(paths_below("/a//") == paths_below("/a"));
     CHECK(paths_below("/") == "[][/][/a][/a b/c][/a/b][/a/b/][/a/b/c][/ab]");
 }
+
+TEST_CASE("a leaf stays on one line whatever its path and text hold")
+{
+    CHECK(leaf_line("/\xC3\xA4 \"b", std::string("c\nd")) == "/\xC3\xA4 \"b = \"c\\nd\"");
+    CHECK(leaf_line("/a\nb", true) == "\"/a\\nb\" = true");
+}

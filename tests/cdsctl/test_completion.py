@@ -81,13 +81,18 @@ def test_a_path_with_blanks_is_completed_component_by_component(shell):
     assert shell.run(r"cdsctl get /Software/System\ Set" "\tNa\t1\t") == "192.0.2.53\n"
 
 
+def test_a_path_is_taken_whole_whatever_it_holds(shell, meter):
+    meter.change({"/Equal/a = b": 7})
+    assert shell.run("cdsctl get /Equ\t") == "7\n"
+
+
 def test_a_path_begun_with_a_quote_is_completed(shell):
     assert shell.run('cdsctl get "/Soft\tNa\t2\t') == "192.0.2.54\n"
     assert shell.run("cdsctl get '/Soft\tNa\t2\t") == "192.0.2.54\n"
 
 
 def test_commands_and_options_are_completed(shell):
-    line = f'"{NETWORK}/Name Server/1/Value" = "192.0.2.53"\n'
+    line = f'{NETWORK}/Name Server/1/Value = "192.0.2.53"\n'
     assert shell.run("cdsctl li\t/Soft\tNa\t1\t") == line
     assert json.loads(shell.run("cdsctl ge\t--js\t/VMIC/Enc\t")) == {"/VMIC/Enclosure/Value": "S"}
     assert shell.run("cdsctl --vers\t").startswith("cdsctl ")

@@ -6,7 +6,7 @@ import subprocess
 import tomllib
 
 import pytest
-from harness.meter import FACTORY, toml_text
+from harness.meter import FACTORY, toml_text, toml_value
 from harness.program import CDSCTL, STEP_LIMIT, command
 
 ENCLOSURE = "/VMIC/Enclosure/Value"
@@ -19,29 +19,38 @@ def store_of(meter, text):
 
 # list and dump
 
-def test_list_and_dump_print_the_whole_store_as_the_store_writes_it(meter, answer):
-    everything = toml_text(tomllib.loads(FACTORY.read_text()))
-    assert answer("list") == everything
-    assert answer("dump") == everything
+def test_list_prints_the_whole_store_with_bare_paths(answer):
+    leaves = tomllib.loads(FACTORY.read_text())
+    assert answer("list") == "".join(f"{path} = {toml_value(leaves[path])}\n" for path in sorted(leaves))
+
+
+def test_dump_prints_the_whole_store_as_the_store_writes_it(answer):
+    assert answer("dump") == toml_text(tomllib.loads(FACTORY.read_text()))
+
+
+def test_only_a_path_that_would_spoil_its_line_is_quoted(meter, cdsctl, answer):
+    store_of(meter, r'"/a\nb" = 1' + "\n" + r'"/c \"d\" = ä\\" = "e\nf"' + "\n")
+    assert answer("list") == r'"/a\nb" = 1' + "\n" + r'/c "d" = ä\ = "e\nf"' + "\n"
+    assert cdsctl("diff", "/dev/null").stdout == (
+        r'"/a\nb": (new) -> 1' + "\n" + r'/c "d" = ä\: (new) -> "e\nf"' + "\n")
 
 
 def test_list_prints_what_is_at_or_below_a_prefix_of_whole_components(meter, answer):
     store_of(meter, '"/VMIC" = 1\n"/VMICX/a" = 2\n"/VMIC/b" = 3\n"/VMI" = 4\n')
-    assert answer("list", "/VMIC") == '"/VMIC" = 1\n"/VMIC/b" = 3\n'
+    assert answer("list", "/VMIC") == '/VMIC = 1\n/VMIC/b = 3\n'
     assert answer("list", "/VMIC/") == answer("list", "/VMIC")
     assert answer("list", "/") == answer("list")
     assert answer("list", "/V") == ""
 
 
-def test_what_list_and_dump_print_is_taken_by_load(meter, answer):
+def test_what_dump_prints_is_taken_by_load(meter, answer):
     store_of(meter, r'"/a \"quoted\"\\path" = "line\nbreak\t\u0001 ä \"x\""' + '\n"/b" = -5\n')
     before = meter.leaves()
-    for name in ("list", "dump"):
-        text = answer(name)
-        assert answer("clear", *before) == ""
-        assert meter.leaves() == {}
-        answer("load", "-", keys=text)
-        assert meter.leaves() == before
+    text = answer("dump")
+    assert answer("clear", *before) == ""
+    assert meter.leaves() == {}
+    answer("load", "-", keys=text)
+    assert meter.leaves() == before
 
 
 def test_list_as_json_is_one_object(meter, answer):

@@ -90,7 +90,7 @@ _cdsctl() {
         fi
         ;;
     esac
-    mapfile -t COMPREPLY < <(cdsctl "${meter[@]}" list 2>/dev/null | _cdsctl_next_components "$current")
+    mapfile -t COMPREPLY < <(cdsctl "${meter[@]}" dump 2>/dev/null | _cdsctl_next_components "$current")
     compopt -o filenames # has blanks quoted, and only the last component listed
     [[ ${#COMPREPLY[@]} -ne 1 || ${COMPREPLY[0]} != */ ]] || compopt -o nospace
 }

@@ -44,7 +44,7 @@ end
 
 # The value of a leaf is its description.
 function __cdsctl_paths
-    __cdsctl_on_meter list | string replace -rf '^"([^"\\\\]*)" = (.*)' '$1\t$2'
+    __cdsctl_on_meter dump | string replace -rf '^"([^"\\\\]*)" = (.*)' '$1\t$2'
 end
 
 function __cdsctl_paths_or_value
