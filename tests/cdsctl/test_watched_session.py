@@ -183,6 +183,40 @@ def test_outside_tmux_it_brings_a_server_of_its_own_and_takes_it_away(folder):
 
 
 @needs_tmux
+def test_a_meter_deep_down_is_no_hindrance(folder):
+    deep = folder / ("d" * 120)
+    shutil.copytree(folder / "meter", deep / "meter")
+    before = files(deep)
+    session = pexpect.spawn(str(SESSION), [str(BUILD), str(deep / "meter")], env=environment(),
+                            dimensions=(50, 200), timeout=STEP_LIMIT)
+    try:
+        session.expect("Select an option ==>")
+        session.send("0\r")
+        session.expect(pexpect.EOF)
+        session.close()
+        assert (session.exitstatus, session.signalstatus) == (0, None)
+    finally:
+        session.close(force=True)
+    wait_until(lambda: files(deep) == before, lambda: files(deep))
+
+
+@needs_tmux
+def test_a_session_that_is_ended_from_outside_is_no_success(folder):
+    session = pexpect.spawn(str(SESSION), [str(BUILD), str(folder / "meter")], env=environment(),
+                            dimensions=(50, 200), timeout=STEP_LIMIT)
+    try:
+        session.expect("Select an option ==>")
+        (socket,) = folder.glob("meter.session.*/tmux")
+        subprocess.run(["tmux", "-S", str(socket), "kill-session"], env=environment(), timeout=STEP_LIMIT, check=True)
+        session.expect(pexpect.EOF)
+        session.close()
+        assert (session.exitstatus, session.signalstatus) == (1, None)
+        assert b"watched-session: line" not in session.before
+    finally:
+        session.close(force=True)
+
+
+@needs_tmux
 def test_a_terminal_that_goes_away_takes_the_session_with_it(folder):
     before = files(folder)
     session = pexpect.spawn(str(SESSION), [str(BUILD), str(folder / "meter")], env=environment(),
