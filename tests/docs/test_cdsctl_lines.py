@@ -28,17 +28,39 @@ def test_every_item_has_its_lines():
     assert list(LINES) == [item.label for item in saves.ITEMS]
 
 
+def leaves_written(item):
+    calls = saves.saved("lines", saves.edits(item, item.answer) + saves.SAVE + saves.EXIT)[0]
+    return {path: value for path, value in saves.leaves_written(calls)
+            if not path.startswith(saves.OPTIONS)}
+
+
+def written_to(leaves, lines):
+    """What the lines print on a meter with these leaves, and its leaves then."""
+    meter = Meter("cdsctl-lines", leaves)
+    done = run(lines, meter)
+    assert (done.returncode, done.stderr) == (0, "")
+    after = toml_text(meter.leaves())
+    meter.remove()
+    return done.stdout.rstrip("\n"), after
+
+
 @pytest.mark.parametrize("item", saves.ITEMS, ids=lambda item: item.label)
 def test_the_lines_of_an_item(item):
-    calls = saves.saved("lines", saves.edits(item, item.answer) + saves.SAVE + saves.EXIT)[0]
-    written = {path: value for path, value in saves.leaves_written(calls)
-               if not path.startswith(saves.OPTIONS)}
-    meter = Meter("cdsctl-lines", FACTORY_LEAVES)
-    done = run(LINES[item.label], meter)
-    assert (done.returncode, done.stderr) == (0, "")
-    assert done.stdout.rstrip("\n") == str_of(FACTORY_LEAVES[leaf_of(item, written)])
-    assert toml_text(meter.leaves()) == toml_text(FACTORY_LEAVES | written)
-    meter.remove()
+    written = leaves_written(item)
+    after = toml_text(FACTORY_LEAVES | written)
+    value = str_of(FACTORY_LEAVES[leaf_of(item, written)])
+    assert written_to(FACTORY_LEAVES, LINES[item.label]) == (value, after)
+
+
+@pytest.mark.parametrize("item", saves.ITEMS, ids=lambda item: item.label)
+def test_the_lines_write_the_same_over_leaves_that_are_missing_or_of_another_type(item):
+    written = leaves_written(item)
+    after = toml_text(FACTORY_LEAVES | written)
+    set_lines = LINES[item.label].split("\n", 1)[1]
+    missing = {path: value for path, value in FACTORY_LEAVES.items() if path not in written}
+    others = FACTORY_LEAVES | {path: "5" if type(value) is int else 5 for path, value in written.items()}
+    assert written_to(missing, set_lines) == ("", after)
+    assert written_to(others, set_lines) == ("", after)
 
 
 def leaf_of(item, written):

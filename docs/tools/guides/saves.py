@@ -180,14 +180,18 @@ def leaves_written(calls):
     return [(leaf["path"], leaf["value"]) for leaf in leaves]
 
 
+CDSCTL_TYPES = {bool: "bool", int: "int", str: "string"}
+
+
 def cdsctl_set(calls):
-    """The command that writes the same leaves; option leaves are left out."""
-    words = []
+    """The commands that write the same leaves, one for each type; option leaves are left out."""
+    words = {}
     for path, value in leaves_written(calls):
         if not path.startswith(OPTIONS):
             text = value if isinstance(value, str) else as_json(value)
-            words.append(f"{shlex.quote(path)} {shlex.quote(text)}")
-    return "cdsctl set " + " \\\n    ".join(words)
+            words.setdefault(type(value), []).append(f"{shlex.quote(path)} {shlex.quote(text)}")
+    return "\n".join(f"cdsctl set --type {CDSCTL_TYPES[kind]} " + " \\\n    ".join(of_kind)
+                     for kind, of_kind in words.items())
 
 
 def yes(calls):
