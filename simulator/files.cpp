@@ -131,6 +131,11 @@ bool FileStamp::operator==(const FileStamp& other) const
            modified == other.modified && changed == other.changed;
 }
 
+std::string failure_text(const std::string& file, const char* what)
+{
+    return file + ": " + what + ": " + std::strerror(errno);
+}
+
 OpenFile open_file(int folder, const char* name, int flags, mode_t mode)
 {
     OpenFile file(unbroken([&] { return openat(folder, name, flags | O_CLOEXEC, mode); }));

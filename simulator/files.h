@@ -41,7 +41,10 @@ struct FileStamp {
     bool operator==(const FileStamp& other) const;
 };
 
-// The routines below leave `errno` as the reason when they fail.
+// The routines below leave `errno` as the reason when they fail. This tells it: "file: what:
+// reason".
+std::string failure_text(const std::string& file, const char* what);
+
 // `folder` is an open folder, or AT_FDCWD with a whole file path for `name`.
 
 OpenFile open_file(int folder, const char* name, int flags, mode_t mode = 0);

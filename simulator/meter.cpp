@@ -7,7 +7,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <optional>
 
 namespace simulator
@@ -35,7 +34,7 @@ void read_faults(Meter& meter)
         if (!parse_faults(text, file, meter.faults, meter.faults_error))
             meter.faults.clear();
     } else if (errno != ENOENT) {
-        meter.faults_error = file + ": cannot be read: " + std::strerror(errno);
+        meter.faults_error = failure_text(file, "cannot be read");
     }
 }
 

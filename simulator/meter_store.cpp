@@ -7,7 +7,6 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <cstring>
 #include <ctime>
 #include <utility>
 
@@ -45,7 +44,7 @@ std::string path_of(const MeterStore& store)
 
 bool fail(const std::string& file, const char* what, std::string& error)
 {
-    error = file + ": " + what + ": " + std::strerror(errno);
+    error = failure_text(file, what);
     return false;
 }
 

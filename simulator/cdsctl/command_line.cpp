@@ -103,12 +103,12 @@ void part_words(Parser& parser, const std::vector<std::string>& words)
             take_operand(parser, *word);
         } else if (*word == "--") {
             only_operands = true;
+        } else if (awaits_value(parser)) {
+            take_operand(parser, *word);
         } else if (const CLI::Option* option = named_option(parser, *word)) {
             parser.option_words.push_back(*word);
             if (takes_next_word(*option, *word) && word + 1 != words.end())
                 parser.option_words.push_back(*++word);
-        } else if (awaits_value(parser)) {
-            take_operand(parser, *word);
         } else {
             parser.option_words.push_back(*word); // for the option parser to refuse
         }
@@ -130,6 +130,8 @@ void check_operands(const Parser& parser)
     if (count < command.fewest || count > command.most ||
         (command.run == set_leaves && count % 2 != 0))
         throw CLI::ParseError("usage: " + synopsis(command), wrong_usage);
+    if (command.run == make_meter && parser.app.count("-C") != 0)
+        throw CLI::ParseError("init takes the meter's folder as DIR, not with -C", wrong_usage);
 }
 
 std::string help_text(Parser& parser)

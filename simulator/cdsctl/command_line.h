@@ -12,8 +12,8 @@ struct CommandLine {
     Status status = done;
 };
 
-// Reads the arguments of `main`. Options may stand anywhere before "--". A word in the place of a
-// value is a value whatever it begins with, unless it is one of the options.
+// Reads the arguments of `main`. Options may stand anywhere before "--", but in the place of a
+// value: every word there but "--" is the value, whatever it begins with.
 CommandLine read_command_line(int argument_count, const char* const* arguments);
 
 } // namespace cdsctl

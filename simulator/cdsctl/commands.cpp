@@ -15,7 +15,7 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <filesystem>
 
 namespace cdsctl
 {
@@ -93,6 +93,11 @@ Status edit_store(const Request& request, Edit edit)
     return fail(error);
 }
 
+std::string shown_operand(const std::string& file)
+{
+    return file == "-" ? "standard input" : file;
+}
+
 // A FILE operand, which may be a pipe; "-": standard input.
 bool read_operand(const std::string& file, std::string& text)
 {
@@ -104,37 +109,25 @@ bool read_operand(const std::string& file, std::string& text)
 
 Status read_dump(const std::string& file, std::string& text, Leaves& leaves)
 {
-    const std::string shown = file == "-" ? "standard input" : file;
     if (!read_operand(file, text))
-        return fail(shown, "cannot be read");
+        return fail(shown_operand(file), "cannot be read");
     std::string error;
-    return parse_leaves(text, shown, leaves, error) ? done : fail(error);
+    return parse_leaves(text, shown_operand(file), leaves, error) ? done : fail(error);
 }
 
-// Replaces the store by the file as it stands, comments included, once it is known to be a store.
-Status replace_by(const Request& request, const std::string& file)
+Status replace_by(const Request& request, const std::string& text)
 {
-    std::string text;
-    Leaves leaves;
-    if (const Status status = read_dump(file, text, leaves))
-        return status;
     std::string error;
     return replace_store(request.folder, text, error) ? done : fail(error);
 }
 
-bool make_folder(const std::string& folder)
-{
-    return mkdir(folder.c_str(), 0777) == 0 || errno == EEXIST;
-}
-
+// Leaves the reason in `errno` when it fails.
 bool make_folders(const std::string& folder)
 {
-    for (std::size_t slash = folder.find('/', 1); slash != std::string::npos;
-         slash = folder.find('/', slash + 1)) {
-        if (!make_folder(folder.substr(0, slash)))
-            return false;
-    }
-    return make_folder(folder);
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    errno = error.value();
+    return !error;
 }
 
 bool is_there(int folder, const char* name)
@@ -158,7 +151,7 @@ Status fail(const std::string& error)
 
 Status fail(const std::string& file, const char* what)
 {
-    return fail(file + ": " + what + ": " + std::strerror(errno));
+    return fail(failure_text(file, what));
 }
 
 bool has_folder(const Request& request)
@@ -196,7 +189,7 @@ Status get_leaves(const Request& request)
         if (leaf == leaves.end()) {
             complain_of_missing(request, path, leaves);
             found[path] = std::nullopt;
-            status = leaf_missing;
+            status = missing_or_different;
         } else {
             found[path] = leaf->second;
             text += bare_text(leaf->second) + "\n";
@@ -214,7 +207,9 @@ Status set_leaves(const Request& request)
             const auto leaf = leaves.find(path);
             LeafValue value;
             std::string reason;
-            if (!is_utf8(path))
+            if (path.empty())
+                reason = "the path is empty";
+            else if (!is_utf8(path))
                 reason = "the path is not UTF-8 text";
             else if (read_value_word(request.operands[i + 1], request.type,
                                      leaf == leaves.end() ? nullptr : &leaf->second, value, reason))
@@ -238,7 +233,7 @@ Status clear_leaves(const Request& request)
             leaves.erase(path);
             if (before.count(path) == 0) {
                 complain_of_missing(request, path, before);
-                status = leaf_missing;
+                status = missing_or_different;
             }
         }
         return status;
@@ -256,7 +251,16 @@ Status dump_store(const Request& request)
 
 Status load_store(const Request& request)
 {
-    return has_folder(request) ? replace_by(request, request.operands.front()) : store_failed;
+    const std::string& file = request.operands.front();
+    std::string text;
+    Leaves leaves;
+    if (!has_folder(request))
+        return store_failed;
+    if (const Status status = read_dump(file, text, leaves))
+        return status;
+    if (text.empty())
+        return fail(shown_operand(file) + ": no leaves; the store is left as it is");
+    return replace_by(request, toml_text(leaves));
 }
 
 Status show_differences(const Request& request)
@@ -283,17 +287,27 @@ Status show_differences(const Request& request)
         print(json_changes(changes) + "\n");
     else
         print_lines(changes, change_line);
-    return changes.empty() ? done : leaf_missing;
+    return changes.empty() ? done : missing_or_different;
 }
 
 Status reset_store(const Request& request)
 {
-    return has_folder(request) ? replace_by(request, file_of(request, factory_file)) : store_failed;
+    std::string text;
+    Leaves leaves;
+    if (!has_folder(request))
+        return store_failed;
+    if (const Status status = read_dump(file_of(request, factory_file), text, leaves))
+        return status;
+    return replace_by(request, text);
 }
 
 Status make_meter(const Request& request)
 {
     const std::string& folder = request.operands.front();
+    if (folder.empty()) {
+        complain("the name of the folder is empty");
+        return wrong_usage;
+    }
     if (!make_folders(folder))
         return fail(folder, "cannot be made");
     const OpenFile locked = lock_folder(folder);
@@ -303,10 +317,16 @@ Status make_meter(const Request& request)
         complain(folder + ": there is a store already");
         return wrong_usage;
     }
+    std::string text = shipped_factory;
+    Leaves leaves;
+    if (is_there(locked.fd, factory_file)) {
+        if (const Status status = read_dump(folder + "/" + factory_file, text, leaves))
+            return status;
+    }
     if (!make_folders(folder + "/jffs/downloads"))
         return fail(folder + "/jffs/downloads", "cannot be made");
     for (const char* name : {factory_file, store_file}) {
-        if (!is_there(locked.fd, name) && !replace_file(locked.fd, name, shipped_factory))
+        if (!is_there(locked.fd, name) && !replace_file(locked.fd, name, text))
             return fail(folder + "/" + name, "cannot be written");
     }
     return done;

@@ -10,9 +10,9 @@ namespace cdsctl
 // The exit statuses of every command.
 enum Status {
     done = 0,
-    leaf_missing = 1, // or a difference was found
-    wrong_usage = 2,  // the request cannot be granted as it stands; nothing was changed
-    store_failed = 3, // the store or another file cannot be read or written
+    missing_or_different = 1, // a leaf is missing, or a difference was found
+    wrong_usage = 2,          // the request cannot be granted as it stands; nothing was changed
+    store_failed = 3,         // the store or another file cannot be read or written
 };
 
 struct Request {
@@ -59,7 +59,8 @@ constexpr Command commands[] = {   // in the order of the help text
     { "set",   "PATH VALUE [PATH VALUE]...", 2, any_number, false, true,  set_leaves,
       "Set leaves, all of them in one write",
       "A leaf keeps its type. A new one has that of the VALUE as TOML reads it (true, 5, \"5\");\n"
-      "what is no TOML value is a string as it stands, as is every VALUE of a string leaf." },
+      "what is no TOML value is a string as it stands, as is every VALUE of a string leaf.\n"
+      "Every word in the place of a VALUE is one, also an option; only -- is not." },
     { "clear", "PATH...",                    1, any_number, false, false, clear_leaves,
       "Remove leaves, all of them in one write",
       "A missing leaf is named on standard error, the others are removed; exit status 1." },
@@ -70,7 +71,8 @@ constexpr Command commands[] = {   // in the order of the help text
       "Print the whole store as TOML", "" },
     { "load",  "FILE",                       1, 1,          false, false, load_store,
       "Replace the store by a dump",
-      "FILE \"-\" is standard input. It is checked before anything is replaced." },
+      "FILE \"-\" is standard input. It is checked before anything is replaced; one of\n"
+      "0 bytes is refused." },
     { "diff",  "FILE [FILE]",                1, 2,          true,  false, show_differences,
       "Print what differs as PATH: OLD -> NEW",
       "OLD is that of the first FILE, NEW that of the second, or else of the store.\n"
@@ -79,7 +81,8 @@ constexpr Command commands[] = {   // in the order of the help text
       "Restore the factory defaults", "" },
     { "init",  "DIR",                        1, 1,          false, false, make_meter,
       "Make the folder of a new meter with the factory defaults",
-      "A folder that holds a store is refused." },
+      "A folder that holds a store is refused. A factory.toml in it is kept; the store begins\n"
+      "as a copy of it." },
 };
 // clang-format on
 

@@ -17,7 +17,7 @@ def test_help_names_every_command(answer):
 
 @pytest.mark.parametrize("name", COMMANDS)
 def test_every_command_has_help_with_its_operands(answer, name):
-    for words in ((name, "--help"), ("--help", name), (name, "x", "-h")):
+    for words in ((name, "--help"), ("--help", name), (name, "x", "y", "-h")):
         text = answer(*words, environment={})
         assert re.search(rf"^Usage: cdsctl {name}[A-Z \[\].]*\[OPTIONS\]$", text, re.M), text
     assert ("--json" in text) == (name in ("list", "get", "watch", "diff"))
@@ -50,6 +50,10 @@ def test_version_is_that_of_the_project(answer):
     (("diff", "a", "b", "c"), "usage: cdsctl diff"),
     (("reset", "x"), "usage: cdsctl reset"),
     (("init",), "usage: cdsctl init DIR"),
+    (("set", "/a", "--help", "/b"), "usage: cdsctl set"),
+    (("set", "/a", "--"), "usage: cdsctl set"),
+    (("init", "-C", "x", "y"), "init takes the meter's folder as DIR, not with -C"),
+    (("-C", "x", "init", "y"), "init takes the meter's folder as DIR, not with -C"),
     (("get", "-5"), "-5"),
     (("list", "-C"), "-C"),
 ])

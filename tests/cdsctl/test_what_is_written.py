@@ -47,7 +47,8 @@ def test_set_writes_several_leaves_in_one_replacement(meter, answer, store):
 
 @pytest.mark.parametrize("word, value", [
     ("-5", -5), ("--", "--"), ("-x", "-x"), ("--tpye", "--tpye"), ("-", "-"), ("", ""), ("[1.2", "[1.2"),
-    ("[None]", "[None]"), ("a,b", "a,b"), ("list", "list"), ("5", 5), ('"5"', "5"), ("true", True), ("ä b", "ä b")])
+    ("[None]", "[None]"), ("a,b", "a,b"), ("list", "list"), ("--help", "--help"), ("-h", "-h"), ("--version", "--version"), ("--type=int", "--type=int"),
+    ("-Cx", "-Cx"), ("5", 5), ('"5"', "5"), ("true", True), ("ä b", "ä b")])
 def test_a_word_in_the_place_of_a_value_is_a_value(meter, answer, word, value):
     if word == "--":
         answer("set", "--", NEW, word)
@@ -66,7 +67,7 @@ def test_after_two_dashes_every_word_is_an_operand(meter, answer):
 
 
 @pytest.mark.parametrize("arguments", [
-    ("--type", "string", NEW, "-5"), (NEW, "-5", "--type", "string"), (NEW, "--type=string", "-5"),
+    ("--type", "string", NEW, "-5"), (NEW, "-5", "--type", "string"), ("--type=string", NEW, "-5"),
     ("--type", "string", "--", NEW, "-5")])
 def test_options_may_stand_anywhere(meter, answer, arguments):
     answer("set", *arguments)
@@ -94,6 +95,7 @@ def test_a_text_read_with_get_is_set_as_it_was(meter, answer):
     (("--type", "bool", NEW, "5"), f'leaf "{NEW}": "5" is not true or false'),
     ((ENCLOSURE, "RK", FORM, "x"), f'leaf "{FORM}"'),
     ((ENCLOSURE, "\udcff"), f'leaf "{ENCLOSURE}": "\udcff" is not UTF-8 text'),
+    (("", "1"), 'leaf "": the path is empty'),
     (("/\udcff", "1"), 'leaf "/\udcff": the path is not UTF-8 text'),
 ])
 def test_a_value_that_does_not_fit_is_refused_and_nothing_is_written(refusal, store, arguments, why):
@@ -108,6 +110,11 @@ def test_what_is_set_already_leaves_the_file_untouched(answer, store, arguments)
     before = state_of(store)
     answer("set", *arguments)
     assert state_of(store) == before
+
+
+def test_a_path_is_any_text(meter, answer):
+    answer("set", "no/slash", "1", " ", "2", "ä\n", "3")
+    assert meter.difference() == ['+ " " = 2', '+ "no/slash" = 1', '+ "ä\\n" = 3']
 
 
 def test_the_same_number_as_another_type_is_written(meter, answer):
@@ -152,11 +159,22 @@ def test_clear_of_what_is_not_there_leaves_the_file_untouched(refusal, store):
 
 # load and reset
 
-def test_load_replaces_the_store_by_the_file_as_it_stands(meter, answer, store):
+def test_load_writes_the_leaves_of_the_file_as_any_write_does(meter, answer, store):
     dump = meter.top / "dump"
-    dump.write_text('# with a comment\n"/b" = 1\n"/a" = "x"\n')
+    dump.write_text('# with a comment\n"/b" = 0x10\n\'/a\' = "x"\n')
     assert answer("load", str(dump)) == ""
-    assert store.read_text() == dump.read_text()
+    assert store.read_text() == '"/a" = "x"\n"/b" = 16\n'
+
+
+def test_load_takes_nothing_at_all_for_a_mishap(meter, refusal, answer, store):
+    before = state_of(store)
+    nothing = meter.top / "nothing"
+    nothing.write_text("")
+    assert refusal(3, "load", "-") == "cdsctl: standard input: no leaves; the store is left as it is\n"
+    assert refusal(3, "load", str(nothing)) == f"cdsctl: {nothing}: no leaves; the store is left as it is\n"
+    assert state_of(store) == before
+    answer("load", "-", keys="\n")
+    assert meter.leaves() == {}
 
 
 @pytest.mark.parametrize("text, line", [("no TOML", 1), ('"/a" = 1\n"/b" = 1.5\n', 2), ('[table]\na = 1\n', 1),
@@ -194,7 +212,7 @@ def test_reset_says_that_there_is_no_factory_file_or_that_it_is_broken(meter, re
 
 
 def test_a_folder_that_is_not_there_is_a_store_that_cannot_be_written(meter, refusal):
-    for arguments in (("set", "/a", "1"), ("clear", "/a"), ("load", "/dev/null")):
+    for arguments in (("set", "/a", "1"), ("clear", "/a"), ("load", str(FACTORY))):
         said = refusal(3, "-C", str(meter.top / "none"), *arguments)
         assert said == f"cdsctl: {meter.top}/none: cannot be locked: No such file or directory\n"
 
@@ -228,13 +246,35 @@ def test_init_refuses_a_folder_that_holds_a_store(meter, refusal, store):
     assert sorted(os.listdir(meter.folder)) == ["store.toml"]
 
 
-def test_init_keeps_a_factory_file_that_is_there(meter, answer, store):
+def test_init_keeps_a_factory_file_that_is_there_and_starts_from_it(meter, answer, store):
     store.unlink()
-    (meter.folder / "factory.toml").write_text('"/a" = 1\n')
+    factory = meter.folder / "factory.toml"
+    factory.write_text('# mine\n"/a" = 1\n')
+    before = state_of(factory)
     answer("init", str(meter.folder) + "/")
-    assert store.read_bytes() == FACTORY.read_bytes()
-    assert (meter.folder / "factory.toml").read_text() == '"/a" = 1\n'
+    assert state_of(factory) == before
+    assert store.read_text() == factory.read_text()
 
 
-def test_init_tells_a_folder_that_cannot_be_made(meter, refusal, store):
-    assert f"cdsctl: {store}/meter: cannot be made: Not a directory" in refusal(3, "init", f"{store}/meter")
+def test_init_refuses_a_factory_file_that_is_broken(meter, refusal, store):
+    store.unlink()
+    factory = meter.folder / "factory.toml"
+    factory.write_text('"/a" = 1\n"/b" =\n')
+    assert refusal(3, "init", str(meter.folder)).startswith(f"cdsctl: {factory}:2: ")
+    assert os.listdir(meter.folder) == ["factory.toml"]
+
+
+def test_init_tells_a_folder_that_cannot_be_made(refusal, store):
+    for folder in (store, store / "meter"):
+        assert refusal(3, "init", str(folder)) == f"cdsctl: {folder}: cannot be made: Not a directory\n"
+    assert refusal(2, "init", "") == "cdsctl: the name of the folder is empty\n"
+
+
+def test_init_tells_what_stands_in_its_way(meter, refusal, store):
+    store.unlink()
+    (meter.folder / "factory.toml.new").mkdir()  # where the new file would be made
+    assert refusal(3, "init", str(meter.folder)).startswith(f"cdsctl: {meter.folder}/factory.toml: cannot be written: ")
+    downloads = meter.folder / "jffs" / "downloads"
+    downloads.rmdir()
+    downloads.touch()
+    assert refusal(3, "init", str(meter.folder)) == f"cdsctl: {downloads}: cannot be made: Not a directory\n"
