@@ -53,13 +53,44 @@ bool report(const Complaint& complaint, const std::string& file, std::string& er
     return false;
 }
 
+bool continues_sequence(char byte)
+{
+    return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+// The key whose value stands at `place`, as it is written there, on the same line before "=".
+std::string key_before(std::string_view text, const toml::source_position& place)
+{
+    constexpr std::string_view blanks = " \t";
+    for (auto line = place.line; line > 1; --line)
+        text.remove_prefix(text.find('\n') + 1);
+    std::size_t end = 0;
+    for (auto column = place.column; column > 1; ++end) {
+        if (!continues_sequence(text[end + 1]))
+            --column;
+    }
+    const std::size_t equals = text.find_last_of('=', end - 1);
+    const std::size_t begin = text.find_first_not_of(blanks);
+    return std::string(text.substr(begin, text.find_last_not_of(blanks, equals - 1) + 1 - begin));
+}
+
+std::string reason_of(const toml::parse_error& error, std::string_view text)
+{
+    // Of a key given twice the parser tells a text that may mix it with the key before.
+    const std::string_view description = error.description();
+    constexpr std::string_view given_twice =
+        "Error while parsing key-value pair: cannot redefine existing ";
+    if (description.substr(0, given_twice.size()) == given_twice && description.back() == '\'')
+        return "key " + key_before(text, error.source().begin) + " is given twice";
+    return std::string(description);
+}
+
 // The file's name is kept from the parser, which would carry it along with every value.
 toml::parse_result parse(std::string_view text, Complaint& complaint)
 {
     toml::parse_result parsed = toml::parse(text);
     if (!parsed)
-        complain(complaint, parsed.error().source().begin.line,
-                 std::string(parsed.error().description()));
+        complain(complaint, parsed.error().source().begin.line, reason_of(parsed.error(), text));
     return parsed;
 }
 
@@ -184,7 +215,7 @@ toml::source_position end_of(std::string_view text)
     for (const char character : text) {
         if (character == '\n')
             end = {end.line + 1, 1};
-        else if ((static_cast<unsigned char>(character) & 0xC0) != 0x80) // the first of a sequence
+        else if (!continues_sequence(character))
             ++end.column;
     }
     return end;

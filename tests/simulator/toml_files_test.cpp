@@ -98,6 +98,20 @@ TEST_CASE("what is not TOML is refused by its line")
     CHECK(begins_with(leaf_error("\"/a\" = 1\n<<<<<<<\n"), "store.toml:2: "));
 }
 
+TEST_CASE("a key given twice is told as it is written the second time")
+{
+    const std::string first = "\"/a\" = \"one\"\n\"/a/a\" = 1\n";
+    CHECK(leaf_error(first + "\"/a\" = \"two\"\n") == "store.toml:3: key \"/a\" is given twice");
+    CHECK(leaf_error(first + "\n \t'/a/a'\t=\"=\"") == "store.toml:4: key '/a/a' is given twice");
+    CHECK(leaf_error(first + "\"/a\" = \"\"\"\n=\"\"\"") ==
+          "store.toml:3: key \"/a\" is given twice");
+    CHECK(leaf_error("\"/\xC3\xA4 = \xF0\x9F\x92\xA1\" = 1\r\n\"/\xC3\xA4 = \xF0\x9F\x92\xA1\" =  "
+                     "\"\xC3\xA4\" # =\r\n") ==
+          "store.toml:2: key \"/\xC3\xA4 = \xF0\x9F\x92\xA1\" is given twice");
+    CHECK(fault_error("[[fault]]\ncall = \"pcd_init\"\ncall = \"pcd_init\"\n") ==
+          "faults.toml:3: key call is given twice");
+}
+
 TEST_CASE("what the parser takes for impossible is refused by its line")
 {
     CHECK(begins_with(leaf_error("\n[?]\n"), "store.toml:2: "));
