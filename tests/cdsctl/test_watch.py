@@ -46,6 +46,14 @@ class Watch:
         self.shown = Lines(self.process.stdout)
         self.said = Lines(self.process.stderr)
 
+    def stop(self):
+        """Ends it in its own way where it can, so that it also leaves its counts of lines reached."""
+        self.process.terminate()
+        try:
+            self.process.wait(STEP_LIMIT)
+        finally:
+            self.process.kill()
+
     def end(self, number):
         self.process.send_signal(number)
         return self.process.wait(STEP_LIMIT)
@@ -58,7 +66,7 @@ def watching(meter):
         def start(*arguments, prefix=()):
             watch = Watch(meter, arguments, prefix)
             stack.enter_context(watch.process)
-            stack.callback(watch.process.kill)
+            stack.callback(watch.process.kill if prefix else watch.stop)  # strace is not to be asked
             assert watch.said.next() == f"cdsctl: watching {meter.folder}"
             return watch
         yield start
@@ -142,6 +150,18 @@ def test_it_ends_when_nobody_reads_it_any_more(watching):
     watch = watching()
     watch.process.stdout.close()
     assert watch.process.wait(STEP_LIMIT) == 0
+
+
+def test_an_output_that_cannot_be_written_ends_it(meter):
+    with open("/dev/full", "w") as full:
+        watch = subprocess.Popen(command(CDSCTL, "watch"), env=meter.environment(), stdout=full,
+                                 stderr=subprocess.PIPE)
+    with watch:
+        said = Lines(watch.stderr)
+        assert said.next() == f"cdsctl: watching {meter.folder}"
+        meter.change({FORM: 5})
+        assert said.next() == "cdsctl: standard output: No space left on device"
+        assert watch.wait(STEP_LIMIT) == 3
 
 
 def test_it_ends_when_the_folder_goes(meter, watching):

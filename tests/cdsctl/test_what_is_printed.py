@@ -7,7 +7,7 @@ import tomllib
 
 import pytest
 from harness.meter import FACTORY, toml_text, toml_value
-from harness.program import CDSCTL, STEP_LIMIT, command
+from harness.program import CDSCTL, RUN_WITH, STEP_LIMIT, command
 
 ENCLOSURE = "/VMIC/Enclosure/Value"
 FORM = "/VMC/PrimCfg/Form/Value"
@@ -143,6 +143,7 @@ def test_diff_reads_a_pipe_and_standard_input(meter, cdsctl, dumped):
 def test_diff_does_not_confuse_a_difference_with_a_file_that_cannot_be_read(meter, refusal):
     missing = meter.top / "no such file"
     assert str(missing) + ": cannot be read: No such file" in refusal(3, "diff", str(missing))
+    assert str(missing) + ": cannot be read: No such file" in refusal(3, "diff", str(FACTORY), str(missing))
     broken = meter.top / "broken.toml"
     broken.write_text('"/a" = 1\n"/b" = 1.5\n')
     assert f"{broken}:2: leaf \"/b\" is not" in refusal(3, "diff", str(broken))
@@ -183,6 +184,15 @@ def test_the_option_c_names_the_folder_before_the_environment(meter, answer):
         assert answer("get", *option, ENCLOSURE, environment=elsewhere) == "S\n"
         assert answer("get", ENCLOSURE, *option, environment={}) == "S\n"
     assert answer("-C", "/nonexistent", "-C", str(meter.folder), "get", ENCLOSURE) == "S\n"  # the last one counts
+
+
+@pytest.mark.skipif(bool(RUN_WITH) or b"__asan_init" in CDSCTL.read_bytes(),
+                    reason="the emulator and the sanitizer need more memory than is left here")
+def test_a_store_too_large_for_the_memory_is_told(meter):
+    os.truncate(meter.folder / "store.toml", 200 * 2**20)  # takes no disk space
+    done = subprocess.run(["prlimit", f"--as={100 * 2**20}", *command(CDSCTL, "list")], env=meter.environment(),
+                          capture_output=True, text=True, timeout=STEP_LIMIT)
+    assert (done.returncode, done.stdout, done.stderr) == (3, "", "cdsctl: std::bad_alloc\n")
 
 
 def test_an_output_that_cannot_be_written_is_told(meter):

@@ -1,5 +1,6 @@
 #include "tests/simulator/failing_call.h"
 
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -61,6 +62,11 @@ extern "C" int fsync(int fd)
 extern "C" int flock(int fd, int operation) noexcept
 {
     return fails("flock") ? -1 : static_cast<int>(syscall(SYS_flock, fd, operation));
+}
+
+extern "C" int poll(pollfd* waits, nfds_t count, int timeout)
+{
+    return fails("poll") ? -1 : static_cast<int>(syscall(SYS_poll, waits, count, timeout));
 }
 
 extern "C" int unlinkat(int folder, const char* name, int flags) noexcept

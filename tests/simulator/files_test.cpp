@@ -206,6 +206,16 @@ TEST_CASE("a file too large for any meter is refused before memory is asked for"
     CHECK(text.empty());
 }
 
+TEST_CASE("a file is not replaced whose permission bits cannot be known")
+{
+    const TestMeter meter("");
+    const OpenFile folder = lock_folder(meter.folder);
+    std::filesystem::create_symlink("loop", meter.path("loop"));
+    CHECK_FALSE(replace_file(folder.fd, "loop", "text"));
+    CHECK(errno == ELOOP);
+    CHECK(std::filesystem::is_symlink(meter.path("loop")));
+}
+
 TEST_CASE("a stamp tells a replaced file from the one before")
 {
     const TestMeter meter("same");
