@@ -52,8 +52,8 @@ def test_version_is_that_of_the_project(answer):
     (("init",), "usage: cdsctl init DIR"),
     (("set", "/a", "--help", "/b"), "usage: cdsctl set"),
     (("set", "/a", "--"), "usage: cdsctl set"),
-    (("init", "-C", "x", "y"), "init takes the meter's folder as DIR, not with -C"),
-    (("-C", "x", "init", "y"), "init takes the meter's folder as DIR, not with -C"),
+    (("init", "-C", "x", "/dev/null/y"), "init takes the meter's folder as DIR, not with -C"),
+    (("-C", "x", "init", "/dev/null/y"), "init takes the meter's folder as DIR, not with -C"),
     (("get", "-5"), "-5"),
     (("list", "-C"), "-C"),
 ])
