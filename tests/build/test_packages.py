@@ -90,8 +90,8 @@ EPOCH = "1700000000"
 
 
 def built_in(folder, mask):
-    """The packages and the programs of a build of these sources, in a folder of its own and with
-    this umask."""
+    """The packages and the programs of a build of these sources, in a folder of its own and built
+    with this umask."""
     folder.mkdir(parents=True)
     names = told_by("git", "ls-files", "-zco", "--exclude-standard", cwd=REPOSITORY).split("\0")
     for name in filter(None, names):
@@ -101,7 +101,7 @@ def built_in(folder, mask):
     told_by("cmake", "--preset", BUILD.name, "-DBUILD_TESTING=OFF", cwd=folder, env=environment, umask=mask)
     told_by("cmake", "--build", "--preset", BUILD.name, cwd=folder, env=environment, umask=mask)
     build = folder / "build" / BUILD.name
-    told_by("cpack", "-B", "packages", cwd=build, env=environment, umask=mask)
+    told_by("cpack", "-B", "packages", cwd=build, env=environment, umask=0o022)  # shows in the archive
     return [build / "meter-settings", build / "cdsctl", *sorted((build / "packages").glob("*.deb"))]
 
 
