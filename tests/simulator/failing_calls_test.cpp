@@ -27,6 +27,7 @@ TEST_CASE("a call that a signal breaks off is repeated")
         CAPTURE(function);
         const TestMeter meter(old_text);
         TestStore store;
+        meter.write("store.toml", old_text); // so that it is read once more
         const FailingCall broken(function, EINTR);
         CHECK(set(store, "/a", integer(2)) == "0: 1");
         CHECK(broken.has_failed());
@@ -79,6 +80,7 @@ TEST_CASE("a read that fails fails the call, and the next one reads again")
 {
     const TestMeter meter(old_text);
     TestStore store;
+    meter.write("store.toml", old_text); // so that it is read once more
     {
         const FailingCall broken("read", EIO);
         CHECK(get(store, {"/a"}) == "-1: 0 ''");
