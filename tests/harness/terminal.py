@@ -49,7 +49,9 @@ def attributes_of(descriptor):
 
 
 def take_terminal():
-    """In the new process: the terminal on standard input becomes the controlling one."""
+    """In the new process: the terminal on standard input becomes the controlling one, whose hang-up
+    it does not ignore, though these tests may (under nohup)."""
+    signal.signal(signal.SIGHUP, signal.SIG_DFL)
     fcntl.ioctl(0, termios.TIOCSCTTY, 0)
 
 
