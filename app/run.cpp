@@ -31,7 +31,7 @@ void print_version(const char* program)
 // flushed where it is printed.
 void buffer_output()
 {
-    static char screen[8192];
+    static char screen[BUFSIZ];
     std::setvbuf(stdout, screen, _IOFBF, sizeof screen);
 }
 
