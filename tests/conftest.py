@@ -53,11 +53,10 @@ class DialogueFailure(Exception):
 
 
 def seconds_waited(item):
-    """What a test spends waiting: its dialogue's pauses, or its mark `waits(seconds)`."""
-    if isinstance(item, DialogueItem):
-        return sum(int(seconds) for seconds in WAIT.findall(item.path.read_text(encoding="utf-8")))
-    mark = item.get_closest_marker("waits")
-    return mark.args[0] if mark else 0
+    """What a test spends waiting: its dialogue's pauses."""
+    if not isinstance(item, DialogueItem):
+        return 0
+    return sum(int(seconds) for seconds in WAIT.findall(item.path.read_text(encoding="utf-8")))
 
 
 def pytest_addoption(parser):
@@ -66,7 +65,6 @@ def pytest_addoption(parser):
 
 
 def pytest_configure(config):
-    config.addinivalue_line("markers", "waits(seconds): spends about that long waiting")
     config.addinivalue_line("markers", "host_only: says the same of every build, so of one only")
     config.addinivalue_line("markers", "builds: builds the program again; not with --quick")
     config.addinivalue_line("markers", "full: takes minutes; only with --full")
