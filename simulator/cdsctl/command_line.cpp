@@ -16,8 +16,8 @@ namespace cdsctl
 namespace
 {
 
-// What the option parser works on. It knows the options of the command that was named and no
-// others: to tell it of every command would take longer than to read a store.
+// What the option parser works on. It does not know the commands: to tell it of every one would
+// take longer than to read a store.
 struct Parser {
     CLI::App app;
     std::vector<std::string> option_words;
@@ -33,7 +33,7 @@ const Command* find_command(std::string_view name)
     return found == std::end(commands) ? nullptr : found;
 }
 
-void add_common_options(Parser& parser)
+void add_options(Parser& parser)
 {
     parser.app.name("cdsctl");
     parser.app.set_help_flag("-h,--help", "Print this help and exit");
@@ -42,17 +42,21 @@ void add_common_options(Parser& parser)
     parser.app.add_option("-C", parser.request.folder, "The meter's folder (else: METER_SIM_DIR)")
         ->type_name("DIR")
         ->take_last();
+    parser.app.add_flag("--json", parser.request.json, "Print JSON")->take_last();
+    parser.app.add_option("--type", parser.request.type, "The type of the values")
+        ->type_name("TYPE")
+        ->take_last()
+        ->check(CLI::IsMember({"bool", "int", "string"}));
 }
 
-void add_command_options(Parser& parser)
+// Takes away what the command that was named has no use for, to be refused like any other word.
+void remove_other_options(Parser& parser)
 {
-    if (parser.command->has_json)
-        parser.app.add_flag("--json", parser.request.json, "Print JSON")->take_last();
-    if (parser.command->has_type)
-        parser.app.add_option("--type", parser.request.type, "The type of the values")
-            ->type_name("TYPE")
-            ->take_last()
-            ->check(CLI::IsMember({"bool", "int", "string"}));
+    const Command* command = parser.command;
+    if (command == nullptr || !command->has_json)
+        parser.app.remove_option(parser.app.get_option("--json"));
+    if (command == nullptr || !command->has_type)
+        parser.app.remove_option(parser.app.get_option("--type"));
 }
 
 // The option that a word names, also as "--type=int" and "-CDIR"; null: none that is known.
@@ -89,7 +93,6 @@ void take_operand(Parser& parser, const std::string& word)
     parser.command = find_command(word);
     if (parser.command == nullptr)
         throw CLI::ParseError("unknown command " + word, wrong_usage);
-    add_command_options(parser);
 }
 
 // Parts operands from options. The operands stay away from the option parser, which would take
@@ -170,8 +173,9 @@ CommandLine read_command_line(int argument_count, const char* const* arguments)
     CommandLine line;
     Parser parser;
     try {
-        add_common_options(parser);
+        add_options(parser);
         part_words(parser, {arguments + 1, arguments + argument_count});
+        remove_other_options(parser);
         std::reverse(parser.option_words.begin(), parser.option_words.end()); // as it wants them
         parser.app.parse(parser.option_words);
         check_operands(parser);

@@ -13,6 +13,7 @@ def test_help_names_every_command(answer):
         text = answer(option, environment={})
         assert re.findall(r"^  ([a-z]+) ", text, re.M) == COMMANDS
         assert "Usage: cdsctl [OPTIONS] [COMMAND]" in text
+        assert set(re.findall(r"--[a-z]+", text)) == {"--help", "--version"}  # and none of a command
 
 
 @pytest.mark.parametrize("name", COMMANDS)
@@ -43,6 +44,8 @@ def test_version_is_that_of_the_project(answer):
     (("clear",), "usage: cdsctl clear PATH..."),
     (("list", "/a", "/b"), "usage: cdsctl list [PREFIX]"),
     (("list", "--type", "int"), "--type"),
+    (("--type", "int", "list"), "--type"),
+    (("--json", "dump"), "--json"),
     (("set", "--json", "/a", "1"), "--json"),
     (("dump", "x"), "usage: cdsctl dump"),
     (("load",), "usage: cdsctl load FILE"),

@@ -67,10 +67,10 @@ def test_after_two_dashes_every_word_is_an_operand(meter, answer):
 
 
 @pytest.mark.parametrize("arguments", [
-    ("--type", "string", NEW, "-5"), (NEW, "-5", "--type", "string"), ("--type=string", NEW, "-5"),
-    ("--type", "string", "--", NEW, "-5")])
+    ("set", "--type", "string", NEW, "-5"), ("set", NEW, "-5", "--type", "string"), ("set", "--type=string", NEW, "-5"),
+    ("set", "--type", "string", "--", NEW, "-5"), ("--type", "string", "set", NEW, "-5")])
 def test_options_may_stand_anywhere(meter, answer, arguments):
-    answer("set", *arguments)
+    answer(*arguments)
     assert meter.leaves()[NEW] == "-5"
 
 
