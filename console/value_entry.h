@@ -17,7 +17,8 @@ bool asks_to_clear(const std::string& answer);
 // unchanged and no message.
 int prompt_ipv4(const std::string& prompt, EditableText& target);
 
-// As `prompt_ipv4`, telling the technician when no address was taken. Returns true when one was.
+// As `prompt_ipv4`, telling the technician when no answer was taken. Returns true when one was, "~"
+// included.
 bool enter_address(const std::string& prompt, EditableText& target);
 
 // The text as a menu shows it: "[None]" when it is empty.
