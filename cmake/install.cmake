@@ -2,8 +2,9 @@
 # each component that `cpack` makes.
 #
 # program  the utility, its man page and documents
-# desk     what a simulated meter needs: cdsctl, the utility itself, the stand-in in the shape of the
-#          meter's library (lib/meter-settings is a CDS_ROOT), the factory's leaves
+# desk     what a simulated meter needs: cdsctl, the utility itself and a watched session of it, the
+#          stand-in in the shape of the meter's library (lib/meter-settings is a CDS_ROOT), the
+#          factory's leaves
 #
 # A program for a meter is built with CDS_ROOT or for the meter's processor: the host's build
 # without it carries the simulated meter, and its packages belong on a desk.
@@ -54,8 +55,19 @@ set(components program)
 
 if(NOT CDS_ROOT)
     set(stand_in_folder lib/meter-settings)
-    if(NOT CMAKE_CROSSCOMPILING)
+    if(NOT CMAKE_CROSSCOMPILING) # a watched session, with its programs in one folder
         install(TARGETS meter-settings DESTINATION ${stand_in_folder}/bin COMPONENT desk)
+        file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/installed/desk)
+        file(CREATE_LINK ../../../${CMAKE_INSTALL_BINDIR}/cdsctl
+            ${CMAKE_BINARY_DIR}/installed/desk/cdsctl SYMBOLIC)
+        install(FILES ${CMAKE_BINARY_DIR}/installed/desk/cdsctl
+            DESTINATION ${stand_in_folder}/bin COMPONENT desk)
+        install(PROGRAMS simulator/cdsctl/watched-session
+            DESTINATION ${stand_in_folder}/bin COMPONENT desk)
+        install(PROGRAMS simulator/cdsctl/meter-session
+            DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT desk)
+        install_zipped(desk ${PROJECT_SOURCE_DIR}/docs/man/meter-session.1
+            ${CMAKE_INSTALL_MANDIR}/man1)
     endif()
     install(TARGETS cds_shared cds++_shared DESTINATION ${stand_in_folder}/lib COMPONENT desk)
     install(DIRECTORY simulator/include DESTINATION ${stand_in_folder} COMPONENT desk)
@@ -98,7 +110,7 @@ set(CPACK_COMPONENT_DESK_DESCRIPTION "simulated electricity meter for the settin
 A stand-in for the client library of the meter's configuration data store,
 which keeps its leaves in a folder of plain files, and cdsctl, which reads
 and changes them. For training and tests; nothing of it belongs on a meter.")
-set(CPACK_DEBIAN_DESK_PACKAGE_RECOMMENDS ${package_program})
+set(CPACK_DEBIAN_DESK_PACKAGE_RECOMMENDS "${package_program}, tmux")
 if(NOT CDS_ROOT AND NOT CMAKE_CROSSCOMPILING)
     string(APPEND CPACK_COMPONENT_PROGRAM_DESCRIPTION "
 This build carries the simulated meter: it is for a desk, not for a meter.")

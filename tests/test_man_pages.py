@@ -39,7 +39,7 @@ def flags_of(text):
 
 
 def test_there_are_pages():
-    assert [file.name for file in PAGES] == ["cdsctl.1", "meter-settings.8", "store.toml.5"]
+    assert [file.name for file in PAGES] == ["cdsctl.1", "meter-session.1", "meter-settings.8", "store.toml.5"]
 
 
 @needs_mandoc
@@ -59,7 +59,7 @@ def test_a_page_is_dated_named_and_refers_to_pages_that_are_there(file):
     assert f"\n.Dt {name.upper()} {section}\n" in text
     own = {file.name for file in PAGES}
     for other, its_section in re.findall(r"^\.Xr (\S+) (\d)", text, re.M):
-        assert f"{other}.{its_section}" in own | {"flock.2"}
+        assert f"{other}.{its_section}" in own | {"flock.2", "tmux.1"}
 
 
 def test_every_command_stands_in_help_and_page():

@@ -5,9 +5,10 @@ import re
 import shutil
 import subprocess
 
+import pexpect
 import pytest
 from harness.piped import run
-from harness.program import BUILD, REPOSITORY, RUN_WITH, command
+from harness.program import BUILD, REPOSITORY, RUN_WITH, STEP_LIMIT, command
 from tools import shown_by_other_builds, told_by
 
 pytestmark = [shown_by_other_builds]
@@ -44,7 +45,13 @@ DESK_FILES = {
     "share/zsh/vendor-completions/_cdsctl",
 }
 if not RUN_WITH:
-    DESK_FILES.add("lib/meter-settings/bin/meter-settings")
+    DESK_FILES |= {
+        "bin/meter-session",
+        "lib/meter-settings/bin/cdsctl",
+        "lib/meter-settings/bin/meter-settings",
+        "lib/meter-settings/bin/watched-session",
+        "share/man/man1/meter-session.1.gz",
+    }
 
 
 def files_below(folder):
@@ -73,6 +80,26 @@ def check_that_the_utility_runs_on_a_meter_of_the_desk_package(root, meter):
                    "/Software/System Settings/Network/Name Server/1/Value") == "10.1.2.3\n"
 
 
+def check_that_a_watched_session_runs(root, meter):
+    session = pexpect.spawn(str(root / "usr/bin/meter-session"), [str(meter) + "/"], dimensions=(50, 200),
+                            env={**os.environ, "TMUX": "", "TERM": "xterm"}, timeout=STEP_LIMIT)
+    try:
+        session.expect("Initialization")  # the utility is started with -m
+        assert list(meter.parent.glob(f"{meter.name}.session.*"))  # beside the meter, not in it
+        session.send("0\r")
+        session.expect(pexpect.EOF)
+        session.close()
+        assert session.exitstatus == 0
+    finally:
+        session.close(force=True)
+    assert list(meter.parent.glob(f"{meter.name}*")) == [meter]
+    assert (meter / "store.toml").read_bytes() == (meter / "factory.toml").read_bytes()
+    for words in ((), ("-m",)):
+        refused = subprocess.run([root / "usr/bin/meter-session", *words], capture_output=True, text=True,
+                                 timeout=STEP_LIMIT)
+        assert (refused.returncode, refused.stderr) == (2, "usage: meter-session METER [ARGUMENT...]\n")
+
+
 @pytest.mark.builds
 def test_the_packages_hold_the_components_and_lintian_finds_no_error(tmp_path):
     packages = packages_of(BUILD, tmp_path / "packages")
@@ -84,6 +111,7 @@ def test_the_packages_hold_the_components_and_lintian_finds_no_error(tmp_path):
     if not RUN_WITH:
         check_that_the_utility_runs_on_a_meter_of_the_desk_package(
             tmp_path / "meter-settings-desk", tmp_path / "meter")
+        check_that_a_watched_session_runs(tmp_path / "meter-settings-desk", tmp_path / "watched")
 
 
 EPOCH = "1700000000"
