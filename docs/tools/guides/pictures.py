@@ -10,7 +10,7 @@ from guides.sessions import Session
 from harness.program import REPOSITORY
 
 FOLDER = REPOSITORY / "docs" / "pictures"
-HEADER_KEYS = ("set", "remove", "faults")
+HEADER_KEYS = ("set", "faults")
 
 
 def table():
