@@ -13,8 +13,8 @@ int cds_connect();
 // Closes the connection; does nothing when it is closed. Runs once more at program exit.
 void cds_disconnect();
 
-// Reads one leaf per path. `statuses` and `elements` are replaced by one entry per path, also
-// when the read fails. Returns the library's result: 0, or another number when it failed.
+// Reads one leaf per path. Returns the library's result: 0, and `statuses` and `elements` then have
+// one entry per path, or another number when it failed, and what they hold is the library's affair.
 int cds_get(const std::vector<std::string>& paths, std::vector<api_status_t>& statuses,
             std::vector<toolkit::CElement>& elements);
 
