@@ -57,6 +57,7 @@ def test_the_stores_files_never_have_a_standard_descriptor():
 
 def test_every_file_is_closed_in_programs_that_are_started():
     with store_client.meter_with(STORE) as folder:
-        _, calls = store_client.run_traced(folder, ("set", "/a", "y"), ("-e", "trace=openat,open"))
+        status, calls = store_client.run_traced(folder, ("set", "/a", "y"), ("-e", "trace=openat,open"))
+    assert status == 0
     first = next(i for i, call in enumerate(calls) if str(folder) in call)
     assert all("O_CLOEXEC" in call for call in calls[first:] if not call.startswith("+++"))
