@@ -4,7 +4,7 @@ import os
 import subprocess
 
 import pytest
-from harness.program import BUILD, REPOSITORY, RUN_WITH
+from harness.program import BUILD, REPOSITORY, RUN_WITH, STEP_LIMIT
 
 cross_build = pytest.mark.skipif(not RUN_WITH, reason="this build is for this machine")
 
@@ -16,7 +16,7 @@ HEADER_FOLDERS = (f"{REPOSITORY}/", "/usr/powerpc-linux-gnu/", "/usr/lib/gcc-cro
 @cross_build
 def test_no_header_of_this_machine_is_read():
     told = subprocess.run(["ninja", "-C", BUILD, "-t", "deps"], capture_output=True, text=True,
-                          timeout=60, check=True).stdout
+                          timeout=STEP_LIMIT, check=True).stdout
     read = {os.path.realpath(BUILD / line.strip()) for line in told.splitlines() if line[:1] == " "}
     assert any("/cds++.h" in path for path in read)
     assert not [path for path in sorted(read) if not path.startswith(HEADER_FOLDERS)]
@@ -25,6 +25,6 @@ def test_no_header_of_this_machine_is_read():
 @cross_build
 def test_the_program_is_a_dynamic_one_for_a_32_bit_big_endian_powerpc():
     told = subprocess.run(["powerpc-linux-gnu-readelf", "-hlW", BUILD / "meter-settings"],
-                          capture_output=True, text=True, timeout=60, check=True).stdout
+                          capture_output=True, text=True, timeout=STEP_LIMIT, check=True).stdout
     for wanted in ("ELF32", "big endian", "PowerPC", "interpreter: /lib/ld.so.1"):
         assert wanted in told

@@ -140,5 +140,5 @@ def test_two_builds_in_two_folders_are_the_same_and_show_the_date_that_was_set(t
     for left, right in zip(one, other):
         assert left.name == right.name
         assert left.read_bytes() == right.read_bytes(), left.name
-    version = subprocess.run(command(one[0], "-v"), capture_output=True, text=True, timeout=60).stdout
+    version = subprocess.run(command(one[0], "-v"), capture_output=True, text=True, timeout=STEP_LIMIT).stdout
     assert re.search(r"^Build date: (.*)$", version, re.MULTILINE)[1] == "Nov 14 2023 22:13:20"

@@ -7,12 +7,12 @@ import shutil
 import signal
 import subprocess
 import tempfile
-import time
 
 import pexpect
 import pytest
 from harness.meter import FACTORY
-from harness.program import BUILD, REPOSITORY, STEP_LIMIT
+from harness.piped import read_from
+from harness.program import BUILD, REPOSITORY, STEP_LIMIT, wait_until
 
 SESSION = REPOSITORY / "simulator" / "cdsctl" / "watched-session"
 pytestmark = pytest.mark.host_only
@@ -33,13 +33,6 @@ def folder():
 def environment(**changes):
     kept = {name: value for name, value in os.environ.items() if not name.startswith(("TMUX", "METER_SIM_"))}
     return {**kept, "TERM": "xterm", "METER_SIM_NO_DELAY": "1", **changes}
-
-
-def wait_until(is_true, shown):
-    until = time.monotonic() + STEP_LIMIT
-    while not is_true():
-        assert time.monotonic() < until, shown()
-        time.sleep(0.05)
 
 
 class Tmux:
@@ -241,13 +234,13 @@ def test_without_tmux_it_says_what_to_type_in_two_terminals(folder, signal_of_en
     first, second = re.findall(r"^    (.*)$", told.stdout, re.M)
 
     view = subprocess.Popen(["sh", "-c", f"exec {second}"], env=surroundings, stdout=subprocess.PIPE,
-                            stderr=subprocess.PIPE, text=True)
+                            stderr=subprocess.PIPE)
     try:
-        assert view.stderr.readline().startswith("cdsctl: watching")
+        assert read_from(view.stderr.fileno(), b"\n").startswith(b"cdsctl: watching")
         done = subprocess.run(["sh", "-c", first], env=surroundings, input="4\ny\n0\n", capture_output=True,
                               text=True, timeout=STEP_LIMIT)
         assert done.returncode == 0
-        assert view.stdout.readline() == "runs: sernetpwreset.sh > /dev/null 2>&1\n"
+        assert read_from(view.stdout.fileno(), b"\n") == b"runs: sernetpwreset.sh > /dev/null 2>&1\n"
     finally:
         view.send_signal(signal_of_end)
         view.communicate(timeout=STEP_LIMIT)

@@ -10,7 +10,7 @@ import subprocess
 
 import pytest
 from harness.piped import end, read_until, start
-from harness.program import UTILITY, command
+from harness.program import STEP_LIMIT, UTILITY, command
 
 
 class BlockedTrace:
@@ -64,7 +64,7 @@ def bytes_before(meter, arguments, keys, script):
     """How long the trace lines are that the answer "y" brings before the script's call."""
     process = begin(meter, arguments)
     type_keys(process, keys + b"y\n" + b"0\n0\n0\n")
-    process.communicate(timeout=20)
+    process.communicate(timeout=STEP_LIMIT)
     lines = meter.calls()
     calls = [json.loads(line) for line in lines]
     at = next(i for i, call in enumerate(calls) if call["call"] == "system" and script in call["command"])

@@ -5,7 +5,7 @@ import subprocess
 import pytest
 from harness.meter import FACTORY
 from harness.piped import end, read_until, run, start
-from harness.program import UTILITY, command
+from harness.program import STEP_LIMIT, UTILITY, command
 from harness.terminal import Console
 
 PROMPT = b"Select an option ==>  "
@@ -47,7 +47,7 @@ def test_a_session_by_file(meter):
     keys.write_bytes(KEYS)
     with keys.open("rb") as file:
         answer = subprocess.run(command(UTILITY), env=meter.environment(), stdin=file,
-                                stdout=subprocess.PIPE, timeout=20, check=False)
+                                stdout=subprocess.PIPE, timeout=STEP_LIMIT, check=False)
     assert answer.returncode == 0
     assert answer.stdout.count(b"Settings saved.\n") == 1
 
@@ -58,7 +58,7 @@ def test_pipe_and_terminal_show_the_same_bytes(meter):
     console = Console(command(UTILITY), meter.environment())
     try:
         while not console.pending.endswith(PROMPT):  # from here on keys are not echoed by the terminal
-            assert console.receive(20)
+            assert console.receive(STEP_LIMIT)
         console.send(KEYS)
         assert console.finish() == "exit 0"
         assert console.take() == by_pipe

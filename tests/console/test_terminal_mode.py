@@ -6,7 +6,8 @@ import subprocess
 import termios
 
 import pytest
-from harness.program import UTILITY, command
+from harness.piped import read_from
+from harness.program import STEP_LIMIT, UTILITY, command
 from harness.terminal import CC, CFLAG, IFLAG, LFLAG, Console, as_usual, open_terminal
 
 PROMPT = b"Select an option ==>  "
@@ -28,7 +29,7 @@ def already_raw(attributes):
 
 def until_prompt(console):
     while not console.pending.endswith(PROMPT):
-        assert console.receive(20), console.history()
+        assert console.receive(STEP_LIMIT), console.history()
 
 
 @pytest.fixture
@@ -92,7 +93,7 @@ def test_a_terminal_that_is_hung_up_ends_the_program_and_nothing_is_written(on_t
     until_prompt(console)
     console.send(b"2\r10.0.0.1\r")
     while b"10.0.0.1 " not in console.pending:  # on the screen that follows
-        assert console.receive(20), console.history()
+        assert console.receive(STEP_LIMIT), console.history()
     console.hang_up()
     assert console.finish() == "killed by SIGHUP"
     assert not any('"set_' in call for call in meter.calls())
@@ -121,11 +122,9 @@ def test_the_terminal_of_the_output_alone_is_not_touched(meter):
     process = subprocess.Popen(command(UTILITY), env=meter.environment(),
                                stdin=subprocess.PIPE, stdout=theirs)
     try:
-        output = b""
-        while not output.endswith(PROMPT):
-            output += os.read(ours, 4096)
+        assert read_from(ours, PROMPT).endswith(PROMPT)
         assert termios.tcgetattr(theirs) == before
-        process.communicate(b"0\n", timeout=20)
+        process.communicate(b"0\n", timeout=STEP_LIMIT)
         assert process.returncode == 0
         assert termios.tcgetattr(theirs) == before
     finally:

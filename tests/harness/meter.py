@@ -9,7 +9,7 @@ import shutil
 import tempfile
 import tomllib
 
-from harness.program import BUILD, REPOSITORY
+from harness.program import BUILD, REPOSITORY, wait_until
 
 FACTORY = REPOSITORY / "simulator" / "factory.toml"
 
@@ -23,6 +23,14 @@ def toml_value(value):
 
 def toml_text(leaves):
     return "".join(f"{toml_value(path)} = {toml_value(leaves[path])}\n" for path in sorted(leaves))
+
+
+def locks(folder):
+    try:
+        fcntl.flock(folder, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        return False
+    return True
 
 
 class Meter:
@@ -64,7 +72,7 @@ class Meter:
         """What another process does: both in one replacement, under the folder's lock."""
         lock = os.open(self.folder, os.O_RDONLY)
         try:
-            fcntl.flock(lock, fcntl.LOCK_EX)
+            wait_until(lambda: locks(lock), lambda: f"{self.folder} stays locked")
             leaves = self.leaves()
             leaves.update(to_set)
             for path in to_remove:

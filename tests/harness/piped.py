@@ -21,9 +21,12 @@ def start(command, environment, stdin):
 
 def read_until(process, wanted, limit=STEP_LIMIT):
     """What the process puts out, up to where `wanted` has come."""
+    return read_from(process.stdout.fileno(), wanted, limit)
+
+
+def read_from(descriptor, wanted, limit=STEP_LIMIT):
     until = time.monotonic() + limit
     output = b""
-    descriptor = process.stdout.fileno()
     while wanted not in output:
         ready = select.select([descriptor], [], [], max(until - time.monotonic(), 0))[0]
         part = os.read(descriptor, 65536) if ready else b""

@@ -4,6 +4,7 @@ import os
 import pathlib
 import re
 import shlex
+import time
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("BUILD_DIR") or REPOSITORY / "build" / "host").resolve()
@@ -16,6 +17,14 @@ RUN_WITH = shlex.split(os.environ.get("RUN_WITH", ""))
 # How long the program may take for one step that has no wait of its own, in seconds: much longer
 # than it ever should, for a machine that has much else to do.
 STEP_LIMIT = 60.0
+
+
+def wait_until(is_true, shown):
+    """Asks again and again; `shown` tells what there is instead when it never becomes true."""
+    until = time.monotonic() + STEP_LIMIT
+    while not is_true():
+        assert time.monotonic() < until, shown()
+        time.sleep(0.02)
 
 
 def why_not_traced(program):

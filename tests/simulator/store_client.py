@@ -7,7 +7,7 @@ import subprocess
 import tempfile
 
 import pytest
-from harness.program import BUILD, why_not_traced
+from harness.program import BUILD, STEP_LIMIT, why_not_traced
 
 CLIENT = BUILD / "store-client"
 
@@ -40,5 +40,5 @@ def run_traced(folder, arguments, strace_options=(), closed=()):
             close = "".join(f" {number}>&-" for number in closed)
             command[command.index(CLIENT):] = [
                 "/bin/sh", "-c", f'exec "$0" "$@"{close}', CLIENT, *arguments]
-        ended = subprocess.run(command, env=environment(folder), timeout=60)
+        ended = subprocess.run(command, env=environment(folder), timeout=STEP_LIMIT)
         return ended.returncode, calls.read().splitlines()
