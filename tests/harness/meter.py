@@ -51,13 +51,12 @@ class Meter:
             (self.folder / "factory.toml").write_text(factory_text)
         self.at_start = self.leaves()
 
-    def environment(self, no_delay=True):
+    def environment(self):
         """The caller's environment with nothing of another meter in it."""
         variables = {k: v for k, v in os.environ.items() if not k.startswith("METER_SIM_")}
         variables["METER_SIM_DIR"] = str(self.folder)
         variables["METER_SIM_TRACE"] = str(self.trace)
-        if no_delay:
-            variables["METER_SIM_NO_DELAY"] = "1"
+        variables["METER_SIM_NO_DELAY"] = "1"
         return variables
 
     def leaves(self):
