@@ -2,7 +2,6 @@
 
 import datetime
 import re
-import shutil
 import subprocess
 
 import pytest
@@ -11,7 +10,6 @@ from harness.program import CDSCTL, REPOSITORY, STEP_LIMIT, UTILITY, command
 pytestmark = pytest.mark.host_only
 
 PAGES = sorted((REPOSITORY / "docs" / "man").iterdir())
-needs_mandoc = pytest.mark.skipif(not shutil.which("mandoc"), reason="mandoc is not here")
 
 
 def page(name):
@@ -42,7 +40,6 @@ def test_there_are_pages():
     assert [file.name for file in PAGES] == ["cdsctl.1", "meter-session.1", "meter-settings.8", "store.toml.5"]
 
 
-@needs_mandoc
 @pytest.mark.parametrize("file", PAGES, ids=lambda file: file.name)
 def test_a_page_is_well_formed(file):
     done = subprocess.run(["mandoc", "-T", "lint", str(file)], capture_output=True, text=True, timeout=STEP_LIMIT)

@@ -16,7 +16,6 @@ from harness.program import BUILD, REPOSITORY, STEP_LIMIT, wait_until
 
 SESSION = REPOSITORY / "simulator" / "cdsctl" / "watched-session"
 pytestmark = pytest.mark.host_only
-needs_tmux = pytest.mark.skipif(not shutil.which("tmux"), reason="tmux is not here")
 
 
 @pytest.fixture
@@ -83,7 +82,6 @@ def files(folder):
     return sorted(file.name for file in folder.iterdir())
 
 
-@needs_tmux
 def test_the_view_shows_what_is_changed_and_run(tmux, folder):
     view = start(tmux, folder)
     tmux.type("2", "Enter")
@@ -99,7 +97,6 @@ def test_the_view_shows_what_is_changed_and_run(tmux, folder):
     assert "runs: rm -rf /jffs/downloads/vmconfig.*" in tmux.text(view)
 
 
-@needs_tmux
 def test_the_utility_has_the_keys_and_the_room_it_needs(tmux, folder):
     view = start(tmux, folder, "-m")
     widths = dict(line.split() for line in tmux("list-panes", "-F", "#{pane_id} #{pane_width}").splitlines())
@@ -108,7 +105,6 @@ def test_the_utility_has_the_keys_and_the_room_it_needs(tmux, folder):
     assert "5.  Velmora II Initialization" in tmux.text(tmux.first)  # its argument came through
 
 
-@needs_tmux
 def test_leaving_the_utility_leaves_tmux_and_the_folder_as_they_were(tmux, folder):
     before = files(folder)
     start(tmux, folder)
@@ -120,7 +116,6 @@ def test_leaving_the_utility_leaves_tmux_and_the_folder_as_they_were(tmux, folde
     wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
 
 
-@needs_tmux
 def test_a_utility_that_is_killed_leaves_tmux_clean_too(tmux, folder):
     start(tmux, folder)
     utility, = [pid for pid, words in processes_on(folder) if words[0].endswith("meter-settings")]
@@ -129,7 +124,6 @@ def test_a_utility_that_is_killed_leaves_tmux_clean_too(tmux, folder):
     assert tmux.panes() == [tmux.first]
 
 
-@needs_tmux
 def test_closing_the_pane_ends_the_session(tmux, folder):
     start(tmux, folder)
     tmux("kill-server")
@@ -153,7 +147,6 @@ def processes_on(folder):
     return found
 
 
-@needs_tmux
 def test_outside_tmux_it_brings_a_server_of_its_own_and_takes_it_away(folder):
     before = files(folder)
     session = pexpect.spawn(str(SESSION), [str(BUILD), str(folder / "meter")], env=environment(),
@@ -175,7 +168,6 @@ def test_outside_tmux_it_brings_a_server_of_its_own_and_takes_it_away(folder):
     wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
 
 
-@needs_tmux
 def test_a_meter_deep_down_is_no_hindrance(folder):
     deep = folder / ("d" * 120)
     shutil.copytree(folder / "meter", deep / "meter")
@@ -193,7 +185,6 @@ def test_a_meter_deep_down_is_no_hindrance(folder):
     wait_until(lambda: files(deep) == before, lambda: files(deep))
 
 
-@needs_tmux
 def test_a_session_that_is_ended_from_outside_is_no_success(folder):
     session = pexpect.spawn(str(SESSION), [str(BUILD), str(folder / "meter")], env=environment(),
                             dimensions=(50, 200), timeout=STEP_LIMIT)
@@ -209,7 +200,6 @@ def test_a_session_that_is_ended_from_outside_is_no_success(folder):
         session.close(force=True)
 
 
-@needs_tmux
 def test_a_terminal_that_goes_away_takes_the_session_with_it(folder):
     before = files(folder)
     session = pexpect.spawn(str(SESSION), [str(BUILD), str(folder / "meter")], env=environment(),
