@@ -24,7 +24,9 @@ def anchors(page):
 @pytest.mark.parametrize("name", PAGES)
 def test_links(name):
     page = PAGES[name]
-    for picture, words, link in LINK.findall(text_of(page)):
+    links = LINK.findall(text_of(page))
+    assert len(links) == text_of(page).count("](")
+    for picture, words, link in links:
         if re.match("https?:", link):
             continue
         path, _, anchor = link.partition("#")

@@ -55,7 +55,7 @@ def test_a_screen_quoted_in_a_page_is_one_that_the_program_shows():
 
 @pytest.mark.parametrize("folder", folders.PROGRAM)
 def test_includes_follow_the_picture_of_the_folders(folder):
-    assert folders.included(folder) <= folders.reachable(folders.targets(), folder)
+    assert {folder} <= folders.included(folder) <= folders.reachable(folders.targets(), folder)
 
 
 @pytest.mark.parametrize("name", PICTURES)

@@ -42,6 +42,10 @@ def texts():
 TEXTS = list(texts())
 
 
+def test_there_are_texts_of_every_kind():
+    assert {kind for _, kind, _ in TEXTS} == {"text", "fragment", "help", "option"}
+
+
 def test_the_guide_quotes_every_text_of_the_program():
     missing = [(where, line) for where, kind, line in TEXTS
                if kind == "text" and line not in QUOTED
