@@ -9,7 +9,6 @@ import json
 import os
 import re
 import select
-import shlex
 import shutil
 import signal
 import tomllib
@@ -17,15 +16,12 @@ from dataclasses import dataclass
 from pathlib import Path
 
 import meter_model
+from harness.meter import toml_value
+from harness.program import BUILD, RUN_WITH, UTILITY, command
 from meter_model import BUILD_STAMP, REASON
 
-REPOSITORY = Path(__file__).resolve().parents[2]
-BUILD_DIR = Path(os.environ.get("BUILD_DIR") or REPOSITORY / "build" / "host").resolve()
-PROGRAM = BUILD_DIR / "meter-settings"
-SCRIPTED_WAIT = BUILD_DIR / "libscripted_wait.so"
-SCRATCH = BUILD_DIR / "differential"
-# A command put before the program: an emulator of the meter's processor.
-RUN_WITH = shlex.split(os.environ.get("RUN_WITH", ""))
+SCRIPTED_WAIT = BUILD / "libscripted_wait.so"
+SCRATCH = BUILD / "differential"
 
 LONGEST_RUN_MS = 30_000
 IDLE_SECONDS = 30
@@ -49,21 +45,10 @@ class Run:
     downloads: object
 
 
-def toml_string(text):
-    quoted = json.dumps(text, ensure_ascii=False)
-    return quoted.replace("\x7f", "\\u007F")
-
-
-def toml_value(value):
-    if isinstance(value, bool):
-        return "true" if value else "false"
-    return str(value) if isinstance(value, int) else toml_string(value)
-
-
 def store_text(content):
     if content is None or isinstance(content, str):
         return content
-    lines = [f"{toml_string(path)} = {toml_value(value)}\n" for path, value in content.items()]
+    lines = [f"{toml_value(path)} = {toml_value(value)}\n" for path, value in content.items()]
     return COMMENT + "".join(lines)
 
 
@@ -117,10 +102,10 @@ def environment(session, folder, preload):
 def spawn_and_wait(program, arguments, settings, folder):
     """The exit status, "signal N" or "hung"."""
     writing = os.O_WRONLY | os.O_CREAT | os.O_TRUNC
-    command = [*RUN_WITH, str(program), *arguments]
+    words = command(program, *arguments)
     child = os.posix_spawnp(
-        command[0],
-        command,
+        words[0],
+        words,
         settings,
         file_actions=[
             (os.POSIX_SPAWN_OPEN, 0, str(folder / "keys"), os.O_RDONLY, 0),
@@ -285,7 +270,7 @@ def differences(session, outcome, run):
 class Player:
     """Where the program is and where it may write."""
 
-    program: Path = PROGRAM
+    program: Path = UTILITY
     scratch: Path = SCRATCH
     preload: Path = SCRIPTED_WAIT
 

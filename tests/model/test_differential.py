@@ -7,9 +7,10 @@ import meter_model
 import pytest
 import sessions
 import walker
+from harness.program import RUN_WITH
 
 SEED = 20240229
-SESSIONS = 80 if sessions.RUN_WITH else 400  # an emulated program starts slowly
+SESSIONS = 80 if RUN_WITH else 400  # an emulated program starts slowly
 PARTS = 8
 REGRESSIONS = sorted((Path(__file__).parent / "regressions").glob("*.json"))
 
