@@ -19,7 +19,7 @@ from typing import NamedTuple
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests"))
 
-from harness.program import BUILD
+from harness.program import BUILD, wait_until
 from harness.terminal import OFLAG, Console
 
 LIMIT = 600  # seconds for a build, and for a run under a measuring tool
@@ -75,8 +75,8 @@ def is_asleep(process):
 
 
 def answer_of(console):
-    while console.receive(QUIET) or not (console.ended or is_asleep(console.process)):
-        pass
+    wait_until(lambda: not console.receive(QUIET) and (console.ended or is_asleep(console.process)),
+               console.history)
     return console.take()
 
 
