@@ -8,6 +8,7 @@ import shutil
 import pytest
 from harness import calls, dialogue
 from harness.meter import Meter
+from harness.terminal import Console, Mismatch
 
 FOLDER = pathlib.Path(__file__).parent / "dialogues"
 
@@ -62,6 +63,13 @@ def test_standard_error_is_compared():
 def test_output_during_a_pause_is_told():
     report = report_of(case(SAVED, console=("Enter Primary", "‹wait 1 s›Enter Primary")))
     assert "nothing should have come for 1 s" in report
+
+
+def test_a_program_that_writes_without_end_is_told():
+    console = Console(["yes"], {})
+    with pytest.raises(Mismatch, match="goes on writing"):
+        console.finish()
+    console.close()
 
 
 @pytest.mark.parametrize("steps", [

@@ -16,6 +16,8 @@ import time
 
 from harness.program import STEP_LIMIT
 
+MOST_AT_THE_END = 1 << 20  # bytes that a program may still write after the last key
+
 IFLAG, OFLAG, CFLAG, LFLAG, CC = 0, 1, 2, 3, 6
 
 
@@ -148,6 +150,8 @@ class Console:
         until = time.monotonic() + limit
         while not self.ended and time.monotonic() < until:
             self.receive(until - time.monotonic())
+            if len(self.pending) > MOST_AT_THE_END:
+                raise Mismatch("the program goes on writing")
         try:
             status = self.process.wait(max(until - time.monotonic(), 0.1))
         except subprocess.TimeoutExpired:
