@@ -60,6 +60,11 @@ std::string console_so_far(std::size_t from)
     return text;
 }
 
+bool shows(const std::string& screen, const std::string& text)
+{
+    return screen.find(text) != std::string::npos;
+}
+
 const std::vector<WaitForKey>& waits_so_far()
 {
     return waits_made;

@@ -21,6 +21,9 @@ std::string console_on(int keyboard, const std::function<void()>& action);
 // above runs.
 std::string console_so_far(std::size_t from = 0);
 
+// Whether the text stands somewhere on the screen.
+bool shows(const std::string& screen, const std::string& text);
+
 struct WaitForKey {
     timeval time;            // that it was given; a wait that `waits` ends leaves 7.5 seconds of it
     bool for_keyboard_alone; // and for nothing else than standard input

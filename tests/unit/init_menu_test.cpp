@@ -12,11 +12,6 @@ const std::string read_call =
     "get_leaves /VMIC/SerialNumber/Value /VMIC/OptionsList/Value /VMC/PrimCfg/Form/Value "
     "/VMC/PrimCfg/ClassAmps/Value /VMC/PrimCfg/NomFreq/Value /VMIC/Enclosure/Value";
 
-bool shows(const std::string& screen, const std::string& text)
-{
-    return screen.find(text) != std::string::npos;
-}
-
 std::string menu_on(SettingsSession& session, const std::string& keys)
 {
     return console_of(keys, [&] { run_init_menu(session); });

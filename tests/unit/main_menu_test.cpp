@@ -33,11 +33,6 @@ std::string led_to(SettingsSession session, int choice)
     return screen;
 }
 
-bool shows(const std::string& screen, const std::string& text)
-{
-    return screen.find(text) != std::string::npos;
-}
-
 } // namespace
 
 TEST_CASE("with one port the choices are port, name servers, passwords, initialisation, save")

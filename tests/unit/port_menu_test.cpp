@@ -19,11 +19,6 @@ InterfaceSettings port_after(const std::string& keys, std::string* screen = null
     return port;
 }
 
-bool shows(const std::string& screen, const std::string& text)
-{
-    return screen.find(text) != std::string::npos;
-}
-
 // Answers the media-type question on a port that supports `types`.
 struct MediaAnswer {
     EditableText media;
