@@ -72,6 +72,14 @@ def test_a_program_that_writes_without_end_is_told():
     console.close()
 
 
+def test_a_section_that_stands_twice_is_refused(tmp_path):
+    text = (FOLDER / f"{SAVED}.dialogue").read_text(encoding="utf-8")
+    path = tmp_path / "twice.dialogue"
+    path.write_text(text.replace("[calls]\n", "[calls]\nnone\n[calls]\n"), encoding="utf-8")
+    with pytest.raises(ValueError, match="stands twice"):
+        dialogue.Dialogue(path)
+
+
 @pytest.mark.parametrize("steps", [
     [("out", b"a\\b\tc\r\x93\xff \n\nq: "), ("key", 0x0D), ("out", b"\n")],
     [("key", ord("^")), ("out", b"^"), ("key", ord("\\")), ("out", b"\\more\n")],

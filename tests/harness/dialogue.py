@@ -89,6 +89,8 @@ class Dialogue:
         self.shows, self.header = parse_header(text[:places[0].start()], path)
         ends = [place.start() for place in places[1:]] + [len(text)]
         sections = {p[1]: text[p.end():end] for p, end in zip(places, ends)}
+        if len(sections) < len(places):
+            raise ValueError(f"{path}: a section stands twice")
         self.console = sections.pop("console")
         self.ending = next((s for s in sections if s.startswith(("exit", "killed"))), None)
         self.stderr = sections.get("stderr", "")
