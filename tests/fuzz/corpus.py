@@ -91,7 +91,7 @@ def fault_events(text):
         elif fault.get("result"):
             number = ("get_leaves", "set_leaf", "set_leaves", "clear_leaves").index(call)
             events += bytes([ESCAPE, ord("F"), number, 0]) * after
-            events += bytes([ESCAPE, ord("F"), number, 1]) * times
+            events += bytes([ESCAPE, ord("F"), number, fault["result"] & 0xFF]) * times
         elif "status" in fault and call != "clear_leaves":
             kind = "R" if call == "get_leaves" else "W"
             events += bytes([ESCAPE, ord(kind), after, fault["status"] & 0xFF]) * times

@@ -128,6 +128,25 @@ void write_store(const std::string& bytes)
     check_round_trip(leaves);
 }
 
+// A value by itself, as it is typed to be set, is read with nothing before or after it.
+void read_value(const std::string& text)
+{
+    LeafValue value;
+    if (parse_value(text, value) != TomlReading::leaf_value)
+        return;
+    LeafValue again;
+    check(parse_value(text + " ", again) == TomlReading::no_value &&
+              parse_value("\t" + text, again) == TomlReading::no_value,
+          "a blank beside a value is no part of it", text);
+    check(parse_value(toml_value(value), again) == TomlReading::leaf_value && again == value,
+          "a value that was read is written and read back equal", text);
+    Leaves leaves;
+    std::string error;
+    check(parse_leaves("'/a' = " + text, "store.toml", leaves, error) &&
+              leaves == Leaves{{"/a", value}},
+          "a value is read as it is in a file", text);
+}
+
 // An integer is read as it stands when it has 32 bits, and refused otherwise.
 void read_number(const std::string& bytes)
 {
@@ -158,5 +177,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     read_faults(text);
     write_store(text);
     read_number(text);
+    read_value(text);
     return 0;
 }

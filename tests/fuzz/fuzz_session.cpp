@@ -2,6 +2,7 @@
 //
 // Its bytes are keys, but for the byte 0xFE, which begins something else:
 //
+// clang-format off
 //   FE 't'                    nobody types until the wait ends
 //   FE 'i'                    a signal breaks the wait
 //   FE 'e'                    the input ends, for good
@@ -9,12 +10,14 @@
 //   FE 'E'                    the meter loses all its leaves; it begins with `leaves_at_start`
 //   FE 'L' leaf type size ..  the leaf of that number is set to the text of `size` bytes that
 //                             follows, or removed; see `set_leaf`
-//   FE 'F' call value         the next such call whose result is not decided yet fails (0: does
-//   not) FE 'W' skip status        the status of a leaf that is written, after `skip` others FE 'R'
-//   skip status        of a leaf that is read FE 'U', FE 'D'            the store can be opened
-//   from now on, or cannot FE 'A' number             the arguments; before the first key, like the
-//   next FE 'T' modes              the terminal's modes; 0xFF: no terminal FE and any other byte
-//   that byte as a key
+//   FE 'F' call result        what the next such call returns that is not decided yet; signed
+//   FE 'W' skip status        the status of a leaf that is written, after `skip` others; signed
+//   FE 'R' skip status        of a leaf that is read
+//   FE 'U', FE 'D'            the store can be opened from now on, or cannot
+//   FE 'A' number             the arguments; before the first key, like the next
+//   FE 'T' modes              the terminal's modes; 0xFF: no terminal
+//   FE and any other byte     that byte as a key
+// clang-format on
 //
 // What stands before the first key happens before the start. After the last one the technician
 // goes away and the session is left; that must be possible from everywhere.
@@ -26,6 +29,7 @@
 #include "tests/unit/fake_console.h"
 #include "tests/unit/fake_store.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -190,16 +194,18 @@ Step change_of_input(std::uint8_t kind, Bytes& bytes)
         return change([=] { set_arguments(first); });
     if (kind == 'T')
         return change([=] { set_terminal(first); });
-    const std::uint8_t second = take(bytes);
+    if (kind == 'L') {
+        const std::uint8_t type = take(bytes);
+        const std::string value = take_text(bytes);
+        return change([=] { set_leaf_of_input(first, type, value); });
+    }
+    const auto second = static_cast<std::int8_t>(take(bytes));
     if (kind == 'F')
         return change(
             [=] { fake_store.results[calls[first % std::size(calls)]].push_back(second); });
     if (kind == 'W')
         return change([=] { playing->watch.write_faults.push_back({first, second}); });
-    if (kind == 'R')
-        return change([=] { playing->read_faults.push_back({first, second}); });
-    const std::string value = take_text(bytes);
-    return change([=] { set_leaf_of_input(first, second, value); });
+    return change([=] { playing->read_faults.push_back({first, second}); });
 }
 
 Step take_step(Bytes& bytes)
@@ -286,7 +292,8 @@ Step next_wait(Session& session)
 bool same_modes(const termios& left, const termios& right)
 {
     return left.c_iflag == right.c_iflag && left.c_oflag == right.c_oflag &&
-           left.c_cflag == right.c_cflag && left.c_lflag == right.c_lflag;
+           left.c_cflag == right.c_cflag && left.c_lflag == right.c_lflag &&
+           std::equal(std::begin(left.c_cc), std::end(left.c_cc), std::begin(right.c_cc));
 }
 
 void check_wait(const Session& session, int count, const fd_set* readable, const timeval* timeout)

@@ -42,7 +42,7 @@ struct SessionWatch {
     std::string answer;
     std::size_t echo = 0; // bytes of the answer's echo
 
-    // What the answer must bring about: the calls before the reads of the next screen, and what is
+    // What the answer must bring about: the calls before the read of the next screen, and what is
     // told first.
     std::vector<std::string> calls;
     std::string told;
