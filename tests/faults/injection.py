@@ -27,6 +27,7 @@ KILL = "KILL"
 ERRORS = ("EIO", "ENOSPC", "EINTR", "EACCES", "EMFILE", "ENOMEM")
 LIMIT = 10.0  # seconds for one run, of some milliseconds usually
 MODE = 0o640  # of a meter's files, which a write must keep
+MASK = 0o077  # under which a file that is made has other permission bits
 SETTLED = 0.3  # seconds after which a file's times tell any later change
 
 # What strace would make fail in a way in which the system does not.
@@ -167,7 +168,7 @@ def run(subject, top, strace_options=None):
     ours, theirs = open_typed(subject.keys)
     try:
         process = subprocess.Popen(command, env=environment, stdin=theirs, stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE, start_new_session=True)
+                                   stderr=subprocess.PIPE, start_new_session=True, umask=MASK)
         status, output, errors = wait_for(process)
     finally:
         os.close(ours)
