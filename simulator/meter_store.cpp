@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <ctime>
+#include <new>
 #include <utility>
 
 namespace simulator
@@ -48,11 +49,24 @@ bool fail(const std::string& file, const char* what, std::string& error)
     return false;
 }
 
+// Does `work` on a file, which fails like one that cannot be read when the memory does not hold it.
+template <typename Work>
+bool within_memory(const std::string& file, std::string& error, Work work)
+{
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
+        return fail(file, "cannot be read", error);
+    }
+}
+
 // Takes in what was read. The same bytes have the same leaves, or the same error.
 void take_text(MeterStore& store, std::string&& text)
 {
     if (store.text == text)
         return;
+    store.text.reset(); // and so it stays when the memory ends
     store.error.clear();
     parse_leaves(text, path_of(store), store.leaves, store.error);
     ++store.parses;
@@ -68,8 +82,8 @@ bool refresh(MeterStore& store, int folder, const char* name, std::string& error
         std::string text;
         if (!read_file(folder, name, text, stamp))
             return fail(path_of(store), "cannot be read", error);
-        take_text(store, std::move(text));
         store.stamp.reset();
+        take_text(store, std::move(text));
         if (tells_changes(stamp, now))
             store.stamp = stamp;
     }
@@ -89,14 +103,8 @@ bool can_be_written(const Leaves& leaves, const std::string& file, std::string& 
     return true;
 }
 
-} // namespace
-
-bool refresh_leaves(MeterStore& store, std::string& error)
-{
-    return refresh(store, AT_FDCWD, path_of(store).c_str(), error);
-}
-
-bool edit_leaves(MeterStore& store, const LeafEdit& edit, std::string& error)
+// As `edit_leaves`, but for want of memory.
+bool edit_locked(MeterStore& store, const LeafEdit& edit, std::string& error)
 {
     const OpenFile folder = lock_folder(store.folder);
     if (!folder)
@@ -117,6 +125,19 @@ bool edit_leaves(MeterStore& store, const LeafEdit& edit, std::string& error)
     return true;
 }
 
+} // namespace
+
+bool refresh_leaves(MeterStore& store, std::string& error)
+{
+    return within_memory(path_of(store), error,
+                         [&] { return refresh(store, AT_FDCWD, path_of(store).c_str(), error); });
+}
+
+bool edit_leaves(MeterStore& store, const LeafEdit& edit, std::string& error)
+{
+    return within_memory(path_of(store), error, [&] { return edit_locked(store, edit, error); });
+}
+
 bool replace_store(const std::string& folder, std::string_view text, std::string& error)
 {
     const OpenFile locked = lock_folder(folder);
@@ -129,12 +150,14 @@ bool replace_store(const std::string& folder, std::string_view text, std::string
 
 bool restore_factory(const std::string& folder, std::string& error)
 {
-    std::string text;
-    FileStamp stamp;
     const std::string file = folder + "/" + factory_file;
-    if (!read_file(AT_FDCWD, file.c_str(), text, stamp))
-        return errno == ENOENT || fail(file, "cannot be read", error);
-    return replace_store(folder, text, error);
+    return within_memory(file, error, [&] {
+        std::string text;
+        FileStamp stamp;
+        if (!read_file(AT_FDCWD, file.c_str(), text, stamp))
+            return errno == ENOENT || fail(file, "cannot be read", error);
+        return replace_store(folder, text, error);
+    });
 }
 
 } // namespace simulator

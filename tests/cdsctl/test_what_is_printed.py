@@ -192,7 +192,8 @@ def test_a_store_too_large_for_the_memory_is_told(meter):
     os.truncate(meter.folder / "store.toml", 200 * 2**20)  # takes no disk space
     done = subprocess.run(["prlimit", f"--as={100 * 2**20}", *command(CDSCTL, "list")], env=meter.environment(),
                           capture_output=True, text=True, timeout=STEP_LIMIT)
-    assert (done.returncode, done.stdout, done.stderr) == (3, "", "cdsctl: std::bad_alloc\n")
+    assert (done.returncode, done.stdout, done.stderr) == (
+        3, "", f"cdsctl: {meter.folder}/store.toml: cannot be read: Cannot allocate memory\n")
 
 
 def test_an_output_that_cannot_be_written_is_told(meter):

@@ -3,6 +3,8 @@
 
 #include <doctest/doctest.h>
 
+#include <new>
+
 using namespace simulator;
 
 namespace
@@ -52,6 +54,23 @@ TEST_CASE("a refused edit changes nothing and keeps its reason")
         },
         error));
     CHECK(error == "not today");
+    CHECK(store.leaves == Leaves{{"/a", std::int32_t{1}}});
+    CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
+}
+
+TEST_CASE("an edit that the memory cannot hold changes nothing and says so")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    MeterStore store = store_in(meter);
+    std::string error;
+    CHECK_FALSE(edit_leaves(
+        store,
+        [](Leaves& leaves, std::string&) -> bool {
+            leaves.clear();
+            throw std::bad_alloc();
+        },
+        error));
+    CHECK(error == meter.path("store.toml") + ": cannot be read: Cannot allocate memory");
     CHECK(store.leaves == Leaves{{"/a", std::int32_t{1}}});
     CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
 }
