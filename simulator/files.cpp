@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <utility>
@@ -77,9 +78,12 @@ bool read_expected(int fd, std::string& text)
 
 bool write_all(int fd, std::string_view text)
 {
+    // Past a limit on the size of files a write then fails, instead of ending the program.
+    std::signal(SIGXFSZ, SIG_IGN);
     while (!text.empty()) {
+        errno = ENOSPC; // what a write of nothing means
         const ssize_t written = unbroken([&] { return ::write(fd, text.data(), text.size()); });
-        if (written < 0)
+        if (written <= 0)
             return false;
         text.remove_prefix(static_cast<std::size_t>(written));
     }

@@ -1,13 +1,13 @@
 """A meter's folder that a running session can no longer write or read, and later can again.
 
 The full disk and the read-only one are real: they are mounted for the program alone, in a mount
-namespace of its own. (A limit on the size of files would end the program by a signal, and
-permission bits do not bind root.)
+namespace of its own. (Permission bits do not bind root.)
 """
 
 import errno
 import os
 import pathlib
+import resource
 import subprocess
 import tomllib
 
@@ -15,7 +15,7 @@ import injection
 import pytest
 from harness import piped
 from harness.meter import FACTORY, toml_text
-from harness.program import UTILITY, command
+from harness.program import UTILITY, command, why_not_traced
 
 GENERAL = "/VMC/Comms/EthPort/1/General/IPAddress/Value"
 TO_SAVE = {
@@ -51,6 +51,24 @@ def take_store_away(_, folder):
 def take_folder_away(_, folder):
     folder.rename(folder.parent / "away")
     return lambda: (folder.parent / "away").rename(folder)
+
+
+def limit_file_size(process, _):
+    return limit(process, resource.RLIMIT_FSIZE, 1000)
+
+
+def outgrow_memory(process, folder):
+    put_back = take_store_away(process, folder)
+    (folder / "store.toml").touch()
+    os.truncate(folder / "store.toml", 200 * 2**20)  # takes no disk space
+    limit(process, resource.RLIMIT_AS, 100 * 2**20)
+    return put_back
+
+
+def limit(process, what, most):
+    former = resource.prlimit(process.pid, what)
+    resource.prlimit(process.pid, what, (most, former[1]))
+    return lambda: resource.prlimit(process.pid, what, former)
 
 
 def seen_by(process, path):
@@ -93,7 +111,10 @@ def typed(process, keys):
     (make_read_only, DISK_OF_ITS_OWN, True),
     (take_store_away, None, False),
     (take_folder_away, None, False),
-], ids=["full disk", "read-only disk", "no store", "no folder"])
+    (limit_file_size, None, True),
+    pytest.param(outgrow_memory, None, False, marks=pytest.mark.skipif(
+        bool(why_not_traced(UTILITY)), reason="it needs more memory than is left here")),
+], ids=["full disk", "read-only disk", "no store", "no folder", "limited files", "huge store"])
 def test_a_save_that_the_folder_does_not_take_is_told_and_can_be_repeated(spoil, mounted, can_read):
     old = toml_text(FACTORY_LEAVES).encode()
     new = toml_text({**FACTORY_LEAVES, **TO_SAVE}).encode()

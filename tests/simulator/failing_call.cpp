@@ -19,7 +19,8 @@ bool fails(std::string_view function)
 {
     if (function != failing_function || calls_before-- != 0)
         return false;
-    errno = failing_error;
+    if (failing_error != 0)
+        errno = failing_error;
     return true;
 }
 
@@ -51,7 +52,9 @@ extern "C" ssize_t read(int fd, void* buffer, size_t size)
 
 extern "C" ssize_t write(int fd, const void* buffer, size_t size)
 {
-    return fails("write") ? -1 : syscall(SYS_write, fd, buffer, size);
+    if (fails("write"))
+        return failing_error == 0 ? 0 : -1;
+    return syscall(SYS_write, fd, buffer, size);
 }
 
 extern "C" int fsync(int fd)

@@ -58,6 +58,16 @@ TEST_CASE("the reason of a failed write is not lost while the new file is remove
     CHECK(errno == ENOSPC);
 }
 
+TEST_CASE("a write that takes no byte is a full disk")
+{
+    const TestMeter meter(old_text);
+    const OpenFile folder = lock_folder(meter.folder);
+    const FailingCall idle("write", 0);
+    CHECK_FALSE(replace_file(folder.fd, "store.toml", new_text));
+    CHECK(errno == ENOSPC);
+    CHECK(meter.read("store.toml") == old_text);
+}
+
 TEST_CASE("a failed flush of the folder fails the write although the new file stands")
 {
     const TestMeter meter(old_text);
