@@ -388,7 +388,7 @@ void mark(Edit& edit, const std::string& text)
 std::string media_type_of(const SessionWatch& watch)
 {
     const long number = std::atol(watch.answer.c_str());
-    std::istringstream names(watch.supported_types);
+    std::istringstream names(watch.offered_types);
     std::string name;
     for (long i = 0; i < number; ++i)
         check(bool(std::getline(names, name, ';')), "only a media type of the list is taken");
@@ -547,6 +547,7 @@ void watch_question(SessionWatch& watch, const std::string& printed)
     check_calls(watch);
 
     watch.question = question;
+    watch.offered_types = watch.supported_types;
     if (begins_with(after, "\nAvailable media types:\n\n0) Auto-negotiate (recommended)\n"))
         watch.question = std::string(media_question) + ": ";
     check(is_menu(watch.question) || ends_with(watch.question, ": "),

@@ -37,8 +37,9 @@ struct SessionWatch {
     bool options_pending = false;
     bool connected = false;
 
-    std::string question;  // what the program waits for an answer to
-    bool answered = false; // the line has ended
+    std::string question;      // what the program waits for an answer to
+    std::string offered_types; // `supported_types` as they were then
+    bool answered = false;     // the line has ended
     std::string answer;
     std::size_t echo = 0; // bytes of the answer's echo
 
