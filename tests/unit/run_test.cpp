@@ -142,13 +142,22 @@ TEST_CASE("the terminal is in raw local mode during a session and as before afte
     termios before;
     REQUIRE(tcgetattr(terminal.slave, &before) == 0);
     tcflag_t within = 0;
+    tcflag_t at_opening = 0;
     store.before_read = [&] { within = terminal.local_modes(); };
+    store.before_connect = [&] { at_opening = terminal.local_modes(); };
+    static const Terminal* watched = nullptr;
+    static tcflag_t at_closing = 0;
+    watched = &terminal;
+    before_close = [] { at_closing = watched->local_modes(); };
     REQUIRE(write(terminal.master, "0\n", 2) == 2);
     console_on(terminal.slave, [&] {
         const char* arguments[] = {"prog"};
         run(1, arguments);
     });
+    before_close = nullptr;
     CHECK(within == (before.c_lflag & ~switched_off));
+    CHECK(at_opening == before.c_lflag);
+    CHECK(at_closing == before.c_lflag);
     termios after;
     REQUIRE(tcgetattr(terminal.slave, &after) == 0);
     CHECK(after.c_lflag == before.c_lflag);
@@ -195,11 +204,13 @@ TEST_CASE("a session opens the store, stamps elements, and closes the store at i
     cds_disconnect();
     fake_store.calls.clear();
     toolkit::CElement::_auto_time = false;
+    bool stamped = false;
+    fake_store.before_read = [&] { stamped = toolkit::CElement::_auto_time; };
     int status = 77;
     const char* arguments[] = {"meter-settings", "3"};
     const std::string screen = console_of("0\n", [&] { status = run(2, arguments); });
     CHECK(status == 0);
-    CHECK(toolkit::CElement::_auto_time);
+    CHECK(stamped);
     CHECK(fake_store.calls.front() == "pcd_init");
     CHECK(fake_store.calls.back() == "pcd_close");
     CHECK(fake_store.calls.size() == 3);
