@@ -59,13 +59,21 @@ TEST_CASE("each enclosure code is accepted and stored")
 
 TEST_CASE("an unknown code is told and asked again without the help")
 {
-    for (const char* code : {"s", "rk", " S", "S ", "K1 ", "K", "K11", "~", "G7", "RKX"}) {
+    for (const char* code :
+         {"s", "rk", " S", "S ", "K1 ", "K", "K11", "~", "G7", "RKX", "KS Retrofit"}) {
         const EnclosureEntry entry = entered(code + std::string("\nW\n"));
         CHECK(entry.screen == help + prompt + code + "\nError: " + code +
                                   " is NOT a valid enclosure type.\n" + prompt +
                                   "W\nFound valid match.\n");
         CHECK(entry.enclosure.text == "W");
     }
+}
+
+TEST_CASE("an enclosure that is entered as it was is marked changed")
+{
+    EditableText enclosure = {"W", false};
+    console_of("W\n", [&] { enter_enclosure(enclosure); });
+    CHECK(enclosure.changed);
 }
 
 TEST_CASE("an empty answer changes nothing and says so in one line")

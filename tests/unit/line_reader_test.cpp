@@ -255,6 +255,12 @@ TEST_CASE("a prompt is followed by a colon and a blank")
     CHECK(shown == "Enter: x\n");
 }
 
+TEST_CASE("a prompt is shown as it is, whatever it holds")
+{
+    std::string text;
+    CHECK(console_of("\n", [&] { prompt_line("50%d %n%%", text); }) == "50%d %n%%: \n");
+}
+
 TEST_CASE("an answer is yes when it begins with y, and no otherwise")
 {
     for (const char* yes : {"y\n", "Y\n", "Yes\n", "yx\n"}) {

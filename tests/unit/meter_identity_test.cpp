@@ -45,7 +45,7 @@ IndexEntry index_answered(const IndexedSetting& setting, const std::string& answ
 TEST_CASE("a serial number is stored exactly as typed")
 {
     for (const char* answer : {"091512345", "0912345", "091212345678", "995299999", "9 1 1",
-                               " 9 1 1x", "+9+1+1", "090100001"}) {
+                               " 9 1 1x", "+9+1+1", "090100001", "09520001"}) {
         CAPTURE(answer);
         const SerialEntry entry = serial_answered(answer);
         CHECK(entry.serial.text == answer);
@@ -74,6 +74,18 @@ TEST_CASE("a serial number's first wrong part is told, then that it is invalid")
         CHECK_FALSE(entry.serial.changed);
     }
     CHECK(serial_answered("0912-1").told == ""); // a negative model is a huge one, so not 0
+}
+
+TEST_CASE("a value that is entered as it was is marked changed")
+{
+    EditableText serial = {"091512345", false};
+    console_of("091512345\n", [&] { enter_serial_number(serial); });
+    CHECK(serial.changed);
+
+    SettingsSession session;
+    session.meter_form = {"3", false};
+    console_of("3\n", [&] { enter_indexed_value(meter_form_setting, session); });
+    CHECK(session.meter_form.changed);
 }
 
 TEST_CASE("an answer without three numbers is no serial number")
@@ -228,6 +240,7 @@ TEST_CASE("a serial number that is not entered is told and left alone")
     CHECK(entered("t") == prompt + "\nTimed out.\n");
     CHECK(entered("f") == prompt + "\nError: Invalid Serial number\n");
     CHECK(entered("kkkkkkkkkt") == prompt + "091512345\nTimed out.\n");
+    CHECK(entered("kkkkkkkkkf") == prompt + "091512345\nError: Invalid Serial number\n");
     CHECK(serial.text == "before");
     CHECK_FALSE(serial.changed);
 }

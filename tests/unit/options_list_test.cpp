@@ -369,6 +369,25 @@ TEST_CASE("the unknown pieces are named in the order typed, MID among them")
 {
     CHECK(entered("MID-XYZ").told == refused_by_count(8, 4, {"MID", "XYZ"}));
     CHECK(entered("Q-WEB-~-web2").told == refused_by_count(13, 4, {"Q", "~", "web2"}));
+    CHECK(entered("+WEB").told == refused_by_count(5, 0, {"+WEB"}));
+    CHECK(entered("WEB-NTP-pmu-XYZ").told == refused_by_count(16, 12, {"XYZ"}));
+}
+
+TEST_CASE("a mark stays set through a refusal and a tilde, and is set by the same list again")
+{
+    SettingsSession session;
+    const auto enter = [&](const std::string& list) {
+        fresh_store();
+        console_of(list + "\n", [&] { enter_options_list(session); });
+    };
+    session.options_list = {"WEB", false};
+    enter("WEB");
+    CHECK(session.options_list.changed);
+    enter("XYZ");
+    CHECK(session.options_list.changed);
+    enter("~");
+    CHECK(session.options_list.text == "");
+    CHECK(session.options_list.changed);
 }
 
 TEST_CASE("the sample of the help is accepted")

@@ -218,6 +218,18 @@ TEST_CASE("each question whose wait fails is refused in its own words")
     }
 }
 
+TEST_CASE("what was typed before a wait failed is no choice of a media type")
+{
+    FakeStore& store = fresh_store();
+    store.leaves[branch + "Media Type/Supported Types/Value"] = text_element("A");
+    InterfaceSettings port;
+    const std::string screen = console_of(
+        "5\n10\n", [&] { run_port_menu(port); }, "kkkf");
+    CHECK(shows(screen, "==>  : 1\nError: invalid selection\n"));
+    CHECK(port.media_type.text == "");
+    CHECK_FALSE(port.media_type.changed);
+}
+
 TEST_CASE("a menu that times out is drawn again without a message")
 {
     fresh_store();

@@ -56,6 +56,19 @@ TEST_CASE("a save with nothing changed writes nothing and still applies")
     CHECK(saved(session) == question + "Settings saved.\n");
 }
 
+TEST_CASE("a script that fails is run once, and the save goes on")
+{
+    FakeStore& store = fresh_store();
+    store.results["system"] = {256, 256, 256};
+    SettingsSession session = unchanged_session();
+    session.enclosure = {"W", true};
+    CHECK(saved(session) == question + "Updating the Model Number\n"
+                                       "Meter must be reset for changed options to take effect.\n"
+                                       "Settings saved.\n");
+    CHECK(Calls(store.calls.begin() + 1, store.calls.end()) ==
+          Calls{"system vmkeys -m >/dev/null 2>&1", closing_commands[0], closing_commands[1]});
+}
+
 TEST_CASE("anything but yes at the question does nothing, silently")
 {
     for (const char* answer : {"n\n", "\n", "x\n"}) {
