@@ -1,5 +1,6 @@
 #include "meterinit/init_menu.h"
 
+#include "meterinit/option_leaves.h"
 #include "tests/unit/fake_console.h"
 #include "tests/unit/fake_store.h"
 
@@ -52,13 +53,14 @@ TEST_CASE("each value is shown with what the store holds")
 
 TEST_CASE("a failed read warns and keeps all six texts")
 {
-    FakeStore& store = fresh_store();
-    store.results["get_leaves"] = {-1};
-    SettingsSession session;
-    session.serial_number.text = "kept";
-    const std::string screen = menu_on(session, "0\n");
-    CHECK(screen.substr(0, 45) == "Warning: couldn't read Velmora II settings!\n\n");
-    CHECK(shows(screen, ":  kept "));
+    for (const int result : {-1, 3}) {
+        fresh_store().results["get_leaves"] = {result};
+        SettingsSession session;
+        session.serial_number.text = "kept";
+        const std::string screen = menu_on(session, "0\n");
+        CHECK(screen.substr(0, 45) == "Warning: couldn't read Velmora II settings!\n\n");
+        CHECK(shows(screen, ":  kept "));
+    }
 }
 
 TEST_CASE("each choice opens its own entry")
@@ -123,6 +125,20 @@ TEST_CASE("a factory reset closes the store, runs its script, and opens the stor
     const std::string waiting = "y\nRestoring defaults: please wait...\n";
     CHECK(before.substr(before.size() - waiting.size()) == waiting);
     CHECK(shows(screen, waiting + "Settings reset to defaults.\n\n\n-"));
+}
+
+TEST_CASE("neither a factory reset nor clearing the options touches the batch of the next save")
+{
+    FakeStore& store = fresh_store();
+    begin_option_batch();
+    add_option_leaf("/untouched", true);
+    options_pending = true;
+    SettingsSession session;
+    menu_on(session, "7\ny\n8\ny\n0\n");
+    CHECK(options_pending);
+    options_pending = false;
+    write_option_batch();
+    CHECK(store.calls.back() == "set_leaves /untouched=true/1 \"\"");
 }
 
 TEST_CASE("the end of a factory reset is on the screen before the store is opened again")

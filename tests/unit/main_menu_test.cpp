@@ -118,13 +118,23 @@ TEST_CASE("a change offers the save last and asks before it is given up")
 
 TEST_CASE("a failed read warns and keeps the name servers")
 {
-    FakeStore& store = fresh_store();
-    store.results["get_leaves"] = {-1};
+    for (const int result : {-1, 3}) {
+        fresh_store().results["get_leaves"] = {result};
+        SettingsSession session = session_with_ports(1);
+        session.primary_dns.text = "192.0.2.7";
+        const std::string screen = console_of("0\n", [&] { run_main_menu(session); });
+        CHECK(screen.substr(0, 44) == "Warning: couldn't read network settings!\n\n\n-");
+        CHECK(shows(screen, ":  192.0.2.7 "));
+    }
+}
+
+TEST_CASE("a port is listed by its place, whatever its number")
+{
+    fresh_store();
     SettingsSession session = session_with_ports(1);
-    session.primary_dns.text = "192.0.2.7";
-    const std::string screen = console_of("0\n", [&] { run_main_menu(session); });
-    CHECK(screen.substr(0, 44) == "Warning: couldn't read network settings!\n\n\n-");
-    CHECK(shows(screen, ":  192.0.2.7 "));
+    session.interfaces[0].number = 7;
+    CHECK(shows(console_of("0\n", [&] { run_main_menu(session); }),
+                " 1.  Ethernet Port 1 Settings "));
 }
 
 TEST_CASE("what is told of a password reset is on the screen before its script runs")

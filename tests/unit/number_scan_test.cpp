@@ -90,6 +90,8 @@ TEST_CASE("a decimal value is that of the leading digits, 0 when there are none"
     CHECK(decimal_value("3x") == 3);
     CHECK(decimal_value("  -4 ") == -4);
     CHECK(decimal_value("+5") == 5);
+    CHECK(decimal_value("010") == 10);
+    CHECK(decimal_value("0x10") == 0);
     CHECK(decimal_value("- 5") == 0);
 }
 

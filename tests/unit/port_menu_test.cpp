@@ -92,11 +92,37 @@ TEST_CASE("leaves that do not exist show DHCP on and all else empty")
 
 TEST_CASE("a failed first read warns and leaves DHCP off")
 {
-    fresh_store().results["get_leaves"] = {-1};
-    std::string screen;
-    port_after("", &screen);
-    CHECK(screen.substr(0, 42) == "Warning: couldn't read interface settings!");
-    CHECK(shows(screen, "(DHCP)       :  Disabled "));
+    for (const int result : {-1, 3}) {
+        fresh_store().results["get_leaves"] = {result};
+        std::string screen;
+        port_after("", &screen);
+        CHECK(screen.substr(0, 42) == "Warning: couldn't read interface settings!");
+        CHECK(shows(screen, "(DHCP)       :  Disabled "));
+    }
+}
+
+TEST_CASE("a link that was enabled is shown as disabled once it cannot be read")
+{
+    fresh_store();
+    InterfaceSettings port;
+    port.link_enabled.value = true;
+    CHECK(shows(console_of("0\n", [&] { run_port_menu(port); }),
+                "Link Status                     :  Disabled "));
+}
+
+TEST_CASE("no text of a port is taken from a leaf that holds a number")
+{
+    FakeStore& store = fresh_store();
+    for (const char* name : {"IP Address", "Subnet Mask", "Default Gateway", "MAC Address",
+                             "Media Type/Supported Types", "Media Type/Current Type"})
+        store.leaves[branch + name + "/Value"] = number_element(7);
+    const InterfaceSettings port = port_after("");
+    CHECK(port.ip_address.text == "");
+    CHECK(port.subnet_mask.text == "");
+    CHECK(port.default_gateway.text == "");
+    CHECK(port.mac_address.text == "");
+    CHECK(port.supported_media_types.text == "");
+    CHECK(port.media_type.text == "");
 }
 
 TEST_CASE("the DHCP question takes an answer and tells of none")

@@ -75,6 +75,16 @@ TEST_CASE("what can be edited of any port counts as a change")
     }
 }
 
+TEST_CASE("clearing the marks leaves the values")
+{
+    SettingsSession session = session_with_ports(1);
+    session.primary_dns = {"192.0.2.1", true};
+    session.interfaces[0].dhcp = {true, true};
+    clear_marks(session);
+    CHECK(session.primary_dns.text == "192.0.2.1");
+    CHECK(session.interfaces[0].dhcp.value);
+}
+
 TEST_CASE("what is only shown of a port is no change, and its marks are not cleared")
 {
     SettingsSession session = session_with_ports(1);

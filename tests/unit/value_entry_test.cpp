@@ -105,6 +105,24 @@ TEST_CASE("a tilde leaves the mark of an edited address set")
     CHECK(address.changed);
 }
 
+TEST_CASE("an address that is entered as it was is marked changed")
+{
+    EditableText address = {"10.0.0.1", false};
+    console_of("10.0.0.1\n", [&] { prompt_ipv4("Enter IP Address", address); });
+    CHECK(address.changed);
+}
+
+TEST_CASE("an address that was typed before a wait failed is not taken")
+{
+    EditableText address = {"1.1.1.1", false};
+    int result = 77;
+    console_of(
+        "10.0.0.1", [&] { result = prompt_ipv4("Enter IP Address", address); }, "kkkkkkkkf");
+    CHECK(result == answer_refused);
+    CHECK(address.text == "1.1.1.1");
+    CHECK_FALSE(address.changed);
+}
+
 TEST_CASE("a failed wait at an address is refused and leaves it alone")
 {
     EditableText address = {"1.1.1.1", false};
