@@ -61,6 +61,7 @@ TEST_CASE("with several ports the initialisation menu is still choice 5 alone")
     CHECK(led_to(two, 7) == "Save & apply all settings? (y/n)");
 
     const SettingsSession three = session_with_ports(3, true);
+    CHECK(led_to(three, 2) == "Ethernet Port 2 -");
     CHECK(led_to(three, 3) == "Ethernet Port 3 -");
     CHECK(led_to(three, 5) == "Enter Secondary DNS");
     CHECK(led_to(three, 7) == "Save & apply all settings? (y/n)");

@@ -92,6 +92,23 @@ TEST_CASE("clearing empties the list and sets every option leaf but MID false, i
     CHECK(store.calls.back() == "set_leaves /kept=true/1 \"\"");
 }
 
+TEST_CASE("clearing again writes the same leaves once")
+{
+    const FakeStore& store = fresh_store();
+    clear_option_leaves();
+    clear_option_leaves();
+    REQUIRE(store.calls.size() == 2);
+    CHECK(store.calls[0] == store.calls[1]);
+}
+
+TEST_CASE("options that are pending stay so when the batch begins anew")
+{
+    options_pending = true;
+    begin_option_batch();
+    CHECK(options_pending);
+    options_pending = false;
+}
+
 TEST_CASE("clearing reports the library's result")
 {
     fresh_store().results["set_leaves"] = {12};

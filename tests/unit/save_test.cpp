@@ -346,7 +346,7 @@ TEST_CASE("either option batch that fails is told in the same words and fails th
 TEST_CASE("a clear that fails keeps the marks and runs no command; the retry succeeds")
 {
     FakeStore& store = fresh_store();
-    store.results["clear_leaves"] = {-1};
+    store.results["clear_leaves"] = {3};
     SettingsSession session = unchanged_session();
     session.enclosure = {"W", true};
     session.primary_dns = {"", true};
