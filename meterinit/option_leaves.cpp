@@ -81,9 +81,7 @@ int write_batch(const LeafBatch& batch, std::vector<api_status_t>& statuses)
 
 void begin_option_batch()
 {
-    option_batch.paths.clear();
-    option_batch.values.clear();
-    option_batch.flags.clear();
+    option_batch = {};
 }
 
 void add_option_leaf(const std::string& path, bool value)

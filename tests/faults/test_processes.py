@@ -12,7 +12,7 @@ CLIENT = BUILD / "store-client"
 WRITERS = [f"/w{n}" for n in range(8)]
 READERS = 4
 WRITES = 50 if RUN_WITH else 400  # of each writer; an emulated program is slow
-KILLS = 60
+KILLS = 15 if RUN_WITH else 60
 
 
 def start(folder, *arguments):

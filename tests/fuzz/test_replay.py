@@ -1,13 +1,25 @@
 """The kept inputs of the fuzz targets, and the dialogues as inputs, played by the present build."""
 
+import random
 import re
 import subprocess
 
 import corpus
 import pytest
-from harness.program import BUILD, command
+from harness.program import BUILD, RUN_WITH, command
 
 LIMIT = 300
+
+
+CHANGED = 50 if RUN_WITH else 500  # an emulated program is slow
+
+
+def play(target, inputs, folder):
+    corpus.unpack(inputs, folder)
+    played = subprocess.run(command(BUILD / target, str(folder)), capture_output=True, text=True,
+                            errors="replace", timeout=LIMIT)
+    assert played.returncode == 0, played.stderr[-6000:]
+    assert played.stdout == f"{len(inputs)} inputs played\n"
 
 
 @pytest.mark.parametrize("target", corpus.TARGETS)
@@ -15,11 +27,30 @@ def test_every_input_holds(target, tmp_path):
     kept = corpus.kept(target)
     assert kept
     inputs = {*kept, *corpus.seeds(target)}
-    corpus.unpack(inputs, tmp_path)
-    played = subprocess.run(command(BUILD / target, str(tmp_path)), capture_output=True, text=True,
-                            errors="replace", timeout=LIMIT)
-    assert played.returncode == 0, played.stderr[-6000:]
-    assert played.stdout == f"{len(inputs)} inputs played\n"
+    play(target, sorted(inputs)[::5] if RUN_WITH else inputs, tmp_path)
+
+
+def changed(rng, inputs, words):
+    """An input with a few bytes replaced or left out, words put in, or another one's end."""
+    data = bytearray(rng.choice(inputs))
+    for _ in range(rng.randint(1, 4)):
+        first = rng.randint(0, len(data))
+        last = first + rng.randint(0, 6)
+        other = rng.choice(inputs)
+        data[first:last] = rng.choice((b"", rng.randbytes(last - first), rng.choice(words)))
+        if rng.random() < 0.2:
+            data[first:] = other[rng.randint(0, len(other)):]
+    return bytes(data)
+
+
+@pytest.mark.parametrize("target", corpus.TARGETS)
+def test_changed_inputs_hold(target, tmp_path):
+    """The fuzzer's work in little and without its guidance, the same each time."""
+    rng = random.Random(1)
+    inputs = sorted({*corpus.kept(target), *corpus.seeds(target)})
+    words = [word.encode("latin-1") for word in sorted(corpus.words(target))]
+    made = {changed(rng, inputs, words) for _ in range(CHANGED)}
+    play(target, made - set(inputs), tmp_path)
 
 
 def test_every_dialogue_makes_a_seed():

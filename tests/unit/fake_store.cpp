@@ -145,6 +145,7 @@ int CCds::set_leaves(const std::vector<std::string>& paths, const std::vector<CE
     for (std::size_t i = 0; i < paths.size(); ++i)
         call += " " + paths[i] + "=" + shown(values[i]) + "/" + std::to_string(flags[i]);
     record(call + " \"" + source + '"');
+    fake_store.statuses_given = statuses.size();
 
     const int result = next_leaf_result(*this, "set_leaves");
     statuses.resize(paths.size());

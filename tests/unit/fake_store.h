@@ -4,6 +4,7 @@
 
 #include "store/client_library.h"
 
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <string>
@@ -23,6 +24,9 @@ struct FakeStore {
 
     // When set, decides the status of a written leaf, which starts as the caller gave it.
     std::function<void(const std::string& path, api_status_t& status)> decide_status;
+
+    // How many statuses the last write of several leaves was given to fill.
+    std::size_t statuses_given = 0;
 
     // When set, runs at the beginning of every read.
     std::function<void()> before_read;

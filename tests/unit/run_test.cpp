@@ -166,21 +166,6 @@ TEST_CASE("the terminal is in raw local mode during a session and as before afte
     CHECK(store.calls.back() == "pcd_close");
 }
 
-TEST_CASE("the terminal is as before when the store is closed")
-{
-    closed_store();
-    static const Terminal terminal;
-    static tcflag_t at_close = 0;
-    REQUIRE(write(terminal.master, "0\n", 2) == 2);
-    before_close = [] { at_close = terminal.local_modes(); };
-    console_on(terminal.slave, [] {
-        const char* arguments[] = {"prog"};
-        run(1, arguments);
-    });
-    before_close = nullptr;
-    CHECK((at_close & switched_off) == switched_off);
-}
-
 TEST_CASE("keys that are typed ahead are not lost")
 {
     closed_store();

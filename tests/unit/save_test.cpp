@@ -92,6 +92,7 @@ TEST_CASE("only changed texts are written: the empty ones cleared, the others se
     CHECK(calls_of_save(session) ==
           Calls{"set_leaves " + network + "Name Server/2/Value=\"192.0.2.2\"/1 \"Console\"",
                 "clear_leaves " + network + "Name Server/1/Value \"\" statuses 1"});
+    CHECK(fake_store.statuses_given == 1); // one for each leaf that is set
     CHECK_FALSE(any_changed(session));
 }
 
