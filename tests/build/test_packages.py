@@ -8,7 +8,7 @@ import subprocess
 import pexpect
 import pytest
 from harness.piped import run
-from harness.program import BUILD, REPOSITORY, RUN_WITH, STEP_LIMIT, command
+from harness.program import BUILD, REPOSITORY, RUN_WITH, STEP_LIMIT, command, wait_until
 from tools import shown_by_other_builds, told_by
 
 pytestmark = [shown_by_other_builds]
@@ -88,7 +88,7 @@ def check_that_a_watched_session_runs(root, meter):
         assert list(meter.parent.glob(f"{meter.name}.session.*"))  # beside the meter, not in it
         session.send("0\r")
         session.expect(pexpect.EOF)
-        session.close()
+        wait_until(lambda: not session.isalive(), lambda: "it does not end")
         assert session.exitstatus == 0
     finally:
         session.close(force=True)

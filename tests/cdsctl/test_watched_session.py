@@ -159,7 +159,7 @@ def test_outside_tmux_it_brings_a_server_of_its_own_and_takes_it_away(folder):
         session.expect("Error: Invalid selection")
         session.send("0\r")
         session.expect(pexpect.EOF)
-        session.close()
+        wait_until(lambda: not session.isalive(), lambda: "it does not end")
         assert (session.exitstatus, session.signalstatus) == (0, None)
         assert b"\x1b[?1049l" in session.before  # the terminal shows again what it showed before
     finally:
@@ -178,7 +178,7 @@ def test_a_meter_deep_down_is_no_hindrance(folder):
         session.expect("Select an option ==>")
         session.send("0\r")
         session.expect(pexpect.EOF)
-        session.close()
+        wait_until(lambda: not session.isalive(), lambda: "it does not end")
         assert (session.exitstatus, session.signalstatus) == (0, None)
     finally:
         session.close(force=True)
@@ -193,7 +193,7 @@ def test_a_session_that_is_ended_from_outside_is_no_success(folder):
         (socket,) = folder.glob("meter.session.*/tmux")
         subprocess.run(["tmux", "-S", str(socket), "kill-session"], env=environment(), timeout=STEP_LIMIT, check=True)
         session.expect(pexpect.EOF)
-        session.close()
+        wait_until(lambda: not session.isalive(), lambda: "it does not end")
         assert (session.exitstatus, session.signalstatus) == (1, None)
         assert b"watched-session: line" not in session.before
     finally:
@@ -206,9 +206,12 @@ def test_a_terminal_that_goes_away_takes_the_session_with_it(folder):
                             dimensions=(50, 200), timeout=STEP_LIMIT)
     session.expect("Select an option ==>")
     assert processes_on(folder)
-    session.close(force=True)
-    wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
-    wait_until(lambda: files(folder) == before, lambda: files(folder))
+    try:
+        session.ptyproc.fileobj.close()  # and not session.close(): it kills what does not end at once
+        wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
+        wait_until(lambda: files(folder) == before, lambda: files(folder))
+    finally:
+        session.close(force=True)
 
 
 @pytest.mark.parametrize("signal_of_end", [signal.SIGINT, signal.SIGTERM])
