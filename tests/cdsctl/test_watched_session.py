@@ -214,6 +214,12 @@ def test_a_terminal_that_goes_away_takes_the_session_with_it(folder):
         session.close(force=True)
 
 
+def heed_signals():
+    """In a new process, which would ignore an interrupt where these tests run in the background."""
+    for number in (signal.SIGINT, signal.SIGTERM):
+        signal.signal(number, signal.SIG_DFL)
+
+
 @pytest.mark.parametrize("signal_of_end", [signal.SIGINT, signal.SIGTERM])
 def test_without_tmux_it_says_what_to_type_in_two_terminals(folder, signal_of_end):
     tools = folder / "bin"
@@ -227,7 +233,7 @@ def test_without_tmux_it_says_what_to_type_in_two_terminals(folder, signal_of_en
     first, second = re.findall(r"^    (.*)$", told.stdout, re.M)
 
     view = subprocess.Popen(["sh", "-c", f"exec {second}"], env=surroundings, stdout=subprocess.PIPE,
-                            stderr=subprocess.PIPE)
+                            stderr=subprocess.PIPE, preexec_fn=heed_signals)
     try:
         assert read_from(view.stderr.fileno(), b"\n").startswith(b"cdsctl: watching")
         done = subprocess.run(["sh", "-c", first], env=surroundings, input="4\ny\n0\n", capture_output=True,
