@@ -60,9 +60,9 @@ std::string console_so_far(std::size_t from)
     return text;
 }
 
-bool shows(const std::string& screen, const std::string& text)
+bool shows(const std::string& shown, const std::string& text)
 {
-    return screen.find(text) != std::string::npos;
+    return shown.find(text) != std::string::npos;
 }
 
 const std::vector<WaitForKey>& waits_so_far()

@@ -22,7 +22,7 @@ std::string console_on(int keyboard, const std::function<void()>& action);
 std::string console_so_far(std::size_t from = 0);
 
 // Whether the text stands somewhere on the screen.
-bool shows(const std::string& screen, const std::string& text);
+bool shows(const std::string& shown, const std::string& text);
 
 struct WaitForKey {
     timeval time;            // that it was given; a wait that `waits` ends leaves 7.5 seconds of it
