@@ -188,12 +188,18 @@ def test_the_option_c_names_the_folder_before_the_environment(meter, answer):
 
 @pytest.mark.skipif(bool(RUN_WITH) or b"__asan_init" in CDSCTL.read_bytes(),
                     reason="the emulator and the sanitizer need more memory than is left here")
-def test_a_store_too_large_for_the_memory_is_told(meter):
-    os.truncate(meter.folder / "store.toml", 200 * 2**20)  # takes no disk space
-    done = subprocess.run(["prlimit", f"--as={100 * 2**20}", *command(CDSCTL, "list")], env=meter.environment(),
+@pytest.mark.parametrize("large, words, told", [
+    ("store.toml", ["list"], "{}: cannot be read: Cannot allocate memory"),
+    ("other.toml", ["diff", "{}"], "std::bad_alloc"),
+])
+def test_a_file_too_large_for_the_memory_is_told(meter, large, words, told):
+    file = meter.folder / large
+    file.touch()
+    os.truncate(file, 200 * 2**20)  # takes no disk space
+    words = [word.format(file) for word in words]
+    done = subprocess.run(["prlimit", f"--as={100 * 2**20}", *command(CDSCTL, *words)], env=meter.environment(),
                           capture_output=True, text=True, timeout=STEP_LIMIT)
-    assert (done.returncode, done.stdout, done.stderr) == (
-        3, "", f"cdsctl: {meter.folder}/store.toml: cannot be read: Cannot allocate memory\n")
+    assert (done.returncode, done.stdout, done.stderr) == (3, "", f"cdsctl: {told.format(file)}\n")
 
 
 def test_an_output_that_cannot_be_written_is_told(meter):
