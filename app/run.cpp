@@ -22,7 +22,7 @@ void print_usage(const char* program)
 
 void print_version(const char* program)
 {
-    std::printf("%s: version 0.0.1\n", program);
+    std::printf("%s: version " METER_SETTINGS_VERSION "\n", program);
     std::printf("Build date: %s %s\n", __DATE__, __TIME__);
     std::puts("$Revision: 1.3 $\n");
 }
