@@ -130,7 +130,7 @@ void collect_init(SaveLists& lists, const SettingsSession& session)
         }
     }
     if (session.options_list.changed && !session.options_list.text.empty())
-        options_pending = true;
+        set_options_pending(true);
     if (prim_cfg_changed)
         collect_set(lists, "/VMF/UpdateService/SetPrimCfg", element_of(true));
 }
@@ -170,7 +170,7 @@ bool write_options()
     add_option_trigger("/VMF/UpdateService/SetMeasLog/1/Value");
     add_option_trigger("/VMF/UpdateService/SetMeasLog/2/Value");
     const bool logs_told = write_told_batch("Velmora II ML Config sent");
-    options_pending = false;
+    set_options_pending(false);
     return options_set && logs_told;
 }
 
@@ -186,7 +186,7 @@ bool write_settings(const SaveLists& lists, std::vector<api_status_t>& statuses)
 
     const bool all_set = std::all_of(statuses.begin(), statuses.end(),
                                      [](api_status_t status) { return status == status_success; });
-    const bool options_written = !options_pending || write_options();
+    const bool options_written = !are_options_pending() || write_options();
     return all_set && options_written;
 }
 
