@@ -15,7 +15,7 @@ PAGES = {str(page.relative_to(REPOSITORY)): page for page in made.pages()}
 QUOTED = literals.quotes(GUIDE + INTEGRATOR)
 
 # Leaf paths: the pages that are made hold them.
-LEAF_FILES = ("network_leaves.h", "meter_leaves.h", "option_leaves.cpp")
+LEAF_FILES = ("setting_leaves.h", "option_leaves.cpp")
 LEAF_PATH = re.compile("/(V|Software/).*")
 OPTION = re.compile("ML|PQ[123R]")
 MADE_PAGES = "".join((DOCS / name).read_text(encoding="utf-8")
