@@ -6,11 +6,10 @@
 #include "console/value_entry.h"
 #include "meterinit/enclosure.h"
 #include "meterinit/meter_identity.h"
-#include "meterinit/meter_leaves.h"
 #include "meterinit/option_leaves.h"
 #include "meterinit/options_list.h"
 #include "store/connection.h"
-#include "store/leaf_path.h"
+#include "store/leaf_loader.h"
 
 #include <cstdio>
 
@@ -19,25 +18,8 @@ namespace
 
 void load_identity(SettingsSession& session)
 {
-    std::vector<std::string> paths;
-    for (const MeterLeaf& leaf : meter_leaves)
-        paths.emplace_back(leaf.path);
-    append_value_names(paths);
-
-    std::vector<api_status_t> statuses;
-    std::vector<toolkit::CElement> elements;
-    if (cds_get(paths, statuses, elements) != 0) {
+    if (!load_leaves(init_leaves, leaf_paths(init_leaves), session))
         std::puts("Warning: couldn't read Velmora II settings!");
-        return;
-    }
-    LeafCursor next = {statuses.begin(), elements.begin()};
-    for (const MeterLeaf& leaf : meter_leaves) {
-        EditableText& value = session.*leaf.text;
-        if (leaf.type == LeafType::text)
-            load_string_text(value, next);
-        else
-            load_text(value, next);
-    }
 }
 
 MenuLine indexed_line(const IndexedSetting& setting, const SettingsSession& session)
@@ -77,7 +59,7 @@ bool reset_to_factory_defaults()
     std::puts("Restoring defaults: please wait...");
     run_command("fw_reset.sh > /dev/null 2>&1");
     std::puts("Settings reset to defaults.");
-    std::fflush(stdout); // ahead of what the library may say of the connection
+    std::fflush(stdout); // before any message of the library about the connection
     if (cds_connect() == 0)
         return true;
     std::puts("Error: can't connect to CDS");

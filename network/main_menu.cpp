@@ -5,11 +5,9 @@
 #include "console/menu.h"
 #include "console/value_entry.h"
 #include "meterinit/init_menu.h"
-#include "network/network_leaves.h"
 #include "network/port_menu.h"
 #include "network/save.h"
-#include "store/connection.h"
-#include "store/leaf_path.h"
+#include "store/leaf_loader.h"
 
 #include <cstdio>
 
@@ -18,18 +16,8 @@ namespace
 
 void load_name_servers(SettingsSession& session)
 {
-    std::vector<std::string> paths = {primary_dns_path, secondary_dns_path};
-    append_value_names(paths);
-
-    std::vector<api_status_t> statuses;
-    std::vector<toolkit::CElement> elements;
-    if (cds_get(paths, statuses, elements) != 0) {
+    if (!load_leaves(dns_leaves, leaf_paths(dns_leaves), session))
         std::puts("Warning: couldn't read network settings!");
-        return;
-    }
-    LeafCursor next = {statuses.begin(), elements.begin()};
-    load_string_text(session.primary_dns, next);
-    load_string_text(session.secondary_dns, next);
 }
 
 MenuSection port_lines(const SettingsSession& session)
@@ -68,18 +56,16 @@ void reset_passwords()
     std::puts("Passwords reset to defaults.");
 }
 
-// Edits that were not saved are given up only after a clear yes; a time-out means staying.
+// Only a clear yes gives up unsaved edits; a time-out means staying.
 bool may_leave(const SettingsSession& session)
 {
     return !any_changed(session) || confirmed("Exit without saving? (y/n)");
 }
 
-} // namespace
-
+// Carries out a choice other than 0. Every number beyond the password reset saves, whether or not
+// the screen offers it.
 void act_on_main_choice(SettingsSession& session, int choice)
 {
-    if (choice < 1)
-        return;
     const auto number = static_cast<std::size_t>(choice);
     const std::size_t port_count = session.interfaces.size();
     if (number <= port_count)
@@ -96,14 +82,16 @@ void act_on_main_choice(SettingsSession& session, int choice)
         save_and_apply(session);
 }
 
+} // namespace
+
 void run_main_menu(SettingsSession& session)
 {
     for (;;) {
         load_name_servers(session);
         const int choice = show_main_menu(session);
-        if (choice != 0)
-            act_on_main_choice(session, choice);
-        else if (may_leave(session))
+        if (choice == 0 && may_leave(session))
             return;
+        if (choice > 0)
+            act_on_main_choice(session, choice);
     }
 }

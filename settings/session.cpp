@@ -1,69 +1,52 @@
 #include "settings/session.h"
 
+#include "settings/setting_leaves.h"
+
 #include <algorithm>
 #include <iterator>
 
 namespace
 {
 
-constexpr EditableText SettingsSession::*dns_texts[] = {
-    &SettingsSession::primary_dns,
-    &SettingsSession::secondary_dns,
-};
-
-// The texts of a port that a technician can edit.
-constexpr EditableText InterfaceSettings::*port_texts[] = {
-    &InterfaceSettings::ip_address,
-    &InterfaceSettings::subnet_mask,
-    &InterfaceSettings::default_gateway,
-    &InterfaceSettings::media_type,
-};
-
-constexpr EditableText SettingsSession::*init_texts[] = {
-    &SettingsSession::serial_number,     &SettingsSession::options_list,
-    &SettingsSession::meter_form,        &SettingsSession::class_amps,
-    &SettingsSession::nominal_frequency, &SettingsSession::enclosure,
-};
-
 template <typename Record, std::size_t count>
-bool any_text_changed(const Record& record, EditableText Record::*const (&texts)[count])
+bool any_edited(const SettingLeaf<Record> (&leaves)[count], const Record& record)
 {
-    return std::any_of(std::begin(texts), std::end(texts),
-                       [&](EditableText Record::*text) { return (record.*text).changed; });
+    return std::any_of(std::begin(leaves), std::end(leaves),
+                       [&](const SettingLeaf<Record>& leaf) { return is_edited(leaf, record); });
 }
 
 template <typename Record, std::size_t count>
-void clear_text_marks(Record& record, EditableText Record::*const (&texts)[count])
+void clear_edited(const SettingLeaf<Record> (&leaves)[count], Record& record)
 {
-    for (EditableText Record::*const text : texts)
-        (record.*text).changed = false;
+    for (const SettingLeaf<Record>& leaf : leaves) {
+        if (leaf.use == LeafUse::saved)
+            changed_flag(leaf, record) = false;
+    }
 }
 
 bool port_changed(const InterfaceSettings& port)
 {
-    return port.dhcp.changed || any_text_changed(port, port_texts);
+    return any_edited(port_leaves, port);
 }
 
 } // namespace
 
 bool any_changed(const SettingsSession& session)
 {
-    return any_text_changed(session, dns_texts) ||
+    return any_edited(dns_leaves, session) ||
            std::any_of(session.interfaces.begin(), session.interfaces.end(), port_changed) ||
            init_changed(session);
 }
 
 bool init_changed(const SettingsSession& session)
 {
-    return any_text_changed(session, init_texts);
+    return any_edited(init_leaves, session);
 }
 
-void clear_marks(SettingsSession& session)
+void clear_changed_flags(SettingsSession& session)
 {
-    clear_text_marks(session, dns_texts);
-    for (InterfaceSettings& port : session.interfaces) {
-        port.dhcp.changed = false;
-        clear_text_marks(port, port_texts);
-    }
-    clear_text_marks(session, init_texts);
+    clear_edited(dns_leaves, session);
+    for (InterfaceSettings& port : session.interfaces)
+        clear_edited(port_leaves, port);
+    clear_edited(init_leaves, session);
 }
