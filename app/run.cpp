@@ -1,5 +1,6 @@
 #include "app/run.h"
 
+#include "app/version.h"
 #include "network/main_menu.h"
 #include "store/connection.h"
 
@@ -22,7 +23,7 @@ void print_usage(const char* program)
 
 void print_version(const char* program)
 {
-    std::printf("%s: version 0.0.1\n", program);
+    std::printf("%s: version %s\n", program, program_version);
     std::printf("Build date: %s %s\n", __DATE__, __TIME__);
     std::puts("$Revision: 1.3 $\n");
 }
