@@ -72,13 +72,41 @@ def test_a_program_that_writes_without_end_is_told():
     console.close()
 
 
-def test_a_section_that_stands_twice_is_refused(tmp_path):
-    text = (FOLDER / f"{SAVED}.dialogue").read_text(encoding="utf-8")
-    path = tmp_path / "twice.dialogue"
-    path.write_text(text.replace("[calls]\n", "[calls]\nnone\n[calls]\n"), encoding="utf-8")
-    with pytest.raises(ValueError, match="stands twice"):
-        dialogue.Dialogue(path)
+def edited(folder, name, *changes):
+    """A copy of a dialogue in which each text of a pair becomes the other one, once."""
+    text = (FOLDER / f"{name}.dialogue").read_text(encoding="utf-8")
+    for old, new in changes:
+        assert old in text
+        text = text.replace(old, new, 1)
+    path = folder / "edited.dialogue"
+    path.write_text(text, encoding="utf-8")
+    return dialogue.Dialogue(path)
 
+
+QUESTION = "main/exit-question"
+
+
+@pytest.mark.parametrize("old, new, why", [
+    ("[calls]\n", "[calls]\nnone\n[calls]\n", "a section stands twice"),
+    ("«main menu 2»", "", "edited.dialogue:42: «main menu 2»: no earlier screen"),
+    ("«main menu 2»", "«main menu 1»", "edited.dialogue:23: «main menu 1»: a name stands once"),
+    ("[console]\n", "[console]\n«main menu 5»", "edited.dialogue:6: «main menu 5»: a name stands once"),
+])
+def test_a_file_that_cannot_be_read_is_rejected(tmp_path, old, new, why):
+    with pytest.raises(ValueError, match=why):
+        edited(tmp_path, QUESTION, (old, new))
+
+
+@pytest.mark.parametrize("changes, reported", [
+    # A repeated screen is compared byte for byte, and the report shows what it holds.
+    ([("«main menu 2 again»", "«main menu 1 again»")], "wanted b'92.0.2.53 "),
+    ([("«main menu 2 again»", "«main menu 1 again»")], "\n- 2.  DNS Server (Primary)            :  192.0.2.53  "),
+    # One notation only: not a name of one's own choice, not a repeated screen written out.
+    ([("«main menu 2»", "«main menu»")] + [("«main menu 2 again»", "«main menu again»")] * 3,
+     "-«main menu»\n+«main menu 2»"),
+])
+def test_a_screen_that_comes_again_is_compared_whole(tmp_path, changes, reported):
+    assert reported in report_of(edited(tmp_path, QUESTION, *changes))
 
 @pytest.mark.parametrize("steps", [
     [("out", b"a\\b\tc\r\x93\xff \n\nq: "), ("key", 0x0D), ("out", b"\n")],

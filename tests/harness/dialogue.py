@@ -32,7 +32,9 @@ program ended, the calls that it made and what became of the store:
     [store]
     unchanged                        or one line a leaf: + added, - removed, ~ changed
 
-In the console, what stands outside ‹ › is the output, byte for byte. A backslash is written \\\\,
+In the console, a name such as «main menu 1» stands before each new screen, and «main menu 1 again»
+is all of that screen once more, byte for byte (screens.py). A report of a difference shows every
+screen whole. What else stands outside ‹ › is the output, byte for byte. A backslash is written \\\\,
 a byte that is neither printable ASCII nor a newline \\t, \\r or \\xNN, and a single backslash at
 the end of a line says that no newline was put out there. Inside ‹ › stands what was typed:
 
@@ -57,7 +59,7 @@ import re
 import time
 import tomllib
 
-from harness import calls, program
+from harness import calls, program, screens
 from harness.meter import FACTORY, Meter
 from harness.program import STEP_LIMIT
 from harness.terminal import Console, Mismatch, as_usual, without_icrnl
@@ -91,14 +93,16 @@ class Dialogue:
         sections = {p[1]: text[p.end():end] for p, end in zip(places, ends)}
         if len(sections) < len(places):
             raise ValueError(f"{path}: a section stands twice")
-        self.console = sections.pop("console")
+        self.folded = sections.pop("console")
+        self.console = screens.unfold(self.folded, path, text.count("\n", 0, places[0].end()) + 1)
         self.ending = next((s for s in sections if s.startswith(("exit", "killed"))), None)
         self.stderr = sections.get("stderr", "")
         self.calls = sections.get("calls", "").split("\n")[:-1]
         self.store = sections.get("store", "").split("\n")[:-1]
 
     def write(self, console, ending, stderr, trace, store):
-        parts = [f"{self.shows}\n\n{format_header(self.header)}\n[console]\n{console}[{ending}]\n"]
+        parts = [f"{self.shows}\n\n{format_header(self.header)}\n"
+                 f"[console]\n{screens.fold(console)}[{ending}]\n"]
         if stderr:
             parts.append(f"[stderr]\n{stderr}")
         parts.append("\n".join(["[calls]", *trace, "[store]", *store]) + "\n")
@@ -339,6 +343,7 @@ def play(dialogue):
         wanted_lines = wanted_lines[:len(got_lines) + 2]
     report += difference("console", wanted_lines, got_lines)
     if not report:
+        report += difference("screens' names", dialogue.folded.splitlines(), screens.fold(got).splitlines())
         report += difference("ending", [dialogue.ending], [ending])
         errors = shown_errors(console, meter)
         report += difference("stderr", dialogue.stderr.splitlines(), errors.splitlines())
