@@ -6,7 +6,7 @@ import pathlib
 import shutil
 
 import pytest
-from harness import calls, dialogue
+from harness import calls, dialogue, screens
 from harness.meter import Meter
 from harness.terminal import Console, Mismatch
 
@@ -107,6 +107,49 @@ def test_a_file_that_cannot_be_read_is_rejected(tmp_path, old, new, why):
 ])
 def test_a_screen_that_comes_again_is_compared_whole(tmp_path, changes, reported):
     assert reported in report_of(edited(tmp_path, QUESTION, *changes))
+
+SMALL = {"Port": 1, "Reset": 2, "Save": 3}
+
+
+@pytest.mark.parametrize("typed, now, retyped", [
+    ("3⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "4⏎"),
+    (" +3⏎3⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, " +4⏎3⏎"),  # the second is another answer
+    ("1⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "1⏎"),
+    ("3⏎", {str(n): n for n in range(1, 10)} | {"Reset": 10, "Save": 11}, "11⏎"),
+    ("23^?^?3^J", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "23^?^?4^J"),
+    ("4⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "5⏎"),  # chooses nothing, as before
+    ("9⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "9⏎"),
+    ("0⏎", {"Save": 1}, "0⏎"),
+    ("-3⏎", {"Save": 1}, "-3⏎"),
+    ("3a⏎", {"Save": 1}, "3a⏎"),
+    ("2⏎", {"Port": 1, "Reset all": 2, "Save": 3}, "2⏎"),  # a new label in the same place
+    ("3⏎", {}, "3⏎"),  # another question
+])
+def test_an_item_is_found_by_its_label(typed, now, retyped):
+    inputs = [step for step in dialogue.parse_typed(typed) if step[0] == "key"]
+    wanted = [step for step in dialogue.parse_typed(retyped) if step[0] == "key"]
+    assert screens.renumbered(inputs, SMALL, now)[0] == wanted
+    assert screens.renumbered(inputs, {}, now)[0] == inputs
+
+
+@pytest.mark.parametrize("now", [{"Port": 1, "Save": 2}, {"Port": 1, "Save": 2, "DNS": 3, "Exit": 4}])
+def test_an_item_that_is_gone_is_reported(now):
+    with pytest.raises(ValueError, match="no item is called 'Reset' any more"):
+        screens.renumbered([("key", ord("2"))], SMALL, now)
+
+
+def test_recording_again_follows_moved_numbers(tmp_path):
+    """A transcript of a menu that had one item fewer, and the answers to it."""
+    name = "main/password-reset"
+    server = " 3.  DNS Server (Secondary)          :  192.0.2.54                            \n"
+    before = edited(tmp_path, name, (server, ""), (" 4.  Reset", " 3.  Reset"), ("‹4⏎›", "‹3⏎›"))
+    assert dialogue.record(before) == ['4 instead of 3: "Reset all passwords to Factory Defaults"']
+    assert before.path.read_bytes() == (FOLDER / f"{name}.dialogue").read_bytes()
+
+    gone = edited(tmp_path, name, (" 4.  Reset", " 4.  Forget"), ("\n 0.", " 5.  No more\n\n 0."))
+    with pytest.raises(ValueError, match="edited.dialogue: no item is called 'Forget all passwords"):
+        dialogue.record(gone)
+
 
 @pytest.mark.parametrize("steps", [
     [("out", b"a\\b\tc\r\x93\xff \n\nq: "), ("key", 0x0D), ("out", b"\n")],

@@ -394,29 +394,45 @@ def after_key(byte, console, icrnl):
     return console.take()
 
 
-def replay(inputs, console, meter, icrnl):
-    """Gives the program the inputs, each when it waits for one; returns the steps of the session."""
+def after_menus(steps):
+    """The inputs of a session in groups, each with the items of the menu that was shown before it."""
+    groups = [({}, [])]
+    for kind, value in steps:
+        if kind != "out":
+            groups[-1][1].append((kind, value))
+        elif items := screens.items(value):
+            groups.append((items, []))
+    return groups
+
+
+def replay(groups, console, meter, icrnl):
+    """Gives the program the inputs, each when it waits for one. Returns the steps of the session,
+    and which keys became others because the menu before them has other numbers now."""
     steps = [("out", until_waiting(console))]
-    for kind, value in inputs:
-        steps.append((kind, value))
-        if kind == "wait":
-            console.receive(value if value < 30 else value + 3)
-            steps.append(("out", console.take() if value < 30 else until_waiting(console)))
-        else:
-            act((kind, value), console, meter)
-            if kind == "key":
-                steps.append(("out", after_key(value, console, icrnl)))
-    return steps
+    changes = []
+    for items, inputs in groups:
+        inputs, change = screens.renumbered(inputs, items, screens.items(steps[-1][1]))
+        changes += [change] if change else []
+        for kind, value in inputs:
+            steps.append((kind, value))
+            if kind == "wait":
+                console.receive(value if value < 30 else value + 3)
+                steps.append(("out", console.take() if value < 30 else until_waiting(console)))
+            else:
+                act((kind, value), console, meter)
+                if kind == "key":
+                    steps.append(("out", after_key(value, console, icrnl)))
+    return steps, changes
 
 
 def record(dialogue, inputs=None):
-    """Rewrites the dialogue's file from a session with its keys, or with `inputs`."""
-    if inputs is None:
-        inputs = [step for step in parse_console(dialogue.console) if step[0] != "out"]
+    """Rewrites the dialogue's file from a session with its keys, or with `inputs`. Returns the
+    changes of keys; with a ValueError or a Mismatch the file stays as it is."""
+    groups = [({}, inputs)] if inputs else after_menus(parse_console(dialogue.console))
     meter = make_meter(dialogue.path.stem, dialogue.header)
     console = start(dialogue, meter)
     try:
-        steps = replay(inputs, console, meter, icrnl=not icrnl_off(dialogue))
+        steps, changes = replay(groups, console, meter, icrnl=not icrnl_off(dialogue))
         try:
             ending = console.finish()
         except Mismatch:
@@ -424,6 +440,9 @@ def record(dialogue, inputs=None):
             raise Mismatch(f"{dialogue.path}: after the last key the program goes on:\n"
                            + format_console(steps)[-1500:]) from None
         steps.append(("out", console.take()))
+    except ValueError as error:
+        meter.remove()
+        raise ValueError(f"{dialogue.path}: {error}") from None
     finally:
         console.close()
     text = format_console(steps)
@@ -432,3 +451,4 @@ def record(dialogue, inputs=None):
     dialogue.write(text, ending, shown_errors(console, meter),
                    calls.show_trace(meter.calls()), meter.difference())
     meter.remove()
+    return changes
