@@ -362,7 +362,7 @@ void reset_program()
     cds_disconnect();
     fake_store = FakeStore();
     begin_option_batch();
-    options_pending = false;
+    set_options_pending(false);
     toolkit::CElement::_auto_time = false;
 }
 
