@@ -17,6 +17,7 @@ import sys
 import mutants
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+BUILD = ROOT / "build" / "mutation"
 PROGRAMS = ("unit-tests", "meter-settings")
 WAITS = re.compile(r"‹wait \d+ s›")
 
@@ -61,7 +62,7 @@ class Tree:
     """A copy below build/mutation, kept from run to run so that little is compiled anew."""
 
     def __init__(self, number, model_sessions=0):
-        self.folder = ROOT / "build" / "mutation" / f"tree-{number}"
+        self.folder = BUILD / f"tree-{number}"
         self.build_folder = self.folder / "build" / "mutated"
         self.log = self.folder / "build" / "log"
         self.model_sessions = model_sessions
