@@ -4,11 +4,12 @@
 # lock FILE PROCESS: waits until no other process holds FILE, and prints for which it waits. PROCESS
 # is who others are then said to wait for. Held until this shell and all that it starts have ended.
 lock() {
-    local descriptor
+    local descriptor words
     exec {descriptor}<>"$1"
     if ! flock --nonblock "$descriptor"; then
         printf '== waiting for %s, which holds %s\n' "$(head -n 1 "$1")" "$1" >&2
         flock "$descriptor"
     fi
-    printf 'process %s (%s)\n' "$2" "$(tr '\0' ' ' <"/proc/$2/cmdline")" >"$1"
+    mapfile -d '' words <"/proc/$2/cmdline"
+    printf 'process %s (%s)\n' "$2" "${words[*]}" >"$1"
 }

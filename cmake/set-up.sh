@@ -16,6 +16,12 @@ alone() (
     "$@"
 )
 
+# What CMake or Ninja cannot build in, quoted or not.
+unusable_in_paths='["\#;<>|[:cntrl:]]|[][]'
+if [[ $PWD =~ $unusable_in_paths ]]; then
+    stop "CMake cannot build in a directory whose path contains ${BASH_REMATCH[0]@Q}; move this one: ${PWD@Q}"
+fi
+
 need_terminal() {
     if ! [ -t 0 ] || ! [ -t 1 ]; then
         stop "the utility is worked from a terminal, and this is none; start $0 in one"

@@ -3,6 +3,7 @@
 import json
 import re
 import time
+from shlex import join, quote
 
 import pexpect
 import pytest
@@ -14,9 +15,9 @@ pytestmark = pytest.mark.host_only
 COMPLETION = REPOSITORY / "simulator" / "cdsctl" / "completion"
 FILES = {"bash": COMPLETION / "cdsctl.bash", "zsh": COMPLETION / "_cdsctl", "fish": COMPLETION / "cdsctl.fish"}
 START = {
-    "bash": (["--norc", "--noprofile", "-i"], f"source '{FILES['bash']}'"),
-    "zsh": (["-f", "-i"], f"fpath=('{COMPLETION}' $fpath); autoload -Uz compinit; compinit -D -u"),
-    "fish": (["--no-config", "-i"], f"source '{FILES['fish']}'"),
+    "bash": (["--norc", "--noprofile", "-i"], f"source {quote(str(FILES['bash']))}"),
+    "zsh": (["-f", "-i"], f"fpath=({quote(str(COMPLETION))} $fpath); autoload -Uz compinit; compinit -D -u"),
+    "fish": (["--no-config", "-i"], 'source "$COMPLETION"'),
 }
 NETWORK = "/Software/System Settings/Network"
 
@@ -24,16 +25,15 @@ NETWORK = "/Software/System Settings/Network"
 class Shell:
     """A shell at its prompt, in a folder of its own, where `cdsctl` is the one that was built."""
 
-    def __init__(self, name, meter):
+    def __init__(self, name, meter, tools):
         arguments, set_up = START[name]
         self.folder = meter.top / "home"
-        tools = meter.top / "bin"
         self.folder.mkdir()
-        tools.mkdir()
         program = tools / "cdsctl"
-        program.write_text("#!/bin/sh\nexec " + " ".join(f"'{word}'" for word in command(BUILD / "cdsctl")) + ' "$@"\n')
+        program.write_text(f'#!/bin/sh\nexec {join(command(BUILD / "cdsctl"))} "$@"\n')
         program.chmod(0o755)
         environment = {"HOME": str(self.folder), "PATH": f"{tools}:/usr/bin:/bin", "TERM": "xterm", "LC_ALL": "C.UTF-8",
+                       "COMPLETION": str(FILES["fish"]),
                        "METER_SIM_DIR": str(meter.folder)}
         self.process = pexpect.spawn(name, arguments, env=environment, cwd=str(self.folder),
                                      dimensions=(50, 240), timeout=STEP_LIMIT)
@@ -63,8 +63,8 @@ class Shell:
 
 
 @pytest.fixture(params=["bash", "zsh", "fish"])
-def shell(request, meter):
-    started = Shell(request.param, meter)
+def shell(request, meter, plain_folder):
+    started = Shell(request.param, meter, plain_folder)
     yield started
     started.process.close(force=True)
 

@@ -29,13 +29,11 @@ BUILDS_NOTHING = "tests/analysis/analyse"  # it reads what the configuration lea
 
 
 @pytest.fixture
-def stubs(tmp_path):
+def stubs(plain_folder):
     """A directory for PATH in which `cmake` notes that it was called, and fails."""
-    folder = tmp_path / "stubs"
-    folder.mkdir()
-    (folder / "cmake").write_text(f"#!/bin/sh\n: >'{folder}/called'\nexit 1\n")
-    (folder / "cmake").chmod(0o755)
-    return folder
+    (plain_folder / "cmake").write_text(f"#!/bin/sh\n: >'{plain_folder}/called'\nexit 1\n")
+    (plain_folder / "cmake").chmod(0o755)
+    return plain_folder
 
 
 def hold(locked, folder):
@@ -83,7 +81,7 @@ def test_a_holder_that_was_killed_holds_up_nobody(copy_to, tmp_path):
 
 @pytest.mark.builds
 def test_two_first_starts_do_not_break_each_other(copy_to, tmp_path):
-    copy = copy_to(tmp_path / "copy")
+    copy = copy_to(tmp_path / "a b:ünï it's")
     starts = [subprocess.Popen([copy / "run", "-v"], cwd=copy, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                stderr=subprocess.PIPE, text=True) for _ in range(2)]
     ended = [(start, *start.communicate(timeout=10 * STEP_LIMIT)) for start in starts]
