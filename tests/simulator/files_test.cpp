@@ -29,6 +29,11 @@ mode_t mode_of(const std::string& file)
     return status.st_mode & 07777;
 }
 
+std::int64_t in_nanoseconds(const timespec& time)
+{
+    return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
 } // namespace
 
 TEST_CASE("an opened file never takes the place of a standard one")
@@ -237,6 +242,25 @@ TEST_CASE("a stamp is another one by any of its parts")
     CHECK_FALSE(stamp == FileStamp{1, 2, 9, 4, 5});
     CHECK_FALSE(stamp == FileStamp{1, 2, 3, 9, 5});
     CHECK_FALSE(stamp == FileStamp{1, 2, 3, 4, 9});
+}
+
+TEST_CASE("a stamp holds what the system says of the file")
+{
+    const TestMeter meter("text");
+    struct stat status;
+    REQUIRE(stat(meter.path("store.toml").c_str(), &status) == 0);
+    FileStamp stamp;
+    REQUIRE(read_stamp(AT_FDCWD, meter.path("store.toml").c_str(), stamp));
+    CHECK(stamp.device == status.st_dev);
+    CHECK(stamp.inode == status.st_ino);
+    CHECK(stamp.size == 4);
+    CHECK(stamp.modified == in_nanoseconds(status.st_mtim));
+    CHECK(stamp.changed == in_nanoseconds(status.st_ctim));
+
+    const timespec times[] = {{5, 7}, {5, 7}};
+    REQUIRE(utimensat(AT_FDCWD, meter.path("store.toml").c_str(), times, 0) == 0);
+    REQUIRE(read_stamp(AT_FDCWD, meter.path("store.toml").c_str(), stamp));
+    CHECK(stamp.modified == 5'000'000'007);
 }
 
 TEST_CASE("all that is left of a pipe is read, whatever pieces it comes in")

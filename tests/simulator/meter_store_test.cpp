@@ -1,8 +1,13 @@
 #include "simulator/meter_store.h"
+#include "tests/simulator/changed_stamps.h"
 #include "tests/simulator/test_meter.h"
 
 #include <doctest/doctest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <ctime>
 #include <new>
 
 using namespace simulator;
@@ -15,6 +20,38 @@ MeterStore store_in(const TestMeter& meter)
     MeterStore store;
     store.folder = meter.folder;
     return store;
+}
+
+std::string refreshed(MeterStore& store)
+{
+    std::string error;
+    REQUIRE(refresh_leaves(store, error));
+    return std::to_string(std::get<std::int32_t>(store.leaves.at("/a")));
+}
+
+// Times as FAT keeps them.
+void to_two_seconds(timespec& time)
+{
+    time.tv_sec -= time.tv_sec % 2;
+    time.tv_nsec = 0;
+}
+
+// Times as some other file systems keep them.
+void to_seconds(timespec& time)
+{
+    time.tv_nsec = 0;
+}
+
+// A clock that has stopped long ago.
+void to_one_moment(timespec& time)
+{
+    time = {1, 1};
+}
+
+void set_modified(const TestMeter& meter, const timespec& time)
+{
+    const timespec times[] = {time, time};
+    REQUIRE(utimensat(AT_FDCWD, meter.path("store.toml").c_str(), times, 0) == 0);
 }
 
 } // namespace
@@ -140,6 +177,64 @@ TEST_CASE("a young file is not known by its stamp")
         known = store.stamp.has_value();
     }
     CHECK_FALSE(known);
+}
+
+TEST_CASE("a file whose times are whole seconds is read by every call")
+{
+    for (const auto change : {to_seconds, to_two_seconds}) {
+        const TestMeter meter("\"/a\" = 1\n");
+        MeterStore store = store_in(meter);
+        const ChangedStamps coarse(change);
+        for (int i = 0; i < 3; ++i) {
+            let_file_settle();
+            meter.write("store.toml", "\"/a\" = 1\n");
+            let_file_settle();
+            CHECK(refreshed(store) == "1");
+            meter.write("store.toml", "\"/a\" = 2\n");
+            CHECK(refreshed(store) == "2");
+        }
+        CHECK_FALSE(store.stamp);
+    }
+}
+
+TEST_CASE("either time of a file in whole seconds is too coarse to trust")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    MeterStore store = store_in(meter);
+    set_modified(meter, {1000, 0});
+    let_file_settle();
+    CHECK(refreshed(store) == "1");
+    CHECK_FALSE(store.stamp);
+    const unsigned parses = store.parses;
+    CHECK(refreshed(store) == "1");
+    CHECK(store.parses == parses); // read again, not parsed again
+}
+
+TEST_CASE("a modification time in the future is as good as one in the past")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    MeterStore store = store_in(meter);
+    set_modified(meter, {std::time(nullptr) + 3600, 1});
+    let_file_settle();
+    CHECK(refreshed(store) == "1");
+    CHECK(store.stamp);
+}
+
+TEST_CASE("a write reads the file whatever its stamp says")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    MeterStore store = store_in(meter);
+    const ChangedStamps stopped(to_one_moment);
+    REQUIRE(refreshed(store) == "1");
+    REQUIRE(store.stamp);
+    meter.write("store.toml", "\"/a\" = 2\n");
+    std::string error;
+    const auto edit = [](Leaves& leaves, std::string&) {
+        leaves["/b"] = true;
+        return true;
+    };
+    CHECK(edit_leaves(store, edit, error));
+    CHECK(meter.read("store.toml") == "\"/a\" = 2\n\"/b\" = true\n");
 }
 
 TEST_CASE("a store is replaced by other bytes as they are")
