@@ -128,10 +128,10 @@ bool can_be_written(const Leaves& leaves, const std::string& file, std::string& 
 // As `edit_leaves`, but for want of memory.
 bool edit_locked(MeterStore& store, const LeafEdit& edit, std::string& error)
 {
-    const OpenFile folder = lock_folder(store.folder);
-    if (!folder)
+    const LockedFile file = lock_file(store.folder, store_file);
+    if (!file.folder)
         return fail(store.folder, "cannot be locked", error);
-    if (!read_again(store, folder.fd, store_file, error)) // a write trusts no stamp
+    if (!read_again(store, file.parent(), file.name.c_str(), error)) // a write trusts no stamp
         return false;
 
     Leaves leaves = store.leaves;
@@ -139,7 +139,7 @@ bool edit_locked(MeterStore& store, const LeafEdit& edit, std::string& error)
         return false;
     std::string text = toml_text(leaves);
     store.stamp.reset();
-    if (!replace_file(folder.fd, store_file, text))
+    if (!replace_file(file.parent(), file.name, text))
         return fail(path_of(store), "cannot be written", error);
 
     store.leaves = std::move(leaves);
@@ -161,10 +161,10 @@ bool edit_leaves(MeterStore& store, const LeafEdit& edit, std::string& error)
 
 bool replace_store(const std::string& folder, std::string_view text, std::string& error)
 {
-    const OpenFile locked = lock_folder(folder);
-    if (!locked)
+    const LockedFile file = lock_file(folder, store_file);
+    if (!file.folder)
         return fail(folder, "cannot be locked", error);
-    if (!replace_file(locked.fd, store_file, text))
+    if (!replace_file(file.parent(), file.name, text))
         return fail(folder + "/" + store_file, "cannot be written", error);
     return true;
 }

@@ -28,7 +28,8 @@ struct MeterStore {
 };
 
 // The routines below return false when the file cannot be read, understood or written;
-// `error` is then one line: "file: reason", or "file:line: reason".
+// `error` is then one line: "file: reason", or "file:line: reason". When the file is a symbolic
+// link, they read and replace the file that it names; the link stays.
 
 // Brings `leaves` up to date with the file as it is now. The file is read only when it may
 // have changed, and parsed only when its bytes have. Times in whole seconds, as some file systems

@@ -135,6 +135,52 @@ TEST_CASE("a link in place of the new file is not written through")
     CHECK_FALSE(std::filesystem::is_symlink(meter.path("store.toml")));
 }
 
+TEST_CASE("the folder and the name of a file are parts of its path")
+{
+    CHECK(parent_of("store.toml") == ".");
+    CHECK(parent_of("/store.toml") == "/");
+    CHECK(parent_of("a/b/store.toml") == "a/b");
+    CHECK(name_of("store.toml") == "store.toml");
+    CHECK(name_of("/a/store.toml") == "store.toml");
+    CHECK(name_of("a/") == "");
+}
+
+TEST_CASE("links are followed from folder to folder, to a file that need not exist")
+{
+    const TestMeter meter("");
+    const OpenFile folder = lock_folder(meter.folder);
+    std::filesystem::create_directory(meter.path("inner"));
+    std::filesystem::create_symlink("inner/second", meter.path("first"));
+    std::filesystem::create_symlink("../third", meter.path("inner/second"));
+    std::filesystem::create_symlink(meter.path("none"), meter.path("third"));
+    std::vector<std::string> names = {"from before"};
+    CHECK(follow_links(folder.fd, "first", names));
+    CHECK(names == std::vector<std::string>{"first", "./inner/second", "./inner/../third",
+                                            meter.path("none")});
+    CHECK(follow_links(folder.fd, "store.toml", names));
+    CHECK(names == std::vector<std::string>{"store.toml"});
+}
+
+TEST_CASE("as many links are followed as the system follows, and no more")
+{
+    const TestMeter meter("");
+    const OpenFile folder = lock_folder(meter.folder);
+    std::filesystem::create_symlink("store.toml", meter.path("link-1"));
+    for (int i = 2; i <= 41; ++i)
+        std::filesystem::create_symlink("link-" + std::to_string(i - 1),
+                                        meter.path("link-" + std::to_string(i)));
+    std::vector<std::string> names;
+    FileStamp stamp;
+    CHECK(read_stamp(folder.fd, "link-40", stamp));
+    CHECK(follow_links(folder.fd, "link-40", names));
+    CHECK(names.size() == 41);
+    CHECK_FALSE(read_stamp(folder.fd, "link-41", stamp));
+    CHECK_FALSE(follow_links(folder.fd, "link-41", names));
+    CHECK(errno == ELOOP);
+    CHECK_FALSE(follow_links(folder.fd, "store.toml/below a file", names));
+    CHECK(errno == ENOTDIR);
+}
+
 TEST_CASE("a disk that fills up in the middle of a write leaves the old file")
 {
     const TestMeter meter("\"/a\" = 1\n");
