@@ -77,20 +77,6 @@ bool read_expected(int fd, std::string& text)
     return true;
 }
 
-bool write_all(int fd, std::string_view text)
-{
-    // Past a limit on the size of files a write then fails, instead of ending the program.
-    std::signal(SIGXFSZ, SIG_IGN);
-    while (!text.empty()) {
-        errno = ENOSPC; // what a write of nothing means
-        const ssize_t written = unbroken([&] { return ::write(fd, text.data(), text.size()); });
-        if (written <= 0)
-            return false;
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
-}
-
 bool flush(int fd)
 {
     return unbroken([&] { return fsync(fd); }) == 0;
@@ -220,6 +206,20 @@ bool read_to_end(int fd, std::string& text)
 {
     text.resize(4096);
     return read_expected(fd, text);
+}
+
+bool write_all(int fd, std::string_view text)
+{
+    // Past a limit on the size of files a write then fails, instead of ending the program.
+    std::signal(SIGXFSZ, SIG_IGN);
+    while (!text.empty()) {
+        errno = ENOSPC; // what a write of nothing means
+        const ssize_t written = unbroken([&] { return ::write(fd, text.data(), text.size()); });
+        if (written <= 0)
+            return false;
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
 }
 
 std::string parent_of(const std::string& file)

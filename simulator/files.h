@@ -57,6 +57,10 @@ bool read_file(int folder, const char* name, std::string& text, FileStamp& stamp
 // Reads what is left of any open file, a pipe included.
 bool read_to_end(int fd, std::string& text);
 
+// Writes all of the text to any open file. Past a limit on the size of files it fails, as it does
+// on a full disk, and the signal for that is ignored from then on.
+bool write_all(int fd, std::string_view text);
+
 // The folder of a file as a path, and its name in there. A path without a slash is in ".".
 std::string parent_of(const std::string& file);
 std::string name_of(const std::string& file);
