@@ -65,7 +65,7 @@ void restore_terminal(const SavedTerminal& saved)
 void run_session(bool init_menu_requested)
 {
     SettingsSession session;
-    session.interfaces.resize(1); // always the one port, whatever number was given: deliberate
+    session.interfaces = std::vector<InterfaceSettings>(1); // whatever number was given: deliberate
     session.init_menu_requested = init_menu_requested;
     run_main_menu(session);
 }

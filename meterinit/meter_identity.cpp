@@ -115,7 +115,7 @@ const IndexedSetting frequency_setting = {
 std::string indexed_value(const IndexedSetting& setting, const EditableText& value)
 {
     if (value.text.empty())
-        return text_or_none(value);
+        return "[None]";
     const auto index = static_cast<std::uint32_t>(decimal_value(value.text)); // negative: huge
     if (index >= setting.name_count)
         return value.text + " IS INVALID!!!";

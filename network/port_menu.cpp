@@ -19,23 +19,21 @@ void load_port(InterfaceSettings& port)
         std::puts("Warning: couldn't read interface settings!");
 }
 
-std::string enabled_or_disabled(const EditableFlag& flag)
+const char* enabled_or_disabled(const EditableFlag& flag)
 {
     return flag.value ? "Enabled" : "Disabled";
 }
 
 int show_port_menu(const InterfaceSettings& port)
 {
-    const std::string& media = port.media_type.text;
-    const std::vector<MenuSection> sections = {
-        {{"Dynamic Addressing (DHCP)", enabled_or_disabled(port.dhcp)}},
-        {{"IP Address", text_or_none(port.ip_address)},
-         {"Subnet Mask", text_or_none(port.subnet_mask)},
-         {"Default Gateway", text_or_none(port.default_gateway)},
-         {"Media Type", media.empty() ? "[Auto-negotiate]" : media}},
-        {{"MAC Address", text_or_none(port.mac_address)},
-         {"Link Status", enabled_or_disabled(port.link_enabled)}},
-    };
+    std::vector<MenuSection> sections(3);
+    add_line(sections[0], "Dynamic Addressing (DHCP)", enabled_or_disabled(port.dhcp));
+    add_text_line(sections[1], "IP Address", port.ip_address);
+    add_text_line(sections[1], "Subnet Mask", port.subnet_mask);
+    add_text_line(sections[1], "Default Gateway", port.default_gateway);
+    add_text_line(sections[1], "Media Type", port.media_type, "[Auto-negotiate]");
+    add_text_line(sections[2], "MAC Address", port.mac_address);
+    add_line(sections[2], "Link Status", enabled_or_disabled(port.link_enabled));
     return show_menu("Network Settings: Ethernet Port " + std::to_string(port.number), sections,
                      {true, true, false}, "Exit to previous menu");
 }
