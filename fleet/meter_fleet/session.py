@@ -244,13 +244,12 @@ async def look_at(session: Session, kind: str) -> Menu:
     return menu
 
 
-async def read_menu(session: Session, kind: str, goal: Mapping[str, str]) -> None:
-    """Reads a menu: twice when anything was unexpected in this session, or when a value could be
-    shown as planned because the utility could not read it."""
+async def read_menu(session: Session, kind: str, doubtful: Mapping[str, str]) -> None:
+    """Reads a menu: twice when anything was unexpected in this session, or when it shows one of
+    the doubtful values."""
     def is_trusted(menu: Menu) -> bool:
-        looks_missing = any(goal.get(name) == text == as_text(SETTINGS[name].when_missing)
-                            for name, text in menu.values.items())
-        return is_clean(session) and not looks_missing and not unexpected(session, menu)
+        in_doubt = any(doubtful.get(name) == text for name, text in menu.values.items())
+        return is_clean(session) and not in_doubt and not unexpected(session, menu)
 
     menu = await look(session, kind, is_trusted)
     for name, text in menu.values.items():
@@ -260,9 +259,13 @@ async def read_menu(session: Session, kind: str, goal: Mapping[str, str]) -> Non
 
 
 async def read_all(session: Session, kinds: list[str], goal: Mapping[str, str]) -> None:
-    """Reads these menus into `expected`, and comes back to the main menu."""
+    """Reads these menus into `expected`, and comes back to the main menu. A value that a menu
+    shows as planned may be shown so because the utility could not read it: it is read twice."""
+    doubtful = {name: text for name, text in goal.items()
+                if text == as_text(SETTINGS[name].when_missing)}
     for kind in kinds:
-        await read_menu(session, kind, goal)
+        comes_again = kind == "main" and len(kinds) > 1
+        await read_menu(session, kind, {} if comes_again else doubtful)
     await look_at(session, "main")
 
 
@@ -282,7 +285,8 @@ async def ask(session: Session, setting: Setting) -> bool:
 
 
 async def offered_media_types(session: Session) -> tuple[str, ...]:
-    """What the port offers, as two complete screens after each other say."""
+    """What the port offers, as two complete screens after each other say; one is enough when
+    nothing in this session was unexpected."""
     setting = SETTINGS["media_type"]
     seen: list[tuple[str, ...]] = []
     for _ in range(STEPS):
@@ -296,7 +300,7 @@ async def offered_media_types(session: Session) -> tuple[str, ...]:
         if asked and isinstance(prompt, Question):
             seen.append(prompt.media_types)
             await redraw(session)
-            if len(seen) > 1 and seen[-1] == seen[-2]:
+            if is_clean(session) or len(seen) > 1 and seen[-1] == seen[-2]:
                 return seen[-1]
     raise Astray("the media types that the port offers cannot be read")
 
