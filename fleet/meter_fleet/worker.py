@@ -27,6 +27,7 @@ from meter_fleet.transport import Link, Stop, open_link
 MOST_SESSIONS = 20
 MOST_SAVES = 3
 MOST_CONNECTIONS = 3  # in a row that come to nothing
+MOST_LOST = 5  # connections that ended, in all
 WORK_SECONDS = 900.0  # after which no new session begins
 LEAVE_SECONDS = 4.5  # after a signal
 PAUSES = (0.5, 1.0, 2.0)  # before another connection
@@ -66,6 +67,7 @@ class Job:
     saves: int = 0
     saving: bool = False
     connections_failed: int = 0
+    connections_lost: int = 0
     screen_seen: bool = False
     failed: bool = False  # the utility said that a save failed
 
@@ -326,7 +328,9 @@ async def after_lost_link(job: Job, error: LinkLost) -> str:
     await close_link(job)
     say(job, str(error))
     job.connections_failed += 1
-    if isinstance(error, Hopeless) or job.connections_failed >= MOST_CONNECTIONS:
+    job.connections_lost += 1
+    if (isinstance(error, Hopeless) or job.connections_lost >= MOST_LOST
+            or job.connections_failed >= MOST_CONNECTIONS):
         return given_up(job)
     await pause(job, PAUSES[job.connections_failed - 1])
     return ""
