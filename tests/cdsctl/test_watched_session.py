@@ -11,6 +11,7 @@ import tempfile
 
 import pexpect
 import pytest
+from harness.menus import PASSWORDS
 from harness.meter import FACTORY
 from harness.piped import read_from
 from harness.program import BUILD, REPOSITORY, STEP_LIMIT, wait_until
@@ -235,8 +236,8 @@ def test_without_tmux_it_says_what_to_type_in_two_terminals(folder, plain_folder
                             stderr=subprocess.PIPE, preexec_fn=heed_signals)
     try:
         assert read_from(view.stderr.fileno(), b"\n").startswith(b"cdsctl: watching")
-        done = subprocess.run(["sh", "-c", first], env=surroundings, input="4\ny\n0\n", capture_output=True,
-                              text=True, timeout=STEP_LIMIT)
+        done = subprocess.run(["sh", "-c", first], env=surroundings, input=f"{PASSWORDS}\ny\n0\n",
+                              capture_output=True, text=True, timeout=STEP_LIMIT)
         assert done.returncode == 0
         assert read_from(view.stdout.fileno(), b"\n") == b"runs: sernetpwreset.sh > /dev/null 2>&1\n"
     finally:
