@@ -83,17 +83,20 @@ def check_that_the_utility_runs_on_a_meter_of_the_desk_package(root, meter):
 
 
 def check_that_a_watched_session_runs(root, meter):
+    temporary = meter.with_name("temporary")
+    temporary.mkdir()
     session = pexpect.spawn(str(root / "usr/bin/meter-session"), [str(meter) + "/"], dimensions=(50, 200),
-                            env={**os.environ, "TMUX": "", "TERM": "xterm"}, timeout=STEP_LIMIT)
+                            env={**os.environ, "TMUX": "", "TERM": "xterm", "TMPDIR": str(temporary)}, timeout=STEP_LIMIT)
     try:
         session.expect("Initialization")  # the utility is started with -m
-        assert list(meter.parent.glob(f"{meter.name}.session.*"))  # beside the meter, not in it
+        assert list(temporary.iterdir())
         session.send("0\r")
         session.expect(pexpect.EOF)
         wait_until(lambda: not session.isalive(), lambda: "it does not end")
         assert session.exitstatus == 0
     finally:
         session.close(force=True)
+    assert not list(temporary.iterdir())
     assert list(meter.parent.glob(f"{meter.name}*")) == [meter]
     assert (meter / "store.toml").read_bytes() == (meter / "factory.toml").read_bytes()
     for words in ((), ("-m",)):
