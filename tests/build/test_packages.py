@@ -8,6 +8,7 @@ import tarfile
 
 import pexpect
 import pytest
+from harness.menus import typed
 from harness.piped import run
 from harness.program import BUILD, REPOSITORY, RUN_WITH, STEP_LIMIT, command, wait_until
 from tools import shown_by_other_builds, told_by
@@ -74,24 +75,28 @@ def test_a_component_is_installed_below_the_prefix_and_no_more(component, wanted
 def check_that_the_utility_runs_on_a_meter_of_the_desk_package(root, meter):
     told_by(root / "usr/bin/cdsctl", "init", meter)
     session = run([root / "usr/lib/meter-settings/bin/meter-settings"],
-                  {"METER_SIM_DIR": str(meter), "METER_SIM_NO_DELAY": "1"}, b"2\n10.1.2.3\n5\ny\n0\n")
+                  {"METER_SIM_DIR": str(meter), "METER_SIM_NO_DELAY": "1"},
+                  typed("{PRIMARY_DNS}\n10.1.2.3\n{SAVE_WITHOUT_INIT}\ny\n0\n").encode())
     assert session.returncode == 0, session.stderr
     assert told_by(root / "usr/bin/cdsctl", "-C", meter, "get",
                    "/Software/System Settings/Network/Name Server/1/Value") == "10.1.2.3\n"
 
 
 def check_that_a_watched_session_runs(root, meter):
+    temporary = meter.with_name("temporary")
+    temporary.mkdir()
     session = pexpect.spawn(str(root / "usr/bin/meter-session"), [str(meter) + "/"], dimensions=(50, 200),
-                            env={**os.environ, "TMUX": "", "TERM": "xterm"}, timeout=STEP_LIMIT)
+                            env={**os.environ, "TMUX": "", "TERM": "xterm", "TMPDIR": str(temporary)}, timeout=STEP_LIMIT)
     try:
         session.expect("Initialization")  # the utility is started with -m
-        assert list(meter.parent.glob(f"{meter.name}.session.*"))  # beside the meter, not in it
+        assert list(temporary.iterdir())
         session.send("0\r")
         session.expect(pexpect.EOF)
         wait_until(lambda: not session.isalive(), lambda: "it does not end")
         assert session.exitstatus == 0
     finally:
         session.close(force=True)
+    assert not list(temporary.iterdir())
     assert list(meter.parent.glob(f"{meter.name}*")) == [meter]
     assert (meter / "store.toml").read_bytes() == (meter / "factory.toml").read_bytes()
     for words in ((), ("-m",)):
