@@ -22,9 +22,11 @@ enum class OptionGroup : unsigned char {
     power_quality,
 };
 
+inline constexpr char option_branch[] = "/VMIC/Options/";
+
 // One boolean leaf of the store.
 struct OptionLeaf {
-    char name[21]; // below "/VMIC/Options/", without "/Value"
+    char name[21]; // below `option_branch`, without "/Value"
     OptionGroup group;
 };
 

@@ -19,20 +19,14 @@ void load_port(InterfaceSettings& port)
         std::puts("Warning: couldn't read interface settings!");
 }
 
-std::string enabled_or_disabled(const EditableFlag& flag)
-{
-    return flag.value ? "Enabled" : "Disabled";
-}
-
 int show_port_menu(const InterfaceSettings& port)
 {
-    const std::string& media = port.media_type.text;
     const std::vector<MenuSection> sections = {
         {{"Dynamic Addressing (DHCP)", enabled_or_disabled(port.dhcp)}},
         {{"IP Address", text_or_none(port.ip_address)},
          {"Subnet Mask", text_or_none(port.subnet_mask)},
          {"Default Gateway", text_or_none(port.default_gateway)},
-         {"Media Type", media.empty() ? "[Auto-negotiate]" : media}},
+         {"Media Type", media_type_or_auto(port.media_type)}},
         {{"MAC Address", text_or_none(port.mac_address)},
          {"Link Status", enabled_or_disabled(port.link_enabled)}},
     };
@@ -85,6 +79,16 @@ void enter_media_type(InterfaceSettings& port)
 }
 
 } // namespace
+
+std::string enabled_or_disabled(const EditableFlag& flag)
+{
+    return flag.value ? "Enabled" : "Disabled";
+}
+
+std::string media_type_or_auto(const EditableText& media_type)
+{
+    return media_type.text.empty() ? "[Auto-negotiate]" : media_type.text;
+}
 
 void run_port_menu(InterfaceSettings& port)
 {
