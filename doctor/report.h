@@ -1,0 +1,37 @@
+// What the checks find: one line for each finding, in groups, as text for people or as JSON for
+// scripts.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+enum class Verdict : unsigned char {
+    ok,
+    note,  // works, but differs from what is usual
+    wrong, // the utility would not work as it should
+};
+
+struct Report {
+    bool as_json = false;
+    const char* group = "";  // of the findings that follow
+    const char* check = "";  // likewise
+    std::string leaf = {};   // path of the leaf that they are about; may be empty
+    unsigned counts[3] = {}; // findings so far, by verdict
+};
+
+void begin_report(const Report& report);
+void begin_group(Report& report, const char* name);
+
+// Each prints one finding, whose message is formatted as by printf. It is printed immediately, so
+// that a library that then hangs hides nothing. `advice` says what to do about a problem.
+[[gnu::format(printf, 2, 3)]] void add_ok(Report& report, const char* message, ...);
+[[gnu::format(printf, 3, 4)]] void add_note(Report& report, const char* advice, const char* message,
+                                            ...);
+[[gnu::format(printf, 3, 4)]] void add_wrong(Report& report, const char* advice,
+                                             const char* message, ...);
+
+// Prints the summary.
+void end_report(const Report& report);
+
+// A text in quotes, in printable ASCII: any other byte is shown as \x and two digits.
+std::string quoted(std::string_view text);

@@ -1,0 +1,315 @@
+#include "doctor/doctor.h"
+#include "doctor/elements.h"
+#include "doctor/interruption.h"
+#include "store/connection.h"
+
+#include <cstdint>
+
+namespace
+{
+
+// The scratch leaf as it was before the first write.
+LeafRead original;
+
+struct WriteOutcome {
+    int result;
+    api_status_t status;
+};
+
+bool succeeded(const WriteOutcome& outcome)
+{
+    return outcome.result == 0 && outcome.status == status_success;
+}
+
+// As a save writes a mirror. A status that the library does not fill stays 0.
+WriteOutcome write_leaf(toolkit::CCds& store, const std::string& path,
+                        const toolkit::CElement& value)
+{
+    WriteOutcome outcome = {0, 0};
+    outcome.result = store.set_leaf(path, value, outcome.status, setting_flag, "");
+    return outcome;
+}
+
+WriteOutcome write_scratch(const Doctor& doctor, toolkit::CCds& store,
+                           const toolkit::CElement& value)
+{
+    return write_leaf(store, doctor.options.scratch_path, value);
+}
+
+LeafRead read_scratch(const Doctor& doctor)
+{
+    return read_leaf(doctor.options.scratch_path);
+}
+
+bool holds(const LeafRead& leaf, const toolkit::CElement& value)
+{
+    return is_readable(leaf) && same_element(leaf.element, value);
+}
+
+void add_difference(Doctor& doctor, const char* what, const toolkit::CElement& written,
+                    const LeafRead& read)
+{
+    constexpr char advice[] = "The store would not hold what a technician enters.";
+    const std::size_t size = text_of(read.element).size();
+    const std::size_t wanted = text_of(written).size();
+    if (!is_readable(read))
+        add_wrong(doctor.report, advice, "%s cannot be read back: result %d, status %d", what,
+                  read.result, read.status);
+    else if (size != wanted && read.element.type() == written.type())
+        add_wrong(doctor.report, advice, "%s comes back with %zu of %zu bytes", what, size, wanted);
+    else
+        add_wrong(doctor.report, advice, "%s comes back as %s: %s", what,
+                  type_name(read.element.type()), shown(read.element).c_str());
+}
+
+void judge_read_back(Doctor& doctor, const char* what, const toolkit::CElement& value)
+{
+    const LeafRead read = read_scratch(doctor);
+    if (holds(read, value)) {
+        add_ok(doctor.report, "%s is written and read back", what);
+        return;
+    }
+    cds_disconnect();
+    cds_connect();
+    if (holds(read_scratch(doctor), value))
+        add_wrong(doctor.report, "The screens show old values until the utility starts again.",
+                  "reads come from a cache: only a new connection reads %s back", what);
+    else
+        add_difference(doctor, what, value, read);
+}
+
+void check_value(Doctor& doctor, const char* what, const toolkit::CElement& value)
+{
+    const WriteOutcome outcome = write_scratch(doctor, cds(), value);
+    if (succeeded(outcome))
+        judge_read_back(doctor, what, value);
+    else
+        add_wrong(doctor.report,
+                  "A save would fail. If this leaf takes one type only, try another scratch leaf.",
+                  "%s cannot be written: result %d, status %d", what, outcome.result,
+                  outcome.status);
+}
+
+void check_string(Doctor& doctor)
+{
+    check_value(doctor, "a string", element_of(std::string("meter-settings-doctor")));
+}
+
+void check_integer(Doctor& doctor)
+{
+    check_value(doctor, "an integer", element_of(std::int32_t{-123456}));
+}
+
+void check_boolean(Doctor& doctor)
+{
+    check_value(doctor, "a boolean", element_of(true));
+}
+
+void check_empty(Doctor& doctor)
+{
+    check_value(doctor, "the empty string", element_of(std::string()));
+}
+
+void check_long(Doctor& doctor)
+{
+    check_value(doctor, "a string of 300 bytes", element_of(std::string(300, 'x')));
+}
+
+// A store may do what it likes with this byte, because no key types it.
+void check_byte_0x93(Doctor& doctor)
+{
+    const toolkit::CElement value = element_of(std::string("a\x93z"));
+    const WriteOutcome outcome = write_scratch(doctor, cds(), value);
+    const LeafRead read = read_scratch(doctor);
+    constexpr char advice[] = "This does no harm: the utility takes printable ASCII keys only.";
+    if (!succeeded(outcome))
+        add_note(doctor.report, advice, "the byte 0x93 cannot be written: result %d, status %d",
+                 outcome.result, outcome.status);
+    else if (!holds(read, value))
+        add_note(doctor.report, advice, "the byte 0x93 in \"a\\x93z\" comes back as %s",
+                 shown(read.element).c_str());
+    else
+        add_ok(doctor.report, "the byte 0x93 is written and read back");
+}
+
+// The next screen must show what another program has changed.
+void check_second_connection(Doctor& doctor)
+{
+    const toolkit::CElement value = element_of(std::string("second connection"));
+    toolkit::CCds other;
+    other.handle = pcd_init(0);
+    if (other.handle == nullptr)
+        return add_note(doctor.report, "No other program may use the store meanwhile.",
+                        "a second connection cannot be opened");
+    const WriteOutcome outcome = write_scratch(doctor, other, value);
+    const bool is_seen = holds(read_scratch(doctor), value);
+    pcd_close(other.handle);
+    other.handle = nullptr;
+    if (is_seen)
+        add_ok(doctor.report, "what a second connection writes is read");
+    else if (succeeded(outcome))
+        add_wrong(doctor.report, "The screens do not show what other programs change.",
+                  "reads come from a cache: what a second connection writes is not read");
+}
+
+// The statuses given have another length than the paths, as in a save.
+WriteOutcome clear_leaf(const std::string& path)
+{
+    std::vector<api_status_t> statuses(3, 0);
+    const int result = cds().clear_leaves({path}, statuses, "");
+    return {result, statuses.empty() ? 0 : statuses.front()};
+}
+
+void judge_cleared(Doctor& doctor, const WriteOutcome& outcome)
+{
+    const LeafRead read = read_scratch(doctor);
+    if (outcome.status != status_success)
+        add_note(doctor.report, "The utility looks at the result only.",
+                 "clear_leaves succeeds with status %d", outcome.status);
+    if (!is_readable(read))
+        add_ok(doctor.report, "clear_leaves removes the leaf");
+    else if (text_of(read.element).empty())
+        add_wrong(doctor.report, "Check that the meter's services take an empty text as no value.",
+                  "clear_leaves only empties the leaf: it is still there");
+    else
+        add_wrong(doctor.report, "A setting that a technician empties keeps its value.",
+                  "clear_leaves leaves the value as it is: %s", shown(read.element).c_str());
+}
+
+void check_clear(Doctor& doctor)
+{
+    write_scratch(doctor, cds(), element_of(std::string("to be cleared")));
+    const WriteOutcome outcome = clear_leaf(doctor.options.scratch_path);
+    if (outcome.result == 0)
+        judge_cleared(doctor, outcome);
+    else
+        add_wrong(doctor.report, "A save that empties a value would fail.",
+                  "clear_leaves fails: result %d, status %d", outcome.result, outcome.status);
+}
+
+void check_clear_again(Doctor& doctor)
+{
+    const WriteOutcome outcome = clear_leaf(doctor.options.scratch_path);
+    if (outcome.result == 0)
+        add_ok(doctor.report, "clear_leaves succeeds for a leaf that is missing");
+    else
+        add_wrong(doctor.report, "A save that empties a value that is not set would fail.",
+                  "clear_leaves fails for a leaf that is missing: result %d", outcome.result);
+}
+
+struct BatchOutcome {
+    int result;
+    std::vector<api_status_t> statuses;
+};
+
+BatchOutcome write_batch(const std::vector<std::string>& paths)
+{
+    const std::vector<toolkit::CElement> values(paths.size(), element_of(std::string("batch")));
+    const std::vector<pcd_tribool_t> flags(paths.size(), setting_flag);
+    std::string source;
+    toolkit::CEvent::format_source_string(source, "Console", "", "");
+    BatchOutcome batch = {0, std::vector<api_status_t>(paths.size())};
+    batch.result = cds().set_leaves(paths, values, flags, batch.statuses, source);
+    return batch;
+}
+
+// A leaf that no meter has is the second in the batch: a store whose leaves are fixed rejects it.
+void check_batch(Doctor& doctor)
+{
+    const BatchOutcome batch = write_batch({doctor.options.scratch_path, absent_path});
+    const std::vector<api_status_t>& statuses = batch.statuses;
+    if (statuses.size() != 2)
+        add_wrong(doctor.report, "A save takes a leaf without a status as written.",
+                  "set_leaves of 2 leaves fills %zu statuses", statuses.size());
+    else if (is_readable(read_leaf(absent_path)))
+        add_note(doctor.report, "No path is known that cannot be written: no failure was tested.",
+                 "set_leaves creates leaves that no meter has");
+    else if (batch.result == 0 && statuses[1] == status_success)
+        add_wrong(doctor.report, "A save prints \"Settings saved.\" although a setting is lost.",
+                  "set_leaves reports success for a leaf that it does not write");
+    else
+        add_ok(
+            doctor.report,
+            "set_leaves of a leaf that can and one that cannot be written: result %d, statuses %d "
+            "and %d",
+            batch.result, statuses[0], statuses[1]);
+}
+
+void add_interruption(Doctor& doctor)
+{
+    if (caught_signal() != 0)
+        add_note(doctor.report, "Checks are left out. Run the program again.",
+                 "interrupted by signal %d", caught_signal());
+}
+
+void put_back(const std::string& path)
+{
+    cds_connect(); // a check may have left the connection closed
+    if (is_readable(read_leaf(absent_path)))
+        clear_leaf(absent_path);
+    if (is_readable(original))
+        write_leaf(cds(), path, original.element);
+    else
+        clear_leaf(path);
+}
+
+void check_restored(Doctor& doctor)
+{
+    add_interruption(doctor);
+    put_back(doctor.options.scratch_path);
+    const LeafRead read = read_scratch(doctor);
+    doctor.report.leaf = doctor.options.scratch_path;
+    if (is_readable(original) ? holds(read, original.element) : is_missing(doctor, read))
+        add_ok(doctor.report, "the scratch leaf is again as it was");
+    else if (is_readable(original))
+        add_wrong(doctor.report, "Store the value in this leaf:",
+                  "the scratch leaf cannot be restored; it was %s: %s",
+                  type_name(original.element.type()), shown(original.element).c_str());
+    else
+        add_wrong(doctor.report,
+                  "Remove this leaf:", "the scratch leaf was missing and cannot be removed");
+}
+
+constexpr Check write_checks[] = {
+    {"write-string", check_string},
+    {"write-integer", check_integer},
+    {"write-boolean", check_boolean},
+    {"write-empty", check_empty},
+    {"write-300-bytes", check_long},
+    {"write-0x93", check_byte_0x93},
+    {"second-connection", check_second_connection},
+    {"clear", check_clear},
+    {"clear-again", check_clear_again},
+    {"batch", check_batch},
+    {"restored", check_restored, RunWhen::always},
+};
+
+void check_not_asked(Doctor& doctor)
+{
+    add_note(doctor.report, "Name a scratch leaf that no program uses: --write-test PATH",
+             "writing is not tested");
+}
+
+void check_unreadable(Doctor& doctor)
+{
+    doctor.report.leaf = doctor.options.scratch_path;
+    add_wrong(doctor.report, "Its value could not be restored. Name another leaf than this:",
+              "the scratch leaf is not written, for its read has result %d and status %d",
+              original.result, original.status);
+}
+
+constexpr Check not_asked[] = {{"not-asked", check_not_asked}};
+constexpr Check unreadable[] = {{"scratch-leaf", check_unreadable}};
+
+} // namespace
+
+void check_writing(Doctor& doctor)
+{
+    if (doctor.options.scratch_path.empty())
+        return run_checks(doctor, "Writing", not_asked);
+    original = read_scratch(doctor);
+    if (!is_readable(original) && !is_missing(doctor, original))
+        return run_checks(doctor, "Writing", unreadable);
+    catch_signals();
+    run_checks(doctor, "Writing", write_checks);
+}
