@@ -2,12 +2,11 @@
 #pragma once
 
 #include <optional>
-#include <string>
 
 struct Options {
     bool json = false;
-    bool keys = false;        // ask for the Backspace key
-    std::string scratch_path; // of --write-test; empty: nothing is written
+    bool keys = false;             // ask for the Backspace key
+    const char* scratch_path = ""; // of --write-test; empty: nothing is written
 };
 
 // Fills `options`. Returns the exit status when the program has nothing to examine: after --help,

@@ -63,21 +63,26 @@ bool key_comes_within(timeval time)
     return select(STDIN_FILENO + 1, &keyboard, nullptr, nullptr, &time) == 1;
 }
 
+struct Keys {
+    char bytes[16];
+    std::size_t count;
+};
+
 // What one key sends: further bytes follow the first one quickly.
-std::string read_key()
+Keys read_key()
 {
-    std::string bytes;
+    Keys keys = {};
     timeval time = {30, 0};
-    char byte = 0;
-    while (bytes.size() < 16 && key_comes_within(time) && read(STDIN_FILENO, &byte, 1) == 1) {
-        bytes += byte;
+    while (keys.count < sizeof keys.bytes && key_comes_within(time) &&
+           read(STDIN_FILENO, keys.bytes + keys.count, 1) == 1) {
+        ++keys.count;
         time = {0, 200000};
     }
-    return bytes;
+    return keys;
 }
 
 // Reads a key in the terminal mode of the utility.
-std::string ask_for_backspace()
+Keys ask_for_backspace()
 {
     termios saved = {};
     tcgetattr(STDIN_FILENO, &saved);
@@ -86,28 +91,28 @@ std::string ask_for_backspace()
     catch_signals();
     tcsetattr(STDIN_FILENO, TCSANOW, &raw);
     std::fputs("Press the Backspace key: ", stderr); // standard output may be JSON
-    const std::string bytes = read_key();
+    const Keys keys = read_key();
     std::fputc('\n', stderr);
     tcsetattr(STDIN_FILENO, TCSANOW, &saved);
-    return bytes;
+    return keys;
 }
 
 void check_backspace(Doctor& doctor)
 {
     if (!doctor.options.keys || !is_terminal())
         return;
-    const std::string bytes = ask_for_backspace();
+    const Keys keys = ask_for_backspace();
     constexpr char advice[] = "Set the terminal to send Control-H (8) for Backspace.";
-    if (bytes == "\b")
+    if (keys.count == 0)
+        add_note(doctor.report, "Run the program again.", "no key was pressed");
+    else if (keys.count == 1 && keys.bytes[0] == '\b')
         add_ok(doctor.report, "Backspace sends 8 (Control-H)");
-    else if (bytes == "\x7f")
+    else if (keys.count == 1 && keys.bytes[0] == '\x7f')
         add_note(doctor.report, advice,
                  "Backspace sends 127 (Delete): what it erases stays on the screen");
-    else if (bytes.empty())
-        add_note(doctor.report, "Run the program again.", "no key was pressed");
     else
         add_wrong(doctor.report, advice, "Backspace sends %s, which erases nothing",
-                  quoted(bytes).c_str());
+                  quoted({keys.bytes, keys.count}).text);
 }
 
 constexpr Check console_checks[] = {

@@ -21,7 +21,7 @@ constexpr Group groups[] = {
 void run_check(Doctor& doctor, const Check& check)
 {
     doctor.report.check = check.name;
-    doctor.report.leaf.clear();
+    doctor.report.leaf = "";
     try {
         check.run(doctor);
     } catch (...) {
@@ -50,9 +50,9 @@ int exit_status(const Doctor& doctor)
 
 } // namespace
 
-bool is_missing(const Doctor& doctor, const LeafRead& leaf)
+bool is_missing(const Doctor& doctor, const Leaf& leaf)
 {
-    return leaf.result == 0 && !is_readable(leaf) && leaf.status == doctor.absent_leaf.status;
+    return leaf.result == 0 && !is_readable(leaf) && leaf.status == doctor.missing_status;
 }
 
 void run_checks(Doctor& doctor, const char* group, const Check* checks, std::size_t count)

@@ -19,11 +19,11 @@ struct Doctor {
     Options options;
     Report report;
     bool connected = false;
-    LeafRead absent_leaf = {}; // what the read of a leaf that no meter has gives
+    api_status_t missing_status = 0; // that the library gives for a leaf that no meter has
 };
 
 // True for a leaf that reads as one that no meter has.
-bool is_missing(const Doctor& doctor, const LeafRead& leaf);
+bool is_missing(const Doctor& doctor, const Leaf& leaf);
 
 enum class RunWhen : unsigned char {
     connected, // to the store

@@ -6,224 +6,226 @@
 #include "store/connection.h"
 #include "store/leaf_loader.h"
 
+#include <cstring>
+
 namespace
 {
 
-// The path without what many paths have in common.
-std::string short_name(const std::string& path)
-{
-    constexpr std::string_view branch = "/Software/System Settings/Network/";
-    constexpr std::string_view ending = "/Value";
-    const std::size_t begin = path.compare(0, branch.size(), branch) == 0 ? branch.size() : 0;
-    return path.substr(begin, path.size() - ending.size() - begin);
-}
-
 // Leaves that the screens read
 
-// What a menu shows for a leaf, from the menu's own functions.
-std::string shown_value(const SettingLeaf<InterfaceSettings>& leaf, const InterfaceSettings& port)
-{
-    if (leaf.type == LeafType::boolean)
-        return enabled_or_disabled(port.*leaf.flag);
-    const EditableText& text = port.*leaf.text;
-    return leaf.text == &InterfaceSettings::media_type ? media_type_or_auto(text)
-                                                       : text_or_none(text);
-}
-
-std::string shown_value(const SettingLeaf<SettingsSession>& leaf, const SettingsSession& session)
-{
-    const EditableText& text = session.*leaf.text;
-    for (const IndexedSetting* setting :
-         {&meter_form_setting, &class_amps_setting, &frequency_setting}) {
-        if (setting->text == leaf.text)
-            return indexed_value(*setting, text);
-    }
-    return text_or_none(text);
-}
-
+// What the checks need of a row of a menu's table.
 struct MenuRow {
-    const char* menu;
     LeafType type;
-    bool can_be_removed; // by a save, so that it may be missing
-    const char* verb;    // for the value
-    std::string value;   // that the menu shows or offers
+    LeafUse use;
+    bool if_unreadable;
+    bool is_media_type;
+    const IndexedSetting* number; // null for a leaf that is not a number
 };
 
-// The row of a menu's table, its leaf loaded as the menu loads it.
-template <typename Record>
-MenuRow load_row(const char* menu, const SettingLeaf<Record>& row, const LeafRead& read)
+MenuRow menu_row(const SettingLeaf<InterfaceSettings>& leaf)
 {
-    const std::vector<api_status_t> statuses(1, read.status);
-    const std::vector<toolkit::CElement> elements(1, read.element);
-    LeafCursor next = {statuses.begin(), elements.begin()};
-    Record record;
-    load_leaf(row, record, next);
-    const bool can_be_removed = row.use == LeafUse::saved && row.text != nullptr;
-    if (row.use == LeafUse::list_source)
-        return {menu, row.type, can_be_removed, "offers", (record.*row.text).text};
-    return {menu, row.type, can_be_removed, "shows", shown_value(row, record)};
+    const bool is_media_type = leaf.text == &InterfaceSettings::media_type;
+    return {leaf.type, leaf.use, leaf.if_unreadable, is_media_type, nullptr};
 }
 
-void judge_unreadable(Doctor& doctor, const MenuRow& row, const LeafRead& read)
+MenuRow menu_row(const SettingLeaf<SettingsSession>& leaf)
 {
-    const std::string name = short_name(doctor.report.leaf);
-    const std::string value = quoted(row.value);
-    if (!is_missing(doctor, read))
+    const IndexedSetting* number = nullptr;
+    for (const auto* setting : {&meter_form_setting, &class_amps_setting, &frequency_setting})
+        number = setting->text == leaf.text ? setting : number;
+    return {leaf.type, leaf.use, leaf.if_unreadable, false, number};
+}
+
+// What a menu shows, or offers, for a leaf: loaded and shown by the menu's own functions.
+Words shown_by_menu(const MenuRow& row, LeafCursor next)
+{
+    EditableFlag flag;
+    EditableText text;
+    if (row.type == LeafType::boolean) {
+        load_flag(flag, next, row.if_unreadable);
+        return quoted(enabled_or_disabled(flag));
+    }
+    (row.type == LeafType::number ? load_text : load_string_text)(text, next);
+    if (row.number != nullptr)
+        return quoted(indexed_value(*row.number, text));
+    if (row.is_media_type)
+        return quoted(media_type_or_auto(text));
+    return quoted(row.use == LeafUse::list_source ? text.text : text_or_none(text));
+}
+
+const char* verb(const MenuRow& row)
+{
+    return row.use == LeafUse::list_source ? "offers" : "shows";
+}
+
+// A save removes an emptied text, which may be missing for that reason.
+bool can_be_removed(const MenuRow& row)
+{
+    return row.use == LeafUse::saved && row.type != LeafType::boolean;
+}
+
+void judge_unreadable(Doctor& doctor, const MenuRow& row, const char* value, api_status_t status)
+{
+    if (status != doctor.missing_status)
+        add_wrong(doctor.report, "Make this leaf readable:", "has status %d: the menu %s %s",
+                  status, verb(row), value);
+    else if (!can_be_removed(row))
         add_wrong(doctor.report,
-                  "Make this leaf readable:", "%s has result %d and status %d: the %s %s %s",
-                  name.c_str(), read.result, read.status, row.menu, row.verb, value.c_str());
-    else if (row.can_be_removed)
-        add_note(doctor.report, "This is usual while no value is set. If one is, correct the path:",
-                 "%s is missing: the %s %s %s", name.c_str(), row.menu, row.verb, value.c_str());
+                  "Create this leaf or correct its path:", "is missing: the menu %s %s", verb(row),
+                  value);
     else
-        add_wrong(doctor.report,
-                  "Create this leaf or correct its path:", "%s is missing: the %s %s %s",
-                  name.c_str(), row.menu, row.verb, value.c_str());
+        add_note(doctor.report, "This is usual while no value is set. If one is, correct the path:",
+                 "is missing: the menu %s %s", verb(row), value);
 }
 
-void judge_other_type(Doctor& doctor, const MenuRow& row, const toolkit::CElement& element)
+void judge_type(Doctor& doctor, const MenuRow& row, const char* value, int type)
 {
-    const std::string name = short_name(doctor.report.leaf);
-    const std::string value = quoted(row.value);
-    const char* type = type_name(element.type());
     if (row.type == LeafType::number)
-        add_note(doctor.report, "A save writes an integer to this leaf:", "%s is %s: the %s %s %s",
-                 name.c_str(), type, row.menu, row.verb, value.c_str());
+        add_note(doctor.report,
+                 "A save writes an integer to this leaf:", "is %s: the menu shows %s",
+                 type_name(type), value);
     else
         add_wrong(doctor.report,
                   row.type == LeafType::boolean ? "Store a boolean in this leaf:"
                                                 : "Store a string in this leaf:",
-                  "%s is %s: the %s always %s %s", name.c_str(), type, row.menu, row.verb,
-                  value.c_str());
+                  "is %s: the menu always %s %s", type_name(type), verb(row), value);
 }
 
-bool is_shown_as_invalid(const MenuRow& row)
+void judge(Doctor& doctor, const MenuRow& row, const LeafCursor& read)
 {
-    return row.type == LeafType::number && row.value.back() == '!';
-}
-
-void judge(Doctor& doctor, const MenuRow& row, const LeafRead& read)
-{
-    const std::string name = short_name(doctor.report.leaf);
-    if (!is_readable(read))
-        judge_unreadable(doctor, row, read);
-    else if (read.element.type() != type_code(row.type))
-        judge_other_type(doctor, row, read.element);
-    else if (is_shown_as_invalid(row))
-        add_note(doctor.report,
-                 "Choose a valid value on the menu. The leaf is:", "%s: the %s %s %s", name.c_str(),
-                 row.menu, row.verb, quoted(row.value).c_str());
+    const Words value = shown_by_menu(row, read);
+    const int type = read.element->type();
+    if (*read.status != status_success)
+        judge_unreadable(doctor, row, value.text, *read.status);
+    else if (type != type_code(row.type))
+        judge_type(doctor, row, value.text, type);
+    else if (row.number != nullptr && std::strstr(value.text, " IS INVALID!!!") != nullptr)
+        add_note(doctor.report, "Choose a valid value on the menu. The leaf is:",
+                 "is out of range: the menu shows %s", value.text);
     else
-        add_ok(doctor.report, "%s: the %s %s %s", name.c_str(), row.menu, row.verb,
-               quoted(row.value).c_str());
+        add_ok(doctor.report, "is read: the menu %s %s", verb(row), value.text);
 }
 
-// Reads a menu's leaves in one call, as the menu does. When that fails, reads each of them alone,
-// which shows the leaf that is the cause; returns nothing when no leaf can be read.
-std::vector<LeafRead> read_menu(Doctor& doctor, const char* menu,
-                                const std::vector<std::string>& paths)
+// Where the read of a menu's leaves fails, finds those that make it fail: each is read alone.
+void find_cause(Doctor& doctor, const Leaves& leaves)
 {
-    std::vector<api_status_t> statuses;
-    std::vector<toolkit::CElement> elements;
-    std::vector<LeafRead> leaves(paths.size());
-    bool any_readable = false;
-    const int result = cds_get(paths, statuses, elements);
-    for (std::size_t i = 0; i < paths.size(); ++i) {
-        leaves[i] = result == 0 ? LeafRead{0, statuses[i], elements[i]} : read_leaf(paths[i]);
-        any_readable = any_readable || is_readable(leaves[i]);
+    unsigned failed = 0;
+    for (const std::string& path : leaves.paths)
+        failed += read_leaf(path).result != 0 ? 1 : 0;
+    for (const std::string& path : leaves.paths) {
+        const Leaf leaf = read_leaf(path);
+        doctor.report.leaf = path.c_str();
+        if (leaf.result != 0 && failed < leaves.paths.size())
+            add_wrong(doctor.report,
+                      "Make this leaf readable:", "makes the read of its menu fail: result %d",
+                      leaf.result);
     }
-    if (result == 0)
-        return leaves;
+}
+
+bool read_menu(Doctor& doctor, Leaves& leaves)
+{
+    read_leaves(leaves);
+    if (leaves.result == 0 && has_right_lengths(leaves))
+        return true;
     add_wrong(doctor.report, "The menu warns on every screen and shows no stored value.",
-              "the %s cannot read its leaves: result %d", menu, result);
-    return any_readable ? leaves : std::vector<LeafRead>();
+              "the menu cannot read its leaves: result %d", leaves.result);
+    find_cause(doctor, leaves);
+    return false;
 }
 
 template <typename Record, std::size_t count>
-void check_menu(Doctor& doctor, LeafKind kind, const char* menu,
+void check_menu(Doctor& doctor, void (*append_paths)(std::vector<std::string>& paths),
                 const SettingLeaf<Record> (&rows)[count])
 {
-    const std::vector<std::string> paths = paths_of(kind, kind);
-    const std::vector<LeafRead> leaves = read_menu(doctor, menu, paths);
-    for (std::size_t i = 0; i < leaves.size(); ++i) {
-        doctor.report.leaf = paths[i];
-        judge(doctor, load_row(menu, rows[i], leaves[i]), leaves[i]);
+    Leaves leaves;
+    append_paths(leaves.paths);
+    if (!read_menu(doctor, leaves))
+        return;
+    LeafCursor next = {leaves.statuses.begin(), leaves.elements.begin()};
+    for (std::size_t i = 0; i < count; ++i, ++next.status, ++next.element) {
+        doctor.report.leaf = leaves.paths[i].c_str();
+        judge(doctor, menu_row(rows[i]), next);
     }
 }
 
 void check_main_menu(Doctor& doctor)
 {
-    check_menu(doctor, LeafKind::main_menu, "main menu", dns_leaves);
+    check_menu(doctor, append_main_menu_paths, dns_leaves);
 }
 
 void check_port_menu(Doctor& doctor)
 {
-    check_menu(doctor, LeafKind::port_menu, "port menu", port_leaves);
+    check_menu(doctor, append_port_menu_paths, port_leaves);
 }
 
 void check_init_menu(Doctor& doctor)
 {
-    check_menu(doctor, LeafKind::init_menu, "initialisation menu", init_leaves);
+    check_menu(doctor, append_init_menu_paths, init_leaves);
 }
 
 // Leaves that a save writes and no screen reads
 
 // Adds a finding, and returns false, unless the leaf is there with the type that a save writes.
 // What cannot be read may still be written: the utility never reads these leaves.
-bool judge_written(Doctor& doctor, const UtilityLeaf& leaf)
+bool judge_written(Doctor& doctor, LeafType wanted)
 {
-    const LeafRead read = read_leaf(leaf.path);
-    const std::string name = short_name(leaf.path);
-    doctor.report.leaf = leaf.path;
-    if (is_missing(doctor, read))
+    const Leaf leaf = read_leaf(doctor.report.leaf);
+    const int type = leaf.element.type();
+    if (is_missing(doctor, leaf))
         add_wrong(doctor.report,
-                  "Create this leaf or correct its path:", "%s is missing, and a save writes it",
-                  name.c_str());
-    else if (!is_readable(read))
+                  "Create this leaf or correct its path:", "is missing, and a save writes it");
+    else if (!is_readable(leaf))
         add_note(doctor.report, "The utility never reads this leaf. Check that it can be written:",
-                 "%s has result %d and status %d, and a save writes it", name.c_str(), read.result,
-                 read.status);
-    else if (read.element.type() != type_code(leaf.type))
+                 "has result %d and status %d, and a save writes it", leaf.result, leaf.status);
+    else if (type != type_code(wanted))
         add_note(doctor.report, "Check that the store takes the other type for this leaf:",
-                 "%s is %s, and a save writes %s", name.c_str(), type_name(read.element.type()),
-                 type_name(type_code(leaf.type)));
+                 "is %s, and a save writes %s", type_name(type), type_name(type_code(wanted)));
     else
         return true;
     return false;
 }
 
-void check_written(Doctor& doctor, LeafKind kind, const char* what)
+void check_written(Doctor& doctor, const char* what, const std::vector<std::string>& paths,
+                   LeafType (*type_of)(std::size_t index))
 {
-    unsigned count = 0;
-    unsigned good = 0;
-    for (const UtilityLeaf& leaf : utility_leaves()) {
-        if (leaf.kind != kind)
-            continue;
-        ++count;
-        good += judge_written(doctor, leaf) ? 1 : 0;
+    std::size_t good = 0;
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        doctor.report.leaf = paths[i].c_str();
+        good += judge_written(doctor, type_of(i)) ? 1 : 0;
     }
-    doctor.report.leaf.clear();
-    if (good == count)
-        add_ok(doctor.report, "all %u %s are there, with the type that a save writes", count, what);
+    doctor.report.leaf = "";
+    if (good == paths.size())
+        add_ok(doctor.report, "all %zu %s are there, with the type that a save writes", good, what);
+}
+
+LeafType boolean(std::size_t)
+{
+    return LeafType::boolean;
 }
 
 void check_mirrors(Doctor& doctor)
 {
-    check_written(doctor, LeafKind::mirror, "leaves for the meter's services");
+    std::vector<std::string> paths;
+    append_mirror_paths(paths);
+    check_written(doctor, "leaves for the meter's services", paths, mirror_type);
 }
 
 void check_options(Doctor& doctor)
 {
-    check_written(doctor, LeafKind::option, "option leaves");
+    std::vector<std::string> paths;
+    append_option_paths(paths);
+    check_written(doctor, "option leaves", paths, boolean);
 }
 
 void check_triggers(Doctor& doctor)
 {
-    check_written(doctor, LeafKind::trigger, "update triggers");
+    std::vector<std::string> paths;
+    append_trigger_paths(paths);
+    check_written(doctor, "update triggers", paths, boolean);
 }
 
 constexpr Check leaf_checks[] = {
-    {"main-menu", check_main_menu}, {"port-menu", check_port_menu}, {"init-menu", check_init_menu},
+    {"main menu", check_main_menu}, {"port menu", check_port_menu}, {"init menu", check_init_menu},
     {"mirrors", check_mirrors},     {"options", check_options},     {"triggers", check_triggers},
 };
 

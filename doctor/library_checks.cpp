@@ -34,30 +34,18 @@ void check_connection(Doctor& doctor)
                   "the store cannot be reached: pcd_init returns null");
 }
 
-// All leaves that the screens read, read in one call.
-struct ScreenRead {
-    std::vector<std::string> paths = screen_paths();
-    std::vector<api_status_t> statuses;
-    std::vector<toolkit::CElement> elements;
-    int result = 0;
-};
-
-ScreenRead read_screens()
+// All leaves that the screens read, in one call.
+Leaves read_screens()
 {
-    ScreenRead read;
-    std::vector<toolkit::element_property_t> properties;
-    read.result = cds().get_leaves(read.paths, read.statuses, read.elements, properties);
-    return read;
-}
-
-bool has_right_lengths(const ScreenRead& read)
-{
-    return read.statuses.size() == read.paths.size() && read.elements.size() == read.paths.size();
+    Leaves leaves;
+    append_screen_paths(leaves.paths);
+    read_leaves(leaves);
+    return leaves;
 }
 
 void check_array_lengths(Doctor& doctor)
 {
-    const ScreenRead read = read_screens();
+    const Leaves read = read_screens();
     if (read.result != 0)
         add_wrong(doctor.report, "The screens warn and show no stored value.",
                   "get_leaves of %zu leaves returns %d", read.paths.size(), read.result);
@@ -71,24 +59,24 @@ void check_array_lengths(Doctor& doctor)
 
 void check_array_order(Doctor& doctor)
 {
-    const ScreenRead read = read_screens();
+    const Leaves read = read_screens();
     if (read.result != 0 || !has_right_lengths(read))
         return; // the finding of another check
     for (std::size_t i = 0; i < read.paths.size(); ++i) {
-        const LeafRead alone = read_leaf(read.paths[i]);
+        const Leaf alone = read_leaf(read.paths[i]);
         if (read.statuses[i] == alone.status && same_element(read.elements[i], alone.element))
             continue;
-        doctor.report.leaf = read.paths[i];
+        doctor.report.leaf = read.paths[i].c_str();
         return add_wrong(doctor.report, "Element i of every array must belong to path i.",
-                         "get_leaves answers in another order than that of the paths: %s",
-                         shown(read.elements[i]).c_str());
+                         "comes back as %s: get_leaves answers in another order than the paths",
+                         shown(read.elements[i]).text);
     }
     add_ok(doctor.report, "get_leaves answers in the order of the paths");
 }
 
 void check_leaf_status(Doctor& doctor)
 {
-    const ScreenRead read = read_screens();
+    const Leaves read = read_screens();
     const auto& statuses = read.statuses;
     const auto readable = std::count(statuses.begin(), statuses.end(), status_success);
     if (readable > 0)
@@ -102,8 +90,8 @@ void check_leaf_status(Doctor& doctor)
 
 void check_missing_leaf(Doctor& doctor)
 {
-    doctor.absent_leaf = read_leaf(absent_path);
-    const LeafRead& absent = doctor.absent_leaf;
+    const Leaf absent = read_leaf(absent_path);
+    doctor.missing_status = absent.status;
     if (absent.result != 0)
         add_note(doctor.report, "A leaf that is missing makes its whole menu unreadable.",
                  "the read of a missing leaf returns %d", absent.result);
@@ -114,13 +102,83 @@ void check_missing_leaf(Doctor& doctor)
         add_ok(doctor.report, "a missing leaf has status %d", absent.status);
 }
 
-// What the library's own functions answer
+// What the library's functions answer
 
-template <typename Value>
-std::string type_of(const Value& value)
+std::string type(const toolkit::CElement& element)
 {
-    return std::to_string(element_of(value).type());
+    return std::to_string(element.type());
 }
+
+std::string to_int(const toolkit::CElement& element)
+{
+    return std::to_string(element.to_int());
+}
+
+std::string to_bool(const toolkit::CElement& element)
+{
+    return element.to_bool() ? "true" : "false";
+}
+
+struct Conversion {
+    const char* question;
+    std::string (*convert)(const toolkit::CElement& element);
+    Sample sample;
+    const char* wanted;
+    const char* advice;
+    bool is_needed; // by the utility
+};
+
+constexpr char type_codes[] = "Correct the type codes in store/client_library.h.";
+constexpr char screens[] = "The screens show values in this form.";
+constexpr char services[] = "A save writes DHCP to the meter's services in this form.";
+constexpr char flags[] = "The port menu shows DHCP and the link state by it.";
+
+// clang-format off
+constexpr Conversion conversions[] = {
+    {"the type of a boolean",    type,    Sample::boolean_true,  "1",     type_codes, true},
+    {"the type of a string",     type,    Sample::string,        "6",     type_codes, true},
+    {"to_string of \"a b\"",     text_of, Sample::string,        "a b",   screens,    true},
+    {"to_string of -12",         text_of, Sample::integer,       "-12",   screens,    true},
+    {"to_string of true",        text_of, Sample::boolean_true,  "true",  screens,    false},
+    {"to_int of true",           to_int,  Sample::boolean_true,  "1",     services,   true},
+    {"to_int of false",          to_int,  Sample::boolean_false, "0",     services,   true},
+    {"to_int of -12",            to_int,  Sample::integer,       "-12",   services,   false},
+    {"to_bool of true",          to_bool, Sample::boolean_true,  "true",  flags,      true},
+    {"to_bool of false",         to_bool, Sample::boolean_false, "false", flags,      true},
+};
+// clang-format on
+
+void add_answer(Doctor& doctor, const char* question, const std::string& got, const char* wanted,
+                const char* advice, bool is_needed)
+{
+    doctor.report.check = question;
+    if (got == wanted)
+        add_ok(doctor.report, "%s is \"%s\"", question, wanted);
+    else
+        (is_needed ? add_wrong : add_note)(doctor.report, advice, "%s is %s instead of \"%s\"",
+                                           question, quoted(got).text, wanted);
+}
+
+void check_conversions(Doctor& doctor)
+{
+    for (const Conversion& row : conversions)
+        add_answer(doctor, row.question, row.convert(element_of_sample(row.sample)), row.wanted,
+                   row.advice, row.is_needed);
+}
+
+struct Split {
+    const char* question;
+    const char* text;
+    const char* wanted; // each part in brackets
+    bool is_needed;
+};
+
+constexpr Split splits[] = {
+    {"split_string of \"a;b\"", "a;b", "[a][b]", true},
+    {"split_string of \"\"", "", "", false},
+    {"split_string of \"a;\"", "a;", "[a]", false},
+    {"split_string of \";\"", ";", "[]", false},
+};
 
 std::string split(const char* text)
 {
@@ -135,64 +193,19 @@ std::string split(const char* text)
     return all;
 }
 
-std::string source_string()
+void check_splits(Doctor& doctor)
+{
+    for (const Split& row : splits)
+        add_answer(doctor, row.question, split(row.text), row.wanted,
+                   "The media-type question offers these names.", row.is_needed);
+}
+
+void check_source(Doctor& doctor)
 {
     std::string source;
     toolkit::CEvent::format_source_string(source, "Console", "", "");
-    return source;
-}
-
-struct Answer {
-    const char* question;
-    const char* wanted;
-    std::string (*get)();
-    Verdict otherwise;
-    const char* advice;
-};
-
-constexpr char correct_type_codes[] = "Correct the type codes in store/client_library.h.";
-constexpr char shown_on_screens[] = "The screens show values in this form.";
-constexpr char dhcp_is_written[] = "A save writes DHCP to the meter's services in this form.";
-constexpr char flags_are_read[] = "The port menu shows DHCP and the link state by it.";
-constexpr char media_types[] = "The media-type question offers these names.";
-constexpr char source_is_named[] = "A save names this text as its source.";
-
-// clang-format off
-constexpr Answer answers[] = {
-    {"the type of a boolean",    "1",       [] { return type_of(true); },              Verdict::wrong, correct_type_codes},
-    {"the type of a string",     "6",       [] { return type_of(std::string("a")); },  Verdict::wrong, correct_type_codes},
-    {"to_string of \"a b\"",     "a b",     [] { return text_of(element_of(std::string("a b"))); },   Verdict::wrong, shown_on_screens},
-    {"to_string of -12",         "-12",     [] { return text_of(element_of(std::int32_t{-12})); },    Verdict::wrong, shown_on_screens},
-    {"to_string of true",        "true",    [] { return text_of(element_of(true)); },                 Verdict::note,  shown_on_screens},
-    {"to_int of true",           "1",       [] { return std::to_string(element_of(true).to_int()); },  Verdict::wrong, dhcp_is_written},
-    {"to_int of false",          "0",       [] { return std::to_string(element_of(false).to_int()); }, Verdict::wrong, dhcp_is_written},
-    {"to_int of -12",            "-12",     [] { return std::to_string(element_of(std::int32_t{-12}).to_int()); }, Verdict::note, dhcp_is_written},
-    {"to_bool of true",          "1",       [] { return std::to_string(int{element_of(true).to_bool()}); },  Verdict::wrong, flags_are_read},
-    {"to_bool of false",         "0",       [] { return std::to_string(int{element_of(false).to_bool()}); }, Verdict::wrong, flags_are_read},
-    {"split_string of \"a;b\"",  "[a][b]",  [] { return split("a;b"); },               Verdict::wrong, media_types},
-    {"split_string of \"\"",     "",        [] { return split(""); },                  Verdict::note,  media_types},
-    {"split_string of \"a;\"",   "[a]",     [] { return split("a;"); },                Verdict::note,  media_types},
-    {"split_string of \";\"",    "[]",      [] { return split(";"); },                 Verdict::note,  media_types},
-    {"format_source_string of \"Console\", \"\", \"\"", "Console", source_string,      Verdict::note,  source_is_named},
-};
-// clang-format on
-
-void check_answer(Doctor& doctor, const Answer& answer)
-{
-    const std::string got = answer.get();
-    doctor.report.check = answer.question;
-    if (got == answer.wanted)
-        add_ok(doctor.report, "%s is %s", answer.question, quoted(got).c_str());
-    else
-        (answer.otherwise == Verdict::wrong ? add_wrong : add_note)(
-            doctor.report, answer.advice, "%s is %s instead of %s", answer.question,
-            quoted(got).c_str(), quoted(answer.wanted).c_str());
-}
-
-void check_answers(Doctor& doctor)
-{
-    for (const Answer& answer : answers)
-        check_answer(doctor, answer);
+    add_answer(doctor, "format_source_string of \"Console\", \"\", \"\"", source, "Console",
+               "A save names this text as its source.", false);
 }
 
 void check_integer_type(Doctor& doctor)
@@ -207,7 +220,7 @@ void check_integer_type(Doctor& doctor)
 
 void check_time_stamps(Doctor& doctor)
 {
-    const toolkit::CElement element = element_of(true);
+    const toolkit::CElement element = element_of_sample(Sample::boolean_true);
     if (time_stamp(element) == toolkit::CElement::_invalid_time)
         add_wrong(doctor.report, "The store may ignore what is written without a time.",
                   "_auto_time is set, and an element has no time");
@@ -221,7 +234,9 @@ constexpr Check library_checks[] = {
     {"array-order", check_array_order},
     {"leaf-status", check_leaf_status},
     {"missing-leaf", check_missing_leaf},
-    {"answers", check_answers, RunWhen::asked},
+    {"conversions", check_conversions, RunWhen::asked},
+    {"split-string", check_splits, RunWhen::asked},
+    {"source-string", check_source, RunWhen::asked},
     {"integer-type", check_integer_type, RunWhen::asked},
     {"time-stamps", check_time_stamps, RunWhen::asked},
 };

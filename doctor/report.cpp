@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 namespace
 {
@@ -9,30 +10,21 @@ namespace
 constexpr char labels[][6] = {"ok", "note", "WRONG"};
 constexpr char json_names[][6] = {"ok", "note", "wrong"};
 
-// `prefix` introduces the two hexadecimal digits of a byte that is not printable.
-std::string escaped(std::string_view text, const char* prefix)
+bool is_printable(unsigned char byte)
 {
-    constexpr char digits[] = "0123456789abcdef";
-    std::string out = "\"";
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte >= 0x7F) {
-            out += prefix;
-            out += digits[byte >> 4];
-            out += digits[byte & 0xF];
-            continue;
-        }
-        if (c == '"' || c == '\\')
-            out += '\\';
-        out += c;
-    }
-    out += '"';
-    return out;
+    return byte >= 0x20 && byte < 0x7F;
 }
 
-void print_member(const char* name, std::string_view value)
+void print_member(const char* name, const char* value)
 {
-    std::printf(",\"%s\":%s", name, escaped(value, "\\u00").c_str());
+    std::printf(",\"%s\":\"", name);
+    for (; *value != '\0'; ++value) {
+        const auto byte = static_cast<unsigned char>(*value);
+        if (byte == '"' || byte == '\\')
+            std::putchar('\\');
+        std::printf(is_printable(byte) ? "%c" : "\\u%04x", byte);
+    }
+    std::putchar('"');
 }
 
 bool is_first(const Report& report)
@@ -48,17 +40,33 @@ void print_json(const Report& report, unsigned row, const char* message, const c
     print_member("leaf", report.leaf);
     print_member("message", message);
     print_member("advice", advice);
-    std::fputc('}', stdout);
+    std::putchar('}');
+}
+
+// Prints the path of a leaf without what many paths have in common.
+void print_short(const char* leaf)
+{
+    constexpr char branch[] = "/Software/System Settings/Network/";
+    constexpr char ending[] = "/Value";
+    if (std::strncmp(leaf, branch, sizeof branch - 1) == 0)
+        leaf += sizeof branch - 1;
+    std::size_t length = std::strlen(leaf);
+    if (length >= sizeof ending && std::strcmp(leaf + length - (sizeof ending - 1), ending) == 0)
+        length -= sizeof ending - 1;
+    std::printf("%.*s ", static_cast<int>(length), leaf);
 }
 
 void print_text(const Report& report, unsigned row, const char* message, const char* advice)
 {
-    std::printf("  %-5s  %s\n", labels[row], message);
+    std::printf("  %-5s  ", labels[row]);
+    if (*report.leaf != '\0')
+        print_short(report.leaf);
+    std::printf("%s\n", message);
     if (*advice == '\0')
         return;
     std::printf("         %s\n", advice);
-    if (!report.leaf.empty())
-        std::printf("         %s\n", report.leaf.c_str());
+    if (*report.leaf != '\0')
+        std::printf("         %s\n", report.leaf);
 }
 
 void add(Report& report, Verdict verdict, const char* advice, const char* format, va_list arguments)
@@ -122,7 +130,19 @@ void end_report(const Report& report)
                 report.counts[0], report.counts[1], report.counts[2]);
 }
 
-std::string quoted(std::string_view text)
+Words quoted(std::string_view text)
 {
-    return escaped(text, "\\x");
+    Words words = {"\""};
+    char* out = words.text + 1;
+    const char* last =
+        words.text + sizeof words.text - 6; // a byte takes 4, its end and the quote 2
+    for (std::size_t i = 0; i < text.size() && out < last; ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if (byte == '"' || byte == '\\')
+            *out++ = '\\';
+        out += std::sprintf(out, is_printable(byte) ? "%c" : "\\x%02x", unsigned{byte});
+    }
+    *out++ = '"';
+    *out = '\0';
+    return words;
 }

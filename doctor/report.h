@@ -2,7 +2,6 @@
 // scripts.
 #pragma once
 
-#include <string>
 #include <string_view>
 
 enum class Verdict : unsigned char {
@@ -15,15 +14,16 @@ struct Report {
     bool as_json = false;
     const char* group = "";  // of the findings that follow
     const char* check = "";  // likewise
-    std::string leaf = {};   // path of the leaf that they are about; may be empty
+    const char* leaf = "";   // path of the leaf that they are about; may be empty
     unsigned counts[3] = {}; // findings so far, by verdict
 };
 
 void begin_report(const Report& report);
 void begin_group(Report& report, const char* name);
 
-// Each prints one finding, whose message is formatted as by printf. It is printed immediately, so
-// that a library that then hangs hides nothing. `advice` says what to do about a problem.
+// Each prints one finding, whose message is formatted as by printf and follows the name of the
+// leaf. It is printed immediately, so that a library that then hangs hides nothing. `advice` says
+// what to do about a problem; the path of the leaf follows it.
 [[gnu::format(printf, 2, 3)]] void add_ok(Report& report, const char* message, ...);
 [[gnu::format(printf, 3, 4)]] void add_note(Report& report, const char* advice, const char* message,
                                             ...);
@@ -33,5 +33,11 @@ void begin_group(Report& report, const char* name);
 // Prints the summary.
 void end_report(const Report& report);
 
-// A text in quotes, in printable ASCII: any other byte is shown as \x and two digits.
-std::string quoted(std::string_view text);
+// A part of a message. Nothing must be released, which keeps the many places that print one small.
+struct Words {
+    char text[200];
+};
+
+// A text in quotes, in printable ASCII: any other byte is shown as \x and two digits. A long text
+// is cut.
+Words quoted(std::string_view text);

@@ -3,6 +3,7 @@
 
 #include <climits>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -35,60 +36,64 @@ void check_shell(Doctor& doctor)
                   "system() has no shell: there is no /bin/sh");
 }
 
-bool is_file(const std::string& path)
+struct File {
+    char path[PATH_MAX];
+};
+
+bool is_file(const File& file)
 {
     struct stat status = {};
-    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    return stat(file.path, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-bool is_executable(const std::string& path)
+bool is_executable(const File& file)
 {
-    return is_file(path) && access(path.c_str(), X_OK) == 0;
+    return is_file(file) && access(file.path, X_OK) == 0;
 }
 
-// The file that the shell runs for a command, or else one of that name that is not executable.
-// Empty when there is none.
-std::string find_command(const std::string& name)
+// The file that the shell runs for a command of `length` characters. Otherwise one of that name
+// that is not executable, or none.
+File find_command(const char* name, int length)
 {
-    const char* path = std::getenv("PATH");
-    std::string_view directories = path != nullptr ? path : "";
-    if (name[0] == '/')
-        directories = "/";
-    std::string found;
+    const char* directory = std::getenv("PATH");
+    if (directory == nullptr || *name == '/')
+        directory = "/";
+    File found = {};
     for (;;) {
-        const std::size_t end = directories.find(':');
-        std::string file(directories.substr(0, end));
-        file += file.empty() ? "./" : "/"; // an empty one is the present directory
-        file += name;
+        const auto end = static_cast<int>(std::strcspn(directory, ":"));
+        File file;
+        std::snprintf(file.path, sizeof file.path, "%.*s%s%.*s", end, directory,
+                      end == 0 ? "./" : "/", length, name); // an empty directory is the present one
         if (is_executable(file))
             return file;
         if (is_file(file))
             found = file;
-        if (end == std::string_view::npos)
+        if (directory[end] == '\0')
             return found;
-        directories.remove_prefix(end + 1);
+        directory += end + 1;
     }
 }
 
-void judge_command(Report& report, const std::string& name, bool is_needed)
+void judge_command(Report& report, const char* name, bool is_needed)
 {
-    const std::string file = find_command(name);
+    const auto length = static_cast<int>(std::strcspn(name, " "));
+    const File file = find_command(name, length);
     constexpr char advice[] = "The utility ignores the failure and reports success.";
     const auto add_problem = is_needed ? add_wrong : add_note;
-    if (file.empty())
-        add_problem(report, advice, "command %s is missing", name.c_str());
+    if (file.path[0] == '\0')
+        add_problem(report, advice, "command %.*s is missing", length, name);
     else if (!is_executable(file))
-        add_problem(report, advice, "command %s is not executable: %s", name.c_str(),
-                    quoted(file).c_str());
+        add_problem(report, advice, "command %.*s is not executable: %s", length, name,
+                    quoted(file.path).text);
     else
-        add_ok(report, "command %s: %s", name.c_str(), quoted(file).c_str());
+        add_ok(report, "command %.*s: %s", length, name, quoted(file.path).text);
 }
 
 void check_commands(Doctor& doctor)
 {
     const bool are_needed = has_shell();
     for (const char* line : command_lines)
-        judge_command(doctor.report, std::string(line, std::strcspn(line, " ")), are_needed);
+        judge_command(doctor.report, line, are_needed);
     judge_command(doctor.report, "sh", are_needed);
 }
 

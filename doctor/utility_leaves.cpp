@@ -5,83 +5,81 @@
 #include "store/leaf_path.h"
 
 #include <algorithm>
-#include <type_traits>
 
 namespace
 {
 
-using UtilityLeaves = std::vector<UtilityLeaf>;
-
-// The rows of a menu, with the paths that the menu makes of them.
-template <typename Record, std::size_t count>
-void append_rows(UtilityLeaves& leaves, LeafKind kind, const SettingLeaf<Record> (&rows)[count])
+void append(std::vector<std::string>& paths, const char* branch, const char* name)
 {
-    std::vector<std::string> paths = leaf_paths(rows);
-    if constexpr (std::is_same_v<Record, InterfaceSettings>)
-        number_paths(paths, 0, count, InterfaceSettings().number);
-    append_value_names(paths);
-    for (std::size_t i = 0; i < count; ++i)
-        leaves.push_back({kind, rows[i].type, paths[i]});
-}
-
-void append(UtilityLeaves& leaves, LeafKind kind, LeafType type, const char* branch,
-            const char* name)
-{
-    leaves.push_back({kind, type, branch});
-    leaves.back().path += name;
-    leaves.back().path += "/Value";
-}
-
-// The mirror of a flag is an integer.
-void append_mirrors(UtilityLeaves& leaves)
-{
-    for (const SettingLeaf<InterfaceSettings>& row : port_leaves) {
-        const LeafType type = row.type == LeafType::boolean ? LeafType::number : row.type;
-        if (row.mirror[0] != '\0')
-            append(leaves, LeafKind::mirror, type, mirror_branch, row.mirror);
-    }
-}
-
-UtilityLeaves collect_leaves()
-{
-    UtilityLeaves leaves;
-    append_rows(leaves, LeafKind::main_menu, dns_leaves);
-    append_rows(leaves, LeafKind::port_menu, port_leaves);
-    append_rows(leaves, LeafKind::init_menu, init_leaves);
-    append_mirrors(leaves);
-    for (const OptionLeaf& leaf : option_leaves)
-        append(leaves, LeafKind::option, LeafType::boolean, option_branch, leaf.name);
-    for (const UpdateTrigger& trigger : update_triggers)
-        append(leaves, LeafKind::trigger, LeafType::boolean, "", trigger.path);
-    return leaves;
+    paths.emplace_back(branch);
+    paths.back() += name;
+    paths.back() += "/Value";
 }
 
 } // namespace
 
-const UtilityLeaves& utility_leaves()
+void append_main_menu_paths(std::vector<std::string>& paths)
 {
-    static const UtilityLeaves leaves = collect_leaves();
-    return leaves;
+    for (const auto& row : dns_leaves)
+        append(paths, "", row.path);
 }
 
-std::vector<std::string> paths_of(LeafKind first, LeafKind last)
+void append_port_menu_paths(std::vector<std::string>& paths)
 {
-    std::vector<std::string> paths;
-    for (const UtilityLeaf& leaf : utility_leaves()) {
-        if (leaf.kind >= first && leaf.kind <= last)
-            paths.push_back(leaf.path);
+    const std::size_t first = paths.size();
+    for (const auto& row : port_leaves)
+        append(paths, "", row.path);
+    number_paths(paths, first, std::size(port_leaves), InterfaceSettings().number);
+}
+
+void append_init_menu_paths(std::vector<std::string>& paths)
+{
+    for (const auto& row : init_leaves)
+        append(paths, "", row.path);
+}
+
+void append_screen_paths(std::vector<std::string>& paths)
+{
+    append_main_menu_paths(paths);
+    append_port_menu_paths(paths);
+    append_init_menu_paths(paths);
+}
+
+void append_mirror_paths(std::vector<std::string>& paths)
+{
+    for (const auto& row : port_leaves) {
+        if (row.mirror[0] != '\0')
+            append(paths, mirror_branch, row.mirror);
     }
-    return paths;
 }
 
-std::vector<std::string> screen_paths()
+// The mirror of a flag is an integer.
+LeafType mirror_type(std::size_t index)
 {
-    return paths_of(LeafKind::main_menu, LeafKind::init_menu);
+    const auto* row = std::begin(port_leaves);
+    while (row->mirror[0] == '\0' || index-- > 0)
+        ++row;
+    return row->type == LeafType::boolean ? LeafType::number : row->type;
+}
+
+void append_option_paths(std::vector<std::string>& paths)
+{
+    for (const OptionLeaf& leaf : option_leaves)
+        append(paths, option_branch, leaf.name);
+}
+
+void append_trigger_paths(std::vector<std::string>& paths)
+{
+    for (const UpdateTrigger& trigger : update_triggers)
+        append(paths, "", trigger.path);
 }
 
 bool is_leaf_of_utility(const char* path)
 {
-    const UtilityLeaves& leaves = utility_leaves();
-    return std::any_of(leaves.begin(), leaves.end(),
-                       [&](const UtilityLeaf& leaf) { return leaf.path == path; });
+    std::vector<std::string> paths;
+    append_screen_paths(paths);
+    append_mirror_paths(paths);
+    append_option_paths(paths);
+    append_trigger_paths(paths);
+    return std::find(paths.begin(), paths.end(), path) != paths.end();
 }

@@ -3,31 +3,24 @@
 
 #include "settings/setting_leaves.h"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
-enum class LeafKind : unsigned char {
-    main_menu, // what the screens read
-    port_menu,
-    init_menu,
-    mirror, // what a save writes and no screen reads
-    option,
-    trigger,
-};
+// Each appends whole paths to `paths`, in the order of the utility's table.
+void append_main_menu_paths(std::vector<std::string>& paths);
+void append_port_menu_paths(std::vector<std::string>& paths);
+void append_init_menu_paths(std::vector<std::string>& paths);
 
-struct UtilityLeaf {
-    LeafKind kind;
-    LeafType type;    // with which it is written
-    std::string path; // whole
-};
+// All that the screens read.
+void append_screen_paths(std::vector<std::string>& paths);
 
-// All of them, those of a kind in the order of its table.
-const std::vector<UtilityLeaf>& utility_leaves();
+// What a save writes and no screen reads. All options and triggers are booleans.
+void append_mirror_paths(std::vector<std::string>& paths);
+void append_option_paths(std::vector<std::string>& paths);
+void append_trigger_paths(std::vector<std::string>& paths);
 
-// The paths of the kinds from `first` to `last`.
-std::vector<std::string> paths_of(LeafKind first, LeafKind last);
-
-// The paths of those that the screens read.
-std::vector<std::string> screen_paths();
+// The type that a save writes to the mirror at that index of its paths.
+LeafType mirror_type(std::size_t index);
 
 bool is_leaf_of_utility(const char* path);

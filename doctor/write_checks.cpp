@@ -9,7 +9,7 @@ namespace
 {
 
 // The scratch leaf as it was before the first write.
-LeafRead original;
+Leaf original;
 
 struct WriteOutcome {
     int result;
@@ -36,18 +36,18 @@ WriteOutcome write_scratch(const Doctor& doctor, toolkit::CCds& store,
     return write_leaf(store, doctor.options.scratch_path, value);
 }
 
-LeafRead read_scratch(const Doctor& doctor)
+Leaf read_scratch(const Doctor& doctor)
 {
     return read_leaf(doctor.options.scratch_path);
 }
 
-bool holds(const LeafRead& leaf, const toolkit::CElement& value)
+bool holds(const Leaf& leaf, const toolkit::CElement& value)
 {
     return is_readable(leaf) && same_element(leaf.element, value);
 }
 
 void add_difference(Doctor& doctor, const char* what, const toolkit::CElement& written,
-                    const LeafRead& read)
+                    const Leaf& read)
 {
     constexpr char advice[] = "The store would not hold what a technician enters.";
     const std::size_t size = text_of(read.element).size();
@@ -59,12 +59,12 @@ void add_difference(Doctor& doctor, const char* what, const toolkit::CElement& w
         add_wrong(doctor.report, advice, "%s comes back with %zu of %zu bytes", what, size, wanted);
     else
         add_wrong(doctor.report, advice, "%s comes back as %s: %s", what,
-                  type_name(read.element.type()), shown(read.element).c_str());
+                  type_name(read.element.type()), shown(read.element).text);
 }
 
 void judge_read_back(Doctor& doctor, const char* what, const toolkit::CElement& value)
 {
-    const LeafRead read = read_scratch(doctor);
+    const Leaf read = read_scratch(doctor);
     if (holds(read, value)) {
         add_ok(doctor.report, "%s is written and read back", what);
         return;
@@ -90,29 +90,26 @@ void check_value(Doctor& doctor, const char* what, const toolkit::CElement& valu
                   outcome.status);
 }
 
-void check_string(Doctor& doctor)
-{
-    check_value(doctor, "a string", element_of(std::string("meter-settings-doctor")));
-}
+struct SampleWrite {
+    const char* what;
+    Sample sample;
+};
 
-void check_integer(Doctor& doctor)
-{
-    check_value(doctor, "an integer", element_of(std::int32_t{-123456}));
-}
+constexpr SampleWrite sample_writes[] = {
+    {"a string", Sample::string},
+    {"an integer", Sample::integer},
+    {"a boolean", Sample::boolean_true},
+    {"the empty string", Sample::empty},
+    {"a string of 300 bytes", Sample::long_string},
+};
 
-void check_boolean(Doctor& doctor)
+void check_values(Doctor& doctor)
 {
-    check_value(doctor, "a boolean", element_of(true));
-}
-
-void check_empty(Doctor& doctor)
-{
-    check_value(doctor, "the empty string", element_of(std::string()));
-}
-
-void check_long(Doctor& doctor)
-{
-    check_value(doctor, "a string of 300 bytes", element_of(std::string(300, 'x')));
+    for (const SampleWrite& row : sample_writes) {
+        doctor.report.check = row.what;
+        if (caught_signal() == 0)
+            check_value(doctor, row.what, element_of_sample(row.sample));
+    }
 }
 
 // A store may do what it likes with this byte, because no key types it.
@@ -120,14 +117,14 @@ void check_byte_0x93(Doctor& doctor)
 {
     const toolkit::CElement value = element_of(std::string("a\x93z"));
     const WriteOutcome outcome = write_scratch(doctor, cds(), value);
-    const LeafRead read = read_scratch(doctor);
+    const Leaf read = read_scratch(doctor);
     constexpr char advice[] = "This does no harm: the utility takes printable ASCII keys only.";
     if (!succeeded(outcome))
         add_note(doctor.report, advice, "the byte 0x93 cannot be written: result %d, status %d",
                  outcome.result, outcome.status);
     else if (!holds(read, value))
         add_note(doctor.report, advice, "the byte 0x93 in \"a\\x93z\" comes back as %s",
-                 shown(read.element).c_str());
+                 shown(read.element).text);
     else
         add_ok(doctor.report, "the byte 0x93 is written and read back");
 }
@@ -135,7 +132,7 @@ void check_byte_0x93(Doctor& doctor)
 // The next screen must show what another program has changed.
 void check_second_connection(Doctor& doctor)
 {
-    const toolkit::CElement value = element_of(std::string("second connection"));
+    const toolkit::CElement value = element_of(std::int32_t{2});
     toolkit::CCds other;
     other.handle = pcd_init(0);
     if (other.handle == nullptr)
@@ -155,14 +152,15 @@ void check_second_connection(Doctor& doctor)
 // The statuses given have another length than the paths, as in a save.
 WriteOutcome clear_leaf(const std::string& path)
 {
+    const std::vector<std::string> paths(1, path);
     std::vector<api_status_t> statuses(3, 0);
-    const int result = cds().clear_leaves({path}, statuses, "");
+    const int result = cds().clear_leaves(paths, statuses, "");
     return {result, statuses.empty() ? 0 : statuses.front()};
 }
 
 void judge_cleared(Doctor& doctor, const WriteOutcome& outcome)
 {
-    const LeafRead read = read_scratch(doctor);
+    const Leaf read = read_scratch(doctor);
     if (outcome.status != status_success)
         add_note(doctor.report, "The utility looks at the result only.",
                  "clear_leaves succeeds with status %d", outcome.status);
@@ -173,12 +171,12 @@ void judge_cleared(Doctor& doctor, const WriteOutcome& outcome)
                   "clear_leaves only empties the leaf: it is still there");
     else
         add_wrong(doctor.report, "A setting that a technician empties keeps its value.",
-                  "clear_leaves leaves the value as it is: %s", shown(read.element).c_str());
+                  "clear_leaves leaves the value as it is: %s", shown(read.element).text);
 }
 
 void check_clear(Doctor& doctor)
 {
-    write_scratch(doctor, cds(), element_of(std::string("to be cleared")));
+    write_scratch(doctor, cds(), element_of_sample(Sample::string));
     const WriteOutcome outcome = clear_leaf(doctor.options.scratch_path);
     if (outcome.result == 0)
         judge_cleared(doctor, outcome);
@@ -202,21 +200,22 @@ struct BatchOutcome {
     std::vector<api_status_t> statuses;
 };
 
-BatchOutcome write_batch(const std::vector<std::string>& paths)
+// The leaf that no meter has is the second in the batch: a store whose leaves are fixed rejects it.
+BatchOutcome write_batch(const Doctor& doctor)
 {
-    const std::vector<toolkit::CElement> values(paths.size(), element_of(std::string("batch")));
-    const std::vector<pcd_tribool_t> flags(paths.size(), setting_flag);
-    std::string source;
-    toolkit::CEvent::format_source_string(source, "Console", "", "");
-    BatchOutcome batch = {0, std::vector<api_status_t>(paths.size())};
-    batch.result = cds().set_leaves(paths, values, flags, batch.statuses, source);
+    std::vector<std::string> paths;
+    paths.emplace_back(doctor.options.scratch_path);
+    paths.emplace_back(absent_path);
+    const std::vector<toolkit::CElement> values(2, element_of_sample(Sample::string));
+    const std::vector<pcd_tribool_t> flags(2, setting_flag);
+    BatchOutcome batch = {0, std::vector<api_status_t>(2, 0)};
+    batch.result = cds().set_leaves(paths, values, flags, batch.statuses, "Console");
     return batch;
 }
 
-// A leaf that no meter has is the second in the batch: a store whose leaves are fixed rejects it.
 void check_batch(Doctor& doctor)
 {
-    const BatchOutcome batch = write_batch({doctor.options.scratch_path, absent_path});
+    const BatchOutcome batch = write_batch(doctor);
     const std::vector<api_status_t>& statuses = batch.statuses;
     if (statuses.size() != 2)
         add_wrong(doctor.report, "A save takes a leaf without a status as written.",
@@ -257,25 +256,20 @@ void check_restored(Doctor& doctor)
 {
     add_interruption(doctor);
     put_back(doctor.options.scratch_path);
-    const LeafRead read = read_scratch(doctor);
+    const Leaf read = read_scratch(doctor);
     doctor.report.leaf = doctor.options.scratch_path;
     if (is_readable(original) ? holds(read, original.element) : is_missing(doctor, read))
-        add_ok(doctor.report, "the scratch leaf is again as it was");
+        add_ok(doctor.report, "is again as it was");
     else if (is_readable(original))
-        add_wrong(doctor.report, "Store the value in this leaf:",
-                  "the scratch leaf cannot be restored; it was %s: %s",
-                  type_name(original.element.type()), shown(original.element).c_str());
-    else
         add_wrong(doctor.report,
-                  "Remove this leaf:", "the scratch leaf was missing and cannot be removed");
+                  "Store the value in this leaf:", "cannot be restored; it was %s: %s",
+                  type_name(original.element.type()), shown(original.element).text);
+    else
+        add_wrong(doctor.report, "Remove this leaf:", "was missing and cannot be removed");
 }
 
 constexpr Check write_checks[] = {
-    {"write-string", check_string},
-    {"write-integer", check_integer},
-    {"write-boolean", check_boolean},
-    {"write-empty", check_empty},
-    {"write-300-bytes", check_long},
+    {"values", check_values},
     {"write-0x93", check_byte_0x93},
     {"second-connection", check_second_connection},
     {"clear", check_clear},
@@ -294,8 +288,8 @@ void check_unreadable(Doctor& doctor)
 {
     doctor.report.leaf = doctor.options.scratch_path;
     add_wrong(doctor.report, "Its value could not be restored. Name another leaf than this:",
-              "the scratch leaf is not written, for its read has result %d and status %d",
-              original.result, original.status);
+              "is not written, because its read has result %d and status %d", original.result,
+              original.status);
 }
 
 constexpr Check not_asked[] = {{"not-asked", check_not_asked}};
@@ -305,7 +299,7 @@ constexpr Check unreadable[] = {{"scratch-leaf", check_unreadable}};
 
 void check_writing(Doctor& doctor)
 {
-    if (doctor.options.scratch_path.empty())
+    if (*doctor.options.scratch_path == '\0')
         return run_checks(doctor, "Writing", not_asked);
     original = read_scratch(doctor);
     if (!is_readable(original) && !is_missing(doctor, original))
