@@ -22,12 +22,7 @@ void run_check(Doctor& doctor, const Check& check)
 {
     doctor.report.check = check.name;
     doctor.report.leaf = "";
-    try {
-        check.run(doctor);
-    } catch (...) {
-        add_wrong(doctor.report, "The utility would end and leave the terminal in raw mode.",
-                  "the client library throws an exception (%s)", check.name);
-    }
+    check.run(doctor);
 }
 
 bool is_due(const Doctor& doctor, RunWhen when)

@@ -128,23 +128,23 @@ struct Conversion {
     bool is_needed; // by the utility
 };
 
-constexpr char type_codes[] = "Correct the type codes in store/client_library.h.";
-constexpr char screens[] = "The screens show values in this form.";
-constexpr char services[] = "A save writes DHCP to the meter's services in this form.";
-constexpr char flags[] = "The port menu shows DHCP and the link state by it.";
+constexpr char correct_codes[] = "Correct the type codes in store/client_library.h.";
+constexpr char screens_show[] = "The screens show values in this form.";
+constexpr char save_writes[] = "A save writes DHCP to the meter's services in this form.";
+constexpr char menu_shows[] = "The port menu shows DHCP and the link state by it.";
 
 // clang-format off
 constexpr Conversion conversions[] = {
-    {"the type of a boolean",    type,    Sample::boolean_true,  "1",     type_codes, true},
-    {"the type of a string",     type,    Sample::string,        "6",     type_codes, true},
-    {"to_string of \"a b\"",     text_of, Sample::string,        "a b",   screens,    true},
-    {"to_string of -12",         text_of, Sample::integer,       "-12",   screens,    true},
-    {"to_string of true",        text_of, Sample::boolean_true,  "true",  screens,    false},
-    {"to_int of true",           to_int,  Sample::boolean_true,  "1",     services,   true},
-    {"to_int of false",          to_int,  Sample::boolean_false, "0",     services,   true},
-    {"to_int of -12",            to_int,  Sample::integer,       "-12",   services,   false},
-    {"to_bool of true",          to_bool, Sample::boolean_true,  "true",  flags,      true},
-    {"to_bool of false",         to_bool, Sample::boolean_false, "false", flags,      true},
+    {"the type of a boolean",    type,    Sample::boolean_true,  "1",     correct_codes, true},
+    {"the type of a string",     type,    Sample::string,        "6",     correct_codes, true},
+    {"to_string of \"a b\"",     text_of, Sample::string,        "a b",   screens_show,    true},
+    {"to_string of -12",         text_of, Sample::integer,       "-12",   screens_show,    true},
+    {"to_string of true",        text_of, Sample::boolean_true,  "true",  screens_show,    false},
+    {"to_int of true",           to_int,  Sample::boolean_true,  "1",     save_writes,   true},
+    {"to_int of false",          to_int,  Sample::boolean_false, "0",     save_writes,   true},
+    {"to_int of -12",            to_int,  Sample::integer,       "-12",   save_writes,   false},
+    {"to_bool of true",          to_bool, Sample::boolean_true,  "true",  menu_shows,      true},
+    {"to_bool of false",         to_bool, Sample::boolean_false, "false", menu_shows,      true},
 };
 // clang-format on
 

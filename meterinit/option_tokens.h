@@ -87,13 +87,16 @@ constexpr bool same_text(const char* one, const char* other)
     return *one == *other;
 }
 
+// Not constexpr, and not defined: its call ends the evaluation of a constant.
+void name_is_not_in_table();
+
 // The row of that name; a name that is not in the table does not compile.
 constexpr LeafSet leaf(const char* name)
 {
     std::size_t row = 0;
     while (!same_text(option_leaves[row].name, name)) {
         if (++row == std::size(option_leaves))
-            throw name;
+            name_is_not_in_table();
     }
     return LeafSet{1} << row;
 }
