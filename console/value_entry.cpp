@@ -64,8 +64,3 @@ bool enter_address(const std::string& prompt, EditableText& target)
     report_no_answer(result, "Error: invalid address");
     return result == answer_taken;
 }
-
-std::string text_or_none(const EditableText& value)
-{
-    return value.text.empty() ? "[None]" : value.text;
-}

@@ -17,6 +17,3 @@ int prompt_ipv4(const std::string& prompt, EditableText& target);
 // As `prompt_ipv4`, and prints why an answer was not taken. Returns true when one was, "~"
 // included.
 bool enter_address(const std::string& prompt, EditableText& target);
-
-// The text as a menu shows it: "[None]" when it is empty.
-std::string text_or_none(const EditableText& value);

@@ -4,6 +4,8 @@
 #include "store/connection.h"
 
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
 
 namespace
 {
@@ -17,6 +19,22 @@ constexpr Group groups[] = {
     {check_library, false}, {check_leaves, true},  {check_writing, true},
     {check_console, false}, {check_system, false},
 };
+
+Doctor* examined = nullptr; // for `end_by_exception`
+
+// An exception ends the examination, as it would end the utility. This program has no exception
+// tables, so that no frame can be left; the library can still be called.
+[[noreturn]] void end_by_exception()
+{
+    std::set_terminate(std::abort);
+    Doctor& doctor = *examined;
+    add_wrong(doctor.report, "The utility would end and leave the terminal in raw mode.",
+              "the client library throws an exception");
+    if (doctor.restore != nullptr)
+        doctor.restore(doctor);
+    end_report(doctor.report);
+    std::exit(status_something_wrong);
+}
 
 void run_check(Doctor& doctor, const Check& check)
 {
@@ -62,6 +80,8 @@ void run_checks(Doctor& doctor, const char* group, const Check* checks, std::siz
 int examine(const Options& options)
 {
     Doctor doctor;
+    examined = &doctor;
+    std::set_terminate(end_by_exception);
     doctor.options = options;
     doctor.report.as_json = options.json;
     begin_report(doctor.report);

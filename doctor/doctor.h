@@ -19,6 +19,7 @@ struct Doctor {
     Options options;
     Report report;
     bool connected = false;
+    void (*restore)(Doctor& doctor) = nullptr; // while something must be put back
     api_status_t missing_status = 0; // that the library gives for a leaf that no meter has
 };
 
@@ -37,7 +38,7 @@ struct Check {
     RunWhen when = RunWhen::connected;
 };
 
-// Runs the checks of a group in turn. An exception that one of them throws is a finding.
+// Runs the checks of a group in turn.
 void run_checks(Doctor& doctor, const char* group, const Check* checks, std::size_t count);
 
 template <std::size_t count>

@@ -1,4 +1,4 @@
-#include "console/value_entry.h"
+#include "console/menu.h"
 #include "doctor/doctor.h"
 #include "doctor/utility_leaves.h"
 #include "meterinit/meter_identity.h"
@@ -18,22 +18,23 @@ struct MenuRow {
     LeafType type;
     LeafUse use;
     bool if_unreadable;
-    bool is_media_type;
+    const char* if_empty;         // what the menu shows for an empty text
     const IndexedSetting* number; // null for a leaf that is not a number
 };
 
 MenuRow menu_row(const SettingLeaf<InterfaceSettings>& leaf)
 {
-    const bool is_media_type = leaf.text == &InterfaceSettings::media_type;
-    return {leaf.type, leaf.use, leaf.if_unreadable, is_media_type, nullptr};
+    const bool is_media_type = leaf.member.text == &InterfaceSettings::media_type;
+    return {leaf.type, leaf.use, leaf.if_unreadable,
+            is_media_type ? media_type_if_empty : none_text, nullptr};
 }
 
 MenuRow menu_row(const SettingLeaf<SettingsSession>& leaf)
 {
     const IndexedSetting* number = nullptr;
     for (const auto* setting : {&meter_form_setting, &class_amps_setting, &frequency_setting})
-        number = setting->text == leaf.text ? setting : number;
-    return {leaf.type, leaf.use, leaf.if_unreadable, false, number};
+        number = setting->text == leaf.member.text ? setting : number;
+    return {leaf.type, leaf.use, leaf.if_unreadable, none_text, number};
 }
 
 // What a menu shows, or offers, for a leaf: loaded and shown by the menu's own functions.
@@ -48,9 +49,8 @@ Words shown_by_menu(const MenuRow& row, LeafCursor next)
     (row.type == LeafType::number ? load_text : load_string_text)(text, next);
     if (row.number != nullptr)
         return quoted(indexed_value(*row.number, text));
-    if (row.is_media_type)
-        return quoted(media_type_or_auto(text));
-    return quoted(row.use == LeafUse::list_source ? text.text : text_or_none(text));
+    const bool is_shown_empty = row.use == LeafUse::list_source || !text.text.empty();
+    return quoted(is_shown_empty ? text.text.c_str() : row.if_empty);
 }
 
 const char* verb(const MenuRow& row)

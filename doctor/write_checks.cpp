@@ -254,6 +254,7 @@ void put_back(const std::string& path)
 
 void check_restored(Doctor& doctor)
 {
+    doctor.restore = nullptr;
     add_interruption(doctor);
     put_back(doctor.options.scratch_path);
     const Leaf read = read_scratch(doctor);
@@ -305,5 +306,6 @@ void check_writing(Doctor& doctor)
     if (!is_readable(original) && !is_missing(doctor, original))
         return run_checks(doctor, "Writing", unreadable);
     catch_signals();
+    doctor.restore = check_restored;
     run_checks(doctor, "Writing", write_checks);
 }

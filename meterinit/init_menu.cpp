@@ -22,23 +22,23 @@ void load_identity(SettingsSession& session)
         std::puts("Warning: couldn't read Velmora II settings!");
 }
 
-MenuLine indexed_line(const IndexedSetting& setting, const SettingsSession& session)
+void add_indexed_line(MenuSection& section, const IndexedSetting& setting,
+                      const SettingsSession& session)
 {
-    return {setting.label, indexed_value(setting, session.*setting.text)};
+    add_line(section, setting.label, indexed_value(setting, session.*setting.text));
 }
 
 int show_init_menu(const SettingsSession& session)
 {
-    const std::vector<MenuSection> sections = {
-        {{"Serial Number", text_or_none(session.serial_number)},
-         {"Options List", text_or_none(session.options_list)},
-         indexed_line(meter_form_setting, session),
-         indexed_line(class_amps_setting, session),
-         indexed_line(frequency_setting, session),
-         {"Enclosure Type", text_or_none(session.enclosure)}},
-        {{"Clear Velmora II Options List", ""}},
-        {{"Reset to Factory Defaults", ""}},
-    };
+    std::vector<MenuSection> sections(3);
+    add_text_line(sections[0], "Serial Number", session.serial_number);
+    add_text_line(sections[0], "Options List", session.options_list);
+    add_indexed_line(sections[0], meter_form_setting, session);
+    add_indexed_line(sections[0], class_amps_setting, session);
+    add_indexed_line(sections[0], frequency_setting, session);
+    add_text_line(sections[0], "Enclosure Type", session.enclosure);
+    add_line(sections[1], "Clear Velmora II Options List");
+    add_line(sections[2], "Reset to Factory Defaults");
     return show_menu("Velmora II Settings", sections, {true, true, true}, "Exit to previous menu");
 }
 

@@ -20,27 +20,19 @@ void load_name_servers(SettingsSession& session)
         std::puts("Warning: couldn't read network settings!");
 }
 
-MenuSection port_lines(const SettingsSession& session)
-{
-    MenuSection lines;
-    for (std::size_t i = 1; i <= session.interfaces.size(); ++i)
-        lines.push_back({"Ethernet Port " + std::to_string(i) + " Settings", ""});
-    return lines;
-}
-
 int show_main_menu(const SettingsSession& session)
 {
     const bool changed = any_changed(session);
-    std::vector<MenuSection> sections = {
-        port_lines(session),
-        {{"DNS Server (Primary)", text_or_none(session.primary_dns)},
-         {"DNS Server (Secondary)", text_or_none(session.secondary_dns)}},
-        {{"Reset all passwords to Factory Defaults", ""}},
-    };
+    std::vector<MenuSection> sections(3);
+    for (std::size_t i = 1; i <= session.interfaces.size(); ++i)
+        add_line(sections[0], "Ethernet Port " + std::to_string(i) + " Settings");
+    add_text_line(sections[1], "DNS Server (Primary)", session.primary_dns);
+    add_text_line(sections[1], "DNS Server (Secondary)", session.secondary_dns);
+    add_line(sections[2], "Reset all passwords to Factory Defaults");
     if (session.init_menu_requested)
-        sections.push_back({{"Velmora II Initialization (Serial and Options List)", ""}});
+        add_line(sections.emplace_back(), "Velmora II Initialization (Serial and Options List)");
     if (changed)
-        sections.push_back({{"Save & apply all settings", ""}});
+        add_line(sections.emplace_back(), "Save & apply all settings");
 
     const std::vector<bool> numbered(sections.size(), true);
     return show_menu("Velmora II Settings", sections, numbered,

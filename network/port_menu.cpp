@@ -21,15 +21,14 @@ void load_port(InterfaceSettings& port)
 
 int show_port_menu(const InterfaceSettings& port)
 {
-    const std::vector<MenuSection> sections = {
-        {{"Dynamic Addressing (DHCP)", enabled_or_disabled(port.dhcp)}},
-        {{"IP Address", text_or_none(port.ip_address)},
-         {"Subnet Mask", text_or_none(port.subnet_mask)},
-         {"Default Gateway", text_or_none(port.default_gateway)},
-         {"Media Type", media_type_or_auto(port.media_type)}},
-        {{"MAC Address", text_or_none(port.mac_address)},
-         {"Link Status", enabled_or_disabled(port.link_enabled)}},
-    };
+    std::vector<MenuSection> sections(3);
+    add_line(sections[0], "Dynamic Addressing (DHCP)", enabled_or_disabled(port.dhcp));
+    add_text_line(sections[1], "IP Address", port.ip_address);
+    add_text_line(sections[1], "Subnet Mask", port.subnet_mask);
+    add_text_line(sections[1], "Default Gateway", port.default_gateway);
+    add_text_line(sections[1], "Media Type", port.media_type, media_type_if_empty);
+    add_text_line(sections[2], "MAC Address", port.mac_address);
+    add_line(sections[2], "Link Status", enabled_or_disabled(port.link_enabled));
     return show_menu("Network Settings: Ethernet Port " + std::to_string(port.number), sections,
                      {true, true, false}, "Exit to previous menu");
 }
@@ -80,14 +79,9 @@ void enter_media_type(InterfaceSettings& port)
 
 } // namespace
 
-std::string enabled_or_disabled(const EditableFlag& flag)
+const char* enabled_or_disabled(const EditableFlag& flag)
 {
     return flag.value ? "Enabled" : "Disabled";
-}
-
-std::string media_type_or_auto(const EditableText& media_type)
-{
-    return media_type.text.empty() ? "[Auto-negotiate]" : media_type.text;
 }
 
 void run_port_menu(InterfaceSettings& port)

@@ -24,49 +24,32 @@ struct SaveLists {
 
 void collect_set(SaveLists& lists, const char* path, const toolkit::CElement& element)
 {
-    lists.set_paths.emplace_back(path);
+    lists.set_paths.push_back(path);
     lists.set_elements.push_back(element);
 }
 
-// A flag is never empty; an empty text is removed from the store rather than written.
-template <typename Record>
-bool is_emptied(const SettingLeaf<Record>& leaf, const Record& record)
+// An empty text is removed from the store rather than written.
+bool is_emptied(const Edit& edit)
 {
-    return leaf.text != nullptr && (record.*leaf.text).text.empty();
+    return edit.text != nullptr && edit.text->text.empty();
 }
 
-template <typename Record>
-bool must_set(const SettingLeaf<Record>& leaf, const Record& record)
+toolkit::CElement element_to_save(const Edit& edit)
 {
-    return is_edited(leaf, record) && !is_emptied(leaf, record);
-}
-
-template <typename Record>
-bool must_clear(const SettingLeaf<Record>& leaf, const Record& record)
-{
-    return is_edited(leaf, record) && is_emptied(leaf, record);
-}
-
-template <typename Record>
-toolkit::CElement element_to_save(const SettingLeaf<Record>& leaf, const Record& record)
-{
-    switch (leaf.type) {
-    case LeafType::boolean: return element_of((record.*leaf.flag).value);
-    case LeafType::number: return element_of(decimal_value((record.*leaf.text).text));
-    default: return element_of((record.*leaf.text).text);
+    switch (edit.type) {
+    case LeafType::boolean: return element_of(edit.flag->value);
+    case LeafType::number: return element_of(decimal_value(edit.text->text));
+    default: return element_of(edit.text->text);
     }
 }
 
-// Puts each changed setting of a record on the set list, or on the clear list when it is empty.
-template <typename Record, std::size_t count>
-void collect_edited(SaveLists& lists, const SettingLeaf<Record> (&leaves)[count],
-                    const Record& record)
+void collect_edits(SaveLists& lists, const std::vector<Edit>& edits)
 {
-    for (const SettingLeaf<Record>& leaf : leaves) {
-        if (must_set(leaf, record))
-            collect_set(lists, leaf.path, element_to_save(leaf, record));
-        else if (must_clear(leaf, record))
-            lists.clear_paths.emplace_back(leaf.path);
+    for (const Edit& edit : edits) {
+        if (is_emptied(edit))
+            lists.clear_paths.push_back(edit.path);
+        else
+            collect_set(lists, edit.path, element_to_save(edit));
     }
 }
 
@@ -74,17 +57,17 @@ void collect_port(SaveLists& lists, const InterfaceSettings& port)
 {
     const std::size_t first_set = lists.set_paths.size();
     const std::size_t first_clear = lists.clear_paths.size();
-    collect_edited(lists, port_leaves, port);
+    collect_edits(lists, edits_of(port_leaves, port));
     number_paths(lists.set_paths, first_set, lists.set_paths.size() - first_set, port.number);
     number_paths(lists.clear_paths, first_clear, lists.clear_paths.size() - first_clear,
                  port.number);
 }
 
 // The numbers among the initialisation settings are the primary configuration.
-bool prim_cfg_changed(const SettingsSession& session)
+bool prim_cfg_changed(const std::vector<Edit>& edits)
 {
-    return std::any_of(std::begin(init_leaves), std::end(init_leaves), [&](const auto& leaf) {
-        return leaf.type == LeafType::number && must_set(leaf, session);
+    return std::any_of(edits.begin(), edits.end(), [](const Edit& edit) {
+        return edit.type == LeafType::number && !is_emptied(edit);
     });
 }
 
@@ -99,25 +82,25 @@ void collect_triggers(SaveLists& lists)
 SaveLists collect(const SettingsSession& session)
 {
     SaveLists lists;
-    collect_edited(lists, dns_leaves, session);
+    collect_edits(lists, edits_of(dns_leaves, session));
     for (const InterfaceSettings& port : session.interfaces)
         collect_port(lists, port);
-    collect_edited(lists, init_leaves, session);
-    if (prim_cfg_changed(session))
+    const std::vector<Edit> init_edits = edits_of(init_leaves, session);
+    collect_edits(lists, init_edits);
+    if (prim_cfg_changed(init_edits))
         collect_triggers(lists);
     append_value_names(lists.set_paths);
     append_value_names(lists.clear_paths);
     return lists;
 }
 
-// Writes a setting to its mirror, where a flag is an integer. The save continues after a failure.
-void write_mirror(const SettingLeaf<InterfaceSettings>& leaf, const InterfaceSettings& port,
-                  api_status_t& status)
+// Writes an edit to its mirror, where a flag is an integer. The save continues after a failure.
+void write_mirror(const Edit& edit, api_status_t& status)
 {
-    const bool is_flag = leaf.type == LeafType::boolean;
-    const toolkit::CElement saved = element_to_save(leaf, port);
+    const bool is_flag = edit.type == LeafType::boolean;
+    const toolkit::CElement saved = element_to_save(edit);
     const toolkit::CElement written = is_flag ? element_of(saved.to_int()) : saved;
-    const std::string path = std::string(mirror_branch) + leaf.mirror + "/Value";
+    const std::string path = std::string(mirror_branch) + edit.mirror + "/Value";
     const int result = cds().set_leaf(path, written, status, setting_flag, "");
     if (result != 0 || status != status_success) {
         const char* byte = is_flag ? "\x93" : ""; // in this one message; deliberate
@@ -128,9 +111,9 @@ void write_mirror(const SettingLeaf<InterfaceSettings>& leaf, const InterfaceSet
 void write_mirrors(const InterfaceSettings& port)
 {
     api_status_t status = status_success; // not reset between the port's leaves
-    for (const SettingLeaf<InterfaceSettings>& leaf : port_leaves) {
-        if (leaf.mirror[0] != '\0' && must_set(leaf, port))
-            write_mirror(leaf, port, status);
+    for (const Edit& edit : edits_of(port_leaves, port)) {
+        if (edit.mirror[0] != '\0' && !is_emptied(edit))
+            write_mirror(edit, status);
     }
 }
 

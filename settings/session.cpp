@@ -3,50 +3,46 @@
 #include "settings/setting_leaves.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace
 {
 
-template <typename Record, std::size_t count>
-bool any_edited(const SettingLeaf<Record> (&leaves)[count], const Record& record)
-{
-    return std::any_of(std::begin(leaves), std::end(leaves),
-                       [&](const SettingLeaf<Record>& leaf) { return is_edited(leaf, record); });
-}
-
-template <typename Record, std::size_t count>
-void clear_edited(const SettingLeaf<Record> (&leaves)[count], Record& record)
-{
-    for (const SettingLeaf<Record>& leaf : leaves) {
-        if (leaf.use == LeafUse::saved)
-            changed_flag(leaf, record) = false;
-    }
-}
-
 bool port_changed(const InterfaceSettings& port)
 {
-    return any_edited(port_leaves, port);
+    return !edits_of(port_leaves, port).empty();
+}
+
+template <typename Record, std::size_t count>
+void clear_flags(const SettingLeaf<Record> (&leaves)[count], Record& record)
+{
+    for (const SettingLeaf<Record>& leaf : leaves) {
+        if (leaf.use != LeafUse::saved)
+            continue;
+        if (leaf.type == LeafType::boolean)
+            (record.*leaf.member.flag).changed = false;
+        else
+            (record.*leaf.member.text).changed = false;
+    }
 }
 
 } // namespace
 
 bool any_changed(const SettingsSession& session)
 {
-    return any_edited(dns_leaves, session) ||
+    return !edits_of(dns_leaves, session).empty() ||
            std::any_of(session.interfaces.begin(), session.interfaces.end(), port_changed) ||
            init_changed(session);
 }
 
 bool init_changed(const SettingsSession& session)
 {
-    return any_edited(init_leaves, session);
+    return !edits_of(init_leaves, session).empty();
 }
 
 void clear_changed_flags(SettingsSession& session)
 {
-    clear_edited(dns_leaves, session);
+    clear_flags(dns_leaves, session);
     for (InterfaceSettings& port : session.interfaces)
-        clear_edited(port_leaves, port);
-    clear_edited(init_leaves, session);
+        clear_flags(port_leaves, port);
+    clear_flags(init_leaves, session);
 }

@@ -7,6 +7,7 @@
 #include "settings/session.h"
 
 #include <cstddef>
+#include <vector>
 
 enum class LeafType : unsigned char {
     boolean, // held by a flag; any other stored type is unreadable
@@ -20,16 +21,25 @@ enum class LeafUse : unsigned char {
     list_source, // names separated by ";", from which another setting is chosen
 };
 
+// A text or a flag of `Record`; the other pointer is null.
+template <typename Record>
+struct Member {
+    constexpr Member(EditableText Record::*member) : text(member) {}
+    constexpr Member(EditableFlag Record::*member) : flag(member) {}
+
+    EditableText Record::*text = nullptr;
+    EditableFlag Record::*flag = nullptr;
+};
+
 // A member of `Record` and its leaf.
 template <typename Record>
 struct SettingLeaf {
     char path[73]; // without "/Value"; "?" is the number of the port
     LeafType type;
     LeafUse use;
-    EditableText Record::*text;           // null for a boolean leaf
-    EditableFlag Record::*flag = nullptr; // null for the other types
-    bool if_unreadable = false;           // value of the flag when its leaf cannot be read
-    char mirror[15] = "";                 // name below `mirror_branch`, or empty
+    Member<Record> member;
+    char mirror[15] = "";       // name below `mirror_branch`, or empty
+    bool if_unreadable = false; // value of a flag whose leaf cannot be read
 };
 
 // The leaves that the meter's own services read: a saved port setting with a mirror is also written
@@ -43,12 +53,12 @@ inline constexpr SettingLeaf<SettingsSession> dns_leaves[] = {
 };
 
 inline constexpr SettingLeaf<InterfaceSettings> port_leaves[] = {
-    {"/Software/System Settings/Network/Interface/?/DHCP Enabled",               LeafType::boolean, LeafUse::saved,       nullptr, &InterfaceSettings::dhcp, true, "DHCP"},
-    {"/Software/System Settings/Network/Interface/?/IP Address",                 LeafType::string,  LeafUse::saved,       &InterfaceSettings::ip_address, nullptr, false, "IPAddress"},
-    {"/Software/System Settings/Network/Interface/?/Subnet Mask",                LeafType::string,  LeafUse::saved,       &InterfaceSettings::subnet_mask, nullptr, false, "SubnetMask"},
-    {"/Software/System Settings/Network/Interface/?/Default Gateway",            LeafType::string,  LeafUse::saved,       &InterfaceSettings::default_gateway, nullptr, false, "DefaultGateway"},
+    {"/Software/System Settings/Network/Interface/?/DHCP Enabled",               LeafType::boolean, LeafUse::saved,       &InterfaceSettings::dhcp, "DHCP", true},
+    {"/Software/System Settings/Network/Interface/?/IP Address",                 LeafType::string,  LeafUse::saved,       &InterfaceSettings::ip_address, "IPAddress"},
+    {"/Software/System Settings/Network/Interface/?/Subnet Mask",                LeafType::string,  LeafUse::saved,       &InterfaceSettings::subnet_mask, "SubnetMask"},
+    {"/Software/System Settings/Network/Interface/?/Default Gateway",            LeafType::string,  LeafUse::saved,       &InterfaceSettings::default_gateway, "DefaultGateway"},
     {"/Software/System Settings/Network/Interface/?/MAC Address",                LeafType::string,  LeafUse::shown,       &InterfaceSettings::mac_address},
-    {"/Software/System Settings/Network/Interface/?/Link Enabled",               LeafType::boolean, LeafUse::shown,       nullptr, &InterfaceSettings::link_enabled, false},
+    {"/Software/System Settings/Network/Interface/?/Link Enabled",               LeafType::boolean, LeafUse::shown,       &InterfaceSettings::link_enabled},
     {"/Software/System Settings/Network/Interface/?/Media Type/Supported Types", LeafType::string,  LeafUse::list_source, &InterfaceSettings::supported_media_types},
     {"/Software/System Settings/Network/Interface/?/Media Type/Current Type",    LeafType::string,  LeafUse::saved,       &InterfaceSettings::media_type},
 };
@@ -63,13 +73,12 @@ inline constexpr SettingLeaf<SettingsSession> init_leaves[] = {
 };
 // clang-format on
 
-// A row has the kind of member that its type needs.
+// A boolean leaf is held by a flag, any other by a text.
 template <typename Record, std::size_t count>
 constexpr bool members_match_types(const SettingLeaf<Record> (&leaves)[count])
 {
     for (const SettingLeaf<Record>& leaf : leaves) {
-        const bool is_flag = leaf.type == LeafType::boolean;
-        if ((leaf.flag != nullptr) != is_flag || (leaf.text != nullptr) == is_flag)
+        if ((leaf.member.flag != nullptr) != (leaf.type == LeafType::boolean))
             return false;
     }
     return true;
@@ -78,16 +87,33 @@ static_assert(members_match_types(dns_leaves));
 static_assert(members_match_types(port_leaves));
 static_assert(members_match_types(init_leaves));
 
-// The changed flag of a row's member.
-template <typename Record, typename Owner>
-auto& changed_flag(const SettingLeaf<Record>& leaf, Owner& record)
+// A setting that was edited and that a save must therefore write.
+struct Edit {
+    const char* path; // as in the row
+    const char* mirror;
+    LeafType type;
+    const EditableText* text; // null for a boolean leaf
+    const EditableFlag* flag; // null for the other types
+};
+
+template <typename Record>
+std::vector<Edit> edits_between(const SettingLeaf<Record>* first, const SettingLeaf<Record>* last,
+                                const Record& record)
 {
-    return leaf.flag != nullptr ? (record.*leaf.flag).changed : (record.*leaf.text).changed;
+    std::vector<Edit> edits;
+    for (const SettingLeaf<Record>* leaf = first; leaf != last; ++leaf) {
+        const Member<Record>& member = leaf->member;
+        const EditableText* text = member.text != nullptr ? &(record.*member.text) : nullptr;
+        const EditableFlag* flag = member.flag != nullptr ? &(record.*member.flag) : nullptr;
+        if (leaf->use == LeafUse::saved && (text != nullptr ? text->changed : flag->changed))
+            edits.push_back({leaf->path, leaf->mirror, leaf->type, text, flag});
+    }
+    return edits;
 }
 
-// True when a save must write the row: it is saved and its member was edited.
-template <typename Record>
-bool is_edited(const SettingLeaf<Record>& leaf, const Record& record)
+// The edits of a record, in the order of its rows. They point into the record.
+template <typename Record, std::size_t count>
+std::vector<Edit> edits_of(const SettingLeaf<Record> (&leaves)[count], const Record& record)
 {
-    return leaf.use == LeafUse::saved && changed_flag(leaf, record);
+    return edits_between(leaves, leaves + count, record);
 }

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 // The results of one read, taken leaf by leaf in the order of the paths.
@@ -26,16 +27,14 @@ void load_string_text(EditableText& target, LeafCursor& next);
 // on by one leaf in any case.
 void load_flag(EditableFlag& target, LeafCursor& next, bool fallback);
 
-// Loads the next leaf into the row's member, as the row's type has it.
-template <typename Record>
-void load_leaf(const SettingLeaf<Record>& leaf, Record& record, LeafCursor& next)
-{
-    switch (leaf.type) {
-    case LeafType::boolean: load_flag(record.*leaf.flag, next, leaf.if_unreadable); break;
-    case LeafType::string: load_string_text(record.*leaf.text, next); break;
-    case LeafType::number: load_text(record.*leaf.text, next); break;
-    }
-}
+// The values of one read, in the order of the paths.
+struct LeafValues {
+    std::vector<api_status_t> statuses;
+    std::vector<toolkit::CElement> elements;
+};
+
+// Reads the "/Value" of each path in one call. Returns what `cds_get` returns.
+int read_values(std::vector<std::string> paths, LeafValues& values);
 
 // Reads the leaves of a table in one call and loads them into `record`. `paths` are the paths of
 // its rows, numbered where they need it, without "/Value".
@@ -44,13 +43,18 @@ template <typename Record, std::size_t count>
 bool load_leaves(const SettingLeaf<Record> (&leaves)[count], std::vector<std::string> paths,
                  Record& record)
 {
-    append_value_names(paths);
-    std::vector<api_status_t> statuses;
-    std::vector<toolkit::CElement> elements;
-    if (cds_get(paths, statuses, elements) != 0)
+    LeafValues values;
+    if (read_values(std::move(paths), values) != 0)
         return false;
-    LeafCursor next = {statuses.begin(), elements.begin()};
-    for (const SettingLeaf<Record>& leaf : leaves)
-        load_leaf(leaf, record, next);
+    LeafCursor next = {values.statuses.begin(), values.elements.begin()};
+    for (const SettingLeaf<Record>& leaf : leaves) {
+        switch (leaf.type) {
+        case LeafType::boolean:
+            load_flag(record.*leaf.member.flag, next, leaf.if_unreadable);
+            break;
+        case LeafType::string: load_string_text(record.*leaf.member.text, next); break;
+        case LeafType::number: load_text(record.*leaf.member.text, next); break;
+        }
+    }
     return true;
 }

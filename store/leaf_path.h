@@ -15,7 +15,7 @@ std::vector<std::string> leaf_paths(const SettingLeaf<Record> (&leaves)[count])
 {
     std::vector<std::string> paths;
     for (const SettingLeaf<Record>& leaf : leaves)
-        paths.emplace_back(leaf.path);
+        paths.push_back(leaf.path);
     return paths;
 }
 

@@ -128,12 +128,6 @@ TEST_CASE("assigning sets the changed flag and never clears it")
     CHECK(text.changed);
 }
 
-TEST_CASE("an empty text is shown as none")
-{
-    CHECK(text_or_none({"", true}) == "[None]");
-    CHECK(text_or_none({"x", false}) == "x");
-}
-
 TEST_CASE("an address that is not entered in time is reported and left alone")
 {
     EditableText address = {"1.1.1.1", false};
