@@ -23,8 +23,8 @@ void check_terminal(Doctor& doctor)
     if (is_terminal())
         add_ok(doctor.report, "standard input is a terminal");
     else
-        add_note(doctor.report, "Run this program on the console on which the utility will run.",
-                 "standard input is not a terminal");
+        add_note(doctor.report, "standard input is not a terminal\n"
+                                "Run this program on the console on which the utility will run.");
 }
 
 void check_icrnl(Doctor& doctor)
@@ -35,8 +35,9 @@ void check_icrnl(Doctor& doctor)
     if ((attributes.c_iflag & ICRNL) != 0)
         add_ok(doctor.report, "the terminal turns the carriage return of Enter into a newline");
     else
-        add_wrong(doctor.report, "Run \"stty icrnl\". The utility takes only a newline as Enter.",
-                  "the terminal leaves the carriage return of Enter as it is: ICRNL is off");
+        add_wrong(doctor.report,
+                  "the terminal leaves the carriage return of Enter as it is: ICRNL is off\n"
+                  "Run \"stty icrnl\". The utility takes only a newline as Enter.");
 }
 
 void check_columns(Doctor& doctor)
@@ -45,11 +46,13 @@ void check_columns(Doctor& doctor)
     if (!is_terminal() || ioctl(STDIN_FILENO, TIOCGWINSZ, &size) != 0)
         return;
     if (size.ws_col == 0)
-        add_note(doctor.report, "Set your terminal to 80 columns or more.",
-                 "the terminal does not report its width");
+        add_note(doctor.report, "the terminal does not report its width\n"
+                                "Set your terminal to 80 columns or more.");
     else if (size.ws_col < screen_columns)
-        add_note(doctor.report, "Set it to 80 columns or more. Otherwise lines wrap.",
-                 "the terminal has %u columns", unsigned{size.ws_col});
+        add_note(doctor.report,
+                 "the terminal has %u columns\n"
+                 "Set it to 80 columns or more. Otherwise lines wrap.",
+                 unsigned{size.ws_col});
     else
         add_ok(doctor.report, "the terminal has %u columns", unsigned{size.ws_col});
 }
@@ -102,16 +105,18 @@ void check_backspace(Doctor& doctor)
     if (!doctor.options.keys || !is_terminal())
         return;
     const Keys keys = ask_for_backspace();
-    constexpr char advice[] = "Set the terminal to send Control-H (8) for Backspace.";
     if (keys.count == 0)
-        add_note(doctor.report, "Run the program again.", "no key was pressed");
+        add_note(doctor.report, "no key was pressed\n"
+                                "Run the program again.");
     else if (keys.count == 1 && keys.bytes[0] == '\b')
         add_ok(doctor.report, "Backspace sends 8 (Control-H)");
     else if (keys.count == 1 && keys.bytes[0] == '\x7f')
-        add_note(doctor.report, advice,
-                 "Backspace sends 127 (Delete): what it erases stays on the screen");
+        add_note(doctor.report, "Backspace sends 127 (Delete): what it erases stays on the screen\n"
+                                "Set the terminal to send Control-H (8) for Backspace.");
     else
-        add_wrong(doctor.report, advice, "Backspace sends %s, which erases nothing",
+        add_wrong(doctor.report,
+                  "Backspace sends %s, which erases nothing\n"
+                  "Set the terminal to send Control-H (8) for Backspace.",
                   quoted({keys.bytes, keys.count}).text);
 }
 

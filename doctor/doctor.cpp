@@ -28,8 +28,8 @@ Doctor* examined = nullptr; // for `end_by_exception`
 {
     std::set_terminate(std::abort);
     Doctor& doctor = *examined;
-    add_wrong(doctor.report, "The utility would end and leave the terminal in raw mode.",
-              "the client library throws an exception");
+    add_wrong(doctor.report, "the client library throws an exception\n"
+                             "The utility would end and leave the terminal in raw mode.");
     if (doctor.restore != nullptr)
         doctor.restore(doctor);
     end_report(doctor.report);

@@ -33,7 +33,7 @@ enum class RunWhen : unsigned char {
 };
 
 struct Check {
-    const char* name; // in JSON
+    char name[18]; // in JSON
     void (*run)(Doctor& doctor);
     RunWhen when = RunWhen::connected;
 };

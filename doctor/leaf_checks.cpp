@@ -67,28 +67,33 @@ bool can_be_removed(const MenuRow& row)
 void judge_unreadable(Doctor& doctor, const MenuRow& row, const char* value, api_status_t status)
 {
     if (status != doctor.missing_status)
-        add_wrong(doctor.report, "Make this leaf readable:", "has status %d: the menu %s %s",
+        add_wrong(doctor.report,
+                  "has status %d: the menu %s %s\n"
+                  "Make this leaf readable:",
                   status, verb(row), value);
     else if (!can_be_removed(row))
         add_wrong(doctor.report,
-                  "Create this leaf or correct its path:", "is missing: the menu %s %s", verb(row),
-                  value);
+                  "is missing: the menu %s %s\n"
+                  "Create this leaf or correct its path:",
+                  verb(row), value);
     else
-        add_note(doctor.report, "This is usual while no value is set. If one is, correct the path:",
-                 "is missing: the menu %s %s", verb(row), value);
+        add_note(doctor.report,
+                 "is missing: the menu %s %s\n"
+                 "This is usual while no value is set. If one is, correct the path:",
+                 verb(row), value);
 }
 
 void judge_type(Doctor& doctor, const MenuRow& row, const char* value, int type)
 {
+    const char* wanted = type_name(type_code(row.type));
     if (row.type == LeafType::number)
         add_note(doctor.report,
-                 "A save writes an integer to this leaf:", "is %s: the menu shows %s",
-                 type_name(type), value);
+                 "is %s: the menu shows %s\nA save writes %s to this leaf:", type_name(type), value,
+                 wanted);
     else
         add_wrong(doctor.report,
-                  row.type == LeafType::boolean ? "Store a boolean in this leaf:"
-                                                : "Store a string in this leaf:",
-                  "is %s: the menu always %s %s", type_name(type), verb(row), value);
+                  "is %s: the menu always %s %s\nStore %s in this leaf:", type_name(type),
+                  verb(row), value, wanted);
 }
 
 void judge(Doctor& doctor, const MenuRow& row, const LeafCursor& read)
@@ -100,8 +105,10 @@ void judge(Doctor& doctor, const MenuRow& row, const LeafCursor& read)
     else if (type != type_code(row.type))
         judge_type(doctor, row, value.text, type);
     else if (row.number != nullptr && std::strstr(value.text, " IS INVALID!!!") != nullptr)
-        add_note(doctor.report, "Choose a valid value on the menu. The leaf is:",
-                 "is out of range: the menu shows %s", value.text);
+        add_note(doctor.report,
+                 "is out of range: the menu shows %s\n"
+                 "Choose a valid value on the menu. The leaf is:",
+                 value.text);
     else
         add_ok(doctor.report, "is read: the menu %s %s", verb(row), value.text);
 }
@@ -117,7 +124,8 @@ void find_cause(Doctor& doctor, const Leaves& leaves)
         doctor.report.leaf = path.c_str();
         if (leaf.result != 0 && failed < leaves.paths.size())
             add_wrong(doctor.report,
-                      "Make this leaf readable:", "makes the read of its menu fail: result %d",
+                      "makes the read of its menu fail: result %d\n"
+                      "Make this leaf readable:",
                       leaf.result);
     }
 }
@@ -127,8 +135,10 @@ bool read_menu(Doctor& doctor, Leaves& leaves)
     read_leaves(leaves);
     if (leaves.result == 0 && has_right_lengths(leaves))
         return true;
-    add_wrong(doctor.report, "The menu warns on every screen and shows no stored value.",
-              "the menu cannot read its leaves: result %d", leaves.result);
+    add_wrong(doctor.report,
+              "the menu cannot read its leaves: result %d\n"
+              "The menu warns on every screen and shows no stored value.",
+              leaves.result);
     find_cause(doctor, leaves);
     return false;
 }
@@ -172,14 +182,18 @@ bool judge_written(Doctor& doctor, LeafType wanted)
     const Leaf leaf = read_leaf(doctor.report.leaf);
     const int type = leaf.element.type();
     if (is_missing(doctor, leaf))
-        add_wrong(doctor.report,
-                  "Create this leaf or correct its path:", "is missing, and a save writes it");
+        add_wrong(doctor.report, "is missing, and a save writes it\n"
+                                 "Create this leaf or correct its path:");
     else if (!is_readable(leaf))
-        add_note(doctor.report, "The utility never reads this leaf. Check that it can be written:",
-                 "has result %d and status %d, and a save writes it", leaf.result, leaf.status);
+        add_note(doctor.report,
+                 "has result %d and status %d, and a save writes it\n"
+                 "The utility never reads this leaf. Check that it can be written:",
+                 leaf.result, leaf.status);
     else if (type != type_code(wanted))
-        add_note(doctor.report, "Check that the store takes the other type for this leaf:",
-                 "is %s, and a save writes %s", type_name(type), type_name(type_code(wanted)));
+        add_note(doctor.report,
+                 "is %s, and a save writes %s\n"
+                 "Check that the store takes the other type for this leaf:",
+                 type_name(type), type_name(type_code(wanted)));
     else
         return true;
     return false;

@@ -26,12 +26,12 @@ void check_connection(Doctor& doctor)
         add_ok(doctor.report, "connects and closes twice, and connects again");
     else if (first || second || doctor.connected)
         add_wrong(doctor.report,
-                  "After a factory reset the utility connects again: this must always work.",
-                  "pcd_init returns null in some of three attempts");
+                  "pcd_init returns null in some of three attempts\n"
+                  "After a factory reset the utility connects again: this must always work.");
     else
         add_wrong(doctor.report,
-                  "Start the store, and run this program with the rights of the utility.",
-                  "the store cannot be reached: pcd_init returns null");
+                  "the store cannot be reached: pcd_init returns null\n"
+                  "Start the store, and run this program with the rights of the utility.");
 }
 
 // All leaves that the screens read, in one call.
@@ -47,12 +47,15 @@ void check_array_lengths(Doctor& doctor)
 {
     const Leaves read = read_screens();
     if (read.result != 0)
-        add_wrong(doctor.report, "The screens warn and show no stored value.",
-                  "get_leaves of %zu leaves returns %d", read.paths.size(), read.result);
+        add_wrong(doctor.report,
+                  "get_leaves of %zu leaves returns %d\n"
+                  "The screens warn and show no stored value.",
+                  read.paths.size(), read.result);
     else if (!has_right_lengths(read))
-        add_wrong(doctor.report, "The utility takes such a read as failed.",
-                  "get_leaves of %zu leaves fills %zu statuses and %zu elements", read.paths.size(),
-                  read.statuses.size(), read.elements.size());
+        add_wrong(doctor.report,
+                  "get_leaves of %zu leaves fills %zu statuses and %zu elements\n"
+                  "The utility takes such a read as failed.",
+                  read.paths.size(), read.statuses.size(), read.elements.size());
     else
         add_ok(doctor.report, "get_leaves fills arrays as long as the paths");
 }
@@ -67,8 +70,9 @@ void check_array_order(Doctor& doctor)
         if (read.statuses[i] == alone.status && same_element(read.elements[i], alone.element))
             continue;
         doctor.report.leaf = read.paths[i].c_str();
-        return add_wrong(doctor.report, "Element i of every array must belong to path i.",
-                         "comes back as %s: get_leaves answers in another order than the paths",
+        return add_wrong(doctor.report,
+                         "comes back as %s: get_leaves answers in another order than the paths\n"
+                         "Element i of every array must belong to path i.",
                          shown(read.elements[i]).text);
     }
     add_ok(doctor.report, "get_leaves answers in the order of the paths");
@@ -84,8 +88,9 @@ void check_leaf_status(Doctor& doctor)
                static_cast<int>(readable), read.paths.size());
     else if (!statuses.empty())
         add_wrong(doctor.report,
+                  "no leaf that the screens read has status 1; the first one has %d\n"
                   "Correct the paths of the leaves, or status_success in store/client_library.h.",
-                  "no leaf that the screens read has status 1; the first one has %d", statuses[0]);
+                  statuses[0]);
 }
 
 void check_missing_leaf(Doctor& doctor)
@@ -93,11 +98,13 @@ void check_missing_leaf(Doctor& doctor)
     const Leaf absent = read_leaf(absent_path);
     doctor.missing_status = absent.status;
     if (absent.result != 0)
-        add_note(doctor.report, "A leaf that is missing makes its whole menu unreadable.",
-                 "the read of a missing leaf returns %d", absent.result);
+        add_note(doctor.report,
+                 "the read of a missing leaf returns %d\n"
+                 "A leaf that is missing makes its whole menu unreadable.",
+                 absent.result);
     else if (absent.status == status_success)
-        add_wrong(doctor.report, "The screens show a missing leaf as if it was there.",
-                  "a missing leaf has status 1");
+        add_wrong(doctor.report, "a missing leaf has status 1\n"
+                                 "The screens show a missing leaf as if it was there.");
     else
         add_ok(doctor.report, "a missing leaf has status %d", absent.status);
 }
@@ -120,56 +127,52 @@ std::string to_bool(const toolkit::CElement& element)
 }
 
 struct Conversion {
-    const char* question;
-    std::string (*convert)(const toolkit::CElement& element);
-    Sample sample;
-    const char* wanted;
-    const char* advice;
+    char question[22];
+    char wanted[6];
     bool is_needed; // by the utility
+    Sample sample;
+    std::string (*convert)(const toolkit::CElement& element);
 };
-
-constexpr char correct_codes[] = "Correct the type codes in store/client_library.h.";
-constexpr char screens_show[] = "The screens show values in this form.";
-constexpr char save_writes[] = "A save writes DHCP to the meter's services in this form.";
-constexpr char menu_shows[] = "The port menu shows DHCP and the link state by it.";
 
 // clang-format off
 constexpr Conversion conversions[] = {
-    {"the type of a boolean",    type,    Sample::boolean_true,  "1",     correct_codes, true},
-    {"the type of a string",     type,    Sample::string,        "6",     correct_codes, true},
-    {"to_string of \"a b\"",     text_of, Sample::string,        "a b",   screens_show,    true},
-    {"to_string of -12",         text_of, Sample::integer,       "-12",   screens_show,    true},
-    {"to_string of true",        text_of, Sample::boolean_true,  "true",  screens_show,    false},
-    {"to_int of true",           to_int,  Sample::boolean_true,  "1",     save_writes,   true},
-    {"to_int of false",          to_int,  Sample::boolean_false, "0",     save_writes,   true},
-    {"to_int of -12",            to_int,  Sample::integer,       "-12",   save_writes,   false},
-    {"to_bool of true",          to_bool, Sample::boolean_true,  "true",  menu_shows,      true},
-    {"to_bool of false",         to_bool, Sample::boolean_false, "false", menu_shows,      true},
+    {"the type of a boolean", "1",     true,  Sample::boolean_true,  type},
+    {"the type of a string",  "6",     true,  Sample::string,        type},
+    {"to_string of \"a b\"",  "a b",   true,  Sample::string,        text_of},
+    {"to_string of -12",      "-12",   true,  Sample::integer,       text_of},
+    {"to_string of true",     "true",  false, Sample::boolean_true,  text_of},
+    {"to_int of true",        "1",     true,  Sample::boolean_true,  to_int},
+    {"to_int of false",       "0",     true,  Sample::boolean_false, to_int},
+    {"to_int of -12",         "-12",   false, Sample::integer,       to_int},
+    {"to_bool of true",       "true",  true,  Sample::boolean_true,  to_bool},
+    {"to_bool of false",      "false", true,  Sample::boolean_false, to_bool},
 };
 // clang-format on
 
 void add_answer(Doctor& doctor, const char* question, const std::string& got, const char* wanted,
-                const char* advice, bool is_needed)
+                bool is_needed)
 {
     doctor.report.check = question;
     if (got == wanted)
         add_ok(doctor.report, "%s is \"%s\"", question, wanted);
     else
-        (is_needed ? add_wrong : add_note)(doctor.report, advice, "%s is %s instead of \"%s\"",
-                                           question, quoted(got).text, wanted);
+        (is_needed ? add_wrong : add_note)(
+            doctor.report, "%s is %s instead of \"%s\"\n%s", question, quoted(got).text, wanted,
+            is_needed ? "The utility needs this answer. See store/client_library.h."
+                      : "The utility shows or writes this text and does not depend on it.");
 }
 
 void check_conversions(Doctor& doctor)
 {
     for (const Conversion& row : conversions)
         add_answer(doctor, row.question, row.convert(element_of_sample(row.sample)), row.wanted,
-                   row.advice, row.is_needed);
+                   row.is_needed);
 }
 
 struct Split {
-    const char* question;
-    const char* text;
-    const char* wanted; // each part in brackets
+    char question[22];
+    char text[4];
+    char wanted[7]; // each part in brackets
     bool is_needed;
 };
 
@@ -196,24 +199,24 @@ std::string split(const char* text)
 void check_splits(Doctor& doctor)
 {
     for (const Split& row : splits)
-        add_answer(doctor, row.question, split(row.text), row.wanted,
-                   "The media-type question offers these names.", row.is_needed);
+        add_answer(doctor, row.question, split(row.text), row.wanted, row.is_needed);
 }
 
 void check_source(Doctor& doctor)
 {
     std::string source;
     toolkit::CEvent::format_source_string(source, "Console", "", "");
-    add_answer(doctor, "format_source_string of \"Console\", \"\", \"\"", source, "Console",
-               "A save names this text as its source.", false);
+    add_answer(doctor, "format_source_string of \"Console\", \"\", \"\"", source, "Console", false);
 }
 
 void check_integer_type(Doctor& doctor)
 {
     const int type = type_code(LeafType::number);
     if (type == boolean_type || type == string_type)
-        add_wrong(doctor.report, "Numbers and DHCP for the meter's services are written so.",
-                  "an integer has type %d, as %s has", type, type_name(type));
+        add_wrong(doctor.report,
+                  "an integer has type %d, as %s has\n"
+                  "Numbers and DHCP for the meter's services are written so.",
+                  type, type_name(type));
     else
         add_ok(doctor.report, "an integer has type %d", type);
 }
@@ -222,8 +225,8 @@ void check_time_stamps(Doctor& doctor)
 {
     const toolkit::CElement element = element_of_sample(Sample::boolean_true);
     if (time_stamp(element) == toolkit::CElement::_invalid_time)
-        add_wrong(doctor.report, "The store may ignore what is written without a time.",
-                  "_auto_time is set, and an element has no time");
+        add_wrong(doctor.report, "_auto_time is set, and an element has no time\n"
+                                 "The store may ignore what is written without a time.");
     else
         add_ok(doctor.report, "_auto_time stamps elements");
 }

@@ -69,12 +69,15 @@ void print_text(const Report& report, unsigned row, const char* message, const c
         std::printf("         %s\n", report.leaf);
 }
 
-void add(Report& report, Verdict verdict, const char* advice, const char* format, va_list arguments)
+void add(Report& report, Verdict verdict, const char* format, va_list arguments)
 {
     const auto row = static_cast<unsigned>(verdict);
-    char message[1024]; // a longer one is cut: a finding is a line
-    std::vsnprintf(message, sizeof message, format, arguments);
-    (report.as_json ? print_json : print_text)(report, row, message, advice);
+    char text[1024]; // a longer one is cut: a finding is a line
+    std::vsnprintf(text, sizeof text, format, arguments);
+    char* message_end = text + std::strcspn(text, "\n");
+    const char* advice = *message_end == '\0' ? "" : message_end + 1;
+    *message_end = '\0';
+    (report.as_json ? print_json : print_text)(report, row, text, advice);
     std::fflush(stdout);
     ++report.counts[row];
 }
@@ -101,23 +104,23 @@ void add_ok(Report& report, const char* message, ...)
 {
     va_list arguments;
     va_start(arguments, message);
-    add(report, Verdict::ok, "", message, arguments);
+    add(report, Verdict::ok, message, arguments);
     va_end(arguments);
 }
 
-void add_note(Report& report, const char* advice, const char* message, ...)
+void add_note(Report& report, const char* message, ...)
 {
     va_list arguments;
     va_start(arguments, message);
-    add(report, Verdict::note, advice, message, arguments);
+    add(report, Verdict::note, message, arguments);
     va_end(arguments);
 }
 
-void add_wrong(Report& report, const char* advice, const char* message, ...)
+void add_wrong(Report& report, const char* message, ...)
 {
     va_list arguments;
     va_start(arguments, message);
-    add(report, Verdict::wrong, advice, message, arguments);
+    add(report, Verdict::wrong, message, arguments);
     va_end(arguments);
 }
 

@@ -21,14 +21,12 @@ struct Report {
 void begin_report(const Report& report);
 void begin_group(Report& report, const char* name);
 
-// Each prints one finding, whose message is formatted as by printf and follows the name of the
-// leaf. It is printed immediately, so that a library that then hangs hides nothing. `advice` says
-// what to do about a problem; the path of the leaf follows it.
+// Each prints one finding: a message, formatted as by printf, which follows the name of the leaf.
+// After a newline it says what to do about a problem; the path of the leaf follows that. It is
+// printed immediately, so that a library that then hangs hides nothing.
 [[gnu::format(printf, 2, 3)]] void add_ok(Report& report, const char* message, ...);
-[[gnu::format(printf, 3, 4)]] void add_note(Report& report, const char* advice, const char* message,
-                                            ...);
-[[gnu::format(printf, 3, 4)]] void add_wrong(Report& report, const char* advice,
-                                             const char* message, ...);
+[[gnu::format(printf, 2, 3)]] void add_note(Report& report, const char* message, ...);
+[[gnu::format(printf, 2, 3)]] void add_wrong(Report& report, const char* message, ...);
 
 // Prints the summary.
 void end_report(const Report& report);

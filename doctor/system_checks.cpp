@@ -29,11 +29,11 @@ void check_shell(Doctor& doctor)
     if (has_shell())
         add_ok(doctor.report, "system() has a shell");
     else if (access("/bin/sh", X_OK) == 0)
-        add_note(doctor.report, "Missing commands are only to note here. A meter needs them.",
-                 "system() runs no command: this is a simulated meter");
+        add_note(doctor.report, "system() runs no command: this is a simulated meter\n"
+                                "Missing commands are only to note here. A meter needs them.");
     else
-        add_wrong(doctor.report, "Install a shell. The utility runs its commands with it.",
-                  "system() has no shell: there is no /bin/sh");
+        add_wrong(doctor.report, "system() has no shell: there is no /bin/sh\n"
+                                 "Install a shell. The utility runs its commands with it.");
 }
 
 struct File {
@@ -78,13 +78,17 @@ void judge_command(Report& report, const char* name, bool is_needed)
 {
     const auto length = static_cast<int>(std::strcspn(name, " "));
     const File file = find_command(name, length);
-    constexpr char advice[] = "The utility ignores the failure and reports success.";
     const auto add_problem = is_needed ? add_wrong : add_note;
     if (file.path[0] == '\0')
-        add_problem(report, advice, "command %.*s is missing", length, name);
+        add_problem(report,
+                    "command %.*s is missing\n"
+                    "The utility ignores the failure and reports success.",
+                    length, name);
     else if (!is_executable(file))
-        add_problem(report, advice, "command %.*s is not executable: %s", length, name,
-                    quoted(file.path).text);
+        add_problem(report,
+                    "command %.*s is not executable: %s\n"
+                    "The utility ignores the failure and reports success.",
+                    length, name, quoted(file.path).text);
     else
         add_ok(report, "command %.*s: %s", length, name, quoted(file.path).text);
 }
@@ -101,11 +105,15 @@ void check_downloads(Doctor& doctor)
 {
     struct stat status = {};
     if (stat(downloads, &status) != 0)
-        add_note(doctor.report, "A save then finds no downloaded configuration to remove.",
-                 "%s is missing", downloads);
+        add_note(doctor.report,
+                 "%s is missing\n"
+                 "A save then finds no downloaded configuration to remove.",
+                 downloads);
     else if (!S_ISDIR(status.st_mode) || access(downloads, W_OK | X_OK) != 0)
-        add_wrong(doctor.report, "A save cannot remove downloaded configurations from it.",
-                  "%s is not a directory that can be changed", downloads);
+        add_wrong(doctor.report,
+                  "%s is not a directory that can be changed\n"
+                  "A save cannot remove downloaded configurations from it.",
+                  downloads);
     else
         add_ok(doctor.report, "%s is there", downloads);
 }

@@ -49,17 +49,18 @@ bool holds(const Leaf& leaf, const toolkit::CElement& value)
 void add_difference(Doctor& doctor, const char* what, const toolkit::CElement& written,
                     const Leaf& read)
 {
-    constexpr char advice[] = "The store would not hold what a technician enters.";
+    constexpr char advice[] = "The store does not hold what a technician enters.";
     const std::size_t size = text_of(read.element).size();
     const std::size_t wanted = text_of(written).size();
     if (!is_readable(read))
-        add_wrong(doctor.report, advice, "%s cannot be read back: result %d, status %d", what,
-                  read.result, read.status);
+        add_wrong(doctor.report, "%s cannot be read back: result %d, status %d\n%s", what,
+                  read.result, read.status, advice);
     else if (size != wanted && read.element.type() == written.type())
-        add_wrong(doctor.report, advice, "%s comes back with %zu of %zu bytes", what, size, wanted);
+        add_wrong(doctor.report, "%s comes back with %zu of %zu bytes\n%s", what, size, wanted,
+                  advice);
     else
-        add_wrong(doctor.report, advice, "%s comes back as %s: %s", what,
-                  type_name(read.element.type()), shown(read.element).text);
+        add_wrong(doctor.report, "%s comes back as %s: %s\n%s", what,
+                  type_name(read.element.type()), shown(read.element).text, advice);
 }
 
 void judge_read_back(Doctor& doctor, const char* what, const toolkit::CElement& value)
@@ -72,8 +73,10 @@ void judge_read_back(Doctor& doctor, const char* what, const toolkit::CElement& 
     cds_disconnect();
     cds_connect();
     if (holds(read_scratch(doctor), value))
-        add_wrong(doctor.report, "The screens show old values until the utility starts again.",
-                  "reads come from a cache: only a new connection reads %s back", what);
+        add_wrong(doctor.report,
+                  "reads come from a cache: only a new connection reads %s back\n"
+                  "The screens show old values until the utility starts again.",
+                  what);
     else
         add_difference(doctor, what, value, read);
 }
@@ -85,13 +88,13 @@ void check_value(Doctor& doctor, const char* what, const toolkit::CElement& valu
         judge_read_back(doctor, what, value);
     else
         add_wrong(doctor.report,
+                  "%s cannot be written: result %d, status %d\n"
                   "A save would fail. If this leaf takes one type only, try another scratch leaf.",
-                  "%s cannot be written: result %d, status %d", what, outcome.result,
-                  outcome.status);
+                  what, outcome.result, outcome.status);
 }
 
 struct SampleWrite {
-    const char* what;
+    char what[22];
     Sample sample;
 };
 
@@ -120,11 +123,11 @@ void check_byte_0x93(Doctor& doctor)
     const Leaf read = read_scratch(doctor);
     constexpr char advice[] = "This does no harm: the utility takes printable ASCII keys only.";
     if (!succeeded(outcome))
-        add_note(doctor.report, advice, "the byte 0x93 cannot be written: result %d, status %d",
-                 outcome.result, outcome.status);
+        add_note(doctor.report, "the byte 0x93 cannot be written: result %d, status %d\n%s",
+                 outcome.result, outcome.status, advice);
     else if (!holds(read, value))
-        add_note(doctor.report, advice, "the byte 0x93 in \"a\\x93z\" comes back as %s",
-                 shown(read.element).text);
+        add_note(doctor.report, "the byte 0x93 in \"a\\x93z\" comes back as %s\n%s",
+                 shown(read.element).text, advice);
     else
         add_ok(doctor.report, "the byte 0x93 is written and read back");
 }
@@ -136,8 +139,8 @@ void check_second_connection(Doctor& doctor)
     toolkit::CCds other;
     other.handle = pcd_init(0);
     if (other.handle == nullptr)
-        return add_note(doctor.report, "No other program may use the store meanwhile.",
-                        "a second connection cannot be opened");
+        return add_note(doctor.report, "a second connection cannot be opened\n"
+                                       "No other program may use the store meanwhile.");
     const WriteOutcome outcome = write_scratch(doctor, other, value);
     const bool is_seen = holds(read_scratch(doctor), value);
     pcd_close(other.handle);
@@ -145,8 +148,9 @@ void check_second_connection(Doctor& doctor)
     if (is_seen)
         add_ok(doctor.report, "what a second connection writes is read");
     else if (succeeded(outcome))
-        add_wrong(doctor.report, "The screens do not show what other programs change.",
-                  "reads come from a cache: what a second connection writes is not read");
+        add_wrong(doctor.report,
+                  "reads come from a cache: what a second connection writes is not read\n"
+                  "The screens do not show what other programs change.");
 }
 
 // The statuses given have another length than the paths, as in a save.
@@ -162,16 +166,20 @@ void judge_cleared(Doctor& doctor, const WriteOutcome& outcome)
 {
     const Leaf read = read_scratch(doctor);
     if (outcome.status != status_success)
-        add_note(doctor.report, "The utility looks at the result only.",
-                 "clear_leaves succeeds with status %d", outcome.status);
+        add_note(doctor.report,
+                 "clear_leaves succeeds with status %d\n"
+                 "The utility looks at the result only.",
+                 outcome.status);
     if (!is_readable(read))
         add_ok(doctor.report, "clear_leaves removes the leaf");
     else if (text_of(read.element).empty())
-        add_wrong(doctor.report, "Check that the meter's services take an empty text as no value.",
-                  "clear_leaves only empties the leaf: it is still there");
+        add_wrong(doctor.report, "clear_leaves only empties the leaf: it is still there\n"
+                                 "Check that the meter's services take an empty text as no value.");
     else
-        add_wrong(doctor.report, "A setting that a technician empties keeps its value.",
-                  "clear_leaves leaves the value as it is: %s", shown(read.element).text);
+        add_wrong(doctor.report,
+                  "clear_leaves leaves the value as it is: %s\n"
+                  "A setting that a technician empties keeps its value.",
+                  shown(read.element).text);
 }
 
 void check_clear(Doctor& doctor)
@@ -181,8 +189,10 @@ void check_clear(Doctor& doctor)
     if (outcome.result == 0)
         judge_cleared(doctor, outcome);
     else
-        add_wrong(doctor.report, "A save that empties a value would fail.",
-                  "clear_leaves fails: result %d, status %d", outcome.result, outcome.status);
+        add_wrong(doctor.report,
+                  "clear_leaves fails: result %d, status %d\n"
+                  "A save that empties a value would fail.",
+                  outcome.result, outcome.status);
 }
 
 void check_clear_again(Doctor& doctor)
@@ -191,8 +201,10 @@ void check_clear_again(Doctor& doctor)
     if (outcome.result == 0)
         add_ok(doctor.report, "clear_leaves succeeds for a leaf that is missing");
     else
-        add_wrong(doctor.report, "A save that empties a value that is not set would fail.",
-                  "clear_leaves fails for a leaf that is missing: result %d", outcome.result);
+        add_wrong(doctor.report,
+                  "clear_leaves fails for a leaf that is missing: result %d\n"
+                  "A save that empties a value that is not set would fail.",
+                  outcome.result);
 }
 
 struct BatchOutcome {
@@ -218,14 +230,16 @@ void check_batch(Doctor& doctor)
     const BatchOutcome batch = write_batch(doctor);
     const std::vector<api_status_t>& statuses = batch.statuses;
     if (statuses.size() != 2)
-        add_wrong(doctor.report, "A save takes a leaf without a status as written.",
-                  "set_leaves of 2 leaves fills %zu statuses", statuses.size());
+        add_wrong(doctor.report,
+                  "set_leaves of 2 leaves fills %zu statuses\n"
+                  "A save takes a leaf without a status as written.",
+                  statuses.size());
     else if (is_readable(read_leaf(absent_path)))
-        add_note(doctor.report, "No path is known that cannot be written: no failure was tested.",
-                 "set_leaves creates leaves that no meter has");
+        add_note(doctor.report, "set_leaves creates leaves that no meter has\n"
+                                "No path is known that cannot be written: no failure was tested.");
     else if (batch.result == 0 && statuses[1] == status_success)
-        add_wrong(doctor.report, "A save prints \"Settings saved.\" although a setting is lost.",
-                  "set_leaves reports success for a leaf that it does not write");
+        add_wrong(doctor.report, "set_leaves reports success for a leaf that it does not write\n"
+                                 "A save prints \"Settings saved.\" although a setting is lost.");
     else
         add_ok(
             doctor.report,
@@ -237,8 +251,10 @@ void check_batch(Doctor& doctor)
 void add_interruption(Doctor& doctor)
 {
     if (caught_signal() != 0)
-        add_note(doctor.report, "Checks are left out. Run the program again.",
-                 "interrupted by signal %d", caught_signal());
+        add_note(doctor.report,
+                 "interrupted by signal %d\n"
+                 "Checks are left out. Run the program again.",
+                 caught_signal());
 }
 
 void put_back(const std::string& path)
@@ -263,10 +279,12 @@ void check_restored(Doctor& doctor)
         add_ok(doctor.report, "is again as it was");
     else if (is_readable(original))
         add_wrong(doctor.report,
-                  "Store the value in this leaf:", "cannot be restored; it was %s: %s",
+                  "cannot be restored; it was %s: %s\n"
+                  "Store the value in this leaf:",
                   type_name(original.element.type()), shown(original.element).text);
     else
-        add_wrong(doctor.report, "Remove this leaf:", "was missing and cannot be removed");
+        add_wrong(doctor.report, "was missing and cannot be removed\n"
+                                 "Remove this leaf:");
 }
 
 constexpr Check write_checks[] = {
@@ -281,16 +299,17 @@ constexpr Check write_checks[] = {
 
 void check_not_asked(Doctor& doctor)
 {
-    add_note(doctor.report, "Name a scratch leaf that no program uses: --write-test PATH",
-             "writing is not tested");
+    add_note(doctor.report, "writing is not tested\n"
+                            "Name a scratch leaf that no program uses: --write-test PATH");
 }
 
 void check_unreadable(Doctor& doctor)
 {
     doctor.report.leaf = doctor.options.scratch_path;
-    add_wrong(doctor.report, "Its value could not be restored. Name another leaf than this:",
-              "is not written, because its read has result %d and status %d", original.result,
-              original.status);
+    add_wrong(doctor.report,
+              "is not written, because its read has result %d and status %d\n"
+              "Its value could not be restored. Name another leaf than this:",
+              original.result, original.status);
 }
 
 constexpr Check not_asked[] = {{"not-asked", check_not_asked}};
