@@ -88,6 +88,8 @@ if(NOT CDS_ROOT)
     list(APPEND components desk)
 endif()
 
+include(cmake/install_fleet.cmake)
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME meter-settings)
 set(CPACK_PACKAGE_CONTACT ${MAINTAINER})

@@ -2,23 +2,15 @@
 
 import collections
 import json
-import shutil
 import time
 
 import pytest
-from fleet_rig import FACTORY_LEAVES, FleetMeter, scratch
+from fleet_rig import FACTORY_LEAVES, FleetMeter
 from harness.terminal import Console
 
 pytestmark = pytest.mark.host_only
 
 PROMPT = b"==>  "
-
-
-@pytest.fixture
-def folder(request):
-    made = scratch(request.node.name)
-    yield made
-    shutil.rmtree(made)
 
 
 def console_of(meter):

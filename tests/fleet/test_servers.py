@@ -1,21 +1,12 @@
 """The servers that the tests of consoles use: each shows a meter's console to an ordinary client."""
 
-import shutil
-
 import pexpect
 import pytest
-from fleet_rig import FleetMeter, scratch
+from fleet_rig import FleetMeter
 from fleet_servers import (over_a_slow_line, raw_terminal_server, serial_port, shell_command, ssh_server,
                            telnet_server)
 
 pytestmark = pytest.mark.host_only
-
-
-@pytest.fixture
-def folder(request):
-    made = scratch(request.node.name)
-    yield made
-    shutil.rmtree(made)
 
 
 def check_that_a_person_can_use(child, has_login=True):
