@@ -8,7 +8,8 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(LineEvent, session, at_key, seco
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(Substitution, from, to, occurrence, session)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE_WITH_DEFAULT(LinePlan, command, environment, seed, key_rate,
                                                 output_rate, message_rate, baud, command_seconds,
-                                                stalls, typists, ends, deaths, substitutions)
+                                                prelude, stalls, typists, ends, deaths,
+                                                substitutions)
 
 LinePlan read_line_plan(const std::string& path)
 {

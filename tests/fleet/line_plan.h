@@ -32,6 +32,7 @@ struct LinePlan {
     double message_rate = 0;    // per key: a kernel message comes inside of the output that follows
     double baud = 0;            // 8N1, in both directions; 0: as fast as it goes
     double command_seconds = 0; // for how long the meter seems to be busy with each command
+    std::string prelude; // keys of someone who was there before; what they lead to is not shown
     std::vector<LineEvent> stalls;  // nothing passes for `seconds`, and everything comes then
     std::vector<LineEvent> typists; // someone else types `keys`
     std::vector<LineEvent> ends;    // the line closes

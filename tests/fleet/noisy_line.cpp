@@ -385,6 +385,29 @@ bool carry(Line& line)
     return line.open;
 }
 
+// Drops what the program puts out until it has been quiet for so long.
+void drop_output(const Line& line, int milliseconds)
+{
+    pollfd source{line.terminal, POLLIN, 0};
+    while (poll(&source, 1, milliseconds) > 0 && read_from(line.terminal, [](char) {})) {
+    }
+}
+
+// Only the first session finds the console as someone left it.
+void play_prelude(Line& line)
+{
+    if (line.plan.prelude.empty() || line.session > 0)
+        return;
+    constexpr int after_a_key = 50;
+    constexpr int after_a_line = 400;
+    drop_output(line, after_a_line);
+    for (const char key : line.plan.prelude) {
+        write_all(line.terminal, std::string(1, key));
+        drop_output(line, key == '\r' ? after_a_line : after_a_key);
+    }
+    note(line, "prelude");
+}
+
 // --- starting and ending
 
 void set_raw()
@@ -451,6 +474,7 @@ int run(const std::string& folder)
     line.random.seed(seed);
     set_raw();
     start_program(line);
+    play_prelude(line);
     const bool ended = carry(line);
     note(line, ended ? "program-ended" : "line-ended");
     close(line.terminal); // hangs up

@@ -171,3 +171,13 @@ def test_a_meter_without_a_line_is_a_command(folder):
     read_until(console, PROMPT)
     console.close()
     assert json.loads((meter.folder / "line.json").read_text())["command"] == meter.command
+
+
+def test_a_console_is_found_as_someone_left_it(folder):
+    meter = FleetMeter(folder / "prelude", line={"prelude": "2\r10.9"})
+    console = console_of(meter)
+    console.send(b"8")
+    assert read_until(console, b"8") == b"8"
+    console.send(b".7.6\r")
+    assert b":  10.98.7.6 " in read_until(console, PROMPT)
+    console.close()
