@@ -180,3 +180,9 @@ def over_a_slow_line(folder, command, baud=9600):
     folder.mkdir()
     (folder / "line.json").write_text(json.dumps({"command": list(map(str, command)), "baud": baud}))
     return [str(NOISY_LINE), str(folder)]
+
+
+def environment_with_password(password):
+    """Where the login of a plan finds the password that it names; None: it is not there."""
+    variables = {name: value for name, value in os.environ.items() if name != "FLEET_TEST_PASSWORD"}
+    return variables if password is None else variables | {"FLEET_TEST_PASSWORD": password}
