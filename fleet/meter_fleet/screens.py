@@ -135,7 +135,8 @@ ANY_MENU = re.compile(
 CHOICE_OF = re.compile(r"^ (\d)\.  (.+?)(?: +$|  +:  )", re.M)
 
 NOTHING = {"[None]": ""}
-SHOWN_AS = {"dhcp": {"Enabled": "true", "Disabled": "false"}, "media_type": {"[Auto-negotiate]": ""}}
+SHOWN_AS = {"dhcp": {"Enabled": "true", "Disabled": "false"},
+            "media_type": {"[Auto-negotiate]": ""}}
 INVALID = " IS INVALID!!!"
 
 
@@ -208,7 +209,7 @@ OPTIONS_HELP = column_help([
     "DO NOT ENTER A VALUE.",
     "Sample options string with ALL options enabled "
     "1C-2B-4-5-WEB-IEC-IB-IEEE-NTP-PPS-DLP-ML-THP-EAP-DC-PQ3-PMU",
-    "where:", "", "",
+    "where:", "",
     "1x   = 2 characters for the Serial port options",
     "       1A = Single Serial: RS-232",
     "       1B = Dual Serial: RS-232/485",
@@ -261,7 +262,8 @@ def read_media_question(match: re.Match[str]) -> Question | None:
     types = match["types"].split("\n")[:-1]
     names = tuple(one.partition(") ")[2] for one in types)
     numbered = types == [f"{number}) {name}" for number, name in enumerate(names, 1)]
-    return Question(MEDIA_QUESTION, names) if numbered and int(match["count"]) == len(names) else None
+    complete = numbered and int(match["count"]) == len(names)
+    return Question(MEDIA_QUESTION, names) if complete else None
 
 
 def read_question(match: re.Match[str]) -> Question | None:
@@ -354,8 +356,9 @@ def read_prompt(text: str, start: int) -> tuple[Menu | Question, int] | None:
 
 
 def read_exchange(text: str) -> Exchange | None:
-    """The exchange with which `text` begins, or None when it is not complete or not in the grammar."""
-    messages = []
+    """The exchange with which `text` begins, or None when it is not complete or not in the
+    grammar."""
+    messages: list[Message] = []
     place = 0
     while True:
         if found := read_prompt(text, place):
@@ -368,6 +371,7 @@ def read_exchange(text: str) -> Exchange | None:
         place = message.end()
 
 
+ANY_MEDIA_QUESTION = re.compile(MEDIA_TYPES)
 LAST_QUESTION = re.compile(rf"(?:^|\n){PLAIN_QUESTION}(?P<typed>[^\n]*)$")
 LAST_CHOICE = re.compile(rf"(?:^|\n){re.escape(CHOOSE)}(?P<typed>[^\n]*)$")
 
@@ -376,10 +380,11 @@ def read_damaged(text: str) -> tuple[Prompt, int] | None:
     """The prompt with which a text ends that is not in the grammar, and where the prompt ends. It
     is at the end of the text but for the keys that were echoed since. A complete menu is only
     returned when all of it is in the grammar; of a question only the line itself is needed."""
-    for match in reversed(list(ANY_MENU.finditer(text))):
-        if "\n" not in text[match.end():] and (menu := read_menu(match)):
-            return menu, match.end()
-        break
+    for pattern in (ANY_MENU, ANY_MEDIA_QUESTION):
+        for match in pattern.finditer(text):
+            whole = read_menu(match) if pattern is ANY_MENU else read_media_question(match)
+            if whole and "\n" not in text[match.end():]:
+                return whole, match.end()
     if found := LAST_CHOICE.search(text):
         return Damaged(is_menu=True), found.start("typed")
     if found := LAST_QUESTION.search(text):
