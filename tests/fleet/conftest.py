@@ -1,9 +1,14 @@
 """A directory for the meters of each test, kept when the test fails."""
 
+import pathlib
 import shutil
+import sys
 
 import pytest
-from fleet_rig import scratch
+
+sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "model"))  # the grammar of options lists
+
+from fleet_rig import scratch  # noqa: E402
 
 
 @pytest.fixture
