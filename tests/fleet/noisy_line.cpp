@@ -300,8 +300,9 @@ void substitute(Line& line, char byte)
 
 void take_output(Line& line, char byte)
 {
-    if (line.message_in > 0 && --line.message_in == 0)
+    if (line.message_in == 1)
         put_message(line);
+    line.message_in -= line.message_in > 0 ? 1 : 0;
     if (happens(line, line.plan.output_rate))
         damage_output(line, byte);
     else
