@@ -39,8 +39,8 @@ constexpr double forever = 1e9;
 constexpr unsigned long longest_screen = 1500; // bytes, about
 
 struct TimedByte {
-    double at;
-    char byte;
+    double at; // cppcheck-suppress unusedStructMember ; used through the queue
+    char byte; // cppcheck-suppress unusedStructMember
 };
 
 // One direction of the line. A byte leaves no sooner than the one before it has gone.
