@@ -1,11 +1,13 @@
 """What meter-fleet reports of one meter, and what it does to it, on a good line."""
 
 import json
+import re
 
 import fleet_verdict
 import pytest
 from fleet_plans import LEAVES, read_settings
 from fleet_rig import FACTORY_LEAVES, FleetMeter, play, plan_text, run_fleet
+from harness.program import REPOSITORY
 
 pytestmark = pytest.mark.host_only
 
@@ -154,3 +156,35 @@ def test_the_worst_result_is_the_exit_status(folder):
     done, results = play("apply", folder, [(good, {"dhcp": True}), (bad, {"dhcp": True})])
     assert {name: result["result"] for name, result in results.items()} == {"good": "changed", "bad": "unknown"}
     assert done.returncode == 4
+
+
+def test_the_save_is_found_where_there_is_no_initialisation_line(folder):
+    """It is 5 there, which is the initialisation menu elsewhere."""
+    meter = FleetMeter(folder / "plain", arguments=())
+    _, result = one("apply", folder, meter, {"primary_dns": "198.51.100.53"})
+    assert result["result"] == "changed"
+
+
+def test_a_setting_that_the_menus_of_this_start_do_not_have_changes_nothing(folder):
+    meter = FleetMeter(folder / "plain", arguments=())
+    _, result = one("apply", folder, meter, {"primary_dns": "198.51.100.53", "enclosure": "RK"})
+    assert result["result"] in ("unknown", "unreachable")
+    assert "-m" in " ".join(result["messages"])
+    assert meter.leaves() == FACTORY_LEAVES
+
+
+@pytest.mark.parametrize("command", ["show", "check", "apply"])
+def test_help_and_version(command):
+    assert "PLAN" in run_fleet(command, "--help").stdout
+    assert run_fleet("--version").stdout.startswith("meter-fleet ")
+    assert run_fleet(command).returncode == 2
+    assert run_fleet(command, "/nonexistent/plan.toml").returncode == 2
+
+
+def test_the_man_page_has_every_option():
+    text = (REPOSITORY / "docs" / "man" / "meter-fleet.1").read_text()
+    in_page = {"-" + option for option in re.findall(r"^\.It Fl (-[a-z]+)", text, re.M)}
+    in_help = set(re.findall(r"--[a-z]+", run_fleet("apply", "--help").stdout + run_fleet("--help").stdout))
+    assert in_page == in_help
+    in_list = set(re.findall(r"^\.It Cm (\w+)", text, re.M))
+    assert in_list == {"show", "check", "apply"}
