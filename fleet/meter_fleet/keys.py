@@ -21,10 +21,12 @@ IDLE_SECONDS = 30.0  # after which the utility gives up a question, or draws its
 SAFE_SECONDS = 20.0  # since the last key; later, a time-out could come before the next one
 SHORTEST_WAIT = 1.0  # for an echo
 WAITS_OF_AN_ECHO = 10  # how many times the usual time of an echo to wait for one
+SETTLE_SECONDS = 0.05  # for another key's echo to come after a wrong one
 SCREEN_SECONDS = 10.0  # for a screen to begin after its Enter
 QUIET_SECONDS = 1.0  # after which an incomplete screen is not going to be complete
 # A stall of the line lasts up to 35 seconds: the waits for the answers to these keys outlast it.
 PROBE_WAITS = (1.0, 2.0, 4.0, 8.0, 12.0, 16.0)
+COMMAND_SECONDS = 250.0  # of 180 seconds, then two drawings of the menu
 TRIES = 8  # for one line
 SURPLUS = 2  # keys to take back beyond those that could be there
 
@@ -34,7 +36,7 @@ class Dialog:
     """A session on a link. `line`: the keys sent since the last line end, those taken back left
     out. `unseen`: keys whose echo did not come. `damage`: how often anything was not as expected.
     `foreign`: how often someone else typed, as far as it shows. `enters`: those sent whose line end
-    has not been seen."""
+    has not been seen. `busy`: a command may be running, so that no key may be sent."""
 
     link: Link
     view: View = field(default_factory=View)
@@ -43,8 +45,18 @@ class Dialog:
     unseen: int = 0
     damage: int = 0
     foreign: int = 0
+    busy: bool = False
     enters: int = 0
     last_key: float = 0.0
+
+
+def await_line_end(dialog: Dialog) -> None:
+    """An Enter was sent on a line that is not the utility's: its output begins after the line."""
+    assume_prompt(dialog.view)
+    dialog.view.inexact = 0
+    dialog.view.asked.clear()
+    dialog.enters = 1
+    dialog.last_key = time.monotonic()
 
 
 def is_doubled(sent: str, typed: str) -> bool:
@@ -128,11 +140,16 @@ async def take_back_one(dialog: Dialog, wait: float) -> bool:
 
 
 async def clear_line(dialog: Dialog) -> None:
-    """At a prompt: makes sure that its line is empty."""
+    """At a prompt: makes sure that its line is empty. Raises Astray, and Silent."""
     view = dialog.view
+    turn = view.turn
     if view.typed == "" and view.partial == "" and dialog.unseen == 0:
         return
     dialog.damage += 1
+    while await listen(dialog, SETTLE_SECONDS):
+        pass
+    if view.turn != turn or view.prompt is None:
+        raise Astray("the screen changed while a line was typed")
     count_foreign_keys(dialog)
     needed = max(len(view.typed), len(dialog.line)) + dialog.unseen + SURPLUS
     failures = 0
@@ -211,6 +228,8 @@ async def find_prompt(dialog: Dialog) -> None:
     """Waits until the utility asks something; one whose question could not be read is found by the
     echo of a key that changes nothing. Raises Silent."""
     view = dialog.view
+    if dialog.busy:
+        await wait_for_commands(dialog, view.line_ends)
     while view.prompt is None:
         wait = QUIET_SECONDS if view.pending else SCREEN_SECONDS
         if await listen(dialog, max(wait, echo_wait(dialog))):
@@ -246,17 +265,24 @@ async def answer(dialog: Dialog, text: str) -> None:
     raise Astray("the keys do not get through")
 
 
-async def answer_and_wait(dialog: Dialog, text: str, seconds: float) -> None:
-    """As `answer`, but sends no key after Enter while a command may be running: for `seconds`,
-    unless a prompt comes."""
+async def wait_for_commands(dialog: Dialog, ends: int) -> None:
+    """Until a prompt comes, whose line end is later than the first `ends`. Raises Silent."""
     view = dialog.view
+    if not await listen_until(
+            dialog, lambda: view.line_ends >= ends and view.prompt is not None, COMMAND_SECONDS):
+        dialog.busy = False
+        raise Silent(f"no complete screen came within {COMMAND_SECONDS:.0f} s")
+    dialog.busy = False
+
+
+async def answer_and_wait(dialog: Dialog, text: str) -> None:
+    """As `answer`, but sends no key after Enter until a prompt comes: commands may be running."""
     for _ in range(TRIES):
         if await type_line(dialog, text):
             break
     else:
         raise Astray("the keys do not get through")
-    ends = view.line_ends
+    ends = dialog.view.line_ends
     await press_enter(dialog)
-    if not await listen_until(
-            dialog, lambda: view.line_ends > ends and view.prompt is not None, seconds):
-        raise Silent(f"no complete screen came within {seconds:.0f} s")
+    dialog.busy = True
+    await wait_for_commands(dialog, ends + 1)

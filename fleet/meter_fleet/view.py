@@ -5,13 +5,15 @@ from __future__ import annotations
 import re
 from dataclasses import dataclass, field
 
-from meter_fleet.screens import Damaged, Message, Prompt, read_damaged, read_exchange
+from meter_fleet.screens import (Damaged, Menu, Message, Prompt, Question, read_damaged,
+                                 read_exchange)
 
 ERASED = ("\b \b", "\x7f \x7f")  # how a key that takes back a character is echoed
 ERASING = ("\b", "\b ", "\x7f", "\x7f ")
 PROMPT_END = re.compile(r"==>  |\S: ")
 PROMPT_END_LENGTH = 5
 MOST_PENDING = 1 << 16
+TERMINAL_CONTROL = re.compile(r"\x1b\[[0-9;?]*[A-Za-z]")  # of the shell before the utility
 
 
 @dataclass(frozen=True)
@@ -27,7 +29,9 @@ class View:
     """`prompt`: what the utility asks, None while it does not. `exact`: all of the exchange that
     led to it was in the grammar; `messages` are then all that it held. `typed`: what the echo says
     of the line so far. `turn` counts prompts, `erased` keys that took back a character. `lines`:
-    those that were ended and not yet looked at. `heard`: everything since it was last emptied."""
+    those that were ended and not yet looked at. `asked`: the questions since it was last emptied.
+    `inexact` counts the prompts of exchanges that were not in the grammar. `heard`: everything
+    since it was last emptied."""
 
     prompt: Prompt | None = None
     exact: bool = True
@@ -36,7 +40,9 @@ class View:
     turn: int = 0
     erased: int = 0
     line_ends: int = 0
+    inexact: int = 0
     lines: list[Line] = field(default_factory=list)
+    asked: list[Question | Damaged] = field(default_factory=list)
     heard: str = ""
     pending: str = ""
     partial: str = ""  # the beginning of an erasure's echo
@@ -46,6 +52,9 @@ def take_prompt(view: View, prompt: Prompt, exact: bool, messages: tuple[Message
     view.prompt, view.exact, view.messages = prompt, exact, messages
     view.typed = view.pending = view.partial = ""
     view.turn += 1
+    view.inexact += not exact
+    if not isinstance(prompt, Menu):
+        view.asked.append(prompt)
 
 
 def find_prompt(view: View, text: str) -> str:
@@ -92,7 +101,7 @@ def take_echoes(view: View, text: str) -> str:
 
 
 def feed(view: View, data: bytes) -> None:
-    text = data.decode("latin-1").replace("\r", "")
+    text = TERMINAL_CONTROL.sub("", data.decode("latin-1").replace("\r", ""))
     view.heard = (view.heard + text)[-MOST_PENDING:]
     while text:
         text = find_prompt(view, text) if view.prompt is None else take_echoes(view, text)
@@ -106,9 +115,3 @@ def ends_in_erasure(view: View) -> bool:
 def assume_prompt(view: View) -> None:
     """The utility echoes keys, so it asks something, although the question could not be read."""
     take_prompt(view, Damaged(is_menu=False), False, ())
-
-
-def expect_output(view: View) -> None:
-    """Whatever comes next is the beginning of an exchange."""
-    view.prompt = None
-    view.typed = view.pending = view.partial = view.heard = ""
