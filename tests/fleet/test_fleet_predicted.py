@@ -18,7 +18,8 @@ def differences(result):
     return [(entry["setting"], entry["before"], entry["after"]) for entry in result["diff"]]
 
 
-FORESEEN = {"ok": "ok", "differs": "changed", "unknown": "unknown", "unreachable": "unreachable"}
+FORESEEN = {"ok": "ok", "differs": "changed", "unknown": "unknown", "unreachable": "unreachable",
+            "rejected": "rejected"}
 
 
 def not_foreseen(meter, settings, checked, applied):

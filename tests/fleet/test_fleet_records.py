@@ -54,6 +54,12 @@ def test_a_transcript_is_for_its_owner_alone(folder):
     assert record.stat().st_mode & 0o777 == 0o600
 
 
+def test_a_transcript_of_a_real_meter_is_not_played(folder):
+    _, record = played(folder, {})
+    with pytest.raises(ValueError, match="cannot be played"):
+        dialogue.play(dialogue.Dialogue(record))
+
+
 def test_two_runs_have_two_transcripts(folder):
     meter = FleetMeter(folder / "meter")
     records = {play("apply", folder, [(meter, SETTINGS)])[1]["meter"]["record"] for _ in range(2)}
