@@ -18,7 +18,7 @@ from harness.meter import FACTORY, toml_text
 from harness.program import BUILD, CDSCTL, REPOSITORY, UTILITY
 
 NOISY_LINE = BUILD / "noisy-line"
-SCALED_WAIT = BUILD / "libscaled_wait.so"
+METER_TIME = BUILD / "libmeter_time.so"
 METER_FLEET = REPOSITORY / "fleet" / "meter-fleet"
 SCALED_FLEET = pathlib.Path(__file__).with_name("scaled-meter-fleet")
 FACTORY_LEAVES = tomllib.loads(FACTORY.read_text())
@@ -29,9 +29,10 @@ LIMIT = 600  # seconds for one run of meter-fleet
 
 class FleetMeter:
     """One simulated meter and what its line does (see line_plan.h). `scale` multiplies the utility's
-    idle time; the line's own times are given as they are to pass."""
+    idle time. `command_seconds` is how long each command takes; it and the line's own times are given
+    as they are to pass."""
 
-    def __init__(self, folder, leaves=None, line=None, faults="", scale=1.0, arguments=("-m",), no_delay=True):
+    def __init__(self, folder, leaves=None, line=None, faults="", scale=1.0, arguments=("-m",), command_seconds=0):
         self.folder = pathlib.Path(folder)
         self.name = self.folder.name
         self.meter = self.folder / "meter"
@@ -44,9 +45,11 @@ class FleetMeter:
             (self.meter / "faults.toml").write_text(faults)
         self.command = [str(UTILITY), *arguments]
         self.environment = {"METER_SIM_DIR": str(self.meter), "METER_SIM_TRACE": str(self.trace),
-                            "METER_SIM_NO_DELAY": "1" if no_delay else ""}
-        if scale != 1.0:
-            self.environment |= {"LD_PRELOAD": str(SCALED_WAIT), "SCALED_WAIT": repr(scale)}
+                            "METER_SIM_NO_DELAY": "1"}
+        if scale != 1.0 or command_seconds:
+            self.environment |= {"LD_PRELOAD": str(METER_TIME), "METER_TIME_SCALE": repr(scale),
+                                 "METER_TIME_COMMAND": repr(command_seconds),
+                                 "METER_TIME_BUSY": str(self.folder / "busy")}
         self.is_direct = line is None
         plan = {"command": self.command, "environment": self.environment, **(line or {})}
         (self.folder / "line.json").write_text(json.dumps(plan, indent=1))

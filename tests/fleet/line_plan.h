@@ -29,10 +29,9 @@ struct LinePlan {
     unsigned seed = 0;
     double key_rate = 0;    // per key: it is lost, doubled, flipped, or a foreign one comes with it
     double output_rate = 0; // per byte of output: it is lost or flipped, or a burst is lost
-    double message_rate = 0;    // per key: a kernel message comes inside of the output that follows
-    double baud = 0;            // 8N1, in both directions; 0: as fast as it goes
-    double command_seconds = 0; // for how long the meter seems to be busy with each command
-    std::string prelude; // keys of someone who was there before; what they lead to is not shown
+    double message_rate = 0; // per key: a kernel message comes inside of the output that follows
+    double baud = 0;         // 8N1, in both directions; 0: as fast as it goes
+    std::string prelude;     // keys of someone who was there before; what they lead to is not shown
     std::vector<LineEvent> stalls;  // nothing passes for `seconds`, and everything comes then
     std::vector<LineEvent> typists; // someone else types `keys`
     std::vector<LineEvent> ends;    // the line closes

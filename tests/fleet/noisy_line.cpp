@@ -52,6 +52,7 @@ struct Channel {
 struct Line {
     LinePlan plan;
     unsigned session = 0;
+    std::string busy_file; // is there while the meter runs a command (meter_time.cpp)
     std::mt19937_64 random;
     int terminal = -1; // the program's
     pid_t program = -1;
@@ -62,7 +63,6 @@ struct Line {
     Channel to_driver;
     unsigned long keys = 0;
     unsigned long message_in = 0;  // bytes of output until a kernel message comes; 0: none is due
-    double busy_until = 0;         // a command is running, as far as the driver can see
     bool enter_is_foreign = false; // the last Enter that the program got was not the driver's
     bool open = true;
     std::string current_line;           // of what the program put out, before any damage
@@ -167,7 +167,7 @@ bool is_asking(const Line& line)
 // Why the driver should not have typed now, or nullptr.
 const char* too_early(const Line& line)
 {
-    if (now() < line.busy_until)
+    if (access(line.busy_file.c_str(), F_OK) == 0)
         return line.enter_is_foreign ? "command that it did not start" : "command";
     return is_asking(line) ? nullptr : "screen";
 }
@@ -211,7 +211,7 @@ void take_key(Line& line, char key)
     std::fputc(key, line.typed);
     std::fflush(line.typed);
     play_events(line);
-    if (happens(line, line.plan.message_rate))
+    if (line.message_in == 0 && happens(line, line.plan.message_rate))
         line.message_in = 1 + pick(line, longest_screen);
     if (happens(line, line.plan.key_rate))
         damage_key(line, key);
@@ -222,31 +222,12 @@ void take_key(Line& line, char key)
 
 // --- output: from the program to the driver
 
-// The meter works on a command after each of these lines.
-bool announces_a_command(const std::string& text)
-{
-    static const std::array<const char*, 5> lines = {
-        "Settings saved.", "Updating the Model Number", "Velmora II Options list set in CDS",
-        "Error while setting Velmora II Options list in cds.",
-        "Restoring defaults: please wait..."};
-    return std::any_of(lines.begin(), lines.end(), [&](const char* line) { return text == line; });
-}
-
 void follow_output(Line& line, char byte)
 {
-    if (byte == '\r')
-        return;
-    if (byte != '\n') {
+    if (byte == '\n')
+        line.current_line.clear();
+    else if (byte != '\r')
         line.current_line += byte;
-        return;
-    }
-    if (line.plan.command_seconds > 0 && announces_a_command(line.current_line)) {
-        line.to_driver.free_at =
-            std::max(line.to_driver.free_at, now()) + line.plan.command_seconds;
-        line.busy_until = line.to_driver.free_at;
-        note(line, "command", {{"until", line.busy_until}, {"line", line.current_line}});
-    }
-    line.current_line.clear();
 }
 
 void put_message(Line& line)
@@ -469,6 +450,7 @@ int run(const std::string& folder)
 {
     Line line;
     line.plan = read_line_plan(folder + "/line.json");
+    line.busy_file = folder + "/busy";
     line.found_so_far.resize(line.plan.substitutions.size());
     open_session(line, folder);
     std::seed_seq seed{line.plan.seed, line.session};

@@ -73,8 +73,8 @@ def test_a_signal_leaves_a_quick_console_through_the_menus(folder):
 
 
 def test_a_signal_while_a_command_runs_types_nothing_into_it(folder):
-    meter = FleetMeter(folder / "busy", line={"command_seconds": 20})
-    seconds, _, result = interrupted(folder, meter, lambda: events(meter, "command"), signal.SIGTERM)
+    meter = FleetMeter(folder / "busy", line={}, command_seconds=20)
+    seconds, _, result = interrupted(folder, meter, (meter.folder / "busy").exists, signal.SIGTERM)
     assert seconds < LEAVING_SECONDS + SLACK
     assert result["result"] == "unknown"
     assert "could not" in " ".join(result["messages"])

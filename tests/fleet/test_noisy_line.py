@@ -86,7 +86,7 @@ def test_output_is_lost_flipped_and_has_kernel_messages_inside(folder):
     meter = FleetMeter(folder / "output", line={"seed": 3, "output_rate": 0.02, "message_rate": 1})
     console = console_of(meter)
     time.sleep(0.3)
-    for _ in range(5):
+    for _ in range(12):
         type_slowly(console, b"\r", 0.2)
     console.receive(0.5)
     shown = console.take()
@@ -117,7 +117,7 @@ def test_a_stall_holds_everything_back(folder):
 
 
 def test_a_command_holds_its_screen_back_and_keys_meanwhile_are_noted(folder):
-    meter = FleetMeter(folder / "busy", line={"command_seconds": 0.8})
+    meter = FleetMeter(folder / "busy", line={}, command_seconds=0.8)
     console = console_of(meter)
     read_until(console, PROMPT)
     type_slowly(console, b"2\r10.9.8.7\r6\ry\r", 0.05)
