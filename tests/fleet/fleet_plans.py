@@ -114,9 +114,10 @@ def nearby(rng, setting, present):
 
 
 def strange(rng, setting):
-    """A leaf that holds something that the utility would never have written there, or no leaf."""
+    """A leaf that holds something that the utility would never have written there, or no leaf. No text
+    ends in a space, which the screens do not show."""
     return rng.choice((None, None, "", "[none]", 5, True, "x" * rng.randrange(1, 60), "0.0.0.0 and more",
-                       "3x", "-1", "99", "a : b", "Enabled", "==>  "))
+                       "3x", "-1", "99", "a : b", "Enabled", "==>  x"))
 
 
 def store(rng):

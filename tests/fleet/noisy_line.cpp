@@ -451,6 +451,7 @@ int run(const std::string& folder)
     Line line;
     line.plan = read_line_plan(folder + "/line.json");
     line.busy_file = folder + "/busy";
+    unlink(line.busy_file.c_str()); // of a program that was ended in the middle of a command
     line.found_so_far.resize(line.plan.substitutions.size());
     open_session(line, folder);
     std::seed_seq seed{line.plan.seed, line.session};
