@@ -17,6 +17,7 @@ from meter_fleet.view import View, assume_prompt, ends_in_erasure, feed
 
 BACKSPACE = "\b"
 ENTER = "\r"
+RESUME = "\x11"  # Control-Q. A key that turned into Control-S on its way stops the output
 IDLE_SECONDS = 30.0  # after which the utility gives up a question, or draws its menu again
 SAFE_SECONDS = 20.0  # since the last key; later, a time-out could come before the next one
 SHORTEST_WAIT = 1.0  # for an echo
@@ -36,7 +37,9 @@ class Dialog:
     """A session on a link. `line`: the keys sent since the last line end, those taken back left
     out. `unseen`: keys whose echo did not come. `damage`: how often anything was not as expected.
     `foreign`: how often someone else typed, as far as it shows. `enters`: those sent whose line end
-    has not been seen. `busy`: a command may be running, so that no key may be sent."""
+    has not been seen. `busy`: a command may be running, so that no key may be sent.
+    `answering`: the last line end echoed an Enter of ours, so that a screen follows. `suspect`: a
+    line ended that was not ours; a screen that follows shows that it was somebody else's."""
 
     link: Link
     view: View = field(default_factory=View)
@@ -46,6 +49,8 @@ class Dialog:
     damage: int = 0
     foreign: int = 0
     busy: bool = False
+    answering: bool = True
+    suspect: bool = False
     enters: int = 0
     last_key: float = 0.0
 
@@ -73,13 +78,17 @@ def look_at_lines(dialog: Dialog) -> None:
         if ours:
             dialog.enters -= 1
         if len(line.typed) > len(dialog.line) and not expected:
-            dialog.foreign += 1
+            dialog.suspect = True
         elif not ours and not timed_out and line.typed:
-            dialog.foreign += 1
+            dialog.suspect = True
+        dialog.answering = ours
         if not (ours and line.typed == dialog.line):
             dialog.damage += 1
         dialog.line = ""
     dialog.view.lines.clear()
+    if dialog.suspect and dialog.view.prompt is not None:
+        dialog.foreign += dialog.view.exact
+        dialog.suspect = False
 
 
 async def listen(dialog: Dialog, seconds: float) -> bool:
@@ -132,6 +141,8 @@ async def take_back_one(dialog: Dialog, wait: float) -> bool:
     def has_answered() -> bool:
         return view.erased > erased or view.line_ends > ends or view.turn > turn
 
+    if wait > PROBE_WAITS[0]:
+        await send(dialog, RESUME)
     await send(dialog, BACKSPACE)
     await listen_until(dialog, has_answered, wait)
     if view.line_ends > ends or view.turn > turn:
@@ -231,7 +242,7 @@ async def find_prompt(dialog: Dialog) -> None:
     if dialog.busy:
         await wait_for_commands(dialog, view.line_ends)
     while view.prompt is None:
-        wait = QUIET_SECONDS if view.pending else SCREEN_SECONDS
+        wait = SCREEN_SECONDS if dialog.answering and not view.pending else QUIET_SECONDS
         if await listen(dialog, max(wait, echo_wait(dialog))):
             continue
         dialog.damage += 1
@@ -241,6 +252,7 @@ async def find_prompt(dialog: Dialog) -> None:
 async def probe(dialog: Dialog) -> None:
     view = dialog.view
     for wait in PROBE_WAITS:
+        await send(dialog, RESUME)
         await send(dialog, BACKSPACE)
         if await listen_until(dialog, lambda: view.prompt is not None or ends_in_erasure(view),
                               wait):

@@ -205,35 +205,68 @@ async def go_to(session: Session, kind: str) -> Menu:
 
 # -- reading --
 
-def compare(session: Session, menu: Menu) -> None:
-    """A value that is not what was read or entered before may come from a bad line, or from
-    somebody else. Either way it cannot be built on."""
+def unexpected(session: Session, menu: Menu) -> str:
+    """What the menu shows that was not read or entered before, or ""."""
     for name, text in menu.values.items():
-        if session.expected.setdefault(name, text) != text:
-            raise Astray(f"{name} was {session.expected[name]!r} and is now {text!r}")
+        if (known := session.expected.get(name, text)) != text:
+            return f"{name} was {known!r} and is now {text!r}"
+    return ""
 
 
-async def read_menu(session: Session, kind: str, doubtful: Callable[[Menu], bool]) -> Menu:
-    """Reads a menu; twice, when its values could be shown so because they could not be read."""
+async def look(session: Session, kind: str, is_trusted: Callable[[Menu], bool]) -> Menu:
+    """The menu as one screen shows it that is trusted, or as two after each other do."""
     menu = await go_to(session, kind)
-    compare(session, menu)
-    if doubtful(menu):
+    for _ in range(STEPS):
+        if is_trusted(menu):
+            return menu
+        await redraw_menu(session)
+        before, menu = menu, await go_to(session, kind)
+        if before == menu:
+            return menu
+    raise Astray(f"no two screens of the {kind} menu are the same")
+
+
+async def redraw_menu(session: Session) -> None:
+    try:
         await redraw(session)
-        menu = await go_to(session, kind)
-        compare(session, menu)
+    except (Foreign, Silent):
+        raise
+    except Astray:
+        return  # another screen comes, which is as good
+
+
+async def look_at(session: Session, kind: str) -> Menu:
+    """The menu, with nothing unexpected. A value that is not what was read or entered before may
+    come from a bad line, or from somebody else. Either way it cannot be built on."""
+    menu = await look(session, kind, lambda menu: not unexpected(session, menu))
+    if reason := unexpected(session, menu):
+        raise Astray(reason)
     return menu
 
 
-async def read_all(session: Session, kinds: list[str], goal: Mapping[str, str]) -> None:
-    """Reads these menus into `expected`, and comes back to the main menu."""
-    def doubtful(menu: Menu) -> bool:
-        return any(goal.get(name) == text == as_text(SETTINGS[name].when_missing)
-                   for name, text in menu.values.items())
+async def read_menu(session: Session, kind: str, doubtful: Mapping[str, str]) -> None:
+    """Reads a menu: twice when anything was unexpected in this session, or when it shows one of
+    the doubtful values."""
+    def is_trusted(menu: Menu) -> bool:
+        in_doubt = any(doubtful.get(name) == text for name, text in menu.values.items())
+        return is_clean(session) and not in_doubt and not unexpected(session, menu)
 
+    menu = await look(session, kind, is_trusted)
+    for name, text in menu.values.items():
+        session.expected.setdefault(name, text)
+    if reason := unexpected(session, menu):
+        raise Astray(reason)
+
+
+async def read_all(session: Session, kinds: list[str], goal: Mapping[str, str]) -> None:
+    """Reads these menus into `expected`, and comes back to the main menu. A value that a menu
+    shows as planned may be shown so because the utility could not read it: it is read twice."""
+    doubtful = {name: text for name, text in goal.items()
+                if text == as_text(SETTINGS[name].when_missing)}
     for kind in kinds:
-        await read_menu(session, kind, doubtful)
-    if kinds != ["main"]:
-        compare(session, await go_to(session, "main"))
+        comes_again = kind == "main" and len(kinds) > 1
+        await read_menu(session, kind, {} if comes_again else doubtful)
+    await look_at(session, "main")
 
 
 # -- editing --
@@ -245,15 +278,15 @@ def is_question(session: Session, setting: Setting) -> bool:
 
 async def ask(session: Session, setting: Setting) -> bool:
     """Chooses the setting's line. Returns whether the utility then asks for its value."""
-    menu = await go_to(session, setting.menu)
-    compare(session, menu)
+    menu = await look_at(session, setting.menu)
     await choose(session, menu, setting.label)
     check_foreign(session)
     return is_question(session, setting)
 
 
 async def offered_media_types(session: Session) -> tuple[str, ...]:
-    """What the port offers, as two complete screens after each other say."""
+    """What the port offers, as two complete screens after each other say; one is enough when
+    nothing in this session was unexpected."""
     setting = SETTINGS["media_type"]
     seen: list[tuple[str, ...]] = []
     for _ in range(STEPS):
@@ -267,7 +300,7 @@ async def offered_media_types(session: Session) -> tuple[str, ...]:
         if asked and isinstance(prompt, Question):
             seen.append(prompt.media_types)
             await redraw(session)
-            if len(seen) > 1 and seen[-1] == seen[-2]:
+            if is_clean(session) or len(seen) > 1 and seen[-1] == seen[-2]:
                 return seen[-1]
     raise Astray("the media types that the port offers cannot be read")
 
@@ -305,9 +338,12 @@ async def enter_once(session: Session, setting: Setting, text: str) -> bool:
 
 async def now_shows(session: Session, setting: Setting, text: str) -> bool:
     """Whether the menu shows the value, and every other one as before."""
-    menu = await go_to(session, setting.menu)
-    session.expected[setting.name] = menu.values[setting.name]
-    compare(session, menu)
+    others = {name: value for name, value in session.expected.items() if name != setting.name}
+    session.expected[setting.name] = text
+    menu = await look(session, setting.menu, lambda menu: not unexpected(session, menu))
+    session.expected = {**others, setting.name: menu.values[setting.name]}
+    if reason := unexpected(session, menu):
+        raise Astray(reason)
     return menu.values[setting.name] == text
 
 
@@ -399,8 +435,7 @@ async def judge(session: Session) -> Saving | None:
     """What the screen after a save says. None: nothing was saved, and it can be tried again."""
     view = session.dialog.view
     heard, exact, messages = view.heard, view.exact, view.messages
-    menu = await go_to(session, "main")
-    compare(session, menu)
+    menu = await look_at(session, "main")
     if not exact:
         unsaved = SAVE_LINE in menu.choices
         sure = not unsaved and has_no_room_for_failure(session, heard)
@@ -417,7 +452,7 @@ async def look_again(session: Session) -> None:
     """Before a save on a bad line: every screen once more, as it is going to be saved."""
     for kind in ("port", "init"):
         if any(SETTINGS[name].menu == kind for name in session.expected):
-            compare(session, await go_to(session, kind))
+            await look_at(session, kind)
 
 
 async def save(session: Session, before_saving: Callable[[], None]) -> Saving:
@@ -425,8 +460,7 @@ async def save(session: Session, before_saving: Callable[[], None]) -> Saving:
     if not is_clean(session):
         await look_again(session)
     for _ in range(SAVE_TRIES):
-        menu = await go_to(session, "main")
-        compare(session, menu)
+        menu = await look_at(session, "main")
         if SAVE_LINE not in menu.choices:
             raise Astray("the utility offers no save")
         await choose(session, menu, SAVE_LINE)

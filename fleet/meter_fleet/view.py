@@ -11,9 +11,11 @@ from meter_fleet.screens import (Damaged, Menu, Message, Prompt, Question, read_
 ERASED = ("\b \b", "\x7f \x7f")  # how a key that takes back a character is echoed
 ERASING = ("\b", "\b ", "\x7f", "\x7f ")
 PROMPT_END = re.compile(r"==>  |\S: ")
-PROMPT_END_LENGTH = 5
+PROMPT_END_LENGTH = 8  # of "==>  : ", whose bytes may come one at a time
 MOST_PENDING = 1 << 16
-TERMINAL_CONTROL = re.compile(r"\x1b\[[0-9;?]*[A-Za-z]")  # of the shell before the utility
+# What a shell puts out before and after the utility, to control a terminal.
+TERMINAL_CONTROL = re.compile(r"\x1b\[[0-9;?]*[A-Za-z]")
+CONTROL_BEGINS = re.compile(r"\x1b(?:\[[0-9;?]{0,8})?$")
 
 
 @dataclass(frozen=True)
@@ -46,6 +48,7 @@ class View:
     heard: str = ""
     pending: str = ""
     partial: str = ""  # the beginning of an erasure's echo
+    control: str = ""  # the beginning of a terminal's control sequence
 
 
 def take_prompt(view: View, prompt: Prompt, exact: bool, messages: tuple[Message, ...]) -> None:
@@ -101,7 +104,10 @@ def take_echoes(view: View, text: str) -> str:
 
 
 def feed(view: View, data: bytes) -> None:
-    text = TERMINAL_CONTROL.sub("", data.decode("latin-1").replace("\r", ""))
+    text = TERMINAL_CONTROL.sub("", view.control + data.decode("latin-1").replace("\r", ""))
+    begins = CONTROL_BEGINS.search(text)
+    view.control = begins[0] if begins else ""
+    text = text[:len(text) - len(view.control)]
     view.heard = (view.heard + text)[-MOST_PENDING:]
     while text:
         text = find_prompt(view, text) if view.prompt is None else take_echoes(view, text)

@@ -24,7 +24,7 @@ from meter_fleet.settings import SETTINGS, as_text, as_value
 from meter_fleet.shell import Shell
 from meter_fleet.transport import Link, Stop, open_link
 
-MOST_SESSIONS = 12
+MOST_SESSIONS = 20
 MOST_SAVES = 3
 MOST_CONNECTIONS = 3  # in a row that come to nothing
 WORK_SECONDS = 900.0  # after which no new session begins
