@@ -121,9 +121,12 @@ def play(command, folder, meters, *arguments, scale=1.0, **options):
     records = ["--records", str(folder / "records")]
     done = run_fleet(command, path, "--json", *records, *arguments, scale=scale, **options)
     try:
-        return done, results_of(done)
+        results = results_of(done)
     except ValueError:
         raise AssertionError(f"{done.args}: {done.stdout}\n{done.stderr}") from None
+    missing = {meter.name for meter, _ in meters} - results.keys() if "--only" not in arguments else ()
+    assert not missing, f"no result of {missing}: status {done.returncode}\n{done.stderr}"
+    return done, results
 
 
 def environment_without_meters():
