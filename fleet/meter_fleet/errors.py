@@ -5,6 +5,10 @@ class LinkLost(Exception):
     """The console cannot be reached any more, or could not be."""
 
 
+class Hopeless(LinkLost):
+    """It is no use to connect again."""
+
+
 class Interrupted(Exception):
     """A signal asks to leave."""
 

@@ -3,9 +3,11 @@
 from __future__ import annotations
 
 import asyncio
+import contextlib
 import resource
 import signal
-from collections.abc import Callable, Sequence
+import threading
+from collections.abc import Callable, Iterator, Sequence
 from pathlib import Path
 
 from meter_fleet.plan import Meter
@@ -45,6 +47,22 @@ async def run_one(meter: Meter, command: Command, records: Path, stop: Stop,
         record.close()
 
 
+@contextlib.contextmanager
+def stopped_by_signals(stop: Stop) -> Iterator[None]:
+    """Only the main thread can be asked by a signal."""
+    if threading.current_thread() is not threading.main_thread():
+        yield
+        return
+    loop = asyncio.get_running_loop()
+    for number in SIGNALS:
+        loop.add_signal_handler(number, stop.ask)
+    try:
+        yield
+    finally:
+        for number in SIGNALS:
+            loop.remove_signal_handler(number)
+
+
 async def run_all(meters: Sequence[Meter], command: Command, jobs: int, records: Path,
                   on_step: Callable[[str, str], None],
                   on_result: Callable[[Result], None]) -> list[Result]:
@@ -57,14 +75,8 @@ async def run_all(meters: Sequence[Meter], command: Command, jobs: int, records:
             on_result(result)
             return result
 
-    loop = asyncio.get_running_loop()
-    for number in SIGNALS:
-        loop.add_signal_handler(number, stop.ask)
-    try:
+    with stopped_by_signals(stop):
         return list(await asyncio.gather(*map(run_in_turn, meters)))
-    finally:
-        for number in SIGNALS:
-            loop.remove_signal_handler(number)
 
 
 def allow_files(jobs: int) -> None:
@@ -83,6 +95,6 @@ def run(meters: Sequence[Meter], command: Command, *, jobs: int = DEFAULT_JOBS,
     """Does the command on every meter, at most `jobs` at the same time. Returns the results in the
     order of the meters. `on_step` is called with a meter's name and what is being done on it, and
     `on_result` with each result as it ends. SIGINT and SIGTERM make every meter leave without
-    saving; the results say so. To be called in the main thread."""
+    saving; the results say so. No signal reaches a run outside of the main thread."""
     allow_files(jobs)
     return asyncio.run(run_all(meters, command, jobs, records, on_step, on_result))

@@ -23,6 +23,7 @@ SAFE_SECONDS = 20.0  # since the last key; later, a time-out could come before t
 SHORTEST_WAIT = 1.0  # for an echo
 WAITS_OF_AN_ECHO = 10  # how many times the usual time of an echo to wait for one
 SETTLE_SECONDS = 0.05  # for another key's echo to come after a wrong one
+FLOOD_SECONDS = 10.0  # of output without a pause, where none is expected
 SCREEN_SECONDS = 10.0  # for a screen to begin after its Enter
 QUIET_SECONDS = 1.0  # after which an incomplete screen is not going to be complete
 # A stall of the line lasts up to 35 seconds: the waits for the answers to these keys outlast it.
@@ -110,10 +111,12 @@ async def listen_until(dialog: Dialog, is_true: Callable[[], bool], seconds: flo
     return True
 
 
-async def drain(dialog: Dialog) -> None:
-    """Takes what has come already."""
-    while await listen(dialog, 0):
-        pass
+async def settle(dialog: Dialog) -> None:
+    """Takes what is still coming."""
+    until = time.monotonic() + FLOOD_SECONDS
+    while await listen(dialog, SETTLE_SECONDS):
+        if time.monotonic() > until:
+            raise Silent("the console does not stop writing")
 
 
 def echo_wait(dialog: Dialog) -> float:
@@ -157,8 +160,7 @@ async def clear_line(dialog: Dialog) -> None:
     if view.typed == "" and view.partial == "" and dialog.unseen == 0:
         return
     dialog.damage += 1
-    while await listen(dialog, SETTLE_SECONDS):
-        pass
+    await settle(dialog)
     if view.turn != turn or view.prompt is None:
         raise Astray("the screen changed while a line was typed")
     count_foreign_keys(dialog)
@@ -241,7 +243,10 @@ async def find_prompt(dialog: Dialog) -> None:
     view = dialog.view
     if dialog.busy:
         await wait_for_commands(dialog, view.line_ends)
+    until = time.monotonic() + COMMAND_SECONDS
     while view.prompt is None:
+        if time.monotonic() > until:
+            raise Silent("the console shows no known screen")
         wait = SCREEN_SECONDS if dialog.answering and not view.pending else QUIET_SECONDS
         if await listen(dialog, max(wait, echo_wait(dialog))):
             continue
@@ -289,6 +294,7 @@ async def wait_for_commands(dialog: Dialog, ends: int) -> None:
 
 async def answer_and_wait(dialog: Dialog, text: str) -> None:
     """As `answer`, but sends no key after Enter until a prompt comes: commands may be running."""
+    dialog.busy = True
     for _ in range(TRIES):
         if await type_line(dialog, text):
             break
@@ -296,5 +302,4 @@ async def answer_and_wait(dialog: Dialog, text: str) -> None:
         raise Astray("the keys do not get through")
     ends = dialog.view.line_ends
     await press_enter(dialog)
-    dialog.busy = True
     await wait_for_commands(dialog, ends + 1)

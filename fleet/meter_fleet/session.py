@@ -9,6 +9,7 @@ from __future__ import annotations
 
 import enum
 import re
+import time
 from collections.abc import Callable, Mapping
 from dataclasses import dataclass, field
 
@@ -103,16 +104,14 @@ def shell_prompt_came(session: Session) -> bool:
 async def first_prompt(session: Session) -> None:
     dialog = session.dialog
     view = dialog.view
-    left = START_SECONDS
+    until = time.monotonic() + START_SECONDS
     while view.prompt is None or view.line_ends < dialog.enters:
-        wait = min(left, keys.QUIET_SECONDS)
-        if await keys.listen(dialog, wait):
+        if time.monotonic() > until:
+            raise Silent(f"the utility shows no screen: {last_words(view.heard)}")
+        if await keys.listen(dialog, keys.QUIET_SECONDS):
             continue
-        left -= wait
         if shell_prompt_came(session):
             raise NotStarted(f"the utility did not start: {last_words(view.heard)}")
-        if left <= 0:
-            raise Silent(f"the utility shows no screen: {last_words(view.heard)}")
         if "\n" in view.pending.strip("\n"):
             await keys.find_prompt(dialog)
 
@@ -136,7 +135,8 @@ async def redraw(session: Session) -> None:
 
 async def choose(session: Session, menu: Menu, label: str) -> None:
     """A line of the menu that the utility shows now."""
-    assert label not in FORBIDDEN_LINES
+    if label in FORBIDDEN_LINES:
+        raise ValueError(f"{label} is never chosen")
     if session.dialog.view.prompt is not menu:
         raise Astray("another screen came before the choice")
     await keys.answer(session.dialog, str(menu.choices[label]))
@@ -483,8 +483,9 @@ async def has_left(session: Session) -> bool:
     """After the key that leaves: whether the utility ended. False when it asks something."""
     dialog = session.dialog
     ends = dialog.view.line_ends
+    until = time.monotonic() + LEAVE_SECONDS
     try:
-        while True:
+        while time.monotonic() < until:
             if dialog.view.prompt is None and shell_prompt_came(session):
                 return True
             quiet = not await keys.listen(dialog, keys.echo_wait(dialog))
@@ -492,6 +493,7 @@ async def has_left(session: Session) -> bool:
                 return False
             if quiet:
                 return await wakes_shell(session)
+        return False
     except LinkLost:
         if session.shell is None:
             return True
@@ -526,7 +528,8 @@ async def leave_by_menus(session: Session) -> None:
     dialog = session.dialog
     for _ in range(SAVE_TRIES * 2):
         menu = await go_to_leave(session)
-        if not await keys.type_line(dialog, "0"):
+        number = menu.choices[EXIT_UNSAVED if EXIT_UNSAVED in menu.choices else EXIT]
+        if not await keys.type_line(dialog, str(number)):
             continue
         await keys.press_enter(dialog)
         left = await has_left(session)
@@ -547,7 +550,6 @@ async def go_to_leave(session: Session) -> Menu:
             await keys.find_prompt(dialog)
             menu = dialog.view.prompt
             if isinstance(menu, Menu) and menu.kind == "main":
-                assert EXIT in menu.choices or EXIT_UNSAVED in menu.choices
                 await keys.clear_line(dialog)
                 return menu
             if isinstance(menu, Menu):

@@ -7,18 +7,19 @@ import re
 import time
 from dataclasses import dataclass
 
-from meter_fleet.errors import Astray, LinkLost
+from meter_fleet.errors import Astray, Hopeless, LinkLost
 from meter_fleet.plan import Login
 from meter_fleet.screens import read_damaged
 from meter_fleet.transport import Link
 from meter_fleet.view import ERASED, TERMINAL_CONTROL
 
-LOGIN_SECONDS = 90.0
+LOGIN_SECONDS = 60.0
 # How long a console may show nothing before a key asks whether anyone is there. A terminal server
 # and a serial port show nothing until a key comes; the others greet by themselves.
 SILENT_SECONDS = {"serial": 0.3, "telnet": 0.5, "shell": 5.0, "ssh": 20.0}
 SETTLE_SECONDS = 0.15  # a prompt at which nothing more comes is where the console waits
 REDRAW_SECONDS = 32.0  # within which the utility draws its screen again by itself
+FLOOD_SECONDS = 10.0  # of output without a pause
 KEY_SECONDS = 2.0
 WAKE_SECONDS = 1.5
 TRIES = 6
@@ -81,9 +82,11 @@ async def listen(shell: Shell, seconds: float) -> bool:
 async def settle(shell: Shell, seconds: float) -> str:
     """Listens until the console waits for something that is known, or shows nothing more for
     `seconds`. Returns what it waits for."""
+    until = time.monotonic() + max(seconds, FLOOD_SECONDS)
     while True:
         state = state_of(shell)
-        if not await listen(shell, SETTLE_SECONDS if state else seconds):
+        came = await listen(shell, SETTLE_SECONDS if state else seconds)
+        if not came or time.monotonic() > until:
             return state
 
 
@@ -104,9 +107,9 @@ async def send_line(shell: Shell, text: str) -> bool:
 
 async def give_user(shell: Shell) -> None:
     if not shell.login.user:
-        raise LinkLost("the console asks for a user, and the plan's login names none")
+        raise Hopeless("the console asks for a user, and the plan's login names none")
     if NOT_LET_IN.search(shell.text) and shell.passwords >= PASSWORD_TRIES:
-        raise LinkLost(f"the login was rejected: {last_words(shell)}")
+        raise Hopeless(f"the login was rejected: {last_words(shell)}")
     shell.logged_in = True
     if not await send_line(shell, shell.login.user):
         await shell.link.send(ENTER.encode())  # asks for a password, then for the user again
@@ -115,11 +118,11 @@ async def give_user(shell: Shell) -> None:
 async def give_password(shell: Shell) -> None:
     variable = shell.login.password_env
     if not variable:
-        raise LinkLost("the console asks for a password, and the login names no password_env")
+        raise Hopeless("the console asks for a password, and the login names no password_env")
     if variable not in os.environ:
-        raise LinkLost(f"the console asks for a password, and {variable} is not set")
+        raise Hopeless(f"the console asks for a password, and {variable} is not set")
     if shell.passwords == PASSWORD_TRIES:
-        raise LinkLost(f"the login was rejected: {last_words(shell)}")
+        raise Hopeless(f"the login was rejected: {last_words(shell)}")
     shell.passwords += 1
     await shell.link.send_secret(os.environ[variable].encode())
     shell.text += "\n"
@@ -142,13 +145,22 @@ async def wake(shell: Shell) -> str:
 async def reach(shell: Shell) -> str:
     """Logs in. Returns "shell" at its prompt, or "utility" when the console is in a utility that
     somebody left. Raises LinkLost with the reason when neither comes."""
+    try:
+        return await log_in(shell)
+    except Hopeless:
+        raise
+    except LinkLost as error:
+        raise LinkLost(f"{error}; its last line: {last_words(shell)}") from None
+
+
+async def log_in(shell: Shell) -> str:
     until = time.monotonic() + LOGIN_SECONDS
     state = await settle(shell, SILENT_SECONDS[shell.kind])
     while state not in ("shell", "utility"):
         if ASKS_YES_NO.search(last_line(shell)):
-            raise LinkLost(f"the console asks: {last_words(shell)}")
+            raise Hopeless(f"the console asks: {last_words(shell)}")
         if time.monotonic() > until:
-            raise LinkLost(f"the console shows no known prompt; its last line: {last_words(shell)}")
+            raise Hopeless(f"the console shows no known prompt; its last line: {last_words(shell)}")
         if state == "user":
             await give_user(shell)
             state = await settle(shell, REDRAW_SECONDS)

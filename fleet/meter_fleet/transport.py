@@ -14,13 +14,15 @@ from collections.abc import Callable
 
 import pexpect  # type: ignore[import]
 
-from meter_fleet.errors import Interrupted, LinkLost
+from meter_fleet.errors import Hopeless, Interrupted, LinkLost
 from meter_fleet.plan import Console
 from meter_fleet.record import Record
 
 CONNECT_SECONDS = 15.0
 END_SECONDS = 0.1  # for a local command to end by itself after its last output
 COLUMNS, ROWS = 200, 50  # wide, so that a shell breaks no line that is typed
+MOST_RECEIVED = 1 << 22  # bytes on one connection, of a console that does not stop writing
+MOST_WAITING = 1 << 17  # bytes that nobody has taken yet
 SPAWN_PREPARATION = ("/bin/sh", "-c")
 
 OFLAG = 1
@@ -48,7 +50,9 @@ class Link:
         self.record = record
         self.stop = stop
         self.leaving = False
-        self.ended = False
+        self.ended = ""  # why
+        self.paused = False
+        self.count = 0
         self.incoming = bytearray()
         self.waker = asyncio.Event()
         self.decode: Callable[[bytes], bytes] = bytes
@@ -69,12 +73,18 @@ class Link:
         if data:
             self.incoming += self.decode(data)
         else:
-            self.end()
+            self.end("the connection ended")
+        self.count += len(data)
+        if self.count > MOST_RECEIVED:
+            self.end("the console does not stop writing")
+        elif len(self.incoming) > MOST_WAITING:
+            asyncio.get_running_loop().remove_reader(self.descriptor)
+            self.paused = True
         self.waker.set()
 
-    def end(self) -> None:
+    def end(self, reason: str) -> None:
         if not self.ended:
-            self.ended = True
+            self.ended = reason
             asyncio.get_running_loop().remove_reader(self.descriptor)
 
     def check_stop(self) -> None:
@@ -93,10 +103,13 @@ class Link:
                 pass
             self.check_stop()
         data, self.incoming = bytes(self.incoming), bytearray()
+        if self.paused and not self.ended:
+            asyncio.get_running_loop().add_reader(self.descriptor, self.take_ready)
+            self.paused = False
         if data:
             self.record.received(data)
         elif self.ended:
-            raise LinkLost("the connection ended")
+            raise LinkLost(self.ended)
         return data
 
     async def write(self, data: bytes) -> None:
@@ -113,7 +126,7 @@ class Link:
 
     async def send(self, data: bytes) -> None:
         if self.ended:
-            raise LinkLost("the connection ended")
+            raise LinkLost(self.ended)
         self.record.sent(data)
         await self.write(self.encode(data))
 
@@ -125,7 +138,7 @@ class Link:
         if self.waker not in self.stop.wakers:
             return
         self.stop.wakers.discard(self.waker)
-        self.end()
+        self.end("closed")
         if self.child is None:
             self.release()
         else:
@@ -157,7 +170,7 @@ def spawn(words: list[str], record: Record, stop: Stop,
     try:
         child = pexpect.spawn(words[0], words[1:], dimensions=(ROWS, COLUMNS), preexec_fn=prepare)
     except (OSError, pexpect.ExceptionPexpect) as error:
-        raise LinkLost(f"{words[0]} cannot be started: {error}") from None
+        raise Hopeless(f"{words[0]} cannot be started: {error}") from None
     child.ptyproc.delayafterclose = 0
     child.ptyproc.delayafterterminate = 0.02
     link = Link(child.child_fd, record, stop)
@@ -189,7 +202,7 @@ async def open_serial(console: Console, record: Record, stop: Stop) -> Link:
         port = serial.Serial(console.device, console.baud, timeout=0, write_timeout=0,
                              exclusive=True)
     except (OSError, ValueError) as error:
-        raise LinkLost(f"{console.device} cannot be opened: {error}") from None
+        raise Hopeless(f"{console.device} cannot be opened: {error}") from None
     link = Link(port.fileno(), record, stop)
     link.release = port.close
     return link

@@ -13,7 +13,7 @@ from dataclasses import dataclass, field
 
 from meter_fleet import session as sessions
 from meter_fleet import shell
-from meter_fleet.errors import Astray, Foreign, Interrupted, LinkLost, Silent
+from meter_fleet.errors import Astray, Foreign, Hopeless, Interrupted, LinkLost, Silent
 from meter_fleet.keys import Dialog
 from meter_fleet.plan import Meter, shown
 from meter_fleet.record import Record
@@ -149,7 +149,11 @@ async def end(job: Job) -> None:
 
 
 async def give_up_session(job: Job) -> None:
-    """Leaves a session in which something went wrong; a console that cannot be left is closed."""
+    """Leaves a session in which something went wrong. A console that cannot be left is closed, and
+    so is one that never showed a prompt."""
+    if job.current and job.current.dialog.view.turn == 0:
+        await close_link(job)
+        return
     try:
         await end(job)
     except (Astray, LinkLost) as error:
@@ -167,6 +171,7 @@ async def read(job: Job, session: Session) -> Reading:
     await sessions.read_all(session, menus_of(job), job.goal)
     reading = Reading(dict(session.expected), sessions.is_clean(session),
                       time.monotonic() - start)
+    job.connections_failed = 0
     job.readings.append(reading)
     job.held = dict(reading.values)
     if job.saves == 0:
@@ -310,7 +315,6 @@ def give_up_saving(job: Job) -> str:
 
 async def try_session(job: Job) -> str:
     session = await begin(job)
-    job.connections_failed = 0
     result = await (work_once if job.command is Command.APPLY else look)(job, session)
     tell_step(job, "leaving")
     await end(job)
@@ -322,7 +326,7 @@ async def after_lost_link(job: Job, error: LinkLost) -> str:
     await close_link(job)
     say(job, str(error))
     job.connections_failed += 1
-    if job.connections_failed >= MOST_CONNECTIONS:
+    if isinstance(error, Hopeless) or job.connections_failed >= MOST_CONNECTIONS:
         return given_up(job)
     await pause(job, PAUSES[job.connections_failed - 1])
     return ""
@@ -378,7 +382,7 @@ async def interrupted(job: Job) -> str:
         say(job, "could not leave the utility: its edits are lost after the console is closed, "
             "or wait on its screen")
     await close_link(job)
-    return "unknown"
+    return "unknown" if job.screen_seen else "unreachable"
 
 
 async def work(job: Job) -> str:
