@@ -84,8 +84,10 @@ def test_what_show_prints_is_a_plan_of_the_meter(folder):
     done, text = shown(folder, meters)
     assert done.returncode == 0
     plan = tomllib.loads(text)
-    assert [meter["name"] for meter in plan["meter"]] == [meter.name for meter in meters]
-    for meter, table in zip(meters, plan["meter"]):
+    tables = {table["name"]: table for table in plan["meter"]}  # in the order in which they ended
+    assert tables.keys() == {meter.name for meter in meters}
+    for meter in meters:
+        table = tables[meter.name]
         held = read_settings(meter.leaves())
         assert table["settings"].items() <= held.items(), meter.name
         missing = held.keys() - table["settings"].keys()
