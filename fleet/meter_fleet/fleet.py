@@ -7,6 +7,7 @@ import contextlib
 import resource
 import signal
 import threading
+import traceback
 from collections.abc import Callable, Iterator, Sequence
 from pathlib import Path
 
@@ -43,6 +44,10 @@ async def run_one(meter: Meter, command: Command, records: Path, stop: Stop,
         return Result(meter.name, "unreachable", messages=[reason])
     try:
         return await run_meter(meter, command, record, stop, on_step)
+    except Exception as error:  # a mistake of this program, which no other meter may suffer from
+        record.note("".join(traceback.format_exception(error)))
+        reason = f"meter-fleet failed: {type(error).__name__}: {error}; see the transcript"
+        return Result(meter.name, "unknown", messages=[reason], record=str(record.path))
     finally:
         record.close()
 

@@ -7,6 +7,7 @@ from __future__ import annotations
 
 import asyncio
 import os
+import signal
 import socket
 import termios
 import time
@@ -19,6 +20,7 @@ from meter_fleet.plan import Console
 from meter_fleet.record import Record
 
 CONNECT_SECONDS = 15.0
+KILL_SECONDS = 1.0  # for it to end after a signal
 END_SECONDS = 0.1  # for a local command to end by itself after its last output
 COLUMNS, ROWS = 200, 50  # wide, so that a shell breaks no line that is typed
 MOST_RECEIVED = 1 << 22  # bytes on one connection, of a console that does not stop writing
@@ -147,15 +149,26 @@ class Link:
 
 # -- local commands --
 
-async def end_child(child: pexpect.spawn) -> None:
-    """Closes the terminal, which hangs the command up, and ends it if it does not end by that."""
-    until = time.monotonic() + END_SECONDS
-    while child.isalive() and time.monotonic() < until:
+async def ends_within(child: pexpect.spawn, seconds: float) -> bool:
+    until = time.monotonic() + seconds
+    while child.isalive():
+        if time.monotonic() > until:
+            return False
         await asyncio.sleep(0.005)
+    return True
+
+
+async def end_child(child: pexpect.spawn) -> None:
+    """Closes the terminal, which hangs the command up, and kills what does not end by that."""
     try:
+        for ask in (None, signal.SIGHUP, signal.SIGKILL):
+            if ask is not None:
+                os.kill(child.pid, ask)
+            if await ends_within(child, END_SECONDS if ask is None else KILL_SECONDS):
+                break
         child.close(force=True)
-    except pexpect.ExceptionPexpect as error:
-        raise LinkLost(f"the command does not end: {error}") from None
+    except (OSError, pexpect.ExceptionPexpect):
+        return  # it ended by itself, or will when the machine gets to it
 
 
 def write_as_it_is() -> None:

@@ -27,6 +27,8 @@ from meter_fleet.transport import Link, Stop, open_link
 MOST_SESSIONS = 20
 MOST_SAVES = 3
 MOST_CONNECTIONS = 3  # in a row that come to nothing
+MOST_LOST = 5  # connections that ended or fell silent, in all
+SILENT_SECONDS = 10.0  # to leave a console that fell silent
 WORK_SECONDS = 900.0  # after which no new session begins
 LEAVE_SECONDS = 4.5  # after a signal
 PAUSES = (0.5, 1.0, 2.0)  # before another connection
@@ -66,6 +68,7 @@ class Job:
     saves: int = 0
     saving: bool = False
     connections_failed: int = 0
+    connections_lost: int = 0
     screen_seen: bool = False
     failed: bool = False  # the utility said that a save failed
 
@@ -158,6 +161,15 @@ async def give_up_session(job: Job) -> None:
         await end(job)
     except (Astray, LinkLost) as error:
         say(job, f"could not leave the utility: {error}")
+        await close_link(job)
+
+
+async def give_up_silent_session(job: Job) -> None:
+    """A console that did not answer for longer than any stall is asked only briefly again."""
+    try:
+        await asyncio.wait_for(give_up_session(job), SILENT_SECONDS)
+    except asyncio.TimeoutError:
+        say(job, "could not leave the utility: the console does not answer")
         await close_link(job)
 
 
@@ -321,12 +333,17 @@ async def try_session(job: Job) -> str:
     return result
 
 
+def is_hopeless(job: Job) -> bool:
+    return job.connections_lost >= MOST_LOST or job.connections_failed >= MOST_CONNECTIONS
+
+
 async def after_lost_link(job: Job, error: LinkLost) -> str:
     """Returns a result when it is no use to connect again."""
     await close_link(job)
     say(job, str(error))
     job.connections_failed += 1
-    if isinstance(error, Hopeless) or job.connections_failed >= MOST_CONNECTIONS:
+    job.connections_lost += 1
+    if isinstance(error, Hopeless) or is_hopeless(job):
         return given_up(job)
     await pause(job, PAUSES[job.connections_failed - 1])
     return ""
@@ -358,9 +375,10 @@ async def next_result(job: Job) -> str:
         await pause(job, FOREIGN_PAUSE)
     except Silent as error:
         say(job, str(error))
-        await give_up_session(job)
+        await give_up_silent_session(job)
         job.connections_failed += 1
-        if job.connections_failed >= MOST_CONNECTIONS:
+        job.connections_lost += 1
+        if is_hopeless(job):
             return given_up(job)
     except Astray as error:
         job.record.note(str(error))
