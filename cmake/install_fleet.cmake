@@ -19,7 +19,7 @@ if(NOT CDS_ROOT AND NOT CMAKE_CROSSCOMPILING)
     install(FILES docs/commissioning.md DESTINATION ${fleet_documents} COMPONENT fleet)
     install(FILES docs/pictures/fleet-progress.svg
         DESTINATION ${fleet_documents}/pictures COMPONENT fleet)
-    install(DIRECTORY fleet/ansible/example
+    install(DIRECTORY fleet/ansible/example/
         DESTINATION ${fleet_documents}/examples/ansible COMPONENT fleet)
     install_zipped(fleet ${PROJECT_SOURCE_DIR}/docs/man/meter-fleet.1 ${CMAKE_INSTALL_MANDIR}/man1)
     install_about(fleet)
