@@ -93,6 +93,8 @@ if(ON_SIMULATED_METER)
     list(APPEND components desk)
 endif()
 
+include(cmake/install_fleet.cmake)
+
 set(CPACK_GENERATOR "DEB;External")
 set(CPACK_PACKAGE_NAME meter-settings)
 set(CPACK_PACKAGE_CONTACT ${MAINTAINER})
