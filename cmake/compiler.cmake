@@ -14,7 +14,7 @@ string(APPEND CMAKE_EXE_LINKER_FLAGS " -no-pie")
 # Includes start at the root.
 include_directories(${PROJECT_SOURCE_DIR})
 
-if(CMAKE_CROSSCOMPILING)
+if(CMAKE_CROSSCOMPILING AND NOT EMSCRIPTEN)
     # The linker would allow for pages of 65536 bytes, which pads a small program by tens of
     # kilobytes. A kernel with larger pages than given here cannot load it.
     set(METER_PAGE_SIZE 4096 CACHE STRING "Page size of the meter's kernel, in bytes")
