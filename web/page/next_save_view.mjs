@@ -1,0 +1,45 @@
+// What the next save would write. It is found by playing the session once more and saving there.
+
+import { callItem } from "./activity_view.mjs";
+import { byId, element, soon } from "./dom.mjs";
+import { describeCall } from "./meter_words.mjs";
+
+export class NextSaveView {
+    constructor(meter, panel) {
+        this.meter = meter;
+        this.panel = panel;
+        this.list = byId("next-save");
+        this.inputsSeen = null;
+        meter.addEventListener("change", soon(() => this.show()));
+        panel.addEventListener("shown", () => this.show());
+    }
+
+    show() {
+        if (this.panel.hidden || !this.isStale())
+            return;
+        const lines = this.meter.nextSave();
+        const calls = (lines ?? []).map(describeCall).filter(call => call.kind !== "read");
+        this.list.replaceChildren(...calls.map(callItem));
+        byId("next-save-note").textContent = this.note(lines, calls);
+    }
+
+    // Letters of an answer change nothing until Enter, which draws a new line.
+    isStale() {
+        const { run } = this.meter;
+        const last = run.inputs.at(-1);
+        const seen = { run, count: run.inputs.length, store: run.store };
+        const same = this.inputsSeen?.run === run && this.inputsSeen.store === seen.store &&
+            (this.inputsSeen.count === seen.count || last?.kind === "key" && last.typed >= 0x20);
+        if (!same)
+            this.inputsSeen = seen;
+        return !same;
+    }
+
+    note(lines, calls) {
+        if (this.meter.exited !== null)
+            return "The program has ended.";
+        if (lines === null)
+            return "Nothing has been changed, so there is nothing to save.";
+        return calls.some(call => call.trouble) ? "A save would do this, and report an error:" : "A save would do this, in this order:";
+    }
+}
