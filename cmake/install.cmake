@@ -36,20 +36,16 @@ function(install_about component)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${PACKAGE} COMPONENT ${component})
 endfunction()
 
-# What lintian may not complain of, each with its reason.
-function(install_overrides component)
-    install(FILES cmake/package/lintian-${component} RENAME ${package_${component}}
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT ${component})
-endfunction()
-
-install(TARGETS meter-settings DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT program)
-install_zipped(program ${PROJECT_SOURCE_DIR}/docs/man/meter-settings.8 ${CMAKE_INSTALL_MANDIR}/man8)
+get_property(meter_programs GLOBAL PROPERTY METER_PROGRAMS)
+foreach(program IN LISTS meter_programs)
+    install(TARGETS ${program} DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT program)
+    install_zipped(program ${PROJECT_SOURCE_DIR}/docs/man/${program}.8 ${CMAKE_INSTALL_MANDIR}/man8)
+endforeach()
 set(documents ${CMAKE_INSTALL_DATADIR}/doc/${package_program})
 install(FILES CHANGELOG.md docs/technician.md docs/integrator.md docs/what-a-save-does.md
         docs/options-list.md docs/simulated-meter.md
     DESTINATION ${documents} COMPONENT program)
 install(DIRECTORY docs/pictures DESTINATION ${documents} COMPONENT program FILES_MATCHING PATTERN *.svg)
-install_overrides(program)
 install_about(program)
 set(components program)
 
@@ -79,7 +75,10 @@ if(NOT CDS_ROOT)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT desk)
     install(FILES ${completion}/cdsctl.fish
         DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT desk)
-    install_overrides(desk)
+    if(HAVE_STATIC_PIE) # lintian takes cdsctl for a library
+        install(FILES cmake/package/lintian-desk RENAME ${package_desk}
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT desk)
+    endif()
     install(FILES simulator/factory.toml
         DESTINATION ${CMAKE_INSTALL_DATADIR}/meter-settings COMPONENT desk)
     install_zipped(desk ${PROJECT_SOURCE_DIR}/docs/man/cdsctl.1 ${CMAKE_INSTALL_MANDIR}/man1)

@@ -1,4 +1,5 @@
 # Compiler settings of the web build (see web/).
-add_compile_options(-fexceptions)
-add_link_options(-fexceptions)
-add_compile_options("SHELL:-include ${PROJECT_SOURCE_DIR}/web/float_chars.h")
+target_compile_options(build_options INTERFACE -fexceptions
+    "SHELL:-include ${PROJECT_SOURCE_DIR}/web/float_chars.h")
+target_link_options(build_options INTERFACE -fexceptions)
+link_libraries(build_options)

@@ -1,6 +1,8 @@
 // Menu screens: a framed title, groups of lines, and a numbered choice.
 #pragma once
 
+#include "settings/editable.h"
+
 #include <string>
 #include <vector>
 
@@ -10,6 +12,11 @@ struct MenuLine {
 };
 
 using MenuSection = std::vector<MenuLine>;
+
+// Appends a line to `section`. A text is shown as it is, or as `if_empty`.
+void add_line(MenuSection& section, const std::string& label, const std::string& value = "");
+void add_text_line(MenuSection& section, const char* label, const EditableText& value,
+                   const char* if_empty = "[None]");
 
 // What `show_menu` returns when there was no usable answer.
 constexpr int no_choice = -1;

@@ -145,7 +145,8 @@ def words(target):
     def quoted(path, pattern):
         return set(re.findall(pattern, (ROOT / path).read_text()))
 
-    tokens = quoted("meterinit/option_tokens.h", r'"([0-9A-Za-z]{1,4})"')
+    grammar = tomllib.loads((FOLDER.parent / "grammar.toml").read_text())
+    tokens = {form for name, *_ in grammar["options"] for form in (name, name.lower())}
     if target == "fuzz_options":
         return tokens | {"-" + token for token in tokens}
     if target == "fuzz_session":

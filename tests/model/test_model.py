@@ -2,12 +2,14 @@
 
 import itertools
 import random
+import tomllib
 
 import coverage_table
 import meter_model
 import option_words
 import pytest
 import walker
+from harness.meter import FACTORY
 
 pytestmark = pytest.mark.host_only
 
@@ -44,11 +46,25 @@ def test_the_list_with_all_options_is_taken_with_sixty_characters():
     assert (after, text.text, text.changed) == ("", ALL_OPTIONS, True)
 
 
-def test_the_longest_list_has_86_characters():
-    longest = [name for name, group, _ in option_words.OPTIONS if group not in option_words.GROUPS]
-    longest = "-".join(longest + "1A 2A 3A 7A 8A 9A PQ1".split())
+def test_the_grammar_agrees_with_its_counts():
+    grammar = option_words.GRAMMAR
+    assert len({*option_words.PATHS}) == len(option_words.PATHS) == grammar["option_leaves"]
+    assert [leaf for leaf in option_words.PATHS if leaf not in option_words.CLEARED] == [
+        "/VMIC/Options/MID/Value"]
+    assert len(option_words.UNCOMPLAINED) == grammar["known_texts"]
+
+
+def test_the_shipped_meter_has_the_option_leaves_and_25_others():
+    shipped = tomllib.loads(FACTORY.read_text())
+    assert [path for path in option_words.PATHS if not isinstance(shipped.get(path), bool)] == []
+    assert len(shipped) == len(option_words.PATHS) + 25
+
+
+def test_the_longest_list_is_taken():
+    groups = {group or name: name for name, group, _ in option_words.OPTIONS}  # one name of each
+    longest = "-".join(groups.values())
     assert option_words.acceptable(longest)
-    assert len(longest) == 86
+    assert len(longest) == option_words.GRAMMAR["longest_list"]
     assert option(longest)[1].changed
 
 
@@ -98,8 +114,8 @@ def leaves(entry, *names):
 def test_an_empty_list_writes_every_option_false():
     batch = option_words.examine("").batch
     assert not any(value for _, value in batch)
-    assert {path for path, _ in batch} == {*option_words.CLEARED, "/VMIC/Options/MID/Value"}
-    assert len(batch) == 38
+    assert {path for path, _ in batch} == {*option_words.PATHS}
+    assert len(batch) == option_words.GRAMMAR["option_leaves"]
 
 
 def test_power_quality_leaves():

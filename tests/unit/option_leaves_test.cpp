@@ -103,10 +103,10 @@ TEST_CASE("clearing again writes the same leaves once")
 
 TEST_CASE("options that are pending stay so when the batch begins anew")
 {
-    options_pending = true;
+    set_options_pending(true);
     begin_option_batch();
-    CHECK(options_pending);
-    options_pending = false;
+    CHECK(are_options_pending());
+    set_options_pending(false);
 }
 
 TEST_CASE("clearing reports the library's result")
