@@ -79,7 +79,7 @@ export class TerminalView {
         const size = this.fontSize();
         if (this.terminal.options.fontSize !== size)
             this.terminal.options.fontSize = size;
-        const below = 290; // pixels for what is under it
+        const below = 330; // pixels for what is under it
         const top = this.frame.getBoundingClientRect().top + scrollY;
         const rows = Math.floor((innerHeight - top - below) / (size * 1.2));
         const fitting = Math.min(Math.max(rows, fewestRows), mostRows);
