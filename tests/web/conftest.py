@@ -1,6 +1,8 @@
 """Browsers for the tests of the page, one of each for all the tests of a process."""
 
+import http.server
 import sys
+import threading
 from pathlib import Path
 
 import pytest
@@ -38,3 +40,31 @@ def firefox():
     browser = browsers.Firefox()
     yield browser
     browser.close()
+
+
+@pytest.fixture
+def asked_of_the_server():
+    """The paths that the web server was asked for."""
+    return []
+
+
+@pytest.fixture
+def web_server(asked_of_the_server):
+    """The address of a server that has the page under every path."""
+
+    class Handler(http.server.BaseHTTPRequestHandler):
+        def do_GET(self):
+            asked_of_the_server.append(self.path)
+            self.send_response(200)
+            self.send_header("Content-Type", "text/html; charset=utf-8")
+            self.end_headers()
+            self.wfile.write(browsers.PAGE.read_bytes())
+
+        def log_message(self, *arguments):
+            pass
+
+    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+    yield f"http://127.0.0.1:{server.server_port}"
+    server.shutdown()
+    server.server_close()

@@ -13,7 +13,7 @@ export class ExercisesView {
         this.meter = meter;
         this.exercises = exercises;
         this.terminal = terminal;
-        this.current = null; // the one that is being solved, and its run
+        this.current = null; // {exercise} that is being solved
         this.solved = new Set();
         this.list = byId("exercise-list");
         meter.addEventListener("change", soon(() => this.check()));
@@ -42,7 +42,7 @@ export class ExercisesView {
         this.meter.start({
             programArguments: exercise.arguments, store: exercise.store, faults: "", speed: this.meter.speed,
         });
-        this.current = { exercise, run: this.meter.run };
+        this.current = { exercise };
         this.draw();
         announce(`Exercise: ${exercise.title}. ${exercise.task}`);
         this.terminal.focus();
@@ -51,7 +51,7 @@ export class ExercisesView {
     check() {
         if (this.current === null)
             return;
-        if (this.meter.run.setup.store !== this.current.exercise.store) {
+        if (this.meter.baseline !== this.current.exercise.store) {
             this.current = null; // another meter: it is given up
             this.draw();
             return;

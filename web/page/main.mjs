@@ -58,4 +58,3 @@ addEventListener("hashchange", () => {
     meter.usual = startFromFragment(location.hash.slice(1), factory);
     meter.start();
 });
-performance.mark("started");

@@ -46,8 +46,10 @@ export class Meter extends EventTarget {
     }
 
     // Ends the present run. The promise is fulfilled when the program waits for a key or has ended.
+    // `baseline` is the store that changes are counted from.
     start({ programArguments = this.usual.programArguments, store = this.usual.store,
-            faults = this.usual.faults, speed = this.usual.speed } = {}) {
+            faults = this.usual.faults, speed = this.usual.speed, baseline = store } = {}) {
+        this.baseline = baseline;
         this.pace?.stop();
         this.pace = new LivePace(this.alarms, validSpeed(speed), () => this.changed());
         const setup = { programArguments, store, faults, factory: this.factory };
@@ -61,7 +63,9 @@ export class Meter extends EventTarget {
     // A new run that differs from this one only in `changes`, and keeps its store.
     startAgain(changes = {}) {
         const { programArguments, faults } = this.run.setup;
-        return this.start({ programArguments, faults, store: this.run.store, speed: this.speed, ...changes });
+        const store = changes.store ?? this.run.store;
+        const baseline = changes.store ?? this.baseline;
+        return this.start({ programArguments, faults, speed: this.speed, ...changes, store, baseline });
     }
 
     changed() {
@@ -134,8 +138,8 @@ export class Meter extends EventTarget {
         return readableParts(this.run);
     }
 
-    // How the store differs from the one that the run began with.
+    // How the store differs from what it was before the first of the runs on this meter.
     changes() {
-        return this.tools.changes(this.run.setup.store, this.store);
+        return this.tools.changes(this.baseline, this.store);
     }
 }

@@ -35,6 +35,10 @@ export class TerminalView {
         this.terminal.textarea.setAttribute("aria-label", "Console of the meter. Tab leaves it.");
         meter.addEventListener("start", () => this.clear());
         meter.addEventListener("change", () => this.show());
+        const rendered = this.terminal.onRender(() => {
+            performance.mark("first screen");
+            rendered.dispose();
+        });
         new ResizeObserver(() => this.fit()).observe(this.frame);
         addEventListener("resize", () => this.fit());
         this.fit();
@@ -60,7 +64,7 @@ export class TerminalView {
             this.terminal.write(run.errors.from(this.errorsShown));
         this.errorsShown = run.errors.length;
         if (run.output.length > this.shown)
-            this.terminal.write(run.output.from(this.shown));
+            this.terminal.write(run.output.from(this.shown), () => this.frame.dispatchEvent(new Event("taken")));
         this.shown = run.output.length;
         if (run.exitStatus !== null && !this.endShown) {
             this.endShown = true;
