@@ -48,15 +48,6 @@ void add(Names& leaves, const Names& names, bool value)
         leaves.push_back(option_path(name) + (value ? "=true/1" : "=false/1"));
 }
 
-// False, but for those that are true already.
-void add_unless_true(Names& written, const Names& names)
-{
-    for (const std::string& name : names) {
-        if (!has(written, option_path(name) + "=true/1"))
-            add(written, {name}, false);
-    }
-}
-
 // The leaves that the options set of which `is_chosen` holds, in the order of the file.
 template <typename Predicate>
 Names leaves_that(const Predicate& is_chosen)
@@ -147,8 +138,8 @@ Names leaves_for(const std::set<std::string>& options)
         const auto in_group = [&](const GrammarOption& option) {
             return option.name == row->name || (!row->group.empty() && option.group == row->group);
         };
-        if (row + 1 != rows.end() && in_group(row[1]))
-            continue; // the group's leaves come at its last row
+        if (row->group == "ready" || (row + 1 != rows.end() && in_group(row[1])))
+            continue; // a group's leaves come at its last row, those of PQR after power quality
         const auto chosen =
             std::find_if(rows.begin(), rows.end(), [&](const GrammarOption& option) {
                 return in_group(option) && is_named(option);
@@ -158,8 +149,10 @@ Names leaves_for(const std::set<std::string>& options)
         add(written, without(leaves_that(in_group), own), false);
         if (chosen != rows.end())
             add(written, without(further_leaves(chosen->name), leaves_that(is_named)), true);
-        else if (row->leaves.empty()) // no row has these leaves as its own
-            add_unless_true(written, further_leaves(row->name));
+        if (row->group == "quality" && options.count("PQR") != 0)
+            add(written, further_leaves("PQR"), true);
+        else if (row->group == "quality" && chosen == rows.end())
+            add(written, further_leaves("PQR"), false);
     }
     return written;
 }

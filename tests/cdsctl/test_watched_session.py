@@ -3,6 +3,7 @@
 import os
 import pathlib
 import re
+import shlex
 import shutil
 import signal
 import subprocess
@@ -69,7 +70,7 @@ def tmux(folder):
 
 def start(tmux, folder, *arguments):
     """Starts a session at the shell's prompt; returns the pane of the view."""
-    words = " ".join(f"'{word}'" for word in (SESSION, BUILD, folder / "meter", *arguments))
+    words = shlex.join(map(str, (SESSION, BUILD, folder / "meter", *arguments)))
     tmux.type(words + '; echo "status $?"', "Enter")
     wait_until(lambda: len(tmux.panes()) == 2, lambda: tmux.text(tmux.first))
     view, = set(tmux.panes()) - {tmux.first}
@@ -221,12 +222,10 @@ def heed_signals():
 
 
 @pytest.mark.parametrize("signal_of_end", [signal.SIGINT, signal.SIGTERM])
-def test_without_tmux_it_says_what_to_type_in_two_terminals(folder, signal_of_end):
-    tools = folder / "bin"
-    tools.mkdir()
+def test_without_tmux_it_says_what_to_type_in_two_terminals(folder, plain_folder, signal_of_end):
     for tool in ("bash", "env", "readlink", "tail", "sed", "sh", "cat"):
-        (tools / tool).symlink_to(shutil.which(tool))
-    surroundings = environment(PATH=str(tools))
+        (plain_folder / tool).symlink_to(shutil.which(tool))
+    surroundings = environment(PATH=str(plain_folder))
     told = subprocess.run([SESSION, BUILD, folder / "meter", "-m"], env=surroundings, capture_output=True,
                           text=True, timeout=STEP_LIMIT)
     assert (told.returncode, told.stderr) == (0, "")

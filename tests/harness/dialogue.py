@@ -55,6 +55,7 @@ plays the keys and fills in everything else.
 
 import difflib
 import json
+import os
 import re
 import time
 import tomllib
@@ -309,8 +310,8 @@ def follow(steps, console, meter, done):
 
 
 def shown_errors(console, meter):
-    text = console.errors.decode("latin-1").replace(str(meter.folder), "METER")
-    return whole_lines(text)
+    text = console.errors.replace(os.fsencode(meter.folder), b"METER")
+    return whole_lines(text.decode("latin-1"))
 
 
 def difference(title, wanted, got):

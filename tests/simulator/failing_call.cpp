@@ -62,6 +62,11 @@ extern "C" int fsync(int fd)
     return fails("fsync") ? -1 : static_cast<int>(syscall(SYS_fsync, fd));
 }
 
+extern "C" int fchown(int fd, uid_t owner, gid_t group) noexcept
+{
+    return fails("fchown") ? -1 : static_cast<int>(syscall(SYS_fchown, fd, owner, group));
+}
+
 extern "C" int flock(int fd, int operation) noexcept
 {
     return fails("flock") ? -1 : static_cast<int>(syscall(SYS_flock, fd, operation));
