@@ -187,3 +187,17 @@ def wait_for_output(browser, wanted, seconds=STEP_LIMIT):
         time.sleep(0.02)
         output = output_of(browser)
     return output
+
+
+def screen_rows(browser):
+    """The rows of the terminal as a screen reader gets them, without blanks at their ends."""
+    rows = browser.script("""
+        return [...document.querySelectorAll(".xterm-accessibility-tree > div")].map(row => row.textContent);""")
+    return [row.replace("\xa0", " ").rstrip() for row in rows]
+
+
+def wait_for_rows(browser, wanted):
+    """Until the terminal shows exactly these rows, blank ones left out."""
+    def shown():
+        return [row for row in screen_rows(browser) if row]
+    wait_until(lambda: shown() == wanted, shown)

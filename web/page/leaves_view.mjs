@@ -77,7 +77,7 @@ export class LeavesView {
         this.editedPath = path;
         const input = typeof value === "boolean"
             ? element("select", {}, ...[true, false].map(choice =>
-                element("option", { value: choice, selected: choice === value }, shownValue(choice))))
+                element("option", { value: String(choice), selected: choice === value }, shownValue(choice))))
             : element("input", { value: String(value), type: "text", spellcheck: "false" });
         input.setAttribute("aria-label", `New value: ${leafName(path)}`);
         const error = element("p", { class: "error", role: "alert" });

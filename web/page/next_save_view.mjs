@@ -9,7 +9,7 @@ export class NextSaveView {
         this.meter = meter;
         this.panel = panel;
         this.list = byId("next-save");
-        this.inputsSeen = null;
+        this.seen = {};
         meter.addEventListener("change", soon(() => this.show()));
         panel.addEventListener("shown", () => this.show());
     }
@@ -23,15 +23,12 @@ export class NextSaveView {
         byId("next-save-note").textContent = this.note(lines, calls);
     }
 
-    // Letters of an answer change nothing until Enter, which draws a new line.
+    // Letters of an answer change nothing until Enter.
     isStale() {
         const { run } = this.meter;
-        const last = run.inputs.at(-1);
-        const seen = { run, count: run.inputs.length, store: run.store };
-        const same = this.inputsSeen?.run === run && this.inputsSeen.store === seen.store &&
-            (this.inputsSeen.count === seen.count || last?.kind === "key" && last.typed >= 0x20);
-        if (!same)
-            this.inputsSeen = seen;
+        const count = run.inputs.filter(({ kind, typed }) => kind !== "key" || typed < 0x20).length;
+        const same = this.seen.run === run && this.seen.count === count;
+        this.seen = { run, count };
         return !same;
     }
 

@@ -25,7 +25,7 @@ export class TerminalView {
         this.endShown = false;
         this.frame = byId("terminal-frame");
         this.terminal = new Terminal({
-            cols: columns, rows: fewestRows, convertEol: true, screenReaderMode: true, fontFamily, theme,
+            cols: columns, rows: fewestRows, convertEol: true, fontFamily, theme,
             scrollback: 5000, fontSize: this.fontSize(), minimumContrastRatio: 4.5, cursorBlink: false,
         });
         this.terminal.open(byId("terminal"));
@@ -38,6 +38,8 @@ export class TerminalView {
         const rendered = this.terminal.onRender(() => {
             performance.mark("first screen");
             rendered.dispose();
+            // Not sooner: what a screen reader gets is laid over the rows, whose height is known now.
+            this.terminal.options.screenReaderMode = true;
         });
         new ResizeObserver(() => this.fit()).observe(this.frame);
         addEventListener("resize", () => this.fit());

@@ -147,6 +147,8 @@ export function transcriptOf(run, tools, shows) {
 export function readableParts(run) {
     const parts = [];
     const add = (text, typed) => {
+        if (text === "")
+            return;
         if (parts.at(-1)?.typed === typed)
             parts.at(-1).text += text;
         else
