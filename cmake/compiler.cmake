@@ -6,6 +6,9 @@ include(CheckPIESupported)
 add_library(build_options INTERFACE)
 target_include_directories(build_options INTERFACE ${PROJECT_SOURCE_DIR}) # includes start at the root
 target_compile_options(build_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang") # it asks for inner braces, which would clutter the tables
+    target_compile_options(build_options INTERFACE -Wno-missing-braces)
+endif()
 
 if(EMSCRIPTEN) # the rest is for machines
     include(${CMAKE_CURRENT_LIST_DIR}/web.cmake)
@@ -48,9 +51,24 @@ endif()
 
 link_libraries(build_options)
 
-# A program finds shared libraries of this build in its own directory, wherever the build directory
-# is. The meter's own are where its loader looks; no path of this machine goes into a program for it.
-set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
-if(CDS_ROOT)
-    set(CMAKE_SKIP_RPATH ON)
+# Static programs, which -static among the linker's flags asks for, also get a random address where
+# the C library supports that. HAVE_STATIC_PIE says so, and STATIC_PROGRAMS whether they are static.
+string(REGEX REPLACE "(^| )-static( |$)" " " flags_without_static "${CMAKE_EXE_LINKER_FLAGS}")
+set(STATIC_PROGRAMS OFF)
+if(NOT flags_without_static STREQUAL CMAKE_EXE_LINKER_FLAGS)
+    set(STATIC_PROGRAMS ON)
+    set(CMAKE_EXE_LINKER_FLAGS "${flags_without_static}")
 endif()
+set(CMAKE_REQUIRED_LIBRARIES -static-pie)
+check_cxx_source_compiles("int main() { return 0; }" HAVE_STATIC_PIE)
+unset(CMAKE_REQUIRED_LIBRARIES)
+if(STATIC_PROGRAMS AND HAVE_STATIC_PIE)
+    link_libraries($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-static-pie>) # after CMake's -pie
+elseif(STATIC_PROGRAMS)
+    message(STATUS "This C library has no static programs at random addresses: theirs are fixed")
+    set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
+    add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-static>)
+endif()
+
+# A program finds shared libraries of this build in its own directory, wherever the build directory is.
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)

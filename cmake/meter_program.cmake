@@ -2,7 +2,7 @@
 # docs/man/NAME.8. Its libraries are linked to it afterwards.
 function(add_meter_program name)
     add_executable(${name} ${ARGN})
-    if(NOT CDS_ROOT AND NOT CMAKE_CROSSCOMPILING)
+    if(ON_SIMULATED_METER AND NOT CMAKE_CROSSCOMPILING AND NOT STATIC_PROGRAMS)
         start_fast(${name})
     endif()
     set_property(GLOBAL APPEND PROPERTY METER_PROGRAMS ${name})

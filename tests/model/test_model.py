@@ -9,6 +9,7 @@ import meter_model
 import option_words
 import pytest
 import walker
+from harness.menus import INIT, typed
 from harness.meter import FACTORY
 
 pytestmark = pytest.mark.host_only
@@ -185,7 +186,7 @@ def test_what_a_menu_takes(answer):
 
 
 @pytest.mark.parametrize(
-    "answer", ("", " ", "1 ", "1a", "7", "6", "-1", "99999999999999999999", "1\x081a")
+    "answer", ("", " ", "1 ", "1a", "8", "7", "-1", "99999999999999999999", "1\x081a")
 )
 def test_what_a_menu_refuses(answer):
     assert "\nError: Invalid selection\n\n" in screen(answer + "\n")
@@ -229,7 +230,7 @@ def test_addresses(answer, taken):
     ),
 )
 def test_serial_numbers(answer, message):
-    shown = screen(f"5\n1\n{answer}\n")
+    shown = screen(f"{INIT}\n1\n{answer}\n")
     prompt = f"Enter Serial Number (YYMMXXXXX): {answer}\n"
     after = shown.split(prompt)[1]
     if message is None:
@@ -240,15 +241,15 @@ def test_serial_numbers(answer, message):
 
 
 def test_a_tilde_leaves_a_placeholder_as_the_serial_number_and_it_is_written():
-    outcome = played("5\n1\n~\n0\n6\ny\n")
+    outcome = played(typed("{INIT}\n1\n~\n0\n{SAVE}\ny\n"))
     assert outcome.store["/VMIC/SerialNumber/Value"] == "YYMMXXXXX"
 
 
 def test_a_tilde_has_no_effect_on_what_was_never_edited():
     store = {"/VMC/PrimCfg/Form/Value": 2}
-    shown = screen("5\n3\n~\n", store=store)
+    shown = screen(f"{INIT}\n3\n~\n", store=store)
     assert shown.count("Meter Form                      :  2 = Form 8") == 2
-    assert "[None]" in screen("5\n3\n1\n3\n~\n", store=store).split("Meter Form")[-1][:60]
+    assert "[None]" in screen(f"{INIT}\n3\n1\n3\n~\n", store=store).split("Meter Form")[-1][:60]
 
 
 @pytest.mark.parametrize(
@@ -266,7 +267,7 @@ def test_a_tilde_has_no_effect_on_what_was_never_edited():
     ),
 )
 def test_how_a_stored_number_is_shown(name, stored, shown):
-    assert f"  :  {shown:38}\n" in screen("5\n", store={f"/VMC/PrimCfg/{name}/Value": stored})
+    assert f"  :  {shown:38}\n" in screen(f"{INIT}\n", store={f"/VMC/PrimCfg/{name}/Value": stored})
 
 
 def test_media_types_of_two_names():

@@ -92,6 +92,7 @@ class Tree:
         common.write_text(COMMON_HEADERS)
         self.must("g++", *FLAGS.split(), "-x", "c++-header", common, "-o", f"{common}.gch")
         self.must("cmake", "-S", self.folder, "-B", self.build_folder, "-G", "Ninja",
+                  "-DSIMULATED_METER=ON", "-DCMAKE_BUILD_TYPE=None",
                   "-DCMAKE_CXX_COMPILER=g++", f"-DCMAKE_CXX_FLAGS={FLAGS} -include {shlex.quote(str(common))}",
                   "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold")
 

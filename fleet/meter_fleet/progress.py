@@ -1,0 +1,139 @@
+"""The progress: on a terminal one line for each working meter, the totals, the time left."""
+
+from __future__ import annotations
+
+import sys
+import time
+from collections.abc import Callable
+from dataclasses import dataclass, field
+from types import TracebackType
+from typing import TYPE_CHECKING, Protocol
+
+from meter_fleet.plan import shown
+from meter_fleet.results import Result
+
+if TYPE_CHECKING:
+    from rich.console import RenderableType
+
+LINES_BESIDES = 4  # of the display, apart from those of the meters
+
+
+class Display(Protocol):
+    """What a run reports to: results for standard output, messages for standard error."""
+
+    def __enter__(self) -> object: ...
+
+    def __exit__(self, kind: type[BaseException] | None, error: BaseException | None,
+                 trace: TracebackType | None) -> None: ...
+
+    def step(self, name: str, step: str) -> None: ...
+
+    def done(self, result: Result, text: str) -> None: ...
+
+    def complain(self, text: str) -> None: ...
+
+
+def result_text(result: Result) -> str:
+    """One meter for people: its line, what differs or was changed, and the messages."""
+    lines = [f"{result.name}: {result.result} ({result.seconds:.1f} s)"]
+    lines += [f"    {one.setting}: {shown(one.before)} -> {shown(one.after)}"
+              for one in result.diff]
+    return "\n".join(lines)
+
+
+@dataclass
+class Plain:
+    """Where no terminal shows it: only the results."""
+
+    def __enter__(self) -> object:
+        return self
+
+    def __exit__(self, kind: type[BaseException] | None, error: BaseException | None,
+                 trace: TracebackType | None) -> None:
+        sys.stdout.flush()
+
+    def step(self, name: str, step: str) -> None:
+        """Steps are for the eye."""
+
+    def done(self, result: Result, text: str) -> None:
+        print(text, flush=True)
+
+    def complain(self, text: str) -> None:
+        print(text, file=sys.stderr, flush=True)
+
+
+@dataclass
+class Totals:
+    count: int
+    started: float = field(default_factory=time.monotonic)
+    results: dict[str, int] = field(default_factory=dict)
+    working: dict[str, tuple[str, float]] = field(default_factory=dict)
+
+    def text(self) -> str:
+        done = sum(self.results.values())
+        parts = [f"{done} of {self.count} meters"]
+        parts += [f"{count} {result}" for result, count in sorted(self.results.items())]
+        return ", ".join(parts) + self.time_left(done)
+
+    def time_left(self, done: int) -> str:
+        if done == 0:
+            return ""
+        seconds = (time.monotonic() - self.started) / done * (self.count - done)
+        return f"; about {int(seconds) // 60}:{int(seconds) % 60:02} left"
+
+
+class Rich:
+    """On a terminal. The results scroll above the display when standard output is the terminal."""
+
+    def __init__(self, count: int) -> None:
+        from rich.console import Console  # only here: it takes a while to load
+        from rich.live import Live
+
+        self.totals = Totals(count)
+        self.console = Console(stderr=True)
+        self.live = Live(get_renderable=self.render, console=self.console, refresh_per_second=4,
+                         transient=True, redirect_stdout=False, redirect_stderr=False)
+
+    def render(self) -> RenderableType:
+        from rich.console import Group
+        from rich.table import Table
+        from rich.text import Text
+
+        table = Table.grid(padding=(0, 2))
+        room = max(self.console.height - LINES_BESIDES, 1)
+        now = time.monotonic()
+        for name, (step, since) in list(self.totals.working.items())[:room]:
+            table.add_row(Text(name), Text(step), Text(f"{now - since:.0f} s", justify="right"))
+        if (hidden := len(self.totals.working) - room) > 0:
+            table.add_row(Text(f"and {hidden} more"), Text(""), Text(""))
+        return Group(table, Text(self.totals.text(), style="bold"))
+
+    def __enter__(self) -> object:
+        self.live.start()
+        return self
+
+    def __exit__(self, kind: type[BaseException] | None, error: BaseException | None,
+                 trace: TracebackType | None) -> None:
+        self.live.stop()
+        self.console.print(self.totals.text(), highlight=False)
+
+    def step(self, name: str, step: str) -> None:
+        _, since = self.totals.working.get(name, ("", time.monotonic()))
+        self.totals.working[name] = (step, since)
+
+    def done(self, result: Result, text: str) -> None:
+        self.totals.working.pop(result.name, None)
+        self.totals.results[result.result] = self.totals.results.get(result.result, 0) + 1
+        if sys.stdout.isatty():
+            self.console.print(text, markup=False, highlight=False, soft_wrap=True)
+        else:
+            print(text, flush=True)
+
+    def complain(self, text: str) -> None:
+        self.console.print(text, markup=False, highlight=False, soft_wrap=True)
+
+
+def display(count: int, is_terminal: Callable[[], bool] = sys.stderr.isatty) -> Display:
+    if is_terminal():
+        return Rich(count)
+    return Plain()

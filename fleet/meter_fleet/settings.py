@@ -1,0 +1,230 @@
+"""The settings of a plan: where the menus show each one, and which values they can bring about.
+
+One row a setting, in the order in which a plan names them and a session edits them.
+"""
+
+from __future__ import annotations
+
+import re
+from collections.abc import Callable
+from dataclasses import dataclass
+
+from meter_fleet.results import Value
+
+PLACEHOLDER = "YYMMXXXXX"  # what "~" makes of a serial number
+CLEAR = "~"
+
+METER_FORMS = ("5(35)", "6(36)", "8", "9", "45", "U")
+CLASS_AMPS = ("2", "10", "20")
+FREQUENCIES = ("50 Hz", "60 Hz")
+
+# Label and code of each enclosure type, and what follows the code in the utility's help.
+ENCLOSURES = (
+    ("S Base", "S", " \t"),
+    ("A Base", "A", " \t"),
+    ("Switchboard", "R", " \t"),
+    ("IEC Meter", "I", " \t"),
+    ("19 inch Rack Meter", "RK", "\t"),
+    ("K1 Tall Retrofit", "K1", "  "),
+    ("K1 Front Retrofit", "K1F", " "),
+    ("K2 Retrofit", "K2", "  "),
+    ("K10 Retrofit", "K10", " "),
+    ("KS Retrofit", "KS", "  "),
+    ("Type Q Retrofit", "Q", " \t"),
+    ("Type Q4 Retrofit", "Q4", "  "),
+    ("Type TD Retrofit", "TD", "  "),
+    ("Type G1 Retrofit", "G1", "  "),
+    ("Type G2 Retrofit", "G2", "  "),
+    ("Type G3 Retrofit", "G3", "  "),
+    ("Type G4 Retrofit", "G4", "  "),
+    ("Type G5 Retrofit", "G5", "  "),
+    ("Type G6 Retrofit", "G6", "  "),
+    ("Type W Retrofit", "W", " \t\n"),
+)
+ENCLOSURE_CODES = tuple(code for _, code, _ in ENCLOSURES)
+
+# A list has at most one member of each group; the others stand alone. Power quality's PQR goes with
+# any member of its group.
+OPTION_GROUPS = {
+    "serial ports": ("1A", "1B", "1C"),
+    "Ethernet and Wi-Fi ports": ("2A", "2B", "2C"),
+    "modem": ("3A", "3B", "3C", "3D"),
+    "digital I/O": ("7A", "7B"),
+    "analog I/O": ("8A", "8B"),
+    "external I/O": ("9A", "9B", "9C"),
+    "power quality": ("PQ1", "PQ2", "PQ3"),
+}
+SINGLE_OPTIONS = ("4", "5", "6", "WEB", "IEC", "DLMS", "IB", "IEEE", "NTP", "PPS", "DLP", "ML",
+                  "THP", "EAP", "DC", "PQR", "PMU", "MID")
+OPTIONS = frozenset((*SINGLE_OPTIONS, *(one for group in OPTION_GROUPS.values() for one in group)))
+
+NO_CLEARING = "a plan does not clear the options list"
+
+
+def why_no_flag(value: object) -> str:
+    return "" if isinstance(value, bool) else "must be true or false"
+
+
+def why_no_text(value: object) -> str:
+    """What holds for every text: the utility keeps blanks, and its screens do not show those at the
+    end, so that a plan with them could never be verified."""
+    if not isinstance(value, str):
+        return "must be a string"
+    if not all(" " <= one <= "~" for one in value):
+        return "may hold printable ASCII characters only"
+    if value != value.strip(" "):
+        return "has blanks at an end, which would be stored"
+    return ""
+
+
+def why_no_address(value: object) -> str:
+    if reason := why_no_text(value):
+        return reason
+    assert isinstance(value, str)
+    parts = value.split(".")
+    if len(parts) > 4 and why_no_address(".".join(parts[:4])) == "":
+        return "has more than four numbers, all of which would be stored"
+    if len(parts) != 4 or not all(re.fullmatch("[0-9]{1,3}", part) for part in parts):
+        return "must be four numbers with dots between them"
+    if any(int(part) > 255 for part in parts):
+        return "has a number above 255"
+    return ""
+
+
+def why_no_address_or_none(value: object) -> str:
+    return "" if value == "" else why_no_address(value)
+
+
+def why_no_mask(value: object) -> str:
+    if value == "":
+        return "cannot be removed: the utility puts 255.255.255.0 in its place"
+    return why_no_address(value)
+
+
+def why_no_media_type(value: object) -> str:
+    if reason := why_no_text(value):
+        return reason
+    assert isinstance(value, str)
+    if ";" in value:
+        return "may not hold a semicolon, which separates media types"
+    if value in ("[Auto-negotiate]", "[None]"):
+        return 'is how the screen shows no media type: write "" for auto-negotiation'
+    return ""
+
+
+def why_no_serial_number(value: object) -> str:
+    if value == PLACEHOLDER:
+        return ""
+    if value == "":
+        return f'cannot be removed: the utility puts "{PLACEHOLDER}" in its place'
+    if reason := why_no_text(value):
+        return reason
+    assert isinstance(value, str)
+    if not re.fullmatch("[0-9]{5,9}", value):
+        return "must be digits: two of the year, two of the week, up to five of the model"
+    if int(value[:2]) < 9:
+        return "has a year below 09"
+    if not 1 <= int(value[2:4]) <= 52:
+        return "has a week that is not 01 to 52"
+    if int(value[4:]) == 0:
+        return "has a model number of zero"
+    return ""
+
+
+def why_no_options_list(value: object) -> str:
+    if value == "":
+        return NO_CLEARING
+    if reason := why_no_text(value):
+        return reason
+    assert isinstance(value, str)
+    pieces = value.split("-")
+    if "" in pieces:
+        return "has a dash with no option next to it"
+    for piece in pieces:
+        if piece.upper() not in OPTIONS or piece not in (piece.upper(), piece.lower()):
+            return f"{piece} is not a valid option"
+    chosen = [piece.upper() for piece in pieces]
+    for piece in chosen:
+        if chosen.count(piece) > 1:
+            return f"{piece} is there twice"
+    for name, group in OPTION_GROUPS.items():
+        if len(members := [piece for piece in chosen if piece in group]) > 1:
+            return f"has {' and '.join(members)}: only one option is allowed for the {name}"
+    return ""
+
+
+def why_no_index(value: object, names: tuple[str, ...]) -> str:
+    if value == "" and isinstance(value, str):
+        return ""
+    if isinstance(value, bool) or not isinstance(value, int):
+        return f"must be a number from 0 to {len(names) - 1}"
+    return "" if 0 <= value < len(names) else f"must be from 0 to {len(names) - 1}"
+
+
+def why_no_enclosure(value: object) -> str:
+    if value == "":
+        return "cannot be removed: the menu of the enclosure does not empty it"
+    if reason := why_no_text(value):
+        return reason
+    return "" if value in ENCLOSURE_CODES else f"must be one of {', '.join(ENCLOSURE_CODES)}"
+
+
+@dataclass(frozen=True)
+class Setting:
+    """`menu`: main, port or init. `label` is its line there, `question` what its choice asks.
+    `why_rejected` returns why a plan may not ask for a value, or "". `when_missing`: what the
+    screen shows when the meter has no such value or could not read it, as a plan has it."""
+
+    name: str
+    menu: str
+    label: str
+    question: str
+    why_rejected: Callable[[object], str]
+    when_missing: Value = ""
+    names: tuple[str, ...] = ()  # of a number's meanings, "" for texts
+    infix: str = ""  # between a number and its name on the screen
+
+
+SETTINGS = {one.name: one for one in (
+    Setting("dhcp", "port", "Dynamic Addressing (DHCP)", "Enable DHCP? (y/n)", why_no_flag, True),
+    Setting("ip_address", "port", "IP Address", "Enter IP Address", why_no_address_or_none),
+    Setting("subnet_mask", "port", "Subnet Mask", "Enter Subnet Mask", why_no_mask),
+    Setting("default_gateway", "port", "Default Gateway", "Enter Default Gateway",
+            why_no_address_or_none),
+    Setting("media_type", "port", "Media Type", "Select an option", why_no_media_type),
+    Setting("primary_dns", "main", "DNS Server (Primary)", "Enter Primary DNS Server",
+            why_no_address_or_none),
+    Setting("secondary_dns", "main", "DNS Server (Secondary)", "Enter Secondary DNS Server",
+            why_no_address_or_none),
+    Setting("serial_number", "init", "Serial Number", "Enter Serial Number (YYMMXXXXX)",
+            why_no_serial_number),
+    Setting("options_list", "init", "Options List", "Enter Options List", why_no_options_list),
+    Setting("meter_form", "init", "Meter Form", "Enter Meter Form",
+            lambda value: why_no_index(value, METER_FORMS), names=METER_FORMS, infix=" = Form "),
+    Setting("class_amps", "init", "Meter Class Amps", "Enter Meter Class Amps",
+            lambda value: why_no_index(value, CLASS_AMPS), names=CLASS_AMPS,
+            infix=" = Class Amps "),
+    Setting("nominal_frequency", "init", "Meter Frequency", "Enter Meter Frequency",
+            lambda value: why_no_index(value, FREQUENCIES), names=FREQUENCIES, infix=" = "),
+    # "Enclossure": spelt so on the screen
+    Setting("enclosure", "init", "Enclosure Type", "Enter Meter Enclossure Type",
+            why_no_enclosure),
+)}
+
+
+def on_menu(menu: str) -> list[Setting]:
+    return [one for one in SETTINGS.values() if one.menu == menu]
+
+
+def as_text(value: Value) -> str:
+    """A plan's value as the utility keeps it: `true` for a flag, a number in decimal."""
+    return str(value).lower() if isinstance(value, bool) else str(value)
+
+
+def as_value(setting: Setting, text: str) -> Value:
+    """A shown text as a plan has it; one that is not of the setting's type stays a text."""
+    if setting.name == "dhcp":
+        return text == "true"
+    if setting.names and text.isascii() and re.fullmatch("0|-?[1-9][0-9]{0,9}", text):
+        return int(text)
+    return text

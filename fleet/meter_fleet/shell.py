@@ -1,0 +1,198 @@
+"""The meter's shell: reached, logged in to, and made to start the utility."""
+
+from __future__ import annotations
+
+import os
+import re
+import time
+from dataclasses import dataclass
+
+from meter_fleet.errors import Astray, Hopeless, LinkLost
+from meter_fleet.plan import Login
+from meter_fleet.screens import read_damaged
+from meter_fleet.transport import Link
+from meter_fleet.view import ERASED, TERMINAL_CONTROL
+
+LOGIN_SECONDS = 60.0
+# How long a console may show nothing before a key asks whether anyone is there. A terminal server
+# and a serial port show nothing until a key comes; the others greet by themselves.
+SILENT_SECONDS = {"serial": 0.3, "telnet": 0.5, "shell": 5.0, "ssh": 20.0}
+SETTLE_SECONDS = 0.15  # a prompt at which nothing more comes is where the console waits
+REDRAW_SECONDS = 32.0  # within which the utility draws its screen again by itself
+FLOOD_SECONDS = 10.0  # of output without a pause
+KEY_SECONDS = 2.0
+WAKE_SECONDS = 1.5
+TRIES = 6
+PASSWORD_TRIES = 3
+TAIL = 4096
+
+BACKSPACE, KILL_LINE, INTERRUPT, ENTER = "\b", "\x15", "\x03", "\r"
+
+ASKS_PASSWORD = re.compile(r"(?i)pass(word|phrase)[^\n]*: ?$")
+ASKS_USER = re.compile(r"(?i)(login|username): ?$")
+ASKS_YES_NO = re.compile(r"\(yes/no[^\n]*\? ?$")
+NOT_LET_IN = re.compile(r"(?i)login incorrect|permission denied|authentication failure")
+
+
+@dataclass
+class Shell:
+    """`text`: the end of what was received. `logged_in`: by us, so that we log out again."""
+
+    link: Link
+    kind: str
+    login: Login
+    text: str = ""
+    logged_in: bool = False
+    passwords: int = 0
+
+
+def last_line(shell: Shell) -> str:
+    return shell.text.rpartition("\n")[2]
+
+
+def last_words(shell: Shell) -> str:
+    """The last line that says anything, for a message."""
+    lines = [line.strip() for line in shell.text.split("\n") if line.strip()]
+    return lines[-1][:120] if lines else "nothing"
+
+
+def state_of(shell: Shell) -> str:
+    """What the console waits for: utility, password, user, shell, or "" when it cannot be told."""
+    line = last_line(shell)
+    if read_damaged(shell.text):
+        return "utility"
+    if ASKS_PASSWORD.search(line):
+        return "password"
+    if ASKS_USER.search(line):
+        return "user"
+    return "shell" if at_prompt(shell) else ""
+
+
+def at_prompt(shell: Shell) -> bool:
+    return bool(re.search(f"(?:{shell.login.prompt})$", last_line(shell)))
+
+
+async def listen(shell: Shell, seconds: float) -> bool:
+    data = await shell.link.receive(seconds)
+    text = shell.text + data.decode("latin-1").replace("\r", "")
+    shell.text = TERMINAL_CONTROL.sub("", text)[-TAIL:]
+    return bool(data)
+
+
+async def settle(shell: Shell, seconds: float) -> str:
+    """Listens until the console waits for something that is known, or shows nothing more for
+    `seconds`. Returns what it waits for."""
+    until = time.monotonic() + max(seconds, FLOOD_SECONDS)
+    while True:
+        state = state_of(shell)
+        came = await listen(shell, SETTLE_SECONDS if state else seconds)
+        if not came or time.monotonic() > until:
+            return state
+
+
+async def send_line(shell: Shell, text: str) -> bool:
+    """Types the text, each key after the echo of the one before. Returns False when an echo was
+    wrong; nothing was entered then."""
+    for key in text:
+        before = last_line(shell)
+        await shell.link.send(key.encode("latin-1"))
+        until = time.monotonic() + KEY_SECONDS
+        while last_line(shell) == before and time.monotonic() < until:
+            await listen(shell, until - time.monotonic())
+        if last_line(shell) != before + key:
+            return False
+    await shell.link.send(ENTER.encode())
+    return True
+
+
+async def give_user(shell: Shell) -> None:
+    if not shell.login.user:
+        raise Hopeless("the console asks for a user, and the plan's login names none")
+    if NOT_LET_IN.search(shell.text) and shell.passwords >= PASSWORD_TRIES:
+        raise Hopeless(f"the login was rejected: {last_words(shell)}")
+    shell.logged_in = True
+    if not await send_line(shell, shell.login.user):
+        await shell.link.send(ENTER.encode())  # asks for a password, then for the user again
+
+
+async def give_password(shell: Shell) -> None:
+    variable = shell.login.password_env
+    if not variable:
+        raise Hopeless("the console asks for a password, and the login names no password_env")
+    if variable not in os.environ:
+        raise Hopeless(f"the console asks for a password, and {variable} is not set")
+    if shell.passwords == PASSWORD_TRIES:
+        raise Hopeless(f"the login was rejected: {last_words(shell)}")
+    shell.passwords += 1
+    await shell.link.send_secret(os.environ[variable].encode())
+    shell.text += "\n"
+    await shell.link.send(ENTER.encode())
+
+
+async def wake(shell: Shell) -> str:
+    """Asks a console that shows nothing known, with keys that change nothing anywhere. Returns
+    what it waits for."""
+    for _ in range(2):
+        await shell.link.send(BACKSPACE.encode())
+    await settle(shell, WAKE_SECONDS / 4)
+    if shell.text.endswith(ERASED):
+        return "utility"
+    for key in (KILL_LINE, KILL_LINE, ENTER):
+        await shell.link.send(key.encode())
+    return await settle(shell, WAKE_SECONDS)
+
+
+async def reach(shell: Shell) -> str:
+    """Logs in. Returns "shell" at its prompt, or "utility" when the console is in a utility that
+    somebody left. Raises LinkLost with the reason when neither comes."""
+    try:
+        return await log_in(shell)
+    except Hopeless:
+        raise
+    except LinkLost as error:
+        raise LinkLost(f"{error}; its last line: {last_words(shell)}") from None
+
+
+async def log_in(shell: Shell) -> str:
+    until = time.monotonic() + LOGIN_SECONDS
+    state = await settle(shell, SILENT_SECONDS[shell.kind])
+    while state not in ("shell", "utility"):
+        if ASKS_YES_NO.search(last_line(shell)):
+            raise Hopeless(f"the console asks: {last_words(shell)}")
+        if time.monotonic() > until:
+            raise Hopeless(f"the console shows no known prompt; its last line: {last_words(shell)}")
+        if state == "user":
+            await give_user(shell)
+            state = await settle(shell, REDRAW_SECONDS)
+        elif state == "password":
+            await give_password(shell)
+            state = await settle(shell, REDRAW_SECONDS)
+        else:
+            state = await wake(shell)
+    return state
+
+
+async def come_to_prompt(shell: Shell) -> None:
+    """A new prompt, with nothing on its line."""
+    for _ in range(TRIES):
+        await shell.link.send(INTERRUPT.encode())
+        if await settle(shell, WAKE_SECONDS) == "shell":
+            return
+    raise Astray("the shell's prompt does not come back")
+
+
+async def start(shell: Shell, program: str) -> None:
+    """Starts a program at the prompt. Its output begins with the end of the line typed."""
+    for _ in range(TRIES):
+        if await send_line(shell, program):
+            shell.text = ""
+            return
+        await come_to_prompt(shell)
+    raise Astray("the program's name does not get through to the shell")
+
+
+async def log_out(shell: Shell) -> None:
+    """Ends a session that we logged in to."""
+    if shell.logged_in and at_prompt(shell):
+        await send_line(shell, "exit")
+        await listen(shell, KEY_SECONDS)

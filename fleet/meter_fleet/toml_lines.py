@@ -1,0 +1,88 @@
+"""On which line of a TOML text a key stands: tomllib does not say."""
+
+from __future__ import annotations
+
+import re
+
+Key = tuple[str | int, ...]
+
+BARE = r"[A-Za-z0-9_-]+"
+QUOTED = r'"(?:[^"\\]|\\.)*"|' r"'[^']*'"
+PART = re.compile(rf"\s*({BARE}|{QUOTED})\s*")
+MULTILINE = re.compile(r'"""|' r"'''")
+
+
+def parts_of(text: str, end: str) -> list[str] | None:
+    """The parts of a dotted key that `end` follows, or None."""
+    parts = []
+    place = 0
+    while match := PART.match(text, place):
+        part = match[1]
+        parts.append(part[1:-1] if part[0] in "\"'" else part)
+        place = match.end()
+        if text.startswith(end, place):
+            return parts
+        if text[place:place + 1] != ".":
+            return None
+        place += 1
+    return None
+
+
+class Places:
+    """`lines`: each key, with the number of its table in an array where it is in one."""
+
+    def __init__(self) -> None:
+        self.lines: dict[Key, int] = {}
+        self.counts: dict[Key, int] = {}
+        self.table: Key = ()
+
+    def full_key(self, parts: list[str]) -> Key:
+        """A header's key, with the number of the last table of each array on the way."""
+        key: Key = ()
+        for part in parts:
+            key += (part,)
+            if key in self.counts:
+                key += (self.counts[key] - 1,)
+        return key
+
+    def take_header(self, parts: list[str], is_array: bool, number: int) -> None:
+        if is_array:
+            array = (*self.full_key(parts[:-1]), parts[-1])
+            self.counts[array] = self.counts.get(array, 0) + 1
+            self.table = (*array, self.counts[array] - 1)
+        else:
+            self.table = self.full_key(parts)
+        self.lines.setdefault(self.table, number)
+
+    def take_line(self, line: str, number: int) -> None:
+        text = line.strip()
+        if text.startswith("[["):
+            if parts := parts_of(text[2:], "]]"):
+                self.take_header(parts, True, number)
+        elif text.startswith("["):
+            if parts := parts_of(text[1:], "]"):
+                self.take_header(parts, False, number)
+        elif parts := parts_of(text, "="):
+            for count in range(1, len(parts) + 1):
+                self.lines.setdefault((*self.table, *parts[:count]), number)
+
+
+def key_lines(text: str) -> dict[Key, int]:
+    """The line of each key and table of a valid TOML text. A key within an inline table or an array
+    is not there: the key that holds it is."""
+    places = Places()
+    closing = ""  # what ends the multi-line string that a line begins in
+    for number, line in enumerate(text.split("\n"), 1):
+        if not closing:
+            places.take_line(line, number)
+        for mark in MULTILINE.findall(line):
+            if closing in ("", mark):
+                closing = "" if closing else mark
+    return places.lines
+
+
+def line_of(lines: dict[Key, int], key: Key) -> int:
+    """The line of the key, or of the nearest one that holds it."""
+    while key not in lines and key:
+        key = key[:-1]
+    return lines.get(key, 1)

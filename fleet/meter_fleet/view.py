@@ -1,0 +1,123 @@
+"""Where a session is, as far as the bytes received say."""
+
+from __future__ import annotations
+
+import re
+from dataclasses import dataclass, field
+
+from meter_fleet.screens import (Damaged, Menu, Message, Prompt, Question, read_damaged,
+                                 read_exchange)
+
+ERASED = ("\b \b", "\x7f \x7f")  # how a key that takes back a character is echoed
+ERASING = ("\b", "\b ", "\x7f", "\x7f ")
+PROMPT_END = re.compile(r"==>  |\S: ")
+PROMPT_END_LENGTH = 8  # of "==>  : ", whose bytes may come one at a time
+MOST_PENDING = 1 << 16
+# What a shell puts out before and after the utility, to control a terminal.
+TERMINAL_CONTROL = re.compile(r"\x1b\[[0-9;?]*[A-Za-z]")
+CONTROL_BEGINS = re.compile(r"\x1b(?:\[[0-9;?]{0,8})?$")
+
+
+@dataclass(frozen=True)
+class Line:
+    """A line that was ended at a prompt: by Enter, or by the utility's time-out."""
+
+    prompt: Prompt
+    typed: str
+
+
+@dataclass
+class View:
+    """`prompt`: what the utility asks, None while it does not. `exact`: all of the exchange that
+    led to it was in the grammar; `messages` are then all that it held. `typed`: what the echo says
+    of the line so far. `turn` counts prompts, `erased` keys that took back a character. `lines`:
+    those that were ended and not yet looked at. `asked`: the questions since it was last emptied.
+    `inexact` counts the prompts of exchanges that were not in the grammar. `heard`: everything
+    since it was last emptied."""
+
+    prompt: Prompt | None = None
+    exact: bool = True
+    messages: tuple[Message, ...] = ()
+    typed: str = ""
+    turn: int = 0
+    erased: int = 0
+    line_ends: int = 0
+    inexact: int = 0
+    lines: list[Line] = field(default_factory=list)
+    asked: list[Question | Damaged] = field(default_factory=list)
+    heard: str = ""
+    pending: str = ""
+    partial: str = ""  # the beginning of an erasure's echo
+    control: str = ""  # the beginning of a terminal's control sequence
+
+
+def take_prompt(view: View, prompt: Prompt, exact: bool, messages: tuple[Message, ...]) -> None:
+    view.prompt, view.exact, view.messages = prompt, exact, messages
+    view.typed = view.pending = view.partial = ""
+    view.turn += 1
+    view.inexact += not exact
+    if not isinstance(prompt, Menu):
+        view.asked.append(prompt)
+
+
+def find_prompt(view: View, text: str) -> str:
+    """Adds text that came before a prompt. Returns what follows the prompt, if there is one now."""
+    looked_at = max(len(view.pending) - PROMPT_END_LENGTH, 0)
+    view.pending = (view.pending + text)[-MOST_PENDING:]
+    if not PROMPT_END.search(view.pending, looked_at):
+        return ""
+    whole = view.pending
+    if exchange := read_exchange(whole):
+        take_prompt(view, exchange.prompt, True, exchange.messages)
+        return whole[exchange.end:]
+    if damaged := read_damaged(whole):
+        take_prompt(view, damaged[0], False, ())
+        return whole[damaged[1]:]
+    return ""
+
+
+def take_echo(view: View, one: str) -> None:
+    view.partial += one
+    if view.partial in ERASED:
+        view.typed, view.partial = view.typed[:-1], ""
+        view.erased += 1
+    elif view.partial not in ERASING:
+        view.typed, view.partial = view.typed + view.partial, ""
+
+
+def end_line(view: View) -> None:
+    assert view.prompt
+    view.lines.append(Line(view.prompt, view.typed + view.partial))
+    view.prompt = None
+    view.typed = view.pending = view.partial = ""
+    view.line_ends += 1
+
+
+def take_echoes(view: View, text: str) -> str:
+    """Takes what follows a prompt. Returns what comes after the end of its line."""
+    echo, end, rest = text.partition("\n")
+    for one in echo:
+        take_echo(view, one)
+    if end:
+        end_line(view)
+    return rest
+
+
+def feed(view: View, data: bytes) -> None:
+    text = TERMINAL_CONTROL.sub("", view.control + data.decode("latin-1").replace("\r", ""))
+    begins = CONTROL_BEGINS.search(text)
+    view.control = begins[0] if begins else ""
+    text = text[:len(text) - len(view.control)]
+    view.heard = (view.heard + text)[-MOST_PENDING:]
+    while text:
+        text = find_prompt(view, text) if view.prompt is None else take_echoes(view, text)
+
+
+def ends_in_erasure(view: View) -> bool:
+    """Whether a key that takes back a character was just echoed where no prompt was found."""
+    return view.prompt is None and view.pending.endswith(ERASED)
+
+
+def assume_prompt(view: View) -> None:
+    """The utility echoes keys, so it asks something, although the question could not be read."""
+    take_prompt(view, Damaged(is_menu=False), False, ())

@@ -1,0 +1,442 @@
+"""One meter: sessions until it is known to be as planned, or cannot be.
+
+What a session read is believed when it went without anything unexpected on a slow line, or when
+another session read the same. After a save every value is read again in a new session.
+"""
+
+from __future__ import annotations
+
+import asyncio
+import time
+from collections.abc import Callable, Mapping
+from dataclasses import dataclass, field
+
+from meter_fleet import session as sessions
+from meter_fleet import shell
+from meter_fleet.errors import Astray, Foreign, Hopeless, Interrupted, LinkLost, Silent
+from meter_fleet.keys import Dialog
+from meter_fleet.plan import Meter, shown
+from meter_fleet.record import Record
+from meter_fleet.results import Command, Difference, Result, Value
+from meter_fleet.screens import INIT_LINE, Menu
+from meter_fleet.session import NotOffered, Outcome, Session
+from meter_fleet.settings import SETTINGS, as_text, as_value
+from meter_fleet.shell import Shell
+from meter_fleet.transport import Link, Stop, open_link
+
+MOST_SESSIONS = 20
+MOST_SAVES = 3
+MOST_CONNECTIONS = 3  # in a row that come to nothing
+MOST_LOST = 5  # connections that ended or fell silent, in all
+SILENT_SECONDS = 10.0  # to leave a console that fell silent
+WORK_SECONDS = 900.0  # after which no new session begins
+LEAVE_SECONDS = 4.5  # after a signal
+PAUSES = (0.5, 1.0, 2.0)  # before another connection
+FOREIGN_PAUSE = 1.0
+SLOW_SECONDS = 1.5  # to read everything once: on a slower line, reading twice takes too long
+
+
+@dataclass(frozen=True)
+class Reading:
+    """`is_clean`: nothing in the session was other than expected."""
+
+    values: Mapping[str, str]
+    is_clean: bool
+    seconds: float
+
+
+@dataclass
+class Job:
+    """`readings`: those since the last save. `tainted`: settings whose save the utility reported
+    in a way that could not be read, although the menus show them as planned: they are entered
+    again. `saving`: a save has begun whose end is not known."""
+
+    meter: Meter
+    command: Command
+    record: Record
+    stop: Stop
+    on_step: Callable[[str, str], None]
+    goal: dict[str, str]
+    link: Link | None = None
+    where: Shell | None = None
+    current: Session | None = None
+    readings: list[Reading] = field(default_factory=list)
+    held: dict[str, str] = field(default_factory=dict)
+    first: dict[str, str] = field(default_factory=dict)
+    messages: list[str] = field(default_factory=list)
+    tainted: set[str] = field(default_factory=set)
+    saves: int = 0
+    saving: bool = False
+    connections_failed: int = 0
+    connections_lost: int = 0
+    screen_seen: bool = False
+    failed: bool = False  # the utility said that a save failed
+
+
+def say(job: Job, text: str) -> None:
+    if text not in job.messages:
+        job.messages.append(text)
+    job.record.note(text)
+
+
+def tell_step(job: Job, step: str) -> None:
+    job.on_step(job.meter.name, step)
+
+
+# -- sessions --
+
+def menus_of(job: Job) -> list[str]:
+    if job.command is Command.SHOW:
+        return ["main", "port", *(["init"] if offers_init(job) else [])]
+    wanted = {SETTINGS[name].menu for name in job.goal}
+    return ["main", *(kind for kind in ("port", "init") if kind in wanted)]
+
+
+def offers_init(job: Job) -> bool:
+    """Whether the main menu, which the utility shows, leads to the initialisation."""
+    assert job.current
+    prompt = job.current.dialog.view.prompt
+    return isinstance(prompt, Menu) and INIT_LINE in prompt.choices
+
+
+def program_of(job: Job) -> str:
+    """With -m when a setting needs it."""
+    program = job.meter.program
+    needs_init = job.command is Command.SHOW or any(
+        SETTINGS[name].menu == "init" for name in job.goal)
+    return f"{program} -m" if needs_init and "-m" not in program.split() else program
+
+
+async def reach_shell(job: Job, link: Link) -> Shell:
+    where = Shell(link, job.meter.console.kind, job.meter.login)
+    job.where = where
+    if await shell.reach(where) == "utility":
+        say(job, "the console was in a session that somebody left: left it without saving")
+        session = await sessions.attend(Dialog(link), where)
+        await sessions.leave(session)
+        where.text = session.dialog.view.heard
+    return where
+
+
+async def begin(job: Job) -> Session:
+    """A new run of the utility, at its first prompt."""
+    if job.link is None:
+        job.link = await open_link(job.meter.console, job.record, job.stop)
+        if job.meter.console.kind != "run":
+            await reach_shell(job, job.link)
+    if job.where is None:
+        job.current = Session(Dialog(job.link))
+        await sessions.begin_run(job.current)
+    else:
+        job.current = Session(Dialog(job.link), job.where)
+        await sessions.begin_in_shell(job.current, program_of(job))
+    return job.current
+
+
+async def close_link(job: Job) -> None:
+    link, job.link, job.where, job.current = job.link, None, None, None
+    if link:
+        await link.close()
+
+
+async def end(job: Job) -> None:
+    """Leaves the session without saving what it did not save. The shell stays, for the next."""
+    session, job.current = job.current, None
+    if session is None:
+        return
+    await sessions.leave(session)
+    if job.where is None:
+        await close_link(job)
+    else:
+        job.where.text = session.dialog.view.heard
+
+
+async def give_up_session(job: Job) -> None:
+    """Leaves a session in which something went wrong. A console that cannot be left is closed, and
+    so is one that never showed a prompt."""
+    if job.current and job.current.dialog.view.turn == 0:
+        await close_link(job)
+        return
+    try:
+        await end(job)
+    except (Astray, LinkLost) as error:
+        say(job, f"could not leave the utility: {error}")
+        await close_link(job)
+
+
+async def give_up_silent_session(job: Job) -> None:
+    """A console that did not answer for longer than any stall is asked only briefly again."""
+    try:
+        await asyncio.wait_for(give_up_session(job), SILENT_SECONDS)
+    except asyncio.TimeoutError:
+        say(job, "could not leave the utility: the console does not answer")
+        await close_link(job)
+
+
+# -- reading --
+
+async def read(job: Job, session: Session) -> Reading:
+    start = time.monotonic()
+    tell_step(job, "verifying" if job.saves else "reading")
+    await sessions.go_to(session, "main")
+    job.screen_seen = True
+    await sessions.read_all(session, menus_of(job), job.goal)
+    reading = Reading(dict(session.expected), sessions.is_clean(session),
+                      time.monotonic() - start)
+    job.connections_failed = 0
+    job.readings.append(reading)
+    job.held = dict(reading.values)
+    if job.saves == 0:
+        job.first = job.held
+    return reading
+
+
+def agreeing(readings: list[Reading]) -> int:
+    """How many of the last readings are the same."""
+    count = 0
+    for reading in reversed(readings):
+        if reading.values != readings[-1].values:
+            break
+        count += 1
+    return count
+
+
+def is_believed(readings: list[Reading]) -> bool:
+    """A wrong value that a bad line made look right would have to be made so again. Where readings
+    differed before, one more has to agree."""
+    if not readings:
+        return False
+    if readings[-1].is_clean and readings[-1].seconds > SLOW_SECONDS:
+        return True
+    needed = 2 if agreeing(readings) == len(readings) else 3
+    return agreeing(readings) >= needed
+
+
+def may_edit_now(job: Job) -> bool:
+    """Edits show what they do, so that one reading without anything unexpected is enough."""
+    return job.readings[-1].is_clean or is_believed(job.readings)
+
+
+def differing(job: Job) -> list[str]:
+    return [name for name, text in job.goal.items() if job.held.get(name) != text]
+
+
+# -- results --
+
+def plain(text: str) -> str:
+    """A value as its bytes are meant."""
+    return text.encode("latin-1").decode("utf-8", "backslashreplace")
+
+
+def value_of(name: str, text: str) -> Value:
+    return as_value(SETTINGS[name], plain(text))
+
+
+def values_of(texts: Mapping[str, str]) -> dict[str, Value]:
+    return {name: value_of(name, texts[name]) for name in SETTINGS if name in texts}
+
+
+def differences(job: Job, before: Mapping[str, str]) -> list[Difference]:
+    return [Difference(name, value_of(name, before[name]), job.meter.settings[name])
+            for name in SETTINGS if name in job.goal and name in before
+            and before[name] != job.goal[name]]
+
+
+def say_what_it_holds(job: Job) -> None:
+    """For a meter that is not known to be as planned."""
+    if not job.readings:
+        state = "after the save " if job.saves else ""
+        say(job, f"the settings could not be read {state}".strip())
+        return
+    for name in SETTINGS:
+        if name in job.goal and name in job.held:
+            holds = f"the meter shows {name} = {shown(value_of(name, job.held[name]))}"
+            planned = shown(job.meter.settings[name])
+            say(job, f"{holds}, as planned" if job.held[name] == job.goal[name] else
+                f"{holds}, planned is {planned}")
+
+
+def result_of(job: Job, result: str) -> Result:
+    if result == "unknown":
+        say_what_it_holds(job)
+    changed = job.saves > 0 if job.command is Command.APPLY else result == "differs"
+    return Result(job.meter.name, result, changed, differences(job, job.first),
+                  values_of(job.held), job.messages)
+
+
+# -- the commands --
+
+async def edit_and_save(job: Job, session: Session, wanted: list[str]) -> None:
+    """Readings begin again after the save. Raises Astray and others when nothing was saved."""
+    tell_step(job, "editing")
+    await sessions.edit(session, {name: job.goal[name] for name in wanted})
+
+    def before_saving() -> None:
+        tell_step(job, "saving")
+        job.saving = True
+        job.saves += 1
+        job.readings.clear()
+        job.tainted |= {name for name in session.edited
+                        if name in sessions.MIRRORED or SETTINGS[name].menu == "init"}
+
+    saving = await sessions.save(session, before_saving)
+    job.saving = saving.outcome is Outcome.UNCLEAR
+    if saving.outcome is Outcome.SAVED:
+        job.tainted -= set(session.edited)
+    elif saving.outcome is Outcome.FAILED:
+        job.failed = True
+        for message in saving.messages:
+            say(job, f"the utility says: {message}")
+
+
+async def look(job: Job, session: Session) -> str:
+    """For show and check. Returns the result, or "" when another session is needed."""
+    await read(job, session)
+    if not is_believed(job.readings):
+        return ""
+    media = job.goal.get("media_type", "")
+    if media and job.held["media_type"] != media:
+        if media not in await sessions.offered_media_types(session):
+            raise NotOffered(f'the port does not offer the media type "{media}"')
+    return "differs" if differing(job) else "ok"
+
+
+async def work_once(job: Job, session: Session) -> str:
+    """One session of apply. Returns the result, or "" when another session is needed."""
+    await read(job, session)
+    wanted = differing(job)
+    if is_believed(job.readings):
+        if job.failed or wanted and job.saves and not job.tainted and not job.saving:
+            return "unknown"
+        if not wanted and not job.tainted:
+            return "changed" if job.saves else "ok"
+    if job.failed or job.saves == MOST_SAVES:
+        return "" if not is_believed(job.readings) else give_up_saving(job)
+    if may_edit_now(job) and (wanted or job.tainted):
+        await edit_and_save(job, session, [*wanted, *(job.tainted - set(wanted))])
+    return ""
+
+
+def give_up_saving(job: Job) -> str:
+    if job.tainted:
+        names = ", ".join(sorted(job.tainted))
+        say(job, "what the utility said of the save could not be read: the meter's own services "
+            f"may not have {names}")
+    return "unknown"
+
+
+async def try_session(job: Job) -> str:
+    session = await begin(job)
+    result = await (work_once if job.command is Command.APPLY else look)(job, session)
+    tell_step(job, "leaving")
+    await end(job)
+    return result
+
+
+def is_hopeless(job: Job) -> bool:
+    return job.connections_lost >= MOST_LOST or job.connections_failed >= MOST_CONNECTIONS
+
+
+async def after_lost_link(job: Job, error: LinkLost) -> str:
+    """Returns a result when it is no use to connect again."""
+    await close_link(job)
+    say(job, str(error))
+    job.connections_failed += 1
+    job.connections_lost += 1
+    if isinstance(error, Hopeless) or is_hopeless(job):
+        return given_up(job)
+    await pause(job, PAUSES[job.connections_failed - 1])
+    return ""
+
+
+async def pause(job: Job, seconds: float) -> None:
+    until = time.monotonic() + seconds
+    while time.monotonic() < until:
+        if job.stop.asked:
+            raise Interrupted
+        await asyncio.sleep(0.1)
+
+
+def given_up(job: Job) -> str:
+    return "unknown" if job.screen_seen else "unreachable"
+
+
+async def next_result(job: Job) -> str:
+    """One more session, whatever becomes of it."""
+    try:
+        return await try_session(job)
+    except NotOffered as error:
+        say(job, str(error))
+        await give_up_session(job)
+        return "rejected"
+    except Foreign as error:
+        say(job, str(error))
+        await give_up_session(job)
+        await pause(job, FOREIGN_PAUSE)
+    except Silent as error:
+        say(job, str(error))
+        await give_up_silent_session(job)
+        job.connections_failed += 1
+        job.connections_lost += 1
+        if is_hopeless(job):
+            return given_up(job)
+    except Astray as error:
+        job.record.note(str(error))
+        await give_up_session(job)
+    except LinkLost as error:
+        return await after_lost_link(job, error)
+    return ""
+
+
+async def interrupted(job: Job) -> str:
+    """Leaves without saving, within seconds, or says that it could not."""
+    if job.link:
+        job.link.leaving = True
+    say(job, "interrupted during a save" if job.saving else "interrupted")
+    try:
+        await asyncio.wait_for(end(job), LEAVE_SECONDS)
+        say(job, "left the utility without saving")
+    except (Astray, LinkLost, asyncio.TimeoutError):
+        say(job, "could not leave the utility: its edits are lost after the console is closed, "
+            "or wait on its screen")
+    await close_link(job)
+    return "unknown" if job.screen_seen else "unreachable"
+
+
+async def work(job: Job) -> str:
+    until = time.monotonic() + WORK_SECONDS
+    for _ in range(MOST_SESSIONS):
+        if result := await next_result(job):
+            return result
+        if time.monotonic() > until:
+            say(job, "gave up: it took too long")
+            break
+    say(job, "gave up: the console was too unreliable")
+    return given_up(job)
+
+
+async def finish(job: Job) -> None:
+    if job.where and job.link and not job.link.ended:
+        try:
+            await asyncio.wait_for(shell.log_out(job.where), LEAVE_SECONDS)
+        except (LinkLost, Interrupted, asyncio.TimeoutError):
+            pass  # the console closes in any case
+    await close_link(job)
+
+
+async def run_meter(meter: Meter, command: Command, record: Record, stop: Stop,
+                    on_step: Callable[[str, str], None]) -> Result:
+    """Does the command on one meter. Raises nothing that concerns the meter alone."""
+    start = time.monotonic()
+    goal = {name: as_text(value) for name, value in meter.settings.items()}
+    job = Job(meter, command, record, stop, on_step, {} if command is Command.SHOW else goal)
+    try:
+        result = await work(job)
+    except Interrupted:
+        result = await interrupted(job)
+    finally:
+        await finish(job)
+    done = result_of(job, result)
+    done.seconds = time.monotonic() - start
+    done.record = str(record.path)
+    return done
