@@ -3,7 +3,6 @@
 import asyncio
 import time
 
-import meter_fleet_path  # noqa: F401
 import pytest
 from meter_fleet import keys
 from meter_fleet.errors import Astray, Silent

@@ -4,7 +4,6 @@ import random
 import re
 import stat
 
-import meter_fleet_path  # noqa: F401
 import pytest
 from harness import dialogue
 from meter_fleet.record import open_record

@@ -5,7 +5,6 @@ import re
 import shlex
 import subprocess
 
-import meter_fleet_path  # noqa: F401
 import pytest
 from harness.program import BUILD, REPOSITORY, UTILITY
 from meter_fleet import plan
