@@ -14,6 +14,7 @@ set(package_program meter-settings)
 set(package_desk meter-settings-desk)
 set(MAINTAINER "The meter-settings developers <meter-settings@example.org>")
 find_program(GZIP gzip REQUIRED)
+add_custom_target(packaged) # all that is built of what is installed; cpack builds it first
 
 # install_zipped(COMPONENT FILE FOLDER): compressed, without a date of its own.
 function(install_zipped component file folder)
@@ -22,6 +23,7 @@ function(install_zipped component file folder)
     add_custom_command(OUTPUT ${zipped} DEPENDS ${file} VERBATIM
         COMMAND ${GZIP} -9nc ${file} > ${zipped})
     add_custom_target(zipped-${component}-${name} ALL DEPENDS ${zipped})
+    add_dependencies(packaged zipped-${component}-${name})
     install(FILES ${zipped} DESTINATION ${folder} COMPONENT ${component})
 endfunction()
 
@@ -43,6 +45,7 @@ function(install_overrides component)
 endfunction()
 
 install(TARGETS meter-settings DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT program)
+add_dependencies(packaged meter-settings)
 install_zipped(program ${PROJECT_SOURCE_DIR}/docs/man/meter-settings.8 ${CMAKE_INSTALL_MANDIR}/man8)
 set(documents ${CMAKE_INSTALL_DATADIR}/doc/${package_program})
 install(FILES CHANGELOG.md docs/technician.md docs/integrator.md docs/what-a-save-does.md
@@ -72,6 +75,7 @@ if(NOT CDS_ROOT)
     install(TARGETS cds_shared cds++_shared DESTINATION ${stand_in_folder}/lib COMPONENT desk)
     install(DIRECTORY simulator/include DESTINATION ${stand_in_folder} COMPONENT desk)
     install(TARGETS cdsctl DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT desk)
+    add_dependencies(packaged cds_shared cds++_shared cdsctl)
     set(completion simulator/cdsctl/completion)
     install(FILES ${completion}/cdsctl.bash RENAME cdsctl
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT desk)
@@ -94,6 +98,9 @@ set(CPACK_PACKAGE_CONTACT ${MAINTAINER})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_COMPONENTS_ALL ${components})
 set(CPACK_STRIP_FILES ON)
+set(CPACK_BUILD_FIRST ${PROJECT_SOURCE_DIR}/cmake/locked ${CMAKE_BINARY_DIR}
+    ${CMAKE_COMMAND} --build ${CMAKE_BINARY_DIR} --target packaged)
+set(CPACK_INSTALL_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/package/before_installing.cmake)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/package/before_packing.cmake)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

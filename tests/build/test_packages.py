@@ -117,6 +117,16 @@ def test_the_packages_hold_the_components_and_lintian_finds_no_error(tmp_path):
         check_that_a_watched_session_runs(tmp_path / "meter-settings-desk", tmp_path / "watched")
 
 
+@pytest.mark.builds
+def test_cpack_builds_what_it_packs(tmp_path):
+    """As after ./run, which builds no more than it starts."""
+    build = tmp_path / "it's a build"
+    told_by("cmake", "--preset", BUILD.name, "-B", build, cwd=REPOSITORY)
+    packages = packages_of(build, tmp_path / "packages")
+    assert set(packages) == {"meter-settings", "meter-settings-desk"}
+    assert not (build / "unit-tests").exists()
+
+
 EPOCH = "1700000000"
 
 
