@@ -1,8 +1,10 @@
 """Collects the dialogues as tests, and lets the ones that wait for time-outs start first."""
 
 import collections
+import os
 import pathlib
 import re
+import shlex
 import tempfile
 import tomllib
 
@@ -72,6 +74,15 @@ def pytest_addoption(parser):
     parser.addoption("--quick", action="store_true", help="leave out the tests that wait or build")
     parser.addoption("--page", action="store_true", help="also the tests of the page, in browsers")
     parser.addoption("--full", action="store_true", help="also the tests that are left out otherwise")
+
+
+def pytest_terminal_summary(terminalreporter):
+    """Leaves the failed tests in the file $FAILED_TESTS, each as a shell's word on a line of its own."""
+    path = os.environ.get("FAILED_TESTS")
+    reports = [*terminalreporter.stats.get("failed", ()), *terminalreporter.stats.get("error", ())]
+    if path and reports:
+        names = sorted({shlex.quote(report.nodeid) for report in reports})
+        pathlib.Path(path).write_text("".join(f"{name}\n" for name in names))
 
 
 def pytest_configure(config):

@@ -206,6 +206,16 @@ def test_the_page_is_opened(tmp_path):
     assert missing.returncode == 3 and "meter.html is missing" in missing.stderr
 
 
+@pytest.mark.builds
+def test_cpack_builds_what_it_packs(tmp_path):
+    """As after ./run, which builds no more than it starts."""
+    build = tmp_path / "it's a build"
+    told_by("cmake", "--preset", BUILD.name, "-B", build, cwd=REPOSITORY)
+    packages = packages_of(build, tmp_path / "packages")
+    assert set(packages) == {"meter-settings", "meter-settings-desk"}
+    assert not (build / "unit-tests").exists()
+
+
 EPOCH = "1700000000"
 
 
