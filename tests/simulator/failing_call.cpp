@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <string_view>
 
 namespace
@@ -52,9 +53,11 @@ extern "C" ssize_t read(int fd, void* buffer, size_t size)
 
 extern "C" ssize_t write(int fd, const void* buffer, size_t size)
 {
-    if (fails("write"))
-        return failing_error == 0 ? 0 : -1;
-    return syscall(SYS_write, fd, buffer, size);
+    if (!fails("write"))
+        return syscall(SYS_write, fd, buffer, size);
+    if (failing_error == EPIPE || failing_error == EFBIG)
+        raise(failing_error == EPIPE ? SIGPIPE : SIGXFSZ); // as the system does
+    return failing_error == 0 ? 0 : -1;
 }
 
 extern "C" int fsync(int fd)
