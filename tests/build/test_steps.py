@@ -12,11 +12,14 @@ pytestmark = [pytest.mark.full, pytest.mark.host_only]
 
 GUIDE = (REPOSITORY / "docs" / "developer.md").read_text(encoding="utf-8")
 PLAY = "meter: factory\narguments: -m\n\n[console]\n"
-# What the new thing must bring about, in a dialogue of its own: the keys, what is shown and called.
+# What the new thing must bring about, in a dialogue of its own: the keys, and a leaf that is written.
+# Then the tests that pass after these steps alone; the guide names what else to edit.
+TESTS = ("tests/dialogues", "tests/model", "tests/fuzz", "tests/test_harness.py")
 EXAMPLES = {
-    "An option": ("‹5⏎›‹2⏎›‹lte-WEB⏎›‹0⏎›‹6⏎›‹y⏎›‹0⏎›", "/VMIC/Options/LTE/Value = true\n"),
+    "An option": ("‹5⏎›‹2⏎›‹lte-WEB⏎›‹0⏎›‹6⏎›‹y⏎›‹0⏎›", "/VMIC/Options/LTE/Value = true\n",
+                  (*TESTS, "tests/docs", "tests/test_doctest.py")),
     "A main-menu item": ("‹4⏎›‹10.0.0.3⏎›‹7⏎›‹y⏎›‹0⏎›",
-                         '/Software/System Settings/Network/Name Server/3/Value = "10.0.0.3"\n'),
+                         '/Software/System Settings/Network/Name Server/3/Value = "10.0.0.3"\n', TESTS),
 }
 
 
@@ -44,7 +47,7 @@ def test_the_steps_lead_to_a_program_that_plays(section, tmp_path):
         text = (tmp_path / name).read_text(encoding="utf-8")
         assert text.count(old) == 1, f"{name} does not have this once:\n{old}"
         (tmp_path / name).write_text(text.replace(old, new), encoding="utf-8")
-    keys, written = EXAMPLES[section]
+    keys, written, tests = EXAMPLES[section]
     example = tmp_path / "tests" / "dialogues" / "example.dialogue"
     example.write_text(f"The new example is saved.\n\n{PLAY}{keys}\n", encoding="utf-8")
 
@@ -57,6 +60,5 @@ def test_the_steps_lead_to_a_program_that_plays(section, tmp_path):
     run("cmake", "--build", "build/host")
     run("tests/record", "--update")
     run("docs/tools/write")
-    run("/usr/bin/python3", "-m", "pytest", "-n", "4", "-q", "-p", "no:cacheprovider", "tests/dialogues",
-        "tests/docs", "tests/model", "tests/fuzz", "tests/test_harness.py", "tests/test_doctest.py", "--quick")
+    run("/usr/bin/python3", "-m", "pytest", "-n", "4", "-q", "-p", "no:cacheprovider", *tests, "--quick")
     assert f"    {written}" in example.read_text(encoding="utf-8")
