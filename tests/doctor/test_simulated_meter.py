@@ -2,11 +2,14 @@
 
 import json
 import os
+import subprocess
 import tomllib
 
 import pytest
-from doctor import SCRATCH, report, run
+from doctor import DOCTOR, SCRATCH, report, run
+from harness import piped
 from harness.meter import FACTORY, Meter
+from harness.program import STEP_LIMIT, UTILITY, command
 
 LEAVES = tomllib.loads(FACTORY.read_text())
 NETWORK = "/Software/System Settings/Network/"
@@ -123,13 +126,10 @@ def test_what_the_menu_shows_is_told(change, wanted):
 
 def test_the_utility_shows_what_the_doctor_says():
     """Both on the same odd meter: what the doctor quotes stands on the utility's screens."""
-    from harness.piped import run as run_utility
-    from harness.program import UTILITY, command
-
     leaves = LEAVES | {path: value for change, _ in SHOWN[:8] for path, value in change.items()}
     found = examine(leaves)
     meter = Meter("doctor-screens", leaves)
-    screens = run_utility(command(UTILITY, "-m"), meter.environment(), b"1\n0\n5\n0\n0\n").stdout.decode("latin-1")
+    screens = piped.run(command(UTILITY, "-m"), meter.environment(), b"1\n0\n5\n0\n0\n").stdout.decode("latin-1")
     meter.remove()
     quoted = [finding["message"].split('shows "')[1].removesuffix('"') for finding in found.findings
               if finding["group"] == "Leaves" and 'shows "' in finding["message"]]
@@ -243,9 +243,6 @@ def test_the_text_and_the_json_have_the_same_findings(environment):
 
 
 def test_a_report_that_cannot_be_written_is_an_error(environment):
-    import subprocess
-    from doctor import DOCTOR
-    from harness.program import STEP_LIMIT, command
     with open("/dev/full", "wb") as full:
         done = subprocess.run(command(DOCTOR), env=environment, stdin=subprocess.DEVNULL, stdout=full,
                               stderr=subprocess.PIPE, timeout=STEP_LIMIT, check=False)
