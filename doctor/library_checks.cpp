@@ -83,7 +83,8 @@ void check_leaf_status(Doctor& doctor)
     const Leaves read = read_screens();
     const auto& statuses = read.statuses;
     const auto readable = std::count(statuses.begin(), statuses.end(), status_success);
-    if (readable > 0)
+    doctor.sees_leaves = readable > 0;
+    if (doctor.sees_leaves)
         add_ok(doctor.report, "%d of %zu leaves that the screens read have status 1",
                static_cast<int>(readable), read.paths.size());
     else if (!statuses.empty())
