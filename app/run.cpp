@@ -1,5 +1,6 @@
 #include "app/run.h"
 
+#include "app/version.h"
 #include "network/main_menu.h"
 #include "store/connection.h"
 
@@ -22,7 +23,7 @@ void print_usage(const char* program)
 
 void print_version(const char* program)
 {
-    std::printf("%s: version 0.0.1\n", program);
+    std::printf("%s: version %s\n", program, program_version);
     std::printf("Build date: %s %s\n", __DATE__, __TIME__);
     std::puts("$Revision: 1.3 $\n");
 }
@@ -64,7 +65,7 @@ void restore_terminal(const SavedTerminal& saved)
 void run_session(bool init_menu_requested)
 {
     SettingsSession session;
-    session.interfaces.resize(1); // always the one port, whatever number was given: deliberate
+    session.interfaces = std::vector<InterfaceSettings>(1); // whatever number was given: deliberate
     session.init_menu_requested = init_menu_requested;
     run_main_menu(session);
 }

@@ -5,7 +5,6 @@ learnt once; from then on a step ends when its bytes have come, and other bytes 
 """
 
 import collections
-import fcntl
 import re
 import shutil
 import statistics
@@ -17,8 +16,10 @@ import time
 from pathlib import Path
 from typing import NamedTuple
 
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tests"))
+ROOT = Path(__file__).resolve().parent.parent
+sys.path[:0] = [str(ROOT / "tests"), str(ROOT / "cmake")]
 
+from build_lock import build_lock
 from harness.program import BUILD, wait_until
 from harness.terminal import OFLAG, Console
 
@@ -47,8 +48,7 @@ def need(*tools):
 
 
 def build(*targets):
-    with open(BUILD / "bench.lock", "w") as lock:  # one build at a time in this folder
-        fcntl.flock(lock, fcntl.LOCK_EX)
+    with build_lock(BUILD):
         subprocess.run(["cmake", "--build", BUILD, "--target", *targets], check=True, timeout=LIMIT,
                        stdout=subprocess.DEVNULL)
 

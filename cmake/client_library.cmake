@@ -1,28 +1,97 @@
-# The target `client_library`: the store's client library, libcds and libcds++.
+# The target `client_library`: the store's client library, libcds and libcds++. The first of these
+# that is given:
 #
-# CDS_ROOT names the folder of an installed library (include/, lib/libcds.so,
-# lib/libcds++.so). Without it the simulated meter's stand-in takes its place, which also
-# brings `system` and `sleep` of its own.
+# CDS_ROOT         the directory of an installed library: include/, lib/libcds.so, lib/libcds++.so
+#                  (libcds.a and libcds++.a for a static program)
+# SIMULATED_METER  the simulated client library, which also brings `system` and `sleep` of its own,
+#                  the tools of the simulated meter, and the tests; the presets set it
+# pkg-config       the package `cds` of the sysroot
 #
-# The stand-in is linked into a desk's program, for a fast start, and is loaded by a meter's, which
-# is then the same program that loads the meter's own library.
-set(CDS_ROOT "" CACHE PATH "Folder of the meter's own client library; empty: the stand-in")
+# ON_SIMULATED_METER says whether it is the simulated one.
+set(CDS_ROOT "" CACHE PATH "Directory of the meter's client library")
+option(SIMULATED_METER "Build on the simulated meter, unless CDS_ROOT is given" OFF)
 
 add_library(client_library INTERFACE)
-if(CDS_ROOT)
+set(ON_SIMULATED_METER OFF)
+
+# The libraries of CDS_ROOT, and no others of their names.
+function(use_installed_library)
     if(NOT IS_ABSOLUTE ${CDS_ROOT})
-        message(FATAL_ERROR "CDS_ROOT must be a whole path, starting with /: ${CDS_ROOT}")
+        message(FATAL_ERROR "CDS_ROOT must be an absolute path: ${CDS_ROOT}")
     endif()
-    set(only_there PATHS ${CDS_ROOT}/lib NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH NO_CACHE REQUIRED)
-    find_library(LIBCDS cds ${only_there})
-    find_library(LIBCDSXX cds++ ${only_there})
+    if(STATIC_PROGRAMS)
+        set(CMAKE_FIND_LIBRARY_SUFFIXES .a)
+    endif()
+    foreach(name IN ITEMS cds++ cds)
+        unset(found CACHE) # of an earlier CDS_ROOT
+        find_library(found ${name} PATHS ${CDS_ROOT}/lib NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+        if(NOT found)
+            message(FATAL_ERROR "CDS_ROOT has no library ${name} of the kind wanted"
+                " (${CMAKE_FIND_LIBRARY_SUFFIXES}): ${CDS_ROOT}/lib")
+        endif()
+        target_link_libraries(client_library INTERFACE ${found})
+    endforeach()
+    unset(found CACHE)
     target_include_directories(client_library SYSTEM INTERFACE ${CDS_ROOT}/include)
-    target_link_libraries(client_library INTERFACE ${LIBCDSXX} ${LIBCDS})
-else()
+endfunction()
+
+# A program for the host carries the simulated library, for a fast start. A meter's program loads it
+# and is then the same program that loads the meter's own library.
+macro(use_simulated_library)
+    set(ON_SIMULATED_METER ON)
+    include(cmake/header_only.cmake)
     add_subdirectory(simulator)
-    if(CMAKE_CROSSCOMPILING)
+    if(CMAKE_CROSSCOMPILING AND NOT STATIC_PROGRAMS)
         target_link_libraries(client_library INTERFACE cds++_shared cds_shared)
     else()
         target_link_libraries(client_library INTERFACE cds++ cds)
     endif()
+endmacro()
+
+# Sets CDS_FOUND. pkg-config searches the sysroot, or wherever the environment says. A cross build
+# that names neither does not ask it: it would find this machine's own packages.
+macro(find_packaged_library)
+    if(CMAKE_SYSROOT AND NOT DEFINED ENV{PKG_CONFIG_LIBDIR})
+        set(ENV{PKG_CONFIG_SYSROOT_DIR} ${CMAKE_SYSROOT})
+        set(ENV{PKG_CONFIG_LIBDIR} ${CMAKE_SYSROOT}/usr/lib/pkgconfig:${CMAKE_SYSROOT}/usr/share/pkgconfig)
+    endif()
+    if(NOT CMAKE_CROSSCOMPILING OR DEFINED ENV{PKG_CONFIG_LIBDIR})
+        find_package(PkgConfig QUIET)
+        if(PKG_CONFIG_FOUND)
+            pkg_check_modules(CDS QUIET cds)
+        endif()
+    endif()
+endmacro()
+
+function(use_packaged_library)
+    set(kind CDS)
+    if(STATIC_PROGRAMS)
+        set(kind CDS_STATIC)
+    endif()
+    target_include_directories(client_library SYSTEM INTERFACE ${${kind}_INCLUDE_DIRS})
+    target_compile_options(client_library INTERFACE ${${kind}_CFLAGS_OTHER})
+    target_link_libraries(client_library INTERFACE ${${kind}_LDFLAGS})
+    message(STATUS "The client library: package cds ${CDS_VERSION} in ${CDS_LIBDIR}")
+endfunction()
+
+if(CDS_ROOT)
+    use_installed_library()
+elseif(SIMULATED_METER)
+    use_simulated_library()
+else()
+    find_packaged_library()
+    if(NOT CDS_FOUND)
+        message(FATAL_ERROR "No client library is given. Give one of these:\n"
+            "  -DCDS_ROOT=DIRECTORY     an installed library of a meter: include/cds.h, include/cds++.h,"
+            " lib/libcds.so and lib/libcds++.so below that directory\n"
+            "  a package cds            a cds.pc where pkg-config searches: the sysroot (CMAKE_SYSROOT"
+            " in the toolchain file) or, in the environment, PKG_CONFIG_LIBDIR\n"
+            "  -DSIMULATED_METER=ON     the simulated meter, for tests and training; the presets set it")
+    endif()
+    use_packaged_library()
+endif()
+
+# The meter's own libraries are where its loader looks; no path of this machine goes into a program.
+if(NOT ON_SIMULATED_METER)
+    set(CMAKE_SKIP_RPATH ON)
 endif()

@@ -1,29 +1,78 @@
-# Compiler settings that every target shares.
-add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+# The target `build_options`: what every target of the project is compiled and linked with. The
+# rest of hardening, position independence, comes from CMAKE_POSITION_INDEPENDENT_CODE.
+include(CheckCXXCompilerFlag)
+include(CheckCXXSourceCompiles)
+include(CheckPIESupported)
 
-# What nothing refers to is left out of a program.
-add_compile_options(-ffunction-sections -fdata-sections)
-string(APPEND CMAKE_EXE_LINKER_FLAGS " -Wl,--gc-sections")
+add_library(build_options INTERFACE)
+target_include_directories(build_options INTERFACE ${PROJECT_SOURCE_DIR}) # includes start at the root
+target_compile_options(build_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang") # it asks for inner braces, which would clutter the tables
+    target_compile_options(build_options INTERFACE -Wno-missing-braces)
+endif()
 
-# Programs are loaded at a fixed address: a start relocates no page, and on the meter the program
-# is an eighth smaller. Shared libraries get -fPIC after this, which then holds.
-string(APPEND CMAKE_CXX_FLAGS " -fno-pie")
-string(APPEND CMAKE_C_FLAGS " -fno-pie")
-string(APPEND CMAKE_EXE_LINKER_FLAGS " -no-pie")
+# The linker leaves out what nothing refers to: sections, and shared libraries such as libm.
+target_compile_options(build_options INTERFACE -ffunction-sections -fdata-sections)
+target_link_options(build_options INTERFACE LINKER:--gc-sections LINKER:--as-needed)
 
-# Includes start at the root.
-include_directories(${PROJECT_SOURCE_DIR})
+# Hardening: programs at a random address, all imports resolved and then made read-only at the
+# start, stack protector, checked library calls. The checks need an optimising build type.
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+check_pie_supported(OUTPUT_VARIABLE no_pie LANGUAGES CXX)
+if(NOT CMAKE_CXX_LINK_PIE_SUPPORTED)
+    message(WARNING "This compiler links no position-independent programs: ${no_pie}")
+endif()
+target_link_options(build_options INTERFACE LINKER:-z,relro LINKER:-z,now)
+target_compile_options(build_options INTERFACE -fstack-protector-strong)
+
+# Some compilers for a 32-bit PowerPC jump to shared libraries through writable code unless asked not to.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(ppc|powerpc)$")
+    check_cxx_compiler_flag(-msecure-plt HAVE_SECURE_PLT)
+    if(HAVE_SECURE_PLT)
+        target_compile_options(build_options INTERFACE -msecure-plt)
+    endif()
+endif()
+
+set(CMAKE_REQUIRED_FLAGS "-O2 -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3")
+check_cxx_source_compiles("
+    #include <cstdlib>
+    #if __USE_FORTIFY_LEVEL < 3
+    #error the C library or the compiler knows level 2 at most
+    #endif
+    int main() { return 0; }" HAVE_FORTIFY_SOURCE_3)
+unset(CMAKE_REQUIRED_FLAGS)
+set(fortify_level $<IF:$<BOOL:${HAVE_FORTIFY_SOURCE_3}>,3,2>)
+set(optimising $<OR:$<CONFIG:Release>,$<CONFIG:MinSizeRel>,$<CONFIG:RelWithDebInfo>>)
+target_compile_options(build_options INTERFACE
+    "$<${optimising}:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=${fortify_level}>")
 
 if(CMAKE_CROSSCOMPILING)
     # The linker would allow for pages of 65536 bytes, which pads a small program by tens of
     # kilobytes. A kernel with larger pages than given here cannot load it.
     set(METER_PAGE_SIZE 4096 CACHE STRING "Page size of the meter's kernel, in bytes")
-    add_link_options(LINKER:-z,max-page-size=${METER_PAGE_SIZE})
+    target_link_options(build_options INTERFACE LINKER:-z,max-page-size=${METER_PAGE_SIZE})
 endif()
 
-# A program finds shared libraries of this build beside itself, wherever the build folder is. The
-# meter's own are where its loader looks; no path of this machine goes into a program for it.
-set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
-if(CDS_ROOT)
-    set(CMAKE_SKIP_RPATH ON)
+link_libraries(build_options)
+
+# Static programs, which -static among the linker's flags asks for, also get a random address where
+# the C library supports that. HAVE_STATIC_PIE says so, and STATIC_PROGRAMS whether they are static.
+string(REGEX REPLACE "(^| )-static( |$)" " " flags_without_static "${CMAKE_EXE_LINKER_FLAGS}")
+set(STATIC_PROGRAMS OFF)
+if(NOT flags_without_static STREQUAL CMAKE_EXE_LINKER_FLAGS)
+    set(STATIC_PROGRAMS ON)
+    set(CMAKE_EXE_LINKER_FLAGS "${flags_without_static}")
 endif()
+set(CMAKE_REQUIRED_LIBRARIES -static-pie)
+check_cxx_source_compiles("int main() { return 0; }" HAVE_STATIC_PIE)
+unset(CMAKE_REQUIRED_LIBRARIES)
+if(STATIC_PROGRAMS AND HAVE_STATIC_PIE)
+    link_libraries($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-static-pie>) # after CMake's -pie
+elseif(STATIC_PROGRAMS)
+    message(STATUS "This C library has no static programs at random addresses: theirs are fixed")
+    set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
+    add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-static>)
+endif()
+
+# A program finds shared libraries of this build in its own directory, wherever the build directory is.
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)

@@ -1,23 +1,27 @@
-# What `cmake --install` puts where below the prefix (DESTDIR is obeyed), and the Debian package of
-# each component that `cpack` makes.
+# What `cmake --install` puts where below the prefix (DESTDIR is obeyed), and what `cpack` makes: the
+# Debian package of each component, and a .tar.gz of the component `program`.
 #
-# program  the utility, its man page and documents
-# desk     what a simulated meter needs: cdsctl, the utility itself and a watched session of it, the
-#          stand-in in the shape of the meter's library (lib/meter-settings is a CDS_ROOT), the
-#          factory's leaves
+# program  the programs for a meter, with their manual pages
+# doc      the guides
+# desk     what a simulated meter needs: cdsctl, the utility and a live view of it, the simulated client
+#          library in the shape of the meter's (lib/meter-settings is a CDS_ROOT), the factory defaults
 #
-# A program for a meter is built with CDS_ROOT or for the meter's processor: the host's build
-# without it carries the simulated meter, and its packages belong on a desk.
+# A program for a meter is built on its client library or for the meter's processor: the host's build on
+# the simulated meter carries that, and its packages belong on a workstation.
 include(GNUInstallDirs)
 
 set(package_program meter-settings)
+set(package_doc meter-settings-doc)
 set(package_desk meter-settings-desk)
 set(MAINTAINER "The meter-settings developers <meter-settings@example.org>")
-find_program(GZIP gzip REQUIRED)
+find_program(GZIP gzip)
+if(NOT GZIP)
+    message(FATAL_ERROR "gzip is missing; it packs the manual pages")
+endif()
 
 # install_zipped(COMPONENT FILE FOLDER): compressed, without a date of its own.
 function(install_zipped component file folder)
-    cmake_path(GET file FILENAME name)
+    get_filename_component(name ${file} NAME)
     set(zipped ${CMAKE_BINARY_DIR}/installed/${component}/${name}.gz)
     add_custom_command(OUTPUT ${zipped} DEPENDS ${file} VERBATIM
         COMMAND ${GZIP} -9nc ${file} > ${zipped})
@@ -36,24 +40,22 @@ function(install_about component)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${PACKAGE} COMPONENT ${component})
 endfunction()
 
-# What lintian may not complain of, each with its reason.
-function(install_overrides component)
-    install(FILES cmake/package/lintian-${component} RENAME ${package_${component}}
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT ${component})
-endfunction()
+get_property(meter_programs GLOBAL PROPERTY METER_PROGRAMS)
+foreach(program IN LISTS meter_programs)
+    install(TARGETS ${program} DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT program)
+    install_zipped(program ${PROJECT_SOURCE_DIR}/docs/man/${program}.8 ${CMAKE_INSTALL_MANDIR}/man8)
+endforeach()
+install_about(program)
 
-install(TARGETS meter-settings DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT program)
-install_zipped(program ${PROJECT_SOURCE_DIR}/docs/man/meter-settings.8 ${CMAKE_INSTALL_MANDIR}/man8)
 set(documents ${CMAKE_INSTALL_DATADIR}/doc/${package_program})
 install(FILES CHANGELOG.md docs/technician.md docs/integrator.md docs/what-a-save-does.md
-        docs/options-list.md docs/simulated-meter.md
-    DESTINATION ${documents} COMPONENT program)
-install(DIRECTORY docs/pictures DESTINATION ${documents} COMPONENT program FILES_MATCHING PATTERN *.svg)
-install_overrides(program)
-install_about(program)
-set(components program)
+        docs/options-list.md docs/simulated-meter.md docs/speed.md
+    DESTINATION ${documents} COMPONENT doc)
+install(DIRECTORY docs/pictures DESTINATION ${documents} COMPONENT doc FILES_MATCHING PATTERN *.svg)
+install_about(doc)
+set(components program doc)
 
-if(NOT CDS_ROOT)
+if(ON_SIMULATED_METER)
     set(stand_in_folder lib/meter-settings)
     if(NOT CMAKE_CROSSCOMPILING) # a watched session, with its programs in one folder
         install(TARGETS meter-settings DESTINATION ${stand_in_folder}/bin COMPONENT desk)
@@ -79,7 +81,10 @@ if(NOT CDS_ROOT)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT desk)
     install(FILES ${completion}/cdsctl.fish
         DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT desk)
-    install_overrides(desk)
+    if(HAVE_STATIC_PIE) # lintian takes cdsctl for a library
+        install(FILES cmake/package/lintian-desk RENAME ${package_desk}
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT desk)
+    endif()
     install(FILES simulator/factory.toml
         DESTINATION ${CMAKE_INSTALL_DATADIR}/meter-settings COMPONENT desk)
     install_zipped(desk ${PROJECT_SOURCE_DIR}/docs/man/cdsctl.1 ${CMAKE_INSTALL_MANDIR}/man1)
@@ -90,13 +95,18 @@ endif()
 
 include(cmake/install_fleet.cmake)
 
-set(CPACK_GENERATOR DEB)
+set(CPACK_GENERATOR "DEB;External")
 set(CPACK_PACKAGE_NAME meter-settings)
 set(CPACK_PACKAGE_CONTACT ${MAINTAINER})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_COMPONENTS_ALL ${components})
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/package/before_packing.cmake)
+set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/cmake/package/read_binaries.cmake)
+set(CPACK_READELF ${CMAKE_READELF})
+set(CPACK_EXTERNAL_ENABLE_STAGING ON)
+set(CPACK_EXTERNAL_REQUESTED_VERSIONS 1.0)
+set(CPACK_EXTERNAL_PACKAGE_SCRIPT ${PROJECT_SOURCE_DIR}/cmake/package/tarball.cmake)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
@@ -105,23 +115,31 @@ foreach(component IN LISTS components)
     string(TOUPPER ${component} upper)
     set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${package_${component}})
 endforeach()
+set(CPACK_PROGRAM_BINARIES "")
+foreach(program IN LISTS meter_programs)
+    list(APPEND CPACK_PROGRAM_BINARIES ${CMAKE_BINARY_DIR}/${program})
+endforeach()
 set(CPACK_COMPONENT_PROGRAM_DESCRIPTION "settings of an electricity meter, on its serial console
 Numbered menus in which a technician sees and changes the network settings
 of a meter and, on request, its identity and installed options.")
-set(CPACK_COMPONENT_DESK_DESCRIPTION "simulated electricity meter for the settings utility
-A stand-in for the client library of the meter's configuration data store,
-which keeps its leaves in a folder of plain files, and cdsctl, which reads
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_SUGGESTS ${package_doc})
+set(CPACK_COMPONENT_DOC_DESCRIPTION "guides to the settings utility of an electricity meter
+For technicians, integrators and developers: every screen and message, what
+a save writes, the options, and how the utility is put on a meter.")
+set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
+if(ON_SIMULATED_METER)
+    set(CPACK_DESK_BINARIES ${CMAKE_BINARY_DIR}/cdsctl ${CMAKE_BINARY_DIR}/simulator/libcds.so
+        ${CMAKE_BINARY_DIR}/simulator/libcds++.so)
+    set(CPACK_COMPONENT_DESK_DESCRIPTION "simulated electricity meter for the settings utility
+A simulation of the client library of the meter's configuration data store,
+which keeps its leaves in a directory of plain files, and cdsctl, which reads
 and changes them. For training and tests; nothing of it belongs on a meter.")
-set(CPACK_DEBIAN_DESK_PACKAGE_RECOMMENDS "${package_program}, tmux")
-if(NOT CDS_ROOT AND NOT CMAKE_CROSSCOMPILING)
-    string(APPEND CPACK_COMPONENT_PROGRAM_DESCRIPTION "
-This build carries the simulated meter: it is for a desk, not for a meter.")
+    set(CPACK_DEBIAN_DESK_PACKAGE_RECOMMENDS "${package_program}, tmux")
 endif()
-if(CMAKE_CROSSCOMPILING)
-    set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE powerpc)
-    # The cross compiler's libraries belong to no package that could be looked up.
-    set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1, libstdc++6 (>= 12)")
-else()
-    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+if(ON_SIMULATED_METER AND NOT CMAKE_CROSSCOMPILING)
+    list(APPEND CPACK_DESK_BINARIES ${CPACK_PROGRAM_BINARIES}) # its copies
+    string(APPEND CPACK_COMPONENT_PROGRAM_DESCRIPTION "
+This build carries the simulated meter: for workstations, not for meters.")
 endif()
 include(CPack)

@@ -5,7 +5,7 @@
 # Nothing here depends on a processor, and nothing belongs on a meter: only a host's build has it.
 set(package_fleet meter-fleet)
 
-if(NOT CDS_ROOT AND NOT CMAKE_CROSSCOMPILING)
+if(ON_SIMULATED_METER AND NOT CMAKE_CROSSCOMPILING)
     # Where Debian's Python looks for modules, and Ansible for collections.
     set(fleet_library lib/python3/dist-packages)
     install(PROGRAMS fleet/meter-fleet DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT fleet)

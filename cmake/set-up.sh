@@ -1,8 +1,26 @@
 # shellcheck shell=bash
 # What ./run and ./test share. Each step says what it does, and does nothing that is done already.
 
+# shellcheck source=cmake/lock.sh
+. "$PWD/cmake/lock.sh"
+
 say() { printf '== %s\n' "$*"; }
 stop() { printf 'error: %s\n' "$*" >&2; exit 1; }
+
+# alone FILE COMMAND...: runs the command while no other process holds the lock FILE.
+alone() (
+    { mkdir -p -- "${1%/*}" && : >>"$1"; } 2>/dev/null ||
+        stop "${1%/*} cannot be written; did another user build here?"
+    lock "$1" $$
+    shift
+    "$@"
+)
+
+# What CMake or Ninja cannot build in, quoted or not.
+unusable_in_paths='["\#;<>|[:cntrl:]]|[][]'
+if [[ $PWD =~ $unusable_in_paths ]]; then
+    stop "CMake cannot build in a directory whose path contains ${BASH_REMATCH[0]@Q}; move this one: ${PWD@Q}"
+fi
 
 need_terminal() {
     if ! [ -t 0 ] || ! [ -t 1 ]; then
@@ -20,8 +38,12 @@ missing_packages() {
 
 # install_packages LIST...: installs what is not there of the packages in these files.
 install_packages() {
-    local missing as_root=
     command -v dpkg-query >/dev/null || stop "this needs a Debian system: dpkg is not here"
+    [ -z "$(missing_packages "$@")" ] || alone build/packages.lock install_missing_packages "$@"
+}
+
+install_missing_packages() {
+    local missing as_root=
     missing=$(missing_packages "$@" | tr '\n' ' ')
     [ -n "$missing" ] || return 0
     if [ "$(id -u)" -ne 0 ]; then
@@ -33,7 +55,8 @@ install_packages() {
     # One list that cannot be fetched need not be one that is needed.
     $as_root apt-get update || say "apt-get update failed; trying with the lists that are here"
     # shellcheck disable=SC2086 # words on purpose
-    $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $missing ||
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends \
+        -o DPkg::Lock::Timeout=600 $missing ||
         stop "apt-get could not install: $missing"
 }
 
@@ -49,11 +72,12 @@ is_configured() {
 
 # build PRESET [TARGET...]: configures once, builds what has changed.
 build() {
+    alone "build/$1/build.lock" configure_and_build "$@"
+}
+
+configure_and_build() {
     local preset=$1
     shift
-    # shellcheck disable=SC2015 # one word for both failures
-    mkdir -p "build/$preset" && [ -w "build/$preset" ] ||
-        stop "build/$preset cannot be written; did another user build here?"
     if ! is_configured "$preset"; then
         say "configuring build/$preset"
         rm -rf "build/$preset/CMakeCache.txt" "build/$preset/CMakeFiles"
@@ -64,8 +88,12 @@ build() {
         stop "the build of build/$preset failed"
 }
 
-# make_meter DIR: a simulated meter with the factory's settings, unless DIR holds one.
+# make_meter DIR: a simulated meter with the factory defaults, unless DIR holds one.
 make_meter() {
+    alone build/meter.lock make_missing_meter "$1"
+}
+
+make_missing_meter() {
     [ -f "$1/store.toml" ] && return
     say "making a simulated meter in $1"
     build/host/cdsctl init "$1" || stop "$1 could not be made"

@@ -53,7 +53,8 @@ int read_line_timed(std::string& text, unsigned seconds)
     text.clear();
     timeval timeout = {};
     for (;;) {
-        // Only the seconds start afresh; what the last wait left of the microseconds stays.
+        // Only the seconds start again; the microseconds keep what the last wait left,
+        // deliberately.
         timeout.tv_sec = static_cast<time_t>(seconds);
         const int ready = wait_for_key(timeout);
         if (ready < 1) {
@@ -75,12 +76,12 @@ int prompt_line(const std::string& prompt, std::string& text)
     return read_line_timed(text, idle_seconds);
 }
 
-void tell_no_answer(int result, const char* refusal)
+void report_no_answer(int result, const char* rejection)
 {
     if (result == answer_timed_out)
         std::puts("Timed out.");
-    else if (result == answer_refused && refusal != nullptr)
-        std::puts(refusal);
+    else if (result == answer_rejected && rejection != nullptr)
+        std::puts(rejection);
 }
 
 int prompt_yes_no(const std::string& prompt, EditableFlag& flag)
@@ -90,7 +91,7 @@ int prompt_yes_no(const std::string& prompt, EditableFlag& flag)
     if (result != answer_taken)
         return result;
     if (answer.empty())
-        return answer_refused;
+        return answer_rejected;
     flag.value = std::tolower(static_cast<unsigned char>(answer[0])) == 'y';
     flag.changed = true;
     return answer_taken;

@@ -79,6 +79,17 @@ int chosen_number(const std::string& answer, unsigned count, bool has_exit)
 
 } // namespace
 
+void add_line(MenuSection& section, const std::string& label, const std::string& value)
+{
+    section.push_back({label, value});
+}
+
+void add_text_line(MenuSection& section, const char* label, const EditableText& value,
+                   const char* if_empty)
+{
+    add_line(section, label, value.text.empty() ? if_empty : value.text);
+}
+
 int show_menu(const std::string& title, const std::vector<MenuSection>& sections,
               const std::vector<bool>& numbered, const std::string& exit_label)
 {

@@ -10,9 +10,9 @@ namespace
 {
 
 struct EnclosureType {
-    const char* label;
-    const char* code;
-    const char* tail; // ends the row on the screen
+    char label[19];
+    char code[4];
+    char tail[4]; // ends the row on the screen
 };
 
 // The mix of blanks and tabs in the tails is part of the screen.
@@ -65,12 +65,13 @@ void enter_enclosure(EditableText& enclosure)
     show_help();
     for (;;) {
         std::string answer;
-        const int result = prompt_line("Enter Meter Enclossure Type", answer); // spelt so
+        const int result =
+            prompt_line("Enter Meter Enclossure Type", answer); // misspelt, which is deliberate
         if (result == answer_timed_out) {
-            tell_no_answer(result, nullptr);
+            report_no_answer(result, nullptr);
             return;
         }
-        if (result == answer_refused)
+        if (result == answer_rejected)
             continue;
         if (answer.empty()) {
             std::fputs("\nNothing entered; no change.", stdout);

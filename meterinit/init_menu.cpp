@@ -6,11 +6,10 @@
 #include "console/value_entry.h"
 #include "meterinit/enclosure.h"
 #include "meterinit/meter_identity.h"
-#include "meterinit/meter_leaves.h"
 #include "meterinit/option_leaves.h"
 #include "meterinit/options_list.h"
 #include "store/connection.h"
-#include "store/leaf_path.h"
+#include "store/leaf_loader.h"
 
 #include <cstdio>
 
@@ -19,44 +18,27 @@ namespace
 
 void load_identity(SettingsSession& session)
 {
-    std::vector<std::string> paths;
-    for (const MeterLeaf& leaf : meter_leaves)
-        paths.emplace_back(leaf.path);
-    append_value_names(paths);
-
-    std::vector<api_status_t> statuses;
-    std::vector<toolkit::CElement> elements;
-    if (cds_get(paths, statuses, elements) != 0) {
+    if (!load_leaves(init_leaves, leaf_paths(init_leaves), session))
         std::puts("Warning: couldn't read Velmora II settings!");
-        return;
-    }
-    LeafCursor next = {statuses.begin(), elements.begin()};
-    for (const MeterLeaf& leaf : meter_leaves) {
-        EditableText& value = session.*leaf.text;
-        if (leaf.type == LeafType::text)
-            load_string_text(value, next);
-        else
-            load_text(value, next);
-    }
 }
 
-MenuLine indexed_line(const IndexedSetting& setting, const SettingsSession& session)
+void add_indexed_line(MenuSection& section, const IndexedSetting& setting,
+                      const SettingsSession& session)
 {
-    return {setting.label, indexed_value(setting, session.*setting.text)};
+    add_line(section, setting.label, indexed_value(setting, session.*setting.text));
 }
 
 int show_init_menu(const SettingsSession& session)
 {
-    const std::vector<MenuSection> sections = {
-        {{"Serial Number", text_or_none(session.serial_number)},
-         {"Options List", text_or_none(session.options_list)},
-         indexed_line(meter_form_setting, session),
-         indexed_line(class_amps_setting, session),
-         indexed_line(frequency_setting, session),
-         {"Enclosure Type", text_or_none(session.enclosure)}},
-        {{"Clear Velmora II Options List", ""}},
-        {{"Reset to Factory Defaults", ""}},
-    };
+    std::vector<MenuSection> sections(3);
+    add_text_line(sections[0], "Serial Number", session.serial_number);
+    add_text_line(sections[0], "Options List", session.options_list);
+    add_indexed_line(sections[0], meter_form_setting, session);
+    add_indexed_line(sections[0], class_amps_setting, session);
+    add_indexed_line(sections[0], frequency_setting, session);
+    add_text_line(sections[0], "Enclosure Type", session.enclosure);
+    add_line(sections[1], "Clear Velmora II Options List");
+    add_line(sections[2], "Reset to Factory Defaults");
     return show_menu("Velmora II Settings", sections, {true, true, true}, "Exit to previous menu");
 }
 
@@ -75,9 +57,9 @@ bool reset_to_factory_defaults()
         return true;
     cds_disconnect();
     std::puts("Restoring defaults: please wait...");
-    run_command("fw_reset.sh > /dev/null 2>&1");
+    run_command(Command::restore_defaults);
     std::puts("Settings reset to defaults.");
-    std::fflush(stdout); // ahead of what the library may say of the connection
+    std::fflush(stdout); // before any message of the library about the connection
     if (cds_connect() == 0)
         return true;
     std::puts("Error: can't connect to CDS");

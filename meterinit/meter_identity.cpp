@@ -1,6 +1,7 @@
 #include "meterinit/meter_identity.h"
 
 #include "console/line_reader.h"
+#include "console/menu.h"
 #include "console/number_scan.h"
 #include "console/value_entry.h"
 
@@ -10,44 +11,40 @@
 namespace
 {
 
-constexpr const char* meter_form_names[] = {"5(35)", "6(36)", "8", "9", "45", "U"};
-constexpr const char* class_amps_names[] = {"2", "10", "20"};
-constexpr const char* frequency_names[] = {"50 Hz", "60 Hz"};
+constexpr char meter_form_names[][6] = {"5(35)", "6(36)", "8", "9", "45", "U"};
+constexpr char class_amps_names[][6] = {"2", "10", "20"};
+constexpr char frequency_names[][6] = {"50 Hz", "60 Hz"};
 
-constexpr const char* meter_form_help[] = {
-    "Below are the Meter Forms and the corresponding value that has to be entered.\n",
-    "METER FORM    VALUE TO BE ENTERED",
-    "  5(35)  ------------>  0",
-    "  6(36)  ------------>  1",
-    "    8    ------------>  2",
-    "    9    ------------>  3",
-    "   45    ------------>  4",
-    "    U    ------------>  5\n",
-    nullptr,
-};
+// clang-format off
+constexpr char meter_form_help[] =
+    "Below are the Meter Forms and the corresponding value that has to be entered.\n\n"
+    "METER FORM    VALUE TO BE ENTERED\n"
+    "  5(35)  ------------>  0\n"
+    "  6(36)  ------------>  1\n"
+    "    8    ------------>  2\n"
+    "    9    ------------>  3\n"
+    "   45    ------------>  4\n"
+    "    U    ------------>  5\n\n";
 
-constexpr const char* class_amps_help[] = {
-    "Below are the Meter Class Amps and the corresponding value that has to be entered.\n",
-    "METER CLASS AMPS    VALUE TO BE ENTERED",
-    "       2    -------------->   0",
-    "      10    -------------->   1",
-    "      20    -------------->   2\n",
-    nullptr,
-};
+constexpr char class_amps_help[] =
+    "Below are the Meter Class Amps and the corresponding value that has to be entered.\n\n"
+    "METER CLASS AMPS    VALUE TO BE ENTERED\n"
+    "       2    -------------->   0\n"
+    "      10    -------------->   1\n"
+    "      20    -------------->   2\n\n";
 
-constexpr const char* frequency_help[] = {
-    "Below are the Meter Frequencies and the corresponding value that has to be entered.\n",
-    "METER FREQUENCY    VALUE TO BE ENTERED",
-    "     50 Hz  -------------->  0",
-    "     60 Hz  -------------->  1\n",
-    nullptr,
-};
+constexpr char frequency_help[] =
+    "Below are the Meter Frequencies and the corresponding value that has to be entered.\n\n"
+    "METER FREQUENCY    VALUE TO BE ENTERED\n"
+    "     50 Hz  -------------->  0\n"
+    "     60 Hz  -------------->  1\n\n";
+// clang-format on
 
-// What stands in the place of a serial number that was emptied.
+// Replaces a serial number that was emptied.
 constexpr char serial_placeholder[] = "YYMMXXXXX";
 
-// Returns why a serial number's parts are refused, or null.
-const char* serial_refusal(std::uint32_t year, std::uint32_t week, std::uint32_t model)
+// Returns why the parts of a serial number are rejected, or null.
+const char* serial_rejection(std::uint32_t year, std::uint32_t week, std::uint32_t model)
 {
     if (year < 9 || year > 99)
         return "Invalid Year (YY) entry must be 09->99";
@@ -58,8 +55,8 @@ const char* serial_refusal(std::uint32_t year, std::uint32_t week, std::uint32_t
     return nullptr;
 }
 
-// Takes an answer as the serial number. Returns answer_taken, or answer_refused, for a reason that
-// has been told if there is one.
+// Takes an answer as the serial number. Returns answer_taken, or answer_rejected after printing the
+// reason when there is a specific one.
 int take_serial_number(const std::string& answer, EditableText& serial_number)
 {
     std::uint32_t year = 0;
@@ -68,15 +65,15 @@ int take_serial_number(const std::string& answer, EditableText& serial_number)
     const char* cursor = answer.c_str();
     if (scan_unsigned(cursor, year, 2) && scan_unsigned(cursor, week, 2) &&
         scan_unsigned(cursor, model, 5)) {
-        if (const char* refusal = serial_refusal(year, week, model)) {
-            std::puts(refusal);
-            return answer_refused;
+        if (const char* rejection = serial_rejection(year, week, model)) {
+            std::puts(rejection);
+            return answer_rejected;
         }
         assign_text(serial_number, answer, true);
         return answer_taken;
     }
     if (!asks_to_clear(answer))
-        return answer_refused;
+        return answer_rejected;
     assign_text(serial_number, serial_placeholder, true);
     return answer_taken;
 }
@@ -119,7 +116,7 @@ const IndexedSetting frequency_setting = {
 std::string indexed_value(const IndexedSetting& setting, const EditableText& value)
 {
     if (value.text.empty())
-        return text_or_none(value);
+        return none_text;
     const auto index = static_cast<std::uint32_t>(decimal_value(value.text)); // negative: huge
     if (index >= setting.name_count)
         return value.text + " IS INVALID!!!";
@@ -128,11 +125,10 @@ std::string indexed_value(const IndexedSetting& setting, const EditableText& val
 
 void enter_indexed_value(const IndexedSetting& setting, SettingsSession& session)
 {
-    for (const char* const* line = setting.help; *line != nullptr; ++line)
-        std::puts(*line);
+    std::fputs(setting.help, stdout);
     std::string answer;
     const int result = prompt_line(setting.prompt, answer);
-    tell_no_answer(result, nullptr);
+    report_no_answer(result, nullptr);
     if (result != answer_taken)
         return;
 
@@ -145,7 +141,7 @@ void enter_indexed_value(const IndexedSetting& setting, SettingsSession& session
     } else if (index < setting.name_count) {
         assign_text(value, answer, true);
     } else {
-        std::puts(setting.refusal);
+        std::puts(setting.rejection);
     }
 }
 
@@ -155,5 +151,5 @@ void enter_serial_number(EditableText& serial_number)
     int result = prompt_line("Enter Serial Number (YYMMXXXXX)", answer);
     if (result == answer_taken)
         result = take_serial_number(answer, serial_number);
-    tell_no_answer(result, "Error: Invalid Serial number");
+    report_no_answer(result, "Error: Invalid Serial number");
 }

@@ -2,105 +2,82 @@
 
 #include "store/connection.h"
 
-bool options_pending = false;
-
 namespace
 {
 
-// Arrays that run in parallel, as the library takes them.
-struct LeafBatch {
-    std::vector<std::string> paths;
-    std::vector<toolkit::CElement> values;
-    std::vector<pcd_tribool_t> flags;
-};
+bool options_pending = false;
 
 // The leaf that is being prepared.
 std::string current_path;
 toolkit::CElement current_element;
 
-LeafBatch option_batch;
+// The batch: arrays that run in parallel, as the library takes them.
+std::vector<std::string> option_paths;
+std::vector<toolkit::CElement> option_values;
+std::vector<pcd_tribool_t> option_flags;
 std::vector<api_status_t> option_statuses;
 
-// In the order in which they are cleared. MID is set by the options parser only and never
-// cleared, so it is deliberately not among them.
-constexpr const char* cleared_options[] = {
-    "/VMIC/Options/Serial/1/Value",
-    "/VMIC/Options/Serial/2/Value",
-    "/VMIC/Options/Serial/3/Value",
-    "/VMIC/Options/Ethernet/1/Value",
-    "/VMIC/Options/Ethernet/2/Value",
-    "/VMIC/Options/Ethernet/Wifi/Value",
-    "/VMIC/Options/Modem/Analog/Value",
-    "/VMIC/Options/Modem/CellGSM/Value",
-    "/VMIC/Options/Modem/CellSprint/Value",
-    "/VMIC/Options/Modem/CellVerison/Value", // the leaf is spelt so
-    "/VMIC/Options/ExternAntenna/Value",
-    "/VMIC/Options/CommRepeater/Value",
-    "/VMIC/Options/PhoneHomeOnPowerFail/Value",
-    "/VMIC/Options/IntDIO/6Ch/Value",
-    "/VMIC/Options/IntDIO/6ChwPS/Value",
-    "/VMIC/Options/IntAO/0_1ma/Value",
-    "/VMIC/Options/IntAO/4_20ma/Value",
-    "/VMIC/Options/ExternIO/8ChDIO/Value",
-    "/VMIC/Options/ExternIO/4ChAI/Value",
-    "/VMIC/Options/ExternIO/8DIOPlus4AI/Value",
-    "/VMIC/Options/Web/Value",
-    "/VMIC/Options/IEC61850/Value",
-    "/VMIC/Options/DLMS/Value",
-    "/VMIC/Options/IB/Value",
-    "/VMIC/Options/IEEE1588/Value",
-    "/VMIC/Options/NTP/Value",
-    "/VMIC/Options/PPS/Value",
-    "/VMIC/Options/DualLP/Value",
-    "/VMIC/Options/ML/Value",
-    "/VMIC/Options/3P/Value",
-    "/VMIC/Options/EAP/Value",
-    "/VMIC/Options/DC/Value",
-    "/VMIC/Options/PQ/Value",
-    "/VMIC/Options/PQ1/Value",
-    "/VMIC/Options/PQ2/Value",
-    "/VMIC/Options/PQ3/Value",
-    "/VMIC/Options/PMU/Value",
-};
-static_assert(sizeof cleared_options / sizeof cleared_options[0] == 37);
-
-// Adds the leaf that is being prepared.
-void push_current_leaf(LeafBatch& batch, pcd_tribool_t flag)
+void push_to_batch(pcd_tribool_t flag)
 {
-    push_current_path(batch.paths);
-    batch.values.push_back(current_element);
-    batch.flags.push_back(flag);
+    push_current_path(option_paths);
+    option_values.push_back(current_element);
+    option_flags.push_back(flag);
 }
 
-int write_batch(const LeafBatch& batch, std::vector<api_status_t>& statuses)
+bool contains(LeafSet leaves, std::size_t row)
 {
-    return cds().set_leaves(batch.paths, batch.values, batch.flags, statuses, "");
+    return (leaves >> row & 1U) != 0;
+}
+
+std::string path_of(const OptionLeaf& leaf)
+{
+    return std::string(option_branch) + leaf.name + "/Value";
 }
 
 } // namespace
 
+bool are_options_pending()
+{
+    return options_pending;
+}
+
+void set_options_pending(bool pending)
+{
+    options_pending = pending;
+}
+
 void begin_option_batch()
 {
-    option_batch = {};
+    option_paths.clear();
+    option_values.clear();
+    option_flags.clear();
 }
 
 void add_option_leaf(const std::string& path, bool value)
 {
     current_path = path;
     current_element = value;
-    push_current_leaf(option_batch, setting_flag);
+    push_to_batch(setting_flag);
+}
+
+void add_option_leaves(LeafSet leaves, bool value)
+{
+    for (std::size_t row = 0; row < std::size(option_leaves); ++row) {
+        if (contains(leaves, row))
+            add_option_leaf(path_of(option_leaves[row]), value);
+    }
 }
 
 void add_option_trigger(const std::string& path)
 {
     current_path = path;
     current_element = true;
-    push_current_leaf(option_batch, trigger_flag);
+    push_to_batch(trigger_flag);
 }
 
 int write_option_batch()
 {
-    return write_batch(option_batch, option_statuses);
+    return cds().set_leaves(option_paths, option_values, option_flags, option_statuses, "");
 }
 
 void push_current_path(std::vector<std::string>& paths)
@@ -110,16 +87,21 @@ void push_current_path(std::vector<std::string>& paths)
 
 int clear_option_leaves()
 {
-    LeafBatch batch;
     current_path = "/VMIC/OptionsList/Value";
     current_element = std::string();
-    push_current_leaf(batch, setting_flag);
+    std::vector<std::string> paths;
+    push_current_path(paths);
+    std::vector<toolkit::CElement> values = {current_element};
 
     current_element = false;
-    for (const char* path : cleared_options) {
-        current_path = path;
-        push_current_leaf(batch, setting_flag);
+    for (std::size_t row = 0; row < std::size(option_leaves); ++row) {
+        if (!contains(cleared_leaves, row))
+            continue;
+        current_path = path_of(option_leaves[row]);
+        push_current_path(paths);
+        values.push_back(current_element);
     }
-    std::vector<api_status_t> statuses;
-    return write_batch(batch, statuses);
+    const std::vector<pcd_tribool_t> flags(paths.size(), setting_flag);
+    std::vector<api_status_t> statuses; // not examined
+    return cds().set_leaves(paths, values, flags, statuses, "");
 }

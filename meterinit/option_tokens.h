@@ -1,15 +1,17 @@
-// The tokens of an options list and the option leaves that each of them sets: the grammar of
-// the list as data. A new option is a new row here, and a new leaf also a row in the table of those
-// that are cleared.
+// The option leaves, and the tokens of an options list that set them: the grammar as data.
+//
+// A new option is a row in each of the two tables. Everything else follows from them: what a token
+// sets to true and to false, what the clear action writes, the valid tokens of the diagnostic.
 #pragma once
 
 #include <array>
 #include <cstddef>
-#include <initializer_list>
+#include <cstdint>
+#include <iterator>
 
-// Of an exclusive group a list may name one member; any number of `single` options may stand
-// together. Power quality has rules of its own, beside the scan.
-enum class OptionGroup {
+// A list may name one member of an exclusive group, and any number of `single` options. Power
+// quality has rules of its own, in the scan.
+enum class OptionGroup : unsigned char {
     single,
     serial,
     ethernet,
@@ -20,186 +22,271 @@ enum class OptionGroup {
     power_quality,
 };
 
-// One option leaf, named relative to "/VMIC/Options/" and without "/Value".
+inline constexpr char option_branch[] = "/VMIC/Options/";
+
+// One boolean leaf of the store.
 struct OptionLeaf {
-    const char* name; // null: no leaf
-    bool value;
-};
-
-struct OptionToken {
-    const char* upper;
-    const char* lower; // the same text where the token is a digit
+    char name[21]; // below `option_branch`, without "/Value"
     OptionGroup group;
-    OptionLeaf leaves[4]; // set in this order when the token is accepted
 };
 
-// What an exclusive group does when two members or none are named.
-struct ExclusiveGroup {
-    OptionGroup group;
-    const char* message;       // for a second member; printed without a line end
-    OptionLeaf none_leaves[4]; // set when no member is named
-};
-
-constexpr OptionLeaf on(const char* name)
-{
-    return {name, true};
-}
-
-constexpr OptionLeaf off(const char* name)
-{
-    return {name, false};
-}
-
-// Scanned in this order, not as typed. The members of a group stand together.
+// In the order in which they are cleared.
 // clang-format off
-constexpr OptionToken option_tokens[] = {
-    {"1A",   "1a",   OptionGroup::serial,        {on("Serial/3"), off("Serial/1"), off("Serial/2")}},
-    {"1B",   "1b",   OptionGroup::serial,        {on("Serial/1"), on("Serial/2"), off("Serial/3")}},
-    {"1C",   "1c",   OptionGroup::serial,        {on("Serial/1"), on("Serial/2"), on("Serial/3")}},
-    {"2A",   "2a",   OptionGroup::ethernet,      {on("Ethernet/1"), off("Ethernet/2"), off("Ethernet/Wifi")}},
-    {"2B",   "2b",   OptionGroup::ethernet,      {on("Ethernet/1"), on("Ethernet/2"), off("Ethernet/Wifi")}},
-    {"2C",   "2c",   OptionGroup::ethernet,      {on("Ethernet/1"), on("Ethernet/Wifi"), off("Ethernet/2")}},
-    {"3A",   "3a",   OptionGroup::modem,         {on("Modem/Analog"), off("Modem/CellGSM"), off("Modem/CellSprint"), off("Modem/CellVerison")}},
-    {"3B",   "3b",   OptionGroup::modem,         {on("Modem/CellGSM"), off("Modem/Analog"), off("Modem/CellSprint"), off("Modem/CellVerison")}},
-    {"3C",   "3c",   OptionGroup::modem,         {on("Modem/CellSprint"), off("Modem/Analog"), off("Modem/CellGSM"), off("Modem/CellVerison")}},
-    {"3D",   "3d",   OptionGroup::modem,         {on("Modem/CellVerison"), off("Modem/Analog"), off("Modem/CellGSM"), off("Modem/CellSprint")}},
-    {"4",    "4",    OptionGroup::single,        {on("ExternAntenna")}},
-    {"5",    "5",    OptionGroup::single,        {on("CommRepeater")}},
-    {"6",    "6",    OptionGroup::single,        {on("PhoneHomeOnPowerFail")}},
-    {"7A",   "7a",   OptionGroup::digital_io,    {on("IntDIO/6Ch"), off("IntDIO/6ChwPS")}},
-    {"7B",   "7b",   OptionGroup::digital_io,    {on("IntDIO/6Ch"), on("IntDIO/6ChwPS")}},
-    {"8A",   "8a",   OptionGroup::analog_output, {on("IntAO/0_1ma"), off("IntAO/4_20ma")}},
-    {"8B",   "8b",   OptionGroup::analog_output, {on("IntAO/4_20ma"), off("IntAO/0_1ma")}},
-    {"9A",   "9a",   OptionGroup::external_io,   {on("ExternIO/8ChDIO"), off("ExternIO/4ChAI"), off("ExternIO/8DIOPlus4AI")}},
-    {"9B",   "9b",   OptionGroup::external_io,   {on("ExternIO/4ChAI"), off("ExternIO/8ChDIO"), off("ExternIO/8DIOPlus4AI")}},
-    {"9C",   "9c",   OptionGroup::external_io,   {on("ExternIO/8DIOPlus4AI"), off("ExternIO/8ChDIO"), off("ExternIO/4ChAI")}},
-    {"WEB",  "web",  OptionGroup::single,        {on("Web")}},
-    {"IEC",  "iec",  OptionGroup::single,        {on("IEC61850")}},
-    {"DLMS", "dlms", OptionGroup::single,        {on("DLMS")}},
-    {"IB",   "ib",   OptionGroup::single,        {on("IB")}},
-    {"IEEE", "ieee", OptionGroup::single,        {on("IEEE1588")}},
-    {"NTP",  "ntp",  OptionGroup::single,        {on("NTP")}},
-    {"PPS",  "pps",  OptionGroup::single,        {on("PPS")}},
-    {"DLP",  "dlp",  OptionGroup::single,        {on("DualLP")}},
-    {"ML",   "ml",   OptionGroup::single,        {on("ML")}},
-    {"THP",  "thp",  OptionGroup::single,        {on("3P")}},
-    {"EAP",  "eap",  OptionGroup::single,        {on("EAP")}},
-    {"DC",   "dc",   OptionGroup::single,        {on("DC")}},
-    {"PQ1",  "pq1",  OptionGroup::power_quality, {on("PQ1"), off("PQ2"), off("PQ3")}},
-    {"PQ2",  "pq2",  OptionGroup::power_quality, {on("PQ2"), off("PQ1"), off("PQ3")}},
-    {"PQ3",  "pq3",  OptionGroup::power_quality, {on("PQ1"), on("PQ2"), on("PQ3")}},
-    {"PQR",  "pqr",  OptionGroup::power_quality, {on("PQ")}},
-    {"PMU",  "pmu",  OptionGroup::single,        {on("PMU")}},
-    {"MID",  "mid",  OptionGroup::single,        {on("MID")}},
-};
-
-constexpr ExclusiveGroup exclusive_groups[] = {
-    {OptionGroup::serial,        "\nError: Enter only one option for Serial Ports (1A, 1B or 1C)",
-     {off("Serial/1"), off("Serial/2"), off("Serial/3")}},
-    {OptionGroup::ethernet,      "\nError: Enter only one option for Ethernet/Wifi Ports (2A, 2B or 2C)",
-     {off("Ethernet/1"), off("Ethernet/2"), off("Ethernet/Wifi")}},
-    {OptionGroup::modem,         "\nError: Enter only one option for Modem (3A, 3B, 3C or 3D)",
-     {off("Modem/Analog"), off("Modem/CellGSM"), off("Modem/CellSprint"), off("Modem/CellVerison")}},
-    {OptionGroup::digital_io,    "\nError: Enter only one option for Digital I/O (7A or 7B)",
-     {off("IntDIO/6Ch"), off("IntDIO/6ChwPS")}},
-    {OptionGroup::analog_output, "\nError: Enter only one option for Analog I/O (8A or 8B)",
-     {off("IntAO/0_1ma"), off("IntAO/4_20ma")}},
-    {OptionGroup::external_io,   "\nError: Enter only one option for External I/O (9A, 9B or 9C)",
-     {off("ExternIO/8ChDIO"), off("ExternIO/4ChAI"), off("ExternIO/8DIOPlus4AI")}},
-    {OptionGroup::power_quality, "\nError: Enter only one option for Power Quality (PQ1, PQ2 or PQ3)",
-     {off("PQ1"), off("PQ2"), off("PQ3")}},
+inline constexpr OptionLeaf option_leaves[] = {
+    {"Serial/1",             OptionGroup::serial},
+    {"Serial/2",             OptionGroup::serial},
+    {"Serial/3",             OptionGroup::serial},
+    {"Ethernet/1",           OptionGroup::ethernet},
+    {"Ethernet/2",           OptionGroup::ethernet},
+    {"Ethernet/Wifi",        OptionGroup::ethernet},
+    {"Modem/Analog",         OptionGroup::modem},
+    {"Modem/CellGSM",        OptionGroup::modem},
+    {"Modem/CellSprint",     OptionGroup::modem},
+    {"Modem/CellVerison",    OptionGroup::modem}, // the leaf is misspelt, which is deliberate
+    {"ExternAntenna",        OptionGroup::single},
+    {"CommRepeater",         OptionGroup::single},
+    {"PhoneHomeOnPowerFail", OptionGroup::single},
+    {"IntDIO/6Ch",           OptionGroup::digital_io},
+    {"IntDIO/6ChwPS",        OptionGroup::digital_io},
+    {"IntAO/0_1ma",          OptionGroup::analog_output},
+    {"IntAO/4_20ma",         OptionGroup::analog_output},
+    {"ExternIO/8ChDIO",      OptionGroup::external_io},
+    {"ExternIO/4ChAI",       OptionGroup::external_io},
+    {"ExternIO/8DIOPlus4AI", OptionGroup::external_io},
+    {"Web",                  OptionGroup::single},
+    {"IEC61850",             OptionGroup::single},
+    {"DLMS",                 OptionGroup::single},
+    {"IB",                   OptionGroup::single},
+    {"IEEE1588",             OptionGroup::single},
+    {"NTP",                  OptionGroup::single},
+    {"PPS",                  OptionGroup::single},
+    {"DualLP",               OptionGroup::single},
+    {"ML",                   OptionGroup::single},
+    {"3P",                   OptionGroup::single},
+    {"EAP",                  OptionGroup::single},
+    {"DC",                   OptionGroup::single},
+    {"PQ",                   OptionGroup::single}, // true with any power-quality option
+    {"PQ1",                  OptionGroup::power_quality},
+    {"PQ2",                  OptionGroup::power_quality},
+    {"PQ3",                  OptionGroup::power_quality},
+    {"PMU",                  OptionGroup::single},
+    {"MID",                  OptionGroup::single}, // last: the only one that is not cleared
 };
 // clang-format on
 
-constexpr char lower_case(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-template <std::size_t count>
-constexpr bool lower_forms_match(const OptionToken (&tokens)[count])
-{
-    for (const OptionToken& token : tokens) {
-        const char* lower = token.lower;
-        for (const char* upper = token.upper; *upper != '\0'; ++upper, ++lower) {
-            if (*lower != lower_case(*upper))
-                return false;
-        }
-        if (*lower != '\0')
-            return false;
-    }
-    return true;
-}
-static_assert(lower_forms_match(option_tokens));
+// A set of rows of `option_leaves`: bit i is row i.
+using LeafSet = std::uint64_t;
+static_assert(std::size(option_leaves) <= 64);
 
 constexpr bool same_text(const char* one, const char* other)
 {
-    for (; *one != '\0' && *one == *other; ++one, ++other) {
+    while (*one != '\0' && *one == *other) {
+        ++one;
+        ++other;
     }
     return *one == *other;
 }
 
-// The scan of power quality takes its four rows by their places.
-template <std::size_t count>
-constexpr bool power_quality_in_order(const OptionToken (&tokens)[count])
+// Not constexpr, and not defined: its call ends the evaluation of a constant.
+void name_is_not_in_table();
+
+// The row of that name; a name that is not in the table does not compile.
+constexpr LeafSet leaf_named(const char* name)
 {
-    const OptionToken* row = tokens;
-    while (row->group != OptionGroup::power_quality)
-        ++row;
-    for (const char* token : {"PQ1", "PQ2", "PQ3", "PQR"}) {
-        if (!same_text((row++)->upper, token))
-            return false;
+    std::size_t row = 0;
+    while (!same_text(option_leaves[row].name, name)) {
+        if (++row == std::size(option_leaves))
+            name_is_not_in_table();
     }
-    return row->group != OptionGroup::power_quality;
+    return LeafSet{1} << row;
 }
-static_assert(power_quality_in_order(option_tokens));
+
+template <typename... Names>
+constexpr LeafSet leaves(const Names&... names)
+{
+    return (leaf_named(names) | ...);
+}
+
+// Every row of that group.
+constexpr LeafSet leaves_of(OptionGroup group)
+{
+    LeafSet rows = 0;
+    for (std::size_t row = 0; row < std::size(option_leaves); ++row) {
+        if (option_leaves[row].group == group)
+            rows |= LeafSet{1} << row;
+    }
+    return rows;
+}
+
+// The clear action leaves MID as it is, which is deliberate.
+static_assert(same_text(option_leaves[std::size(option_leaves) - 1].name, "MID"));
+constexpr LeafSet cleared_leaves = leaf_named("MID") - 1;
+
+using TokenText = std::array<char, 5>;
+
+struct OptionToken {
+    TokenText text; // in upper case; the same in lower case is accepted too
+    OptionGroup group;
+    LeafSet leaves; // set to true; the other leaves of an exclusive group become false
+};
+
+// Scanned in this order, not as typed. The members of a group are neighbours.
+// clang-format off
+inline constexpr OptionToken option_tokens[] = {
+    {"1A",   OptionGroup::serial,        leaves("Serial/3")},
+    {"1B",   OptionGroup::serial,        leaves("Serial/1", "Serial/2")},
+    {"1C",   OptionGroup::serial,        leaves("Serial/1", "Serial/2", "Serial/3")},
+    {"2A",   OptionGroup::ethernet,      leaves("Ethernet/1")},
+    {"2B",   OptionGroup::ethernet,      leaves("Ethernet/1", "Ethernet/2")},
+    {"2C",   OptionGroup::ethernet,      leaves("Ethernet/1", "Ethernet/Wifi")},
+    {"3A",   OptionGroup::modem,         leaves("Modem/Analog")},
+    {"3B",   OptionGroup::modem,         leaves("Modem/CellGSM")},
+    {"3C",   OptionGroup::modem,         leaves("Modem/CellSprint")},
+    {"3D",   OptionGroup::modem,         leaves("Modem/CellVerison")},
+    {"4",    OptionGroup::single,        leaves("ExternAntenna")},
+    {"5",    OptionGroup::single,        leaves("CommRepeater")},
+    {"6",    OptionGroup::single,        leaves("PhoneHomeOnPowerFail")},
+    {"7A",   OptionGroup::digital_io,    leaves("IntDIO/6Ch")},
+    {"7B",   OptionGroup::digital_io,    leaves("IntDIO/6Ch", "IntDIO/6ChwPS")},
+    {"8A",   OptionGroup::analog_output, leaves("IntAO/0_1ma")},
+    {"8B",   OptionGroup::analog_output, leaves("IntAO/4_20ma")},
+    {"9A",   OptionGroup::external_io,   leaves("ExternIO/8ChDIO")},
+    {"9B",   OptionGroup::external_io,   leaves("ExternIO/4ChAI")},
+    {"9C",   OptionGroup::external_io,   leaves("ExternIO/8DIOPlus4AI")},
+    {"WEB",  OptionGroup::single,        leaves("Web")},
+    {"IEC",  OptionGroup::single,        leaves("IEC61850")},
+    {"DLMS", OptionGroup::single,        leaves("DLMS")},
+    {"IB",   OptionGroup::single,        leaves("IB")},
+    {"IEEE", OptionGroup::single,        leaves("IEEE1588")},
+    {"NTP",  OptionGroup::single,        leaves("NTP")},
+    {"PPS",  OptionGroup::single,        leaves("PPS")},
+    {"DLP",  OptionGroup::single,        leaves("DualLP")},
+    {"ML",   OptionGroup::single,        leaves("ML")},
+    {"THP",  OptionGroup::single,        leaves("3P")},
+    {"EAP",  OptionGroup::single,        leaves("EAP")},
+    {"DC",   OptionGroup::single,        leaves("DC")},
+    {"PQR",  OptionGroup::power_quality, leaves("PQ")},
+    {"PQ1",  OptionGroup::power_quality, leaves("PQ1")},
+    {"PQ2",  OptionGroup::power_quality, leaves("PQ2")},
+    {"PQ3",  OptionGroup::power_quality, leaves("PQ1", "PQ2", "PQ3")}, // includes the other two
+    {"PMU",  OptionGroup::single,        leaves("PMU")},
+    {"MID",  OptionGroup::single,        leaves("MID")},
+};
+// clang-format on
+
+// Message for a second member of an exclusive group; printed without a line end.
+struct GroupMessage {
+    OptionGroup group;
+    char text[72];
+};
+
+// clang-format off
+inline constexpr GroupMessage group_messages[] = {
+    {OptionGroup::serial,        "\nError: Enter only one option for Serial Ports (1A, 1B or 1C)"},
+    {OptionGroup::ethernet,      "\nError: Enter only one option for Ethernet/Wifi Ports (2A, 2B or 2C)"},
+    {OptionGroup::modem,         "\nError: Enter only one option for Modem (3A, 3B, 3C or 3D)"},
+    {OptionGroup::digital_io,    "\nError: Enter only one option for Digital I/O (7A or 7B)"},
+    {OptionGroup::analog_output, "\nError: Enter only one option for Analog I/O (8A or 8B)"},
+    {OptionGroup::external_io,   "\nError: Enter only one option for External I/O (9A, 9B or 9C)"},
+    {OptionGroup::power_quality, "\nError: Enter only one option for Power Quality (PQ1, PQ2 or PQ3)"},
+};
+// clang-format on
 
 template <std::size_t count>
-constexpr bool every_group_has_rules(const OptionToken (&tokens)[count])
+constexpr bool every_group_has_message(const OptionToken (&tokens)[count])
 {
     for (const OptionToken& token : tokens) {
         bool found = token.group == OptionGroup::single;
-        for (const ExclusiveGroup& rules : exclusive_groups)
-            found = found || rules.group == token.group;
+        for (const GroupMessage& message : group_messages)
+            found = found || message.group == token.group;
         if (!found)
             return false;
     }
     return true;
 }
-static_assert(every_group_has_rules(option_tokens));
+static_assert(every_group_has_message(option_tokens));
 
-// The texts that the diagnostic of a refused list knows: every form of every token but MID, which
-// is accepted in a list and yet unknown there. That is deliberate.
-constexpr bool is_diagnosed(const OptionToken& token)
+constexpr bool begins_with(const TokenText& text, const TokenText& start)
 {
-    return !same_text(token.upper, "MID");
+    std::size_t i = 0;
+    while (start[i] != '\0' && text[i] == start[i])
+        ++i;
+    return start[i] == '\0';
 }
 
-constexpr std::size_t forms_of(const OptionToken& token)
+// The scan would find a token that begins another one inside it, and count it too.
+template <std::size_t count>
+constexpr bool no_token_begins_another(const OptionToken (&tokens)[count])
 {
-    return same_text(token.lower, token.upper) ? 1 : 2;
+    for (const OptionToken& token : tokens) {
+        for (const OptionToken& other : tokens) {
+            if (&token != &other && begins_with(token.text, other.text))
+                return false;
+        }
+    }
+    return true;
+}
+static_assert(no_token_begins_another(option_tokens));
+
+// The scan takes the members of an exclusive group from one run of rows.
+template <std::size_t count>
+constexpr bool members_are_neighbours(const OptionToken (&tokens)[count])
+{
+    unsigned ended = 0; // one bit per group
+    for (std::size_t i = 1; i < count; ++i) {
+        const auto last = static_cast<unsigned>(tokens[i - 1].group);
+        const auto group = static_cast<unsigned>(tokens[i].group);
+        if (group != last && tokens[i - 1].group != OptionGroup::single)
+            ended |= 1U << last;
+        if ((ended >> group & 1U) != 0)
+            return false;
+    }
+    return true;
+}
+static_assert(members_are_neighbours(option_tokens));
+
+// The form of a text that is typed in lower case; the same text where it is a digit.
+constexpr TokenText lower_form(TokenText text)
+{
+    for (char& c : text)
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    return text;
+}
+
+constexpr bool has_lower_form(const OptionToken& token)
+{
+    return !same_text(lower_form(token.text).data(), token.text.data());
+}
+
+// The diagnostic of a rejected list does not know MID, which a list may hold: deliberate.
+constexpr bool is_diagnosed(const OptionToken& token)
+{
+    return !same_text(token.text.data(), "MID");
 }
 
 constexpr std::size_t count_valid_tokens()
 {
     std::size_t count = 0;
-    for (const OptionToken& token : option_tokens)
-        count += is_diagnosed(token) ? forms_of(token) : 0;
+    for (const OptionToken& token : option_tokens) {
+        if (is_diagnosed(token))
+            count += has_lower_form(token) ? 2 : 1;
+    }
     return count;
 }
 
-constexpr std::array<const char*, count_valid_tokens()> collect_valid_tokens()
+constexpr std::array<TokenText, count_valid_tokens()> collect_valid_tokens()
 {
-    std::array<const char*, count_valid_tokens()> tokens = {};
+    std::array<TokenText, count_valid_tokens()> tokens = {};
     std::size_t count = 0;
     for (const OptionToken& token : option_tokens) {
         if (!is_diagnosed(token))
             continue;
-        tokens[count++] = token.upper;
-        if (forms_of(token) == 2)
-            tokens[count++] = token.lower;
+        tokens[count++] = token.text;
+        if (has_lower_form(token))
+            tokens[count++] = lower_form(token.text);
     }
     return tokens;
 }
 
-constexpr auto valid_tokens = collect_valid_tokens();
+// The texts that the diagnostic of a rejected list knows.
+inline constexpr auto valid_tokens = collect_valid_tokens();

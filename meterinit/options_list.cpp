@@ -3,7 +3,6 @@
 #include "console/line_reader.h"
 #include "console/value_entry.h"
 #include "meterinit/option_leaves.h"
-#include "meterinit/option_tokens.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -15,34 +14,35 @@ namespace
 
 // The legend differs from the tokens that are accepted (it omits some, and IEEE is 1588), which
 // is deliberate.
-constexpr const char* legend[] = {
-    "1x   = 2 characters for the Serial port options",
-    "       1A = Single Serial: RS-232",
-    "       1B = Dual Serial: RS-232/485",
-    "       1C = Triple Serial: (2)RS-232/485, (1)RS-232",
-    "2x   = 2 characters for the Ethernet/Wifi options",
-    "       2A = Single Ethernet Port",
-    "       2B = Dual Ethernet Port",
-    "       2C = Single Ethernet & WIFI Port",
-    "5    = 1 char for Communication Repeater",
-    "WEB  = WEB Server",
-    "MID  = MID meter",
-    "IEC  = IEC61850 Protocol",
-    "DLMS = DLMS Protocol",
-    "IB   = IRIG-B Time Sync",
-    "IEEE = IEEE 1599 Time Sync",
-    "NTP  = NTP Time Sync",
-    "PPS  = Pulse Per Second Time Sync",
-    "DLP  = Dual Load Profile",
-    "ML   = Measurement Logging (Auto set with PQ2 or PQ3)",
-    "PQx  = Select 1 for Power Quality Options",
-    "       PQR = Power Quality Ready",
-    "       PQ1 = PQ Logging, High Speed RMS, Power Availability, EN50160, CBEMA, ITIC",
-    "       PQ2 = PQ Capture, Waveform capture, Harmonic Recording, Flicker",
-    "       PQ3 = PQ Expert, PQ Logging and PQ Capture",
-    "PMU  = PMU(30 frames/sec)",
-    "",
-};
+// clang-format off
+constexpr char legend[] =
+    "1x   = 2 characters for the Serial port options\n"
+    "       1A = Single Serial: RS-232\n"
+    "       1B = Dual Serial: RS-232/485\n"
+    "       1C = Triple Serial: (2)RS-232/485, (1)RS-232\n"
+    "2x   = 2 characters for the Ethernet/Wifi options\n"
+    "       2A = Single Ethernet Port\n"
+    "       2B = Dual Ethernet Port\n"
+    "       2C = Single Ethernet & WIFI Port\n"
+    "5    = 1 char for Communication Repeater\n"
+    "WEB  = WEB Server\n"
+    "MID  = MID meter\n"
+    "IEC  = IEC61850 Protocol\n"
+    "DLMS = DLMS Protocol\n"
+    "IB   = IRIG-B Time Sync\n"
+    "IEEE = IEEE 1599 Time Sync\n"
+    "NTP  = NTP Time Sync\n"
+    "PPS  = Pulse Per Second Time Sync\n"
+    "DLP  = Dual Load Profile\n"
+    "ML   = Measurement Logging (Auto set with PQ2 or PQ3)\n"
+    "PQx  = Select 1 for Power Quality Options\n"
+    "       PQR = Power Quality Ready\n"
+    "       PQ1 = PQ Logging, High Speed RMS, Power Availability, EN50160, CBEMA, ITIC\n"
+    "       PQ2 = PQ Capture, Waveform capture, Harmonic Recording, Flicker\n"
+    "       PQ3 = PQ Expert, PQ Logging and PQ Capture\n"
+    "PMU  = PMU(30 frames/sec)\n"
+    "\n";
+// clang-format on
 
 void show_help()
 {
@@ -53,8 +53,7 @@ void show_help()
     std::fputs("Sample options string with ALL options enabled ", stdout);
     std::fputs("1C-2B-4-5-WEB-IEC-IB-IEEE-NTP-PPS-DLP-ML-THP-EAP-DC-PQ3-PMU\nwhere:", stdout);
     std::puts("\n");
-    for (const char* line : legend)
-        std::puts(line);
+    std::fputs(legend, stdout);
 }
 
 // One list being checked.
@@ -67,15 +66,15 @@ struct Attempt {
 
 constexpr int exclusivity_error = -2;
 
-bool occurs(const Attempt& attempt, const char* form)
+bool occurs(const Attempt& attempt, const TokenText& form)
 {
-    return attempt.dashed_list.find(std::string("-") + form) != std::string::npos;
+    return attempt.dashed_list.find(std::string("-") + form.data()) != std::string::npos;
 }
 
-// A token counts once, however often it stands in the list; mixed case is not found.
+// A token counts once, however often it is in the list; mixed case is not found.
 bool is_found(const Attempt& attempt, const OptionToken& token)
 {
-    return occurs(attempt, token.upper) || occurs(attempt, token.lower);
+    return occurs(attempt, token.text) || occurs(attempt, lower_form(token.text));
 }
 
 // As `is_found`, and counts the token's characters.
@@ -83,51 +82,31 @@ bool take_token(Attempt& attempt, const OptionToken& token)
 {
     if (!is_found(attempt, token))
         return false;
-    attempt.valid_chars += static_cast<int>(std::strlen(token.upper)) + 1;
+    attempt.valid_chars += static_cast<int>(std::strlen(token.text.data())) + 1;
     return true;
 }
 
-void add_leaf(const char* name, bool value)
+void reject_second_member(Attempt& attempt, OptionGroup group)
 {
-    add_option_leaf(std::string("/VMIC/Options/") + name + "/Value", value);
-}
-
-void add_leaves(const OptionLeaf (&leaves)[4])
-{
-    for (const OptionLeaf& leaf : leaves) {
-        if (leaf.name != nullptr)
-            add_leaf(leaf.name, leaf.value);
-    }
-}
-
-const ExclusiveGroup& rules_of(OptionGroup group)
-{
-    return *std::find_if(std::begin(exclusive_groups), std::end(exclusive_groups),
-                         [group](const ExclusiveGroup& rules) { return rules.group == group; });
-}
-
-void refuse_second_member(Attempt& attempt, OptionGroup group)
-{
-    std::fputs(rules_of(group).message, stdout);
+    const auto* message =
+        std::find_if(std::begin(group_messages), std::end(group_messages),
+                     [group](const GroupMessage& row) { return row.group == group; });
+    std::fputs(message->text, stdout);
     attempt.result = exclusivity_error;
 }
 
-void scan_single(Attempt& attempt, const OptionToken& token)
-{
-    add_leaf(token.leaves[0].name, take_token(attempt, token));
-}
-
-// Takes a member of an exclusive group; the first one sets its leaves, a later one is refused.
-// Returns true when it was the first.
+// Takes a member of an exclusive group: the first one sets its leaves and clears the others of its
+// group, a later one is rejected. Returns true when it was the first.
 bool take_member(Attempt& attempt, const OptionToken& token, bool& taken)
 {
     if (!take_token(attempt, token))
         return false;
     if (taken) {
-        refuse_second_member(attempt, token.group);
+        reject_second_member(attempt, token.group);
         return false;
     }
-    add_leaves(token.leaves);
+    add_option_leaves(token.leaves, true);
+    add_option_leaves(leaves_of(token.group) & ~token.leaves, false);
     taken = true;
     return true;
 }
@@ -138,17 +117,29 @@ void scan_exclusive_group(Attempt& attempt, const OptionToken* first, const Opti
     for (const OptionToken* token = first; token != last; ++token)
         take_member(attempt, *token, taken);
     if (!taken)
-        add_leaves(rules_of(first->group).none_leaves);
+        add_option_leaves(leaves_of(first->group), false);
+}
+
+// The row of that token; a text that is no token does not compile.
+constexpr const OptionToken& token_named(const char* text)
+{
+    const OptionToken* token = option_tokens;
+    while (!same_text(token->text.data(), text)) {
+        if (++token == std::end(option_tokens))
+            throw text;
+    }
+    return *token;
 }
 
 // PQ1, PQ2 and PQ3 exclude each other, PQR goes with any of them. Capture brings measurement
 // logging with it, as a second leaf when it was not typed.
-void scan_power_quality(Attempt& attempt, const OptionToken* first)
+void scan_power_quality(Attempt& attempt)
 {
-    const OptionToken& pq1 = first[0];
-    const OptionToken& pq2 = first[1];
-    const OptionToken& pq3 = first[2];
-    const OptionToken& pqr = first[3];
+    constexpr const OptionToken& pq1 = token_named("PQ1");
+    constexpr const OptionToken& pq2 = token_named("PQ2");
+    constexpr const OptionToken& pq3 = token_named("PQ3");
+    constexpr const OptionToken& pqr = token_named("PQR");
+    constexpr const OptionToken& ml = token_named("ML");
 
     bool taken = false;
     take_member(attempt, pq1, taken);
@@ -156,18 +147,16 @@ void scan_power_quality(Attempt& attempt, const OptionToken* first)
     if (take_member(attempt, pq3, taken))
         capture_chosen = true;
     if (taken)
-        add_leaf("PQ", true);
+        add_option_leaves(pqr.leaves, true);
     else
-        add_leaves(rules_of(OptionGroup::power_quality).none_leaves);
+        add_option_leaves(leaves_of(OptionGroup::power_quality), false);
 
-    const bool ml_typed = occurs(attempt, "ML") || occurs(attempt, "ml");
-    if (capture_chosen && !ml_typed)
-        add_leaf("ML", true);
+    if (capture_chosen && !is_found(attempt, ml))
+        add_option_leaves(ml.leaves, true);
 
-    if (take_token(attempt, pqr))
-        add_leaves(pqr.leaves);
-    else if (!taken)
-        add_leaf("PQ", false);
+    const bool ready = take_token(attempt, pqr);
+    if (ready || !taken)
+        add_option_leaves(pqr.leaves, ready);
 }
 
 const OptionToken* end_of_group(const OptionToken* token)
@@ -185,8 +174,10 @@ void scan_options(Attempt& attempt)
     while (token != std::end(option_tokens)) {
         const OptionToken* group_end = end_of_group(token);
         switch (token->group) {
-        case OptionGroup::single: scan_single(attempt, *token); break;
-        case OptionGroup::power_quality: scan_power_quality(attempt, token); break;
+        case OptionGroup::single:
+            add_option_leaves(token->leaves, take_token(attempt, *token));
+            break;
+        case OptionGroup::power_quality: scan_power_quality(attempt); break;
         default: scan_exclusive_group(attempt, token, group_end); break;
         }
         token = group_end;
@@ -196,10 +187,10 @@ void scan_options(Attempt& attempt)
 bool is_valid_token(const std::string& piece)
 {
     return std::any_of(std::begin(valid_tokens), std::end(valid_tokens),
-                       [&](const char* token) { return piece == token; });
+                       [&](const TokenText& token) { return piece == token.data(); });
 }
 
-// Names every piece of the list that is no token; a token that is there twice is not named.
+// Names every piece of the list that is not a token; a repeated token is not named.
 void name_invalid_pieces(const std::string& dashed_list)
 {
     std::size_t start = 0;
@@ -212,11 +203,11 @@ void name_invalid_pieces(const std::string& dashed_list)
     }
 }
 
-void explain_refusal(const std::string& entry, const Attempt& attempt)
+void explain_rejection(const std::string& entry, const Attempt& attempt)
 {
     std::printf("Could be an error, totalChars=%d, validChars=%d\n", attempt.total_chars,
                 attempt.valid_chars);
-    if (!entry.empty() && entry[0] == '-') // refused before it gets here; kept on purpose
+    if (!entry.empty() && entry[0] == '-') // rejected before it gets here; kept on purpose
         std::fputs("\nError: Extra '-' at the beginning of the list.", stdout);
     name_invalid_pieces(attempt.dashed_list);
 }
@@ -237,7 +228,7 @@ void check_options_list(const std::string& entry, int input_result, EditableText
         return;
     }
     if (!all_counted)
-        explain_refusal(entry, attempt);
+        explain_rejection(entry, attempt);
     std::puts("\nCheck the entry.");
 }
 

@@ -3,7 +3,8 @@
 
 #include "settings/session.h"
 
-// Shows the help, asks for the list and checks it. An accepted list is stored as typed and
-// marked changed. A refused one is told and leaves the text as it was; "~" empties the text and
-// leaves its mark. Every list that is checked, accepted or not, rebuilds the option-leaf batch.
+// Shows the help, asks for the list and checks it. An accepted list is stored as typed and sets the
+// changed flag. A rejected one prints the reasons and leaves the text as it was; "~" empties the
+// text and leaves its flag. Every list that is checked, accepted or not, rebuilds the option-leaf
+// batch.
 void enter_options_list(SettingsSession& session);

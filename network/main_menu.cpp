@@ -5,11 +5,9 @@
 #include "console/menu.h"
 #include "console/value_entry.h"
 #include "meterinit/init_menu.h"
-#include "network/network_leaves.h"
 #include "network/port_menu.h"
 #include "network/save.h"
-#include "store/connection.h"
-#include "store/leaf_path.h"
+#include "store/leaf_loader.h"
 
 #include <cstdio>
 
@@ -18,41 +16,23 @@ namespace
 
 void load_name_servers(SettingsSession& session)
 {
-    std::vector<std::string> paths = {primary_dns_path, secondary_dns_path};
-    append_value_names(paths);
-
-    std::vector<api_status_t> statuses;
-    std::vector<toolkit::CElement> elements;
-    if (cds_get(paths, statuses, elements) != 0) {
+    if (!load_leaves(dns_leaves, leaf_paths(dns_leaves), session))
         std::puts("Warning: couldn't read network settings!");
-        return;
-    }
-    LeafCursor next = {statuses.begin(), elements.begin()};
-    load_string_text(session.primary_dns, next);
-    load_string_text(session.secondary_dns, next);
-}
-
-MenuSection port_lines(const SettingsSession& session)
-{
-    MenuSection lines;
-    for (std::size_t i = 1; i <= session.interfaces.size(); ++i)
-        lines.push_back({"Ethernet Port " + std::to_string(i) + " Settings", ""});
-    return lines;
 }
 
 int show_main_menu(const SettingsSession& session)
 {
     const bool changed = any_changed(session);
-    std::vector<MenuSection> sections = {
-        port_lines(session),
-        {{"DNS Server (Primary)", text_or_none(session.primary_dns)},
-         {"DNS Server (Secondary)", text_or_none(session.secondary_dns)}},
-        {{"Reset all passwords to Factory Defaults", ""}},
-    };
+    std::vector<MenuSection> sections(3);
+    for (std::size_t i = 1; i <= session.interfaces.size(); ++i)
+        add_line(sections[0], "Ethernet Port " + std::to_string(i) + " Settings");
+    add_text_line(sections[1], "DNS Server (Primary)", session.primary_dns);
+    add_text_line(sections[1], "DNS Server (Secondary)", session.secondary_dns);
+    add_line(sections[2], "Reset all passwords to Factory Defaults");
     if (session.init_menu_requested)
-        sections.push_back({{"Velmora II Initialization (Serial and Options List)", ""}});
+        add_line(sections.emplace_back(), "Velmora II Initialization (Serial and Options List)");
     if (changed)
-        sections.push_back({{"Save & apply all settings", ""}});
+        add_line(sections.emplace_back(), "Save & apply all settings");
 
     const std::vector<bool> numbered(sections.size(), true);
     return show_menu("Velmora II Settings", sections, numbered,
@@ -64,22 +44,20 @@ void reset_passwords()
     if (!confirmed("Reset all passwords ? (y/n)"))
         return;
     std::puts("Restoring defaults: please wait...");
-    run_command("sernetpwreset.sh > /dev/null 2>&1");
+    run_command(Command::reset_passwords);
     std::puts("Passwords reset to defaults.");
 }
 
-// Edits that were not saved are given up only after a clear yes; a time-out means staying.
+// Only a clear yes gives up unsaved edits; a time-out means staying.
 bool may_leave(const SettingsSession& session)
 {
     return !any_changed(session) || confirmed("Exit without saving? (y/n)");
 }
 
-} // namespace
-
+// Carries out a choice other than 0. Every number beyond the password reset saves, whether or not
+// the screen offers it.
 void act_on_main_choice(SettingsSession& session, int choice)
 {
-    if (choice < 1)
-        return;
     const auto number = static_cast<std::size_t>(choice);
     const std::size_t port_count = session.interfaces.size();
     if (number <= port_count)
@@ -96,14 +74,16 @@ void act_on_main_choice(SettingsSession& session, int choice)
         save_and_apply(session);
 }
 
+} // namespace
+
 void run_main_menu(SettingsSession& session)
 {
     for (;;) {
         load_name_servers(session);
         const int choice = show_main_menu(session);
-        if (choice != 0)
-            act_on_main_choice(session, choice);
-        else if (may_leave(session))
+        if (choice == 0 && may_leave(session))
             return;
+        if (choice > 0)
+            act_on_main_choice(session, choice);
     }
 }

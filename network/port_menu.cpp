@@ -4,9 +4,7 @@
 #include "console/menu.h"
 #include "console/number_scan.h"
 #include "console/value_entry.h"
-#include "network/network_leaves.h"
-#include "store/connection.h"
-#include "store/leaf_path.h"
+#include "store/leaf_loader.h"
 
 #include <cstdio>
 
@@ -15,54 +13,29 @@ namespace
 
 void load_port(InterfaceSettings& port)
 {
-    std::vector<std::string> paths = {
-        dhcp_path,        ip_address_path,   subnet_mask_path,           default_gateway_path,
-        mac_address_path, link_enabled_path, supported_media_types_path, media_type_path,
-    };
+    std::vector<std::string> paths = leaf_paths(port_leaves);
     number_paths(paths, 0, paths.size(), port.number);
-    append_value_names(paths);
-
-    std::vector<api_status_t> statuses;
-    std::vector<toolkit::CElement> elements;
-    if (cds_get(paths, statuses, elements) != 0) {
+    if (!load_leaves(port_leaves, paths, port))
         std::puts("Warning: couldn't read interface settings!");
-        return;
-    }
-    LeafCursor next = {statuses.begin(), elements.begin()};
-    load_flag(port.dhcp, next, true); // a port whose setting cannot be read has DHCP on
-    load_string_text(port.ip_address, next);
-    load_string_text(port.subnet_mask, next);
-    load_string_text(port.default_gateway, next);
-    load_string_text(port.mac_address, next);
-    load_flag(port.link_enabled, next, false);
-    load_string_text(port.supported_media_types, next);
-    load_string_text(port.media_type, next);
-}
-
-std::string enabled_or_disabled(const EditableFlag& flag)
-{
-    return flag.value ? "Enabled" : "Disabled";
 }
 
 int show_port_menu(const InterfaceSettings& port)
 {
-    const std::string& media = port.media_type.text;
-    const std::vector<MenuSection> sections = {
-        {{"Dynamic Addressing (DHCP)", enabled_or_disabled(port.dhcp)}},
-        {{"IP Address", text_or_none(port.ip_address)},
-         {"Subnet Mask", text_or_none(port.subnet_mask)},
-         {"Default Gateway", text_or_none(port.default_gateway)},
-         {"Media Type", media.empty() ? "[Auto-negotiate]" : media}},
-        {{"MAC Address", text_or_none(port.mac_address)},
-         {"Link Status", enabled_or_disabled(port.link_enabled)}},
-    };
+    std::vector<MenuSection> sections(3);
+    add_line(sections[0], "Dynamic Addressing (DHCP)", enabled_or_disabled(port.dhcp));
+    add_text_line(sections[1], "IP Address", port.ip_address);
+    add_text_line(sections[1], "Subnet Mask", port.subnet_mask);
+    add_text_line(sections[1], "Default Gateway", port.default_gateway);
+    add_text_line(sections[1], "Media Type", port.media_type, media_type_if_empty);
+    add_text_line(sections[2], "MAC Address", port.mac_address);
+    add_line(sections[2], "Link Status", enabled_or_disabled(port.link_enabled));
     return show_menu("Network Settings: Ethernet Port " + std::to_string(port.number), sections,
                      {true, true, false}, "Exit to previous menu");
 }
 
 void enter_dhcp(InterfaceSettings& port)
 {
-    tell_no_answer(prompt_yes_no("Enable DHCP? (y/n)", port.dhcp), "Error: invalid response");
+    report_no_answer(prompt_yes_no("Enable DHCP? (y/n)", port.dhcp), "Error: invalid response");
 }
 
 // A mask that was emptied becomes that of a class C network.
@@ -80,13 +53,13 @@ std::string media_type_prompt(const std::vector<std::string>& types)
     return prompt + "\nSelect an option (0-" + std::to_string(types.size()) + ") ==>  ";
 }
 
-// Takes the reply to the media-type question. Returns answer_taken or answer_refused.
+// Takes the reply to the media-type question. Returns answer_taken or answer_rejected.
 int take_media_type(const std::string& reply, const std::vector<std::string>& types,
                     EditableText& media_type)
 {
     long number = 0;
     if (!scan_whole_number(reply, number) || number < 0 || number > static_cast<long>(types.size()))
-        return answer_refused;
+        return answer_rejected;
     const auto choice = static_cast<std::size_t>(number);
     assign_text(media_type, choice == 0 ? "" : types[choice - 1], true);
     return answer_taken;
@@ -101,10 +74,15 @@ void enter_media_type(InterfaceSettings& port)
     int result = prompt_line(media_type_prompt(types), reply);
     if (result == answer_taken)
         result = take_media_type(reply, types, port.media_type);
-    tell_no_answer(result, "Error: invalid selection");
+    report_no_answer(result, "Error: invalid selection");
 }
 
 } // namespace
+
+const char* enabled_or_disabled(const EditableFlag& flag)
+{
+    return flag.value ? "Enabled" : "Disabled";
+}
 
 void run_port_menu(InterfaceSettings& port)
 {

@@ -3,9 +3,9 @@
 #include "console/command.h"
 #include "console/line_reader.h"
 #include "console/number_scan.h"
-#include "meterinit/meter_leaves.h"
 #include "meterinit/option_leaves.h"
-#include "network/network_leaves.h"
+#include "network/update_triggers.h"
+#include "settings/setting_leaves.h"
 #include "store/connection.h"
 #include "store/leaf_path.h"
 
@@ -22,134 +22,111 @@ struct SaveLists {
     std::vector<std::string> clear_paths;
 };
 
-struct DnsLeaf {
-    EditableText SettingsSession::*text;
-    const char* path;
-};
-
-constexpr DnsLeaf dns_leaves[] = {
-    {&SettingsSession::primary_dns, primary_dns_path},
-    {&SettingsSession::secondary_dns, secondary_dns_path},
-};
-
-// A port's text. One with a general leaf is also written there at once, ahead of the batch.
-struct PortLeaf {
-    EditableText InterfaceSettings::*text;
-    const char* path;
-    const char* general_path; // null: none
-};
-
-// The general leaves are those of port 1 whichever port is saved, which is deliberate.
-constexpr char dhcp_general_path[] = "/VMC/Comms/EthPort/1/General/DHCP/Value";
-
-// clang-format off
-constexpr PortLeaf port_leaves[] = {
-    {&InterfaceSettings::ip_address,      ip_address_path,      "/VMC/Comms/EthPort/1/General/IPAddress/Value"},
-    {&InterfaceSettings::subnet_mask,     subnet_mask_path,     "/VMC/Comms/EthPort/1/General/SubnetMask/Value"},
-    {&InterfaceSettings::default_gateway, default_gateway_path, "/VMC/Comms/EthPort/1/General/DefaultGateway/Value"},
-    {&InterfaceSettings::media_type,      media_type_path,      nullptr},
-};
-// clang-format on
-
-template <typename Value>
-toolkit::CElement element_of(const Value& value)
-{
-    toolkit::CElement element;
-    element = value;
-    return element;
-}
-
 void collect_set(SaveLists& lists, const char* path, const toolkit::CElement& element)
 {
-    lists.set_paths.emplace_back(path);
+    lists.set_paths.push_back(path);
     lists.set_elements.push_back(element);
 }
 
-// Puts a changed text on the set list, or on the clear list when it is empty.
-void collect_text(SaveLists& lists, const char* path, const EditableText& value)
+// An empty text is removed from the store rather than written.
+bool is_emptied(const Edit& edit)
 {
-    if (!value.changed)
-        return;
-    if (value.text.empty())
-        lists.clear_paths.emplace_back(path);
-    else
-        collect_set(lists, path, element_of(value.text));
+    return edit.text != nullptr && edit.text->text.empty();
 }
 
-// Writes one of the port's general leaves. A failure is told and does not stop the save.
-// `remark` is printed before the path.
-void set_general_leaf(const char* path, const toolkit::CElement& element, api_status_t& status,
-                      const char* remark)
+toolkit::CElement element_to_save(const Edit& edit)
 {
-    const int result = cds().set_leaf(path, element, status, setting_flag, "");
-    if (result != 0 || status != status_success)
-        std::printf("set_leaf failed for %s%s\n", remark, path);
+    switch (edit.type) {
+    case LeafType::boolean: return element_of(edit.flag->value);
+    case LeafType::number: return element_of(decimal_value(edit.text->text));
+    default: return element_of(edit.text->text);
+    }
 }
 
-void collect_dhcp(SaveLists& lists, const EditableFlag& dhcp, api_status_t& status)
+void collect_edits(SaveLists& lists, const std::vector<Edit>& edits)
 {
-    if (!dhcp.changed)
-        return;
-    const toolkit::CElement enabled = element_of(dhcp.value);
-    collect_set(lists, dhcp_path, enabled);
-    // The byte 0x93 in this one message is deliberate.
-    set_general_leaf(dhcp_general_path, element_of(enabled.to_int()), status, "\x93");
+    for (const Edit& edit : edits) {
+        if (is_emptied(edit))
+            lists.clear_paths.push_back(edit.path);
+        else
+            collect_set(lists, edit.path, element_to_save(edit));
+    }
 }
 
-// Collects a port's settings and writes its general leaves.
 void collect_port(SaveLists& lists, const InterfaceSettings& port)
 {
     const std::size_t first_set = lists.set_paths.size();
     const std::size_t first_clear = lists.clear_paths.size();
-
-    api_status_t status = status_success; // not reset between the port's leaves
-    collect_dhcp(lists, port.dhcp, status);
-    for (const PortLeaf& leaf : port_leaves) {
-        const EditableText& value = port.*leaf.text;
-        collect_text(lists, leaf.path, value);
-        if (value.changed && !value.text.empty() && leaf.general_path != nullptr)
-            set_general_leaf(leaf.general_path, element_of(value.text), status, "");
-    }
-
+    collect_edits(lists, edits_of(port_leaves, port));
     number_paths(lists.set_paths, first_set, lists.set_paths.size() - first_set, port.number);
     number_paths(lists.clear_paths, first_clear, lists.clear_paths.size() - first_clear,
                  port.number);
 }
 
-// Collects the initialisation texts and the trigger of the primary configuration.
-void collect_init(SaveLists& lists, const SettingsSession& session)
+// The numbers among the initialisation settings are the primary configuration.
+bool prim_cfg_changed(const std::vector<Edit>& edits)
 {
-    bool prim_cfg_changed = false;
-    for (const MeterLeaf& leaf : meter_leaves) {
-        const EditableText& value = session.*leaf.text;
-        if (leaf.type == LeafType::text || value.text.empty()) {
-            collect_text(lists, leaf.path, value);
-        } else if (value.changed) {
-            collect_set(lists, leaf.path, element_of(decimal_value(value.text)));
-            prim_cfg_changed = true;
-        }
+    return std::any_of(edits.begin(), edits.end(), [](const Edit& edit) {
+        return edit.type == LeafType::number && !is_emptied(edit);
+    });
+}
+
+void collect_triggers(SaveLists& lists)
+{
+    for (const UpdateTrigger& trigger : update_triggers) {
+        if (trigger.stage == TriggerStage::settings)
+            collect_set(lists, trigger.path, element_of(true));
     }
-    if (session.options_list.changed && !session.options_list.text.empty())
-        options_pending = true;
-    if (prim_cfg_changed)
-        collect_set(lists, "/VMF/UpdateService/SetPrimCfg", element_of(true));
 }
 
 SaveLists collect(const SettingsSession& session)
 {
     SaveLists lists;
-    for (const DnsLeaf& leaf : dns_leaves)
-        collect_text(lists, leaf.path, session.*leaf.text);
+    collect_edits(lists, edits_of(dns_leaves, session));
     for (const InterfaceSettings& port : session.interfaces)
         collect_port(lists, port);
-    collect_init(lists, session);
+    const std::vector<Edit> init_edits = edits_of(init_leaves, session);
+    collect_edits(lists, init_edits);
+    if (prim_cfg_changed(init_edits))
+        collect_triggers(lists);
     append_value_names(lists.set_paths);
     append_value_names(lists.clear_paths);
     return lists;
 }
 
-// Writes the batch and tells how it went, `success` when all of it was taken.
-bool write_told_batch(const char* success)
+// Writes an edit to its mirror, where a flag is an integer. The save continues after a failure.
+void write_mirror(const Edit& edit, api_status_t& status)
+{
+    const bool is_flag = edit.type == LeafType::boolean;
+    const toolkit::CElement saved = element_to_save(edit);
+    const toolkit::CElement written = is_flag ? element_of(saved.to_int()) : saved;
+    const std::string path = std::string(mirror_branch) + edit.mirror + "/Value";
+    const int result = cds().set_leaf(path, written, status, setting_flag, "");
+    if (result != 0 || status != status_success) {
+        const char* byte = is_flag ? "\x93" : ""; // in this one message; deliberate
+        std::printf("set_leaf failed for %s%s\n", byte, path.c_str());
+    }
+}
+
+void write_mirrors(const InterfaceSettings& port)
+{
+    api_status_t status = status_success; // not reset between the port's leaves
+    for (const Edit& edit : edits_of(port_leaves, port)) {
+        if (edit.mirror[0] != '\0' && !is_emptied(edit))
+            write_mirror(edit, status);
+    }
+}
+
+void add_option_triggers(TriggerStage stage)
+{
+    for (const UpdateTrigger& trigger : update_triggers) {
+        if (trigger.stage == stage)
+            add_option_trigger(std::string(trigger.path) + "/Value");
+    }
+}
+
+// Writes the batch and prints the outcome: `success`, or the error.
+bool write_and_report_batch(const char* success)
 {
     const bool written = write_option_batch() == 0;
     std::puts(written ? success : "Error while setting Velmora II Options list in cds.");
@@ -160,24 +137,24 @@ bool write_told_batch(const char* success)
 // logs. Returns true when both batches were written; the second is written in any case.
 bool write_options()
 {
-    add_option_trigger("/VMF/UpdateService/OptionsUpdate/Value");
-    add_option_trigger("/VMF/UpdateService/OptionChange/DualLP/Value");
-    const bool options_set = write_told_batch("Velmora II Options list set in CDS");
+    add_option_triggers(TriggerStage::options);
+    const bool options_set = write_and_report_batch("Velmora II Options list set in CDS");
     pause_for(1);
 
     // The batch keeps these two until the next options list is checked.
     begin_option_batch();
-    add_option_trigger("/VMF/UpdateService/SetMeasLog/1/Value");
-    add_option_trigger("/VMF/UpdateService/SetMeasLog/2/Value");
-    const bool logs_told = write_told_batch("Velmora II ML Config sent");
-    options_pending = false;
-    return options_set && logs_told;
+    add_option_triggers(TriggerStage::measurement_logs);
+    const bool logs_triggered = write_and_report_batch("Velmora II ML Config sent");
+    set_options_pending(false);
+    return options_set && logs_triggered;
 }
 
-// Writes the set list, and the options when they are pending: also when a leaf of the set list
-// was refused, but not when the whole list was. Returns true when all of it succeeded.
+// Writes the set list, then the options when they are pending: even when a leaf of the list was
+// rejected, but not when the whole list was. Returns true when all of it succeeded.
 bool write_settings(const SaveLists& lists, std::vector<api_status_t>& statuses)
 {
+    if (lists.set_paths.empty())
+        return true;
     const std::vector<pcd_tribool_t> flags(lists.set_paths.size(), setting_flag);
     std::string source;
     toolkit::CEvent::format_source_string(source, "Console", "", "");
@@ -186,27 +163,44 @@ bool write_settings(const SaveLists& lists, std::vector<api_status_t>& statuses)
 
     const bool all_set = std::all_of(statuses.begin(), statuses.end(),
                                      [](api_status_t status) { return status == status_success; });
-    const bool options_written = !options_pending || write_options();
+    const bool options_written = !are_options_pending() || write_options();
     return all_set && options_written;
 }
 
-// Returns true when every changed setting is in the store; the marks are then clear.
+bool clear_emptied(const SaveLists& lists, std::vector<api_status_t>& statuses)
+{
+    return lists.clear_paths.empty() || cds().clear_leaves(lists.clear_paths, statuses, "") == 0;
+}
+
+void update_model_number()
+{
+    std::puts("Updating the Model Number");
+    run_command(Command::update_model_number);
+    std::puts("Meter must be reset for changed options to take effect.");
+}
+
+// Returns true when every changed setting is in the store; the changed flags are then clear.
 bool save(SettingsSession& session)
 {
     const SaveLists lists = collect(session);
-    std::vector<api_status_t> statuses(lists.set_paths.size());
-    if (!lists.set_paths.empty() && !write_settings(lists, statuses))
-        return false;
-    if (!lists.clear_paths.empty() && cds().clear_leaves(lists.clear_paths, statuses, "") != 0)
-        return false;
+    if (session.options_list.changed && !session.options_list.text.empty())
+        set_options_pending(true);
+    for (const InterfaceSettings& port : session.interfaces)
+        write_mirrors(port);
 
-    if (init_changed(session)) {
-        std::puts("Updating the Model Number");
-        run_command("vmkeys -m >/dev/null 2>&1");
-        std::puts("Meter must be reset for changed options to take effect.");
-    }
-    clear_marks(session);
+    std::vector<api_status_t> statuses(lists.set_paths.size());
+    if (!write_settings(lists, statuses) || !clear_emptied(lists, statuses))
+        return false;
+    if (init_changed(session))
+        update_model_number();
+    clear_changed_flags(session);
     return true;
+}
+
+void apply()
+{
+    run_command(Command::remove_downloads);
+    run_command(Command::restart_network);
 }
 
 } // namespace
@@ -220,6 +214,5 @@ void save_and_apply(SettingsSession& session)
         return;
     }
     std::puts("Settings saved.");
-    run_command("rm -rf /jffs/downloads/vmconfig.*");
-    run_command("/etc/init.d/network restart > /dev/null 2>&1");
+    apply();
 }

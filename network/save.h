@@ -5,6 +5,6 @@
 
 // Asks for confirmation, then writes every changed setting to the store, triggers the meter's
 // update services and runs the commands that apply the settings; prints the outcome.
-// A save that succeeds clears all marks. After one that fails the marks are all still set, so
-// that it can be repeated, and what was already written stays in the store.
+// A save that succeeds clears the changed flags. One that fails leaves them all set, so that it can
+// be repeated; what it had already written stays in the store.
 void save_and_apply(SettingsSession& session);

@@ -1,4 +1,4 @@
-// Values that a technician may edit, each with its "changed" mark.
+// Values that a technician may edit, each with its changed flag.
 #pragma once
 
 #include <string>
@@ -13,6 +13,6 @@ struct EditableFlag {
     bool changed = false;
 };
 
-// Puts `text` into `target`. A true `mark` marks it changed; a mark once set is never taken
-// back here, only by a successful save.
+// Puts `text` into `target`. A true `mark` sets the changed flag; a false one leaves it as it is,
+// because only a successful save clears the flag.
 void assign_text(EditableText& target, const std::string& text, bool mark);

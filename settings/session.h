@@ -1,7 +1,7 @@
 // The one settings record of a run: what was read from the store and what was edited since.
 //
-// Loaded values never set a mark and never overwrite a value whose mark is set; only a
-// successful save clears the marks.
+// Loading a value never sets its changed flag and never overwrites a changed value. Only a
+// successful save clears the flags.
 #pragma once
 
 #include "settings/editable.h"
@@ -19,7 +19,7 @@ struct InterfaceSettings {
     EditableFlag link_enabled;          // shown only
     EditableText supported_media_types; // names separated by ";"; source of the choice only
     EditableText media_type;            // empty: auto-negotiate
-    std::uint32_t number = 1;           // stands for the "?" in the port's leaf paths
+    std::uint32_t number = 1;           // replaces the "?" in the port's leaf paths
 };
 
 struct SettingsSession {
@@ -28,7 +28,7 @@ struct SettingsSession {
     std::vector<InterfaceSettings> interfaces;
 
     // The initialisation texts. Form, class amps and frequency hold an index as it was typed
-    // or loaded, never the name that it stands for.
+    // or loaded, never its name.
     EditableText serial_number;
     EditableText options_list;
     EditableText meter_form;
@@ -39,12 +39,12 @@ struct SettingsSession {
     bool init_menu_requested = false;
 };
 
-// True when anything that a save would write is marked changed. The marks of what is only
-// shown (MAC address, link state, supported media types) do not count.
+// True when a setting that a save writes is changed. The flags of what is only shown (MAC address,
+// link state, supported media types) do not count.
 bool any_changed(const SettingsSession& session);
 
-// True when one of the six initialisation texts is marked changed.
+// True when one of the six initialisation texts is changed.
 bool init_changed(const SettingsSession& session);
 
-// Clears every mark that `any_changed` looks at.
-void clear_marks(SettingsSession& session);
+// Clears every changed flag that `any_changed` reads.
+void clear_changed_flags(SettingsSession& session);

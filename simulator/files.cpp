@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -76,20 +77,6 @@ bool read_expected(int fd, std::string& text)
     return true;
 }
 
-bool write_all(int fd, std::string_view text)
-{
-    // Past a limit on the size of files a write then fails, instead of ending the program.
-    std::signal(SIGXFSZ, SIG_IGN);
-    while (!text.empty()) {
-        errno = ENOSPC; // what a write of nothing means
-        const ssize_t written = unbroken([&] { return ::write(fd, text.data(), text.size()); });
-        if (written <= 0)
-            return false;
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
-}
-
 bool flush(int fd)
 {
     return unbroken([&] { return fsync(fd); }) == 0;
@@ -106,11 +93,49 @@ OpenFile create_afresh(int folder, const char* name, mode_t mode)
     return open_file(folder, name, flags, mode);
 }
 
+// What a change of the owner fails with that this user may not make, or nobody on such a file
+// system.
+bool means_not_permitted(int error)
+{
+    return error == EPERM || error == EINVAL || error == ENOSYS || error == EOPNOTSUPP;
+}
+
+// Where the owner cannot be kept, the group may still be.
+bool keep_owner(int fd, const struct stat& old)
+{
+    constexpr auto same_owner = static_cast<uid_t>(-1);
+    struct stat fresh;
+    if (fstat(fd, &fresh) != 0)
+        return false;
+    if (fresh.st_uid == old.st_uid && fresh.st_gid == old.st_gid)
+        return true;
+    if (fchown(fd, old.st_uid, old.st_gid) == 0)
+        return true;
+    return means_not_permitted(errno) &&
+           (fchown(fd, same_owner, old.st_gid) == 0 || means_not_permitted(errno));
+}
+
+// In this order: a change of the owner clears some of the permission bits.
+bool keep_attributes(int fd, const struct stat& old)
+{
+    return keep_owner(fd, old) && fchmod(fd, old.st_mode & permission_bits) == 0;
+}
+
 void discard(int folder, const char* name)
 {
     const int reason = errno;
     unlinkat(folder, name, 0);
     errno = reason;
+}
+
+bool lock(const OpenFile& folder)
+{
+    return unbroken([&] { return flock(folder.fd, LOCK_EX); }) == 0;
+}
+
+OpenFile open_folder(int folder, const std::string& name)
+{
+    return open_file(folder, name.c_str(), O_RDONLY | O_DIRECTORY);
 }
 
 } // namespace
@@ -183,12 +208,78 @@ bool read_to_end(int fd, std::string& text)
     return read_expected(fd, text);
 }
 
+bool write_all(int fd, std::string_view text)
+{
+    // Past a limit on the size of files a write then fails, instead of ending the program.
+    std::signal(SIGXFSZ, SIG_IGN);
+    while (!text.empty()) {
+        errno = ENOSPC; // what a write of nothing means
+        const ssize_t written = unbroken([&] { return ::write(fd, text.data(), text.size()); });
+        if (written <= 0)
+            return false;
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+std::string parent_of(const std::string& file)
+{
+    const std::size_t slash = file.rfind('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : file.substr(0, slash);
+}
+
+std::string name_of(const std::string& file)
+{
+    return file.substr(file.rfind('/') + 1); // all of it when there is no slash
+}
+
+bool follow_links(int folder, const std::string& name, std::vector<std::string>& names)
+{
+    constexpr std::size_t most_links = 40; // as many as the system follows
+    names = {name};
+    for (;;) {
+        char buffer[PATH_MAX];
+        const ssize_t size = readlinkat(folder, names.back().c_str(), buffer, sizeof buffer);
+        if (size < 0)
+            return errno == EINVAL || errno == ENOENT; // no link, or nothing there
+        if (names.size() > most_links) {
+            errno = ELOOP;
+            return false;
+        }
+        const std::string target(buffer, static_cast<std::size_t>(size));
+        names.push_back(target[0] == '/' ? target : parent_of(names.back()) + "/" + target);
+    }
+}
+
 OpenFile lock_folder(const std::string& folder)
 {
-    OpenFile opened = open_file(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
-    if (opened && unbroken([&] { return flock(opened.fd, LOCK_EX); }) != 0)
+    OpenFile opened = open_folder(AT_FDCWD, folder);
+    if (opened && !lock(opened))
         return {};
     return opened;
+}
+
+LockedFile lock_file(const std::string& folder, const std::string& name)
+{
+    OpenFile locked = lock_folder(folder);
+    std::vector<std::string> names;
+    if (!locked || !follow_links(locked.fd, name, names))
+        return {};
+    if (names.size() == 1)
+        return {std::move(locked), {}, name};
+
+    OpenFile target = open_folder(locked.fd, parent_of(names.back()));
+    FileStamp here;
+    FileStamp there;
+    if (!target || !read_stamp(locked.fd, ".", here) || !read_stamp(target.fd, ".", there))
+        return {};
+    if (here.device == there.device && here.inode == there.inode) // to lock it again would wait
+        return {std::move(locked), {}, name_of(names.back())};
+    if (!lock(target))
+        return {};
+    return {std::move(locked), std::move(target), name_of(names.back())};
 }
 
 bool replace_file(int folder, const std::string& name, std::string_view text)
@@ -203,8 +294,8 @@ bool replace_file(int folder, const std::string& name, std::string_view text)
     const OpenFile fresh = create_afresh(folder, fresh_name.c_str(), mode);
     if (!fresh)
         return false;
-    const bool replaced = (!replaces || fchmod(fresh.fd, mode) == 0) && write_all(fresh.fd, text) &&
-                          flush(fresh.fd) &&
+    const bool replaced = (!replaces || keep_attributes(fresh.fd, old)) &&
+                          write_all(fresh.fd, text) && flush(fresh.fd) &&
                           renameat(folder, fresh_name.c_str(), folder, name.c_str()) == 0;
     if (!replaced) {
         discard(folder, fresh_name.c_str());
@@ -216,7 +307,7 @@ bool replace_file(int folder, const std::string& name, std::string_view text)
 bool list_folder(int folder, std::vector<std::string>& names)
 {
     names.clear();
-    OpenFile again = open_file(folder, ".", O_RDONLY | O_DIRECTORY);
+    OpenFile again = open_folder(folder, ".");
     DIR* entries = again ? fdopendir(again.fd) : nullptr;
     if (entries == nullptr)
         return false;

@@ -57,10 +57,39 @@ bool read_file(int folder, const char* name, std::string& text, FileStamp& stamp
 // Reads what is left of any open file, a pipe included.
 bool read_to_end(int fd, std::string& text);
 
+// Writes all of the text to any open file. Past a limit on the size of files it fails, as it does
+// on a full disk, and the signal for that is ignored from then on.
+bool write_all(int fd, std::string_view text);
+
+// The folder of a file as a path, and its name in there. A path without a slash is in ".".
+std::string parent_of(const std::string& file);
+std::string name_of(const std::string& file);
+
+// Where symbolic links lead from `name`: first `name` itself, last what is no link or is missing.
+// All are relative to `folder`, unless they are whole paths.
+bool follow_links(int folder, const std::string& name, std::vector<std::string>& names);
+
 // Opens `folder` and waits until nobody else holds its lock. Closing it gives the lock back.
 OpenFile lock_folder(const std::string& folder);
 
-// Replaces a file of the locked `folder`, keeping its permission bits, or makes it. A power cut
+// A file that nobody else writes: the folders where a writer can come upon it are locked.
+struct LockedFile {
+    OpenFile folder; // that was named; none: it cannot be locked
+    OpenFile target; // the folder to which symbolic links lead from there; none: the same one
+    std::string name;
+
+    int parent() const
+    {
+        return target ? target.fd : folder.fd;
+    }
+};
+
+// Locks `folder`, then the folder to which symbolic links lead from its file `name`, which need not
+// exist.
+LockedFile lock_file(const std::string& folder, const std::string& name);
+
+// Replaces a file of the locked `folder`, or makes it; a symbolic link is replaced as such. Keeps
+// the permission bits, and the owner and the group where the system permits it. A power cut
 // leaves the old or the new file. On failure the old file stays, but for one case: when only
 // the last flush, that of the folder, fails, the new file stands.
 bool replace_file(int folder, const std::string& name, std::string_view text);

@@ -17,14 +17,16 @@ namespace simulator
 namespace
 {
 
-// A file's times come from a clock that advances by some milliseconds at once.
-constexpr std::int64_t clock_doubt = 100'000'000; // nanoseconds
+constexpr std::int64_t second = 1'000'000'000; // nanoseconds
+
+// A file's times come from a clock that advances in steps of some milliseconds.
+constexpr std::int64_t clock_doubt = second / 10;
 
 std::int64_t present_time()
 {
     timespec now;
     clock_gettime(CLOCK_REALTIME, &now);
-    return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+    return std::int64_t{now.tv_sec} * second + now.tv_nsec;
 }
 
 bool is_distant(std::int64_t file_time, std::int64_t now)
@@ -32,10 +34,17 @@ bool is_distant(std::int64_t file_time, std::int64_t now)
     return file_time < now - clock_doubt || file_time > now + clock_doubt;
 }
 
-// Whether a change after `now`, of whatever kind, is sure to show in the stamp.
-bool tells_changes(const FileStamp& stamp, std::int64_t now)
+// Some file systems keep times in steps of one or two seconds. Two states of a file may then have
+// the same times, so whole seconds prove nothing.
+bool is_whole_seconds(std::int64_t file_time)
 {
-    return is_distant(stamp.modified, now) && is_distant(stamp.changed, now);
+    return file_time % second == 0;
+}
+
+// Whether a change after `now`, of whatever kind, is sure to alter this time of the file.
+bool shows_changes(std::int64_t file_time, std::int64_t now)
+{
+    return is_distant(file_time, now) && !is_whole_seconds(file_time);
 }
 
 std::string path_of(const MeterStore& store)
@@ -73,20 +82,33 @@ void take_text(MeterStore& store, std::string&& text)
     store.text = std::move(text);
 }
 
-// `folder` and `name` are as for `read_file`.
-bool refresh(MeterStore& store, int folder, const char* name, std::string& error)
+// Reads the file whatever its stamp is. `folder` and `name` are as for `read_file`.
+bool read_again(MeterStore& store, int folder, const char* name, std::string& error)
+{
+    const std::int64_t now = present_time();
+    FileStamp stamp;
+    std::string text;
+    if (!read_file(folder, name, text, stamp))
+        return fail(path_of(store), "cannot be read", error);
+    store.stamp.reset();
+    take_text(store, std::move(text));
+    if (shows_changes(stamp.modified, now) && shows_changes(stamp.changed, now))
+        store.stamp = stamp;
+    error = store.error;
+    return error.empty();
+}
+
+bool is_unchanged(const MeterStore& store, const std::string& file)
 {
     FileStamp stamp;
-    if (!store.stamp || !read_stamp(folder, name, stamp) || !(stamp == *store.stamp)) {
-        const std::int64_t now = present_time();
-        std::string text;
-        if (!read_file(folder, name, text, stamp))
-            return fail(path_of(store), "cannot be read", error);
-        store.stamp.reset();
-        take_text(store, std::move(text));
-        if (tells_changes(stamp, now))
-            store.stamp = stamp;
-    }
+    return store.stamp && read_stamp(AT_FDCWD, file.c_str(), stamp) && stamp == *store.stamp;
+}
+
+bool refresh(MeterStore& store, std::string& error)
+{
+    const std::string file = path_of(store);
+    if (!is_unchanged(store, file))
+        return read_again(store, AT_FDCWD, file.c_str(), error);
     error = store.error;
     return error.empty();
 }
@@ -106,10 +128,10 @@ bool can_be_written(const Leaves& leaves, const std::string& file, std::string& 
 // As `edit_leaves`, but for want of memory.
 bool edit_locked(MeterStore& store, const LeafEdit& edit, std::string& error)
 {
-    const OpenFile folder = lock_folder(store.folder);
-    if (!folder)
+    const LockedFile file = lock_file(store.folder, store_file);
+    if (!file.folder)
         return fail(store.folder, "cannot be locked", error);
-    if (!refresh(store, folder.fd, store_file, error))
+    if (!read_again(store, file.parent(), file.name.c_str(), error)) // a write trusts no stamp
         return false;
 
     Leaves leaves = store.leaves;
@@ -117,7 +139,7 @@ bool edit_locked(MeterStore& store, const LeafEdit& edit, std::string& error)
         return false;
     std::string text = toml_text(leaves);
     store.stamp.reset();
-    if (!replace_file(folder.fd, store_file, text))
+    if (!replace_file(file.parent(), file.name, text))
         return fail(path_of(store), "cannot be written", error);
 
     store.leaves = std::move(leaves);
@@ -129,8 +151,7 @@ bool edit_locked(MeterStore& store, const LeafEdit& edit, std::string& error)
 
 bool refresh_leaves(MeterStore& store, std::string& error)
 {
-    return within_memory(path_of(store), error,
-                         [&] { return refresh(store, AT_FDCWD, path_of(store).c_str(), error); });
+    return within_memory(path_of(store), error, [&] { return refresh(store, error); });
 }
 
 bool edit_leaves(MeterStore& store, const LeafEdit& edit, std::string& error)
@@ -140,10 +161,10 @@ bool edit_leaves(MeterStore& store, const LeafEdit& edit, std::string& error)
 
 bool replace_store(const std::string& folder, std::string_view text, std::string& error)
 {
-    const OpenFile locked = lock_folder(folder);
-    if (!locked)
+    const LockedFile file = lock_file(folder, store_file);
+    if (!file.folder)
         return fail(folder, "cannot be locked", error);
-    if (!replace_file(locked.fd, store_file, text))
+    if (!replace_file(file.parent(), file.name, text))
         return fail(folder + "/" + store_file, "cannot be written", error);
     return true;
 }

@@ -28,16 +28,19 @@ struct MeterStore {
 };
 
 // The routines below return false when the file cannot be read, understood or written;
-// `error` is then one line: "file: reason", or "file:line: reason".
+// `error` is then one line: "file: reason", or "file:line: reason". When the file is a symbolic
+// link, they read and replace the file that it names; the link stays.
 
 // Brings `leaves` up to date with the file as it is now. The file is read only when it may
-// have changed, and parsed only when its bytes have.
+// have changed, and parsed only when its bytes have. Times in whole seconds, as some file systems
+// keep them, do not show every change: a file with such times is always read.
 bool refresh_leaves(MeterStore& store, std::string& error);
 
 // What to do with the leaves of the file. May refuse: it returns false and says why.
 using LeafEdit = std::function<bool(Leaves& leaves, std::string& error)>;
 
-// Writes what `edit` made of the leaves as they stand, with no other writer in between.
+// Writes what `edit` made of the leaves as they stand, with no other writer in between. The file is
+// always read before.
 // On failure, a refusal included, the file stays as it was.
 bool edit_leaves(MeterStore& store, const LeafEdit& edit, std::string& error);
 

@@ -34,7 +34,9 @@ int cds_get(const std::vector<std::string>& paths, std::vector<api_status_t>& st
             std::vector<toolkit::CElement>& elements)
 {
     std::vector<toolkit::element_property_t> unused_properties;
-    return connection.get_leaves(paths, statuses, elements, unused_properties);
+    const int result = connection.get_leaves(paths, statuses, elements, unused_properties);
+    const bool complete = statuses.size() == paths.size() && elements.size() == paths.size();
+    return result == 0 && !complete ? -1 : result;
 }
 
 toolkit::CCds& cds()

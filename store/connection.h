@@ -1,4 +1,4 @@
-// The program-wide connection to the configuration data store.
+// The global connection to the configuration data store.
 #pragma once
 
 #include "store/client_library.h"
@@ -13,8 +13,9 @@ int cds_connect();
 // Closes the connection; does nothing when it is closed. Runs once more at program exit.
 void cds_disconnect();
 
-// Reads one leaf per path. Returns the library's result: 0, and `statuses` and `elements` then have
-// one entry per path, or another number when it failed, and what they hold is the library's affair.
+// Reads one leaf per path. Returns the library's result, 0 for success, or -1 when the library
+// filled `statuses` or `elements` with another number of entries than there are paths. After a
+// failure the contents of both are undefined.
 int cds_get(const std::vector<std::string>& paths, std::vector<api_status_t>& statuses,
             std::vector<toolkit::CElement>& elements);
 

@@ -1,7 +1,9 @@
 """Collects the dialogues as tests, and lets the ones that wait for time-outs start first."""
 
 import collections
+import pathlib
 import re
+import tempfile
 import tomllib
 
 import pytest
@@ -20,6 +22,13 @@ def meter(request):
     yield made
     if request.session.testsfailed == failures:
         made.remove()
+
+
+@pytest.fixture
+def plain_folder():
+    """A folder with a path that PATH and the like may list, whatever the project's own path holds."""
+    with tempfile.TemporaryDirectory() as made:
+        yield pathlib.Path(made)
 
 
 def pytest_collect_file(parent, file_path):

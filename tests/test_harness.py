@@ -6,7 +6,7 @@ import pathlib
 import shutil
 
 import pytest
-from harness import calls, dialogue
+from harness import calls, dialogue, screens
 from harness.meter import Meter
 from harness.terminal import Console, Mismatch
 
@@ -72,12 +72,83 @@ def test_a_program_that_writes_without_end_is_told():
     console.close()
 
 
-def test_a_section_that_stands_twice_is_refused(tmp_path):
-    text = (FOLDER / f"{SAVED}.dialogue").read_text(encoding="utf-8")
-    path = tmp_path / "twice.dialogue"
-    path.write_text(text.replace("[calls]\n", "[calls]\nnone\n[calls]\n"), encoding="utf-8")
-    with pytest.raises(ValueError, match="stands twice"):
-        dialogue.Dialogue(path)
+def edited(folder, name, *changes):
+    """A copy of a dialogue in which each text of a pair becomes the other one, once."""
+    text = (FOLDER / f"{name}.dialogue").read_text(encoding="utf-8")
+    for old, new in changes:
+        assert old in text
+        text = text.replace(old, new, 1)
+    path = folder / "edited.dialogue"
+    path.write_text(text, encoding="utf-8")
+    return dialogue.Dialogue(path)
+
+
+QUESTION = "main/exit-question"
+
+
+@pytest.mark.parametrize("old, new, why", [
+    ("[calls]\n", "[calls]\nnone\n[calls]\n", "a section stands twice"),
+    ("«main menu 2»", "", "edited.dialogue:42: «main menu 2»: no earlier screen"),
+    ("«main menu 2»", "«main menu 1»", "edited.dialogue:23: «main menu 1»: a name stands once"),
+    ("[console]\n", "[console]\n«main menu 5»", "edited.dialogue:6: «main menu 5»: a name stands once"),
+])
+def test_a_file_that_cannot_be_read_is_rejected(tmp_path, old, new, why):
+    with pytest.raises(ValueError, match=why):
+        edited(tmp_path, QUESTION, (old, new))
+
+
+@pytest.mark.parametrize("changes, reported", [
+    # A repeated screen is compared byte for byte, and the report shows what it holds.
+    ([("«main menu 2 again»", "«main menu 1 again»")], "wanted b'92.0.2.53 "),
+    ([("«main menu 2 again»", "«main menu 1 again»")], "\n- 2.  DNS Server (Primary)            :  192.0.2.53  "),
+    # One notation only: not a name of one's own choice, not a repeated screen written out.
+    ([("«main menu 2»", "«main menu»")] + [("«main menu 2 again»", "«main menu again»")] * 3,
+     "-«main menu»\n+«main menu 2»"),
+])
+def test_a_screen_that_comes_again_is_compared_whole(tmp_path, changes, reported):
+    assert reported in report_of(edited(tmp_path, QUESTION, *changes))
+
+SMALL = {"Port": 1, "Reset": 2, "Save": 3}
+
+
+@pytest.mark.parametrize("typed, now, retyped", [
+    ("3⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "4⏎"),
+    (" +3⏎3⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, " +4⏎3⏎"),  # the second is another answer
+    ("1⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "1⏎"),
+    ("3⏎", {str(n): n for n in range(1, 10)} | {"Reset": 10, "Save": 11}, "11⏎"),
+    ("23^?^?3^J", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "23^?^?4^J"),
+    ("4⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "5⏎"),  # chooses nothing, as before
+    ("9⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "9⏎"),
+    ("0⏎", {"Save": 1}, "0⏎"),
+    ("-3⏎", {"Save": 1}, "-3⏎"),
+    ("3a⏎", {"Save": 1}, "3a⏎"),
+    ("2⏎", {"Port": 1, "Reset all": 2, "Save": 3}, "2⏎"),  # a new label in the same place
+    ("3⏎", {}, "3⏎"),  # another question
+])
+def test_an_item_is_found_by_its_label(typed, now, retyped):
+    inputs = [step for step in dialogue.parse_typed(typed) if step[0] == "key"]
+    wanted = [step for step in dialogue.parse_typed(retyped) if step[0] == "key"]
+    assert screens.renumbered(inputs, SMALL, now)[0] == wanted
+    assert screens.renumbered(inputs, {}, now)[0] == inputs
+
+
+@pytest.mark.parametrize("now", [{"Port": 1, "Save": 2}, {"Port": 1, "Save": 2, "DNS": 3, "Exit": 4}])
+def test_an_item_that_is_gone_is_reported(now):
+    with pytest.raises(ValueError, match="no item is called 'Reset' any more"):
+        screens.renumbered([("key", ord("2"))], SMALL, now)
+
+
+def test_recording_again_follows_moved_numbers(tmp_path):
+    """A transcript of a menu that had one item fewer, and the answers to it."""
+    name = "main/password-reset"
+    server = " 3.  DNS Server (Secondary)          :  192.0.2.54                            \n"
+    before = edited(tmp_path, name, (server, ""), (" 4.  Reset", " 3.  Reset"), ("‹4⏎›", "‹3⏎›"))
+    assert dialogue.record(before) == ['4 instead of 3: "Reset all passwords to Factory Defaults"']
+    assert before.path.read_bytes() == (FOLDER / f"{name}.dialogue").read_bytes()
+
+    gone = edited(tmp_path, name, (" 4.  Reset", " 4.  Forget"), ("\n 0.", " 5.  No more\n\n 0."))
+    with pytest.raises(ValueError, match="edited.dialogue: no item is called 'Forget all passwords"):
+        dialogue.record(gone)
 
 
 @pytest.mark.parametrize("steps", [

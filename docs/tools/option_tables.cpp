@@ -34,17 +34,22 @@ const char* name_of(OptionGroup group)
     return "?";
 }
 
-// The names of the leaves that are set to `value`, in the order in which they are set.
-void print_leaves(const OptionLeaf (&leaves)[4], bool value)
+void print_leaves(LeafSet leaves)
 {
     const char* between = " ";
-    for (const OptionLeaf& leaf : leaves) {
-        if (leaf.name != nullptr && leaf.value == value) {
-            std::printf("%s`%s`", between, leaf.name);
+    for (std::size_t row = 0; row < std::size(option_leaves); ++row) {
+        if ((leaves >> row & 1U) != 0) {
+            std::printf("%s`%s`", between, option_leaves[row].name);
             between = ", ";
         }
     }
     std::fputs(" |", stdout);
+}
+
+// The leaves of an exclusive group; a single option has no other leaves than its own.
+LeafSet group_leaves(OptionGroup group)
+{
+    return group == OptionGroup::single ? 0 : leaves_of(group);
 }
 
 void print_tokens()
@@ -52,12 +57,13 @@ void print_tokens()
     std::puts(
         "| option | also typed | group | set to true | set to false |\n|---|---|---|---|---|");
     for (const OptionToken& token : option_tokens) {
-        std::printf("| `%s` |", token.upper);
-        if (forms_of(token) == 2)
-            std::printf(" `%s`", token.lower);
+        std::printf("| `%s` |", token.text.data());
+        if (has_lower_form(token))
+            std::printf(" `%s`", lower_form(token.text).data());
         std::printf(" | %s |", name_of(token.group));
-        print_leaves(token.leaves, true);
-        print_leaves(token.leaves, false);
+        print_leaves(token.leaves);
+        const bool alone = same_text(token.text.data(), "PQR"); // excludes no other option
+        print_leaves(alone ? 0 : group_leaves(token.group) & ~token.leaves);
         std::puts("");
     }
 }
@@ -67,7 +73,7 @@ void print_members(OptionGroup group)
     const char* between = " ";
     for (const OptionToken& token : option_tokens) {
         if (token.group == group) {
-            std::printf("%s`%s`", between, token.upper);
+            std::printf("%s`%s`", between, token.text.data());
             between = ", ";
         }
     }
@@ -78,18 +84,18 @@ void print_groups()
 {
     std::puts("| group | options | set to false when none is named | message for a second one "
               "|\n|---|---|---|---|");
-    for (const ExclusiveGroup& rules : exclusive_groups) {
-        std::printf("| %s |", name_of(rules.group));
-        print_members(rules.group);
-        print_leaves(rules.none_leaves, false);
-        std::printf(" `%s` |\n", rules.message + std::strspn(rules.message, "\n"));
+    for (const GroupMessage& message : group_messages) {
+        std::printf("| %s |", name_of(message.group));
+        print_members(message.group);
+        print_leaves(group_leaves(message.group));
+        std::printf(" `%s` |\n", message.text + std::strspn(message.text, "\n"));
     }
 }
 
 void print_names()
 {
     for (const OptionToken& token : option_tokens)
-        std::puts(token.upper);
+        std::puts(token.text.data());
 }
 
 } // namespace

@@ -4,13 +4,16 @@
 #include "simulator/files.h"
 #include "simulator/meter_store.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/inotify.h>
 #include <sys/signalfd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <utility>
 
@@ -23,9 +26,30 @@ namespace
 using namespace simulator;
 
 // A file that is made or written in place is looked at when its writer closes it: before that it
-// would be taken for an empty store.
+// would be taken for an empty store. A symbolic link is looked at when it is made.
 constexpr std::uint32_t file_events = IN_CLOSE_WRITE | IN_DELETE | IN_MOVE;
 constexpr std::uint32_t end_events = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT;
+constexpr std::uint32_t watched_events =
+    file_events | end_events | IN_CREATE | IN_ONLYDIR | IN_MASK_ADD;
+
+// The store, or a link that leads to it.
+struct Place {
+    int number; // of the watch on its folder; several places may share one
+    std::string folder;
+    std::string name;
+};
+
+struct Watch {
+    const Request& request;
+    OpenFile signals; // that end it
+    OpenFile events;
+    struct stat folder = {}; // as it was at the start
+    std::vector<std::string> files = {};
+    std::vector<Place> places = {}; // of the files
+    MeterStore store = {};
+    Leaves shown = {};
+    std::string error = {}; // as it was last told
+};
 
 OpenFile catch_end_signals()
 {
@@ -34,43 +58,101 @@ OpenFile catch_end_signals()
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
+    std::signal(SIGPIPE, SIG_IGN); // a reader that goes away is an end like another one
     return OpenFile(signalfd(-1, &signals, SFD_CLOEXEC));
 }
 
-OpenFile watch_folder(const std::string& folder)
+// When it fails, the last place is the one that cannot be watched.
+bool watch_files(Watch& watch, const std::vector<std::string>& files)
 {
-    OpenFile events(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-    if (events &&
-        inotify_add_watch(events.fd, folder.c_str(), file_events | end_events | IN_ONLYDIR) < 0)
-        return {};
-    return events;
+    watch.places.clear();
+    for (const std::string& file : files) {
+        const std::string folder = parent_of(file);
+        const int number = inotify_add_watch(watch.events.fd, folder.c_str(), watched_events);
+        watch.places.push_back({number, folder, name_of(file)});
+        if (number < 0)
+            return false;
+    }
+    watch.files = files;
+    return true;
 }
 
-// Takes all events that have come, and says what they tell as bits of their masks: of the events
-// of files, those of the store alone.
-std::uint32_t take_events(const OpenFile& events)
+// Watches every folder on the way to the store, until the way is the one that is watched. Links
+// that lead in a circle are watched as far as they were followed.
+bool watch_way(Watch& watch)
 {
-    std::uint32_t told = 0;
+    for (;;) {
+        std::vector<std::string> files;
+        follow_links(AT_FDCWD, watch.request.folder + "/" + store_file, files);
+        if (files == watch.files)
+            return true;
+        if (!watch_files(watch, files))
+            return false;
+    }
+}
+
+// While a process works in a folder that is removed, only the folder above shows the removal.
+void watch_above(const Watch& watch)
+{
+    const std::string above = watch.request.folder + "/..";
+    // One that may not be read is not watched: the removal then shows when nobody works there.
+    inotify_add_watch(watch.events.fd, above.c_str(), IN_DELETE | IN_MOVED_FROM | IN_MASK_ADD);
+}
+
+bool begin_watch(Watch& watch)
+{
+    if (!watch.signals || !watch.events || stat(watch.request.folder.c_str(), &watch.folder) != 0 ||
+        !watch_way(watch))
+        return false;
+    watch_above(watch);
+    return true;
+}
+
+// Of a removed folder in which a process still works, the name may be gone or not.
+bool folder_is_there(const Watch& watch)
+{
+    struct stat now;
+    return stat(watch.request.folder.c_str(), &now) == 0 && now.st_nlink != 0 &&
+           now.st_dev == watch.folder.st_dev && now.st_ino == watch.folder.st_ino;
+}
+
+// What events say of the store.
+struct News {
+    std::uint32_t events = 0; // bits of their masks
+    std::string gone_folder;  // empty: none
+};
+
+void take_event(const Watch& watch, const inotify_event& event, const char* name, News& news)
+{
+    if ((event.mask & IN_Q_OVERFLOW) != 0) // it may have been anything
+        news.events |= file_events;
+    for (const Place& place : watch.places) {
+        if (place.number != event.wd)
+            continue;
+        if ((event.mask & end_events) != 0)
+            news.gone_folder = place.folder;
+        else if (event.len != 0 && place.name == name)
+            news.events |= event.mask;
+    }
+}
+
+// Takes all events that have come.
+News take_events(const Watch& watch)
+{
+    News news;
     alignas(inotify_event) char buffer[4096];
-    for (ssize_t size; (size = read(events.fd, buffer, sizeof buffer)) > 0;) {
+    for (ssize_t size; (size = read(watch.events.fd, buffer, sizeof buffer)) > 0;) {
         for (const char* at = buffer; at < buffer + size;) {
             inotify_event event;
             std::memcpy(&event, at, sizeof event);
-            const char* name = at + sizeof event;
-            if (event.len == 0 || std::strcmp(name, store_file) == 0)
-                told |= event.mask;
-            at = name + event.len;
+            take_event(watch, event, at + sizeof event, news);
+            at += sizeof event + event.len;
         }
     }
-    return told;
+    if (!folder_is_there(watch))
+        news.gone_folder = watch.request.folder;
+    return news;
 }
-
-struct Watch {
-    const Request& request;
-    MeterStore store;
-    Leaves shown;
-    std::string error; // as it was last told
-};
 
 Leaves chosen_leaves(const Watch& watch)
 {
@@ -78,55 +160,86 @@ Leaves chosen_leaves(const Watch& watch)
     return operands.empty() ? watch.store.leaves : leaves_below(watch.store.leaves, operands[0]);
 }
 
-void show_changes(Watch& watch)
+// Returns false, with the reason in `errno`, when the output cannot be written.
+bool show_changes(Watch& watch)
 {
     std::string error;
+    std::string lines;
     if (refresh_leaves(watch.store, error)) {
         Leaves leaves = chosen_leaves(watch);
         for (const Change& change : changes_between(watch.shown, leaves))
-            std::puts((watch.request.json ? json_change(change) : change_line(change)).c_str());
+            lines += (watch.request.json ? json_change(change) : change_line(change)) + "\n";
         watch.shown = std::move(leaves);
     } else if (error != watch.error) {
         complain(error);
     }
     watch.error = error;
+    return write_all(STDOUT_FILENO, lines);
+}
+
+Status fail_output()
+{
+    return errno == EPIPE ? done : fail(std::string("standard output: ") + std::strerror(errno));
+}
+
+// Returns whether the watch goes on; otherwise `status` is what it comes to.
+bool take_news(Watch& watch, Status& status)
+{
+    const News news = take_events(watch);
+    const std::vector<std::string> files = watch.files;
+    if (!news.gone_folder.empty())
+        status = fail(news.gone_folder + ": the folder is gone");
+    else if (news.events != 0 && !watch_way(watch))
+        status = fail(watch.places.back().folder, "cannot be watched");
+    else if (((news.events & file_events) != 0 || files != watch.files) && !show_changes(watch))
+        status = fail_output();
+    else
+        return true;
+    return false;
+}
+
+// Returns false when it has complained.
+bool make_ready(Watch& watch)
+{
+    const std::string& folder = watch.request.folder;
+    if (!begin_watch(watch)) {
+        fail(watch.places.empty() ? folder : watch.places.back().folder, "cannot be watched");
+    } else if (!refresh_leaves(watch.store, watch.error)) {
+        fail(watch.error);
+    } else {
+        watch.shown = chosen_leaves(watch);
+        complain("watching " + folder);
+        return true;
+    }
+    return false;
+}
+
+Status watch_until_end(Watch& watch)
+{
+    for (Status status = done;;) {
+        // An output that nobody reads any more is an event by itself.
+        pollfd waits[] = {
+            {watch.signals.fd, POLLIN, 0}, {watch.events.fd, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+        if (poll(waits, std::size(waits), -1) < 0)
+            return fail(watch.request.folder, "cannot be watched");
+        if (waits[0].revents != 0 || waits[2].revents != 0)
+            return done;
+        if (!take_news(watch, status))
+            return status;
+    }
 }
 
 } // namespace
 
 Status watch_leaves(const Request& request)
 {
-    const std::string& folder = request.folder;
     if (!has_folder(request))
         return store_failed;
-    Watch watch{request, {}, {}, {}};
-    watch.store.folder = folder;
-    std::setvbuf(stdout, nullptr, _IOLBF, 0);
-
-    const OpenFile signals = catch_end_signals();
-    const OpenFile events = watch_folder(folder);
-    if (!signals || !events)
-        return fail(folder, "cannot be watched");
-    if (!refresh_leaves(watch.store, watch.error))
-        return fail(watch.error);
-    watch.shown = chosen_leaves(watch);
-    complain("watching " + folder);
-
-    for (;;) {
-        // An output that nobody reads any more is an event by itself.
-        pollfd waits[] = {{signals.fd, POLLIN, 0}, {events.fd, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
-        if (poll(waits, std::size(waits), -1) < 0)
-            return fail(folder, "cannot be watched");
-        if (waits[0].revents != 0 || waits[2].revents != 0)
-            return done;
-        const std::uint32_t told = take_events(events);
-        if ((told & end_events) != 0)
-            return fail(folder + ": the folder is gone");
-        if (told != 0)
-            show_changes(watch);
-        if (std::ferror(stdout) != 0)
-            return done; // main says so
-    }
+    if (fcntl(STDOUT_FILENO, F_GETFD) < 0)
+        return fail_output();
+    Watch watch{request, catch_end_signals(), OpenFile(inotify_init1(IN_CLOEXEC | IN_NONBLOCK))};
+    watch.store.folder = request.folder;
+    return make_ready(watch) ? watch_until_end(watch) : store_failed;
 }
 
 } // namespace cdsctl

@@ -4,9 +4,11 @@ import os
 import re
 import shutil
 import subprocess
+import tarfile
 
 import pexpect
 import pytest
+from harness.menus import typed
 from harness.piped import run
 from harness.program import BUILD, REPOSITORY, RUN_WITH, STEP_LIMIT, command, wait_until
 from tools import shown_by_other_builds, told_by
@@ -17,16 +19,14 @@ PICTURES = {f"share/doc/meter-settings/pictures/{path.name}"
             for path in (REPOSITORY / "docs" / "pictures").glob("*.svg")}
 PROGRAM_FILES = {
     "sbin/meter-settings",
-    "share/doc/meter-settings/CHANGELOG.md",
     "share/doc/meter-settings/changelog.gz",
     "share/doc/meter-settings/copyright",
-    "share/doc/meter-settings/integrator.md",
-    "share/doc/meter-settings/options-list.md",
-    "share/doc/meter-settings/simulated-meter.md",
-    "share/doc/meter-settings/technician.md",
-    "share/doc/meter-settings/what-a-save-does.md",
-    "share/lintian/overrides/meter-settings",
     "share/man/man8/meter-settings.8.gz",
+}
+GUIDES = ("CHANGELOG", "integrator", "options-list", "simulated-meter", "speed", "technician", "what-a-save-does")
+DOC_FILES = {f"share/doc/meter-settings/{name}.md" for name in GUIDES} | {
+    "share/doc/meter-settings-doc/changelog.gz",
+    "share/doc/meter-settings-doc/copyright",
 } | PICTURES
 DESK_FILES = {
     "bin/cdsctl",
@@ -38,7 +38,6 @@ DESK_FILES = {
     "share/doc/meter-settings-desk/changelog.gz",
     "share/doc/meter-settings-desk/copyright",
     "share/fish/vendor_completions.d/cdsctl.fish",
-    "share/lintian/overrides/meter-settings-desk",
     "share/man/man1/cdsctl.1.gz",
     "share/man/man5/store.toml.5.gz",
     "share/meter-settings/factory.toml",
@@ -50,6 +49,7 @@ if not RUN_WITH:
         "lib/meter-settings/bin/cdsctl",
         "lib/meter-settings/bin/meter-settings",
         "lib/meter-settings/bin/watched-session",
+        "share/lintian/overrides/meter-settings-desk",
         "share/man/man1/meter-session.1.gz",
     }
 
@@ -71,8 +71,11 @@ FLEET_FILES = {
                    "plugins/modules/meter_settings.py", "plugins/modules/meter_settings_info.py")),
 }
 # The components of this build. What drives the menus depends on no processor: the host's build has it.
-COMPONENTS = {"program": PROGRAM_FILES, "desk": DESK_FILES} | ({} if RUN_WITH else {"fleet": FLEET_FILES})
-PACKAGES = {"program": "meter-settings", "desk": "meter-settings-desk", "fleet": "meter-fleet"}
+COMPONENTS = {"program": PROGRAM_FILES, "doc": DOC_FILES, "desk": DESK_FILES}
+if not RUN_WITH:
+    COMPONENTS["fleet"] = FLEET_FILES
+PACKAGES = {"program": "meter-settings", "doc": "meter-settings-doc", "desk": "meter-settings-desk",
+            "fleet": "meter-fleet"}
 
 
 def files_below(folder):
@@ -95,24 +98,28 @@ def test_a_component_is_installed_below_the_prefix_and_no_more(component, wanted
 def check_that_the_utility_runs_on_a_meter_of_the_desk_package(root, meter):
     told_by(root / "usr/bin/cdsctl", "init", meter)
     session = run([root / "usr/lib/meter-settings/bin/meter-settings"],
-                  {"METER_SIM_DIR": str(meter), "METER_SIM_NO_DELAY": "1"}, b"2\n10.1.2.3\n5\ny\n0\n")
+                  {"METER_SIM_DIR": str(meter), "METER_SIM_NO_DELAY": "1"},
+                  typed("{PRIMARY_DNS}\n10.1.2.3\n{SAVE_WITHOUT_INIT}\ny\n0\n").encode())
     assert session.returncode == 0, session.stderr
     assert told_by(root / "usr/bin/cdsctl", "-C", meter, "get",
                    "/Software/System Settings/Network/Name Server/1/Value") == "10.1.2.3\n"
 
 
 def check_that_a_watched_session_runs(root, meter):
+    temporary = meter.with_name("temporary")
+    temporary.mkdir()
     session = pexpect.spawn(str(root / "usr/bin/meter-session"), [str(meter) + "/"], dimensions=(50, 200),
-                            env={**os.environ, "TMUX": "", "TERM": "xterm"}, timeout=STEP_LIMIT)
+                            env={**os.environ, "TMUX": "", "TERM": "xterm", "TMPDIR": str(temporary)}, timeout=STEP_LIMIT)
     try:
         session.expect("Initialization")  # the utility is started with -m
-        assert list(meter.parent.glob(f"{meter.name}.session.*"))  # beside the meter, not in it
+        assert list(temporary.iterdir())
         session.send("0\r")
         session.expect(pexpect.EOF)
         wait_until(lambda: not session.isalive(), lambda: "it does not end")
         assert session.exitstatus == 0
     finally:
         session.close(force=True)
+    assert not list(temporary.iterdir())
     assert list(meter.parent.glob(f"{meter.name}*")) == [meter]
     assert (meter / "store.toml").read_bytes() == (meter / "factory.toml").read_bytes()
     for words in ((), ("-m",)):
@@ -121,10 +128,37 @@ def check_that_a_watched_session_runs(root, meter):
         assert (refused.returncode, refused.stderr) == (2, "usage: meter-session METER [ARGUMENT...]\n")
 
 
+# As dpkg-shlibdeps finds them with the Debian 12 compilers, where it knows the libraries.
+NEEDED = {"meter-settings": "libc6 (>= 2.34), libgcc-s1 (>= 3.3.1), libstdc++6 (>= 11)" if RUN_WITH else
+          "libc6 (>= 2.35)", "meter-settings-doc": ""}
+
+
+def check_what_the_packages_need(packages):
+    machine = "powerpc" if RUN_WITH else "amd64"
+    for name, package in packages.items():
+        field = told_by("dpkg-deb", "--field", package, "Architecture").strip()
+        assert field == ("all" if name in ("meter-settings-doc", "meter-fleet") else machine)
+    for name, needed in NEEDED.items():
+        assert told_by("dpkg-deb", "--field", packages[name], "Depends").strip() == needed
+
+
+def check_the_tarball(folder):
+    """It belongs to root, and holds the stripped component from the root directory on."""
+    with tarfile.open(next(folder.glob("meter-settings_*.tar.gz"))) as tarball:
+        members = tarball.getmembers()
+    assert {member.name for member in members if member.isfile()} == {f"./usr/{name}" for name in PROGRAM_FILES}
+    assert {(member.uid, member.gid) for member in members} == {(0, 0)}
+    if RUN_WITH:
+        assert sum(member.size for member in members) <= 120_000
+
+
 @pytest.mark.builds
-def test_the_packages_hold_the_components_and_lintian_finds_no_error(tmp_path):
+def test_the_packages_hold_the_components_and_lintian_finds_no_fault(tmp_path):
     packages = packages_of(BUILD, tmp_path / "packages")
-    told_by("lintian", "--fail-on", "error", "--allow-root", *packages.values())
+    said = told_by("lintian", "--fail-on", "error,warning", "--display-info", "--allow-root", *packages.values())
+    assert "hardening" not in said
+    check_what_the_packages_need(packages)
+    check_the_tarball(tmp_path / "packages")
     for name, wanted in ((PACKAGES[component], wanted) for component, wanted in COMPONENTS.items()):
         told_by("dpkg-deb", "--extract", packages.pop(name), tmp_path / name)
         assert files_below(tmp_path / name / "usr") == wanted
@@ -165,13 +199,14 @@ def built_in(folder, mask):
     told_by("cmake", "--build", "--preset", BUILD.name, cwd=folder, env=environment, umask=mask)
     build = folder / "build" / BUILD.name
     told_by("cpack", "-B", "packages", cwd=build, env=environment, umask=0o022)  # shows in the archive
-    return [build / "meter-settings", build / "cdsctl", *sorted((build / "packages").glob("*.deb"))]
+    return [build / "meter-settings", build / "cdsctl", *sorted((build / "packages").glob("*.deb")),
+            *(build / "packages").glob("*.tar.gz")]
 
 
 @pytest.mark.full
 def test_two_builds_in_two_folders_are_the_same_and_show_the_date_that_was_set(tmp_path):
     one, other = built_in(tmp_path / "one", 0o022), built_in(tmp_path / "another" / "folder", 0o077)
-    assert len(one) == 2 + len(COMPONENTS)
+    assert len(one) == 3 + len(COMPONENTS)  # two programs, a tarball, and a package of each component
     for left, right in zip(one, other):
         assert left.name == right.name
         assert left.read_bytes() == right.read_bytes(), left.name

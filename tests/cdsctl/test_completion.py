@@ -3,6 +3,7 @@
 import json
 import re
 import time
+from shlex import join, quote
 
 import pexpect
 import pytest
@@ -14,26 +15,35 @@ pytestmark = pytest.mark.host_only
 COMPLETION = REPOSITORY / "simulator" / "cdsctl" / "completion"
 FILES = {"bash": COMPLETION / "cdsctl.bash", "zsh": COMPLETION / "_cdsctl", "fish": COMPLETION / "cdsctl.fish"}
 START = {
-    "bash": (["--norc", "--noprofile", "-i"], f"source '{FILES['bash']}'"),
-    "zsh": (["-f", "-i"], f"fpath=('{COMPLETION}' $fpath); autoload -Uz compinit; compinit -D -u"),
-    "fish": (["--no-config", "-i"], f"source '{FILES['fish']}'"),
+    "bash": (["--norc", "--noprofile", "-i"], f"source {quote(str(FILES['bash']))}"),
+    "zsh": (["-f", "-i"], f"fpath=({quote(str(COMPLETION))} $fpath); autoload -Uz compinit; compinit -D -u"),
+    "fish": (["--no-config", "-i"], 'source "$COMPLETION"'),
 }
 NETWORK = "/Software/System Settings/Network"
 
 
-class Shell:
-    """A shell at its prompt, in a folder of its own, where `cdsctl` is the one that was built."""
+def put_cdsctl(folder, words_of_set):
+    """Puts a `cdsctl` into the folder that also leaves the words of a `set`."""
+    program = folder / "cdsctl"
+    program.write_text(f"""#!/bin/sh
+[ "$1" != set ] || printf '%s\\0' "$@" >{quote(str(words_of_set))}
+exec {join(command(BUILD / "cdsctl"))} "$@"
+""")
+    program.chmod(0o755)
 
-    def __init__(self, name, meter):
+
+class Shell:
+    """A shell at its prompt, in a folder of its own, where `cdsctl` is the one that was built. What
+    is set by it is left in the file `set` of the folder, a zero byte after each word."""
+
+    def __init__(self, name, meter, tools):
         arguments, set_up = START[name]
+        self.name = name
         self.folder = meter.top / "home"
-        tools = meter.top / "bin"
         self.folder.mkdir()
-        tools.mkdir()
-        program = tools / "cdsctl"
-        program.write_text("#!/bin/sh\nexec " + " ".join(f"'{word}'" for word in command(BUILD / "cdsctl")) + ' "$@"\n')
-        program.chmod(0o755)
+        put_cdsctl(tools, self.folder / "set")
         environment = {"HOME": str(self.folder), "PATH": f"{tools}:/usr/bin:/bin", "TERM": "xterm", "LC_ALL": "C.UTF-8",
+                       "COMPLETION": str(FILES["fish"]),
                        "METER_SIM_DIR": str(meter.folder)}
         self.process = pexpect.spawn(name, arguments, env=environment, cwd=str(self.folder),
                                      dimensions=(50, 240), timeout=STEP_LIMIT)
@@ -63,8 +73,8 @@ class Shell:
 
 
 @pytest.fixture(params=["bash", "zsh", "fish"])
-def shell(request, meter):
-    started = Shell(request.param, meter)
+def shell(request, meter, plain_folder):
+    started = Shell(request.param, meter, plain_folder)
     yield started
     started.process.close(force=True)
 
@@ -116,6 +126,91 @@ def test_the_present_value_is_offered(shell, meter):
     meter.change({"/a": "two words"})
     shell.run("cdsctl set /b 1 /a \t")
     assert meter.difference() == ['+ "/a" = "two words"', '+ "/b" = 1']
+
+
+# Values that a shell would change unless they are quoted as is right where they stand.
+VALUES = ("100Base-TX Full", "two  blanks", "it's", 'say "x"', "back\\slash", "\\", "a\\\\b", "$HOME", "cost: $5", "a$(x)b",
+          "`date`", "!x", "a!b c", "~", "~root", "*", "a;b", "a=b", "10:20:30", "#x", "ünï cödé", "{a,b}", "a&b|c", "<x>",
+          "(x)", "a@b", "[x]", "?", "^x", "%1", "home", "'", '"', "true story", "a\tb", "a\nb", "a\n")  # fmt: skip
+NOT_OFFERED = {"bash": (), "zsh": (), "fish": ("~", "~root", "a\tb", "a\nb", "a\n")}
+
+
+def words_of_set(shell, keys):
+    """The words that `set` was given in a command line that is typed with these keys."""
+    shell.run(keys)
+    return (shell.folder / "set").read_text().split("\0")[1:-1]
+
+
+@pytest.mark.parametrize("value", VALUES)
+def test_a_value_is_completed_as_it_is_whatever_quote_is_open(shell, meter, value):
+    (shell.folder / "home").mkdir()  # a directory by the name of a value, which a file name would end with "/"
+    meter.change({"/v": value})
+    if value in NOT_OFFERED[shell.name]:
+        assert words_of_set(shell, "cdsctl set /v \t") == ["/v"]
+    else:
+        given = [words_of_set(shell, f"cdsctl set /v {begun}\t") for begun in ("", "'", '"')]
+        assert given == [["/v", value]] * 3
+
+
+@pytest.mark.parametrize("begun, value", [
+    ('"100', "100Base-TX Full"), ("'100", "100Base-TX Full"), ("100", "100Base-TX Full"), ("10:2", "10:20:30 x"), ("10:20:", "10:20:"),
+    ("a=", "a=b c"), ('a" b', "a b $c"), ('"a" b'.replace(" ", "\\ "), "a b c"), (r"a\$", "a$b c"), ('"a\\$', "a$b c"), ("user@", "user@x y"),
+])
+def test_a_value_that_is_begun_is_completed(shell, meter, begun, value):
+    meter.change({"/v": value})
+    assert words_of_set(shell, f"cdsctl set /v {begun}\t") == ["/v", value]
+
+
+@pytest.mark.parametrize("begun", ["", "'", '"'])
+def test_a_path_is_completed_whatever_it_holds(shell, meter, begun):
+    meter.change({"/$x/a`b c": 1, "/$x/it's": 2, "/home": 3})
+    dollar = "$" if begun == "'" else r"\$"
+    assert shell.run(f"cdsctl get {begun}/{dollar}\ta\t") == "1\n"
+    assert shell.run(f"cdsctl get {begun}/{dollar}\ti\t") == "2\n"
+    assert shell.run(f"cdsctl get {begun}/ho\t") == "3\n"
+
+
+def test_nothing_on_the_line_is_run_for_a_completion(shell):
+    words = ["$(touch run)", "`touch run`", '"$(touch run)"', '"`touch run`"']
+    if shell.name != "zsh":  # whose key TAB itself expands the word that it stands in
+        words += ["$(touch run)a", '"`touch run`']
+    for word in words:
+        shell.process.send(f"cdsctl set {word} \t\t\x15")  # Ctrl-U
+        shell.process.send(f"cdsctl -C {word} get /\t\t\x15")
+    assert shell.run("cdsctl get /VMIC/Ser\t") == "091512345\n"
+    assert not (shell.folder / "run").exists()
+
+
+@pytest.mark.parametrize("shell", ["bash"], indirect=True)
+def test_a_variable_on_the_line_is_its_value(shell):
+    other = shell.folder / "other"
+    other.mkdir()
+    (other / "store.toml").write_text(toml_text({"/Only/here": 7}))
+    shell.run("meter=other word=/Only")
+    assert shell.run("cdsctl -C $meter get /On\t") == "7\n"
+    assert shell.run('cdsctl -C "${meter}" get $word/\t') == "7\n"
+
+
+@pytest.mark.parametrize("folder", ["build/host", "a b/it's"])
+def test_the_command_that_was_typed_is_asked(shell, meter, plain_folder, folder):
+    (plain_folder / "cdsctl").unlink()
+    (shell.folder / folder).mkdir(parents=True)
+    put_cdsctl(shell.folder / folder, shell.folder / "set")
+    for typed in (f"{folder}/cdsctl", f"./{folder}/cdsctl", f"~/{folder}/cdsctl"):
+        typed = re.sub(r"[ ']", r"\\\g<0>", typed)
+        assert shell.run(f"{typed} get /VMIC/Ser\t") == "091512345\n"
+        assert words_of_set(shell, f"{typed} set /VMIC/Ser\t\t") == ["/VMIC/SerialNumber/Value", "091512345"]
+
+
+def test_without_the_command_nothing_is_offered_and_nothing_said(shell, plain_folder):
+    (plain_folder / "cdsctl").unlink()
+    shell.read()
+    shell.process.send("cdsctl get /VM\t\t\t")
+    shown = b""
+    until = time.monotonic() + 2
+    while time.monotonic() < until:
+        shown += shell.read()
+    assert not re.search(rb"not found|unknown|nknown command|in function", shown), shown
 
 
 def test_types_are_completed(shell, meter):

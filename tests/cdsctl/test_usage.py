@@ -26,7 +26,7 @@ def test_every_command_has_help_with_its_operands(answer, name):
 
 
 def test_version_is_that_of_the_project(answer):
-    version = re.search(r"project\(\w+ VERSION ([\d.]+)", (REPOSITORY / "CMakeLists.txt").read_text())[1]
+    version = re.search(r'"([\d.]+)"', (REPOSITORY / "app/version.h").read_text())[1]
     assert answer("--version", environment={}) == f"cdsctl {version}\n"
 
 

@@ -3,6 +3,7 @@
 import contextlib
 import json
 import os
+import pathlib
 import re
 import select
 import shutil
@@ -39,10 +40,10 @@ class Lines:
 
 
 class Watch:
-    def __init__(self, meter, arguments, prefix=()):
+    def __init__(self, meter, arguments, prefix=(), **options):
         self.process = subprocess.Popen([*prefix, *command(CDSCTL, "watch", *arguments)],
                                         env=meter.environment(), stdin=subprocess.DEVNULL,
-                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE, **options)
         self.shown = Lines(self.process.stdout)
         self.said = Lines(self.process.stderr)
 
@@ -63,11 +64,11 @@ class Watch:
 def watching(meter):
     """Starts a watch on the test's meter that has said it is ready."""
     with contextlib.ExitStack() as stack:
-        def start(*arguments, prefix=()):
-            watch = Watch(meter, arguments, prefix)
+        def start(*arguments, prefix=(), folder=meter.folder, **options):
+            watch = Watch(meter, arguments, prefix, **options)
             stack.enter_context(watch.process)
             stack.callback(watch.process.kill if prefix else watch.stop)  # strace is not to be asked
-            assert watch.said.next() == f"cdsctl: watching {meter.folder}"
+            assert watch.said.next() == f"cdsctl: watching {folder}"
             return watch
         yield start
 
@@ -152,6 +153,40 @@ def test_it_ends_when_nobody_reads_it_any_more(watching):
     assert watch.process.wait(STEP_LIMIT) == 0
 
 
+@pytest.mark.parametrize("handler", [signal.SIG_DFL, signal.SIG_IGN])
+def test_it_ends_with_success_when_its_reader_goes_in_the_middle_of_a_write(meter, watching, handler):
+    watch = watching(restore_signals=False, preexec_fn=lambda: signal.signal(signal.SIGPIPE, handler))
+    meter.change({f"/VMIC/{n:04}/{'x' * 100}": n for n in range(2000)})  # more than a pipe holds
+    assert watch.shown.next().startswith("/VMIC/0000/")
+    watch.process.stdout.close()
+    assert watch.process.wait(STEP_LIMIT) == 0
+    assert watch.said.rest() == b""
+
+
+@pytest.mark.parametrize("handling", ["", "trap '' PIPE; "])
+def test_a_reader_that_wants_one_line_ends_it_with_success(meter, handling):
+    pipeline = f'{handling}"$@" | grep -m 1 Enclosure; echo "${{PIPESTATUS[0]}}"'
+    shell = subprocess.Popen(["bash", "-c", pipeline, "bash", *command(CDSCTL, "watch")],
+                             env=meter.environment(), stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                             start_new_session=True)
+    with shell:
+        try:
+            assert Lines(shell.stderr).next() == f"cdsctl: watching {meter.folder}"
+            meter.change({ENCLOSURE: "RK", FORM: 5, "/VMIC/Extra": 1})
+            shown = f'{ENCLOSURE}: "S" -> "RK"\n0\n'.encode()
+            assert shell.communicate(timeout=STEP_LIMIT) == (shown, b"")
+        except BaseException:
+            os.killpg(shell.pid, signal.SIGKILL)
+            raise
+
+
+def test_a_closed_output_is_told_before_anything_is_watched(meter):
+    ended = subprocess.run(["sh", "-c", 'exec "$@" >&-', "sh", *command(CDSCTL, "watch")],
+                           env=meter.environment(), stderr=subprocess.PIPE, timeout=STEP_LIMIT,
+                           check=False)
+    assert (ended.returncode, ended.stderr) == (3, b"cdsctl: standard output: Bad file descriptor\n")
+
+
 def test_an_output_that_cannot_be_written_ends_it(meter):
     with open("/dev/full", "w") as full:
         watch = subprocess.Popen(command(CDSCTL, "watch"), env=meter.environment(), stdout=full,
@@ -173,6 +208,127 @@ def test_it_ends_when_the_folder_goes(meter, watching):
     assert said == f"cdsctl: {meter.folder}: the folder is gone"
     assert watch.process.wait(STEP_LIMIT) == 3
     meter.folder.mkdir()
+
+
+def test_a_change_among_more_events_than_the_system_keeps_is_shown(meter, watching):
+    most = int(pathlib.Path("/proc/sys/fs/inotify/max_queued_events").read_text())
+    watch = watching()
+    watch.process.send_signal(signal.SIGSTOP)
+    for n in range(most + 100):  # two like each other in turn would be kept as one
+        (meter.folder / f"other-{n % 2}").write_bytes(b"")
+    meter.change({FORM: 5})
+    watch.process.send_signal(signal.SIGCONT)
+    assert watch.shown.next() == f"{FORM}: 3 -> 5"
+
+
+def said_at_the_end(watch):
+    """The last line; what the store itself came to may be told before."""
+    said = watch.said.next()
+    while "store.toml" in said:
+        said = watch.said.next()
+    assert watch.process.wait(STEP_LIMIT) == 3
+    return said
+
+
+def test_it_ends_when_the_folder_goes_that_it_works_in(meter, watching):
+    watch = watching("-C", ".", folder=".", cwd=meter.folder)
+    shutil.rmtree(meter.folder)
+    assert said_at_the_end(watch) == "cdsctl: .: the folder is gone"
+    meter.folder.mkdir()
+
+
+@pytest.mark.parametrize("made_again", [False, True])
+def test_it_ends_when_the_folder_goes_although_another_process_keeps_it_open(meter, watching, made_again):
+    opened = os.open(meter.folder, os.O_RDONLY)
+    try:
+        watch = watching()
+        shutil.rmtree(meter.folder)
+        if made_again:
+            meter.folder.mkdir()
+        assert said_at_the_end(watch) == f"cdsctl: {meter.folder}: the folder is gone"
+    finally:
+        os.close(opened)
+        meter.folder.mkdir(exist_ok=True)
+
+
+def test_it_ends_when_the_folder_is_renamed(meter, watching):
+    watch = watching()
+    meter.folder.rename(meter.top / "other")
+    assert said_at_the_end(watch) == f"cdsctl: {meter.folder}: the folder is gone"
+    meter.folder.mkdir()
+
+
+def test_what_is_removed_next_to_the_folder_is_not_told(meter, watching):
+    (meter.top / "neighbour").mkdir()
+    watch = watching()
+    (meter.top / "neighbour").rmdir()
+    meter.change({FORM: 5})
+    assert watch.shown.next() == f"{FORM}: 3 -> 5"
+    assert watch.end(signal.SIGTERM) == 0
+    assert watch.said.rest() == b""
+
+
+# -- a store that is a symbolic link --
+
+@pytest.fixture
+def target(meter):
+    """The file that the meter's store is, by way of another link."""
+    for name in ("first", "second"):
+        (meter.top / name).mkdir()
+    (meter.folder / "store.toml").rename(meter.top / "second" / "real.toml")
+    (meter.top / "first" / "link").symlink_to("../second/real.toml")
+    (meter.folder / "store.toml").symlink_to(meter.top / "first" / "link")
+    return meter.top / "second" / "real.toml"
+
+
+def test_a_change_of_the_file_that_a_link_names_is_shown(meter, target, watching, answer):
+    watch = watching()
+    target.write_text(target.read_text().replace(f'"{FORM}" = 3', f'"{FORM}" = 5'))
+    assert watch.shown.next() == f"{FORM}: 3 -> 5"
+    answer("set", FORM, "6")
+    assert watch.shown.next() == f"{FORM}: 5 -> 6"
+    assert not target.is_symlink() and (meter.folder / "store.toml").is_symlink()
+
+
+def test_a_link_on_the_way_that_changes_is_followed(meter, target, watching):
+    watch = watching()
+    (meter.top / "third").mkdir()
+    other = meter.top / "third" / "real.toml"
+    other.write_text(target.read_text().replace(f'"{FORM}" = 3', f'"{FORM}" = 5'))
+    link = meter.top / "first" / "link"
+    link.unlink()
+    assert watch.said.next() == f"cdsctl: {meter.folder}/store.toml: cannot be read: No such file or directory"
+    link.symlink_to(other)
+    assert watch.shown.next() == f"{FORM}: 3 -> 5"
+    target.write_text("")  # no longer the store
+    other.write_text(other.read_text().replace(f'"{FORM}" = 5', f'"{FORM}" = 6'))
+    assert watch.shown.next() == f"{FORM}: 5 -> 6"
+
+
+def test_a_link_in_the_place_of_the_store_is_followed(meter, watching):
+    watch = watching()
+    other = meter.top / "real.toml"
+    store = meter.folder / "store.toml"
+    other.write_text(store.read_text().replace(f'"{FORM}" = 3', f'"{FORM}" = 5'))
+    (meter.folder / "new").symlink_to(other)
+    (meter.folder / "new").rename(store)
+    assert watch.shown.next() == f"{FORM}: 3 -> 5"
+    other.write_text(other.read_text().replace(f'"{FORM}" = 5', f'"{FORM}" = 6'))
+    assert watch.shown.next() == f"{FORM}: 5 -> 6"
+
+
+def test_it_ends_when_the_folder_goes_that_a_link_leads_to(meter, target, watching):
+    watch = watching()
+    shutil.rmtree(target.parent)
+    assert said_at_the_end(watch) == f"cdsctl: {meter.top}/first/../second: the folder is gone"
+
+
+def test_it_ends_when_a_link_leads_to_a_folder_that_is_not_there(meter, target, watching):
+    watch = watching()
+    (meter.top / "new").symlink_to("../none/real.toml")
+    (meter.top / "new").rename(meter.top / "first" / "link")
+    assert said_at_the_end(watch) == (
+        f"cdsctl: {meter.top}/first/../none: cannot be watched: No such file or directory")
 
 
 def test_a_folder_that_is_not_there_cannot_be_watched(meter, refusal):

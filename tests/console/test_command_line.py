@@ -3,6 +3,7 @@
 import re
 
 import pytest
+from harness.menus import INIT
 from harness.piped import run
 from harness.program import BUILD, UTILITY, command
 
@@ -50,12 +51,12 @@ def test_version_needs_no_meter(meter, name, folder):
 @pytest.mark.parametrize("argument", [
     "4", "abc", "1", "0", "-1", "", "-M", "-mm", "-m ", "-V", "-vm", "--version", "-", "--help"])
 def test_any_other_argument_is_as_none(meter, argument):
-    plain = run(command(UTILITY), meter.environment(), b"5\n0\n")
+    plain = run(command(UTILITY), meter.environment(), f"{INIT}\n0\n".encode())
     calls = meter.calls()
     meter.trace.unlink()
-    answer = run(command(UTILITY, argument), meter.environment(), b"5\n0\n")
+    answer = run(command(UTILITY, argument), meter.environment(), f"{INIT}\n0\n".encode())
     assert (answer.returncode, answer.stdout, answer.stderr) == (0, plain.stdout, b"")
-    assert b"Error: Invalid selection" in plain.stdout  # there is no fifth line
+    assert b"Error: Invalid selection" in plain.stdout  # the item is there only with -m
     assert meter.calls() == calls
 
 

@@ -8,6 +8,7 @@ import os
 import subprocess
 
 import pytest
+from harness.menus import typed
 from harness.piped import end, read_until, start
 from harness.program import STEP_LIMIT, UTILITY, command
 
@@ -44,22 +45,22 @@ def begin(meter, arguments):
 
 
 def type_keys(process, keys):
-    process.stdin.write(keys)
+    process.stdin.write(typed(keys).encode())
     process.stdin.flush()
 
 
 SAVE = b"Save & apply all settings? (y/n): "
 # What leads to a question whose answer is "y", what is told then, and what must wait for it.
 CASES = {
-    "password reset": ((), b"4\n", b"Reset all passwords ? (y/n): ",
+    "password reset": ((), "{PASSWORDS}\n", b"Reset all passwords ? (y/n): ",
                        b"y\nRestoring defaults: please wait...\n", "sernetpwreset.sh"),
-    "model number": (("-m",), b"5\n6\nRK\n0\n6\n", SAVE, b"y\nUpdating the Model Number\n", "vmkeys"),
-    "saved": ((), b"2\n10.0.0.1\n5\n", SAVE, b"y\nSettings saved.\n", "rm -rf"),
-    "factory reset": (("-m",), b"5\n8\n", b"Reset all to Factory Defaults? (y/n): ",
+    "model number": (("-m",), "{INIT}\n6\nRK\n0\n{SAVE}\n", SAVE, b"y\nUpdating the Model Number\n", "vmkeys"),
+    "saved": ((), "{PRIMARY_DNS}\n10.0.0.1\n{SAVE_WITHOUT_INIT}\n", SAVE, b"y\nSettings saved.\n", "rm -rf"),
+    "factory reset": (("-m",), "{INIT}\n8\n", b"Reset all to Factory Defaults? (y/n): ",
                       b"y\nRestoring defaults: please wait...\n", "fw_reset.sh"),
-    "options set": (("-m",), b"5\n2\nWEB\n0\n6\n", SAVE,
+    "options set": (("-m",), "{INIT}\n2\nWEB\n0\n{SAVE}\n", SAVE,
                     b"y\nVelmora II Options list set in CDS\n", '"call":"sleep"'),
-    "options not set": (("-m",), b"5\n2\nWEB\n0\n6\n", SAVE,
+    "options not set": (("-m",), "{INIT}\n2\nWEB\n0\n{SAVE}\n", SAVE,
                         b"y\nError while setting Velmora II Options list in cds.\n", '"call":"sleep"'),
 }
 FAULTS = {"options not set": """
@@ -73,7 +74,7 @@ FAULTS = {"options not set": """
 def bytes_before(meter, arguments, keys, awaited):
     """How long the trace lines are that the answer "y" brings before the call that waits."""
     process = begin(meter, arguments)
-    type_keys(process, keys + b"y\n" + b"0\ny\n0\n")
+    type_keys(process, keys + "y\n" + "0\ny\n0\n")
     process.communicate(timeout=STEP_LIMIT)
     lines = meter.calls()
     at = next(i for i, line in enumerate(lines) if awaited in line)
@@ -94,7 +95,7 @@ def test_the_text_before_a_command_or_a_pause_is_on_the_screen(meter, case):
         type_keys(process, keys)
         read_until(process, question)
         trace.leave_room(room)
-        type_keys(process, b"y\n")
+        type_keys(process, "y\n")
         read_until(process, text)  # while the call that follows it cannot return
         assert awaited.encode() not in trace.drain()
     finally:

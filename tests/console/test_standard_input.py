@@ -3,6 +3,7 @@
 import subprocess
 
 import pytest
+from harness.menus import typed
 from harness.meter import FACTORY
 from harness.piped import end, read_until, run, start
 from harness.program import STEP_LIMIT, UTILITY, command
@@ -11,7 +12,8 @@ from harness.terminal import Console
 PROMPT = b"Select an option ==>  "
 END_OF_INPUT = b"\xff"  # how the end of input is echoed
 REFUSED = b"\nError: Invalid selection\n\n"
-KEYS = b"1\n1\ny\n2\n10.0.0.9\n5\n0\n0\n2\n256.1.1.1\n2\n10.0.0.53\b4\n5\ny\n0\n"
+KEYS = typed("{PORT}\n1\ny\n2\n10.0.0.9\n5\n0\n0\n{PRIMARY_DNS}\n256.1.1.1\n"
+             "{PRIMARY_DNS}\n10.0.0.53\b4\n{SAVE_WITHOUT_INIT}\ny\n0\n").encode()
 
 
 @pytest.fixture

@@ -1,6 +1,7 @@
 """What the program asks of the system at a terminal: no screen shows it, a slow line does."""
 
 import re
+import shlex
 
 import pytest
 from harness.program import UTILITY, command, why_not_traced
@@ -19,7 +20,7 @@ def calls_of(meter):
         calls = meter.top / "system-calls"
         traced = ["strace", "-o", calls, "-s", "4096", "-e", f"trace={names}", "--", *command(UTILITY)]
         if stdin is not None:
-            traced = ["/bin/sh", "-c", f'exec "$@" <{stdin}', "sh", *traced]
+            traced = ["/bin/sh", "-c", f'exec "$@" <{shlex.quote(str(stdin))}', "sh", *traced]
         console = Console(traced, meter.environment())
         try:
             for key in keys:

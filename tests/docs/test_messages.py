@@ -15,8 +15,9 @@ PAGES = {str(page.relative_to(REPOSITORY)): page for page in made.pages()}
 QUOTED = literals.quotes(GUIDE + INTEGRATOR)
 
 # Leaf paths: the pages that are made hold them.
-LEAF_FILES = ("network_leaves.h", "meter_leaves.h", "option_leaves.cpp")
+LEAF_FILES = ("setting_leaves.h", "option_leaves.cpp")
 LEAF_PATH = re.compile("/(V|Software/).*")
+OPTION = re.compile("ML|PQ[123R]")
 MADE_PAGES = "".join((DOCS / name).read_text(encoding="utf-8")
                      for name in ("what-a-save-does.md", "options-list.md"))
 # The tables of which a whole screen of help consists; the guide has a picture of it.
@@ -30,7 +31,7 @@ def texts():
         if path.name in LEAF_FILES or LEAF_PATH.fullmatch(text):
             continue
         for line in literals.as_quoted(text):
-            if path.name == "option_tokens.h" and not line.startswith("Error") or line == "PQ":
+            if not line.startswith("Error") and (path.name == "option_tokens.h" or OPTION.fullmatch(line)):
                 kind = "option"
             elif any(word in head for word in HELP_HEADS):
                 kind = "help"

@@ -4,22 +4,23 @@ import shutil
 import tomllib
 
 from harness import program
+from harness.menus import typed
 from harness.meter import FACTORY
 from injection import Subject
 
 # DHCP off and an address for port 1; a second DNS server typed, then emptied, so that the save
 # clears it; a serial number and an options list; the save.
-SAVE = (b"1\n" b"1\nn\n" b"2\n1.1.1.1\n" b"0\n"
-        b"3\n1.1.1.2\n" b"3\n~\n"
-        b"5\n" b"1\n123456789\n" b"2\nWEB\n" b"0\n"
-        b"6\ny\n")
+SAVE = typed("{PORT}\n" "1\nn\n" "2\n1.1.1.1\n" "0\n"
+             "{SECONDARY_DNS}\n1.1.1.2\n" "{SECONDARY_DNS}\n~\n"
+             "{INIT}\n" "1\n123456789\n" "2\nWEB\n" "0\n"
+             "{SAVE}\ny\n").encode()
 
 # From wherever an error may have led the session, some rounds of this leave the program: the
 # empty answer leaves the question for an enclosure, 0 a menu, y is for "Exit without saving?".
 LEAVE = b"0\n" + b"\n0\ny\n" * 4
 
 
-RESET = b"5\n" b"8\ny\n" b"0\n"
+RESET = typed("{INIT}\n" "8\ny\n" "0\n").encode()
 
 FACTORY_LEAVES = tomllib.loads(FACTORY.read_text())
 WITH_INIT_MENU = (str(program.UTILITY), "-m")

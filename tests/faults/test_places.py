@@ -14,6 +14,7 @@ import tomllib
 import injection
 import pytest
 from harness import piped
+from harness.menus import SAVE_WITHOUT_INIT
 from harness.meter import FACTORY, toml_text
 from harness.program import UTILITY, command, why_not_traced
 
@@ -128,14 +129,14 @@ def test_a_save_that_the_folder_does_not_take_is_told_and_can_be_repeated(spoil,
                 typed(process, keys)
 
             restore = spoil(process, folder)
-            told = typed(process, b"5\ny\n")
+            told = typed(process, b"%d\ny\n" % SAVE_WITHOUT_INIT)
             assert f"set_leaf failed for {GENERAL}\nError saving settings!\n".encode() in told
             assert b"Settings saved." not in told and b"Save & apply" in told
             assert (b"Warning: couldn't read network settings!\n" in told) == (not can_read)
             restore()
             assert injection.files_of(seen_by(process, folder)) == {"store.toml": old}
 
-            told = typed(process, b"5\ny\n")
+            told = typed(process, b"%d\ny\n" % SAVE_WITHOUT_INIT)
             assert b"Settings saved.\n" in told and b"failed" not in told
             assert b"Error" not in told and b"Warning" not in told
             assert injection.files_of(seen_by(process, folder)) == {"store.toml": new}

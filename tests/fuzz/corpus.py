@@ -14,7 +14,7 @@ ROOT = FOLDER.parents[1]
 TARGETS = ("fuzz_session", "fuzz_options", "fuzz_files")
 
 sys.path.insert(0, str(FOLDER.parent))
-from harness import dialogue  # noqa: E402
+from harness import dialogue, menus  # noqa: E402
 
 ESCAPE = 0xFE
 MOST_REPEATS = 8  # of a fault without an end
@@ -145,15 +145,16 @@ def words(target):
     def quoted(path, pattern):
         return set(re.findall(pattern, (ROOT / path).read_text()))
 
-    tokens = quoted("meterinit/option_tokens.h", r'"([0-9A-Za-z]{1,4})"')
+    grammar = tomllib.loads((FOLDER.parent / "grammar.toml").read_text())
+    tokens = {form for name, *_ in grammar["options"] for form in (name, name.lower())}
     if target == "fuzz_options":
         return tokens | {"-" + token for token in tokens}
     if target == "fuzz_session":
         codes = quoted("meterinit/enclosure.cpp", r'\{".*?", *"(\w+)", *"')
         events = {"\xfe" + letter for letter in "tiecLFWRUDATE"}
         choices = {f"{choice}\n" for choice in range(9)} | {"y\n", "n\n", "~\n", "\x7f"}
-        ways = {"5\n2\n", "5\n6\n", "0\n6\ny\n", "1\n5\n", "1\n1\nn\n"}
-        return tokens | {code + "\n" for code in codes} | events | choices | ways | {"192.0.2.1\n"}
+        ways = map(menus.typed, ("{INIT}\n2\n", "{INIT}\n6\n", "0\n{SAVE}\ny\n", "1\n5\n", "1\n1\nn\n"))
+        return tokens | {code + "\n" for code in codes} | events | choices | {*ways} | {"192.0.2.1\n"}
     keys = quoted("simulator/toml_files.cpp", r'"(call|path|result|status|after|times|fault)"')
     calls = quoted("simulator/faults.h", r'"(\w+)"')
     return keys | {f'"{call}"' for call in calls} | {

@@ -1,12 +1,14 @@
-// Each line of an input is typed as an options list, one after the other in one session: what is
-// told, what the list becomes and which leaves the save would write must be as the grammar says.
+// Each line of an input is typed as an options list, one after the other in one session. Whether a
+// list is accepted, and which leaves it writes then, must be as the grammar says; a rejected list
+// leaves the text as it is and makes a batch of nothing that it does not name.
 #include "meterinit/option_leaves.h"
 #include "meterinit/options_list.h"
 #include "tests/fuzz/check.h"
-#include "tests/fuzz/option_grammar.h"
+#include "tests/option_grammar.h"
 #include "tests/unit/fake_console.h"
 #include "tests/unit/fake_store.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
@@ -27,30 +29,86 @@ std::string printable_only(const std::string& line)
     return text;
 }
 
+// Whether a word of the list begins with an option that sets the leaf.
+bool may_set(const std::string& list, const std::string& leaf)
+{
+    const auto sets = [&](const GrammarOption& option) {
+        const auto further = option_grammar().further_leaves.find(option.name);
+        return has(option.leaves, leaf) ||
+               (further != option_grammar().further_leaves.end() && has(further->second, leaf));
+    };
+    for (const std::string& word : words_of(list)) {
+        for (const GrammarOption& option : option_grammar().options) {
+            if (sets(option) && (word.find(option.name) == 0 || word.find(lower(option.name)) == 0))
+                return true;
+        }
+    }
+    return false;
+}
+
+// Each leaf is there, and true only when a word begins with an option that sets it.
+void check_rejected_batch(const std::string& batch, const std::string& entry)
+{
+    std::istringstream rest(batch);
+    std::string text;
+    rest >> text;
+    std::set<std::string> missing(option_grammar().leaves.begin(), option_grammar().leaves.end());
+    while (rest >> text && text != "\"\"") {
+        const auto leaf = std::find_if(
+            option_grammar().leaves.begin(), option_grammar().leaves.end(),
+            [&](const std::string& name) { return text.find(option_path(name) + '=') == 0; });
+        check(leaf != option_grammar().leaves.end(), "only option leaves are in the batch", text);
+        missing.erase(*leaf);
+        check(text == option_path(*leaf) + "=false/1" ||
+                  (text == option_path(*leaf) + "=true/1" && may_set(entry, *leaf)),
+              "only an option of the list sets its leaf", text + " of " + entry);
+    }
+    check(missing.empty(), "every option leaf is in the batch", batch);
+}
+
+std::string expected_batch(const std::set<std::string>& options)
+{
+    std::string batch = "set_leaves";
+    for (const std::string& leaf : leaves_for(options))
+        batch += " " + leaf;
+    return batch + " \"\"";
+}
+
+void check_told(const std::string& told, const std::string& entry, bool accepted)
+{
+    const std::string extra_dash = "\nError: Extra '-' at the beginning of the options list.";
+    const std::string check_entry = "\nCheck the entry.\n";
+    if (!entry.empty() && (accepted || entry[0] == '~' || entry[0] == '-'))
+        check_equal(told, entry[0] == '-' ? extra_dash : "", "what is printed of a list");
+    else
+        check(told.size() >= check_entry.size() &&
+                  told.substr(told.size() - check_entry.size()) == check_entry,
+              "a list is rejected in so many words", told);
+}
+
+// Types the list. `batch` is the one that a save would write, before and after.
 void judge(const std::string& entry, SettingsSession& session, std::string& batch)
 {
-    const OptionsVerdict expected = judge_options(entry);
+    const std::set<std::string> options = options_of(entry);
     EditableText list = session.options_list;
-    if (expected.emptied)
-        list.text.clear();
-    if (expected.taken)
+    if (!options.empty())
         list = {entry, true};
-    if (expected.checked) {
-        batch = "set_leaves";
-        for (const std::string& leaf : expected.leaves)
-            batch += " " + leaf + "/1";
-        batch += " \"\"";
-    }
+    else if (!entry.empty() && entry[0] == '~')
+        list.text.clear();
 
     const std::string screen = console_of(entry + "\n", [&] { enter_options_list(session); });
-    const std::size_t asked = screen.find(prompt);
-    check(asked != std::string::npos, "the list is asked for");
-    const std::string told = screen.substr(asked + prompt.size());
-    check_equal(told, entry + "\n" + expected.told, "what is told of a list");
+    const std::size_t asked = screen.find(prompt + entry + "\n");
+    check(asked != std::string::npos, "the list is asked for", screen);
+    check_told(screen.substr(asked + prompt.size() + entry.size() + 1), entry, !options.empty());
     check_equal(session.options_list.text, list.text, "the list after the entry");
     check(session.options_list.changed == list.changed, "the mark after the entry", entry);
+
     fake_store.calls.clear();
     check(write_option_batch() == 0, "the fake store takes every batch");
+    if (!options.empty())
+        batch = expected_batch(options);
+    else if (entry.empty() || (entry[0] != '~' && entry[0] != '-'))
+        check_rejected_batch(batch = fake_store.calls.front(), entry);
     check_equal(fake_store.calls.front(), batch, "the leaves after the entry");
 }
 

@@ -62,6 +62,12 @@ struct Step {
 struct SessionCut {
 };
 
+// A status that waits for a leaf: `skip` leaves pass before it.
+struct StatusFault {
+    unsigned char skip;
+    api_status_t status;
+};
+
 struct Session {
     std::vector<Step> steps;
     std::size_t next = 0;
@@ -69,6 +75,7 @@ struct Session {
 
     SessionWatch watch;
     std::vector<StatusFault> read_faults;
+    std::vector<StatusFault> write_faults;
     std::size_t seen = 0; // bytes of the console
     bool in_line = false;
 
@@ -156,8 +163,8 @@ void fill_store()
 
 void set_leaf_of_input(std::uint8_t leaf, std::uint8_t kind, const std::string& value)
 {
-    if (value.find('\n') != std::string::npos)
-        playing->watch.values_have_line_ends = true;
+    if (value.find_first_of(std::string("\n\0", 2)) != std::string::npos)
+        playing->watch.values_break_lines = true;
     set_leaf(leaves_at_start[leaf % std::size(leaves_at_start)].path, LeafKind(kind % 4), value);
 }
 
@@ -178,6 +185,31 @@ void set_terminal(std::uint8_t modes)
     playing->has_terminal = modes != 0xFF;
     playing->modes_before.c_lflag = modes * tcflag_t{0x101}; // all of the usual modes, in two bytes
     playing->modes = playing->modes_before;
+}
+
+void add_fault(const char* call, int result)
+{
+    fake_store.results[call].push_back(result);
+    playing->watch.writes_may_fail = true;
+}
+
+void add_status_fault(std::uint8_t kind, const StatusFault& fault)
+{
+    (kind == 'W' ? playing->write_faults : playing->read_faults).push_back(fault);
+    playing->watch.writes_may_fail = true;
+}
+
+// Counts a leaf; returns the status that a fault has for it, or else `usual`.
+api_status_t next_status(std::vector<StatusFault>& faults, api_status_t usual)
+{
+    if (faults.empty())
+        return usual;
+    StatusFault& next = faults.front();
+    if (next.skip-- > 0)
+        return usual;
+    const api_status_t status = next.status;
+    faults.erase(faults.begin());
+    return status;
 }
 
 Step change(const std::function<void()>& what)
@@ -201,11 +233,8 @@ Step change_of_input(std::uint8_t kind, Bytes& bytes)
     }
     const auto second = static_cast<std::int8_t>(take(bytes));
     if (kind == 'F')
-        return change(
-            [=] { fake_store.results[calls[first % std::size(calls)]].push_back(second); });
-    if (kind == 'W')
-        return change([=] { playing->watch.write_faults.push_back({first, second}); });
-    return change([=] { playing->read_faults.push_back({first, second}); });
+        return change([=] { add_fault(calls[first % std::size(calls)], second); });
+    return change([=] { add_status_fault(kind, {first, second}); });
 }
 
 Step take_step(Bytes& bytes)
@@ -327,24 +356,13 @@ int end_wait(Session& session)
     return step.wait == Wait::time_out ? 0 : -1;
 }
 
-void change_read(Session& session, const std::string& path, api_status_t& status,
-                 const toolkit::CElement& element)
-{
-    status = next_status(session.read_faults, status);
-    if (path != supported_types_path)
-        return;
-    session.watch.supported_types.clear();
-    if (status == status_success && element.type() == string_type)
-        element.to_string(session.watch.supported_types);
-}
-
 // What outlives a session in the process; the meter's program ends with it.
 void reset_program()
 {
     cds_disconnect();
     fake_store = FakeStore();
     begin_option_batch();
-    options_pending = false;
+    set_options_pending(false);
     toolkit::CElement::_auto_time = false;
 }
 
@@ -380,9 +398,6 @@ void play(Session& session)
         session.arguments.size() < 3 &&
         (session.arguments.size() < 2 || session.arguments[1] != version_option);
     const bool reached = fake_store.reachable;
-    if (has_session)
-        watch_start(session.watch);
-
     int status = -1;
     bool cut = false;
     const auto run_program = [&] {
@@ -448,11 +463,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     playing = &session;
     set_terminal(0x3F);
     fake_store.decide_status = [&](const std::string&, api_status_t& status) {
-        status = next_status(session.watch.write_faults, status_success);
+        status = next_status(session.write_faults, status_success);
     };
-    fake_store.change_read = [&](const std::string& path, api_status_t& status,
-                                 const toolkit::CElement& element) {
-        change_read(session, path, status, element);
+    fake_store.change_read = [&](const std::string&, api_status_t& status, toolkit::CElement&) {
+        status = next_status(session.read_faults, status);
     };
     fill_store();
     session.steps = steps_of({data, size});

@@ -1,54 +1,82 @@
 #include "tests/fuzz/session_watch.h"
 
 #include "tests/fuzz/check.h"
-#include "tests/fuzz/option_grammar.h"
+#include "tests/option_grammar.h"
+#include "tests/unit/fake_store.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
-#include <cstring>
-#include <iterator>
+#include <regex>
 #include <sstream>
 
 namespace
 {
 
-enum class Kind { address, mask, flag, media, serial, index, options, enclosure };
+enum class Kind { text, chosen, flag, number };
 
 // A value that can be entered. In the order in which a save writes them.
 struct Entry {
     Kind kind;
-    const char* prompt;
+    const char* question;
     const char* label; // on its screen
     std::string path;
-    const char* general_leaf; // written at once by a save; null: none
+    std::string general_path; // written as well; "": none
 };
 
 const std::string network = "/Software/System Settings/Network/";
 const std::string port = network + "Interface/1/";
-constexpr char media_question[] = "Available media types"; // it ends in what the store holds
-#define GENERAL "/VMC/Comms/EthPort/1/General/"
+const std::string general = "/VMC/Comms/EthPort/1/General/";
 
 // clang-format off
-const std::array<Entry, entry_count> entries = {{
-    {Kind::address,   "Enter Primary DNS Server",        "DNS Server (Primary)",      network + "Name Server/1/Value", nullptr},
-    {Kind::address,   "Enter Secondary DNS Server",      "DNS Server (Secondary)",    network + "Name Server/2/Value", nullptr},
-    {Kind::flag,      "Enable DHCP? (y/n)",              "Dynamic Addressing (DHCP)", port + "DHCP Enabled/Value",    GENERAL "DHCP/Value"},
-    {Kind::address,   "Enter IP Address",                "IP Address",                port + "IP Address/Value",      GENERAL "IPAddress/Value"},
-    {Kind::mask,      "Enter Subnet Mask",               "Subnet Mask",               port + "Subnet Mask/Value",     GENERAL "SubnetMask/Value"},
-    {Kind::address,   "Enter Default Gateway",           "Default Gateway",           port + "Default Gateway/Value", GENERAL "DefaultGateway/Value"},
-    {Kind::media,     media_question,                         "Media Type",                port + "Media Type/Current Type/Value", nullptr},
-    {Kind::serial,    "Enter Serial Number (YYMMXXXXX)", "Serial Number",             "/VMIC/SerialNumber/Value",     nullptr},
-    {Kind::options,   "Enter Options List",              "Options List",              "/VMIC/OptionsList/Value",      nullptr},
-    {Kind::index,     "Enter Meter Form",                "Meter Form",                "/VMC/PrimCfg/Form/Value",      nullptr},
-    {Kind::index,     "Enter Meter Class Amps",          "Meter Class Amps",          "/VMC/PrimCfg/ClassAmps/Value", nullptr},
-    {Kind::index,     "Enter Meter Frequency",           "Meter Frequency",           "/VMC/PrimCfg/NomFreq/Value",   nullptr},
-    {Kind::enclosure, "Enter Meter Enclossure Type",     "Enclosure Type",            "/VMIC/Enclosure/Value",        nullptr},
-}};
+const Entry entries[] = {
+    {Kind::text,   "Enter Primary DNS Server",        "DNS Server (Primary)",      network + "Name Server/1/Value", ""},
+    {Kind::text,   "Enter Secondary DNS Server",      "DNS Server (Secondary)",    network + "Name Server/2/Value", ""},
+    {Kind::flag,   "Enable DHCP? (y/n)",              "Dynamic Addressing (DHCP)", port + "DHCP Enabled/Value",    general + "DHCP/Value"},
+    {Kind::text,   "Enter IP Address",                "IP Address",                port + "IP Address/Value",      general + "IPAddress/Value"},
+    {Kind::text,   "Enter Subnet Mask",               "Subnet Mask",               port + "Subnet Mask/Value",     general + "SubnetMask/Value"},
+    {Kind::text,   "Enter Default Gateway",           "Default Gateway",           port + "Default Gateway/Value", general + "DefaultGateway/Value"},
+    {Kind::chosen, ") ==>  ",                         "Media Type",                port + "Media Type/Current Type/Value", ""},
+    {Kind::text,   "Enter Serial Number (YYMMXXXXX)", "Serial Number",             "/VMIC/SerialNumber/Value",     ""},
+    {Kind::text,   "Enter Options List",              "Options List",              "/VMIC/OptionsList/Value",      ""},
+    {Kind::number, "Enter Meter Form",                "Meter Form",                "/VMC/PrimCfg/Form/Value",      ""},
+    {Kind::number, "Enter Meter Class Amps",          "Meter Class Amps",          "/VMC/PrimCfg/ClassAmps/Value", ""},
+    {Kind::number, "Enter Meter Frequency",           "Meter Frequency",           "/VMC/PrimCfg/NomFreq/Value",   ""},
+    {Kind::text,   "Enter Meter Enclossure Type",     "Enclosure Type",            "/VMIC/Enclosure/Value",        ""},
+};
+
+// What a call is, by the texts that it begins and ends with; the first row that fits.
+struct CallKind { char letter; std::string begins; std::string ends; };
+const CallKind call_kinds[] = {
+    {'o', "pcd_init", ""},
+    {'x', "pcd_close", ""},
+    {'1', "get_leaves " + network + "Name Server/", ""},
+    {'2', "get_leaves " + port, ""},
+    {'3', "get_leaves /VMIC/SerialNumber/", ""},
+    {'g', "set_leaf " + general, ""},
+    {'k', "set_leaves /VMIC/OptionsList/Value=\"\"/1", ""},
+    {'s', "set_leaves ", " \"Console\""},
+    {'b', "set_leaves ", " /VMF/UpdateService/OptionsUpdate/Value=true/0 /VMF/UpdateService/OptionChange/DualLP/Value=true/0 \"\""},
+    {'l', "set_leaves /VMF/UpdateService/SetMeasLog/1/Value=true/0 /VMF/UpdateService/SetMeasLog/2/Value=true/0 \"\"", ""},
+    {'c', "clear_leaves ", ""},
+    {'w', "sleep 1", ""},
+    {'m', "system vmkeys -m >/dev/null 2>&1", ""},
+    {'d', "system rm -rf /jffs/downloads/vmconfig.*", ""},
+    {'n', "system /etc/init.d/network restart > /dev/null 2>&1", ""},
+    {'f', "system fw_reset.sh > /dev/null 2>&1", ""},
+    {'p', "system sernetpwreset.sh > /dev/null 2>&1", ""},
+};
+
+// The calls that a yes may bring about. No other answer brings about any but the screen's read.
+struct Confirmed { const char* question; const char* calls; };
+const Confirmed confirmed_calls[] = {
+    {"Save & apply all settings? (y/n): ",    "g*(s(bwl)?)?c?(m?dn)?"},
+    {"Clear Velmora II Options List? (y/n): ", "k"},
+    {"Reset all to Factory Defaults? (y/n): ", "x?fo"},
+    {"Reset all passwords ? (y/n): ",          "p"},
+};
 // clang-format on
 
-constexpr std::size_t first_port_entry = 2;
-constexpr std::size_t first_init_entry = 7;
 constexpr std::size_t columns = 78;
 constexpr std::size_t value_column = 40;
 const std::string rule(columns, '-');
@@ -65,15 +93,20 @@ bool ends_with(const std::string& text, const std::string& end)
            text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-bool any_marked(const SessionWatch& watch, std::size_t first)
+bool contains(const std::string& text, const std::string& part)
 {
-    return std::any_of(watch.edits.begin() + static_cast<std::ptrdiff_t>(first), watch.edits.end(),
-                       [](const Edit& edit) { return edit.marked; });
+    return text.find(part) != std::string::npos;
 }
 
 std::string padded(const std::string& text, std::size_t width)
 {
     return text + std::string(text.size() < width ? width - text.size() : 0, ' ');
+}
+
+bool is_yes(const SessionWatch& watch)
+{
+    return watch.answered && !watch.answer.empty() &&
+           std::tolower(static_cast<unsigned char>(watch.answer[0])) == 'y';
 }
 
 // -- screens --
@@ -88,64 +121,39 @@ void check_title(const std::string& line)
           "the title is centred in its line", line);
 }
 
-// A value that is edited is shown as it was entered, whatever the store holds.
-void check_value(const Entry& entry, const Edit& edit, const std::string& shown)
+void check_line(SessionWatch& watch, const std::string& line)
 {
-    std::string expected = edit.text;
-    if (entry.kind == Kind::flag)
-        expected = edit.text == "true" ? "Enabled" : "Disabled";
-    else if (edit.text.empty())
-        expected = entry.kind == Kind::media ? "[Auto-negotiate]" : "[None]";
-    if (entry.kind == Kind::index && !edit.text.empty())
-        check(begins_with(shown, expected + " = "), "an edited number is shown", shown);
-    else if (expected.find('\0') == std::string::npos) // shown up to there only
-        check_equal(shown, padded(expected, columns - value_column), "an edited value");
-}
-
-void check_line(const SessionWatch& watch, const std::string& line)
-{
-    check(line.size() == columns || (line.size() > columns && line.compare(35, 5, "  :  ") == 0),
+    const bool has_value = line.size() > value_column && line.compare(35, 5, "  :  ") == 0;
+    check(line.size() == columns || (line.size() > columns && has_value),
           "a line fills the frame, and only a value passes it", line);
-    for (std::size_t i = 0; i < entry_count; ++i) {
-        if (watch.edits[i].marked &&
-            line.compare(5, 35, padded(entries[i].label, 30) + "  :  ") == 0)
-            check_value(entries[i], watch.edits[i], line.substr(value_column));
+    for (const Entry& entry : entries) {
+        if (!has_value || line.compare(5, 30, padded(entry.label, 30)) != 0)
+            continue;
+        watch.shown[entry.label] = line.substr(value_column);
+        const auto kept = watch.kept.find(entry.label);
+        if (kept != watch.kept.end())
+            check_equal(watch.shown[entry.label], padded(kept->second, columns - value_column),
+                        "an accepted answer stays on the screen until it is saved");
     }
 }
 
-// `screen` begins with its first rule; the three lines of its title and an empty one come first.
-bool is_screen_of(const std::string& screen, const char* first_line)
+// An edit is offered to be saved as long as it is neither saved nor given up.
+void check_offers(SessionWatch& watch, const std::string& screen, const std::string& told)
 {
-    return screen.compare(3 * (columns + 1) + 1, std::strlen(first_line), first_line) == 0;
+    const bool offered = contains(screen, ".  Save & apply all settings ");
+    check(contains(screen, "\n 0.  Exit without saving ") == offered &&
+              contains(screen, "\n 0.  Exit  ") != offered,
+          "the exit says whether there is something to save", screen);
+    check(offered || (watch.kept.empty() && !ends_with(told, "Error saving settings!\n")),
+          "what is not saved is offered to be saved", screen);
+    check(!offered || !watch.answered_labels.empty(), "a save is offered for an answer", screen);
+    check(offered || !watch.save_offered || watch.answered_labels.empty(),
+          "a save is offered until one succeeds", screen);
+    watch.save_offered = offered;
 }
 
-bool is_main(const std::string& screen)
-{
-    return is_screen_of(screen, " 1.  Ethernet Port 1 Settings ");
-}
-
-std::string paths_of(std::size_t first, std::size_t last)
-{
-    std::string paths;
-    for (std::size_t i = first; i < last; ++i)
-        paths += " " + entries[i].path;
-    return paths;
-}
-
-// The one call that reads what a screen shows.
-std::string read_for(const std::string& screen)
-{
-    if (is_main(screen))
-        return "get_leaves" + paths_of(0, first_port_entry);
-    if (is_screen_of(screen, " 1.  Serial Number "))
-        return "get_leaves" + paths_of(first_init_entry, entry_count);
-    return "get_leaves" + paths_of(first_port_entry, first_init_entry - 1) + " " + port +
-           "MAC Address/Value " + port + "Link Enabled/Value " + port +
-           "Media Type/Supported Types/Value" + paths_of(first_init_entry - 1, first_init_entry);
-}
-
-// `screen` is as above and ends where the choice is asked for.
-void check_screen(const SessionWatch& watch, const std::string& screen)
+// `screen` begins with its first rule and ends where the choice is asked for.
+void check_screen(SessionWatch& watch, const std::string& screen)
 {
     std::istringstream rest(screen);
     std::string line;
@@ -156,354 +164,190 @@ void check_screen(const SessionWatch& watch, const std::string& screen)
     check_equal(line, rule, "the rule below the title");
     std::getline(rest, line);
     check_equal(line, "", "the line below the title's frame");
-
-    bool offers_save = false;
     int number = 0;
-    std::string exit_line;
-    while (std::getline(rest, line) && !rest.eof() && !watch.values_have_line_ends) {
+    while (std::getline(rest, line) && !rest.eof()) {
         if (line.empty())
             continue;
         check_line(watch, line);
-        if (begins_with(line, " 0.  "))
-            exit_line = line;
-        else if (line.compare(2, 3, ".  ") == 0)
+        if (line.compare(2, 3, ".  ") == 0 && !begins_with(line, " 0"))
             check(std::atoi(line.c_str()) == ++number, "numbers run on from 1", line);
-        offers_save = offers_save || line.find(".  Save & apply all settings ") == 2;
-    }
-    if (watch.values_have_line_ends || !is_main(screen))
-        return;
-    const bool changed = any_marked(watch, 0);
-    check(offers_save == changed, "a save is offered for edits, and only then");
-    check_equal(exit_line, padded(changed ? " 0.  Exit without saving" : " 0.  Exit", columns),
-                "the way out, which tells of edits that are not saved");
-}
-
-// -- what an answer brings about --
-
-bool is_yes(const std::string& answer)
-{
-    return !answer.empty() && std::tolower(static_cast<unsigned char>(answer[0])) == 'y';
-}
-
-std::string shown_value(const Entry& entry, const Edit& edit)
-{
-    switch (entry.kind) {
-    case Kind::flag: return edit.text;
-    case Kind::index: return std::to_string(std::atoi(edit.text.c_str()));
-    default: return '"' + edit.text + '"';
     }
 }
 
-// A save as it must go, with the faults that wait for its calls.
-struct Plan {
-    SessionWatch& watch;
-    std::map<std::string, std::vector<int>> results = fake_store.results;
-    std::vector<StatusFault> write_faults = watch.write_faults;
-};
+// -- calls --
 
-int result_of(Plan& plan, const std::string& call)
+char letter_of(const std::string& call)
 {
-    std::vector<int>& results = plan.results[call];
-    if (!plan.watch.connected)
-        return -1;
-    if (results.empty())
-        return 0;
-    const int result = results.front();
-    results.erase(results.begin());
-    return result;
+    for (const CallKind& kind : call_kinds) {
+        if (begins_with(call, kind.begins) && ends_with(call, kind.ends))
+            return kind.letter;
+    }
+    check(false, "every call is one of those that the program has", call);
+    return 0;
 }
 
-// Returns whether every one of the written leaves has the status of success.
-bool all_taken(Plan& plan, std::size_t leaf_count)
+std::string letters_of(const std::vector<std::string>& calls)
 {
-    bool taken = true;
-    for (std::size_t i = 0; i < leaf_count; ++i)
-        taken = next_status(plan.write_faults, status_success) == status_success && taken;
+    std::string letters;
+    for (const std::string& call : calls)
+        letters += letter_of(call);
+    return letters;
+}
+
+// The read of the screen, by the letter of `call_kinds`.
+char read_for(const std::string& screen)
+{
+    if (contains(screen, "\n 1.  Ethernet Port 1 Settings "))
+        return '1';
+    return contains(screen, "\n 1.  Serial Number ") ? '3' : '2';
+}
+
+// Takes `text` from the front of what is left of a call.
+bool take(std::string& rest, const std::string& text)
+{
+    const bool taken = begins_with(rest, text);
+    if (taken)
+        rest.erase(0, text.size());
     return taken;
 }
 
-void plan_general_leaves(Plan& plan)
+std::string trimmed(const std::string& text)
 {
-    api_status_t status = status_success;
-    for (std::size_t i = 0; i < entry_count; ++i) {
-        const Entry& entry = entries[i];
-        const Edit& edit = plan.watch.edits[i];
-        if (!edit.marked || edit.text.empty() || entry.general_leaf == nullptr)
-            continue;
-        const bool is_flag = entry.kind == Kind::flag;
-        const std::string value =
-            is_flag ? (edit.text == "true" ? "1" : "0") : shown_value(entry, edit);
-        plan.watch.calls.push_back(std::string("set_leaf ") + entry.general_leaf + "=" + value +
-                                   "/1 \"\" status " + std::to_string(status));
-        const int result = result_of(plan, "set_leaf");
-        if (result == 0)
-            status = next_status(plan.write_faults, status_success);
-        if (result != 0 || status != status_success)
-            plan.watch.told += std::string("set_leaf failed for ") + (is_flag ? "\x93" : "") +
-                               entry.general_leaf + "\n";
+    return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+// Takes the value that the screen shows, of which blanks at the end cannot be seen.
+bool take_shown(std::string& rest, Kind kind, const std::string& shown)
+{
+    if (kind == Kind::flag)
+        return take(rest, shown == "Enabled" ? "true" : "false");
+    if (kind == Kind::number)
+        return take(rest, std::to_string(std::atoi(shown.c_str())));
+    if (!take(rest, '"' + shown))
+        return false;
+    while (take(rest, " ")) {
     }
+    return take(rest, "\"");
 }
 
-bool plan_batch(Plan& plan, const char* success)
+// The batch that a save begins with: answers in their order, as the screens show them, and the
+// trigger of the numbers. Those with a general leaf are what was just written there.
+void check_settings(SessionWatch& watch, const std::vector<std::string>& calls, std::size_t batch)
 {
-    SessionWatch& watch = plan.watch;
-    std::string call = "set_leaves";
-    for (const std::string& leaf : watch.batch)
-        call += " " + leaf;
-    watch.calls.push_back(call + " \"\"");
-    const bool written = result_of(plan, "set_leaves") == 0;
-    if (written)
-        all_taken(plan, watch.batch.size()); // the statuses of a batch do not count
-    watch.told += written ? success : "Error while setting Velmora II Options list in cds.";
-    watch.told += "\n";
-    return written;
-}
-
-bool plan_options(Plan& plan)
-{
-    SessionWatch& watch = plan.watch;
-    watch.batch.push_back("/VMF/UpdateService/OptionsUpdate/Value=true/0");
-    watch.batch.push_back("/VMF/UpdateService/OptionChange/DualLP/Value=true/0");
-    const bool options_set = plan_batch(plan, "Velmora II Options list set in CDS");
-    watch.calls.push_back("sleep 1");
-    watch.batch = {"/VMF/UpdateService/SetMeasLog/1/Value=true/0",
-                   "/VMF/UpdateService/SetMeasLog/2/Value=true/0"};
-    const bool logs_told = plan_batch(plan, "Velmora II ML Config sent");
-    watch.options_pending = false;
-    return options_set && logs_told;
-}
-
-// Every edit is in one of the two lists, and nothing else but the trigger.
-bool plan_lists(Plan& plan)
-{
-    SessionWatch& watch = plan.watch;
-    std::string set = "set_leaves";
-    std::string cleared = "clear_leaves";
-    std::size_t set_count = 0;
-    std::size_t clear_count = 0;
+    std::string rest = calls[batch].substr(std::string("set_leaves").size());
+    std::size_t general_writes = 0;
     bool any_number = false;
-    for (std::size_t i = 0; i < entry_count; ++i) {
-        const Entry& entry = entries[i];
-        const Edit& edit = watch.edits[i];
-        if (!edit.marked)
+    for (const Entry& entry : entries) {
+        if (!take(rest, " " + entry.path + "="))
             continue;
-        if (edit.text.empty()) {
-            cleared += " " + entry.path;
-            ++clear_count;
+        check(watch.answered_labels.count(entry.label) != 0 &&
+                  take_shown(rest, entry.kind, trimmed(watch.shown.at(entry.label))) &&
+                  take(rest, "/1"),
+              "what is saved is an answer as the screens show it", entry.path + " " + rest);
+        any_number = any_number || entry.kind == Kind::number;
+        watch.batch_is_owed = watch.batch_is_owed || ends_with(entry.question, "Options List");
+        if (!entry.general_path.empty())
+            check(begins_with(calls[general_writes++], "set_leaf " + entry.general_path + "="),
+                  "a leaf and its general leaf are written together", entry.path);
+    }
+    check(!any_number || take(rest, " /VMF/UpdateService/SetPrimCfg/Value=true/1"),
+          "numbers are followed by their trigger", rest);
+    check_equal(rest, " \"Console\"", "the batch of settings holds nothing else");
+    check(general_writes == batch, "no other general leaf is written", calls[batch]);
+}
+
+void check_cleared(const SessionWatch& watch, const std::string& call)
+{
+    std::string rest = call.substr(std::string("clear_leaves").size());
+    for (const Entry& entry : entries) {
+        if (!take(rest, " " + entry.path))
             continue;
-        }
-        set += " " + entry.path + "=" + shown_value(entry, edit) + "/1";
-        ++set_count;
-        any_number = any_number || entry.kind == Kind::index;
-        watch.options_pending = watch.options_pending || entry.kind == Kind::options;
+        const std::string value = trimmed(watch.shown.at(entry.label));
+        check(watch.answered_labels.count(entry.label) != 0 &&
+                  (value == "[None]" || value == "[Auto-negotiate]"),
+              "only an emptied value is cleared", entry.path);
     }
-    if (any_number) {
-        set += " /VMF/UpdateService/SetPrimCfg/Value=true/1";
-        ++set_count;
+    check(begins_with(rest, " \"\" statuses "), "nothing else is cleared", call);
+}
+
+// The leaves that a save writes, against the screens.
+void check_written(SessionWatch& watch, const std::vector<std::string>& calls,
+                   const std::string& letters)
+{
+    for (std::size_t i = 0; i < letters.size(); ++i) {
+        if (letters[i] == 's')
+            check_settings(watch, calls, i);
+        else if (letters[i] == 'c')
+            check_cleared(watch, calls[i]);
     }
-
-    if (set_count > 0) {
-        watch.calls.push_back(set + " \"Console\"");
-        if (result_of(plan, "set_leaves") != 0)
-            return false;
-        const bool taken = all_taken(plan, set_count);
-        if (!(!watch.options_pending || plan_options(plan)) || !taken)
-            return false;
-    }
-    if (clear_count > 0) {
-        watch.calls.push_back(cleared + " \"\" statuses " + std::to_string(set_count));
-        if (result_of(plan, "clear_leaves") != 0)
-            return false;
-    }
-    return true;
+    check(letters.find('g') == std::string::npos || contains(letters, "gs"),
+          "general leaves are written with their settings", letters);
 }
 
-void plan_save(SessionWatch& watch)
+void check_save(SessionWatch& watch, const std::vector<std::string>& calls,
+                const std::string& letters, const std::string& told)
 {
-    Plan plan = {watch};
-    plan_general_leaves(plan);
-    if (any_marked(watch, 0) && !plan_lists(plan)) {
-        watch.told += "Error saving settings!\n";
-        return; // every mark stays
-    }
-    if (any_marked(watch, first_init_entry)) {
-        watch.told += "Updating the Model Number\n"
-                      "Meter must be reset for changed options to take effect.\n";
-        watch.calls.push_back("system vmkeys -m >/dev/null 2>&1");
-    }
-    for (Edit& edit : watch.edits)
-        edit.marked = false;
-    watch.told += "Settings saved.\n";
-    watch.calls.push_back("system rm -rf /jffs/downloads/vmconfig.*");
-    watch.calls.push_back("system /etc/init.d/network restart > /dev/null 2>&1");
-}
-
-void plan_close(SessionWatch& watch)
-{
-    if (watch.connected)
-        watch.calls.push_back("pcd_close");
-    watch.connected = false;
-}
-
-void plan_open(SessionWatch& watch)
-{
-    watch.calls.push_back("pcd_init");
-    watch.connected = fake_store.reachable;
-}
-
-void plan_factory_reset(SessionWatch& watch)
-{
-    plan_close(watch);
-    watch.calls.push_back("system fw_reset.sh > /dev/null 2>&1");
-    plan_open(watch);
-    watch.told = "Restoring defaults: please wait...\nSettings reset to defaults.\n";
-    if (!watch.connected)
-        watch.told += "Error: can't connect to CDS\n";
-}
-
-void plan_confirmed(SessionWatch& watch)
-{
-    const auto asked = [&](const char* question) {
-        return ends_with(watch.question, std::string(question) + " (y/n): ");
-    };
-    if (asked("Save & apply all settings?")) {
-        plan_save(watch);
-    } else if (asked("Clear Velmora II Options List?")) {
-        watch.any_clear = true;
-    } else if (asked("Reset all to Factory Defaults?")) {
-        plan_factory_reset(watch);
-    } else if (asked("Reset all passwords ?")) {
-        watch.calls.push_back("system sernetpwreset.sh > /dev/null 2>&1");
-        watch.told = "Restoring defaults: please wait...\nPasswords reset to defaults.\n";
-    }
-}
-
-// -- what an answer edits --
-
-void mark(Edit& edit, const std::string& text)
-{
-    edit = {true, text};
-}
-
-std::string media_type_of(const SessionWatch& watch)
-{
-    const long number = std::atol(watch.answer.c_str());
-    std::istringstream names(watch.offered_types);
-    std::string name;
-    for (long i = 0; i < number; ++i)
-        check(bool(std::getline(names, name, ';')), "only a media type of the list is taken");
-    return name;
-}
-
-bool has_number(const std::string& answer)
-{
-    std::size_t at = answer.find_first_not_of(' ');
-    if (at != std::string::npos && (answer[at] == '-' || answer[at] == '+'))
-        ++at;
-    return at < answer.size() && std::isdigit(static_cast<unsigned char>(answer[at]));
-}
-
-void take_options(SessionWatch& watch, Edit& edit, const std::string& told)
-{
-    const OptionsVerdict verdict = judge_options(watch.answer);
-    check_equal(told.substr(0, verdict.told.size()), verdict.told, "what is told of the list");
-    if (verdict.emptied)
-        edit.text.clear();
-    if (verdict.taken)
-        mark(edit, watch.answer);
-    if (verdict.checked) {
-        watch.batch.clear();
-        for (const std::string& leaf : verdict.leaves)
-            watch.batch.push_back(leaf + "/1");
-    }
-}
-
-// Takes an answer to one of the entries as the program told that it took it.
-void take_answer(SessionWatch& watch, const Entry& entry, Edit& edit, const std::string& told)
-{
-    const bool clears = begins_with(watch.answer, "~");
-    switch (entry.kind) {
-    case Kind::address:
-    case Kind::mask:
-        if (begins_with(told, "Error: invalid address\n"))
-            return;
-        if (!clears)
-            mark(edit, watch.answer);
-        else if (entry.kind == Kind::mask)
-            mark(edit, "255.255.255.0");
-        else
-            edit.text.clear();
+    if (!watch.values_break_lines)
+        check_written(watch, calls, letters);
+    const bool saved = ends_with(letters, "dn");
+    check(ends_with(told, saved ? "Settings saved.\n" : "Error saving settings!\n"),
+          "a save says how it went", told);
+    check(saved || watch.writes_may_fail || !watch.connected, "a save fails for a reason", told);
+    check(!saved || !watch.save_offered || letters != "dn", "a save saves something", letters);
+    if (contains(letters, "b"))
+        check(watch.batch_is_owed || watch.values_break_lines, "options are saved with their list");
+    else
+        check(!saved || !contains(letters, "s") || !watch.batch_is_owed,
+              "options are not forgotten");
+    watch.batch_is_owed = watch.batch_is_owed && !contains(letters, "b");
+    if (!saved)
         return;
-    case Kind::flag:
-        if (!watch.answer.empty())
-            mark(edit, is_yes(watch.answer) ? "true" : "false");
-        return;
-    case Kind::media:
-        if (!begins_with(told, "Error: invalid selection\n"))
-            mark(edit, media_type_of(watch));
-        return;
-    case Kind::serial:
-        if (!begins_with(told, "Invalid ") && !begins_with(told, "Error: "))
-            mark(edit, clears ? "YYMMXXXXX" : watch.answer);
-        return;
-    case Kind::index:
-        if (clears)
-            edit.text.clear();
-        else if (has_number(watch.answer) && !begins_with(told, "Invalid. "))
-            mark(edit, watch.answer);
-        return;
-    case Kind::options: take_options(watch, edit, told); return;
-    case Kind::enclosure:
-        if (begins_with(told, "Found valid match.\n"))
-            mark(edit, watch.answer);
-        return;
-    }
+    watch.kept.clear();
+    watch.answered_labels.clear();
 }
 
-void take_entry(SessionWatch& watch, const std::string& told)
-{
-    for (std::size_t i = 0; i < entry_count; ++i) {
-        if (ends_with(watch.question, std::string(entries[i].prompt) + ": "))
-            take_answer(watch, entries[i], watch.edits[i], told);
-    }
-}
-
-// -- the calls --
-
-// All of the option leaves but that of MID are set to false, and the list is emptied.
 void check_clearing(const std::string& call)
 {
-    std::size_t leaves = 0;
-    for (std::size_t at = 0; (at = call.find("=false/1", at)) != std::string::npos; ++at)
-        ++leaves;
-    check(begins_with(call, "set_leaves /VMIC/OptionsList/Value=\"\"/1 /VMIC/Options/") &&
-              leaves == 37 && call.find("true") == std::string::npos &&
-              call.find("MID") == std::string::npos,
-          "the options are cleared in one call", call);
+    std::string expected = "set_leaves /VMIC/OptionsList/Value=\"\"/1";
+    for (std::size_t i = 0; i < option_grammar().cleared_leaves; ++i)
+        expected += " " + option_path(option_grammar().leaves[i]) + "=false/1";
+    check_equal(call, expected + " \"\"", "the options are cleared in one call");
 }
 
-std::string lines_of(const std::vector<std::string>& calls)
-{
-    std::string lines;
-    for (const std::string& call : calls)
-        lines += call + "\n";
-    return lines;
-}
-
-// There are the calls that the answer asks for, then the read of the next screen, and no others:
+// There are the calls that a yes may bring about, then the read of the next screen, and no others:
 // nothing that was not asked for is written, and nothing is called while the store is closed.
-void check_calls(SessionWatch& watch)
+void check_calls(SessionWatch& watch, const std::string& read, const std::string& told)
 {
-    std::vector<std::string>& made = fake_store.calls;
-    if (watch.any_clear) {
-        check(!made.empty(), "the options are cleared");
-        check_clearing(made.front());
-        made.erase(made.begin());
+    std::vector<std::string> calls;
+    calls.swap(fake_store.calls);
+    const std::string letters = letters_of(calls);
+    std::string may_be = watch.question.empty() ? "o" : "";
+    for (const Confirmed& row : confirmed_calls) {
+        if (is_yes(watch) && ends_with(watch.question, row.question))
+            may_be = row.calls;
     }
-    if (made != watch.calls)
-        check_equal(lines_of(made), lines_of(watch.calls),
-                    ("the calls after \"" + watch.answer + "\" to " + watch.question).c_str());
-    made.clear();
+    check(std::regex_match(letters, std::regex(may_be + read)), "the calls after an answer",
+          letters + " after \"" + watch.answer + "\" to " + watch.question);
+    if (begins_with(may_be, "g"))
+        check_save(watch, calls, letters.substr(0, letters.size() - read.size()), told);
+    if (may_be == "k")
+        check_clearing(calls.front());
+    if (ends_with(may_be, "o"))
+        watch.connected = fake_store.reachable;
+}
+
+// The answer may have become an edit; a text did when nothing was said against it.
+void take_answer(SessionWatch& watch, const std::string& told)
+{
+    for (const Entry& entry : entries) {
+        if (!watch.answered || !ends_with(watch.question, std::string(entry.question) + ": "))
+            continue;
+        watch.answered_labels.insert(entry.label);
+        watch.kept.erase(entry.label);
+        if (entry.kind == Kind::text && (told.empty() || told == "Found valid match.\n") &&
+            !watch.answer.empty() && watch.answer[0] != '~')
+            watch.kept[entry.label] = watch.answer;
+    }
 }
 
 bool is_menu(const std::string& question)
@@ -513,51 +357,30 @@ bool is_menu(const std::string& question)
 
 } // namespace
 
-api_status_t next_status(std::vector<StatusFault>& faults, api_status_t usual)
-{
-    if (faults.empty() || faults.front().skip-- > 0)
-        return usual;
-    const api_status_t status = faults.front().status;
-    faults.erase(faults.begin());
-    return status;
-}
-
-void watch_start(SessionWatch& watch)
-{
-    plan_open(watch);
-}
-
 void watch_question(SessionWatch& watch, const std::string& printed)
 {
     // What follows the echo of the last answer; all that was printed when there was none.
     const std::string after = printed.substr(std::min(watch.echo, printed.size()));
-    if (!watch.question.empty()) {
-        check_equal(after.substr(0, watch.told.size()), watch.told, "what is told after an answer");
-        if (watch.answered) // else there was none
-            take_entry(watch, after);
-    }
-    const std::size_t screen = after.find(screen_beginning);
-    const std::size_t line = after.rfind('\n');
-    const std::string question = after.substr(line == std::string::npos ? 0 : line + 1);
-    if (is_menu(question)) {
-        check(screen != std::string::npos, "a choice is asked for below a screen", after);
-        check_screen(watch, after.substr(screen + 2));
-        watch.calls.push_back(read_for(after.substr(screen + 2)));
-    }
-    check_calls(watch);
+    const std::size_t line = after.rfind('\n') + 1; // 0 when there is none
+    const std::string question = after.substr(line);
+    const std::size_t frame = is_menu(question) ? after.find(screen_beginning) : line;
+    check(frame != std::string::npos, "a choice is asked for below a screen", after);
+    check(is_menu(question) || ends_with(question, ": "), "a key is waited for after a question");
+    const std::string screen = is_menu(question) ? after.substr(frame + 2) : "";
+    const std::string before = after.substr(0, frame);
+    const std::string told = before.substr(0, before.find("Warning: couldn't read "));
 
+    take_answer(watch, told);
+    check_calls(watch, screen.empty() ? "" : std::string(1, read_for(screen)), told);
+    if (!screen.empty() && !watch.values_break_lines) {
+        check_screen(watch, screen);
+        if (read_for(screen) == '1')
+            check_offers(watch, screen, told);
+    }
     watch.question = question;
-    watch.offered_types = watch.supported_types;
-    if (begins_with(after, "\nAvailable media types:\n\n0) Auto-negotiate (recommended)\n"))
-        watch.question = std::string(media_question) + ": ";
-    check(is_menu(watch.question) || ends_with(watch.question, ": "),
-          "a key is waited for only after a question", watch.question);
     watch.answered = false;
     watch.answer.clear();
     watch.echo = 0;
-    watch.calls.clear();
-    watch.told.clear();
-    watch.any_clear = false;
 }
 
 void watch_key(SessionWatch& watch, int key)
@@ -568,8 +391,6 @@ void watch_key(SessionWatch& watch, int key)
     case EOF:
         ++watch.echo;
         watch.answered = true;
-        if (is_yes(watch.answer))
-            plan_confirmed(watch);
         return;
     case 8:
     case 127:
@@ -592,12 +413,9 @@ void watch_no_key(SessionWatch& watch)
 
 void watch_end(SessionWatch& watch)
 {
-    if (any_marked(watch, 0))
-        check(ends_with(watch.question, "Exit without saving? (y/n): ") && is_yes(watch.answer),
-              "edits are given up only after a yes to the question", watch.question);
-    else
-        check(is_menu(watch.question) && std::atoi(watch.answer.c_str()) == 0,
-              "the program ends only at a menu, after 0, not", watch.answer);
-    plan_close(watch);
-    check_calls(watch);
+    const bool at_exit = ends_with(watch.question, "Exit without saving? (y/n): ") && is_yes(watch);
+    const bool at_menu = is_menu(watch.question) && std::atoi(watch.answer.c_str()) == 0;
+    check(at_exit || (at_menu && !watch.save_offered),
+          "the program ends at a menu, and edits are given up only after a yes", watch.question);
+    check_equal(letters_of(fake_store.calls), watch.connected ? "x" : "", "the calls at the end");
 }

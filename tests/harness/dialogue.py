@@ -33,7 +33,9 @@ program ended, the calls that it made and what became of the store:
     [store]
     unchanged                        or one line a leaf: + added, - removed, ~ changed
 
-In the console, what stands outside ‹ › is the output, byte for byte. A backslash is written \\\\,
+In the console, a name such as «main menu 1» stands before each new screen, and «main menu 1 again»
+is all of that screen once more, byte for byte (screens.py). A report of a difference shows every
+screen whole. What else stands outside ‹ › is the output, byte for byte. A backslash is written \\\\,
 a byte that is neither printable ASCII nor a newline \\t, \\r or \\xNN, and a single backslash at
 the end of a line says that no newline was put out there. Inside ‹ › stands what was typed:
 
@@ -54,11 +56,12 @@ plays the keys and fills in everything else.
 
 import difflib
 import json
+import os
 import re
 import time
 import tomllib
 
-from harness import calls, program
+from harness import calls, program, screens
 from harness.meter import FACTORY, Meter
 from harness.program import STEP_LIMIT
 from harness.terminal import Console, Mismatch, as_usual, without_icrnl
@@ -92,14 +95,16 @@ class Dialogue:
         sections = {p[1]: text[p.end():end] for p, end in zip(places, ends)}
         if len(sections) < len(places):
             raise ValueError(f"{path}: a section stands twice")
-        self.console = sections.pop("console")
+        self.folded = sections.pop("console")
+        self.console = screens.unfold(self.folded, path, text.count("\n", 0, places[0].end()) + 1)
         self.ending = next((s for s in sections if s.startswith(("exit", "killed"))), None)
         self.stderr = sections.get("stderr", "")
         self.calls = sections.get("calls", "").split("\n")[:-1]
         self.store = sections.get("store", "").split("\n")[:-1]
 
     def write(self, console, ending, stderr, trace, store):
-        parts = [f"{self.shows}\n\n{format_header(self.header)}\n[console]\n{console}[{ending}]\n"]
+        parts = [f"{self.shows}\n\n{format_header(self.header)}\n"
+                 f"[console]\n{screens.fold(console)}[{ending}]\n"]
         if stderr:
             parts.append(f"[stderr]\n{stderr}")
         parts.append("\n".join(["[calls]", *trace, "[store]", *store]) + "\n")
@@ -308,8 +313,8 @@ def follow(steps, console, meter, done):
 
 
 def shown_errors(console, meter):
-    text = console.errors.decode("latin-1").replace(str(meter.folder), "METER")
-    return whole_lines(text)
+    text = console.errors.replace(os.fsencode(meter.folder), b"METER")
+    return whole_lines(text.decode("latin-1"))
 
 
 def difference(title, wanted, got):
@@ -342,6 +347,7 @@ def play(dialogue):
         wanted_lines = wanted_lines[:len(got_lines) + 2]
     report += difference("console", wanted_lines, got_lines)
     if not report:
+        report += difference("screens' names", dialogue.folded.splitlines(), screens.fold(got).splitlines())
         report += difference("ending", [dialogue.ending], [ending])
         errors = shown_errors(console, meter)
         report += difference("stderr", dialogue.stderr.splitlines(), errors.splitlines())
@@ -392,29 +398,45 @@ def after_key(byte, console, icrnl):
     return console.take()
 
 
-def replay(inputs, console, meter, icrnl):
-    """Gives the program the inputs, each when it waits for one; returns the steps of the session."""
+def after_menus(steps):
+    """The inputs of a session in groups, each with the items of the menu that was shown before it."""
+    groups = [({}, [])]
+    for kind, value in steps:
+        if kind != "out":
+            groups[-1][1].append((kind, value))
+        elif items := screens.items(value):
+            groups.append((items, []))
+    return groups
+
+
+def replay(groups, console, meter, icrnl):
+    """Gives the program the inputs, each when it waits for one. Returns the steps of the session,
+    and which keys became others because the menu before them has other numbers now."""
     steps = [("out", until_waiting(console))]
-    for kind, value in inputs:
-        steps.append((kind, value))
-        if kind == "wait":
-            console.receive(value if value < 30 else value + 3)
-            steps.append(("out", console.take() if value < 30 else until_waiting(console)))
-        else:
-            act((kind, value), console, meter)
-            if kind == "key":
-                steps.append(("out", after_key(value, console, icrnl)))
-    return steps
+    changes = []
+    for items, inputs in groups:
+        inputs, change = screens.renumbered(inputs, items, screens.items(steps[-1][1]))
+        changes += [change] if change else []
+        for kind, value in inputs:
+            steps.append((kind, value))
+            if kind == "wait":
+                console.receive(value if value < 30 else value + 3)
+                steps.append(("out", console.take() if value < 30 else until_waiting(console)))
+            else:
+                act((kind, value), console, meter)
+                if kind == "key":
+                    steps.append(("out", after_key(value, console, icrnl)))
+    return steps, changes
 
 
 def record(dialogue, inputs=None):
-    """Rewrites the dialogue's file from a session with its keys, or with `inputs`."""
-    if inputs is None:
-        inputs = [step for step in parse_console(dialogue.console) if step[0] != "out"]
+    """Rewrites the dialogue's file from a session with its keys, or with `inputs`. Returns the
+    changes of keys; with a ValueError or a Mismatch the file stays as it is."""
+    groups = [({}, inputs)] if inputs else after_menus(parse_console(dialogue.console))
     meter = make_meter(dialogue.path.stem, dialogue.header)
     console = start(dialogue, meter)
     try:
-        steps = replay(inputs, console, meter, icrnl=not icrnl_off(dialogue))
+        steps, changes = replay(groups, console, meter, icrnl=not icrnl_off(dialogue))
         try:
             ending = console.finish()
         except Mismatch:
@@ -422,6 +444,9 @@ def record(dialogue, inputs=None):
             raise Mismatch(f"{dialogue.path}: after the last key the program goes on:\n"
                            + format_console(steps)[-1500:]) from None
         steps.append(("out", console.take()))
+    except ValueError as error:
+        meter.remove()
+        raise ValueError(f"{dialogue.path}: {error}") from None
     finally:
         console.close()
     text = format_console(steps)
@@ -430,3 +455,4 @@ def record(dialogue, inputs=None):
     dialogue.write(text, ending, shown_errors(console, meter),
                    calls.show_trace(meter.calls()), meter.difference())
     meter.remove()
+    return changes

@@ -3,6 +3,8 @@ question and how it ended, every kind of fault. A zero says what the run did not
 
 from collections import Counter
 
+import option_words
+
 MESSAGES = (
     "Warning: couldn't read network settings!",
     "Warning: couldn't read interface settings!",
@@ -48,13 +50,7 @@ MESSAGES = (
     "Could be an error, totalChars=",
     "is NOT a valid option.",
     "\nCheck the entry.",
-    "Error: Enter only one option for Serial Ports (1A, 1B or 1C)",
-    "Error: Enter only one option for Ethernet/Wifi Ports (2A, 2B or 2C)",
-    "Error: Enter only one option for Modem (3A, 3B, 3C or 3D)",
-    "Error: Enter only one option for Digital I/O (7A or 7B)",
-    "Error: Enter only one option for Analog I/O (8A or 8B)",
-    "Error: Enter only one option for External I/O (9A, 9B or 9C)",
-    "Error: Enter only one option for Power Quality (PQ1, PQ2 or PQ3)",
+    *(f"Error: Enter only one option for {words}" for _, words in option_words.GROUPS.values()),
     "Velmora II Options list cleared.",
     "Error while setting default options for Velmora II.",
     "[None]",

@@ -20,6 +20,7 @@ it stands.
 import re
 from collections import Counter
 from dataclasses import dataclass, field
+from functools import partial
 
 import option_words
 import simulated_meter
@@ -108,8 +109,9 @@ INIT_TEXTS = (
     "serial_number", "options_list", "meter_form", "class_amps", "nominal_frequency", "enclosure",
 )  # fmt: skip
 NUMBERS = ("meter_form", "class_amps", "nominal_frequency")
+DNS = {"primary_dns": "Primary", "secondary_dns": "Secondary"}
 TRACKED = (
-    "primary_dns", "secondary_dns", "dhcp", "ip_address", "subnet_mask", "default_gateway",
+    *DNS, "dhcp", "ip_address", "subnet_mask", "default_gateway",
     "media_type", *INIT_TEXTS,
 )  # fmt: skip
 
@@ -445,44 +447,37 @@ class Utility:
     # --- main menu
 
     def run(self):
-        actions = {
-            1: self.port_menu,
-            2: lambda: self.enter_address("Enter Primary DNS Server", "primary_dns"),
-            3: lambda: self.enter_address("Enter Secondary DNS Server", "secondary_dns"),
-            4: self.reset_passwords,
-        }
         while True:
-            choice = self.main_menu()
-            if choice == 0:
-                if not self.any_changed() or self.console.yes_no("Exit without saving? (y/n)")[1]:
-                    return
-            elif choice in actions:
-                actions[choice]()
-            elif choice == 5 and self.init_menu:
-                self.run_init_menu()
-            elif choice >= 5:
-                self.save()
+            items = self.main_items()
+            choice = self.main_menu(items)
+            if choice > 0:
+                [line for group in items for line in group][choice - 1][2]()
+            elif choice == 0 and (not self.any_changed()
+                                  or self.console.yes_no("Exit without saving? (y/n)")[1]):
+                return
 
-    def main_menu(self):
-        self.load(
-            ("primary_dns", "secondary_dns"), "Warning: couldn't read network settings!"
-        )
-        groups = [
-            [("Ethernet Port 1 Settings", "")],
-            [
-                ("DNS Server (Primary)", self.shown("primary_dns")),
-                ("DNS Server (Secondary)", self.shown("secondary_dns")),
-            ],
-            [("Reset all passwords to Factory Defaults", "")],
+    def main_items(self):
+        """The lines in groups, each with its label, its value and what it leads to."""
+        self.load(DNS, "Warning: couldn't read network settings!")
+        items = [
+            [("Ethernet Port 1 Settings", "", self.port_menu)],
+            [(f"DNS Server ({which})", self.shown(name),
+              partial(self.enter_address, f"Enter {which} DNS Server", name))
+             for name, which in DNS.items()],
+            [("Reset all passwords to Factory Defaults", "", self.reset_passwords)],
         ]
         if self.init_menu:
-            groups.append([("Velmora II Initialization (Serial and Options List)", "")])
+            items.append([("Velmora II Initialization (Serial and Options List)", "",
+                           self.run_init_menu)])
         if self.any_changed():
-            groups.append([("Save & apply all settings", "")])
+            items.append([("Save & apply all settings", "", self.save)])
+        return items
+
+    def main_menu(self, items):
         return self.console.menu(
             "main menu",
             "Velmora II Settings",
-            [(True, lines) for lines in groups],
+            [(True, [line[:2] for line in group]) for group in items],
             "Exit without saving" if self.any_changed() else "Exit",
         )
 

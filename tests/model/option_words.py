@@ -7,66 +7,24 @@ word is found by one name at most. Hence the two statements of this file: `exami
 what any list leads to, `acceptable` says which lists are taken, without counting anything.
 """
 
+import tomllib
 from dataclasses import dataclass, field
+from pathlib import Path
+
+GRAMMAR = tomllib.loads((Path(__file__).parents[1] / "grammar.toml").read_text())
+
+
+def spelled(group, own=()):
+    """An option's own leaves as "+LEAF", then the others of its group as "-LEAF"."""
+    members = {leaf for _, of, leaves in GRAMMAR["options"] if of == group for leaf in leaves}
+    others = [leaf for leaf in GRAMMAR["leaves"] if group and leaf in members and leaf not in own]
+    return " ".join([*(f"+{leaf}" for leaf in own), *(f"-{leaf}" for leaf in others)])
+
 
 # name, group, leaves below /VMIC/Options: + true, - false; names are found in this order.
-OPTIONS = (
-    ("1A", "serial", "+Serial/3 -Serial/1 -Serial/2"),
-    ("1B", "serial", "+Serial/1 +Serial/2 -Serial/3"),
-    ("1C", "serial", "+Serial/1 +Serial/2 +Serial/3"),
-    ("2A", "ethernet", "+Ethernet/1 -Ethernet/2 -Ethernet/Wifi"),
-    ("2B", "ethernet", "+Ethernet/1 +Ethernet/2 -Ethernet/Wifi"),
-    ("2C", "ethernet", "+Ethernet/1 +Ethernet/Wifi -Ethernet/2"),
-    ("3A", "modem", "+Modem/Analog -Modem/CellGSM -Modem/CellSprint -Modem/CellVerison"),
-    ("3B", "modem", "+Modem/CellGSM -Modem/Analog -Modem/CellSprint -Modem/CellVerison"),
-    ("3C", "modem", "+Modem/CellSprint -Modem/Analog -Modem/CellGSM -Modem/CellVerison"),
-    ("3D", "modem", "+Modem/CellVerison -Modem/Analog -Modem/CellGSM -Modem/CellSprint"),
-    ("4", "", "+ExternAntenna"),
-    ("5", "", "+CommRepeater"),
-    ("6", "", "+PhoneHomeOnPowerFail"),
-    ("7A", "digital", "+IntDIO/6Ch -IntDIO/6ChwPS"),
-    ("7B", "digital", "+IntDIO/6Ch +IntDIO/6ChwPS"),
-    ("8A", "analog", "+IntAO/0_1ma -IntAO/4_20ma"),
-    ("8B", "analog", "+IntAO/4_20ma -IntAO/0_1ma"),
-    ("9A", "external", "+ExternIO/8ChDIO -ExternIO/4ChAI -ExternIO/8DIOPlus4AI"),
-    ("9B", "external", "+ExternIO/4ChAI -ExternIO/8ChDIO -ExternIO/8DIOPlus4AI"),
-    ("9C", "external", "+ExternIO/8DIOPlus4AI -ExternIO/8ChDIO -ExternIO/4ChAI"),
-    ("WEB", "", "+Web"),
-    ("IEC", "", "+IEC61850"),
-    ("DLMS", "", "+DLMS"),
-    ("IB", "", "+IB"),
-    ("IEEE", "", "+IEEE1588"),
-    ("NTP", "", "+NTP"),
-    ("PPS", "", "+PPS"),
-    ("DLP", "", "+DualLP"),
-    ("ML", "", "+ML"),
-    ("THP", "", "+3P"),
-    ("EAP", "", "+EAP"),
-    ("DC", "", "+DC"),
-    ("PQ1", "quality", "+PQ1 -PQ2 -PQ3"),
-    ("PQ2", "quality", "+PQ2 -PQ1 -PQ3"),
-    ("PQ3", "quality", "+PQ1 +PQ2 +PQ3"),
-    ("PQR", "ready", ""),
-    ("PMU", "", "+PMU"),
-    ("MID", "", "+MID"),
-)
-
+OPTIONS = tuple((name, group, spelled(group, own)) for name, group, own in GRAMMAR["options"])
 # group, its leaves when none of its options is installed, the words of its message
-GROUPS = {
-    "serial": ("-Serial/1 -Serial/2 -Serial/3", "Serial Ports (1A, 1B or 1C)"),
-    "ethernet": ("-Ethernet/1 -Ethernet/2 -Ethernet/Wifi", "Ethernet/Wifi Ports (2A, 2B or 2C)"),
-    "modem": (
-        "-Modem/Analog -Modem/CellGSM -Modem/CellSprint -Modem/CellVerison",
-        "Modem (3A, 3B, 3C or 3D)",
-    ),
-    "digital": ("-IntDIO/6Ch -IntDIO/6ChwPS", "Digital I/O (7A or 7B)"),
-    "analog": ("-IntAO/0_1ma -IntAO/4_20ma", "Analog I/O (8A or 8B)"),
-    "external": (
-        "-ExternIO/8ChDIO -ExternIO/4ChAI -ExternIO/8DIOPlus4AI",
-        "External I/O (9A, 9B or 9C)",
-    ),
-    "quality": ("-PQ1 -PQ2 -PQ3", "Power Quality (PQ1, PQ2 or PQ3)"),
-}
+GROUPS = {group: (spelled(group), words) for group, words in GRAMMAR["messages"].items()}
 
 NAMES = tuple(name for name, _, _ in OPTIONS)
 # MID is taken, but a list that is refused for another reason complains about it as well.
@@ -121,7 +79,7 @@ def add_quality(finding, chosen, logging_typed, ready_typed):
     power quality option, "ready" included, sets the common leaf, each on its own account."""
     if chosen:
         add(finding, "+PQ")
-    if chosen in ("PQ2", "PQ3") and not logging_typed:
+    if "ML" in GRAMMAR["further_leaves"].get(chosen, ()) and not logging_typed:
         add(finding, "+ML")
     if ready_typed:
         add(finding, "+PQ")
@@ -145,14 +103,6 @@ def acceptable(entry):
     return len(set(groups)) == len(groups)
 
 
+PATHS = tuple(f"/VMIC/Options/{leaf}/Value" for leaf in GRAMMAR["leaves"])
 # What clearing the options writes false, in this order, after the emptied list itself.
-CLEARED = tuple(
-    f"/VMIC/Options/{leaf}/Value"
-    for leaf in (
-        "Serial/1 Serial/2 Serial/3 Ethernet/1 Ethernet/2 Ethernet/Wifi Modem/Analog "
-        "Modem/CellGSM Modem/CellSprint Modem/CellVerison ExternAntenna CommRepeater "
-        "PhoneHomeOnPowerFail IntDIO/6Ch IntDIO/6ChwPS IntAO/0_1ma IntAO/4_20ma "
-        "ExternIO/8ChDIO ExternIO/4ChAI ExternIO/8DIOPlus4AI Web IEC61850 DLMS IB IEEE1588 "
-        "NTP PPS DualLP ML 3P EAP DC PQ PQ1 PQ2 PQ3 PMU"
-    ).split()
-)
+CLEARED = PATHS[: GRAMMAR["cleared_leaves"]]

@@ -81,11 +81,14 @@ def prepare(session, events, folder):
     (folder / "waits").write_text(waits)
 
 
-def environment(session, folder, preload):
+PRELOADED = 3  # the descriptor by which the loader finds the library: in a list, a path may have no blank or colon
+
+
+def environment(session, folder):
     # An emulator must not load what is meant for the program it runs.
     preloading = ("QEMU_SET_ENV", "LD_PRELOAD=") if RUN_WITH else ("LD_PRELOAD", "")
     settings = {
-        preloading[0]: preloading[1] + str(preload),
+        preloading[0]: f"{preloading[1]}/proc/self/fd/{PRELOADED}",
         "PATH": os.environ.get("PATH", ""),
         "SCRIPTED_WAIT": str(folder / "waits"),
         "SCRIPTED_WAIT_LOG": str(folder / "waited"),
@@ -99,7 +102,7 @@ def environment(session, folder, preload):
     return settings
 
 
-def spawn_and_wait(program, arguments, settings, folder):
+def spawn_and_wait(program, arguments, settings, folder, preload):
     """The exit status, "signal N" or "hung"."""
     writing = os.O_WRONLY | os.O_CREAT | os.O_TRUNC
     words = command(program, *arguments)
@@ -111,6 +114,7 @@ def spawn_and_wait(program, arguments, settings, folder):
             (os.POSIX_SPAWN_OPEN, 0, str(folder / "keys"), os.O_RDONLY, 0),
             (os.POSIX_SPAWN_OPEN, 1, str(folder / "stdout"), writing, 0o644),
             (os.POSIX_SPAWN_OPEN, 2, str(folder / "stderr"), writing, 0o644),
+            (os.POSIX_SPAWN_OPEN, PRELOADED, str(preload), os.O_RDONLY, 0),
         ],
     )
     watch = os.pidfd_open(child)
@@ -133,7 +137,7 @@ def run_program(session, events, program, scratch, preload):
     try:
         prepare(session, events, folder)
         status = spawn_and_wait(
-            program, session["arguments"], environment(session, folder, preload), folder
+            program, session["arguments"], environment(session, folder), folder, preload
         )
         return collect(status, folder)
     finally:

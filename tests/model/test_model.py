@@ -2,12 +2,15 @@
 
 import itertools
 import random
+import tomllib
 
 import coverage_table
 import meter_model
 import option_words
 import pytest
 import walker
+from harness.menus import INIT, typed
+from harness.meter import FACTORY
 
 pytestmark = pytest.mark.host_only
 
@@ -44,11 +47,25 @@ def test_the_list_with_all_options_is_taken_with_sixty_characters():
     assert (after, text.text, text.changed) == ("", ALL_OPTIONS, True)
 
 
-def test_the_longest_list_has_86_characters():
-    longest = [name for name, group, _ in option_words.OPTIONS if group not in option_words.GROUPS]
-    longest = "-".join(longest + "1A 2A 3A 7A 8A 9A PQ1".split())
+def test_the_grammar_agrees_with_its_counts():
+    grammar = option_words.GRAMMAR
+    assert len({*option_words.PATHS}) == len(option_words.PATHS) == grammar["option_leaves"]
+    assert [leaf for leaf in option_words.PATHS if leaf not in option_words.CLEARED] == [
+        "/VMIC/Options/MID/Value"]
+    assert len(option_words.UNCOMPLAINED) == grammar["known_texts"]
+
+
+def test_the_shipped_meter_has_the_option_leaves_and_25_others():
+    shipped = tomllib.loads(FACTORY.read_text())
+    assert [path for path in option_words.PATHS if not isinstance(shipped.get(path), bool)] == []
+    assert len(shipped) == len(option_words.PATHS) + 25
+
+
+def test_the_longest_list_is_taken():
+    groups = {group or name: name for name, group, _ in option_words.OPTIONS}  # one name of each
+    longest = "-".join(groups.values())
     assert option_words.acceptable(longest)
-    assert len(longest) == 86
+    assert len(longest) == option_words.GRAMMAR["longest_list"]
     assert option(longest)[1].changed
 
 
@@ -98,8 +115,8 @@ def leaves(entry, *names):
 def test_an_empty_list_writes_every_option_false():
     batch = option_words.examine("").batch
     assert not any(value for _, value in batch)
-    assert {path for path, _ in batch} == {*option_words.CLEARED, "/VMIC/Options/MID/Value"}
-    assert len(batch) == 38
+    assert {path for path, _ in batch} == {*option_words.PATHS}
+    assert len(batch) == option_words.GRAMMAR["option_leaves"]
 
 
 def test_power_quality_leaves():
@@ -169,7 +186,7 @@ def test_what_a_menu_takes(answer):
 
 
 @pytest.mark.parametrize(
-    "answer", ("", " ", "1 ", "1a", "7", "6", "-1", "99999999999999999999", "1\x081a")
+    "answer", ("", " ", "1 ", "1a", "8", "7", "-1", "99999999999999999999", "1\x081a")
 )
 def test_what_a_menu_refuses(answer):
     assert "\nError: Invalid selection\n\n" in screen(answer + "\n")
@@ -213,7 +230,7 @@ def test_addresses(answer, taken):
     ),
 )
 def test_serial_numbers(answer, message):
-    shown = screen(f"5\n1\n{answer}\n")
+    shown = screen(f"{INIT}\n1\n{answer}\n")
     prompt = f"Enter Serial Number (YYMMXXXXX): {answer}\n"
     after = shown.split(prompt)[1]
     if message is None:
@@ -224,15 +241,15 @@ def test_serial_numbers(answer, message):
 
 
 def test_a_tilde_leaves_a_placeholder_as_the_serial_number_and_it_is_written():
-    outcome = played("5\n1\n~\n0\n6\ny\n")
+    outcome = played(typed("{INIT}\n1\n~\n0\n{SAVE}\ny\n"))
     assert outcome.store["/VMIC/SerialNumber/Value"] == "YYMMXXXXX"
 
 
 def test_a_tilde_has_no_effect_on_what_was_never_edited():
     store = {"/VMC/PrimCfg/Form/Value": 2}
-    shown = screen("5\n3\n~\n", store=store)
+    shown = screen(f"{INIT}\n3\n~\n", store=store)
     assert shown.count("Meter Form                      :  2 = Form 8") == 2
-    assert "[None]" in screen("5\n3\n1\n3\n~\n", store=store).split("Meter Form")[-1][:60]
+    assert "[None]" in screen(f"{INIT}\n3\n1\n3\n~\n", store=store).split("Meter Form")[-1][:60]
 
 
 @pytest.mark.parametrize(
@@ -250,7 +267,7 @@ def test_a_tilde_has_no_effect_on_what_was_never_edited():
     ),
 )
 def test_how_a_stored_number_is_shown(name, stored, shown):
-    assert f"  :  {shown:38}\n" in screen("5\n", store={f"/VMC/PrimCfg/{name}/Value": stored})
+    assert f"  :  {shown:38}\n" in screen(f"{INIT}\n", store={f"/VMC/PrimCfg/{name}/Value": stored})
 
 
 def test_media_types_of_two_names():

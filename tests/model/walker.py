@@ -46,7 +46,7 @@ TRIGGERS = tuple(
     f"{SERVICE}{name}/Value"
     for name in "SetPrimCfg OptionsUpdate OptionChange/DualLP SetMeasLog/1 SetMeasLog/2".split()
 )
-OPTION_LEAVES = (*option_words.CLEARED, "/VMIC/Options/MID/Value")
+OPTION_LEAVES = option_words.PATHS
 
 
 def often(rng, share):

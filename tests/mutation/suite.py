@@ -10,6 +10,7 @@ import os
 import pathlib
 import re
 import resource
+import shlex
 import shutil
 import subprocess
 import sys
@@ -17,6 +18,7 @@ import sys
 import mutants
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+BUILD = ROOT / "build" / "mutation"
 PROGRAMS = ("unit-tests", "meter-settings")
 WAITS = re.compile(r"‹wait \d+ s›")
 
@@ -61,7 +63,7 @@ class Tree:
     """A copy below build/mutation, kept from run to run so that little is compiled anew."""
 
     def __init__(self, number, model_sessions=0):
-        self.folder = ROOT / "build" / "mutation" / f"tree-{number}"
+        self.folder = BUILD / f"tree-{number}"
         self.build_folder = self.folder / "build" / "mutated"
         self.log = self.folder / "build" / "log"
         self.model_sessions = model_sessions
@@ -90,7 +92,8 @@ class Tree:
         common.write_text(COMMON_HEADERS)
         self.must("g++", *FLAGS.split(), "-x", "c++-header", common, "-o", f"{common}.gch")
         self.must("cmake", "-S", self.folder, "-B", self.build_folder, "-G", "Ninja",
-                  "-DCMAKE_CXX_COMPILER=g++", f"-DCMAKE_CXX_FLAGS={FLAGS} -include {common}",
+                  "-DSIMULATED_METER=ON", "-DCMAKE_BUILD_TYPE=None",
+                  "-DCMAKE_CXX_COMPILER=g++", f"-DCMAKE_CXX_FLAGS={FLAGS} -include {shlex.quote(str(common))}",
                   "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold")
 
     def must(self, *command):

@@ -61,58 +61,6 @@ TEST_CASE("the shipped meter has every leaf of the utility, typed as the utility
         CHECK(has<bool>(leaves, std::string("/VMF/UpdateService/") + name));
 }
 
-TEST_CASE("the shipped meter has the 38 option leaves")
-{
-    const Leaves leaves = factory_leaves();
-    for (const char* option : {"Serial/1",
-                               "Serial/2",
-                               "Serial/3",
-                               "Ethernet/1",
-                               "Ethernet/2",
-                               "Ethernet/Wifi",
-                               "Modem/Analog",
-                               "Modem/CellGSM",
-                               "Modem/CellSprint",
-                               "Modem/CellVerison",
-                               "ExternAntenna",
-                               "CommRepeater",
-                               "PhoneHomeOnPowerFail",
-                               "IntDIO/6Ch",
-                               "IntDIO/6ChwPS",
-                               "IntAO/0_1ma",
-                               "IntAO/4_20ma",
-                               "ExternIO/8ChDIO",
-                               "ExternIO/4ChAI",
-                               "ExternIO/8DIOPlus4AI",
-                               "Web",
-                               "IEC61850",
-                               "DLMS",
-                               "IB",
-                               "IEEE1588",
-                               "NTP",
-                               "PPS",
-                               "DualLP",
-                               "ML",
-                               "3P",
-                               "EAP",
-                               "DC",
-                               "PQ",
-                               "PQ1",
-                               "PQ2",
-                               "PQ3",
-                               "PMU",
-                               "MID"}) {
-        CAPTURE(option);
-        CHECK(has<bool>(leaves, std::string("/VMIC/Options/") + option));
-    }
-    const std::string beginning = "/VMIC/Options/";
-    int options = 0;
-    for (const auto& [path, value] : leaves)
-        options += path.compare(0, beginning.size(), beginning) == 0;
-    CHECK(options == 38);
-    CHECK(leaves.size() == 63);
-}
-
 TEST_CASE("the shipped options list says what the option leaves say")
 {
     const Leaves leaves = factory_leaves();

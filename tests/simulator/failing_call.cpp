@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <string_view>
 
 namespace
@@ -52,14 +53,21 @@ extern "C" ssize_t read(int fd, void* buffer, size_t size)
 
 extern "C" ssize_t write(int fd, const void* buffer, size_t size)
 {
-    if (fails("write"))
-        return failing_error == 0 ? 0 : -1;
-    return syscall(SYS_write, fd, buffer, size);
+    if (!fails("write"))
+        return syscall(SYS_write, fd, buffer, size);
+    if (failing_error == EPIPE || failing_error == EFBIG)
+        raise(failing_error == EPIPE ? SIGPIPE : SIGXFSZ); // as the system does
+    return failing_error == 0 ? 0 : -1;
 }
 
 extern "C" int fsync(int fd)
 {
     return fails("fsync") ? -1 : static_cast<int>(syscall(SYS_fsync, fd));
+}
+
+extern "C" int fchown(int fd, uid_t owner, gid_t group) noexcept
+{
+    return fails("fchown") ? -1 : static_cast<int>(syscall(SYS_fchown, fd, owner, group));
 }
 
 extern "C" int flock(int fd, int operation) noexcept

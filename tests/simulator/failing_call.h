@@ -1,7 +1,7 @@
 // Lets one call of a system function fail, as a test decides.
 #pragma once
 
-// While it lives, the call number `which` of `function` (read, write, fsync, flock, poll or
+// While it lives, the call number `which` of `function` (read, write, fsync, fchown, flock, poll or
 // unlinkat) fails with `error`; all others take their course. One at a time.
 struct FailingCall {
     FailingCall(const char* function, int error, int which = 1);

@@ -1,5 +1,6 @@
 #include "simulator/files.h"
 #include "simulator/meter.h"
+#include "tests/simulator/changed_status.h"
 #include "tests/simulator/failing_call.h"
 #include "tests/simulator/test_meter.h"
 
@@ -18,6 +19,13 @@ namespace
 
 const std::string old_text = "\"/a\" = 1\n";
 const std::string new_text = "\"/a\" = 2\n";
+
+// Every file then has an owner of its own, so that a new one never has the old one's.
+void to_another_owner(struct stat64& status)
+{
+    static uid_t last_owner = 100'000;
+    status.st_uid = ++last_owner;
+}
 
 } // namespace
 
@@ -84,6 +92,31 @@ TEST_CASE("a file system that cannot flush folders does not fail the write")
     const FailingCall broken("fsync", EINVAL, 2);
     CHECK(set(store, "/a", integer(2)) == "0: 1");
     CHECK(broken.has_failed());
+}
+
+TEST_CASE("an owner that the system does not let the writer keep does not fail the write")
+{
+    for (const int reason : {EPERM, EINVAL, ENOSYS, EOPNOTSUPP}) {
+        CAPTURE(reason);
+        const TestMeter meter(old_text);
+        TestStore store;
+        const ChangedStatus changed(to_another_owner);
+        const FailingCall broken("fchown", reason);
+        CHECK(set(store, "/a", integer(2)) == "0: 1");
+        CHECK(broken.has_failed());
+        CHECK(meter.read("store.toml") == new_text);
+    }
+}
+
+TEST_CASE("an owner that cannot be kept for another reason fails the write")
+{
+    const TestMeter meter(old_text);
+    TestStore store;
+    const ChangedStatus changed(to_another_owner);
+    const FailingCall broken("fchown", EIO);
+    CHECK(set(store, "/a", integer(2)) == "-1: 0");
+    CHECK(meter.read("store.toml") == old_text);
+    CHECK_FALSE(meter.has("store.toml.new"));
 }
 
 TEST_CASE("a read that fails fails the call, and the next one reads again")

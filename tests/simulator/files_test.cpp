@@ -29,6 +29,11 @@ mode_t mode_of(const std::string& file)
     return status.st_mode & 07777;
 }
 
+std::int64_t in_nanoseconds(const timespec& time)
+{
+    return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
 } // namespace
 
 TEST_CASE("an opened file never takes the place of a standard one")
@@ -128,6 +133,52 @@ TEST_CASE("a link in place of the new file is not written through")
     CHECK(meter.read("victim") == "untouched");
     CHECK(meter.read("store.toml") == "text");
     CHECK_FALSE(std::filesystem::is_symlink(meter.path("store.toml")));
+}
+
+TEST_CASE("the folder and the name of a file are parts of its path")
+{
+    CHECK(parent_of("store.toml") == ".");
+    CHECK(parent_of("/store.toml") == "/");
+    CHECK(parent_of("a/b/store.toml") == "a/b");
+    CHECK(name_of("store.toml") == "store.toml");
+    CHECK(name_of("/a/store.toml") == "store.toml");
+    CHECK(name_of("a/") == "");
+}
+
+TEST_CASE("links are followed from folder to folder, to a file that need not exist")
+{
+    const TestMeter meter("");
+    const OpenFile folder = lock_folder(meter.folder);
+    std::filesystem::create_directory(meter.path("inner"));
+    std::filesystem::create_symlink("inner/second", meter.path("first"));
+    std::filesystem::create_symlink("../third", meter.path("inner/second"));
+    std::filesystem::create_symlink(meter.path("none"), meter.path("third"));
+    std::vector<std::string> names = {"from before"};
+    CHECK(follow_links(folder.fd, "first", names));
+    CHECK(names == std::vector<std::string>{"first", "./inner/second", "./inner/../third",
+                                            meter.path("none")});
+    CHECK(follow_links(folder.fd, "store.toml", names));
+    CHECK(names == std::vector<std::string>{"store.toml"});
+}
+
+TEST_CASE("as many links are followed as the system follows, and no more")
+{
+    const TestMeter meter("");
+    const OpenFile folder = lock_folder(meter.folder);
+    std::filesystem::create_symlink("store.toml", meter.path("link-1"));
+    for (int i = 2; i <= 41; ++i)
+        std::filesystem::create_symlink("link-" + std::to_string(i - 1),
+                                        meter.path("link-" + std::to_string(i)));
+    std::vector<std::string> names;
+    FileStamp stamp;
+    CHECK(read_stamp(folder.fd, "link-40", stamp));
+    CHECK(follow_links(folder.fd, "link-40", names));
+    CHECK(names.size() == 41);
+    CHECK_FALSE(read_stamp(folder.fd, "link-41", stamp));
+    CHECK_FALSE(follow_links(folder.fd, "link-41", names));
+    CHECK(errno == ELOOP);
+    CHECK_FALSE(follow_links(folder.fd, "store.toml/below a file", names));
+    CHECK(errno == ENOTDIR);
 }
 
 TEST_CASE("a disk that fills up in the middle of a write leaves the old file")
@@ -237,6 +288,25 @@ TEST_CASE("a stamp is another one by any of its parts")
     CHECK_FALSE(stamp == FileStamp{1, 2, 9, 4, 5});
     CHECK_FALSE(stamp == FileStamp{1, 2, 3, 9, 5});
     CHECK_FALSE(stamp == FileStamp{1, 2, 3, 4, 9});
+}
+
+TEST_CASE("a stamp holds what the system says of the file")
+{
+    const TestMeter meter("text");
+    struct stat status;
+    REQUIRE(stat(meter.path("store.toml").c_str(), &status) == 0);
+    FileStamp stamp;
+    REQUIRE(read_stamp(AT_FDCWD, meter.path("store.toml").c_str(), stamp));
+    CHECK(stamp.device == status.st_dev);
+    CHECK(stamp.inode == status.st_ino);
+    CHECK(stamp.size == 4);
+    CHECK(stamp.modified == in_nanoseconds(status.st_mtim));
+    CHECK(stamp.changed == in_nanoseconds(status.st_ctim));
+
+    const timespec times[] = {{5, 7}, {5, 7}};
+    REQUIRE(utimensat(AT_FDCWD, meter.path("store.toml").c_str(), times, 0) == 0);
+    REQUIRE(read_stamp(AT_FDCWD, meter.path("store.toml").c_str(), stamp));
+    CHECK(stamp.modified == 5'000'000'007);
 }
 
 TEST_CASE("all that is left of a pipe is read, whatever pieces it comes in")

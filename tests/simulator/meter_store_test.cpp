@@ -1,8 +1,17 @@
 #include "simulator/meter_store.h"
+#include "tests/simulator/changed_status.h"
+#include "tests/simulator/failing_call.h"
 #include "tests/simulator/test_meter.h"
 
 #include <doctest/doctest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <ctime>
+#include <filesystem>
 #include <new>
 
 using namespace simulator;
@@ -15,6 +24,40 @@ MeterStore store_in(const TestMeter& meter)
     MeterStore store;
     store.folder = meter.folder;
     return store;
+}
+
+std::string refreshed(MeterStore& store)
+{
+    std::string error;
+    REQUIRE(refresh_leaves(store, error));
+    return std::to_string(std::get<std::int32_t>(store.leaves.at("/a")));
+}
+
+// Times as FAT keeps them.
+void to_two_seconds(struct stat64& status)
+{
+    status.st_mtim = {status.st_mtim.tv_sec / 2 * 2, 0};
+    status.st_ctim = {status.st_ctim.tv_sec / 2 * 2, 0};
+}
+
+// Times as some other file systems keep them.
+void to_seconds(struct stat64& status)
+{
+    status.st_mtim.tv_nsec = 0;
+    status.st_ctim.tv_nsec = 0;
+}
+
+// A clock that has stopped long ago.
+void to_one_moment(struct stat64& status)
+{
+    status.st_mtim = {1, 1};
+    status.st_ctim = {1, 1};
+}
+
+void set_modified(const TestMeter& meter, const timespec& time)
+{
+    const timespec times[] = {time, time};
+    REQUIRE(utimensat(AT_FDCWD, meter.path("store.toml").c_str(), times, 0) == 0);
 }
 
 } // namespace
@@ -140,6 +183,145 @@ TEST_CASE("a young file is not known by its stamp")
         known = store.stamp.has_value();
     }
     CHECK_FALSE(known);
+}
+
+TEST_CASE("a file whose times are whole seconds is read by every call")
+{
+    for (const auto change : {to_seconds, to_two_seconds}) {
+        const TestMeter meter("\"/a\" = 1\n");
+        MeterStore store = store_in(meter);
+        const ChangedStatus coarse(change);
+        for (int i = 0; i < 3; ++i) {
+            let_file_settle();
+            meter.write("store.toml", "\"/a\" = 1\n");
+            let_file_settle();
+            CHECK(refreshed(store) == "1");
+            meter.write("store.toml", "\"/a\" = 2\n");
+            CHECK(refreshed(store) == "2");
+        }
+        CHECK_FALSE(store.stamp);
+    }
+}
+
+TEST_CASE("either time of a file in whole seconds is too coarse to trust")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    MeterStore store = store_in(meter);
+    set_modified(meter, {1000, 0});
+    let_file_settle();
+    CHECK(refreshed(store) == "1");
+    CHECK_FALSE(store.stamp);
+    const unsigned parses = store.parses;
+    CHECK(refreshed(store) == "1");
+    CHECK(store.parses == parses); // read again, not parsed again
+}
+
+TEST_CASE("a modification time in the future is as good as one in the past")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    MeterStore store = store_in(meter);
+    set_modified(meter, {std::time(nullptr) + 3600, 1});
+    let_file_settle();
+    CHECK(refreshed(store) == "1");
+    CHECK(store.stamp);
+}
+
+TEST_CASE("a write reads the file whatever its stamp says")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    MeterStore store = store_in(meter);
+    const ChangedStatus stopped(to_one_moment);
+    REQUIRE(refreshed(store) == "1");
+    REQUIRE(store.stamp);
+    meter.write("store.toml", "\"/a\" = 2\n");
+    std::string error;
+    const auto edit = [](Leaves& leaves, std::string&) {
+        leaves["/b"] = true;
+        return true;
+    };
+    CHECK(edit_leaves(store, edit, error));
+    CHECK(meter.read("store.toml") == "\"/a\" = 2\n\"/b\" = true\n");
+}
+
+TEST_CASE("a store that is a link is read and replaced where the link leads")
+{
+    for (const std::string target : {"real.toml", "elsewhere/real.toml"}) {
+        CAPTURE(target);
+        const TestMeter meter("");
+        std::filesystem::create_directory(meter.path("elsewhere"));
+        std::filesystem::remove(meter.path("store.toml"));
+        std::filesystem::create_symlink(target, meter.path("store.toml"));
+        meter.write("factory.toml", "\"/b\" = 2\n");
+        meter.write(target, "\"/a\" = 1\n");
+        TestStore store;
+        CHECK(get(store, {"/a"}) == "0: 1 1");
+        CHECK(set(store, "/a", integer(3)) == "0: 1");
+        CHECK(meter.read(target) == "\"/a\" = 3\n");
+        std::string error;
+        CHECK(restore_factory(meter.folder, error));
+        CHECK(meter.read(target) == "\"/b\" = 2\n");
+        CHECK(get(store, {"/b"}) == "0: 1 2");
+        CHECK(std::filesystem::read_symlink(meter.path("store.toml")) == target);
+        CHECK_FALSE(meter.has(target + ".new"));
+    }
+}
+
+TEST_CASE("a link that leads to no file is kept, and the file is made")
+{
+    const TestMeter meter("");
+    std::filesystem::remove(meter.path("store.toml"));
+    std::filesystem::create_symlink(meter.path("real.toml"), meter.path("store.toml"));
+    std::string error;
+    CHECK(replace_store(meter.folder, "\"/a\" = 1\n", error));
+    CHECK(std::filesystem::is_symlink(meter.path("store.toml")));
+    CHECK(meter.read("real.toml") == "\"/a\" = 1\n");
+}
+
+TEST_CASE("a link that cannot be followed fails the write with the reason")
+{
+    const TestMeter meter("");
+    std::filesystem::remove(meter.path("store.toml"));
+    std::filesystem::create_symlink("store.toml", meter.path("store.toml"));
+    std::string error;
+    CHECK_FALSE(replace_store(meter.folder, "", error));
+    CHECK(error == meter.folder + ": cannot be locked: Too many levels of symbolic links");
+    std::filesystem::remove(meter.path("store.toml"));
+    std::filesystem::create_symlink("none/real.toml", meter.path("store.toml"));
+    CHECK_FALSE(replace_store(meter.folder, "", error));
+    CHECK(error == meter.folder + ": cannot be locked: No such file or directory");
+    CHECK(std::filesystem::is_symlink(meter.path("store.toml")));
+}
+
+TEST_CASE("a folder to which a link leads and that cannot be locked fails the write")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    std::filesystem::create_directory(meter.path("other"));
+    std::filesystem::create_symlink("../store.toml", meter.path("other/store.toml"));
+    const FailingCall failing("flock", ENOLCK, 2);
+    std::string error;
+    CHECK_FALSE(replace_store(meter.path("other"), "", error));
+    CHECK(error == meter.path("other") + ": cannot be locked: No locks available");
+    CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
+}
+
+TEST_CASE("a writer through a link waits for the lock of the folder that it leads to")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    std::filesystem::create_directory(meter.path("other"));
+    std::filesystem::create_symlink("../store.toml", meter.path("other/store.toml"));
+    int writer = 0;
+    {
+        const OpenFile held = lock_folder(meter.folder);
+        writer = start_process([&] {
+            close(held.fd); // the lock stays the test's alone
+            std::string error;
+            return replace_store(meter.path("other"), "\"/a\" = 2\n", error) ? 0 : 1;
+        });
+        let_file_settle(); // time enough for a writer that would not wait
+        CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
+    }
+    CHECK(wait_for_process(writer) == 0);
+    CHECK(meter.read("store.toml") == "\"/a\" = 2\n");
 }
 
 TEST_CASE("a store is replaced by other bytes as they are")

@@ -76,3 +76,24 @@ TEST_CASE("a read gives the library's result, statuses and elements")
     CHECK(cds_get({"/a"}, statuses, elements) == -5);
     CHECK(store.calls == Calls{"get_leaves /a /b", "get_leaves /a"});
 }
+
+TEST_CASE("a read whose arrays have another length than the paths has failed")
+{
+    FakeStore& store = fresh_store();
+    std::vector<api_status_t> statuses;
+    std::vector<toolkit::CElement> elements;
+    for (const std::size_t status_count : {0U, 1U, 2U, 3U}) {
+        for (const std::size_t element_count : {0U, 1U, 2U, 3U}) {
+            CAPTURE(status_count);
+            CAPTURE(element_count);
+            store.resize_read = [&](auto& read_statuses, auto& read_elements) {
+                read_statuses.resize(status_count);
+                read_elements.resize(element_count);
+            };
+            const bool complete = status_count == 2 && element_count == 2;
+            CHECK(cds_get({"/a", "/b"}, statuses, elements) == (complete ? 0 : -1));
+            store.results["get_leaves"] = {7};
+            CHECK(cds_get({"/a", "/b"}, statuses, elements) == 7);
+        }
+    }
+}

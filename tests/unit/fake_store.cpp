@@ -123,6 +123,8 @@ int CCds::get_leaves(const std::vector<std::string>& paths, std::vector<api_stat
         if (fake_store.change_read)
             fake_store.change_read(paths[i], statuses[i], elements[i]);
     }
+    if (fake_store.resize_read)
+        fake_store.resize_read(statuses, elements);
     return result;
 }
 

@@ -35,6 +35,11 @@ struct FakeStore {
     std::function<void(const std::string& path, api_status_t& status, toolkit::CElement& element)>
         change_read;
 
+    // When set, may change the length of the arrays that a read fills.
+    std::function<void(std::vector<api_status_t>& statuses,
+                       std::vector<toolkit::CElement>& elements)>
+        resize_read;
+
     // When set, runs as the store is opened.
     std::function<void()> before_connect;
 

@@ -132,11 +132,11 @@ TEST_CASE("neither a factory reset nor clearing the options touches the batch of
     FakeStore& store = fresh_store();
     begin_option_batch();
     add_option_leaf("/untouched", true);
-    options_pending = true;
+    set_options_pending(true);
     SettingsSession session;
     menu_on(session, "7\ny\n8\ny\n0\n");
-    CHECK(options_pending);
-    options_pending = false;
+    CHECK(are_options_pending());
+    set_options_pending(false);
     write_option_batch();
     CHECK(store.calls.back() == "set_leaves /untouched=true/1 \"\"");
 }

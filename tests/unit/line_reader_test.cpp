@@ -228,7 +228,7 @@ TEST_CASE("a wait that a signal breaks is not retried")
         setitimer(ITIMER_REAL, &never, nullptr);
     });
     sigaction(SIGALRM, &previous, nullptr);
-    CHECK(result == answer_refused);
+    CHECK(result == answer_rejected);
     CHECK(echo == "\n");
 }
 
@@ -240,7 +240,7 @@ TEST_CASE("a closed input makes the wait fail")
         close(STDIN_FILENO);
         result = read_line_timed(text, 30);
     });
-    CHECK(result == answer_refused);
+    CHECK(result == answer_rejected);
     CHECK(text == "");
     CHECK(echo == "\n");
 }
@@ -280,7 +280,7 @@ TEST_CASE("an answer is yes when it begins with y, and no otherwise")
 TEST_CASE("an empty answer to a question leaves the flag alone")
 {
     EditableFlag flag = {true, false};
-    CHECK(answer_to("\n", flag) == answer_refused);
+    CHECK(answer_to("\n", flag) == answer_rejected);
     CHECK(flag.value);
     CHECK_FALSE(flag.changed);
 }
@@ -293,7 +293,7 @@ TEST_CASE("a failed wait at a question leaves the flag alone")
         close(STDIN_FILENO);
         result = prompt_yes_no("Sure? (y/n)", flag);
     });
-    CHECK(result == answer_refused);
+    CHECK(result == answer_rejected);
     CHECK(flag.value);
     CHECK_FALSE(flag.changed);
 }
@@ -387,12 +387,12 @@ TEST_CASE("a question that times out leaves the flag alone and confirms nothing"
 TEST_CASE("what brought no answer is told, an answer is not")
 {
     const auto told = [](int result, const char* refusal) {
-        return console_of("", [&] { tell_no_answer(result, refusal); });
+        return console_of("", [&] { report_no_answer(result, refusal); });
     };
     CHECK(told(answer_timed_out, "Error: no") == "Timed out.\n");
     CHECK(told(answer_timed_out, nullptr) == "Timed out.\n");
-    CHECK(told(answer_refused, "Error: no") == "Error: no\n");
-    CHECK(told(answer_refused, nullptr) == "");
+    CHECK(told(answer_rejected, "Error: no") == "Error: no\n");
+    CHECK(told(answer_rejected, nullptr) == "");
     CHECK(told(answer_taken, "Error: no") == "");
 }
 

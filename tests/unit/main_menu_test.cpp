@@ -23,62 +23,84 @@ SettingsSession session_with_ports(std::size_t count, bool init_menu_requested =
 std::string led_to(SettingsSession session, int choice)
 {
     fresh_store();
-    const std::string screen = console_of("\n0\n", [&] { act_on_main_choice(session, choice); });
-    for (const char* mark : {"Ethernet Port 1 -", "Ethernet Port 2 -", "Ethernet Port 3 -",
-                             "Enter Primary DNS", "Enter Secondary DNS", "Reset all passwords",
-                             "Clear Velmora II", "Save & apply all settings? (y/n)"}) {
-        if (screen.find(mark) != std::string::npos)
-            return mark;
+    const std::string keys = std::to_string(choice) + "\n\n0\ny\n0\ny\n";
+    const std::string screen = console_of(keys, [&] { run_main_menu(session); });
+    for (const char* shown_first :
+         {"Ethernet Port 1 -", "Ethernet Port 2 -", "Ethernet Port 3 -", "Enter Primary DNS",
+          "Enter Secondary DNS", "Reset all passwords ? (y/n)", "Clear Velmora II",
+          "Save & apply all settings? (y/n)", "Error: Invalid selection"}) {
+        if (screen.find(shown_first) != std::string::npos)
+            return shown_first;
     }
     return screen;
 }
 
+SettingsSession changed(SettingsSession session)
+{
+    session.primary_dns.changed = true;
+    return session;
+}
+
+// Answers a choice of the main menu with `keys`. Returns what it showed before the next screen.
+std::string answered(SettingsSession& session, int choice, const std::string& keys,
+                     const std::string& waits = "")
+{
+    const std::string chosen = std::to_string(choice) + "\n";
+    const std::string screen = console_of(
+        chosen + keys + "0\ny\n", [&] { run_main_menu(session); },
+        waits.empty() ? "" : ("kk" + waits).c_str());
+    const std::size_t start = screen.find("==>  " + chosen) + 5 + chosen.size();
+    return screen.substr(start, screen.find("\n\n--", start) - start);
+}
+
 } // namespace
+
+TEST_CASE("the main menu has its title, and its lines in groups")
+{
+    fresh_store();
+    SettingsSession session = changed(session_with_ports(1, true));
+    const std::string screen = console_of("0\ny\n", [&] { run_main_menu(session); });
+    CHECK(shows(screen, "-\n---------------------------- Velmora II Settings ----------------------"
+                        "-------\n-"));
+    CHECK(shows(screen, " 4.  Reset all passwords to Factory Defaults "));
+}
 
 TEST_CASE("with one port the choices are port, name servers, passwords, initialisation, save")
 {
-    const SettingsSession session = session_with_ports(1, true);
+    const SettingsSession session = changed(session_with_ports(1, true));
     CHECK(led_to(session, 1) == "Ethernet Port 1 -");
     CHECK(led_to(session, 2) == "Enter Primary DNS");
     CHECK(led_to(session, 3) == "Enter Secondary DNS");
-    CHECK(led_to(session, 4) == "Reset all passwords");
+    CHECK(led_to(session, 4) == "Reset all passwords ? (y/n)");
     CHECK(led_to(session, 5) == "Clear Velmora II");
     CHECK(led_to(session, 6) == "Save & apply all settings? (y/n)");
-    CHECK(led_to(session, 7) == "Save & apply all settings? (y/n)");
+    CHECK(led_to(session, 7) == "Error: Invalid selection");
 }
 
 TEST_CASE("choice 5 saves when the initialisation menu was not requested")
 {
-    CHECK(led_to(session_with_ports(1), 5) == "Save & apply all settings? (y/n)");
+    CHECK(led_to(changed(session_with_ports(1)), 5) == "Save & apply all settings? (y/n)");
 }
 
 TEST_CASE("with several ports the initialisation menu is still choice 5 alone")
 {
     const SettingsSession two = session_with_ports(2, true);
     CHECK(led_to(two, 2) == "Ethernet Port 2 -");
-    CHECK(led_to(two, 5) == "Reset all passwords");
-    CHECK(led_to(two, 6) == "Save & apply all settings? (y/n)");
-    CHECK(led_to(two, 7) == "Save & apply all settings? (y/n)");
+    CHECK(led_to(two, 5) == "Reset all passwords ? (y/n)");
+    CHECK(led_to(two, 6) == "Save & apply all settings? (y/n)"); // its own line saves
+    CHECK(led_to(changed(two), 7) == "Save & apply all settings? (y/n)");
 
     const SettingsSession three = session_with_ports(3, true);
     CHECK(led_to(three, 2) == "Ethernet Port 2 -");
     CHECK(led_to(three, 3) == "Ethernet Port 3 -");
     CHECK(led_to(three, 5) == "Enter Secondary DNS");
     CHECK(led_to(three, 7) == "Save & apply all settings? (y/n)");
-    CHECK(led_to(three, 1000) == "Save & apply all settings? (y/n)");
 }
 
-TEST_CASE("without a port the choices behind the password reset still follow the number 5")
+TEST_CASE("without a port the choices after the password reset still follow the number 5")
 {
     CHECK(led_to(session_with_ports(0, true), 4) == "Save & apply all settings? (y/n)");
-    CHECK(led_to(session_with_ports(0, true), 5) == "Clear Velmora II");
-}
-
-TEST_CASE("no choice does nothing")
-{
-    CHECK(led_to(session_with_ports(1), -1) == "");
-    CHECK(led_to(session_with_ports(1), 0) == "");
-    CHECK(fake_store.calls.empty());
+    CHECK(led_to(changed(session_with_ports(0, true)), 5) == "Clear Velmora II");
 }
 
 TEST_CASE("every pass reads the two name servers once and shows all ports")
@@ -91,6 +113,7 @@ TEST_CASE("every pass reads the two name servers once and shows all ports")
     const std::string read = "get_leaves /Software/System Settings/Network/Name Server/1/Value"
                              " /Software/System Settings/Network/Name Server/2/Value";
     CHECK(store.calls == std::vector<std::string>{read, read});
+    CHECK(shows(screen, " Velmora II Settings "));
     CHECK(shows(screen, " 1.  Ethernet Port 1 Settings"));
     CHECK(shows(screen, " 2.  Ethernet Port 2 Settings"));
     CHECK(shows(screen, " 3.  DNS Server (Primary)            :  192.0.2.1 "));
@@ -138,32 +161,32 @@ TEST_CASE("a port is listed by its place, whatever its number")
                 " 1.  Ethernet Port 1 Settings "));
 }
 
-TEST_CASE("what is told of a password reset is on the screen before its script runs")
+TEST_CASE("the message of a password reset is on the screen before its script runs")
 {
     FakeStore& store = fresh_store();
     std::string before;
     store.before_command = [&] { before = console_so_far(); };
     SettingsSession session = session_with_ports(1);
-    const std::string screen = console_of("y\n", [&] { act_on_main_choice(session, 4); });
-    CHECK(store.calls == std::vector<std::string>{"system sernetpwreset.sh > /dev/null 2>&1"});
-    CHECK(before == "Reset all passwords ? (y/n): y\nRestoring defaults: please wait...\n");
-    CHECK(screen == before + "Passwords reset to defaults.\n");
+    const std::string asked =
+        "Reset all passwords ? (y/n): y\nRestoring defaults: please wait...\n";
+    CHECK(answered(session, 4, "y\n") == asked + "Passwords reset to defaults.\n");
+    CHECK(store.calls[1] == "system sernetpwreset.sh > /dev/null 2>&1");
+    CHECK(before.substr(before.size() - asked.size()) == asked);
     CHECK_FALSE(any_changed(session));
 }
 
-TEST_CASE("a name server that is not entered is told and left alone")
+TEST_CASE("a name server that is not entered is reported and left alone")
 {
     for (const int choice : {2, 3}) {
         fresh_store();
         SettingsSession session = session_with_ports(1);
-        const auto told = [&](const std::string& keys, const char* waits) {
-            const std::string screen = console_of(
-                keys, [&] { act_on_main_choice(session, choice); }, waits);
+        const auto reported = [&](const std::string& keys, const char* waits) {
+            const std::string screen = answered(session, choice, keys, waits);
             return screen.substr(screen.find(": ") + 2);
         };
-        CHECK(told("", "t") == "\nTimed out.\n");
-        CHECK(told("", "f") == "\nError: invalid address\n");
-        CHECK(told("1.2\n", "") == "1.2\nError: invalid address\n");
+        CHECK(reported("", "t") == "\nTimed out.\n");
+        CHECK(reported("", "f") == "\nError: invalid address\n");
+        CHECK(reported("1.2\n", "") == "1.2\nError: invalid address\n");
         CHECK_FALSE(any_changed(session));
     }
 }
@@ -172,29 +195,24 @@ TEST_CASE("each name server is entered into its own text")
 {
     fresh_store();
     SettingsSession session = session_with_ports(1);
-    console_of("192.0.2.1\n", [&] { act_on_main_choice(session, 2); });
+    answered(session, 2, "192.0.2.1\n");
     CHECK(session.primary_dns.text == "192.0.2.1");
     CHECK(session.secondary_dns.text == "");
-    console_of("192.0.2.2\n", [&] { act_on_main_choice(session, 3); });
+    answered(session, 3, "192.0.2.2\n");
     CHECK(session.primary_dns.text == "192.0.2.1");
     CHECK(session.secondary_dns.text == "192.0.2.2");
 }
 
 TEST_CASE("a password reset that is not confirmed runs nothing and says nothing")
 {
-    for (const char* keys : {"n\n", "\n"}) {
-        fresh_store();
-        SettingsSession session = session_with_ports(1);
-        CHECK(console_of(keys, [&] { act_on_main_choice(session, 4); }) ==
-              "Reset all passwords ? (y/n): " + std::string(keys));
-        CHECK(fake_store.calls.empty());
-    }
-    fresh_store();
+    const std::string question = "Reset all passwords ? (y/n): ";
+    const FakeStore& store = fresh_store();
     SettingsSession session = session_with_ports(1);
-    CHECK(console_of(
-              "y", [&] { act_on_main_choice(session, 4); }, "kt") ==
-          "Reset all passwords ? (y/n): y\n");
-    CHECK(fake_store.calls.empty());
+    CHECK(answered(session, 4, "n\n") == question + "n\n");
+    CHECK(answered(session, 4, "\n") == question + "\n");
+    CHECK(answered(session, 4, "y", "kt") == question + "y\n");
+    for (const std::string& call : store.calls)
+        CHECK(call.substr(0, 10) == "get_leaves");
 }
 
 TEST_CASE("a time-out at the question before leaving means staying")

@@ -1,5 +1,6 @@
 #include "meterinit/option_leaves.h"
 
+#include "tests/option_grammar.h"
 #include "tests/unit/fake_store.h"
 
 #include <doctest/doctest.h>
@@ -48,44 +49,8 @@ TEST_CASE("clearing empties the list and sets every option leaf but MID false, i
     CHECK(clear_option_leaves() == 0);
 
     std::string expected = "set_leaves /VMIC/OptionsList/Value=\"\"/1";
-    for (const char* name : {"Serial/1",
-                             "Serial/2",
-                             "Serial/3",
-                             "Ethernet/1",
-                             "Ethernet/2",
-                             "Ethernet/Wifi",
-                             "Modem/Analog",
-                             "Modem/CellGSM",
-                             "Modem/CellSprint",
-                             "Modem/CellVerison",
-                             "ExternAntenna",
-                             "CommRepeater",
-                             "PhoneHomeOnPowerFail",
-                             "IntDIO/6Ch",
-                             "IntDIO/6ChwPS",
-                             "IntAO/0_1ma",
-                             "IntAO/4_20ma",
-                             "ExternIO/8ChDIO",
-                             "ExternIO/4ChAI",
-                             "ExternIO/8DIOPlus4AI",
-                             "Web",
-                             "IEC61850",
-                             "DLMS",
-                             "IB",
-                             "IEEE1588",
-                             "NTP",
-                             "PPS",
-                             "DualLP",
-                             "ML",
-                             "3P",
-                             "EAP",
-                             "DC",
-                             "PQ",
-                             "PQ1",
-                             "PQ2",
-                             "PQ3",
-                             "PMU"})
-        expected += std::string(" /VMIC/Options/") + name + "/Value=false/1";
+    for (std::size_t i = 0; i < option_grammar().cleared_leaves; ++i)
+        expected += " " + option_path(option_grammar().leaves[i]) + "=false/1";
     CHECK(store.calls.back() == expected + " \"\"");
 
     write_option_batch();
@@ -103,10 +68,10 @@ TEST_CASE("clearing again writes the same leaves once")
 
 TEST_CASE("options that are pending stay so when the batch begins anew")
 {
-    options_pending = true;
+    set_options_pending(true);
     begin_option_batch();
-    CHECK(options_pending);
-    options_pending = false;
+    CHECK(are_options_pending());
+    set_options_pending(false);
 }
 
 TEST_CASE("clearing reports the library's result")

@@ -1,6 +1,7 @@
 #include "meterinit/options_list.h"
 
 #include "meterinit/option_leaves.h"
+#include "tests/option_grammar.h"
 #include "tests/unit/fake_console.h"
 #include "tests/unit/fake_store.h"
 
@@ -16,8 +17,6 @@
 
 namespace
 {
-
-using Words = std::vector<std::string>;
 
 struct Entered {
     EditableText list = {"before", false};
@@ -47,85 +46,23 @@ Entered entered(const std::string& list)
     return entered(list + "\n", list + "\n");
 }
 
-// The grammar stated a second time: by option, what it sets, a leaf with + on and with - off.
-// The groups stand in the order of the batch; the first row of a group is for none of it.
-struct GroupRule {
-    std::string message;
-    std::vector<std::pair<std::string, std::string>> members;
-};
-
-const std::vector<GroupRule> rules = {
-    {"Serial Ports (1A, 1B or 1C)",
-     {{"", "-Serial/1 -Serial/2 -Serial/3"},
-      {"1A", "+Serial/3 -Serial/1 -Serial/2"},
-      {"1B", "+Serial/1 +Serial/2 -Serial/3"},
-      {"1C", "+Serial/1 +Serial/2 +Serial/3"}}},
-    {"Ethernet/Wifi Ports (2A, 2B or 2C)",
-     {{"", "-Ethernet/1 -Ethernet/2 -Ethernet/Wifi"},
-      {"2A", "+Ethernet/1 -Ethernet/2 -Ethernet/Wifi"},
-      {"2B", "+Ethernet/1 +Ethernet/2 -Ethernet/Wifi"},
-      {"2C", "+Ethernet/1 +Ethernet/Wifi -Ethernet/2"}}},
-    {"Modem (3A, 3B, 3C or 3D)",
-     {{"", "-Modem/Analog -Modem/CellGSM -Modem/CellSprint -Modem/CellVerison"},
-      {"3A", "+Modem/Analog -Modem/CellGSM -Modem/CellSprint -Modem/CellVerison"},
-      {"3B", "+Modem/CellGSM -Modem/Analog -Modem/CellSprint -Modem/CellVerison"},
-      {"3C", "+Modem/CellSprint -Modem/Analog -Modem/CellGSM -Modem/CellVerison"},
-      {"3D", "+Modem/CellVerison -Modem/Analog -Modem/CellGSM -Modem/CellSprint"}}},
-    {"", {{"", "-ExternAntenna"}, {"4", "+ExternAntenna"}}},
-    {"", {{"", "-CommRepeater"}, {"5", "+CommRepeater"}}},
-    {"", {{"", "-PhoneHomeOnPowerFail"}, {"6", "+PhoneHomeOnPowerFail"}}},
-    {"Digital I/O (7A or 7B)",
-     {{"", "-IntDIO/6Ch -IntDIO/6ChwPS"},
-      {"7A", "+IntDIO/6Ch -IntDIO/6ChwPS"},
-      {"7B", "+IntDIO/6Ch +IntDIO/6ChwPS"}}},
-    {"Analog I/O (8A or 8B)",
-     {{"", "-IntAO/0_1ma -IntAO/4_20ma"},
-      {"8A", "+IntAO/0_1ma -IntAO/4_20ma"},
-      {"8B", "+IntAO/4_20ma -IntAO/0_1ma"}}},
-    {"External I/O (9A, 9B or 9C)",
-     {{"", "-ExternIO/8ChDIO -ExternIO/4ChAI -ExternIO/8DIOPlus4AI"},
-      {"9A", "+ExternIO/8ChDIO -ExternIO/4ChAI -ExternIO/8DIOPlus4AI"},
-      {"9B", "+ExternIO/4ChAI -ExternIO/8ChDIO -ExternIO/8DIOPlus4AI"},
-      {"9C", "+ExternIO/8DIOPlus4AI -ExternIO/8ChDIO -ExternIO/4ChAI"}}},
-    {"", {{"", "-Web"}, {"WEB", "+Web"}}},
-    {"", {{"", "-IEC61850"}, {"IEC", "+IEC61850"}}},
-    {"", {{"", "-DLMS"}, {"DLMS", "+DLMS"}}},
-    {"", {{"", "-IB"}, {"IB", "+IB"}}},
-    {"", {{"", "-IEEE1588"}, {"IEEE", "+IEEE1588"}}},
-    {"", {{"", "-NTP"}, {"NTP", "+NTP"}}},
-    {"", {{"", "-PPS"}, {"PPS", "+PPS"}}},
-    {"", {{"", "-DualLP"}, {"DLP", "+DualLP"}}},
-    {"", {{"", "-ML"}, {"ML", "+ML"}}},
-    {"", {{"", "-3P"}, {"THP", "+3P"}}},
-    {"", {{"", "-EAP"}, {"EAP", "+EAP"}}},
-    {"", {{"", "-DC"}, {"DC", "+DC"}}},
-    {"Power Quality (PQ1, PQ2 or PQ3)",
-     {{"", "-PQ1 -PQ2 -PQ3"},
-      {"PQ1", "+PQ1 -PQ2 -PQ3 +PQ"},
-      {"PQ2", "+PQ2 -PQ1 -PQ3 +PQ"},
-      {"PQ3", "+PQ1 +PQ2 +PQ3 +PQ"}}},
-    {"", {{"", "-PMU"}, {"PMU", "+PMU"}}},
-    {"", {{"", "-MID"}, {"MID", "+MID"}}},
-};
-
-const Words& all_options()
+Names all_options()
 {
-    static const Words options = [] {
-        Words found = {"PQR"};
-        for (const GroupRule& rule : rules)
-            for (const auto& member : rule.members)
-                if (!member.first.empty())
-                    found.push_back(member.first);
-        return found;
-    }();
-    return options;
+    Names names;
+    for (const GrammarOption& option : option_grammar().options)
+        names.push_back(option.name);
+    return names;
 }
 
-std::string lower(std::string text)
+// The options of each group of which a list may name one, in the order of the table.
+std::map<std::string, Names> exclusive_groups()
 {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
+    std::map<std::string, Names> groups;
+    for (const GrammarOption& option : option_grammar().options) {
+        if (option_grammar().messages.count(option.group) != 0)
+            groups[option.group].push_back(option.name);
+    }
+    return groups;
 }
 
 std::string upper(std::string text)
@@ -138,34 +75,13 @@ std::string upper(std::string text)
 // The batch for a set of options of which no two are of one group.
 std::string expected_batch(const std::set<std::string>& options)
 {
-    std::string leaves;
-    for (const GroupRule& rule : rules) {
-        const auto member =
-            std::find_if(rule.members.begin() + 1, rule.members.end(),
-                         [&](const auto& m) { return options.count(m.first) != 0; });
-        const bool given = member != rule.members.end();
-        leaves += " " + (given ? member->second : rule.members.front().second);
-        if (rule.members.back().first != "PQ3")
-            continue;
-        if ((options.count("PQ2") + options.count("PQ3")) != 0 && options.count("ML") == 0)
-            leaves += " +ML";
-        if (options.count("PQR") != 0)
-            leaves += " +PQ";
-        else if (!given)
-            leaves += " -PQ";
-    }
     std::string call = "set_leaves";
-    std::size_t start = 0;
-    while ((start = leaves.find_first_not_of(' ', start)) != std::string::npos) {
-        const std::size_t end = std::min(leaves.find(' ', start), leaves.size());
-        call += " /VMIC/Options/" + leaves.substr(start + 1, end - start - 1) +
-                "/Value=" + (leaves[start] == '+' ? "true" : "false") + "/1";
-        start = end;
-    }
+    for (const std::string& leaf : leaves_for(options))
+        call += " " + leaf;
     return call + " \"\"";
 }
 
-std::string joined(const Words& words)
+std::string joined(const Names& words)
 {
     std::string list;
     for (const std::string& word : words)
@@ -173,7 +89,7 @@ std::string joined(const Words& words)
     return list;
 }
 
-std::string refused_by_count(std::size_t total, std::size_t valid, const Words& invalid)
+std::string refused_by_count(std::size_t total, std::size_t valid, const Names& invalid)
 {
     std::string told = "Could be an error, totalChars=" + std::to_string(total) +
                        ", validChars=" + std::to_string(valid) + "\n";
@@ -241,7 +157,6 @@ TEST_CASE("the help stands before the prompt, whole")
 
 TEST_CASE("every option alone is accepted in both forms and sets its leaves")
 {
-    CHECK(all_options().size() == 38);
     for (const std::string& option : all_options()) {
         check_accepted(option, {option});
         check_accepted(lower(option), {option});
@@ -250,16 +165,17 @@ TEST_CASE("every option alone is accepted in both forms and sets its leaves")
 
 TEST_CASE("two options of one group are refused in either order, the first of the table taken")
 {
-    for (const GroupRule& rule : rules) {
-        for (std::size_t i = 1; i < rule.members.size(); ++i) {
-            for (std::size_t j = i + 1; j < rule.members.size(); ++j) {
-                const std::string& first = rule.members[i].first;
-                const std::string& second = rule.members[j].first;
-                for (const Words& words :
-                     {Words{first, second}, Words{second, first}, Words{lower(first), second}}) {
+    for (const auto& [group, members] : exclusive_groups()) {
+        for (std::size_t i = 0; i < members.size(); ++i) {
+            for (std::size_t j = i + 1; j < members.size(); ++j) {
+                const std::string& first = members[i];
+                const std::string& second = members[j];
+                for (const Names& words :
+                     {Names{first, second}, Names{second, first}, Names{lower(first), second}}) {
                     CAPTURE(joined(words));
                     const Entered result = entered(joined(words));
-                    CHECK(result.told == "\nError: Enter only one option for " + rule.message +
+                    CHECK(result.told == "\nError: Enter only one option for " +
+                                             option_grammar().messages.at(group) +
                                              "\nCheck the entry.\n");
                     check_kept(result);
                     CHECK(result.batch == expected_batch({first}));
@@ -280,7 +196,7 @@ TEST_CASE("an option that stands twice is counted once and named by nothing")
     for (const std::string& option : all_options()) {
         const std::size_t length = option.size() + 1;
         // MID is accepted and yet unknown to the diagnostic.
-        const Words invalid = option == "MID" ? Words{"MID", "MID"} : Words{};
+        const Names invalid = option == "MID" ? Names{"MID", "MID"} : Names{};
         const Entered result = entered(option + "-" + option);
         CHECK(result.told == refused_by_count(2 * length, length, invalid));
         CHECK(result.batch == expected_batch({option}));
@@ -399,11 +315,14 @@ TEST_CASE("the sample of the help is accepted")
 
 TEST_CASE("the longest list that the grammar has is accepted, in any order")
 {
-    Words words = {"1C",  "2B",  "3A",   "4",   "5",    "6",   "7B",  "8A",  "9C",
-                   "WEB", "IEC", "DLMS", "IB",  "IEEE", "NTP", "PPS", "DLP", "ML",
-                   "THP", "EAP", "DC",   "PQ3", "PQR",  "PMU", "MID"};
+    std::map<std::string, std::string> one_of_each;
+    for (const GrammarOption& option : option_grammar().options)
+        one_of_each[option.group.empty() ? option.name : option.group] = option.name;
+    Names words;
+    for (const auto& [group, name] : one_of_each)
+        words.push_back(name);
     const std::set<std::string> options(words.begin(), words.end());
-    CHECK(joined(words).size() == 86);
+    CHECK(joined(words).size() == option_grammar().longest_list);
     check_accepted(joined(words), options);
     std::reverse(words.begin(), words.end());
     check_accepted(joined(words), options);
@@ -433,26 +352,22 @@ TEST_CASE("measurement logging comes with a capture that was chosen, also in a r
     CHECK(entered("PQ1-PQ2-PQ3-PQR").batch == expected_batch({"PQ1", "PQR"}));
 }
 
-TEST_CASE("generated lists of one option a group are accepted as the second statement says")
+TEST_CASE("generated lists of one option a group are accepted as the grammar says")
 {
     std::mt19937 random(20240229);
-    for (int round = 0; round < 500; ++round) {
-        Words words;
-        std::set<std::string> options;
-        for (const GroupRule& rule : rules) {
-            const std::size_t pick = random() % (rule.members.size() + 1);
-            if (pick == 0 || pick >= rule.members.size())
-                continue;
-            options.insert(rule.members[pick].first);
+    int accepted = 0;
+    while (accepted < 500) {
+        Names words;
+        for (const std::string& option : all_options()) {
+            if (random() % 3 == 0)
+                words.push_back(random() % 2 == 0 ? option : lower(option));
         }
-        if (random() % 2 == 0)
-            options.insert("PQR");
+        std::shuffle(words.begin(), words.end(), random);
+        const std::set<std::string> options = options_of(joined(words));
         if (options.empty())
             continue;
-        for (const std::string& option : options)
-            words.push_back(random() % 2 == 0 ? option : lower(option));
-        std::shuffle(words.begin(), words.end(), random);
         check_accepted(joined(words), options);
+        ++accepted;
     }
 }
 

@@ -255,7 +255,7 @@ TEST_CASE("an options list writes the batch with its triggers, pauses, and tells
                 "set_leaves /VMF/UpdateService/SetMeasLog/1/Value=true/0 "
                 "/VMF/UpdateService/SetMeasLog/2/Value=true/0 \"\"",
                 "system vmkeys -m >/dev/null 2>&1"});
-    CHECK_FALSE(options_pending);
+    CHECK_FALSE(are_options_pending());
 
     // The two triggers stay in the batch until the next list is checked.
     session.options_list = {"WEB", true};
@@ -277,7 +277,7 @@ TEST_CASE("an emptied options list is cleared and writes no batch")
     CHECK(calls_of_save(session) == Calls{"set_leaves /VMIC/Enclosure/Value=\"RK\"/1 \"Console\"",
                                           "clear_leaves /VMIC/OptionsList/Value \"\" statuses 1",
                                           "system vmkeys -m >/dev/null 2>&1"});
-    CHECK_FALSE(options_pending);
+    CHECK_FALSE(are_options_pending());
 }
 
 TEST_CASE("a batch that fails as a whole stops the save, keeps the marks and the pending options")
@@ -291,7 +291,7 @@ TEST_CASE("a batch that fails as a whole stops the save, keeps the marks and the
     CHECK(store.calls.size() == 1);
     CHECK(session.primary_dns.changed);
     CHECK(session.options_list.changed);
-    CHECK(options_pending);
+    CHECK(are_options_pending());
 
     // Options stay pending even when the list is emptied before the retry.
     session.options_list.text.clear();
@@ -300,7 +300,7 @@ TEST_CASE("a batch that fails as a whole stops the save, keeps the marks and the
     saved(session);
     CHECK(store.calls[1].find("OptionsUpdate") != std::string::npos);
     CHECK(store.calls[4].find("clear_leaves") == 0);
-    CHECK_FALSE(options_pending);
+    CHECK_FALSE(are_options_pending());
 }
 
 TEST_CASE("a status other than success fails the save after the options have been written")
@@ -317,7 +317,7 @@ TEST_CASE("a status other than success fails the save after the options have bee
                                        "Error saving settings!\n");
     CHECK(store.calls.size() == 4); // neither the clear nor a command
     CHECK(session.options_list.changed);
-    CHECK_FALSE(options_pending);
+    CHECK_FALSE(are_options_pending());
 }
 
 TEST_CASE("either option batch that fails is told in the same words and fails the save")
@@ -340,7 +340,7 @@ TEST_CASE("either option batch that fails is told in the same words and fails th
         CHECK(std::count(store.calls.begin(), store.calls.end(), "sleep 1") == 1);
         CHECK(store.calls.size() == 4);
         CHECK(session.options_list.changed);
-        CHECK_FALSE(options_pending);
+        CHECK_FALSE(are_options_pending());
     }
 }
 

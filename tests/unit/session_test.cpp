@@ -50,7 +50,7 @@ TEST_CASE("each text of the session counts as a change, the last six as initiali
         (session.*session_texts[i]).changed = true;
         CHECK(any_changed(session));
         CHECK(init_changed(session) == (i >= 2));
-        clear_marks(session);
+        clear_changed_flags(session);
         CHECK_FALSE((session.*session_texts[i]).changed);
         CHECK_FALSE(any_changed(session));
     }
@@ -64,13 +64,13 @@ TEST_CASE("what can be edited of any port counts as a change")
             (session.interfaces[port].*text).changed = true;
             CHECK(any_changed(session));
             CHECK_FALSE(init_changed(session));
-            clear_marks(session);
+            clear_changed_flags(session);
             CHECK_FALSE((session.interfaces[port].*text).changed);
         }
         SettingsSession session = session_with_ports(3);
         session.interfaces[port].dhcp.changed = true;
         CHECK(any_changed(session));
-        clear_marks(session);
+        clear_changed_flags(session);
         CHECK_FALSE(any_changed(session));
     }
 }
@@ -80,7 +80,7 @@ TEST_CASE("clearing the marks leaves the values")
     SettingsSession session = session_with_ports(1);
     session.primary_dns = {"192.0.2.1", true};
     session.interfaces[0].dhcp = {true, true};
-    clear_marks(session);
+    clear_changed_flags(session);
     CHECK(session.primary_dns.text == "192.0.2.1");
     CHECK(session.interfaces[0].dhcp.value);
 }
@@ -93,7 +93,7 @@ TEST_CASE("what is only shown of a port is no change, and its marks are not clea
         (port.*text).changed = true;
     port.link_enabled.changed = true;
     CHECK_FALSE(any_changed(session));
-    clear_marks(session);
+    clear_changed_flags(session);
     for (const auto text : shown_port_texts)
         CHECK((port.*text).changed);
     CHECK(port.link_enabled.changed);

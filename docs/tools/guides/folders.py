@@ -14,12 +14,12 @@ LINK = re.compile(r"target_link_libraries\((\w+) (?:PUBLIC|PRIVATE|INTERFACE) ([
 
 def targets():
     """Each folder's target, to the targets that it builds on."""
-    edges = {LIBRARY: []}
+    edges = {}
     for folder in PROGRAM:
         text = (REPOSITORY / folder / "CMakeLists.txt").read_text()
         edges[folder] = [name for target, names in LINK.findall(text) if target == folder
                          for name in names.split()]
-    return edges
+    return {**edges, LIBRARY: []}
 
 
 def reachable(edges, folder):
@@ -60,10 +60,8 @@ def draw():
     total = widest * WIDTH + (widest - 1) * ACROSS + 2 * EDGE
     places = {}
     for i, line in enumerate(lines):
-        above = [places[folder][0] for folder in places if line[0] in edges[folder]] or [total / 2]
-        middle = sum(above) / len(above)
         for j, folder in enumerate(line):
-            x = middle + (j - (len(line) - 1) / 2) * (WIDTH + ACROSS)
+            x = total / 2 + (j - (len(line) - 1) / 2) * (WIDTH + ACROSS)
             places[folder] = (x, TOP + i * (HEIGHT + BETWEEN))
     parts = []
     for folder, others in edges.items():

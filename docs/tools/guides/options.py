@@ -3,7 +3,7 @@ leaves, from the calls of a session that saves one list after the other."""
 
 import subprocess
 
-from guides.saves import OPTIONS, SAVE, code, saved
+from guides.saves import INIT, OPTIONS, SAVE, code, saved
 from harness.program import BUILD, STEP_LIMIT, command
 
 
@@ -23,7 +23,7 @@ def groups():
 
 def leaves_after(lists):
     """The option leaves that a save of each of these options lists leaves behind."""
-    keys = "".join(f"5⏎2⏎{entry}⏎0⏎{SAVE}" for entry in lists)
+    keys = "".join(f"{INIT.enter}2⏎{entry}⏎0⏎{SAVE}" for entry in lists)
     saves = saved("options", keys + "0⏎")
     assert len(saves) == len(lists), "an options list was refused"
     return [last_values(calls) for calls in saves]
@@ -36,7 +36,7 @@ def last_values(calls):
 
 
 def cleared():
-    (calls,) = saved("clear", "5⏎7⏎y⏎0⏎0⏎")
+    (calls,) = saved("clear", INIT.enter + "7⏎y⏎0⏎0⏎")
     return last_values(calls)
 
 

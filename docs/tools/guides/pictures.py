@@ -7,6 +7,7 @@ from xml.sax.saxutils import unescape
 from guides import svg
 from guides.screens import lines_of, plain, shown_part
 from guides.sessions import Session
+from harness.menus import typed
 from harness.program import REPOSITORY
 
 FOLDER = REPOSITORY / "docs" / "pictures"
@@ -19,7 +20,7 @@ def table():
 
 def session_of(name, picture):
     header = {key: picture[key] for key in HEADER_KEYS if key in picture}
-    keys = [*picture.get("lead", []), *picture.get("keys", [])]
+    keys = [typed(answer) for answer in [*picture.get("lead", []), *picture.get("keys", [])]]
     return Session(name, keys, picture.get("arguments", "-m"), **header)
 
 

@@ -9,6 +9,8 @@ from typing import NamedTuple
 
 from guides.screens import RULE
 from guides.sessions import piped
+from harness import menus
+from harness.menus import typed
 from harness.meter import FACTORY
 
 
@@ -19,8 +21,8 @@ class Screen(NamedTuple):
 
 
 MAIN = Screen("Main menu", "", "")
-PORT = Screen("Ethernet port menu", "1⏎", "0⏎")
-INIT = Screen("Initialisation menu", "5⏎", "0⏎")
+PORT = Screen("Ethernet port menu", typed("{PORT}⏎"), "0⏎")
+INIT = Screen("Initialisation menu", typed("{INIT}⏎"), "0⏎")
 
 
 class Item(NamedTuple):
@@ -32,8 +34,8 @@ class Item(NamedTuple):
 
 
 ITEMS = (
-    Item(MAIN, "DNS Server (Primary)", "2", "192.0.2.100", "~"),
-    Item(MAIN, "DNS Server (Secondary)", "3", "192.0.2.101", "~"),
+    Item(MAIN, "DNS Server (Primary)", str(menus.PRIMARY_DNS), "192.0.2.100", "~"),
+    Item(MAIN, "DNS Server (Secondary)", str(menus.SECONDARY_DNS), "192.0.2.101", "~"),
     Item(PORT, "Dynamic Addressing (DHCP)", "1", "y"),
     Item(PORT, "IP Address", "2", "192.0.2.20", "~"),
     Item(PORT, "Subnet Mask", "3", "255.255.0.0", "~"),
@@ -47,7 +49,7 @@ ITEMS = (
     Item(INIT, "Enclosure Type", "6", "RK"),
 )
 
-SAVE = "6⏎y⏎"
+SAVE = typed("{SAVE}⏎y⏎")
 EXIT = "0⏎"
 
 OPTIONS = "/VMIC/Options/"
@@ -247,9 +249,9 @@ def save_of_everything():
 
 
 ACTIONS = (
-    ("Reset all passwords to Factory Defaults", "4⏎y⏎"),
-    ("Clear Velmora II Options List", "5⏎7⏎y⏎0⏎"),
-    ("Reset to Factory Defaults", "5⏎8⏎y⏎0⏎"),
+    ("Reset all passwords to Factory Defaults", typed("{PASSWORDS}⏎y⏎")),
+    ("Clear Velmora II Options List", INIT.enter + "7⏎y⏎0⏎"),
+    ("Reset to Factory Defaults", INIT.enter + "8⏎y⏎0⏎"),
 )
 
 

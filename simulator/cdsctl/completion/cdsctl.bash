@@ -1,11 +1,119 @@
 # Completion of cdsctl for bash: commands, options, leaf paths and values.
+#
+# The line is taken apart here, because bash (COMP_WORDS) leaves the quotes in its words and parts
+# them at "=" and ":". Local names begin with "_", since a variable on the line may have any other.
 
-# What a word of the command line means, without its quotes.
-_cdsctl_bare() {
-    local word=${1#[\"\']}
-    word=${word%[\"\']}
-    word=${word//\\/}
-    printf '%s' "${word/#\~\//$HOME/}"
+# Sets _index to the end of the substitution that begins there, and appends to _word what it stands
+# for: the value of a variable. Commands are not run for a completion; what they would print is
+# represented by a character that no leaf path has.
+_cdsctl_read_substitution() {
+    local -i _depth=0
+    if [[ ${_line:_index} =~ ^\$([A-Za-z_][A-Za-z_0-9]*) || ${_line:_index} =~ ^\$\{([A-Za-z_][A-Za-z_0-9]*)\} ]]; then
+        _word+=${!BASH_REMATCH[1]-}
+        _index+=${#BASH_REMATCH[0]}-1
+        return
+    fi
+    _word+=$'\1'
+    if [[ ${_line:_index:1} == '`' ]]; then
+        while ((++_index < ${#_line})) && [[ ${_line:_index:1} != '`' ]]; do :; done
+    else
+        while ((++_index < ${#_line})); do
+            case ${_line:_index:1} in
+            [\(\{]) _depth+=1 ;;
+            [\)\}]) ((--_depth > 0)) || return ;;
+            *) ((_depth)) || return ;;
+            esac
+        done
+    fi
+}
+
+_cdsctl_end_word() {
+    [[ ! $_begun ]] || _words+=("$_word")
+    _word='' _kept='' _begun=''
+}
+
+# Takes one character of the line, or several that belong together, as the shell would.
+_cdsctl_read_character() {
+    local _character=${_line:_index:1} _next=${_line:_index + 1:1}
+    case $_quote$_character in
+    "''" | '""') _quote='' ;;
+    "'"?) _word+=$_character ;;
+    \"\\)
+        [[ $_next != [\$\`\"\\] ]] || _index+=1
+        _word+=${_line:_index:1}
+        ;;
+    '$' | '"$' | '`' | '"`')
+        if [[ $_character$_next == [\`]* || $_next == [A-Za-z0-9_\(\{?#@*!\$-] || $_character$_next$_quote == "\$'" ]]; then
+            _cdsctl_read_substitution
+        else
+            _word+=$_character
+        fi
+        ;;
+    '"'?) _word+=$_character ;;
+    \\)
+        _word+=$_next
+        _index+=1
+        ;;
+    "'" | '"') _quote=$_character _before_quote=$_word ;;
+    [[:space:]])
+        _cdsctl_end_word
+        return
+        ;;
+    *)
+        [[ $_character != '~' || $_begun || $_next != / ]] || _character=$HOME
+        [[ $_character != @ ]] || _kept=$_word # this one begins what readline completes
+        _word+=$_character
+        [[ $_character == @ || $COMP_WORDBREAKS != *"$_character"* ]] || _kept=$_word
+        ;;
+    esac
+    _begun=1
+}
+
+# Sets _words, without their quotes; the last one is being typed. There, _quote is the quote that is
+# open, and _kept the beginning of the word that stays on the line: a completion replaces the rest.
+_cdsctl_read_line() {
+    local _line=${COMP_LINE:0:COMP_POINT} _word='' _begun='' _before_quote=''
+    local -i _index
+    for ((_index = 0; _index < ${#_line}; ++_index)); do
+        _cdsctl_read_character
+    done
+    _words+=("$_word")
+    [[ ! $_quote ]] || _kept=$_before_quote
+}
+
+# Sets _quoted to the text as it is written where _quote is open: from that quote on, which readline
+# does not double.
+_cdsctl_quote() {
+    _quoted=$1
+    case $_quote in
+    "'") _quoted=${_quoted//\'/"'\\''"} ;;
+    '"')
+        _quoted=${_quoted//\\/"\\\\"}
+        _quoted=${_quoted//\"/"\\\""}
+        _quoted=${_quoted//\$/"\\\$"}
+        _quoted=${_quoted//\`/"\\\`"}
+        _quoted=${_quoted//\!/"\"'!'\""} # for the history: a backslash would stay
+        ;;
+    *) [[ ! $_quoted ]] || printf -v _quoted %q "$_quoted" ;;
+    esac
+    _quoted=$_quote$_quoted
+}
+
+# Offers those of the texts that begin as what was typed does, quoted here: readline's own quoting
+# (`compopt -o filenames` alone) would leave some "$", and add "/" to the name of a directory.
+_cdsctl_offer() {
+    local _text _quoted
+    for _text in "$@"; do
+        if [[ $_text == "$_current"* ]]; then
+            _cdsctl_quote "${_text#"$_kept"}"
+            COMPREPLY+=("$_quoted")
+        fi
+    done
+    case ${#COMPREPLY[@]} in
+    0) ;;
+    1) COMPREPLY[0]+=$_quote ;;
+    *) compopt -o filenames -o noquote ;; # lists only the last component
+    esac
 }
 
 # Prints what may follow $1 in the leaf paths, up to the next component that leaves a choice.
@@ -33,66 +141,73 @@ _cdsctl_next_components() {
         }'
 }
 
-_cdsctl() {
-    local current command='' word value options
-    local -a meter=() operands=()
-    local -i i
-    COMPREPLY=()
-    current=$(_cdsctl_bare "${COMP_WORDS[COMP_CWORD]}")
+_cdsctl_offer_paths() {
+    local -a _paths
+    mapfile -t _paths < <("$_program" "${_meter[@]}" dump 2>/dev/null | _cdsctl_next_components "$_current")
+    _cdsctl_offer "${_paths[@]}"
+}
 
-    for ((i = 1; i < COMP_CWORD; ++i)); do
-        word=$(_cdsctl_bare "${COMP_WORDS[i]}")
-        case $word in
+_cdsctl_offer_value() {
+    local _value
+    _value=$("$_program" "${_meter[@]}" get -- "$1" 2>/dev/null && printf .) || return 0
+    _value=${_value%$'\n'.}
+    case $_value in
+    '') ;;
+    true | false) _cdsctl_offer true false ;;
+    *) _cdsctl_offer "$_value" ;;
+    esac
+}
+
+_cdsctl_offer_options() {
+    case $_command in
+    list | get | watch | diff) _cdsctl_offer -C --help --version --json ;;
+    set) _cdsctl_offer -C --help --version --type ;;
+    *) _cdsctl_offer -C --help --version ;;
+    esac
+}
+
+# Sets _command, _operands and _meter to what the words before the last one say, and _option to the
+# option whose value the last one is.
+_cdsctl_read_words() {
+    local -i _at _last=${#_words[@]}-1
+    for ((_at = 1; _at < _last; ++_at)); do
+        case ${_words[_at]} in
         -C | --type)
-            [[ ${COMP_WORDS[i + 1]} != = ]] || ((++i)) # bash parts words at "="
-            if ((++i == COMP_CWORD)); then
-                if [[ $word == -C ]]; then
-                    compopt -o dirnames
-                else
-                    mapfile -t COMPREPLY < <(compgen -W 'bool int string' -- "$current")
-                fi
-                return
-            fi
-            [[ $word != -C ]] || meter=(-C "$(_cdsctl_bare "${COMP_WORDS[i]}")")
+            ((_at + 1 < _last)) || _option=${_words[_at]}
+            [[ ${_words[_at]} != -C ]] || _meter=(-C "${_words[_at + 1]}")
+            _at+=1
             ;;
-        -C*) meter=("$word") ;;
-        -?*) [[ $command != set ]] || ((${#operands[@]} % 2 == 0)) || operands+=("$word") ;;
-        *) if [[ $command ]]; then operands+=("$word"); else command=$word; fi ;;
+        -C*) _meter=("${_words[_at]}") ;;
+        -?*) [[ $_command != set ]] || ((${#_operands[@]} % 2 == 0)) || _operands+=("${_words[_at]}") ;;
+        *) if [[ $_command ]]; then _operands+=("${_words[_at]}"); else _command=${_words[_at]}; fi ;;
         esac
     done
+}
 
-    if [[ $current == -* ]]; then
-        options='-C --help --version'
-        case $command in
-        list | get | watch | diff) options+=' --json' ;;
-        set) options+=' --type' ;;
-        esac
-        mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current")
-        return
-    fi
-    case $command in
-    '')
-        mapfile -t COMPREPLY < <(compgen -W 'list get set clear watch dump load diff reset init' -- "$current")
-        return
-        ;;
-    load | diff) compopt -o default && return ;;
-    init) compopt -o dirnames && return ;;
-    dump | reset) return ;;
-    set)
-        if ((${#operands[@]} % 2)); then
-            value=$(cdsctl "${meter[@]}" get -- "${operands[-1]}" 2>/dev/null)
-            if [[ $value == true || $value == false ]]; then
-                mapfile -t COMPREPLY < <(compgen -W 'true false' -- "$current")
-            elif [[ $value == "$current"* ]]; then
-                COMPREPLY=("$(printf '%q' "$value")")
-            fi
-            return
-        fi
-        ;;
+_cdsctl_offer_operands() {
+    case $_command in
+    '') _cdsctl_offer list get set clear watch dump load diff reset init ;;
+    load | diff) compopt -o default ;;
+    init) compopt -o dirnames ;;
+    list | get | clear | watch) _cdsctl_offer_paths ;;
+    set) if ((${#_operands[@]} % 2)); then _cdsctl_offer_value "${_operands[-1]}"; else _cdsctl_offer_paths; fi ;;
     esac
-    mapfile -t COMPREPLY < <(cdsctl "${meter[@]}" dump 2>/dev/null | _cdsctl_next_components "$current")
-    compopt -o filenames # has blanks quoted, and only the last component listed
-    [[ ${#COMPREPLY[@]} -ne 1 || ${COMPREPLY[0]} != */ ]] || compopt -o nospace
+}
+
+_cdsctl() {
+    local _quote='' _kept='' _current _program _command='' _option=''
+    local -a _words=() _meter=() _operands=()
+    COMPREPLY=()
+    _cdsctl_read_line
+    _program=${_words[0]} _current=${_words[-1]}
+    _cdsctl_read_words
+    case $_option$_current in
+    -C*) if [[ $_option ]]; then compopt -o dirnames; else _cdsctl_offer_options; fi ;;
+    --type=*) _cdsctl_offer --type={bool,int,string} ;;
+    --type*) if [[ $_option ]]; then _cdsctl_offer bool int string; else _cdsctl_offer_options; fi ;;
+    -*) _cdsctl_offer_options ;;
+    *) _cdsctl_offer_operands ;;
+    esac
 }
 
 complete -F _cdsctl cdsctl

@@ -33,13 +33,11 @@ function __cdsctl_command_is
     contains -- "$words[2]" $argv; or test -z "$words[2]$argv"
 end
 
+# Runs the command that was typed, when there is one of that name.
 function __cdsctl_on_meter
-    set -l folder (__cdsctl_words)[1]
-    if test -n "$folder"
-        cdsctl -C (string replace -r '^~/' ~/ -- $folder) $argv 2>/dev/null
-    else
-        cdsctl $argv 2>/dev/null
-    end
+    set -l program (string replace -r '^~/' ~/ -- (commandline -opc)[1])
+    set -l folder (string replace -r '^~/' ~/ -- (__cdsctl_words)[1])
+    type -q -- $program; and $program (test -n "$folder"; and printf '%s\n' -C $folder) $argv 2>/dev/null
 end
 
 # The value of a leaf is its description.
@@ -58,7 +56,8 @@ function __cdsctl_paths_or_value
         case true false
             printf '%s\n' true false
         case '?*'
-            printf '%s\n' $value
+            # fish takes what follows a tab for a description, and does not quote a tilde.
+            test (count $value) -eq 1; and not string match -qr '^~|\t' -- $value; and printf '%s\n' $value
     end
 end
 

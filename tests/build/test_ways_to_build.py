@@ -1,0 +1,144 @@
+"""The ways in which integrators build: with makefiles and without presets, each build type, each
+compiler that Debian packages, without RTTI, statically, and with the library of a pkg-config package."""
+
+import os
+import shutil
+import subprocess
+
+import hardening
+import pytest
+from harness.elf import allocated_size, needed_libraries, readelf
+from harness.program import BUILD, REPOSITORY, RUN_WITH
+from tools import (LIMIT, built, check_that_it_runs, configured, installed_library, shown_by_other_builds,
+                   toolchain, told_by)
+
+pytestmark = [shown_by_other_builds]
+
+PREFIX = "powerpc-linux-gnu-" if RUN_WITH else ""
+HOST_COMPILERS = ("g++-11", "g++-12", "g++-13", "g++-14", "clang++-19")
+METER_COMPILERS = ("powerpc-linux-gnu-g++-12", "clang++-19")
+COMPILERS = METER_COMPILERS if RUN_WITH else HOST_COMPILERS
+
+
+@pytest.fixture(scope="module")
+def library(tmp_path_factory):
+    return installed_library(tmp_path_factory.mktemp("installed"))
+
+
+@pytest.mark.builds
+def test_without_preset_and_build_type_the_program_is_hardened(library, tmp_path, meter):
+    program = built(tmp_path / "build", f"-DCDS_ROOT={library}")
+    hardening.check_hardened(program)
+    hardening.check_without_streams_locales_and_threads(program)
+    check_that_it_runs(program, library / "lib", meter)
+    if RUN_WITH:
+        assert allocated_size(program) < allocated_size(BUILD / "meter-settings") + 500
+
+
+@pytest.mark.full
+@pytest.mark.parametrize("build_type", ["Debug", "Release", "RelWithDebInfo", "MinSizeRel"])
+def test_each_build_type(build_type, library, tmp_path, meter):
+    program = built(tmp_path / "build", f"-DCDS_ROOT={library}", f"-DCMAKE_BUILD_TYPE={build_type}")
+    hardening.check_hardened(program, calls_checked=build_type != "Debug")
+    check_that_it_runs(program, library / "lib", meter)
+
+
+@pytest.mark.full
+@pytest.mark.parametrize("compiler", COMPILERS)
+def test_each_compiler(compiler, library, tmp_path, meter):
+    if not shutil.which(compiler):
+        pytest.skip(f"{compiler} is not installed")
+    target = ["-DCMAKE_CXX_COMPILER_TARGET=powerpc-linux-gnu"] if RUN_WITH and "clang" in compiler else []
+    file = tmp_path / "toolchain.cmake"
+    file.write_text("".join(f'include("{path}")\n' for path in toolchain()[1:])
+                    + f"set(CMAKE_CXX_COMPILER {compiler})\n")
+    told_by("cmake", "-S", REPOSITORY, "-B", tmp_path / "build", "-G", "Unix Makefiles", f"-DCDS_ROOT={library}",
+            f"-DCMAKE_TOOLCHAIN_FILE={file}", "-DCMAKE_COMPILE_WARNING_AS_ERROR=ON", *target)
+    told_by("cmake", "--build", tmp_path / "build")
+    program = tmp_path / "build" / "meter-settings"
+    assert compiler in (tmp_path / "build" / "CMakeCache.txt").read_text() + file.read_text()
+    # clang knows the checked forms of other calls only than those that the program makes.
+    hardening.check_hardened(program, calls_checked="clang" not in compiler)
+    check_that_it_runs(program, library / "lib", meter)
+
+
+@pytest.mark.full
+def test_without_rtti(library, tmp_path, meter):
+    program = built(tmp_path / "build", f"-DCDS_ROOT={library}", "-DCMAKE_CXX_FLAGS=-fno-rtti")
+    hardening.check_hardened(program)
+    check_that_it_runs(program, library / "lib", meter)
+
+
+def static_library(library, folder):
+    """A CDS_ROOT with static libraries only, of the simulated library's objects."""
+    archives = BUILD / "simulator"
+    (folder / "lib").mkdir(parents=True)
+    shutil.copytree(library / "include", folder / "include")
+    shutil.copy(archives / "libcds++.a", folder / "lib")
+    script = (f"create {folder}/lib/libcds.a\naddlib {archives}/libcds.a\naddlib {archives}/libmeter_store.a\n"
+              "save\nend\n")
+    subprocess.run([f"{PREFIX}ar", "-M"], input=script, text=True, check=True)
+    return folder
+
+
+@pytest.mark.full
+def test_a_static_program(library, tmp_path, meter):
+    root = static_library(library, tmp_path / "static")
+    program = built(tmp_path / "build", f"-DCDS_ROOT={root}", "-DCMAKE_EXE_LINKER_FLAGS=-static")
+    assert needed_libraries(program) == []
+    assert "INTERP" not in readelf("-l", program)
+    hardening.check_that_no_stack_can_be_executed(program)
+    hardening.check_that_library_calls_are_checked(program)
+    hardening.check_without_streams_locales_and_threads(program)
+    if not RUN_WITH:  # Debian's C library for the meter has no static programs at random addresses
+        hardening.check_loaded_at_a_random_address(program)
+    check_that_it_runs(program, root / "lib", meter)
+
+
+PACKAGE = """\
+prefix=/usr
+Name: cds
+Description: client library of the meter's configuration data store
+Version: 4.2
+Libs: -L${prefix}/lib -lcds++ -lcds
+Cflags: -I${prefix}/include
+"""
+
+
+@pytest.mark.builds
+def test_the_library_of_the_package_cds_in_the_sysroot(library, tmp_path, meter):
+    root = tmp_path / "sysroot"
+    for name in ("include", "lib"):
+        shutil.copytree(library / name, root / "usr" / name)
+    (root / "usr" / "lib" / "pkgconfig").mkdir()
+    (root / "usr" / "lib" / "pkgconfig" / "cds.pc").write_text(PACKAGE)
+    # The host's compiler would need its own headers in a sysroot; image builds set the variables.
+    sysroot = [f"-DCMAKE_SYSROOT={root}"] if RUN_WITH else []
+    variables = {} if RUN_WITH else {"PKG_CONFIG_SYSROOT_DIR": str(root),
+                                     "PKG_CONFIG_LIBDIR": str(root / "usr" / "lib" / "pkgconfig")}
+    program = built(tmp_path / "build", *sysroot, env={**os.environ, **variables})
+    assert needed_libraries(program)[:2] == ["libcds++.so", "libcds.so"]
+    assert "RUNPATH" not in readelf("-d", program)
+    check_that_it_runs(program, root / "usr" / "lib", meter)
+
+
+def test_without_any_library_the_message_names_each_way_to_give_one(tmp_path):
+    nowhere = {**os.environ, "PKG_CONFIG_LIBDIR": str(tmp_path)}
+    done = subprocess.run(["cmake", "-S", REPOSITORY, "-B", tmp_path / "build", *toolchain()], env=nowhere,
+                          capture_output=True, text=True, timeout=LIMIT)
+    assert done.returncode == 1
+    for way in ("-DCDS_ROOT=DIRECTORY", "cds.pc", "PKG_CONFIG_LIBDIR", "-DSIMULATED_METER=ON"):
+        assert way in done.stderr
+
+
+def test_a_directory_without_the_library_is_rejected(tmp_path):
+    done = subprocess.run(["cmake", "-S", REPOSITORY, "-B", tmp_path / "build", *toolchain(),
+                           f"-DCDS_ROOT={tmp_path}"], capture_output=True, text=True, timeout=LIMIT)
+    assert done.returncode == 1
+    assert f"{tmp_path}/lib" in done.stderr and "cds++" in done.stderr
+
+
+def test_a_library_that_is_given_is_preferred_to_the_simulated_one(library, tmp_path):
+    configured(tmp_path / "build", f"-DCDS_ROOT={library}", "-DSIMULATED_METER=ON")
+    targets = told_by("cmake", "--build", tmp_path / "build", "--target", "help")
+    assert "meter-settings" in targets and "cdsctl" not in targets

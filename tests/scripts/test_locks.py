@@ -1,0 +1,91 @@
+"""Whatever configures or builds a build directory waits while another process does."""
+
+import importlib.util
+import os
+import subprocess
+import sys
+
+import pytest
+from harness.program import STEP_LIMIT, wait_until
+
+pytestmark = pytest.mark.host_only
+
+# What is started, in which build directory it builds, and a tool that it asks for first.
+TOOLS = (
+    ("run -v", "host", ""),
+    ("test --quick", "host", ""),
+    ("watch-session", "host", ""),
+    ("tests/analysis/analyse format", "host", ""),
+    ("tests/coverage/coverage", "coverage", ""),
+    ("tests/fuzz/fuzz", "fuzz", "clang++-19"),
+    ("tests/mutation/mutate --sample 1 --jobs 1", "mutation", ""),
+    ("bench/cdsctl-speed", "host", "valgrind"),
+    ("bench/compare --only times --against floor", "host", ""),
+    ("bench/footprint", "host", ""),
+)
+ON_A_TERMINAL = [sys.executable, "-c", "import os, pty, sys; "
+                 "sys.exit(os.waitstatus_to_exitcode(pty.spawn(sys.argv[1:])))"]  # fmt: skip
+BUILDS_NOTHING = "tests/analysis/analyse"  # it reads what the configuration leaves
+
+
+@pytest.fixture
+def stubs(plain_folder):
+    """A directory for PATH in which `cmake` notes that it was called, and fails."""
+    (plain_folder / "cmake").write_text(f"#!/bin/sh\n: >'{plain_folder}/called'\nexit 1\n")
+    (plain_folder / "cmake").chmod(0o755)
+    return plain_folder
+
+
+def hold(locked, folder):
+    """Takes the lock of a build directory; closing the input of what it returns gives it back."""
+    holder = subprocess.Popen([locked, folder, "cat"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+    holder.stdin.write(b"\n")
+    holder.stdin.flush()
+    assert holder.stdout.readline()
+    return holder
+
+
+@pytest.mark.parametrize("words, preset, wanted", TOOLS, ids=[tool[0] for tool in TOOLS])
+def test_it_waits_for_the_lock_and_prints_for_whom(copy_to, tmp_path, stubs, words, preset, wanted):
+    if "mutate" in words and not importlib.util.find_spec("clang"):
+        pytest.skip("needs python3-clang-19, of packages/full")
+    copy = copy_to(tmp_path / "copy")
+    if wanted:
+        (stubs / wanted).symlink_to("/bin/true")
+    environment = {**os.environ, "PATH": f"{stubs}:{os.environ['PATH']}", "BUILD_DIR": str(copy / "build" / "host")}
+    said = tmp_path / "said"
+    with hold(copy / "cmake" / "locked", copy / "build" / preset) as holder, said.open("w") as output:
+        name, *arguments = words.split()
+        tool = subprocess.Popen([*ON_A_TERMINAL[:3 * (name == "watch-session")], copy / name, *arguments],
+                                env=environment, cwd=copy, stdin=subprocess.DEVNULL, stdout=output, stderr=output)
+        try:
+            wait_until(lambda: f"waiting for process {os.getpid()} (" in said.read_text() or tool.poll() is not None,
+                       said.read_text)
+            assert tool.poll() is None, said.read_text()
+            assert not (stubs / "called").exists()
+            holder.stdin.close()
+            assert tool.wait(timeout=STEP_LIMIT) != 0  # its cmake fails
+        finally:
+            tool.terminate()
+    assert (stubs / "called").exists() == (name != BUILDS_NOTHING), said.read_text()
+
+
+def test_a_holder_that_was_killed_holds_up_nobody(copy_to, tmp_path):
+    copy = copy_to(tmp_path / "copy")
+    with hold(copy / "cmake" / "locked", tmp_path / "build") as holder:
+        holder.kill()
+    done = subprocess.run([copy / "cmake" / "locked", tmp_path / "build", "echo", "free"], capture_output=True,
+                          text=True, timeout=STEP_LIMIT)
+    assert (done.returncode, done.stdout, done.stderr) == (0, "free\n", "")
+
+
+@pytest.mark.builds
+def test_two_first_starts_do_not_break_each_other(copy_to, tmp_path):
+    copy = copy_to(tmp_path / "a b:ünï it's")
+    starts = [subprocess.Popen([copy / "run", "-v"], cwd=copy, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                               stderr=subprocess.PIPE, text=True) for _ in range(2)]
+    ended = [(start, *start.communicate(timeout=10 * STEP_LIMIT)) for start in starts]
+    for start, said, errors in ended:
+        assert start.returncode == 0, said + errors
+        assert "Build date: " in said
+    assert sum("waiting for process" in errors for _, _, errors in ended) == 1

@@ -1,0 +1,52 @@
+"""The project in directories with odd names: it works there, or says why it does not."""
+
+import os
+import re
+import subprocess
+import time
+
+import pytest
+from harness.program import STEP_LIMIT
+
+pytestmark = pytest.mark.host_only
+
+ODD_NAME = "a b:ünï it's $HOME&*?"
+UNUSABLE = '#;"\\[]|<>\n'
+SCRIPTS = ("run", "test", "watch-session")
+
+
+def run(folder, *words, limit=STEP_LIMIT, **changes):
+    return subprocess.run([folder / words[0], *words[1:]], cwd=folder, env={**os.environ, **changes},
+                          stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=limit)
+
+
+@pytest.mark.parametrize("character", UNUSABLE)
+def test_a_directory_that_cmake_cannot_handle_is_reported_before_all_else(copy_to, tmp_path, character):
+    copy = copy_to(tmp_path / f"x{character}y")
+    for script in SCRIPTS:
+        begun = time.monotonic()
+        done = run(copy, script, PATH="/usr/bin:/bin")
+        assert time.monotonic() - begun < 5  # under a tenth of a second on a machine with nothing else to do
+        assert done.returncode == 1 and done.stdout == ""
+        assert re.fullmatch(r"error: CMake cannot build in a directory whose path contains .*; move this one: .*\n",
+                            done.stderr)
+        assert character.replace("\n", r"\n") in done.stderr
+    assert not (copy / "build").exists()
+
+
+def test_what_is_built_in_an_odd_directory_is_built_once(copy_to, tmp_path):
+    copy = copy_to(tmp_path / ODD_NAME)
+    build = ["/usr/bin/cmake", "--build", "--preset", "host", "--target", "option-tables"]
+    for words in (["/usr/bin/cmake", "--preset", "host"], build):
+        done = run(copy, *words, limit=10 * STEP_LIMIT)
+        assert done.returncode == 0, done.stdout + done.stderr
+    assert "no work to do" in run(copy, *build).stdout
+    (copy / "docs" / "tools" / "option_tables.cpp").touch()
+    (copy / "meterinit" / "option_tokens.h").touch()
+    assert "option_tables.cpp.o" in run(copy, *build).stdout
+
+
+@pytest.mark.full
+def test_the_quick_tests_pass_in_an_odd_directory(copy_to, tmp_path):
+    done = run(copy_to(tmp_path / ODD_NAME), "test", "--quick", limit=30 * STEP_LIMIT)
+    assert done.returncode == 0, done.stdout + done.stderr
