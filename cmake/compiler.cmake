@@ -11,6 +11,11 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "Clang") # it asks for inner braces, which woul
     target_compile_options(build_options INTERFACE -Wno-missing-braces)
 endif()
 
+if(EMSCRIPTEN) # the rest is for machines
+    include(${CMAKE_CURRENT_LIST_DIR}/web.cmake)
+    return()
+endif()
+
 # The linker leaves out what nothing refers to: sections, and shared libraries such as libm.
 target_compile_options(build_options INTERFACE -ffunction-sections -fdata-sections)
 target_link_options(build_options INTERFACE LINKER:--gc-sections LINKER:--as-needed)

@@ -71,6 +71,9 @@ if(ON_SIMULATED_METER)
         install_zipped(desk ${PROJECT_SOURCE_DIR}/docs/man/meter-session.1
             ${CMAKE_INSTALL_MANDIR}/man1)
     endif()
+    # The page, which ./page makes, is packaged where it has been made.
+    install(FILES ${PROJECT_SOURCE_DIR}/build/web/meter.html
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/meter-settings COMPONENT desk OPTIONAL)
     install(TARGETS cds_shared cds++_shared DESTINATION ${stand_in_folder}/lib COMPONENT desk)
     install(DIRECTORY simulator/include DESTINATION ${stand_in_folder} COMPONENT desk)
     install(TARGETS cdsctl DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT desk)

@@ -70,23 +70,27 @@ def seconds_waited(item):
 
 def pytest_addoption(parser):
     parser.addoption("--quick", action="store_true", help="leave out the tests that wait or build")
+    parser.addoption("--page", action="store_true", help="also the tests of the page, in browsers")
     parser.addoption("--full", action="store_true", help="also the tests that are left out otherwise")
 
 
 def pytest_configure(config):
     config.addinivalue_line("markers", "host_only: says the same of every build, so of one only")
     config.addinivalue_line("markers", "builds: builds the program again; not with --quick")
+    config.addinivalue_line("markers", "page: needs the page and browsers; only with --page")
     config.addinivalue_line("markers", "full: takes minutes; only with --full")
 
 
 def is_left_out(item, config):
+    if item.get_closest_marker("page") and not config.getoption("--page"):
+        return True
     if item.get_closest_marker("full"):
         return not config.getoption("--full")
     return config.getoption("--quick") and (seconds_waited(item) or item.get_closest_marker("builds"))
 
 
 def pytest_runtest_setup(item):
-    if item.get_closest_marker("host_only") and BUILD.name in ("asan", "powerpc"):
+    if item.get_closest_marker("host_only") and BUILD.name in ("asan", "powerpc", "web"):
         pytest.skip("says the same of every build, and is run on the host's")
 
 

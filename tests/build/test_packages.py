@@ -78,6 +78,11 @@ PACKAGES = {"program": "meter-settings", "doc": "meter-settings-doc", "desk": "m
             "fleet": "meter-fleet"}
 
 
+PAGE = REPOSITORY / "build" / "web" / "meter.html"
+if PAGE.exists():  # made by ./page
+    DESK_FILES |= {"share/meter-settings/meter.html"}
+
+
 def files_below(folder):
     return {str(path.relative_to(folder)) for path in folder.rglob("*") if not path.is_dir()}
 
@@ -181,6 +186,27 @@ def check_that_a_plan_is_applied_from_the_package(folder):
     told_by("/usr/bin/python3", fleet / "bin/meter-fleet", "apply", plan, cwd=folder,
             env={**os.environ, "PYTHONPATH": str(library)})
     assert told_by(desk / "bin/cdsctl", "-C", folder / "fleet-meter", "get", "/VMIC/Enclosure/Value") == "RK\n"
+
+
+@pytest.mark.skipif(bool(RUN_WITH), reason="the meter's build has no live view, and no page")
+def test_the_page_is_opened(tmp_path):
+    """With a program that opens pages, without one, and where there is no page."""
+    told_by("cmake", "--install", BUILD, "--prefix", "/usr", "--component", "desk",
+            env={**os.environ, "DESTDIR": str(tmp_path)})
+    page = tmp_path / "usr/share/meter-settings/meter.html"
+    page.write_text("a page", encoding="utf-8")
+    opener = tmp_path / "programs" / "xdg-open"
+    opener.parent.mkdir()
+    session = tmp_path / "usr/bin/meter-session"
+    without = f"{opener.parent}:/usr/bin:/bin"
+    if not shutil.which("xdg-open", path=without):
+        assert told_by(session, "--page", env={"PATH": without}) == f"Open this file in a browser: {page}\n"
+    opener.write_text('#!/bin/sh\necho "opened $1"\n', encoding="utf-8")
+    opener.chmod(0o755)
+    assert told_by(session, "--page", env={"PATH": without}) == f"opened {page}\n"
+    page.unlink()
+    missing = subprocess.run([session, "--page"], capture_output=True, text=True, timeout=STEP_LIMIT, check=False)
+    assert missing.returncode == 3 and "meter.html is missing" in missing.stderr
 
 
 EPOCH = "1700000000"
