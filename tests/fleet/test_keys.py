@@ -128,6 +128,14 @@ def test_one_tampered_echo_never_enters_another_line(number, change):
     assert [line for line in link.lines if line not in ("1.2.3.4", "")] == []
 
 
+@pytest.mark.parametrize("echo", [b"x", b"", b"\x07"])
+def test_after_a_wrong_echo_the_line_is_taken_back_before_anything_else(echo):
+    link = ScriptedLink(answer=only(3, lambda _: echo))
+    answered(link, "1.2.3.4")
+    assert link.keys[:4] == [*"1.2", "\b"]
+    assert "".join(link.keys[3:]).lstrip("\b") == "1.2.3.4\r"
+
+
 def test_a_foreign_key_is_noticed():
     assert answered(ScriptedLink(tamper=only(3, lambda key: "x" + key)), "1.2.3.4").foreign == 1
 
