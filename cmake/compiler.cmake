@@ -1,5 +1,6 @@
 # The target `build_options`: what every target of the project is compiled and linked with. The
 # rest of hardening, position independence, comes from CMAKE_POSITION_INDEPENDENT_CODE.
+include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 include(CheckPIESupported)
 
@@ -28,6 +29,14 @@ if(NOT CMAKE_CXX_LINK_PIE_SUPPORTED)
 endif()
 target_link_options(build_options INTERFACE LINKER:-z,relro LINKER:-z,now)
 target_compile_options(build_options INTERFACE -fstack-protector-strong)
+
+# Some compilers for a 32-bit PowerPC jump to shared libraries through writable code unless asked not to.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(ppc|powerpc)$")
+    check_cxx_compiler_flag(-msecure-plt HAVE_SECURE_PLT)
+    if(HAVE_SECURE_PLT)
+        target_compile_options(build_options INTERFACE -msecure-plt)
+    endif()
+endif()
 
 set(CMAKE_REQUIRED_FLAGS "-O2 -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3")
 check_cxx_source_compiles("

@@ -96,6 +96,8 @@ if(ON_SIMULATED_METER)
     list(APPEND components desk)
 endif()
 
+include(cmake/install_fleet.cmake)
+
 set(CPACK_GENERATOR "DEB;External")
 set(CPACK_PACKAGE_NAME meter-settings)
 set(CPACK_PACKAGE_CONTACT ${MAINTAINER})
@@ -141,6 +143,6 @@ endif()
 if(ON_SIMULATED_METER AND NOT CMAKE_CROSSCOMPILING)
     list(APPEND CPACK_DESK_BINARIES ${CPACK_PROGRAM_BINARIES}) # its copies
     string(APPEND CPACK_COMPONENT_PROGRAM_DESCRIPTION "
-This build carries the simulated meter: it is for a workstation, not for a meter.")
+This build carries the simulated meter: for workstations, not for meters.")
 endif()
 include(CPack)

@@ -5,10 +5,10 @@
 
 #include <unistd.h>
 
-void run_command(const char* command)
+void run_command(Command command)
 {
     std::fflush(stdout);
-    [[maybe_unused]] const int ignored = std::system(command);
+    [[maybe_unused]] const int ignored = std::system(command_lines[static_cast<unsigned>(command)]);
 }
 
 void pause_for(unsigned seconds)

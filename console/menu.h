@@ -13,10 +13,13 @@ struct MenuLine {
 
 using MenuSection = std::vector<MenuLine>;
 
+// What a menu shows for a value that is not set.
+inline constexpr char none_text[] = "[None]";
+
 // Appends a line to `section`. A text is shown as it is, or as `if_empty`.
 void add_line(MenuSection& section, const std::string& label, const std::string& value = "");
 void add_text_line(MenuSection& section, const char* label, const EditableText& value,
-                   const char* if_empty = "[None]");
+                   const char* if_empty = none_text);
 
 // What `show_menu` returns when there was no usable answer.
 constexpr int no_choice = -1;

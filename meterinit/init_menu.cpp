@@ -57,7 +57,7 @@ bool reset_to_factory_defaults()
         return true;
     cds_disconnect();
     std::puts("Restoring defaults: please wait...");
-    run_command("fw_reset.sh > /dev/null 2>&1");
+    run_command(Command::restore_defaults);
     std::puts("Settings reset to defaults.");
     std::fflush(stdout); // before any message of the library about the connection
     if (cds_connect() == 0)

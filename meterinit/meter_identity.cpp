@@ -1,6 +1,7 @@
 #include "meterinit/meter_identity.h"
 
 #include "console/line_reader.h"
+#include "console/menu.h"
 #include "console/number_scan.h"
 #include "console/value_entry.h"
 
@@ -115,7 +116,7 @@ const IndexedSetting frequency_setting = {
 std::string indexed_value(const IndexedSetting& setting, const EditableText& value)
 {
     if (value.text.empty())
-        return "[None]";
+        return none_text;
     const auto index = static_cast<std::uint32_t>(decimal_value(value.text)); // negative: huge
     if (index >= setting.name_count)
         return value.text + " IS INVALID!!!";

@@ -31,7 +31,7 @@ bool contains(LeafSet leaves, std::size_t row)
 
 std::string path_of(const OptionLeaf& leaf)
 {
-    return std::string("/VMIC/Options/") + leaf.name + "/Value";
+    return std::string(option_branch) + leaf.name + "/Value";
 }
 
 } // namespace

@@ -22,9 +22,11 @@ enum class OptionGroup : unsigned char {
     power_quality,
 };
 
+inline constexpr char option_branch[] = "/VMIC/Options/";
+
 // One boolean leaf of the store.
 struct OptionLeaf {
-    char name[21]; // below "/VMIC/Options/", without "/Value"
+    char name[21]; // below `option_branch`, without "/Value"
     OptionGroup group;
 };
 
@@ -85,13 +87,16 @@ constexpr bool same_text(const char* one, const char* other)
     return *one == *other;
 }
 
+// Not constexpr, and not defined: its call ends the evaluation of a constant.
+void name_is_not_in_table();
+
 // The row of that name; a name that is not in the table does not compile.
-constexpr LeafSet leaf(const char* name)
+constexpr LeafSet leaf_named(const char* name)
 {
     std::size_t row = 0;
     while (!same_text(option_leaves[row].name, name)) {
         if (++row == std::size(option_leaves))
-            throw name;
+            name_is_not_in_table();
     }
     return LeafSet{1} << row;
 }
@@ -99,7 +104,7 @@ constexpr LeafSet leaf(const char* name)
 template <typename... Names>
 constexpr LeafSet leaves(const Names&... names)
 {
-    return (leaf(names) | ...);
+    return (leaf_named(names) | ...);
 }
 
 // Every row of that group.
@@ -115,7 +120,7 @@ constexpr LeafSet leaves_of(OptionGroup group)
 
 // The clear action leaves MID as it is, which is deliberate.
 static_assert(same_text(option_leaves[std::size(option_leaves) - 1].name, "MID"));
-constexpr LeafSet cleared_leaves = leaf("MID") - 1;
+constexpr LeafSet cleared_leaves = leaf_named("MID") - 1;
 
 using TokenText = std::array<char, 5>;
 

@@ -44,7 +44,7 @@ void reset_passwords()
     if (!confirmed("Reset all passwords ? (y/n)"))
         return;
     std::puts("Restoring defaults: please wait...");
-    run_command("sernetpwreset.sh > /dev/null 2>&1");
+    run_command(Command::reset_passwords);
     std::puts("Passwords reset to defaults.");
 }
 

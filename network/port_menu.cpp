@@ -19,11 +19,6 @@ void load_port(InterfaceSettings& port)
         std::puts("Warning: couldn't read interface settings!");
 }
 
-const char* enabled_or_disabled(const EditableFlag& flag)
-{
-    return flag.value ? "Enabled" : "Disabled";
-}
-
 int show_port_menu(const InterfaceSettings& port)
 {
     std::vector<MenuSection> sections(3);
@@ -31,7 +26,7 @@ int show_port_menu(const InterfaceSettings& port)
     add_text_line(sections[1], "IP Address", port.ip_address);
     add_text_line(sections[1], "Subnet Mask", port.subnet_mask);
     add_text_line(sections[1], "Default Gateway", port.default_gateway);
-    add_text_line(sections[1], "Media Type", port.media_type, "[Auto-negotiate]");
+    add_text_line(sections[1], "Media Type", port.media_type, media_type_if_empty);
     add_text_line(sections[2], "MAC Address", port.mac_address);
     add_line(sections[2], "Link Status", enabled_or_disabled(port.link_enabled));
     return show_menu("Network Settings: Ethernet Port " + std::to_string(port.number), sections,
@@ -83,6 +78,11 @@ void enter_media_type(InterfaceSettings& port)
 }
 
 } // namespace
+
+const char* enabled_or_disabled(const EditableFlag& flag)
+{
+    return flag.value ? "Enabled" : "Disabled";
+}
 
 void run_port_menu(InterfaceSettings& port)
 {

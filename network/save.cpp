@@ -4,6 +4,7 @@
 #include "console/line_reader.h"
 #include "console/number_scan.h"
 #include "meterinit/option_leaves.h"
+#include "network/update_triggers.h"
 #include "settings/setting_leaves.h"
 #include "store/connection.h"
 #include "store/leaf_path.h"
@@ -20,14 +21,6 @@ struct SaveLists {
     std::vector<toolkit::CElement> set_elements;
     std::vector<std::string> clear_paths;
 };
-
-template <typename Value>
-toolkit::CElement element_of(const Value& value)
-{
-    toolkit::CElement element;
-    element = value;
-    return element;
-}
 
 void collect_set(SaveLists& lists, const char* path, const toolkit::CElement& element)
 {
@@ -78,6 +71,14 @@ bool prim_cfg_changed(const std::vector<Edit>& edits)
     });
 }
 
+void collect_triggers(SaveLists& lists)
+{
+    for (const UpdateTrigger& trigger : update_triggers) {
+        if (trigger.stage == TriggerStage::settings)
+            collect_set(lists, trigger.path, element_of(true));
+    }
+}
+
 SaveLists collect(const SettingsSession& session)
 {
     SaveLists lists;
@@ -87,7 +88,7 @@ SaveLists collect(const SettingsSession& session)
     const std::vector<Edit> init_edits = edits_of(init_leaves, session);
     collect_edits(lists, init_edits);
     if (prim_cfg_changed(init_edits))
-        collect_set(lists, "/VMF/UpdateService/SetPrimCfg", element_of(true));
+        collect_triggers(lists);
     append_value_names(lists.set_paths);
     append_value_names(lists.clear_paths);
     return lists;
@@ -116,6 +117,14 @@ void write_mirrors(const InterfaceSettings& port)
     }
 }
 
+void add_option_triggers(TriggerStage stage)
+{
+    for (const UpdateTrigger& trigger : update_triggers) {
+        if (trigger.stage == stage)
+            add_option_trigger(std::string(trigger.path) + "/Value");
+    }
+}
+
 // Writes the batch and prints the outcome: `success`, or the error.
 bool write_and_report_batch(const char* success)
 {
@@ -128,15 +137,13 @@ bool write_and_report_batch(const char* success)
 // logs. Returns true when both batches were written; the second is written in any case.
 bool write_options()
 {
-    add_option_trigger("/VMF/UpdateService/OptionsUpdate/Value");
-    add_option_trigger("/VMF/UpdateService/OptionChange/DualLP/Value");
+    add_option_triggers(TriggerStage::options);
     const bool options_set = write_and_report_batch("Velmora II Options list set in CDS");
     pause_for(1);
 
     // The batch keeps these two until the next options list is checked.
     begin_option_batch();
-    add_option_trigger("/VMF/UpdateService/SetMeasLog/1/Value");
-    add_option_trigger("/VMF/UpdateService/SetMeasLog/2/Value");
+    add_option_triggers(TriggerStage::measurement_logs);
     const bool logs_triggered = write_and_report_batch("Velmora II ML Config sent");
     set_options_pending(false);
     return options_set && logs_triggered;
@@ -168,7 +175,7 @@ bool clear_emptied(const SaveLists& lists, std::vector<api_status_t>& statuses)
 void update_model_number()
 {
     std::puts("Updating the Model Number");
-    run_command("vmkeys -m >/dev/null 2>&1");
+    run_command(Command::update_model_number);
     std::puts("Meter must be reset for changed options to take effect.");
 }
 
@@ -192,8 +199,8 @@ bool save(SettingsSession& session)
 
 void apply()
 {
-    run_command("rm -rf /jffs/downloads/vmconfig.*");
-    run_command("/etc/init.d/network restart > /dev/null 2>&1");
+    run_command(Command::remove_downloads);
+    run_command(Command::restart_network);
 }
 
 } // namespace

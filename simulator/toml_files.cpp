@@ -12,8 +12,9 @@
 // from relying on them: a table header that begins with no key, such as "[?]", and a letter beyond
 // ASCII where a blank may stand, such as "= \u00e9".
 #include <toml++/impl/preprocessor.h>
-static_assert(TOML_LIB_MAJOR == 3 && TOML_LIB_MINOR == 3,
-              "these macros are internals of toml++ 3.3; check them and its headers in this version");
+static_assert(
+    TOML_LIB_MAJOR == 3 && TOML_LIB_MINOR == 3,
+    "these macros are internals of toml++ 3.3; check them and its headers in this version");
 #undef TOML_ASSERT_ASSUME
 #define TOML_ASSERT_ASSUME(condition) static_assert(true)
 #pragma push_macro("TOML_UNREACHABLE")

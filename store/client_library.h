@@ -18,3 +18,19 @@ constexpr api_status_t status_success = 1;
 // triggers that follow the option leaves. The store knows what they mean.
 constexpr pcd_tribool_t setting_flag = 1;
 constexpr pcd_tribool_t trigger_flag = 0;
+
+// A value as an element: a boolean, a 32-bit integer or a string.
+template <typename Value>
+toolkit::CElement element_of(const Value& value)
+{
+    toolkit::CElement element;
+    element = value;
+    return element;
+}
+
+// The time stamp of an element; `toolkit::CElement::_invalid_time` when it has none. Only the doctor
+// reads it.
+inline auto time_stamp(const toolkit::CElement& element)
+{
+    return element.time();
+}

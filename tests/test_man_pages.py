@@ -37,7 +37,7 @@ def flags_of(text):
 
 
 def test_there_are_pages():
-    assert [file.name for file in PAGES] == ["cdsctl.1", "meter-session.1", "meter-settings.8", "store.toml.5"]
+    assert [file.name for file in PAGES] == ["cdsctl.1", "meter-fleet.1", "meter-session.1", "meter-settings.8", "store.toml.5"]
 
 
 @pytest.mark.parametrize("file", PAGES, ids=lambda file: file.name)

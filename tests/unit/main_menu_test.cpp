@@ -206,7 +206,7 @@ TEST_CASE("each name server is entered into its own text")
 TEST_CASE("a password reset that is not confirmed runs nothing and says nothing")
 {
     const std::string question = "Reset all passwords ? (y/n): ";
-    FakeStore& store = fresh_store();
+    const FakeStore& store = fresh_store();
     SettingsSession session = session_with_ports(1);
     CHECK(answered(session, 4, "n\n") == question + "n\n");
     CHECK(answered(session, 4, "\n") == question + "\n");

@@ -4,7 +4,7 @@ import concurrent.futures
 import difflib
 import re
 
-from guides import folders, options, pictures, saves
+from guides import fleet, folders, options, pictures, saves
 from harness.program import REPOSITORY
 
 # The makers of the parts, by the name that stands in the page's mark.
@@ -18,9 +18,13 @@ PARTS = {
     "groups of options": options.groups,
     "option leaves": options.leaves,
     "power quality": options.power_quality,
+    "fleet check": fleet.check,
+    "fleet apply": fleet.apply,
 }
 
-FOLDERS = "folders"  # the one picture that is not of a session
+# The pictures that are not of a session.
+FOLDERS = "folders"
+OTHERS = {FOLDERS: folders.draw, fleet.PICTURE: fleet.draw}
 
 PART = re.compile(r"(<!-- made by docs/tools/write: ([^\n]*) -->\n)(.*?)(<!-- end -->\n)", re.S)
 
@@ -43,11 +47,11 @@ def make_page(path):
 
 
 def picture_names():
-    return [FOLDERS, *pictures.table()]
+    return [*OTHERS, *pictures.table()]
 
 
 def make_picture(name):
-    return folders.draw() if name == FOLDERS else pictures.draw(name, pictures.table()[name])
+    return OTHERS[name]() if name in OTHERS else pictures.draw(name, pictures.table()[name])
 
 
 def all_files():

@@ -1,0 +1,64 @@
+// Elements in words, and leaves as they are read.
+#pragma once
+
+#include "doctor/report.h"
+#include "settings/setting_leaves.h"
+#include "store/client_library.h"
+
+#include <string>
+#include <vector>
+
+// The values that the checks give to elements.
+enum class Sample : unsigned char {
+    boolean_true,
+    boolean_false,
+    integer,
+    string,
+    empty,
+    long_string
+};
+
+toolkit::CElement element_of_sample(Sample sample);
+
+// The type code with which the utility writes a leaf.
+int type_code(LeafType type);
+
+// "a boolean", "an integer", "a string" or "of another type".
+const char* type_name(int code);
+
+std::string text_of(const toolkit::CElement& element);
+
+// The element's value: "true", "12" or "text".
+Words shown(const toolkit::CElement& element);
+
+// True when type and value are the same.
+bool same_element(const toolkit::CElement& one, const toolkit::CElement& other);
+
+// A leaf that no meter has.
+inline constexpr char absent_path[] = "/meter-settings-doctor/no such leaf/Value";
+
+// What one call has read: arrays that run in parallel, as long as the library made them.
+struct Leaves {
+    std::vector<std::string> paths;
+    std::vector<api_status_t> statuses;
+    std::vector<toolkit::CElement> elements;
+    int result = 0;
+};
+
+// Reads the leaves of `paths` in one call.
+void read_leaves(Leaves& leaves);
+
+// True when the arrays have the length that the utility expects.
+bool has_right_lengths(const Leaves& leaves);
+
+// One leaf that was read; without success, `result` or `status` says why.
+struct Leaf {
+    int result = 0;
+    api_status_t status = 0;
+    toolkit::CElement element;
+};
+
+// Reads one leaf. Arrays of another length than 1 give the result -1, as in the utility.
+Leaf read_leaf(const std::string& path);
+
+bool is_readable(const Leaf& leaf);

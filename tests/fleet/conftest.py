@@ -1,0 +1,20 @@
+"""A directory for the meters of each test, kept when the test fails."""
+
+import pathlib
+import shutil
+import sys
+
+import pytest
+
+sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "model"))  # the grammar of options lists
+
+from fleet_rig import scratch  # noqa: E402
+
+
+@pytest.fixture
+def folder(request):
+    made = scratch(request.node.name)
+    failures = request.session.testsfailed
+    yield made
+    if request.session.testsfailed == failures:
+        shutil.rmtree(made)
