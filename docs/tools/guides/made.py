@@ -4,7 +4,7 @@ import concurrent.futures
 import difflib
 import re
 
-from guides import folders, options, pictures, saves
+from guides import doctor, folders, options, pictures, saves
 from harness.program import REPOSITORY
 
 # The makers of the parts, by the name that stands in the page's mark.
@@ -18,6 +18,8 @@ PARTS = {
     "groups of options": options.groups,
     "option leaves": options.leaves,
     "power quality": options.power_quality,
+    "a whole run of the doctor": doctor.whole_run,
+    "problems that the doctor finds": doctor.problems,
 }
 
 FOLDERS = "folders"  # the one picture that is not of a session
