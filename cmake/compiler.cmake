@@ -1,5 +1,6 @@
 # The target `build_options`: what every target of the project is compiled and linked with. The
 # rest of hardening, position independence, comes from CMAKE_POSITION_INDEPENDENT_CODE.
+include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 include(CheckPIESupported)
 
@@ -8,6 +9,11 @@ target_include_directories(build_options INTERFACE ${PROJECT_SOURCE_DIR}) # incl
 target_compile_options(build_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang") # it asks for inner braces, which would clutter the tables
     target_compile_options(build_options INTERFACE -Wno-missing-braces)
+endif()
+
+if(EMSCRIPTEN) # the rest is for machines
+    include(${CMAKE_CURRENT_LIST_DIR}/web.cmake)
+    return()
 endif()
 
 # The linker leaves out what nothing refers to: sections, and shared libraries such as libm.
@@ -23,6 +29,14 @@ if(NOT CMAKE_CXX_LINK_PIE_SUPPORTED)
 endif()
 target_link_options(build_options INTERFACE LINKER:-z,relro LINKER:-z,now)
 target_compile_options(build_options INTERFACE -fstack-protector-strong)
+
+# Some compilers for a 32-bit PowerPC jump to shared libraries through writable code unless asked not to.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(ppc|powerpc)$")
+    check_cxx_compiler_flag(-msecure-plt HAVE_SECURE_PLT)
+    if(HAVE_SECURE_PLT)
+        target_compile_options(build_options INTERFACE -msecure-plt)
+    endif()
+endif()
 
 set(CMAKE_REQUIRED_FLAGS "-O2 -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3")
 check_cxx_source_compiles("

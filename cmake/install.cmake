@@ -18,6 +18,7 @@ find_program(GZIP gzip)
 if(NOT GZIP)
     message(FATAL_ERROR "gzip is missing; it packs the manual pages")
 endif()
+add_custom_target(packaged) # all that is built of what is installed; cpack builds it first
 
 # install_zipped(COMPONENT FILE FOLDER): compressed, without a date of its own.
 function(install_zipped component file folder)
@@ -26,6 +27,7 @@ function(install_zipped component file folder)
     add_custom_command(OUTPUT ${zipped} DEPENDS ${file} VERBATIM
         COMMAND ${GZIP} -9nc ${file} > ${zipped})
     add_custom_target(zipped-${component}-${name} ALL DEPENDS ${zipped})
+    add_dependencies(packaged zipped-${component}-${name})
     install(FILES ${zipped} DESTINATION ${folder} COMPONENT ${component})
 endfunction()
 
@@ -43,6 +45,7 @@ endfunction()
 get_property(meter_programs GLOBAL PROPERTY METER_PROGRAMS)
 foreach(program IN LISTS meter_programs)
     install(TARGETS ${program} DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT program)
+    add_dependencies(packaged ${program})
     install_zipped(program ${PROJECT_SOURCE_DIR}/docs/man/${program}.8 ${CMAKE_INSTALL_MANDIR}/man8)
 endforeach()
 install_about(program)
@@ -71,9 +74,13 @@ if(ON_SIMULATED_METER)
         install_zipped(desk ${PROJECT_SOURCE_DIR}/docs/man/meter-session.1
             ${CMAKE_INSTALL_MANDIR}/man1)
     endif()
+    # The page, which ./page makes, is packaged where it has been made.
+    install(FILES ${PROJECT_SOURCE_DIR}/build/web/meter.html
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/meter-settings COMPONENT desk OPTIONAL)
     install(TARGETS cds_shared cds++_shared DESTINATION ${stand_in_folder}/lib COMPONENT desk)
     install(DIRECTORY simulator/include DESTINATION ${stand_in_folder} COMPONENT desk)
     install(TARGETS cdsctl DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT desk)
+    add_dependencies(packaged cds_shared cds++_shared cdsctl)
     set(completion simulator/cdsctl/completion)
     install(FILES ${completion}/cdsctl.bash RENAME cdsctl
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT desk)
@@ -93,12 +100,17 @@ if(ON_SIMULATED_METER)
     list(APPEND components desk)
 endif()
 
+include(cmake/install_fleet.cmake)
+
 set(CPACK_GENERATOR "DEB;External")
 set(CPACK_PACKAGE_NAME meter-settings)
 set(CPACK_PACKAGE_CONTACT ${MAINTAINER})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_COMPONENTS_ALL ${components})
 set(CPACK_STRIP_FILES ON)
+set(CPACK_BUILD_FIRST ${PROJECT_SOURCE_DIR}/cmake/locked ${CMAKE_BINARY_DIR}
+    ${CMAKE_COMMAND} --build ${CMAKE_BINARY_DIR} --target packaged)
+set(CPACK_INSTALL_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/package/before_installing.cmake)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/package/before_packing.cmake)
 set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/cmake/package/read_binaries.cmake)
 set(CPACK_READELF ${CMAKE_READELF})
@@ -138,6 +150,6 @@ endif()
 if(ON_SIMULATED_METER AND NOT CMAKE_CROSSCOMPILING)
     list(APPEND CPACK_DESK_BINARIES ${CPACK_PROGRAM_BINARIES}) # its copies
     string(APPEND CPACK_COMPONENT_PROGRAM_DESCRIPTION "
-This build carries the simulated meter: it is for a workstation, not for a meter.")
+This build carries the simulated meter: for workstations, not for meters.")
 endif()
 include(CPack)

@@ -81,6 +81,7 @@ void run_checks(Doctor& doctor, const char* group, const Check* checks, std::siz
 int examine(const Options& options)
 {
     Doctor doctor;
+    // cppcheck-suppress danglingLifetime; used only while this function runs
     examined = &doctor;
     std::set_terminate(end_by_exception);
     doctor.options = options;

@@ -91,7 +91,7 @@ constexpr bool same_text(const char* one, const char* other)
 void name_is_not_in_table();
 
 // The row of that name; a name that is not in the table does not compile.
-constexpr LeafSet leaf(const char* name)
+constexpr LeafSet leaf_named(const char* name)
 {
     std::size_t row = 0;
     while (!same_text(option_leaves[row].name, name)) {
@@ -104,7 +104,7 @@ constexpr LeafSet leaf(const char* name)
 template <typename... Names>
 constexpr LeafSet leaves(const Names&... names)
 {
-    return (leaf(names) | ...);
+    return (leaf_named(names) | ...);
 }
 
 // Every row of that group.
@@ -120,7 +120,7 @@ constexpr LeafSet leaves_of(OptionGroup group)
 
 // The clear action leaves MID as it is, which is deliberate.
 static_assert(same_text(option_leaves[std::size(option_leaves) - 1].name, "MID"));
-constexpr LeafSet cleared_leaves = leaf("MID") - 1;
+constexpr LeafSet cleared_leaves = leaf_named("MID") - 1;
 
 using TokenText = std::array<char, 5>;
 

@@ -21,10 +21,13 @@ enum class LeafUse : unsigned char {
     list_source, // names separated by ";", from which another setting is chosen
 };
 
-// A text or a flag of `Record`; the other pointer is null.
+// A text or a flag of `Record`; the other pointer is null. A row names its member directly, so the
+// constructors convert.
 template <typename Record>
 struct Member {
+    // cppcheck-suppress noExplicitConstructor
     constexpr Member(EditableText Record::*member) : text(member) {}
+    // cppcheck-suppress noExplicitConstructor
     constexpr Member(EditableFlag Record::*member) : flag(member) {}
 
     EditableText Record::*text = nullptr;

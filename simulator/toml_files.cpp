@@ -1,5 +1,6 @@
 #include "simulator/toml_files.h"
 
+#include "simulator/toml_scan.h"
 #include "simulator/toml_text.h"
 
 #define TOML_HEADER_ONLY 1
@@ -11,8 +12,9 @@
 // from relying on them: a table header that begins with no key, such as "[?]", and a letter beyond
 // ASCII where a blank may stand, such as "= \u00e9".
 #include <toml++/impl/preprocessor.h>
-static_assert(TOML_LIB_MAJOR == 3 && TOML_LIB_MINOR == 3,
-              "these macros are internals of toml++ 3.3; check them and its headers in this version");
+static_assert(
+    TOML_LIB_MAJOR == 3 && TOML_LIB_MINOR == 3,
+    "these macros are internals of toml++ 3.3; check them and its headers in this version");
 #undef TOML_ASSERT_ASSUME
 #define TOML_ASSERT_ASSUME(condition) static_assert(true)
 #pragma push_macro("TOML_UNREACHABLE")
@@ -60,20 +62,18 @@ bool continues_sequence(char byte)
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-// The key whose value stands at `place`, as it is written there, on the same line before "=".
-std::string key_before(std::string_view text, const toml::source_position& place)
+// The text before `place`.
+std::string_view text_before(std::string_view text, const toml::source_position& place)
 {
-    constexpr std::string_view blanks = " \t";
+    std::size_t begin = 0;
     for (auto line = place.line; line > 1; --line)
-        text.remove_prefix(text.find('\n') + 1);
-    std::size_t end = 0;
+        begin = text.find('\n', begin) + 1;
+    std::size_t end = begin;
     for (auto column = place.column; column > 1; ++end) {
         if (!continues_sequence(text[end + 1]))
             --column;
     }
-    const std::size_t equals = text.find_last_of('=', end - 1);
-    const std::size_t begin = text.find_first_not_of(blanks);
-    return std::string(text.substr(begin, text.find_last_not_of(blanks, equals - 1) + 1 - begin));
+    return text.substr(0, end);
 }
 
 std::string reason_of(const toml::parse_error& error, std::string_view text)
@@ -83,11 +83,24 @@ std::string reason_of(const toml::parse_error& error, std::string_view text)
     constexpr std::string_view given_twice =
         "Error while parsing key-value pair: cannot redefine existing ";
     if (description.substr(0, given_twice.size()) == given_twice && description.back() == '\'')
-        return "key " + key_before(text, error.source().begin) + " is given twice";
+        return "key " + std::string(last_key(text_before(text, error.source().begin))) +
+               " is given twice";
     return std::string(description);
 }
 
-// The file's name is kept from the parser, which would carry it along with every value.
+// The parser takes apart what it made by as many calls within each other as the text is deep.
+bool check_depth(std::string_view text, Complaint& complaint)
+{
+    const std::uint32_t line = line_too_deep(text);
+    if (line != 0)
+        complain(complaint, line,
+                 "keys, arrays and tables are more than " + std::to_string(deepest_nesting) +
+                     " deep within each other");
+    return line == 0;
+}
+
+// Text that was checked for its depth. The file's name is kept from the parser, which would carry
+// it along with every value.
 toml::parse_result parse(std::string_view text, Complaint& complaint)
 {
     toml::parse_result parsed = toml::parse(text);
@@ -229,6 +242,8 @@ bool parse_leaves(std::string_view text, const std::string& file, Leaves& leaves
                   std::string& error)
 {
     Complaint complaint;
+    if (!check_depth(text, complaint))
+        return report(complaint, file, error);
     toml::parse_result parsed = parse(text, complaint);
     if (!parsed)
         return report(complaint, file, error);
@@ -249,6 +264,8 @@ TomlReading parse_value(std::string_view text, LeafValue& value)
 {
     constexpr std::string_view beginning = "v=";
     const std::string line = std::string(beginning) += text;
+    if (line_too_deep(line) != 0) // an array or a table, or no value at all
+        return text[0] == '[' || text[0] == '{' ? TomlReading::other_value : TomlReading::no_value;
     toml::parse_result parsed = toml::parse(line);
     toml::node* node = parsed ? parsed.table().get("v") : nullptr;
     // Blanks and comments around a value are no part of it.
@@ -266,6 +283,8 @@ bool parse_faults(std::string_view text, const std::string& file, std::vector<Fa
                   std::string& error)
 {
     Complaint complaint;
+    if (!check_depth(text, complaint))
+        return report(complaint, file, error);
     const toml::parse_result parsed = parse(text, complaint);
     if (!parsed)
         return report(complaint, file, error);

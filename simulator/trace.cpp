@@ -9,8 +9,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <utility>
 
 namespace simulator
@@ -29,14 +31,37 @@ const char* trace_name()
     return name == nullptr ? "" : name;
 }
 
-// One write, so that the lines of several processes do not mix.
+// As `write`, but a pipe that nobody reads any more, and a limit on the size of files, are failures
+// only: the signals that come with them are taken away.
+ssize_t write_without_signals(int fd, const std::string& text)
+{
+    sigset_t signals;
+    sigset_t before;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGPIPE);
+    sigaddset(&signals, SIGXFSZ);
+    pthread_sigmask(SIG_BLOCK, &signals, &before);
+
+    errno = ENOSPC; // what a line cut short means
+    const ssize_t written = write(fd, text.data(), text.size());
+    const int reason = errno;
+    if (written < 0 && (reason == EPIPE || reason == EFBIG)) {
+        const timespec no_time = {};
+        sigtimedwait(&signals, nullptr, &no_time);
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    errno = reason;
+    return written;
+}
+
+// One write, so that the lines of several processes do not mix. Without O_NONBLOCK a pipe would be
+// waited for that nobody reads; one that is read is waited for, so that no line is lost.
 bool append_line(const char* name, const std::string& line)
 {
-    const OpenFile file = open_file(AT_FDCWD, name, O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY, 0666);
-    if (!file)
-        return false;
-    errno = ENOSPC; // what a line cut short means
-    return write(file.fd, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+    constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY;
+    const OpenFile file = open_file(AT_FDCWD, name, flags | O_NONBLOCK, 0666);
+    return file && fcntl(file.fd, F_SETFL, O_APPEND) == 0 &&
+           write_without_signals(file.fd, line) == static_cast<ssize_t>(line.size());
 }
 
 void append(const Json& call)

@@ -18,7 +18,8 @@ struct TracedLeaf {
 };
 
 // Each appends its line before it returns. Bytes that are not UTF-8 are replaced in the line.
-// A trace that cannot be written is said so on standard error, once.
+// A trace that cannot be written, a pipe without a reader among others, is said so on standard
+// error, once. A reader that is slow is waited for.
 
 void trace_pcd_init(bool connected);
 void trace_pcd_close();

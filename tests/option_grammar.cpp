@@ -42,10 +42,10 @@ OptionGrammar read_grammar()
     return grammar;
 }
 
-void add(Names& leaves, const Names& names, bool value)
+void add(std::string& call, const Names& names, bool value)
 {
     for (const std::string& name : names)
-        leaves.push_back(option_path(name) + (value ? "=true/1" : "=false/1"));
+        call += " " + option_path(name) + (value ? "=true/1" : "=false/1");
 }
 
 // The leaves that the options set of which `is_chosen` holds, in the order of the file.
@@ -129,11 +129,11 @@ std::string option_path(const std::string& leaf)
     return "/VMIC/Options/" + leaf + "/Value";
 }
 
-Names leaves_for(const std::set<std::string>& options)
+std::string batch_of(const std::set<std::string>& options)
 {
     const auto& rows = option_grammar().options;
     const auto is_named = [&](const GrammarOption& row) { return options.count(row.name) != 0; };
-    Names written;
+    std::string call = "set_leaves";
     for (auto row = rows.begin(); row != rows.end(); ++row) {
         const auto in_group = [&](const GrammarOption& option) {
             return option.name == row->name || (!row->group.empty() && option.group == row->group);
@@ -145,14 +145,14 @@ Names leaves_for(const std::set<std::string>& options)
                 return in_group(option) && is_named(option);
             });
         const Names own = chosen != rows.end() ? chosen->leaves : Names();
-        add(written, own, true);
-        add(written, without(leaves_that(in_group), own), false);
+        add(call, own, true);
+        add(call, without(leaves_that(in_group), own), false);
         if (chosen != rows.end())
-            add(written, without(further_leaves(chosen->name), leaves_that(is_named)), true);
+            add(call, without(further_leaves(chosen->name), leaves_that(is_named)), true);
         if (row->group == "quality" && options.count("PQR") != 0)
-            add(written, further_leaves("PQR"), true);
+            add(call, further_leaves("PQR"), true);
         else if (row->group == "quality" && chosen == rows.end())
-            add(written, further_leaves("PQR"), false);
+            add(call, further_leaves("PQR"), false);
     }
-    return written;
+    return call + " \"\"";
 }

@@ -44,5 +44,5 @@ std::set<std::string> options_of(const std::string& list);
 // "/VMIC/Options/LEAF/Value"
 std::string option_path(const std::string& leaf);
 
-// What such a list writes, in order, as the fake store shows it: "PATH=true/1", "PATH=false/1".
-Names leaves_for(const std::set<std::string>& options);
+// The batch that such a list makes, as the fake store shows the call.
+std::string batch_of(const std::set<std::string>& options);

@@ -7,6 +7,7 @@ import shutil
 
 import pytest
 from harness import calls, dialogue, screens
+from harness.menus import PASSWORDS, SAVE_WITHOUT_INIT
 from harness.meter import Meter
 from harness.terminal import Console, Mismatch
 
@@ -41,7 +42,7 @@ SAVED = "main/dns-servers-saved"
     ({"console": ("Settings saved.", "Settings  saved.")}, "wanted b' saved."),
     ({"console": ("Exit           ", "Exit          ")}, "wanted b'\\n"),
     ({"console": ("‹y⏎›", "‹n⏎›")}, "Settings saved."),
-    ({"console": ("‹5⏎›\n", "‹5⏎›")}, "wanted b'Save &"),
+    ({"console": (f"‹{SAVE_WITHOUT_INIT}⏎›\n", f"‹{SAVE_WITHOUT_INIT}⏎›")}, "wanted b'Save &"),
     ({"console": ("‹y⏎›", "‹y⏎›‹wait 30 s›")},
      "should have gone on by itself after 30 s, not 0.0 s"),
     ({"ending": ("exit 0", "exit 1")}, "-exit 1\n+exit 0"),
@@ -88,12 +89,15 @@ QUESTION = "main/exit-question"
 
 @pytest.mark.parametrize("old, new, why", [
     ("[calls]\n", "[calls]\nnone\n[calls]\n", "a section stands twice"),
-    ("«main menu 2»", "", "edited.dialogue:42: «main menu 2»: no earlier screen"),
-    ("«main menu 2»", "«main menu 1»", "edited.dialogue:23: «main menu 1»: a name stands once"),
+    ("«main menu 2»", "", "edited.dialogue:{later}: «main menu 2»: no earlier screen"),
+    ("«main menu 2»", "«main menu 1»", "edited.dialogue:{second}: «main menu 1»: a name stands once"),
     ("[console]\n", "[console]\n«main menu 5»", "edited.dialogue:6: «main menu 5»: a name stands once"),
 ])
 def test_a_file_that_cannot_be_read_is_rejected(tmp_path, old, new, why):
-    with pytest.raises(ValueError, match=why):
+    text = (FOLDER / f"{QUESTION}.dialogue").read_text(encoding="utf-8")
+    lines = {"second": "«main menu 2»", "later": "«main menu 2 again»"}
+    numbers = {name: text[:text.index(mark)].count("\n") + 1 for name, mark in lines.items()}
+    with pytest.raises(ValueError, match=why.format(**numbers)):
         edited(tmp_path, QUESTION, (old, new))
 
 
@@ -142,11 +146,13 @@ def test_recording_again_follows_moved_numbers(tmp_path):
     """A transcript of a menu that had one item fewer, and the answers to it."""
     name = "main/password-reset"
     server = " 3.  DNS Server (Secondary)          :  192.0.2.54                            \n"
-    before = edited(tmp_path, name, (server, ""), (" 4.  Reset", " 3.  Reset"), ("‹4⏎›", "‹3⏎›"))
-    assert dialogue.record(before) == ['4 instead of 3: "Reset all passwords to Factory Defaults"']
+    before = edited(tmp_path, name, (server, ""), (f" {PASSWORDS}.  Reset", f" {PASSWORDS - 1}.  Reset"),
+                    (f"‹{PASSWORDS}⏎›", f"‹{PASSWORDS - 1}⏎›"))
+    change = f'{PASSWORDS} instead of {PASSWORDS - 1}: "Reset all passwords to Factory Defaults"'
+    assert dialogue.record(before) == [change]
     assert before.path.read_bytes() == (FOLDER / f"{name}.dialogue").read_bytes()
 
-    gone = edited(tmp_path, name, (" 4.  Reset", " 4.  Forget"), ("\n 0.", " 5.  No more\n\n 0."))
+    gone = edited(tmp_path, name, (".  Reset", ".  Forget"), ("\n 0.", " 9.  No more\n\n 0."))
     with pytest.raises(ValueError, match="edited.dialogue: no item is called 'Forget all passwords"):
         dialogue.record(gone)
 
@@ -188,16 +194,17 @@ def test_each_member_of_a_call_is_seen():
     assert len({*shown, *plain}) == len(others) + 1
 
 
-def test_only_a_menus_own_read_is_abbreviated():
-    paths = calls.MENU_READS["main menu"]
+def test_only_a_menus_own_read_is_abbreviated(monkeypatch):
+    paths = ["/A/Value", "/B/Value"]
+    monkeypatch.setitem(calls.MENU_READS, "small menu", paths)
 
     def read(paths, statuses, result=0):
         return calls.show_trace([json.dumps(
             {"call": "get_leaves", "paths": paths, "statuses": statuses, "result": result})])
 
-    assert read(paths, [1, 1]) == ["get_leaves main menu"]
-    assert read(paths, [1, 2]) == ["get_leaves main menu  statuses 1 2"]
-    assert read(paths, [0, 0], -1) == ["get_leaves main menu  statuses 0 0  result -1"]
+    assert read(paths, [1, 1]) == ["get_leaves small menu"]
+    assert read(paths, [1, 2]) == ["get_leaves small menu  statuses 1 2"]
+    assert read(paths, [0, 0], -1) == ["get_leaves small menu  statuses 0 0  result -1"]
     assert read(paths[::-1], [1, 1])[0] == "get_leaves"
     assert read(paths, [1])[0].startswith('{"call"')
 

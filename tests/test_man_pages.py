@@ -38,7 +38,8 @@ def flags_of(text):
 
 def test_there_are_pages():
     assert [file.name for file in PAGES] == [
-        "cdsctl.1", "meter-session.1", "meter-settings-doctor.8", "meter-settings.8", "store.toml.5"]
+        "cdsctl.1", "meter-fleet.1", "meter-session.1", "meter-settings-doctor.8", "meter-settings.8",
+        "store.toml.5"]
 
 
 @pytest.mark.parametrize("file", PAGES, ids=lambda file: file.name)

@@ -2,6 +2,7 @@
 
 #include "simulator/cdsctl/changes.h"
 #include "simulator/cdsctl/json_text.h"
+#include "simulator/cdsctl/near_path.h"
 #include "simulator/cdsctl/shipped_factory.h"
 #include "simulator/cdsctl/value_words.h"
 #include "simulator/files.h"
@@ -16,6 +17,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 
 namespace cdsctl
 {
@@ -62,9 +64,8 @@ bool read_store(const Request& request, Leaves& leaves)
 // Says that there is no such leaf, and which one was perhaps meant.
 void complain_of_missing(const Request& request, const std::string& path, const Leaves& leaves)
 {
-    const std::string with_value = path + "/Value";
     complain(file_of(request, store_file) + ": no leaf " + toml_string(path) +
-             (leaves.count(with_value) == 0 ? "" : " (there is " + toml_string(with_value) + ")"));
+             near_path_hint(path, leaves));
 }
 
 std::string bare_text(const LeafValue& value)
@@ -91,6 +92,25 @@ Status edit_store(const Request& request, Edit edit)
     if (edit_leaves(store, run, error) || error.empty())
         return status;
     return fail(error);
+}
+
+// Returns false when it has complained of the path or the word.
+bool set_leaf(const Request& request, const std::string& path, const std::string& word,
+              Leaves& leaves)
+{
+    const auto leaf = leaves.find(path);
+    LeafValue value;
+    std::string reason;
+    if (path.empty())
+        reason = "the path is empty";
+    else if (!is_utf8(path))
+        reason = "the path is not UTF-8 text";
+    else if (read_value_word(word, request.type, leaf == leaves.end() ? nullptr : &leaf->second,
+                             value, reason))
+        leaves[path] = value;
+    if (!reason.empty())
+        complain(file_of(request, store_file) + ": leaf " + toml_string(path) + ": " + reason);
+    return reason.empty();
 }
 
 std::string shown_operand(const std::string& file)
@@ -201,27 +221,24 @@ Status get_leaves(const Request& request)
 
 Status set_leaves(const Request& request)
 {
-    return edit_store(request, [&](Leaves& leaves) {
-        for (std::size_t i = 0; i < request.operands.size(); i += 2) {
-            const std::string& path = request.operands[i];
-            const auto leaf = leaves.find(path);
-            LeafValue value;
-            std::string reason;
-            if (path.empty())
-                reason = "the path is empty";
-            else if (!is_utf8(path))
-                reason = "the path is not UTF-8 text";
-            else if (read_value_word(request.operands[i + 1], request.type,
-                                     leaf == leaves.end() ? nullptr : &leaf->second, value, reason))
-                leaves[path] = value;
-            if (!reason.empty()) {
-                complain(file_of(request, store_file) + ": leaf " + toml_string(path) + ": " +
-                         reason);
+    const std::vector<std::string>& words = request.operands;
+    std::map<std::string, std::string> new_leaves; // each with the hint at a near one
+    const Status status = edit_store(request, [&](Leaves& leaves) {
+        for (std::size_t i = 0; i < words.size(); i += 2) {
+            if (leaves.count(words[i]) == 0)
+                new_leaves.emplace(words[i], near_path_hint(words[i], leaves));
+        }
+        for (std::size_t i = 0; i < words.size(); i += 2) {
+            if (!set_leaf(request, words[i], words[i + 1], leaves))
                 return wrong_usage;
-            }
         }
         return done;
     });
+    if (status == done) {
+        for (const auto& [path, hint] : new_leaves)
+            complain(file_of(request, store_file) + ": new leaf " + toml_string(path) + hint);
+    }
+    return status;
 }
 
 Status clear_leaves(const Request& request)

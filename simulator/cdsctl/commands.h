@@ -60,6 +60,7 @@ constexpr Command commands[] = {   // in the order of the help text
       "Set leaves, all of them in one write",
       "A leaf keeps its type. A new one has that of the VALUE as TOML reads it (true, 5, \"5\");\n"
       "what is no TOML value is a string as it stands, as is every VALUE of a string leaf.\n"
+      "A new leaf is named on standard error, with the nearest existing path when one is close.\n"
       "Every word in the place of a VALUE is one, also an option; only -- is not." },
     { "clear", "PATH...",                    1, any_number, false, false, clear_leaves,
       "Remove leaves, all of them in one write",

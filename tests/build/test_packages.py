@@ -56,6 +56,35 @@ if not RUN_WITH:
         "share/man/man1/meter-session.1.gz",
     }
 
+COLLECTION = "share/ansible/collections/ansible_collections/meter_settings/fleet"
+FLEET_FILES = {
+    "bin/meter-fleet",
+    "share/doc/meter-fleet/changelog.gz",
+    "share/doc/meter-fleet/commissioning.md",
+    "share/doc/meter-fleet/copyright",
+    "share/doc/meter-fleet/pictures/fleet-progress.svg",
+    "share/man/man1/meter-fleet.1.gz",
+    *(f"lib/python3/dist-packages/meter_fleet/{path.name}"
+      for path in (REPOSITORY / "fleet" / "meter_fleet").glob("*.py")),
+    *(f"share/doc/meter-fleet/examples/ansible/{name}"
+      for name in ("group_vars/meters.yml", "inventory.yml", "site.yml")),
+    *(f"{COLLECTION}/{name}"
+      for name in ("CHANGELOG.md", "README.md", "galaxy.yml", "meta/runtime.yml",
+                   "plugins/doc_fragments/console.py", "plugins/module_utils/console.py",
+                   "plugins/modules/meter_settings.py", "plugins/modules/meter_settings_info.py")),
+}
+# The components of this build. What drives the menus depends on no processor: the host's build has it.
+COMPONENTS = {"program": PROGRAM_FILES, "doc": DOC_FILES, "desk": DESK_FILES}
+if not RUN_WITH:
+    COMPONENTS["fleet"] = FLEET_FILES
+PACKAGES = {"program": "meter-settings", "doc": "meter-settings-doc", "desk": "meter-settings-desk",
+            "fleet": "meter-fleet"}
+
+
+PAGE = REPOSITORY / "build" / "web" / "meter.html"
+if PAGE.exists():  # made by ./page
+    DESK_FILES |= {"share/meter-settings/meter.html"}
+
 
 def files_below(folder):
     return {str(path.relative_to(folder)) for path in folder.rglob("*") if not path.is_dir()}
@@ -67,8 +96,7 @@ def packages_of(build, folder):
     return {path.name.partition("_")[0]: path for path in folder.glob("*.deb")}
 
 
-@pytest.mark.parametrize("component, wanted", [("program", PROGRAM_FILES), ("doc", DOC_FILES),
-                                               ("desk", DESK_FILES)])
+@pytest.mark.parametrize("component, wanted", COMPONENTS.items(), ids=COMPONENTS)
 def test_a_component_is_installed_below_the_prefix_and_no_more(component, wanted, tmp_path):
     told_by("cmake", "--install", BUILD, "--prefix", "/usr", "--component", component,
             env={**os.environ, "DESTDIR": str(tmp_path)})
@@ -86,17 +114,20 @@ def check_that_the_utility_runs_on_a_meter_of_the_desk_package(root, meter):
 
 
 def check_that_a_watched_session_runs(root, meter):
+    temporary = meter.with_name("temporary")
+    temporary.mkdir()
     session = pexpect.spawn(str(root / "usr/bin/meter-session"), [str(meter) + "/"], dimensions=(50, 200),
-                            env={**os.environ, "TMUX": "", "TERM": "xterm"}, timeout=STEP_LIMIT)
+                            env={**os.environ, "TMUX": "", "TERM": "xterm", "TMPDIR": str(temporary)}, timeout=STEP_LIMIT)
     try:
         session.expect("Initialization")  # the utility is started with -m
-        assert list(meter.parent.glob(f"{meter.name}.session.*"))  # beside the meter, not in it
+        assert list(temporary.iterdir())
         session.send("0\r")
         session.expect(pexpect.EOF)
         wait_until(lambda: not session.isalive(), lambda: "it does not end")
         assert session.exitstatus == 0
     finally:
         session.close(force=True)
+    assert not list(temporary.iterdir())
     assert list(meter.parent.glob(f"{meter.name}*")) == [meter]
     assert (meter / "store.toml").read_bytes() == (meter / "factory.toml").read_bytes()
     for words in ((), ("-m",)):
@@ -114,7 +145,7 @@ def check_what_the_packages_need(packages):
     machine = "powerpc" if RUN_WITH else "amd64"
     for name, package in packages.items():
         field = told_by("dpkg-deb", "--field", package, "Architecture").strip()
-        assert field == ("all" if name == "meter-settings-doc" else machine)
+        assert field == ("all" if name in ("meter-settings-doc", "meter-fleet") else machine)
     for name, needed in NEEDED.items():
         assert told_by("dpkg-deb", "--field", packages[name], "Depends").strip() == needed
 
@@ -136,8 +167,7 @@ def test_the_packages_hold_the_components_and_lintian_finds_no_fault(tmp_path):
     assert "hardening" not in said
     check_what_the_packages_need(packages)
     check_the_tarball(tmp_path / "packages")
-    for name, wanted in (("meter-settings", PROGRAM_FILES), ("meter-settings-doc", DOC_FILES),
-                         ("meter-settings-desk", DESK_FILES)):
+    for name, wanted in ((PACKAGES[component], wanted) for component, wanted in COMPONENTS.items()):
         told_by("dpkg-deb", "--extract", packages.pop(name), tmp_path / name)
         assert files_below(tmp_path / name / "usr") == wanted
     assert not packages
@@ -145,6 +175,51 @@ def test_the_packages_hold_the_components_and_lintian_finds_no_fault(tmp_path):
         check_that_the_utility_runs_on_a_meter_of_the_desk_package(
             tmp_path / "meter-settings-desk", tmp_path / "meter")
         check_that_a_watched_session_runs(tmp_path / "meter-settings-desk", tmp_path / "watched")
+        check_that_a_plan_is_applied_from_the_package(tmp_path)
+
+
+def check_that_a_plan_is_applied_from_the_package(folder):
+    """With the library of the package alone, on a meter of the desk package."""
+    desk, fleet = folder / "meter-settings-desk" / "usr", folder / "meter-fleet" / "usr"
+    told_by(desk / "bin/cdsctl", "init", folder / "fleet-meter")
+    console = f"run:env METER_SIM_DIR={folder}/fleet-meter {desk}/lib/meter-settings/bin/meter-settings -m"
+    plan = folder / "plan.toml"
+    plan.write_text(f'[[meter]]\nname = "one"\nconsole = "{console}"\n[meter.settings]\nenclosure = "RK"\n')
+    library = fleet / "lib/python3/dist-packages"
+    told_by("/usr/bin/python3", fleet / "bin/meter-fleet", "apply", plan, cwd=folder,
+            env={**os.environ, "PYTHONPATH": str(library)})
+    assert told_by(desk / "bin/cdsctl", "-C", folder / "fleet-meter", "get", "/VMIC/Enclosure/Value") == "RK\n"
+
+
+@pytest.mark.skipif(bool(RUN_WITH), reason="the meter's build has no live view, and no page")
+def test_the_page_is_opened(tmp_path):
+    """With a program that opens pages, without one, and where there is no page."""
+    told_by("cmake", "--install", BUILD, "--prefix", "/usr", "--component", "desk",
+            env={**os.environ, "DESTDIR": str(tmp_path)})
+    page = tmp_path / "usr/share/meter-settings/meter.html"
+    page.write_text("a page", encoding="utf-8")
+    opener = tmp_path / "programs" / "xdg-open"
+    opener.parent.mkdir()
+    session = tmp_path / "usr/bin/meter-session"
+    without = f"{opener.parent}:/usr/bin:/bin"
+    if not shutil.which("xdg-open", path=without):
+        assert told_by(session, "--page", env={"PATH": without}) == f"Open this file in a browser: {page}\n"
+    opener.write_text('#!/bin/sh\necho "opened $1"\n', encoding="utf-8")
+    opener.chmod(0o755)
+    assert told_by(session, "--page", env={"PATH": without}) == f"opened {page}\n"
+    page.unlink()
+    missing = subprocess.run([session, "--page"], capture_output=True, text=True, timeout=STEP_LIMIT, check=False)
+    assert missing.returncode == 3 and "meter.html is missing" in missing.stderr
+
+
+@pytest.mark.builds
+def test_cpack_builds_what_it_packs(tmp_path):
+    """As after ./run, which builds no more than it starts."""
+    build = tmp_path / "it's a build"
+    told_by("cmake", "--preset", BUILD.name, "-B", build, cwd=REPOSITORY)
+    packages = packages_of(build, tmp_path / "packages")
+    assert set(packages) == {"meter-settings", "meter-settings-desk"}
+    assert not (build / "unit-tests").exists()
 
 
 EPOCH = "1700000000"
@@ -170,7 +245,7 @@ def built_in(folder, mask):
 @pytest.mark.full
 def test_two_builds_in_two_folders_are_the_same_and_show_the_date_that_was_set(tmp_path):
     one, other = built_in(tmp_path / "one", 0o022), built_in(tmp_path / "another" / "folder", 0o077)
-    assert len(one) == 6
+    assert len(one) == 3 + len(COMPONENTS)  # two programs, a tarball, and a package of each component
     for left, right in zip(one, other):
         assert left.name == right.name
         assert left.read_bytes() == right.read_bytes(), left.name

@@ -31,6 +31,21 @@ def answer(cdsctl):
 
 
 @pytest.fixture
+def new_leaves(cdsctl, meter):
+    """Runs a `set` that succeeds, and returns the leaves that it says are new, hints included."""
+
+    def run(*arguments, **options):
+        done = cdsctl(*arguments, **options)
+        assert (done.returncode, done.stdout) == (0, ""), done
+        beginning = f"cdsctl: {meter.folder}/store.toml: new leaf "
+        lines = done.stderr.splitlines()
+        assert all(line.startswith(beginning) for line in lines), done
+        return [line.removeprefix(beginning) for line in lines]
+
+    return run
+
+
+@pytest.fixture
 def refusal(cdsctl):
     """What cdsctl says on standard error when it ends with `status` and prints nothing."""
 

@@ -36,10 +36,10 @@ def test_set_is_quiet_and_writes_sorted_keys(meter, answer, store):
     assert lines == sorted(lines) and not lines[0].startswith("#")
 
 
-def test_set_writes_several_leaves_in_one_replacement(meter, answer, store):
+def test_set_writes_several_leaves_in_one_replacement(meter, new_leaves, store):
     before = store.stat().st_ino
     os.link(store, meter.top / "kept")  # so that the number of the old file is not used again
-    answer("set", ENCLOSURE, "RK", FORM, "5", NEW, "true")
+    assert new_leaves("set", ENCLOSURE, "RK", FORM, "5", NEW, "true") == [f'"{NEW}"']
     assert meter.difference() == [f'~ "{FORM}" = 3 -> 5', f'~ "{ENCLOSURE}" = "S" -> "RK"', f'+ "{NEW}" = true']
     assert store.stat().st_ino != before
     assert sorted(os.listdir(meter.folder)) == ["store.toml"]
@@ -49,17 +49,15 @@ def test_set_writes_several_leaves_in_one_replacement(meter, answer, store):
     ("-5", -5), ("--", "--"), ("-x", "-x"), ("--tpye", "--tpye"), ("-", "-"), ("", ""), ("[1.2", "[1.2"),
     ("[None]", "[None]"), ("a,b", "a,b"), ("list", "list"), ("--help", "--help"), ("-h", "-h"), ("--version", "--version"), ("--type=int", "--type=int"),
     ("-Cx", "-Cx"), ("5", 5), ('"5"', "5"), ("true", True), ("ä b", "ä b")])
-def test_a_word_in_the_place_of_a_value_is_a_value(meter, answer, word, value):
-    if word == "--":
-        answer("set", "--", NEW, word)
-    else:
-        answer("set", NEW, word)
+def test_a_word_in_the_place_of_a_value_is_a_value(meter, new_leaves, word, value):
+    before_it = ("--",) if word == "--" else ()
+    assert new_leaves("set", *before_it, NEW, word) == [f'"{NEW}"']
     assert meter.leaves()[NEW] == value
     assert type(meter.leaves()[NEW]) is type(value)
 
 
-def test_after_two_dashes_every_word_is_an_operand(meter, answer):
-    answer("set", "--", NEW, "--help", "-C", "-5", "--", "x")
+def test_after_two_dashes_every_word_is_an_operand(meter, answer, new_leaves):
+    new_leaves("set", "--", NEW, "--help", "-C", "-5", "--", "x")
     assert {path: meter.leaves()[path] for path in (NEW, "-C", "--")} == {NEW: "--help", "-C": -5, "--": "x"}
     assert answer("get", "--", "-C") == "-5\n"
     answer("clear", "--", "-C", "--")
@@ -69,8 +67,8 @@ def test_after_two_dashes_every_word_is_an_operand(meter, answer):
 @pytest.mark.parametrize("arguments", [
     ("set", "--type", "string", NEW, "-5"), ("set", NEW, "-5", "--type", "string"), ("set", "--type=string", NEW, "-5"),
     ("set", "--type", "string", "--", NEW, "-5"), ("--type", "string", "set", NEW, "-5")])
-def test_options_may_stand_anywhere(meter, answer, arguments):
-    answer(*arguments)
+def test_options_may_stand_anywhere(meter, new_leaves, arguments):
+    new_leaves(*arguments)
     assert meter.leaves()[NEW] == "-5"
 
 
@@ -112,14 +110,34 @@ def test_what_is_set_already_leaves_the_file_untouched(answer, store, arguments)
     assert state_of(store) == before
 
 
-def test_a_path_is_any_text(meter, answer):
-    answer("set", "no/slash", "1", " ", "2", "ä\n", "3")
+def test_a_path_is_any_text(meter, new_leaves):
+    assert new_leaves("set", "no/slash", "1", " ", "2", "ä\n", "3") == ['" "', '"no/slash"', '"ä\\n"']
     assert meter.difference() == ['+ " " = 2', '+ "no/slash" = 1', '+ "ä\\n" = 3']
 
 
 def test_the_same_number_as_another_type_is_written(meter, answer):
     answer("set", "--type", "string", FORM, "3")
     assert meter.difference() == [f'~ "{FORM}" = 3 -> "3"']
+
+
+def test_a_new_leaf_is_named_with_the_nearest_existing_path(meter, new_leaves):
+    assert new_leaves("set", "/VMIC/Enclosre/Value", "RK", "/VMIC/Enclosure", "RK", FORM, "5", NEW, "1") == [
+        f'"/VMIC/Enclosre/Value" (there is "{ENCLOSURE}")', f'"/VMIC/Enclosure" (there is "{ENCLOSURE}")',
+        f'"{NEW}"']
+    assert new_leaves("set", NEW, "2", ENCLOSURE, "RK") == []  # now they exist
+    assert meter.leaves()["/VMIC/Enclosre/Value"] == "RK"
+
+
+def test_leaves_that_are_new_together_are_not_near_each_other(new_leaves):
+    assert new_leaves("set", "/Extra/Name/Value", "1", "/Extra/Nane/Value", "2", "/Extra/Name/Value", "3") == [
+        '"/Extra/Name/Value"', '"/Extra/Nane/Value"']
+
+
+def test_a_new_leaf_is_not_named_when_it_was_not_written(meter, refusal):
+    assert "new leaf" not in refusal(2, "set", NEW, "1", FORM, "x")
+    (meter.folder / "store.toml.new").mkdir()
+    (meter.folder / "store.toml.new" / "in the way").touch()
+    assert "new leaf" not in refusal(3, "set", NEW, "1")
 
 
 def test_writers_at_the_same_time_lose_nothing(meter):

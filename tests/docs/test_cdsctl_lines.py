@@ -38,7 +38,9 @@ def written_to(leaves, lines):
     """What the lines print on a meter with these leaves, and its leaves then."""
     meter = Meter("cdsctl-lines", leaves)
     done = run(lines, meter)
-    assert (done.returncode, done.stderr) == (0, "")
+    new = [line for line in done.stderr.splitlines() if ": new leaf " in line]
+    assert (done.returncode, done.stderr.splitlines()) == (0, new)
+    assert len(new) == len(meter.leaves().keys() - leaves.keys())
     after = toml_text(meter.leaves())
     meter.remove()
     return done.stdout.rstrip("\n"), after

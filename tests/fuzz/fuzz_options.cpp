@@ -66,14 +66,6 @@ void check_rejected_batch(const std::string& batch, const std::string& entry)
     check(missing.empty(), "every option leaf is in the batch", batch);
 }
 
-std::string expected_batch(const std::set<std::string>& options)
-{
-    std::string batch = "set_leaves";
-    for (const std::string& leaf : leaves_for(options))
-        batch += " " + leaf;
-    return batch + " \"\"";
-}
-
 void check_told(const std::string& told, const std::string& entry, bool accepted)
 {
     const std::string extra_dash = "\nError: Extra '-' at the beginning of the options list.";
@@ -106,7 +98,7 @@ void judge(const std::string& entry, SettingsSession& session, std::string& batc
     fake_store.calls.clear();
     check(write_option_batch() == 0, "the fake store takes every batch");
     if (!options.empty())
-        batch = expected_batch(options);
+        batch = batch_of(options);
     else if (entry.empty() || (entry[0] != '~' && entry[0] != '-'))
         check_rejected_batch(batch = fake_store.calls.front(), entry);
     check_equal(fake_store.calls.front(), batch, "the leaves after the entry");

@@ -5,7 +5,8 @@ program ended, the calls that it made and what became of the store:
 
     A refused address leaves the DNS server alone.
 
-    meter: factory                   or "empty", a meter without any leaf
+    meter: factory                   or "empty", a meter without any leaf; or "unknown", in the
+                                     transcript of a real meter, which can be read but not played
     arguments: -m                    the command line; from here on each line may be missing
     terminal: icrnl off              carriage return reaches the program as it is
     set:                             leaves added or replaced before the start, as TOML
@@ -67,7 +68,7 @@ from harness.terminal import Console, Mismatch, as_usual, without_icrnl
 
 HEADER_KEYS = ("meter", "arguments", "terminal", "set", "remove", "faults", "factory file")
 HEADER_WORDS = {  # None: the line may be missing
-    "meter": ("factory", "empty"),
+    "meter": ("factory", "empty", "unknown"),
     "terminal": (None, "icrnl off"),
     "factory file": (None, "absent", "broken"),
 }
@@ -146,6 +147,8 @@ def format_header(header):
 
 
 def make_meter(name, header):
+    if header["meter"] == "unknown":
+        raise ValueError(f"{name}: the meter of this transcript is not known, so it cannot be played")
     shipped = FACTORY.read_text()
     leaves = tomllib.loads(shipped) if header["meter"] == "factory" else {}
     leaves.update(tomllib.loads(header.get("set", "")))

@@ -20,7 +20,10 @@ from harness.meter import toml_value
 from harness.program import BUILD, RUN_WITH, UTILITY, command
 from meter_model import BUILD_STAMP, REASON
 
-SCRIPTED_WAIT = BUILD / "libscripted_wait.so"
+IN_NODE = BUILD.name == "web"
+SCRIPTED_WAIT = (
+    Path(__file__).parent / "scripted_wait.js" if IN_NODE else BUILD / "libscripted_wait.so"
+)
 SCRATCH = BUILD / "differential"
 
 LONGEST_RUN_MS = 30_000
@@ -87,6 +90,8 @@ PRELOADED = 3  # the descriptor by which the loader finds the library: in a list
 def environment(session, folder):
     # An emulator must not load what is meant for the program it runs.
     preloading = ("QEMU_SET_ENV", "LD_PRELOAD=") if RUN_WITH else ("LD_PRELOAD", "")
+    if IN_NODE:
+        preloading = ("NODE_OPTIONS", "--require=")
     settings = {
         preloading[0]: f"{preloading[1]}/proc/self/fd/{PRELOADED}",
         "PATH": os.environ.get("PATH", ""),

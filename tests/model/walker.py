@@ -2,7 +2,8 @@
 way through the menus, mistypes, dawdles and tries what he should not."""
 
 import option_words
-from meter_model import AT_ONCE, ENCLOSURES, LEAVES, SERVICE
+from harness import menus
+from meter_model import AT_ONCE, DNS, ENCLOSURES, LEAVES, SERVICE
 from meter_model import END, INTERRUPTED, TIME_OUT, ScriptEnded
 
 TEXTS = ("", "10.0.0.1", "None", " ", "x" * 37, "x" * 38, "x" * 39, "y" * 90, "true", "1", "~",
@@ -387,9 +388,11 @@ class Walker:
     def answer(self, question, offered):
         rng = self.rng
         if question == "main menu":
-            numbers = {"port": 1, "primary": 2, "secondary": 3, "reset": 4, "none": 99, "leave": 0}
-            numbers |= {"init": 5, "save": 6} if self.init_menu else {"save": 5}
-            weights = {"port": 5, "primary": 2, "secondary": 2, "reset": 0.5, "none": 0.2}
+            numbers = {"port": menus.PORT, "reset": menus.PASSWORDS, "none": 99, "leave": 0}
+            numbers |= {name: menus.PRIMARY_DNS + place for place, name in enumerate(DNS)}
+            numbers |= ({"init": menus.INIT, "save": menus.SAVE} if self.init_menu else
+                        {"save": menus.SAVE_WITHOUT_INIT})
+            weights = {"port": 5, **dict.fromkeys(DNS, 2), "reset": 0.5, "none": 0.2}
             weights |= {"init": 9} if self.init_menu else {}
             weights |= {"save": 9, "leave": 1} if offered >= numbers["save"] else {"leave": 0.2}
             return menu_answer(rng, numbers[self.prefer(question, list(weights.items()))])

@@ -10,7 +10,7 @@ import time
 import tomllib
 
 import pytest
-from harness import piped
+from harness import menus, piped
 from harness.program import UTILITY, command
 
 PROMPT = b"==>  "
@@ -84,6 +84,6 @@ def test_an_edit_within_the_second_of_the_last_reading_is_seen_and_not_lost(sess
         assert first in typed(process, b"9\n")
         edit_in_place(store, second)
         assert second in typed(process, b"9\n")
-    typed(process, b"3\n10.0.0.2\n")
-    assert b"Settings saved." in typed(process, b"5\ny\n")
+    typed(process, b"%d\n10.0.0.2\n" % menus.SECONDARY_DNS)
+    assert b"Settings saved." in typed(process, b"%d\ny\n" % menus.SAVE_WITHOUT_INIT)
     assert servers(store) == ["192.0.2.72", "10.0.0.2"]

@@ -112,6 +112,41 @@ TEST_CASE("a key given twice is told as it is written the second time")
           "faults.toml:3: key call is given twice");
 }
 
+TEST_CASE("a key given twice in an inline table is told without what is before it")
+{
+    CHECK(leaf_error("\"/a\" = {x = 1, x = 2}\n") == "store.toml:1: key x is given twice");
+    CHECK(leaf_error("\n\"/a\" = [{'y, =' = 3, z = 1, 'y, =' = {x = 1}}]\n") ==
+          "store.toml:2: key 'y, =' is given twice");
+    CHECK(leaf_error("a = {b.c = 1, b.c = 2}") == "store.toml:1: key b.c is given twice");
+    CHECK(leaf_error("a = [\"\"\"\n\"\"\", {x = 1, x = 2}]") ==
+          "store.toml:2: key x is given twice");
+    CHECK(fault_error("fault = [{call = \"pcd_init\", call = \"get_leaves\"}]") ==
+          "faults.toml:1: key call is given twice");
+}
+
+TEST_CASE("whatever is nested too deeply is refused by its line")
+{
+    const std::string reason = "2: keys, arrays and tables are more than 32 deep within each other";
+    const auto repeated = [](const std::string& text) {
+        std::string out;
+        for (int i = 0; i < 150'000; ++i)
+            out += text;
+        return out;
+    };
+    for (const std::string& text :
+         {repeated("a.") + "a = 1", "[" + repeated("a.") + "a]", "[[" + repeated("a.") + "a]]",
+          "a = {" + repeated("a.") + "a = 1}", "a = " + repeated("["), "a = " + repeated("{a = "),
+          "a = " + repeated("[{a.b = ")}) {
+        CHECK(leaf_error("\n" + text) == "store.toml:" + reason);
+        CHECK(fault_error("\n" + text) == "faults.toml:" + reason);
+        LeafValue value;
+        CHECK(parse_value("5\n" + text, value) == TomlReading::no_value);
+    }
+    LeafValue value;
+    CHECK(parse_value("[" + repeated("["), value) == TomlReading::other_value);
+    CHECK(parse_value("{" + repeated("a.") + "a=1}", value) == TomlReading::other_value);
+}
+
 TEST_CASE("what the parser takes for impossible is refused by its line")
 {
     CHECK(begins_with(leaf_error("\n[?]\n"), "store.toml:2: "));

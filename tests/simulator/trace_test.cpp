@@ -1,11 +1,20 @@
+#include "simulator/files.h"
 #include "simulator/trace.h"
+#include "tests/simulator/failing_call.h"
 #include "tests/simulator/test_meter.h"
 
 #include <doctest/doctest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 
 TEST_CASE("a connection is traced as it opens and closes")
@@ -195,4 +204,76 @@ TEST_CASE("a full disk under the trace is said so once")
     setenv("METER_SIM_TRACE", "/dev/full", 1);
     CHECK(standard_error_of([] { TestStore store; }) ==
           "/dev/full: the trace cannot be written: No space left on device\n");
+}
+
+TEST_CASE("a pipe that nobody reads is said so once, and the calls go on")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    REQUIRE(mkfifo(meter.path("trace").c_str(), 0600) == 0);
+    meter.begin_trace();
+    std::string read;
+    CHECK(standard_error_of([&] {
+              TestStore store;
+              read = get(store, {"/a"});
+          }) == meter.path("trace") + ": the trace cannot be written: No such device or address\n");
+    CHECK(read == "0: 1 1");
+}
+
+TEST_CASE("a pipe that is read gets its lines whole, however slowly it is read")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    const std::string path(1000, 'x');
+    REQUIRE(mkfifo(meter.path("trace").c_str(), 0600) == 0);
+    meter.begin_trace();
+    const int reader = open(meter.path("trace").c_str(), O_RDONLY | O_NONBLOCK);
+    REQUIRE(reader >= 0);
+    const int writer = start_process([&] {
+        close(reader);
+        TestStore store;
+        for (int i = 0; i < 100; ++i) // more than a pipe holds
+            get(store, {path});
+        return 0;
+    });
+    fcntl(reader, F_SETFL, 0);
+    let_file_settle();
+    std::string text;
+    CHECK(simulator::read_to_end(reader, text)); // at its first end there may be more to come
+    for (std::string more; waitpid(writer, nullptr, WNOHANG) == 0; text += more)
+        CHECK(simulator::read_to_end(reader, more));
+    std::string rest;
+    CHECK(simulator::read_to_end(reader, rest));
+    text += rest;
+    close(reader);
+    CHECK(std::count(text.begin(), text.end(), '\n') == 102);
+    CHECK(text.size() > 100 * path.size());
+}
+
+TEST_CASE("a reader that goes away and a limit on the size of files do not end the program")
+{
+    for (const int reason : {EPIPE, EFBIG}) {
+        CAPTURE(reason);
+        const TestMeter meter("\"/a\" = 1\n");
+        meter.begin_trace();
+        const int status = exit_status_of([&] {
+            bool failed = false;
+            const std::string said = standard_error_of([&] {
+                const FailingCall broken("write", reason);
+                TestStore store;
+                failed = broken.has_failed();
+            });
+            sigset_t left;
+            sigpending(&left);
+            if (sigismember(&left, SIGPIPE) != 0 || sigismember(&left, SIGXFSZ) != 0)
+                return 1;
+            sigprocmask(SIG_BLOCK, nullptr, &left);
+            if (sigismember(&left, SIGPIPE) != 0 || sigismember(&left, SIGXFSZ) != 0)
+                return 2;
+            return failed && said == meter.path("trace") +
+                                         ": the trace cannot be written: " + std::strerror(reason) +
+                                         "\n"
+                       ? 0
+                       : 3;
+        });
+        CHECK(status == 0);
+    }
 }

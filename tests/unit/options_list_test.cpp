@@ -72,15 +72,6 @@ std::string upper(std::string text)
     return text;
 }
 
-// The batch for a set of options of which no two are of one group.
-std::string expected_batch(const std::set<std::string>& options)
-{
-    std::string call = "set_leaves";
-    for (const std::string& leaf : leaves_for(options))
-        call += " " + leaf;
-    return call + " \"\"";
-}
-
 std::string joined(const Names& words)
 {
     std::string list;
@@ -105,7 +96,7 @@ void check_accepted(const std::string& list, const std::set<std::string>& option
     CHECK(result.told == "");
     CHECK(result.list.text == list);
     CHECK(result.list.changed);
-    CHECK(result.batch == expected_batch(options));
+    CHECK(result.batch == batch_of(options));
 }
 
 void check_kept(const Entered& result)
@@ -178,7 +169,7 @@ TEST_CASE("two options of one group are refused in either order, the first of th
                                              option_grammar().messages.at(group) +
                                              "\nCheck the entry.\n");
                     check_kept(result);
-                    CHECK(result.batch == expected_batch({first}));
+                    CHECK(result.batch == batch_of({first}));
                 }
             }
         }
@@ -199,7 +190,7 @@ TEST_CASE("an option that stands twice is counted once and named by nothing")
         const Names invalid = option == "MID" ? Names{"MID", "MID"} : Names{};
         const Entered result = entered(option + "-" + option);
         CHECK(result.told == refused_by_count(2 * length, length, invalid));
-        CHECK(result.batch == expected_batch({option}));
+        CHECK(result.batch == batch_of({option}));
         check_kept(result);
     }
 }
@@ -209,7 +200,7 @@ TEST_CASE("an option in both forms is found once, so the count refuses it withou
     CHECK(entered("WEB-web").told == refused_by_count(8, 4, {}));
     CHECK(entered("web-WEB").told == refused_by_count(8, 4, {}));
     CHECK(entered("1A-1a").told == refused_by_count(6, 3, {}));
-    CHECK(entered("1A-1a").batch == expected_batch({"1A"}));
+    CHECK(entered("1A-1a").batch == batch_of({"1A"}));
 }
 
 TEST_CASE(
@@ -218,11 +209,11 @@ TEST_CASE(
     for (const std::string& option : all_options()) {
         const std::string before = "x" + option;
         CHECK(entered(before).told == refused_by_count(before.size() + 1, 0, {before}));
-        CHECK(entered(before).batch == expected_batch({}));
+        CHECK(entered(before).batch == batch_of({}));
         const std::string after = option + "x";
         CHECK(entered(after).told ==
               refused_by_count(after.size() + 1, option.size() + 1, {after}));
-        CHECK(entered(after).batch == expected_batch({option}));
+        CHECK(entered(after).batch == batch_of({option}));
     }
     CHECK(entered("45").told == refused_by_count(3, 2, {"45"}));
 }
@@ -266,7 +257,7 @@ TEST_CASE("an empty line is refused by the count, and every option leaf is prepa
     const Entered result = entered("");
     CHECK(result.told == refused_by_count(1, 0, {}));
     check_kept(result);
-    CHECK(result.batch == expected_batch({}));
+    CHECK(result.batch == batch_of({}));
     CHECK(result.batch.find("true") == std::string::npos);
 }
 
@@ -346,10 +337,10 @@ TEST_CASE("power quality brings measurement logging and PQ as it should")
 TEST_CASE("measurement logging comes with a capture that was chosen, also in a refused list")
 {
     // PQ1 takes the group, so PQ2's capture is not chosen; PQ2 keeps its capture when PQ3 follows.
-    CHECK(entered("PQ1-PQ2").batch == expected_batch({"PQ1"}));
-    CHECK(entered("PQ1-PQ3").batch == expected_batch({"PQ1"}));
-    CHECK(entered("PQ2-PQ3").batch == expected_batch({"PQ2"}));
-    CHECK(entered("PQ1-PQ2-PQ3-PQR").batch == expected_batch({"PQ1", "PQR"}));
+    CHECK(entered("PQ1-PQ2").batch == batch_of({"PQ1"}));
+    CHECK(entered("PQ1-PQ3").batch == batch_of({"PQ1"}));
+    CHECK(entered("PQ2-PQ3").batch == batch_of({"PQ2"}));
+    CHECK(entered("PQ1-PQ2-PQ3-PQR").batch == batch_of({"PQ1", "PQR"}));
 }
 
 TEST_CASE("generated lists of one option a group are accepted as the grammar says")

@@ -125,7 +125,7 @@ TEST_CASE("a store that cannot be reached ends the program")
 TEST_CASE("only the option m offers the initialisation")
 {
     closed_store();
-    CHECK(ran({"-m"}).output.find(" 5.  " + init_item) != std::string::npos);
+    CHECK(ran({"-m"}).output.find(".  " + init_item) != std::string::npos);
     for (const char* other : {"4", "abc", "", "-V", "-mm", "m"}) {
         CAPTURE(other);
         const Ran answer = ran({other});

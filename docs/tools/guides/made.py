@@ -4,7 +4,7 @@ import concurrent.futures
 import difflib
 import re
 
-from guides import doctor, folders, options, pictures, saves
+from guides import doctor, fleet, folders, options, pictures, saves
 from harness.program import REPOSITORY
 
 # The makers of the parts, by the name that stands in the page's mark.
@@ -20,9 +20,13 @@ PARTS = {
     "power quality": options.power_quality,
     "a whole run of the doctor": doctor.whole_run,
     "problems that the doctor finds": doctor.problems,
+    "fleet check": fleet.check,
+    "fleet apply": fleet.apply,
 }
 
-FOLDERS = "folders"  # the one picture that is not of a session
+# The pictures that are not of a session.
+FOLDERS = "folders"
+OTHERS = {FOLDERS: folders.draw, fleet.PICTURE: fleet.draw}
 
 PART = re.compile(r"(<!-- made by docs/tools/write: ([^\n]*) -->\n)(.*?)(<!-- end -->\n)", re.S)
 
@@ -45,11 +49,11 @@ def make_page(path):
 
 
 def picture_names():
-    return [FOLDERS, *pictures.table()]
+    return [*OTHERS, *pictures.table()]
 
 
 def make_picture(name):
-    return folders.draw() if name == FOLDERS else pictures.draw(name, pictures.table()[name])
+    return OTHERS[name]() if name in OTHERS else pictures.draw(name, pictures.table()[name])
 
 
 def all_files():

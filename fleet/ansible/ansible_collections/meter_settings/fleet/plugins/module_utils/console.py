@@ -1,0 +1,81 @@
+# Copyright: the authors of meter-settings
+# See the LICENSE file of this collection
+
+"""One meter through the library of meter-fleet, for both modules."""
+
+from __future__ import absolute_import, division, print_function
+
+__metaclass__ = type
+
+import json
+import traceback
+
+from ansible.module_utils.basic import missing_required_lib
+
+LIBRARY_ERROR = None
+try:
+    from pathlib import Path
+
+    from meter_fleet import fleet, plan, results
+except ImportError:
+    LIBRARY_ERROR = traceback.format_exc()
+
+CONSOLE_OPTIONS = dict(
+    console=dict(type="str", required=True),
+    name=dict(type="str", default="meter"),
+    program=dict(type="str", default="meter-settings"),
+    login=dict(
+        type="dict",
+        options=dict(
+            user=dict(type="str"),
+            password_env=dict(type="str", no_log=False),
+            prompt=dict(type="str"),
+        ),
+    ),
+    records=dict(type="path", default="meter-fleet-records"),
+)
+FAILURES = ("rejected", "unreachable", "unknown")
+
+
+def named(table):
+    """The members that the task gave."""
+    return dict((key, value) for key, value in (table or {}).items() if value is not None)
+
+
+def meter_table(parameters, settings):
+    """The keys of the meter as a plan has them."""
+    table = dict(name=parameters["name"], console=parameters["console"], settings=settings)
+    if not parameters["console"].startswith("run:"):  # which is the utility itself
+        table["program"] = parameters["program"]
+        if named(parameters["login"]):
+            table["login"] = named(parameters["login"])
+    return table
+
+
+def operate(module, command, settings):
+    """Does a command of meter-fleet on the task's meter and returns its result, as with --json. Ends
+    the module when the result is a failure."""
+    if LIBRARY_ERROR:
+        module.fail_json(msg=missing_required_lib("meter_fleet"), exception=LIBRARY_ERROR)
+    try:
+        meter = plan.meter_of(meter_table(module.params, settings))
+    except plan.PlanError as error:
+        module.fail_json(msg=str(error), result="rejected")
+    done = fleet.run([meter], results.Command(command), records=Path(module.params["records"]))[0]
+    result = json.loads(results.as_json(done))
+    if result["result"] in FAILURES:
+        result["msg"] = "; ".join(result["messages"]) or result["result"]
+        module.fail_json(**returned(result))
+    return result
+
+
+def returned(result):
+    """A result as a module returns it: `diff` is for Ansible's diff mode."""
+    differences = result.pop("diff")
+    result["diff"] = dict(
+        before=dict((one["setting"], one["before"]) for one in differences),
+        after=dict((one["setting"], one["after"]) for one in differences),
+        before_header=result["name"],
+        after_header=result["name"],
+    )
+    return result

@@ -1,0 +1,168 @@
+#!/usr/bin/python
+# Copyright: the authors of meter-settings
+# See the LICENSE file of this collection
+
+"""Brings a meter to planned settings."""
+
+from __future__ import absolute_import, division, print_function
+
+__metaclass__ = type
+
+DOCUMENTATION = r"""
+---
+module: meter_settings
+short_description: Bring an electricity meter to planned settings
+version_added: 1.0.0
+description:
+  - Operates the menus of the settings utility on a meter's console.
+  - Reads the screens, compares them with I(settings), types only what differs, saves once, and reads
+    everything again in a new session.
+  - A setting that I(settings) does not name is not compared and not touched.
+  - Passwords are never reset, the options list is never cleared and factory defaults are never restored.
+extends_documentation_fragment:
+  - meter_settings.fleet.console
+options:
+  settings:
+    description:
+      - What the settings should be.
+      - An address other than the subnet mask that is an empty string is removed from the meter.
+    type: dict
+    required: true
+    suboptions:
+      dhcp:
+        description: Whether the port takes its address by DHCP.
+        type: bool
+      ip_address:
+        description: The IPv4 address of the port.
+        type: str
+      subnet_mask:
+        description: The subnet mask of the port.
+        type: str
+      default_gateway:
+        description: The default gateway of the port.
+        type: str
+      media_type:
+        description: One of the names that the meter offers; an empty string is auto-negotiation.
+        type: str
+      primary_dns:
+        description: The primary DNS server.
+        type: str
+      secondary_dns:
+        description: The secondary DNS server.
+        type: str
+      serial_number:
+        description:
+          - Two digits of the year, two of the week, five of the model number.
+          - Quote it, because YAML reads some numbers with a leading zero as octal.
+        type: raw
+      options_list:
+        description: The installed options, with dashes between them.
+        type: str
+      meter_form:
+        description: The number of the meter form, from 0 to 5.
+        type: int
+      class_amps:
+        description: The number of the class amps, from 0 to 2.
+        type: int
+      nominal_frequency:
+        description: The number of the nominal frequency, 0 or 1.
+        type: int
+      enclosure:
+        description: The code of the enclosure, such as C(RK).
+        type: str
+attributes:
+  check_mode:
+    description: The module predicts what would change, from what the meter holds.
+    support: full
+  diff_mode:
+    description: The module returns the settings that differ, before and after.
+    support: full
+"""
+
+EXAMPLES = r"""
+- name: Bring a meter to its settings
+  meter_settings.fleet.meter_settings:
+    name: "{{ inventory_hostname }}"
+    console: telnet:192.0.2.2:7012
+    login:
+      user: tech
+      password_env: METER_PASSWORD
+    settings:
+      dhcp: false
+      ip_address: 192.0.2.10
+      subnet_mask: 255.255.255.0
+      secondary_dns: ""
+      serial_number: "091512345"
+"""
+
+RETURN = r"""
+result:
+  description: C(ok), C(changed) or C(differs); C(rejected), C(unreachable) or C(unknown) when the task failed.
+  returned: always
+  type: str
+  sample: changed
+settings:
+  description: The settings as they were read last.
+  returned: when the meter could be read
+  type: dict
+  sample: {"dhcp": false, "ip_address": "192.0.2.10"}
+messages:
+  description: What happened. After C(unknown) they name the values that the meter holds.
+  returned: when a console was opened
+  type: list
+  elements: str
+  sample: []
+name:
+  description: The meter's name.
+  returned: when a console was opened
+  type: str
+  sample: feeder-12
+seconds:
+  description: How long it took.
+  returned: when a console was opened
+  type: float
+  sample: 1.2
+record:
+  description: The path of the transcript.
+  returned: when a console was opened
+  type: str
+  sample: meter-fleet-records/feeder-12.dialogue
+"""
+
+from ansible.module_utils.basic import AnsibleModule
+from ansible_collections.meter_settings.fleet.plugins.module_utils.console import (
+    CONSOLE_OPTIONS,
+    named,
+    operate,
+    returned,
+)
+
+SETTINGS = dict(
+    dhcp=dict(type="bool"),
+    ip_address=dict(type="str"),
+    subnet_mask=dict(type="str"),
+    default_gateway=dict(type="str"),
+    media_type=dict(type="str"),
+    primary_dns=dict(type="str"),
+    secondary_dns=dict(type="str"),
+    serial_number=dict(type="raw"),
+    options_list=dict(type="str"),
+    meter_form=dict(type="int"),
+    class_amps=dict(type="int"),
+    nominal_frequency=dict(type="int"),
+    enclosure=dict(type="str"),
+)
+
+
+def main():
+    """Runs the module."""
+    module = AnsibleModule(
+        argument_spec=dict(CONSOLE_OPTIONS, settings=dict(type="dict", required=True, options=SETTINGS)),
+        supports_check_mode=True,
+    )
+    command = "check" if module.check_mode else "apply"
+    module.exit_json(**returned(operate(module, command, named(module.params["settings"]))))
+
+
+if __name__ == "__main__":
+    main()

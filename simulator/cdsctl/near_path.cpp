@@ -1,0 +1,118 @@
+#include "simulator/cdsctl/near_path.h"
+
+#include "simulator/toml_text.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <numeric>
+#include <string_view>
+#include <vector>
+
+namespace cdsctl
+{
+
+namespace
+{
+
+using simulator::Leaves;
+
+constexpr std::size_t most_edits = 2; // letters put in, left out or replaced
+
+std::string without_capitals(std::string text)
+{
+    for (char& letter : text) {
+        if (letter >= 'A' && letter <= 'Z')
+            letter = static_cast<char>(letter - 'A' + 'a');
+    }
+    return text;
+}
+
+// Cuts off the whole path components with which both begin.
+void cut_common_beginning(std::string_view& one, std::string_view& other)
+{
+    const auto differ = std::mismatch(one.begin(), one.end(), other.begin(), other.end());
+    const auto same = static_cast<std::size_t>(differ.first - one.begin());
+    const std::size_t slash = one.substr(0, same).rfind('/');
+    const std::size_t cut = slash == std::string_view::npos ? 0 : slash + 1;
+    one.remove_prefix(cut);
+    other.remove_prefix(cut);
+}
+
+// The same for those with which both end.
+void cut_common_end(std::string_view& one, std::string_view& other)
+{
+    const auto differ = std::mismatch(one.rbegin(), one.rend(), other.rbegin(), other.rend());
+    const auto same = static_cast<std::size_t>(differ.first - one.rbegin());
+    const std::size_t slash = one.substr(one.size() - same).find('/');
+    const std::size_t cut = slash == std::string_view::npos ? 0 : same - slash;
+    one.remove_suffix(cut);
+    other.remove_suffix(cut);
+}
+
+// How many edits make one text of the other, as Levenshtein counts them; when there are more than
+// `most_edits`, any number above that.
+std::size_t edits_between(std::string_view one, std::string_view other)
+{
+    std::vector<std::size_t> row(other.size() + 1); // for the first letters of `one`
+    std::iota(row.begin(), row.end(), 0);
+    for (std::size_t i = 0; i < one.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i + 1;
+        for (std::size_t j = 0; j < other.size(); ++j) {
+            const std::size_t replaced = diagonal + (one[i] == other[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+        }
+        if (*std::min_element(row.begin(), row.end()) > most_edits)
+            break; // it only grows
+    }
+    return row.back();
+}
+
+// More than `most_edits` when the paths are not close: a single letter may be any, but of several
+// at least half of what differs must be the same.
+std::size_t distance(std::string_view path, std::string_view other)
+{
+    constexpr std::size_t not_close = most_edits + 1;
+    const std::size_t whole = path.size();
+    if (whole > other.size() + most_edits || other.size() > whole + most_edits)
+        return not_close;
+    cut_common_beginning(path, other);
+    cut_common_end(path, other);
+    const std::size_t edits = edits_between(path, other);
+    const bool is_close =
+        edits <= 1 ? 3 * edits <= whole : 2 * edits <= std::max(path.size(), other.size());
+    return is_close ? edits : not_close;
+}
+
+} // namespace
+
+std::string near_path(const std::string& path, const Leaves& leaves)
+{
+    const std::string end = "/Value";
+    if (leaves.count(path + end) != 0)
+        return path + end;
+    const std::size_t stem = std::max(path.size(), end.size()) - end.size();
+    if (path.substr(stem) == end && leaves.count(path.substr(0, stem)) != 0)
+        return path.substr(0, stem);
+
+    const std::string wanted = without_capitals(path);
+    std::string nearest;
+    std::size_t fewest = most_edits;
+    for (const auto& [other, value] : leaves) {
+        const std::size_t edits = distance(wanted, without_capitals(other));
+        if (edits < fewest || (edits == fewest && nearest.empty())) {
+            fewest = edits;
+            nearest = other;
+        }
+    }
+    return nearest;
+}
+
+std::string near_path_hint(const std::string& path, const Leaves& leaves)
+{
+    const std::string near = near_path(path, leaves);
+    return near.empty() ? "" : " (there is " + simulator::toml_string(near) + ")";
+}
+
+} // namespace cdsctl

@@ -1,0 +1,147 @@
+#include "simulator/toml_scan.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace simulator
+{
+
+namespace
+{
+
+// Where the string ends that begins at `at`: after its last quote, at the end of the line when it
+// should have ended there, or at the end of the text.
+std::size_t end_of_string(std::string_view text, std::size_t at)
+{
+    const char quote = text[at];
+    const bool is_long = text.substr(at, 3) == std::string(3, quote);
+    const std::string end(is_long ? 3 : 1, quote);
+    for (at += end.size(); at < text.size(); ++at) {
+        if (text[at] == '\n' && !is_long)
+            return at;
+        if (text[at] == '\\' && quote == '"')
+            ++at;
+        else if (text.substr(at, end.size()) == end)
+            break;
+    }
+    at += end.size();
+    for (int more = 0; is_long && more < 2 && at < text.size() && text[at] == quote; ++more)
+        ++at; // a long string may end with up to two quotes of its own
+    return std::min(at, text.size());
+}
+
+std::size_t end_of_comment(std::string_view text, std::size_t at)
+{
+    return std::min(text.find('\n', at), text.size());
+}
+
+// Calls `visit` with each character outside of strings and comments, and its place, until it
+// returns false.
+template <typename Visit>
+void visit_outside_of_strings(std::string_view text, Visit visit)
+{
+    for (std::size_t at = 0; at < text.size();) {
+        if (text[at] == '"' || text[at] == '\'') {
+            at = end_of_string(text, at);
+        } else if (text[at] == '#') {
+            at = end_of_comment(text, at);
+        } else {
+            if (!visit(text[at], at))
+                return;
+            ++at;
+        }
+    }
+}
+
+// How deep the present place of a text is.
+struct Depth {
+    std::vector<std::size_t> outside; // for each bracket that is open
+    std::size_t inside = 0;           // the innermost bracket, with no key or value begun
+    std::size_t now = 0;
+    bool in_header = false;
+    bool in_value = false; // where a dot parts no keys
+};
+
+void open_bracket(Depth& depth)
+{
+    depth.in_header = depth.in_header || (depth.outside.empty() && !depth.in_value);
+    depth.outside.push_back(depth.inside);
+    depth.inside = ++depth.now;
+    depth.in_value = false;
+}
+
+void close_bracket(Depth& depth)
+{
+    if (!depth.outside.empty()) {
+        depth.inside = depth.outside.back();
+        depth.outside.pop_back();
+    }
+    depth.now = depth.inside;
+}
+
+void begin_next(Depth& depth)
+{
+    depth.now = depth.inside;
+    depth.in_value = false;
+}
+
+// A header ends with its line, whatever brackets it leaves open.
+void end_line(Depth& depth)
+{
+    if (depth.in_header)
+        depth = Depth();
+    begin_next(depth);
+}
+
+void count(Depth& depth, char character)
+{
+    switch (character) {
+    case '[':
+    case '{': open_bracket(depth); break;
+    case ']':
+    case '}': close_bracket(depth); break;
+    case '.': depth.now += depth.in_value ? 0 : 1; break;
+    case '=': depth.in_value = true; break;
+    case ',': begin_next(depth); break;
+    case '\n': end_line(depth); break;
+    default: break;
+    }
+}
+
+} // namespace
+
+std::uint32_t line_too_deep(std::string_view text)
+{
+    Depth depth;
+    std::size_t place = text.size();
+    visit_outside_of_strings(text, [&](char character, std::size_t at) {
+        count(depth, character);
+        place = at;
+        return depth.now <= deepest_nesting;
+    });
+    if (depth.now <= deepest_nesting)
+        return 0;
+    const auto line_ends =
+        std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(place), '\n');
+    return static_cast<std::uint32_t>(line_ends + 1);
+}
+
+std::string_view last_key(std::string_view text)
+{
+    constexpr std::string_view separators = "[]{},\n";
+    std::size_t begin = 0;
+    std::string_view key;
+    visit_outside_of_strings(text, [&](char character, std::size_t at) {
+        if (separators.find(character) != std::string_view::npos)
+            begin = at + 1;
+        else if (character == '=')
+            key = text.substr(begin, at - begin);
+        return true;
+    });
+    constexpr std::string_view blanks = " \t";
+    key.remove_prefix(std::min(key.find_first_not_of(blanks), key.size()));
+    return key.substr(0, key.find_last_not_of(blanks) + 1);
+}
+
+} // namespace simulator

@@ -1,0 +1,64 @@
+"""The steps of the developer's guide, followed on a copy of the tree: built, recorded, played."""
+
+import os
+import re
+import shutil
+import subprocess
+
+import pytest
+from harness.program import REPOSITORY
+
+pytestmark = [pytest.mark.full, pytest.mark.host_only]
+
+GUIDE = (REPOSITORY / "docs" / "developer.md").read_text(encoding="utf-8")
+PLAY = "meter: factory\narguments: -m\n\n[console]\n"
+# What the new thing must bring about, in a dialogue of its own: the keys, and a leaf that is written.
+# Then the tests that pass after these steps alone; the guide names what else to edit.
+TESTS = ("tests/dialogues", "tests/model", "tests/fuzz", "tests/test_harness.py")
+EXAMPLES = {
+    "An option": ("‹5⏎›‹2⏎›‹lte-WEB⏎›‹0⏎›‹6⏎›‹y⏎›‹0⏎›", "/VMIC/Options/LTE/Value = true\n",
+                  (*TESTS, "tests/docs", "tests/test_doctest.py")),
+    "A main-menu item": ("‹4⏎›‹10.0.0.3⏎›‹7⏎›‹y⏎›‹0⏎›",
+                         '/Software/System Settings/Network/Name Server/3/Value = "10.0.0.3"\n', TESTS),
+}
+
+
+def edits_of(section):
+    """(file, old text, new text) of each hunk of the section's diff."""
+    diff = re.search(rf"^### {section}$.*?^```diff\n(.*?)^```$", GUIDE, re.M | re.S)[1]
+    for part in re.split(r"^\+\+\+ ", diff, flags=re.M)[1:]:
+        name, _, hunks = part.partition("\n")
+        for hunk in hunks.split("@@\n"):
+            lines = hunk.splitlines(True)
+            yield name, *("".join(line[1:] for line in lines if line[0] != other) for other in "+-")
+
+
+def copy_of_the_tree(folder):
+    files = subprocess.check_output(["git", "ls-files", "-z"], cwd=REPOSITORY, text=True).split("\0")[:-1]
+    for name in files:
+        (folder / name).parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy2(REPOSITORY / name, folder / name, follow_symlinks=False)
+
+
+@pytest.mark.parametrize("section", EXAMPLES)
+def test_the_steps_lead_to_a_program_that_plays(section, tmp_path):
+    copy_of_the_tree(tmp_path)
+    for name, old, new in edits_of(section):
+        text = (tmp_path / name).read_text(encoding="utf-8")
+        assert text.count(old) == 1, f"{name} does not have this once:\n{old}"
+        (tmp_path / name).write_text(text.replace(old, new), encoding="utf-8")
+    keys, written, tests = EXAMPLES[section]
+    example = tmp_path / "tests" / "dialogues" / "example.dialogue"
+    example.write_text(f"The new example is saved.\n\n{PLAY}{keys}\n", encoding="utf-8")
+
+    def run(*words):
+        done = subprocess.run(words, cwd=tmp_path, env=surroundings, capture_output=True, text=True)
+        assert done.returncode == 0, done.stdout[-4000:] + done.stderr[-4000:]
+
+    surroundings = {**os.environ, "BUILD_DIR": str(tmp_path / "build" / "host")}
+    run("cmake", "--preset", "host")
+    run("cmake", "--build", "build/host")
+    run("tests/record", "--update")
+    run("docs/tools/write")
+    run("/usr/bin/python3", "-m", "pytest", "-n", "4", "-q", "-p", "no:cacheprovider", *tests, "--quick")
+    assert f"    {written}" in example.read_text(encoding="utf-8")

@@ -1,0 +1,72 @@
+#include "simulator/cdsctl/near_path.h"
+
+#include <doctest/doctest.h>
+
+using namespace cdsctl;
+using simulator::Leaves;
+
+namespace
+{
+
+const Leaves leaves = {{"/VMIC/Enclosure/Value", 0},
+                       {"/VMIC/SerialNumber/Value", 0},
+                       {"/VMIC/Options/Web/Value", 0},
+                       {"/VMIC/Options/PQ1/Value", 0},
+                       {"/VMIC/Options/PQ2/Value", 0},
+                       {"/VMC/PrimCfg/Form/Value", 0},
+                       {"/System/Interface/1/IP Address/Value", 0},
+                       {"/bare", 0},
+                       {"/a", 0}};
+
+std::string near(const std::string& path)
+{
+    return near_path(path, leaves);
+}
+
+} // namespace
+
+TEST_CASE("a path is near that differs by its last component alone")
+{
+    CHECK(near("/VMIC/Enclosure") == "/VMIC/Enclosure/Value");
+    CHECK(near("/bare/Value") == "/bare");
+    CHECK(near("/Value") == "");
+    CHECK(near("") == "");
+}
+
+TEST_CASE("a path is near that is mistyped")
+{
+    for (const char* path :
+         {"/VMIC/Enclosre/Value", "/VMIC/Enclosuree/Value", "/VMIC/Encolsure/Value",
+          "/VMIC/Enclosurr/Value", "/VMIC/Enclosure/Valeu", "/VMIC/Enclosure/value",
+          "/vmic/enclosure/value", "/VMIV/Enclosure/Value", "VMIC/Enclosure/Value",
+          "/VMIC/Enclosure/Value/"}) {
+        CAPTURE(path);
+        CHECK(near(path) == "/VMIC/Enclosure/Value");
+    }
+    CHECK(near("/VMC/PrimCgf/Form/Value") == "/VMC/PrimCfg/Form/Value");
+    CHECK(near("/System/Interface/2/IP Address/Value") == "/System/Interface/1/IP Address/Value");
+}
+
+TEST_CASE("of several near paths it is the nearest, and of equally near ones the first")
+{
+    CHECK(near("/VMIC/Options/PQ22/Value") == "/VMIC/Options/PQ2/Value");
+    CHECK(near("/VMIC/Options/PQ3/Value") == "/VMIC/Options/PQ1/Value");
+}
+
+TEST_CASE("a path of its own is near to none")
+{
+    for (const char* path :
+         {"/VMIC/Options/Foo/Value", "/b", "/VMIC/SerialNo/Value", "/VMIC/Enc/Value",
+          "/Other/Enclosure/Value", "/VMIC/Enclosure/Extra/Value", "/VMIC/Enclosure/Value/of/it"}) {
+        CAPTURE(path);
+        CHECK(near(path) == "");
+        CHECK(near_path_hint(path, leaves) == "");
+    }
+    CHECK(near_path("/VMIC/Enclosure/Value", {}) == "");
+}
+
+TEST_CASE("a hint has the path as TOML writes it")
+{
+    CHECK(near_path_hint("/VMIC/Enclosure", leaves) == " (there is \"/VMIC/Enclosure/Value\")");
+    CHECK(near_path_hint("/x\ny", {{"/x\ny/Value", 0}}) == " (there is \"/x\\ny/Value\")");
+}

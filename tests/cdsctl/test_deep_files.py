@@ -1,0 +1,26 @@
+"""Files nested so deeply that to take them apart would need more memory than a program has for it."""
+
+import pytest
+from harness.piped import run
+from harness.program import UTILITY, command
+
+MANY = 150_000
+REASON = ":2: keys, arrays and tables are more than 32 deep within each other\n"
+
+
+@pytest.mark.parametrize("text", [
+    "a." * MANY + "a = 1", "[" + "a." * MANY + "a]", "a = " + "[" * MANY + "]" * MANY,
+    "a = " + "{a = " * MANY + "1" + "}" * MANY,
+], ids=["dotted key", "header", "arrays", "inline tables"])
+def test_a_deep_file_is_told_with_its_line(meter, refusal, text):
+    store = meter.folder / "store.toml"
+    for name in ("store.toml", "factory.toml", "faults.toml"):
+        (meter.folder / name).write_text("\n" + text)
+    assert refusal(3, "list") == f"cdsctl: {store}{REASON}"
+    assert refusal(3, "diff", "-", keys="\n" + text) == f"cdsctl: standard input{REASON}"
+    assert refusal(3, "reset") == f"cdsctl: {meter.folder}/factory.toml{REASON}"
+    for name in ("faults.toml", "store.toml"):
+        session = run(command(UTILITY), meter.environment())
+        assert session.returncode == 1
+        assert session.stderr.decode().startswith(f"{meter.folder}/{name}{REASON}")
+        (meter.folder / "faults.toml").unlink(missing_ok=True)

@@ -1,0 +1,188 @@
+"""Real ways to a meter's console, all on this machine: an SSH server, terminal servers, and serial
+lines that are pairs of pseudo-terminals."""
+
+import contextlib
+import getpass
+import json
+import os
+import pathlib
+import shlex
+import shutil
+import socket
+import subprocess
+
+from fleet_rig import NOISY_LINE
+from harness.program import STEP_LIMIT, UTILITY, wait_until
+
+METER_SHELL = pathlib.Path(__file__).with_name("meter-shell")
+SSHD = "/usr/sbin/sshd"  # must be started by its whole path
+PRIVATE_DIRECTORY = pathlib.Path("/run/sshd")
+
+
+def shell_command(meter, user="", password=""):
+    """A command that is the meter's console before the utility runs."""
+    variables = {**meter.environment, "METER_USER": user, "METER_PASSWORD": password,
+                 "PATH": f"{UTILITY.parent}:/usr/bin:/bin"}
+    return ["env", *(f"{name}={value}" for name, value in variables.items()), str(METER_SHELL)]
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def answers(port):
+    with contextlib.suppress(OSError), socket.create_connection(("127.0.0.1", port), 1):
+        return True
+    return False
+
+
+@contextlib.contextmanager
+def running(words, is_ready, **options):
+    """A server from when it is ready to the end of the block."""
+    process = subprocess.Popen(words, stdin=subprocess.DEVNULL, start_new_session=True, **options)
+    try:
+        wait_until(lambda: is_ready() or process.poll() is not None, lambda: f"{words} is not ready")
+        assert process.poll() is None, f"{words} ended with {process.returncode}"
+        yield process
+    finally:
+        process.terminate()
+        try:
+            process.wait(STEP_LIMIT)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            process.wait()
+
+
+# --- ssh
+
+SSHD_CONFIG = """\
+Port {port}
+ListenAddress 127.0.0.1
+HostKey {folder}/host_key
+AuthorizedKeysFile {folder}/key.pub
+PidFile none
+StrictModes no
+UsePAM no
+PasswordAuthentication no
+KbdInteractiveAuthentication no
+PermitRootLogin prohibit-password
+MaxStartups 100
+MaxSessions 100
+ForceCommand {command}
+"""
+SSH_CONFIG = """\
+Host 127.0.0.1
+    UserKnownHostsFile {folder}/known_hosts
+    IdentityFile {folder}/key
+    IdentitiesOnly yes
+"""
+
+
+def make_key(path):
+    subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", str(path)], check=True)
+
+
+def with_private_directory(words):
+    """sshd of the superuser wants a directory below /run; it gets one that only it can see."""
+    if os.geteuid() != 0 or PRIVATE_DIRECTORY.is_dir():
+        return words
+    script = f"mount -t tmpfs tmpfs /run && mkdir -m 755 {PRIVATE_DIRECTORY} && exec {shlex.join(words)}"
+    return ["unshare", "--mount", "sh", "-c", script]
+
+
+def write_client(folder, port):
+    """An `ssh` for the PATH: the real client with the test's own keys and known hosts."""
+    host_key = (folder / "host_key.pub").read_text().split()[:2]
+    (folder / "known_hosts").write_text(f"[127.0.0.1]:{port} {' '.join(host_key)}\n")
+    (folder / "ssh_config").write_text(SSH_CONFIG.format(folder=folder))
+    client = folder / "bin" / "ssh"
+    client.parent.mkdir()
+    client.write_text(f'#!/bin/sh\nexec {shutil.which("ssh")} -F {folder}/ssh_config "$@"\n')
+    client.chmod(0o755)
+
+
+@contextlib.contextmanager
+def ssh_server(folder, command):
+    """A server that answers every login with `command`. Gives the console and the environment in
+    which the client finds its keys."""
+    folder.mkdir()
+    port = free_port()
+    for name in ("host_key", "key"):
+        make_key(folder / name)
+    write_client(folder, port)
+    config = SSHD_CONFIG.format(port=port, folder=folder, command=shlex.join(command))
+    (folder / "sshd_config").write_text(config)
+    words = with_private_directory([SSHD, "-D", "-e", "-f", str(folder / "sshd_config")])
+    environment = {**os.environ, "PATH": f"{folder}/bin:{os.environ['PATH']}"}
+    with open(folder / "sshd.log", "wb") as log, running(words, lambda: answers(port), stderr=log):
+        yield f"ssh:{getpass.getuser()}@127.0.0.1:{port}", environment
+
+
+# --- serial lines and terminal servers
+
+
+@contextlib.contextmanager
+def serial_port(folder, command):
+    """The device of a serial line whose other end is `command`."""
+    device = folder / "ttyMeter"
+    script = folder / "console"  # socat's addresses take no quotes
+    script.write_text(f"#!/bin/sh\nexec {shlex.join(map(str, command))}\n")
+    script.chmod(0o755)
+    words = ["socat", f"PTY,link={device},raw,echo=0", f"EXEC:{script},pty,setsid,ctty,stderr"]
+    with running(words, device.exists):
+        yield device
+
+
+@contextlib.contextmanager
+def raw_terminal_server(folder, command):
+    """A port behind which each connection has a console of its own, without telnet's own bytes."""
+    port = free_port()
+    script = folder / "console"
+    script.write_text(f"#!/bin/sh\nexec {shlex.join(map(str, command))}\n")
+    script.chmod(0o755)
+    words = ["socat", f"TCP-LISTEN:{port},bind=127.0.0.1,reuseaddr,fork", f"EXEC:{script},pty,setsid,ctty,stderr"]
+    with running(words, lambda: is_listening(port)):
+        yield f"telnet:127.0.0.1:{port}"
+
+
+SER2NET_CONFIG = """\
+%YAML 1.1
+---
+connection: &meter
+    accepter: telnet(rfc2217),tcp,127.0.0.1,{port}
+    connector: serialdev,{device},9600n81,local
+    options:
+        kickolduser: true
+"""
+
+
+@contextlib.contextmanager
+def telnet_server(folder, device):
+    """ser2net in front of a serial device: it speaks telnet, options and all."""
+    port = free_port()
+    config = folder / "ser2net.yaml"
+    config.write_text(SER2NET_CONFIG.format(port=port, device=device))
+    with running(["ser2net", "-n", "-c", str(config), "-P", str(folder / "ser2net.pid")], lambda: is_listening(port)):
+        yield f"telnet:127.0.0.1:{port}"
+
+
+def is_listening(port):
+    """Whether something listens there, without connecting: a connection would be a session."""
+    wanted = f"0100007F:{port:04X}"
+    lines = pathlib.Path("/proc/net/tcp").read_text().splitlines()[1:]
+    return any(line.split()[1] == wanted and line.split()[3] == "0A" for line in lines)
+
+
+def over_a_slow_line(folder, command, baud=9600):
+    """The same command with a 9,600 baud line in front of it."""
+    folder.mkdir()
+    (folder / "line.json").write_text(json.dumps({"command": list(map(str, command)), "baud": baud}))
+    return [str(NOISY_LINE), str(folder)]
+
+
+def environment_with_password(password):
+    """Where the login of a plan finds the password that it names; None: it is not there."""
+    variables = {name: value for name, value in os.environ.items() if name != "FLEET_TEST_PASSWORD"}
+    return variables if password is None else variables | {"FLEET_TEST_PASSWORD": password}

@@ -1,0 +1,136 @@
+"""What must hold after meter-fleet has been at a meter, whatever its line did."""
+
+import option_words
+from fleet_plans import LEAVES, NUMBERS, read_setting
+
+GENERAL = "/VMC/Comms/EthPort/1/General/"
+# The leaves that a save writes besides a setting's own.
+MIRRORS = {
+    "dhcp": GENERAL + "DHCP/Value",
+    "ip_address": GENERAL + "IPAddress/Value",
+    "subnet_mask": GENERAL + "SubnetMask/Value",
+    "default_gateway": GENERAL + "DefaultGateway/Value",
+}
+TRIGGERS = "/VMF/UpdateService/"
+OPTIONS = "/VMIC/Options/"
+FORBIDDEN_COMMANDS = ("sernetpwreset.sh", "fw_reset.sh")
+QUIET_RESULTS = ("ok", "differs", "rejected", "unreachable")  # nothing was changed
+GOOD_RESULTS = ("ok", "changed")
+
+
+def is_as_planned(leaves, settings):
+    return all(same(read_setting(leaves, key), wanted) for key, wanted in settings.items())
+
+
+def same(one, other):
+    return type(one) is type(other) and one == other
+
+
+def not_as_planned(leaves, settings):
+    return {key: (wanted, read_setting(leaves, key)) for key, wanted in settings.items()
+            if not same(read_setting(leaves, key), wanted)}
+
+
+def changed_settings(before, after):
+    return {key for key, path in LEAVES.items() if not same(before.get(path), after.get(path))}
+
+
+# --- the trace
+
+
+def writes(calls):
+    return [call for call in calls if call["call"] in ("set_leaf", "set_leaves", "clear_leaves")]
+
+
+def commands(calls):
+    return [call["command"] for call in calls if call["call"] == "system"]
+
+
+def clears_the_options(call):
+    return call["call"] == "set_leaves" and any(
+        leaf["path"] == LEAVES["options_list"] and leaf["value"] == "" for leaf in call["leaves"])
+
+
+def forbidden(calls):
+    """The password resets, factory resets and clearings of the options that were made."""
+    found = [line for line in commands(calls) if line.startswith(FORBIDDEN_COMMANDS)]
+    return found + ["options cleared" for call in calls if clears_the_options(call)]
+
+
+# --- judging
+
+
+def allowed_to_change(settings):
+    """The leaves that a save of these settings may write."""
+    paths = {LEAVES[key] for key in settings} | {MIRRORS[key] for key in settings if key in MIRRORS}
+    return paths
+
+
+def stray_changes(before, after, settings):
+    """Leaves that became something else and have nothing to do with the plan."""
+    allowed = allowed_to_change(settings)
+    changed = {path for path in before.keys() | after.keys() if not same(before.get(path), after.get(path))}
+    if "options_list" in settings:
+        changed = {path for path in changed if not path.startswith(OPTIONS)}
+    return sorted(path for path in changed - allowed if not path.startswith(TRIGGERS))
+
+
+def wrong_option_leaves(after, settings):
+    """Option leaves that are not what the list leads to; the last write of a leaf counts."""
+    wanted = dict(option_words.examine(settings["options_list"]).batch)
+    return sorted(path for path, leaf in wanted.items() if after.get(path) is not leaf)
+
+
+def wrong_after_a_change(before, after, settings):
+    changed = changed_settings(before, after) & settings.keys()
+    found = [f"the mirror of {key} is {after.get(MIRRORS[key])!r}" for key in changed & MIRRORS.keys()
+             if settings[key] != "" and not same(after.get(MIRRORS[key]), mirrored(settings[key]))]
+    if "options_list" in changed:
+        found += [f"{path} is not as the options list has it" for path in wrong_option_leaves(after, settings)]
+    return found
+
+
+def mirrored(wanted):
+    return int(wanted) if isinstance(wanted, bool) else wanted
+
+
+def early_keys(sessions):
+    """The reasons why keys came too early, with how many."""
+    counts = {}
+    for event in (event for session in sessions for event in session):
+        if event["event"] == "key" and event["early"]:
+            counts[event["early"]] = counts.get(event["early"], 0) + 1
+    return counts
+
+
+def problems(meter, settings, result):
+    """What is wrong after `apply` or `check` of these settings, as lines of text."""
+    before, after, calls = meter.leaves_before, meter.leaves(), meter.calls()
+    kind = result["result"]
+    found = [f"forbidden: {what}" for what in forbidden(calls)]
+    if kind in GOOD_RESULTS:
+        found += [f"{kind}, but {key} is {held!r} instead of {wanted!r}"
+                  for key, (wanted, held) in not_as_planned(after, settings).items()]
+        found += [f"{kind}: {what}" for what in wrong_after_a_change(before, after, settings)]
+    found += [f"{kind}: {path} became {after.get(path)!r}" for path in stray_changes(before, after, settings)]
+    if kind in QUIET_RESULTS and (writes(calls) or commands(calls)):
+        found.append(f"{kind}, but there were {len(writes(calls))} writes, {len(commands(calls))} commands")
+    early = early_keys(meter.sessions()).get("command", 0)
+    if early:
+        found.append(f"{early} keys were typed while a command was running")
+    return found + wrong_report(after, settings, result)
+
+
+def wrong_report(after, settings, result):
+    """What a good result says of the settings, against the store."""
+    if result["result"] not in GOOD_RESULTS:
+        return [] if result["messages"] else [f"{result['result']} without a message"] \
+            if result["result"] != "differs" else []
+    return [f"the report says {key} is {value!r}, the store {read_setting(after, key)!r}"
+            for key, value in result["settings"].items()
+            if key in LEAVES and not same(read_setting(after, key), value)
+            and not (key in NUMBERS and as_shown(value) == as_shown(read_setting(after, key)))]
+
+
+def as_shown(value):
+    return "" if value is None else str(value)

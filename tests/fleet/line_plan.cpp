@@ -1,0 +1,63 @@
+#include "tests/fleet/line_plan.h"
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+using nlohmann::json;
+
+namespace
+{
+
+// Leaves the member as it is when the plan does not name it.
+template <typename Member>
+void take(const json& from, const char* name, Member& member)
+{
+    if (from.contains(name))
+        from.at(name).get_to(member);
+}
+
+} // namespace
+
+// nlohmann's library finds these by their names.
+
+static void from_json(const json& from, LineEvent& event)
+{
+    take(from, "session", event.session);
+    take(from, "at_key", event.at_key);
+    take(from, "seconds", event.seconds);
+    take(from, "keys", event.keys);
+}
+
+static void from_json(const json& from, Substitution& substitution)
+{
+    take(from, "from", substitution.from);
+    take(from, "to", substitution.to);
+    take(from, "occurrence", substitution.occurrence);
+    take(from, "session", substitution.session);
+}
+
+static void from_json(const json& from, LinePlan& plan)
+{
+    take(from, "command", plan.command);
+    take(from, "environment", plan.environment);
+    take(from, "seed", plan.seed);
+    take(from, "key_rate", plan.key_rate);
+    take(from, "output_rate", plan.output_rate);
+    take(from, "message_rate", plan.message_rate);
+    take(from, "baud", plan.baud);
+    take(from, "prelude", plan.prelude);
+    take(from, "stalls", plan.stalls);
+    take(from, "typists", plan.typists);
+    take(from, "ends", plan.ends);
+    take(from, "deaths", plan.deaths);
+    take(from, "substitutions", plan.substitutions);
+}
+
+LinePlan read_line_plan(const std::string& path)
+{
+    std::ifstream file(path);
+    if (!file)
+        throw std::runtime_error(path + " cannot be read");
+    return json::parse(file).get<LinePlan>();
+}

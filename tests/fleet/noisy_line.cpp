@@ -1,0 +1,485 @@
+// A bad serial line: runs a program on a terminal of its own and carries the bytes between it and
+// standard input and output, damaging them as planned.
+//
+//   noisy-line FOLDER    FOLDER/line.json is the plan (line_plan.h)
+//
+// Each start is one session: it writes FOLDER/sessions/N.jsonl, one JSON object for each key and
+// each thing that happened, with its seconds since the start; N.in, what the driver typed; and
+// N.out, what the driver was shown. The same plan, session and keys give the same damage. Exits
+// with the program's status, or with 1 when the line ended before the program did.
+
+#include "tests/fleet/line_plan.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <exception>
+#include <fcntl.h>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <poll.h>
+#include <pty.h>
+#include <random>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr double bits_per_byte = 10; // 8N1: a start bit and a stop bit with each byte
+constexpr double forever = 1e9;
+constexpr unsigned long longest_screen = 1500; // bytes, about
+
+struct TimedByte {
+    double at; // cppcheck-suppress unusedStructMember ; used through the queue
+    char byte; // cppcheck-suppress unusedStructMember
+};
+
+// One direction of the line. A byte leaves no sooner than the one before it has gone.
+struct Channel {
+    std::deque<TimedByte> bytes;
+    double free_at = 0;
+};
+
+struct Line {
+    LinePlan plan;
+    unsigned session = 0;
+    std::string busy_file; // is there while the meter runs a command (meter_time.cpp)
+    std::mt19937_64 random;
+    int terminal = -1; // the program's
+    pid_t program = -1;
+    FILE* log = nullptr;
+    FILE* typed = nullptr;
+    FILE* shown = nullptr;
+    Channel to_program;
+    Channel to_driver;
+    unsigned long keys = 0;
+    unsigned long message_in = 0;  // bytes of output until a kernel message comes; 0: none is due
+    bool enter_is_foreign = false; // the last Enter that the program got was not the driver's
+    bool open = true;
+    std::string current_line;           // of what the program put out, before any damage
+    std::vector<unsigned> found_so_far; // occurrences of each substitution's text
+    std::string tail;                   // of what the program put out, for the substitutions
+};
+
+double now()
+{
+    static const auto start = std::chrono::steady_clock::now();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+void note(const Line& line, const char* event, nlohmann::json details = nlohmann::json::object())
+{
+    details["t"] = now();
+    details["event"] = event;
+    std::fprintf(line.log, "%s\n", details.dump().c_str());
+    std::fflush(line.log);
+}
+
+bool happens(Line& line, double rate)
+{
+    return rate > 0 && std::uniform_real_distribution<double>(0, 1)(line.random) < rate;
+}
+
+unsigned pick(Line& line, std::size_t count)
+{
+    return static_cast<unsigned>(line.random() % count);
+}
+
+void put(const Line& line, Channel& channel, char byte)
+{
+    const double at = std::max(now(), channel.free_at);
+    channel.bytes.push_back({at, byte});
+    channel.free_at = line.plan.baud > 0 ? at + bits_per_byte / line.plan.baud : at;
+}
+
+// --- keys: from the driver to the program
+
+void pass_key(Line& line, char key, bool foreign)
+{
+    if (key == '\r' || key == '\n')
+        line.enter_is_foreign = foreign;
+    put(line, line.to_program, key);
+}
+
+char flipped(Line& line, char byte, unsigned bits)
+{
+    return static_cast<char>(static_cast<unsigned char>(byte) ^ (1U << pick(line, bits)));
+}
+
+// Mostly what a technician could have typed: digits and letters do more harm than noise.
+std::string foreign_keys(Line& line)
+{
+    static const std::array<std::string, 24> keys = {
+        "0", "1", "2", "3", "4", "5",  "6",    "7",    "8",      "9",      "y",  "n",
+        "Y", "~", ".", "-", " ", "\r", "\x08", "\x7f", "\x1b[A", "\x1b[C", "\t", "\x04"};
+    if (happens(line, 0.2))
+        return std::string(1, static_cast<char>(pick(line, 256)));
+    return keys.at(pick(line, keys.size()));
+}
+
+void pass_foreign(Line& line)
+{
+    const std::string keys = foreign_keys(line);
+    note(line, "foreign", {{"keys", std::vector<int>(keys.begin(), keys.end())}});
+    for (const char key : keys)
+        pass_key(line, key, true);
+}
+
+void damage_key(Line& line, char key)
+{
+    switch (pick(line, 5)) {
+    case 0: note(line, "key-lost"); break;
+    case 1:
+        note(line, "key-doubled");
+        pass_key(line, key, false);
+        pass_key(line, key, true);
+        break;
+    case 2:
+        note(line, "key-flipped");
+        pass_key(line, flipped(line, key, 8), true);
+        break;
+    case 3:
+        pass_foreign(line);
+        pass_key(line, key, false);
+        break;
+    default: pass_key(line, key, false); pass_foreign(line);
+    }
+}
+
+bool is_asking(const Line& line)
+{
+    const std::string& text = line.current_line;
+    const bool prompt =
+        text.find("==>  ") != std::string::npos ||
+        (text.find(": ") != std::string::npos && text.find("  :  ") == std::string::npos);
+    return prompt && line.to_driver.bytes.empty();
+}
+
+// Why the driver should not have typed now, or nullptr.
+const char* too_early(const Line& line)
+{
+    if (access(line.busy_file.c_str(), F_OK) == 0)
+        return line.enter_is_foreign ? "command that it did not start" : "command";
+    return is_asking(line) ? nullptr : "screen";
+}
+
+template <typename Action>
+void on_events(const Line& line, const std::vector<LineEvent>& events, const char* name,
+               Action action)
+{
+    for (const LineEvent& event : events) {
+        if (event.session == line.session && event.at_key == line.keys) {
+            note(line, name, {{"seconds", event.seconds}});
+            action(event);
+        }
+    }
+}
+
+void stall(Line& line, double seconds)
+{
+    const double until = now() + seconds;
+    line.to_program.free_at = std::max(line.to_program.free_at, until);
+    line.to_driver.free_at = std::max(line.to_driver.free_at, until);
+}
+
+void play_events(Line& line)
+{
+    on_events(line, line.plan.stalls, "stall",
+              [&](const LineEvent& event) { stall(line, event.seconds); });
+    on_events(line, line.plan.deaths, "death", [&](const LineEvent&) { stall(line, forever); });
+    on_events(line, line.plan.ends, "end", [&](const LineEvent&) { line.open = false; });
+    on_events(line, line.plan.typists, "typist", [&](const LineEvent& event) {
+        for (const char key : event.keys)
+            pass_key(line, key, true);
+    });
+}
+
+void take_key(Line& line, char key)
+{
+    const char* early = too_early(line);
+    note(line, "key",
+         {{"byte", static_cast<unsigned char>(key)}, {"early", early == nullptr ? "" : early}});
+    std::fputc(key, line.typed);
+    std::fflush(line.typed);
+    play_events(line);
+    if (line.message_in == 0 && happens(line, line.plan.message_rate))
+        line.message_in = 1 + pick(line, longest_screen);
+    if (happens(line, line.plan.key_rate))
+        damage_key(line, key);
+    else
+        pass_key(line, key, false);
+    ++line.keys;
+}
+
+// --- output: from the program to the driver
+
+void follow_output(Line& line, char byte)
+{
+    if (byte == '\n')
+        line.current_line.clear();
+    else if (byte != '\r')
+        line.current_line += byte;
+}
+
+void put_message(Line& line)
+{
+    const double uptime = 1000 + now();
+    std::array<char, 100> text{};
+    std::snprintf(text.data(), text.size(), "\r\n[%12.6f] eth0: link is not ready\r\n", uptime);
+    note(line, "message");
+    for (const char* byte = text.data(); *byte != '\0'; ++byte)
+        put(line, line.to_driver, *byte);
+}
+
+void damage_output(Line& line, char byte)
+{
+    if (happens(line, 0.5)) {
+        note(line, "output-flipped");
+        put(line, line.to_driver, flipped(line, byte, 8));
+    } else {
+        note(line, "output-lost");
+    }
+}
+
+void replace_last(Line& line, const Substitution& wanted)
+{
+    std::deque<TimedByte>& bytes = line.to_driver.bytes;
+    if (bytes.size() < wanted.to.size()) {
+        note(line, "substitution-missed");
+        return;
+    }
+    note(line, "substituted");
+    auto place = bytes.end() - static_cast<std::ptrdiff_t>(wanted.to.size());
+    for (const char byte : wanted.to)
+        (place++)->byte = byte;
+}
+
+void substitute(Line& line, char byte)
+{
+    if (line.plan.substitutions.empty())
+        return;
+    line.tail += byte;
+    for (std::size_t i = 0; i < line.plan.substitutions.size(); ++i) {
+        const Substitution& wanted = line.plan.substitutions[i];
+        const std::size_t size = wanted.from.size();
+        if (line.tail.size() < size ||
+            line.tail.compare(line.tail.size() - size, size, wanted.from) != 0)
+            continue;
+        if (line.found_so_far[i]++ == wanted.occurrence && wanted.session == line.session)
+            replace_last(line, wanted);
+    }
+}
+
+void take_output(Line& line, char byte)
+{
+    if (line.message_in == 1)
+        put_message(line);
+    line.message_in -= line.message_in > 0 ? 1 : 0;
+    if (happens(line, line.plan.output_rate))
+        damage_output(line, byte);
+    else
+        put(line, line.to_driver, byte);
+    substitute(line, byte);
+    follow_output(line, byte);
+}
+
+// --- carrying
+
+// What may leave by now.
+std::string due(Channel& channel)
+{
+    std::string bytes;
+    const double time = now();
+    while (!channel.bytes.empty() && channel.bytes.front().at <= time) {
+        bytes += channel.bytes.front().byte;
+        channel.bytes.pop_front();
+    }
+    return bytes;
+}
+
+void write_all(int descriptor, const std::string& bytes)
+{
+    std::size_t written = 0;
+    while (written < bytes.size()) {
+        const ssize_t count = write(descriptor, bytes.data() + written, bytes.size() - written);
+        if (count < 0 && errno != EINTR)
+            return; // the other side is gone, which the next read shows
+        written += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+}
+
+void let_go(Line& line)
+{
+    write_all(line.terminal, due(line.to_program));
+    const std::string output = due(line.to_driver);
+    std::fwrite(output.data(), 1, output.size(), line.shown);
+    std::fflush(line.shown);
+    write_all(STDOUT_FILENO, output);
+}
+
+int milliseconds_until_next(const Line& line)
+{
+    double at = forever;
+    for (const Channel* channel : {&line.to_program, &line.to_driver})
+        if (!channel->bytes.empty())
+            at = std::min(at, channel->bytes.front().at);
+    constexpr double longest = 1000;
+    constexpr double shortest = 1;
+    return static_cast<int>(std::clamp((at - now()) * 1000, shortest, longest));
+}
+
+// Takes what can be read. False when there will be nothing more.
+template <typename Take>
+bool read_from(int descriptor, Take take)
+{
+    std::array<char, 4096> bytes{};
+    const ssize_t count = read(descriptor, bytes.data(), bytes.size());
+    for (ssize_t i = 0; i < count; ++i)
+        take(bytes[static_cast<std::size_t>(i)]);
+    return count > 0 || (count < 0 && errno == EINTR);
+}
+
+// Carries until one side has gone. True when the program has ended and all it put out is through.
+bool carry(Line& line)
+{
+    bool running = true;
+    while (line.open && (running || !line.to_driver.bytes.empty())) {
+        std::array<pollfd, 2> sources = {
+            {{STDIN_FILENO, POLLIN, 0}, {running ? line.terminal : -1, POLLIN, 0}}};
+        if (poll(sources.data(), sources.size(), milliseconds_until_next(line)) < 0)
+            continue;
+        if (sources[1].revents != 0)
+            running = read_from(line.terminal, [&](char byte) { take_output(line, byte); });
+        if (sources[0].revents != 0 &&
+            !read_from(STDIN_FILENO, [&](char byte) { take_key(line, byte); }))
+            return false;
+        let_go(line);
+    }
+    return line.open;
+}
+
+// Drops what the program puts out until it has been quiet for so long.
+void drop_output(const Line& line, int milliseconds)
+{
+    pollfd source{line.terminal, POLLIN, 0};
+    while (poll(&source, 1, milliseconds) > 0 && read_from(line.terminal, [](char) {})) {
+    }
+}
+
+// Only the first session finds the console as someone left it.
+void play_prelude(Line& line)
+{
+    if (line.plan.prelude.empty() || line.session > 0)
+        return;
+    constexpr int after_a_key = 50;
+    constexpr int after_a_line = 400;
+    drop_output(line, after_a_line);
+    for (const char key : line.plan.prelude) {
+        write_all(line.terminal, std::string(1, key));
+        drop_output(line, key == '\r' ? after_a_line : after_a_key);
+    }
+    note(line, "prelude");
+}
+
+// --- starting and ending
+
+void set_raw()
+{
+    termios attributes{};
+    if (tcgetattr(STDIN_FILENO, &attributes) != 0)
+        return; // a pipe carries bytes as they are
+    cfmakeraw(&attributes);
+    tcsetattr(STDIN_FILENO, TCSANOW, &attributes);
+}
+
+FILE* session_file(const std::string& folder, unsigned session, const char* suffix)
+{
+    const std::string path = folder + "/sessions/" + std::to_string(session) + suffix;
+    return std::fopen(path.c_str(), "wxe");
+}
+
+// The first number that no session has had.
+void open_session(Line& line, const std::string& folder)
+{
+    mkdir((folder + "/sessions").c_str(), 0755);
+    constexpr unsigned most = 100000;
+    while (line.log == nullptr) {
+        line.log = session_file(folder, line.session, ".jsonl");
+        if (line.log == nullptr && (errno != EEXIST || ++line.session > most))
+            throw std::runtime_error(folder + "/sessions cannot be written");
+    }
+    line.typed = session_file(folder, line.session, ".in");
+    line.shown = session_file(folder, line.session, ".out");
+    if (line.typed == nullptr || line.shown == nullptr)
+        throw std::runtime_error(folder + "/sessions cannot be written");
+}
+
+[[noreturn]] void become(const LinePlan& plan)
+{
+    std::signal(SIGHUP, SIG_DFL); // these tests may ignore it, under nohup
+    for (const auto& [name, value] : plan.environment)
+        setenv(name.c_str(), value.c_str(), 1);
+    std::vector<char*> words;
+    for (const std::string& word : plan.command)
+        words.push_back(const_cast<char*>(word.c_str()));
+    words.push_back(nullptr);
+    execvp(words[0], words.data());
+    _exit(127);
+}
+
+void start_program(Line& line)
+{
+    line.program = forkpty(&line.terminal, nullptr, nullptr, nullptr);
+    if (line.program < 0)
+        throw std::runtime_error("no terminal for the program");
+    if (line.program == 0)
+        become(line.plan);
+    fcntl(line.terminal, F_SETFD, FD_CLOEXEC);
+}
+
+int run(const std::string& folder)
+{
+    Line line;
+    line.plan = read_line_plan(folder + "/line.json");
+    line.busy_file = folder + "/busy";
+    unlink(line.busy_file.c_str()); // of a program that was ended in the middle of a command
+    line.found_so_far.resize(line.plan.substitutions.size());
+    open_session(line, folder);
+    std::seed_seq seed{line.plan.seed, line.session};
+    line.random.seed(seed);
+    set_raw();
+    start_program(line);
+    play_prelude(line);
+    const bool ended = carry(line);
+    note(line, ended ? "program-ended" : "line-ended");
+    close(line.terminal); // hangs up
+    int status = 0;
+    waitpid(line.program, &status, 0);
+    return ended && WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+}
+
+} // namespace
+
+int main(int count, char** words)
+{
+    if (count != 2) {
+        std::cerr << "usage: noisy-line FOLDER\n";
+        return 2;
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        return run(words[1]);
+    } catch (const std::exception& error) {
+        std::cerr << "noisy-line: " << error.what() << "\n";
+        return 2;
+    }
+}

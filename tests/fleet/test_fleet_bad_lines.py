@@ -1,0 +1,29 @@
+"""meter-fleet on bad lines: tests/fleet/bad-lines plays generated sessions."""
+
+import pathlib
+import re
+import subprocess
+
+import pytest
+from fleet_rig import LIMIT
+
+pytestmark = pytest.mark.host_only
+
+BAD_LINES = pathlib.Path(__file__).with_name("bad-lines")
+
+
+def play(sessions, seed, jobs):
+    words = [str(BAD_LINES), "--sessions", str(sessions), "--seed", str(seed), "--jobs", str(jobs)]
+    done = subprocess.run(words, capture_output=True, text=True, timeout=6 * LIMIT, check=False)
+    print(done.stdout)
+    assert done.returncode == 0, done.stdout + done.stderr
+    assert re.search(rf"^{sessions} sessions of seed {seed} in .*, 0 with something wrong$", done.stdout, re.M)
+
+
+def test_some_sessions():
+    play(20, 20261121, 20)
+
+
+@pytest.mark.full
+def test_five_hundred_sessions():
+    play(500, 20261122, 20)

@@ -1,0 +1,139 @@
+"""Every fault of a meter's store at every call of an apply: never a wrong report."""
+
+import collections
+
+import fleet_verdict
+import pytest
+from fleet_plans import LEAVES, read_setting
+from fleet_rig import FACTORY_LEAVES, FleetMeter, play, scratch
+
+pytestmark = pytest.mark.host_only
+
+SETTINGS = {
+    "dhcp": True, "ip_address": "198.51.100.20", "subnet_mask": "255.255.0.0", "default_gateway": "198.51.100.1",
+    "media_type": "10Base-T Full", "primary_dns": "198.51.100.53", "secondary_dns": "",
+    "serial_number": "101212346", "options_list": "1A-2C-4-WEB-PQ2", "meter_form": 5, "class_amps": 0,
+    "nominal_frequency": 0, "enclosure": "K1F",
+}  # fmt: skip
+FAULTY = ("pcd_init", "get_leaves", "set_leaf", "set_leaves", "clear_leaves")
+
+
+def sessions_of(calls):
+    """The calls of each session."""
+    sessions = []
+    for call in calls:
+        if call["call"] == "pcd_init":
+            sessions.append([])
+        sessions[-1].append(call)
+    return sessions
+
+
+def paths_of(call):
+    if "path" in call:
+        return [call["path"]]
+    return call.get("paths") or [leaf["path"] for leaf in call.get("leaves", [])]
+
+
+def fault(kind, after, times, **how):
+    """A fault of the `after`th call of a kind, then of `times` calls or, with None, of all."""
+    lines = [f'call = "{kind}"', f"after = {after}"]
+    lines += [f"times = {times}"] if times else []
+    lines += [f"{key} = {value!r}".replace("'", '"') for key, value in how.items()]
+    return "[[fault]]\n" + "\n".join(lines) + "\n"
+
+
+def every_fault(calls):
+    """A name and a faults.toml for each fault at each call of the sessions."""
+    longest = collections.Counter()
+    for session in sessions_of(calls):
+        counts = collections.Counter(call["call"] for call in session)
+        longest |= counts
+    for kind in FAULTY:
+        for after in range(longest[kind]):
+            for times, how_long in ((1, "once"), (None, "from-then-on")):
+                yield f"{kind}-{after}-result-{how_long}", fault(kind, after, times, result=-1)
+                yield f"{kind}-{after}-status-{how_long}", fault(kind, after, times, status=5)
+
+
+def every_leaf_fault(calls):
+    """The same for single leaves, at the first and at every further call that names them."""
+    pairs = {(call["call"], path) for call in calls if call["call"] in FAULTY for path in paths_of(call)}
+    for kind, path in sorted(pairs):
+        name = f"{kind}-{path.removesuffix('/Value').replace('/', '.')}"
+        for after, times in ((0, 1), (0, None), (1, None)):
+            how_long = f"{after}-{'once' if times else 'from-then-on'}"
+            yield f"{name}-status-{how_long}", fault(kind, after, times, path=path, status=5)
+
+
+@pytest.fixture(scope="module")
+def clean_calls():
+    folder = scratch("clean-apply")
+    meter = FleetMeter(folder / "clean")
+    _, results = play("apply", folder, [(meter, SETTINGS)])
+    assert results["clean"]["result"] == "changed"
+    return meter.calls()
+
+
+def untold(meter, result):
+    """The settings of the plan of which an `unknown` does not say what the meter holds."""
+    said = " ".join(result["messages"])
+    after = meter.leaves()
+    return [key for key in SETTINGS if f"{key}" not in said and key not in result["settings"]
+            and not fleet_verdict.same(read_setting(after, key), read_setting(FACTORY_LEAVES, key))]
+
+
+# What the menus show of a leaf that cannot be read.
+SHOWN_WHEN_UNREADABLE = {"dhcp": True, "secondary_dns": ""}
+
+
+def is_never_readable(name, key):
+    """A leaf that no session can read, planned to be what the screens show then."""
+    leaf = LEAVES[key].removesuffix("/Value").replace("/", ".")
+    return name.startswith(f"get_leaves-{leaf}-status-") and name.endswith("from-then-on")
+
+
+def is_shown_nowhere(name, line):
+    """Whether no screen could say so. The utility does not look at the statuses of the option leaves,
+    and no menu shows those leaves: only the options list itself can be verified."""
+    if name.startswith("set_leaves") and "-status-" in name and "as the options list has it" in line:
+        return True
+    return any(is_never_readable(name, key) and f"{key} is" in line
+               for key, shown in SHOWN_WHEN_UNREADABLE.items() if SETTINGS[key] == shown)
+
+
+def check_all(folder, faults):
+    meters = {f"m{i}": FleetMeter(folder / f"m{i}", faults=text) for i, (_, text) in enumerate(faults)}
+    _, results = play("apply", folder, [(meter, SETTINGS) for meter in meters.values()], "--jobs", 8)
+    wrong = []
+    for (name, _), meter in zip(faults, meters.values()):
+        result = results[meter.name]
+        found = [line for line in fleet_verdict.problems(meter, SETTINGS, result) if not is_shown_nowhere(name, line)]
+        if result["result"] == "unknown":
+            found += [f"nothing says what became of {key}" for key in untold(meter, result)]
+        wrong += [f"{name} ({meter.folder}): {line}" for line in found]
+    assert wrong == []
+    print(f"{len(faults)} faults")
+    return collections.Counter(result["result"] for result in results.values())
+
+
+def some(faults, request, share):
+    """All of them with --full, every `share`th otherwise."""
+    return faults if request.config.getoption("--full") else faults[::share]
+
+
+def test_every_fault_at_every_call(clean_calls, folder, request):
+    faults = some(list(every_fault(clean_calls)), request, 7)
+    assert check_all(folder, faults)["unknown"] > 3
+
+
+def test_every_fault_of_every_leaf(clean_calls, folder, request):
+    faults = some(list(every_leaf_fault(clean_calls)), request, 11)
+    assert check_all(folder, faults)["unknown"] > 3
+
+
+def test_a_failed_immediate_write_with_settings_saved_is_unknown(folder):
+    meter = FleetMeter(folder / "mirror", faults=fault("set_leaf", 0, None, status=5))
+    _, results = play("apply", folder, [(meter, {"ip_address": "198.51.100.20"})])
+    assert results["mirror"]["result"] == "unknown"
+    assert meter.leaves()[LEAVES["ip_address"]] == "198.51.100.20"
+    assert "198.51.100.20" in " ".join(results["mirror"]["messages"])

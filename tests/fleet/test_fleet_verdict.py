@@ -1,0 +1,106 @@
+"""The checks after a session find what they are for: each is shown a session that is wrong in its way."""
+
+import random
+
+import fleet_plans
+import fleet_verdict
+import option_words
+import pytest
+from fleet_rig import FACTORY_LEAVES, FleetMeter
+from harness import piped
+
+pytestmark = pytest.mark.host_only
+
+
+def driven(folder, keys, faults=""):
+    """A meter at whose console these keys were typed blindly."""
+    meter = FleetMeter(folder / "meter", faults=faults)
+    done = piped.run(meter.command, {**meter.environment, "PATH": "/usr/bin:/bin"}, keys)
+    assert done.returncode == 0
+    return meter
+
+
+def result(kind, **members):
+    return {"result": kind, "messages": ["it is so"], "settings": {}, **members}
+
+
+def problems(meter, planned, kind, **members):
+    return "\n".join(fleet_verdict.problems(meter, planned, result(kind, **members)))
+
+
+@pytest.mark.parametrize("kind", ["ok", "changed"])
+def test_a_wrong_store(kind, folder):
+    meter = driven(folder, b"0\n")
+    assert f"{kind}, but dhcp is False instead of True" in problems(meter, {"dhcp": True}, kind)
+    assert problems(meter, {"dhcp": False}, kind) == ""
+
+
+def test_a_setting_that_was_not_planned(folder):
+    meter = driven(folder, b"2\n10.1.1.1\n3\n10.2.2.2\n6\ny\n0\n")
+    planned = {"primary_dns": "10.1.1.1"}
+    assert "Name Server/2/Value became '10.2.2.2'" in problems(meter, planned, "changed")
+    assert problems(meter, planned | {"secondary_dns": "10.2.2.2"}, "changed") == ""
+
+
+def test_writes_where_nothing_was_to_be_changed(folder):
+    meter = driven(folder, b"2\n192.0.2.53\n6\ny\n0\n")
+    settings = {"primary_dns": "192.0.2.53"}
+    for kind in ("ok", "differs", "unreachable"):
+        assert "1 writes, 2 commands" in problems(meter, settings, kind)
+    assert problems(meter, settings, "changed") == ""
+
+
+@pytest.mark.parametrize("keys, what", [(b"4\ny\n0\n", "sernetpwreset.sh"), (b"5\n8\ny\n0\n0\n", "fw_reset.sh"),
+                                        (b"5\n7\ny\n0\n0\n", "options cleared")])
+def test_what_must_never_be_chosen(keys, what, folder):
+    meter = driven(folder, keys)
+    assert f"forbidden: {what}" in problems(meter, {}, "unknown")
+
+
+def test_option_leaves_of_another_list(folder):
+    """A list that is rejected after one that was accepted leaves its own leaves to be saved."""
+    settings = {"options_list": "1A-WEB"}
+    meter = driven(folder, b"5\n2\n1A-WEB\n2\n1C-NTP-XYZ\n0\n6\ny\n0\n")
+    assert meter.leaves()["/VMIC/OptionsList/Value"] == "1A-WEB"
+    assert "/VMIC/Options/NTP/Value is not as the options list has it" in problems(meter, settings, "changed")
+
+
+def test_a_mirror_that_was_not_written(folder):
+    meter = driven(folder, b"1\n2\n10.1.1.1\n0\n6\ny\n0\n", '[[fault]]\ncall = "set_leaf"\nresult = -1\n')
+    assert "the mirror of ip_address" in problems(meter, {"ip_address": "10.1.1.1"}, "changed")
+
+
+def test_a_report_that_is_not_so(folder):
+    meter = driven(folder, b"0\n")
+    assert "the report says class_amps is 1, the store 2" in problems(meter, {}, "ok", settings={"class_amps": 1})
+    assert "unknown without a message" in problems(meter, {}, "unknown", messages=[])
+
+
+def test_keys_while_a_command_runs(folder):
+    meter = driven(folder, b"0\n")
+    (meter.folder / "sessions").mkdir()
+    (meter.folder / "sessions" / "0.jsonl").write_text('{"event": "key", "early": "command"}\n')
+    assert "1 keys were typed while a command was running" in problems(meter, {}, "unknown")
+
+
+def test_generated_plans_are_the_same_again_and_ask_for_what_can_be():
+    counted = {"same": 0, "other": 0}
+    for number in range(300):
+        _, leaves, settings = fleet_plans.generate(1, number)
+        assert fleet_plans.generate(1, number)[1:] == (leaves, settings)
+        assert settings
+        for key, wanted in settings.items():
+            assert fleet_plans.can_plan(key, wanted, leaves), (number, key, wanted)
+            held = fleet_plans.read_setting(leaves, key)
+            counted["same" if fleet_verdict.same(held, wanted) else "other"] += 1
+    assert min(counted.values()) > 300
+
+
+def test_generated_values_are_accepted_by_the_utility(folder):
+    """Each as it would be typed, on a meter without values."""
+    rng = random.Random(1)
+    for number in range(20):
+        entered = {key: fleet_plans.value(rng, key, FACTORY_LEAVES) for key in ("serial_number", "options_list")}
+        assert option_words.acceptable(entered["options_list"])
+        keys = f"5\n1\n{entered['serial_number']}\n2\n{entered['options_list']}\n0\n6\ny\n0\n".encode()
+        assert fleet_verdict.is_as_planned(driven(folder / str(number), keys).leaves(), entered)

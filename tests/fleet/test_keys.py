@@ -1,0 +1,207 @@
+"""Typing on a line that does what it likes: scripted answers to each key."""
+
+import asyncio
+import time
+
+import pytest
+from meter_fleet import keys
+from meter_fleet.errors import Astray, Silent
+from meter_fleet.keys import Dialog
+from meter_fleet.screens import Question
+from meter_fleet.view import feed
+
+pytestmark = pytest.mark.host_only
+
+QUESTION = b"Enter IP Address: "
+REPLY = b"\nError: invalid address\n" + QUESTION
+
+
+class ScriptedLink:
+    """A utility at a question that comes again after each line. `tamper` gets each key's number
+    and what would be sent on, and returns what is; `answer` does the same to the echo."""
+
+    def __init__(self, tamper=None, answer=None):
+        self.tamper = tamper or (lambda number, key: key)
+        self.answer = answer or (lambda number, echo: echo)
+        self.keys = []  # as they were sent
+        self.line = ""
+        self.lines = []  # as the utility took them
+        self.incoming = b""
+
+    def echo(self, key):
+        if key in "\r\n":
+            self.lines.append(self.line)
+            self.line = ""
+            return REPLY
+        if key == "\b":
+            self.line = self.line[:-1]
+            return b"\b \b"
+        if " " <= key <= "~":
+            self.line += key
+            return key.encode()
+        return b""
+
+    async def send(self, data):
+        key = data.decode("latin-1")
+        assert len(key) == 1, "more than one key at a time"
+        self.keys.append(key)
+        number = len(self.keys)
+        echo = b"".join(self.echo(one) for one in self.tamper(number, key))
+        self.incoming += self.answer(number, echo)
+
+    async def receive(self, seconds):
+        data, self.incoming = self.incoming, b""
+        if not data:
+            await asyncio.sleep(0)
+            return b""
+        return data
+
+
+@pytest.fixture(autouse=True)
+def short_waits(monkeypatch):
+    for name in ("SHORTEST_WAIT", "SCREEN_SECONDS", "QUIET_SECONDS", "SETTLE_SECONDS"):
+        monkeypatch.setattr(keys, name, 0.001)
+    monkeypatch.setattr(keys, "PROBE_WAITS", (0.001, 0.002, 0.002, 0.002, 0.002, 0.002))
+
+
+def answered(link, text):
+    """Answers the question with the text. Returns the dialog."""
+    async def run():
+        dialog = Dialog(link)
+        feed(dialog.view, QUESTION)
+        await keys.answer(dialog, text)
+        return dialog
+
+    return asyncio.run(run())
+
+
+def test_each_key_waits_for_the_echo_of_the_one_before_and_enter_is_last():
+    link = ScriptedLink()
+    dialog = answered(link, "1.2.3.4")
+    assert link.keys == [*"1.2.3.4", "\r"]
+    assert link.lines == ["1.2.3.4"]
+    assert (dialog.damage, dialog.foreign) == (0, 0)
+    assert dialog.view.prompt == Question("Enter IP Address")
+
+
+def only(number, change):
+    return lambda at, data: change(data) if at == number else data
+
+
+@pytest.mark.parametrize("number", range(1, 9))
+@pytest.mark.parametrize("what, change", [
+    ("lost", lambda key: ""),
+    ("doubled", lambda key: key * 2),
+    ("flipped", lambda key: chr(ord(key) ^ 2)),
+    ("foreign before", lambda key: "x" + key),
+    ("foreign after", lambda key: key + "x"),
+    ("taken back", lambda key: "\b" + key),
+])
+def test_one_tampered_key_never_enters_another_line(number, what, change):
+    """The eighth key is Enter: what is foreign before it can only be noticed."""
+    link = ScriptedLink(tamper=only(number, change))
+    try:
+        dialog = answered(link, "1.2.3.4")
+    except Astray:
+        assert link.lines in ([], ["1.2.3.4"])
+        return
+    if number == 8 and what in ("foreign before", "taken back"):
+        assert dialog.foreign or dialog.damage
+    else:
+        assert link.lines[0] == "1.2.3.4"
+
+
+@pytest.mark.parametrize("number", range(1, 9))
+@pytest.mark.parametrize("change", [
+    lambda echo: b"",
+    lambda echo: bytes([echo[0] ^ 4]) + echo[1:],
+    lambda echo: echo + b"\x00",
+    lambda echo: b"[   12.345] eth0: link up\r\n" + echo,
+    lambda echo: echo + b"[   12.345] eth0: link up\r\n",
+])
+def test_one_tampered_echo_never_enters_another_line(number, change):
+    link = ScriptedLink(answer=only(number, change))
+    try:
+        answered(link, "1.2.3.4")
+    except Astray:
+        pass
+    assert [line for line in link.lines if line not in ("1.2.3.4", "")] == []
+
+
+@pytest.mark.parametrize("echo", [b"x", b"", b"\x07"])
+def test_after_a_wrong_echo_the_line_is_taken_back_before_anything_else(echo):
+    link = ScriptedLink(answer=only(3, lambda _: echo))
+    answered(link, "1.2.3.4")
+    assert link.keys[:4] == [*"1.2", "\b"]
+    assert "".join(link.keys[3:]).lstrip("\b") == "1.2.3.4\r"
+
+
+def test_a_foreign_key_is_noticed():
+    assert answered(ScriptedLink(tamper=only(3, lambda key: "x" + key)), "1.2.3.4").foreign == 1
+
+
+def test_a_doubled_key_is_not_taken_for_somebody():
+    dialog = answered(ScriptedLink(tamper=only(3, lambda key: key * 2)), "1.2.3.4")
+    assert dialog.foreign == 0
+    assert dialog.damage > 0
+
+
+def test_a_console_that_stops_answering_is_given_up():
+    link = ScriptedLink(answer=lambda number, echo: b"")
+    with pytest.raises(Silent):
+        answered(link, "1.2.3.4")
+    assert link.lines == []
+    assert len(link.keys) < 40
+
+
+def test_a_stopped_output_is_resumed():
+    stopped = []
+
+    def tamper(number, key):
+        if number == 3:
+            stopped.append(True)
+        if key == keys.RESUME:
+            stopped.clear()
+        return key
+
+    link = ScriptedLink(tamper, lambda number, echo: b"" if stopped else echo)
+    answered(link, "1.2.3.4")
+    assert link.lines == ["1.2.3.4"]
+
+
+def test_enter_is_not_sent_to_a_question_that_may_have_timed_out():
+    async def run():
+        link = ScriptedLink()
+        dialog = Dialog(link)
+        feed(dialog.view, QUESTION)
+        assert await keys.type_line(dialog, "1")
+        dialog.last_key = time.monotonic() - keys.SAFE_SECONDS - 1
+        with pytest.raises(Astray):
+            await keys.press_enter(dialog)
+        assert "\r" not in link.keys
+
+    asyncio.run(run())
+
+
+def test_no_key_is_sent_while_commands_may_be_running():
+    """The screen after the save comes late."""
+    async def run():
+        link = ScriptedLink(answer=lambda number, echo: b"" if echo == REPLY else echo)
+        dialog = Dialog(link)
+        feed(dialog.view, QUESTION)
+
+        async def receive(seconds):
+            data, link.incoming = link.incoming, b""
+            if data or link.keys[-1:] != ["\r"]:
+                return data
+            count = len(link.keys)
+            await asyncio.sleep(0.05)
+            assert len(link.keys) == count
+            return REPLY
+
+        link.receive = receive
+        await keys.answer_and_wait(dialog, "y")
+        assert link.keys == ["y", "\r"]
+        assert not dialog.busy
+
+    asyncio.run(run())

@@ -1,0 +1,183 @@
+"""The bad line itself does what its plan says, and no more."""
+
+import collections
+import json
+import time
+
+import pytest
+from fleet_rig import FACTORY_LEAVES, FleetMeter
+from harness.terminal import Console
+
+pytestmark = pytest.mark.host_only
+
+PROMPT = b"==>  "
+
+
+def console_of(meter):
+    return Console(meter.console.removeprefix("run:").split(), {"PATH": "/usr/bin:/bin"})
+
+
+def read_until(console, wanted, limit=20):
+    until = time.monotonic() + limit
+    while wanted not in console.pending and time.monotonic() < until:
+        console.receive(0.05)
+    assert wanted in console.pending, console.pending
+    return console.take()
+
+
+def type_slowly(console, keys, pause=0.01):
+    for key in keys:
+        console.send(bytes([key]))
+        console.receive(pause)
+
+
+def events(meter, session=0):
+    return collections.Counter(event["event"] for event in meter.sessions()[session])
+
+
+def edit_and_save(console):
+    """A new primary DNS server, with Enter after the echo of each key."""
+    for keys, wanted in ((b"2\r", b"Server: "), (b"10.9.8.7\r", PROMPT), (b"6\r", b"(y/n): "), (b"y\r", b"0.  Exit "),
+                         (b"0\r", b"\n")):
+        type_slowly(console, keys)
+        read_until(console, wanted)
+
+
+def test_a_clean_line_carries_a_session_unchanged(folder):
+    meter = FleetMeter(folder / "clean", line={})
+    console = console_of(meter)
+    read_until(console, PROMPT)
+    edit_and_save(console)
+    assert console.finish() == "exit 0"
+    console.close()
+    assert meter.leaves()["/Software/System Settings/Network/Name Server/1/Value"] == "10.9.8.7"
+    assert events(meter).keys() == {"key", "program-ended"}
+    assert (meter.folder / "sessions" / "0.in").read_bytes() == b"2\r10.9.8.7\r6\ry\r0\r"
+    assert not [e for e in meter.sessions()[0] if e.get("early")]
+
+
+def test_each_session_has_its_own_number_and_damage(folder):
+    meter = FleetMeter(folder / "twice", line={"seed": 5, "key_rate": 0.5})
+    damage = []
+    for _ in range(2):
+        console = console_of(meter)
+        read_until(console, PROMPT)
+        type_slowly(console, b"abcdefghijklmnopqrstuvwxyz" * 2)
+        console.close()
+        damage.append([e["event"] for e in meter.sessions()[-1] if e["event"] != "program-ended"])
+    assert damage[0] != damage[1]
+    assert {"key-lost", "key-doubled", "key-flipped", "foreign"} <= set(damage[0]) | set(damage[1])
+
+
+def test_the_same_seed_does_the_same_damage(folder):
+    seen = []
+    for name in ("one", "other"):
+        meter = FleetMeter(folder / name, line={"seed": 7, "key_rate": 0.3})
+        console = console_of(meter)
+        read_until(console, PROMPT)
+        type_slowly(console, b"0123456789" * 5)
+        console.close()
+        seen.append([{k: v for k, v in e.items() if k not in ("t", "early")} for e in meter.sessions()[0]])
+    assert seen[0] == seen[1]
+    assert len(seen[0]) > 60
+
+
+def test_output_is_lost_flipped_and_has_kernel_messages_inside(folder):
+    meter = FleetMeter(folder / "output", line={"seed": 3, "output_rate": 0.02, "message_rate": 1})
+    console = console_of(meter)
+    time.sleep(0.3)
+    for _ in range(12):
+        type_slowly(console, b"\r", 0.2)
+    console.receive(0.5)
+    shown = console.take()
+    console.close()
+    assert {"output-lost", "output-flipped", "message"} <= events(meter).keys()
+    assert b"eth0: link is not ready" in shown
+
+
+def test_a_9600_baud_line_takes_its_time(folder):
+    meter = FleetMeter(folder / "slow", line={"baud": 9600})
+    console = console_of(meter)
+    begun = time.monotonic()
+    screen = read_until(console, PROMPT)
+    seconds = time.monotonic() - begun
+    console.close()
+    assert len(screen) / 960 - 0.1 < seconds < len(screen) / 960 + 10
+
+
+def test_a_stall_holds_everything_back(folder):
+    meter = FleetMeter(folder / "stall", line={"stalls": [{"at_key": 0, "seconds": 1}]})
+    console = console_of(meter)
+    read_until(console, PROMPT)
+    begun = time.monotonic()
+    console.send(b"7")
+    read_until(console, b"7")
+    console.close()
+    assert time.monotonic() - begun > 0.95
+
+
+def test_a_command_holds_its_screen_back_and_keys_meanwhile_are_noted(folder):
+    meter = FleetMeter(folder / "busy", line={}, command_seconds=0.8)
+    console = console_of(meter)
+    read_until(console, PROMPT)
+    type_slowly(console, b"2\r10.9.8.7\r6\ry\r", 0.05)
+    read_until(console, b"Settings saved.")
+    begun = time.monotonic()
+    console.send(b"0")
+    read_until(console, PROMPT)
+    assert time.monotonic() - begun > 0.5
+    console.close()
+    assert [e["early"] for e in meter.sessions()[0] if e["event"] == "key"][-1] == "command"
+
+
+def test_a_value_is_shown_as_another_once(folder):
+    lie = {"from": "192.0.2.53", "to": "192.0.2.55", "occurrence": 1}
+    meter = FleetMeter(folder / "lie", line={"substitutions": [lie]})
+    console = console_of(meter)
+    screens = [read_until(console, PROMPT)]
+    for _ in range(2):
+        console.send(b"\r")
+        screens.append(read_until(console, PROMPT))
+    console.close()
+    assert [b"192.0.2.55" in screen for screen in screens] == [False, True, False]
+    assert events(meter)["substituted"] == 1
+
+
+def test_someone_else_types_and_the_line_ends(folder):
+    meter = FleetMeter(folder / "typist", line={"typists": [{"at_key": 1, "keys": "99"}], "ends": [{"at_key": 2}]})
+    console = console_of(meter)
+    read_until(console, PROMPT)
+    type_slowly(console, b"12", 0.2)
+    assert b"1992" in read_until(console, b"1992")
+    type_slowly(console, b"3", 0.1)
+    assert console.finish() == "exit 1"
+    console.close()
+
+
+def test_the_idle_time_is_scaled(folder):
+    meter = FleetMeter(folder / "scaled", line={}, scale=0.02)
+    console = console_of(meter)
+    begun = time.monotonic()
+    read_until(console, PROMPT)
+    read_until(console, PROMPT)
+    assert 0.5 < time.monotonic() - begun < 20
+    console.close()
+
+
+def test_a_meter_without_a_line_is_a_command(folder):
+    meter = FleetMeter(folder / "direct", FACTORY_LEAVES)
+    assert meter.console.startswith("run:env METER_SIM_DIR=")
+    console = console_of(meter)
+    read_until(console, PROMPT)
+    console.close()
+    assert json.loads((meter.folder / "line.json").read_text())["command"] == meter.command
+
+
+def test_a_console_is_found_as_someone_left_it(folder):
+    meter = FleetMeter(folder / "prelude", line={"prelude": "2\r10.9"})
+    console = console_of(meter)
+    console.send(b"8")
+    assert read_until(console, b"8") == b"8"
+    console.send(b".7.6\r")
+    assert b":  10.98.7.6 " in read_until(console, PROMPT)
+    console.close()

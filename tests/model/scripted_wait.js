@@ -1,0 +1,53 @@
+// What scripted_wait.cpp is for a native build, for the web build under node: loaded before it with
+// NODE_OPTIONS. Keys are read from standard input one at a time, when the program asks for them.
+// A wait ends in a later turn of the event loop, as a real one does.
+"use strict";
+
+const fs = require("fs");
+const { NodeHost } = require("../../web/node_host.js");
+
+const scriptExhausted = 97;
+const millisecondsLeft = 7123.456;
+
+class ScriptedHost extends NodeHost {
+    constructor() {
+        super();
+        this.events = fs.readFileSync(process.env.SCRIPTED_WAIT, "latin1");
+        this.log = fs.openSync(process.env.SCRIPTED_WAIT_LOG, "w");
+        this.waits = 0;
+        this.keysRead = 0;
+        this.bytesShown = 0;
+        this.output.writeSome = bytes => {
+            this.bytesShown += bytes.length;
+            return fs.writeSync(1, bytes);
+        };
+    }
+
+    start() {}
+
+    readKey() {
+        const key = Buffer.alloc(1);
+        if (fs.readSync(0, key, 0, 1, this.keysRead) === 0)
+            return null;
+        ++this.keysRead;
+        return key[0];
+    }
+
+    waitForKey(milliseconds, wake) {
+        this.flush();
+        const seconds = Math.floor(milliseconds / 1000);
+        const microseconds = Math.round((milliseconds - seconds * 1000) * 1000);
+        fs.writeSync(this.log, `${seconds} ${microseconds} ${this.keysRead} ${this.bytesShown}\n`);
+        const event = this.events[this.waits++];
+        if (event === undefined)
+            process.exit(scriptExhausted);
+        setImmediate(() => this.resume(() => wake({ k: 1, t: 0, i: -1 }[event])));
+    }
+
+    timeLeft() {
+        return millisecondsLeft;
+    }
+}
+
+if (process.env.SCRIPTED_WAIT)
+    globalThis.meterHost = new ScriptedHost();

@@ -1,0 +1,70 @@
+"""Browsers for the tests of the page, one of each for all the tests of a process."""
+
+import http.server
+import sys
+import threading
+from pathlib import Path
+
+import pytest
+
+sys.path.insert(0, str(Path(__file__).parent))
+
+import browsers  # noqa: E402
+
+
+def pytest_collection_modifyitems(items):
+    """Whatever is in this folder needs the page, and is left out where the page is not tested."""
+    here = Path(__file__).parent
+    for item in items:
+        if here in item.path.parents:
+            item.add_marker("page")
+
+
+@pytest.fixture(scope="session")
+def chromium_process():
+    browser = browsers.Chromium()
+    yield browser
+    browser.close()
+
+
+@pytest.fixture
+def chromium(chromium_process):
+    """Chromium with the page just opened."""
+    chromium_process.open(browsers.address())
+    chromium_process.complaints()
+    return chromium_process
+
+
+@pytest.fixture(scope="session")
+def firefox():
+    browser = browsers.Firefox()
+    yield browser
+    browser.close()
+
+
+@pytest.fixture
+def asked_of_the_server():
+    """The paths that the web server was asked for."""
+    return []
+
+
+@pytest.fixture
+def web_server(asked_of_the_server):
+    """The address of a server that has the page under every path."""
+
+    class Handler(http.server.BaseHTTPRequestHandler):
+        def do_GET(self):
+            asked_of_the_server.append(self.path)
+            self.send_response(200)
+            self.send_header("Content-Type", "text/html; charset=utf-8")
+            self.end_headers()
+            self.wfile.write(browsers.PAGE.read_bytes())
+
+        def log_message(self, *arguments):
+            pass
+
+    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+    yield f"http://127.0.0.1:{server.server_port}"
+    server.shutdown()
+    server.server_close()

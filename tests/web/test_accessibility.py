@@ -1,0 +1,184 @@
+"""For everybody: keyboard alone, screen reader, light and dark, any width, 200 % zoom."""
+
+import json
+
+import browsers
+import pytest
+from browsers import ENTER, TAB
+
+AXE = browsers.PAGE.parent / "npm-for-tests" / "node_modules" / "axe-core" / "axe.min.js"
+TABS = ("leaves", "next-save", "exercises", "faults", "keep")
+SHIFT = "\ue008"
+ARROW_RIGHT = "\ue014"
+
+
+@pytest.fixture
+def page(chromium):
+    """Set back to the usual size and colours afterwards."""
+    yield chromium
+    chromium.devtools("Emulation.clearDeviceMetricsOverride")
+    chromium.set_colours("light")
+
+
+def violations(browser):
+    browser.script(AXE.read_text(encoding="utf-8") + ";window.axe = axe;")
+    return browser.async_script("""
+        axe.run(document, { resultTypes: ["violations"] }).then(result => arguments[0](result.violations.map(found =>
+            `${found.id}: ${found.help}: ${found.nodes.map(node => node.target.join(" ")).join(", ")}`)));""")
+
+
+@pytest.mark.parametrize("scheme", ["light", "dark"])
+@pytest.mark.parametrize("width", [360, 1400])
+def test_axe_finds_nothing(page, scheme, width):
+    page.set_colours(scheme)
+    page.set_size(width, 900)
+    page.send_keys(f"2{ENTER}198.51.100.7{ENTER}1{ENTER}1{ENTER}y{ENTER}0{ENTER}6{ENTER}y{ENTER}")
+    page.script("""document.querySelector("footer details").open = true;""")
+    for tab in TABS:
+        page.script("document.getElementById(arguments[0]).click();", f"{tab}-tab")
+        if tab == "exercises":
+            page.script("document.querySelector('#exercise-list button').click();"
+                        "document.querySelector('#exercise-list details').open = true;")
+        if tab == "leaves":
+            page.script("document.querySelector('#leaves button.value').click();")
+        assert violations(page) == [], tab
+
+
+def test_axe_would_find_something(page):
+    page.script("""
+        document.getElementById("state").style.color = "#888";
+        document.getElementById("leaf-search").parentNode.firstChild.remove();""")
+    found = " ".join(violations(page))
+    assert "color-contrast" in found and "label" in found
+
+
+def focused(browser):
+    return browser.script("""
+        const at = document.activeElement;
+        return at.id || at.getAttribute("aria-label") || at.textContent.trim().slice(0, 40) || at.tagName;""")
+
+
+def tab_through(browser, most=200, key=TAB):
+    """What gets the focus, one after the other, until it comes round again."""
+    seen = []
+    for _ in range(most):
+        browser.press(key)
+        at = focused(browser)
+        if at in seen or at == "BODY":
+            break
+        seen.append(at)
+    return seen
+
+
+def test_tab_leaves_the_console_and_reaches_every_control(page):
+    page.send_keys("1")
+    page.send_keys("zzz no leaf", "#leaf-search")
+    page.script("document.querySelector('#terminal textarea').focus();")
+    before = browsers.output_of(page)
+    reached = tab_through(page)
+    wanted = {"with-menu", "speed", "backspace", "activity", "leaves-tab", "leaf-search", "only-changed",
+              "download-store", "upload-store"}
+    assert wanted <= set(reached)
+    assert browsers.output_of(page) == before
+    page.script("document.querySelector('#terminal textarea').focus();")
+    page.press(SHIFT + TAB)
+    assert focused(page) == "empty-meter"
+
+
+def test_tabs_are_changed_with_arrow_keys(page):
+    page.script("document.getElementById('leaves-tab').focus();")
+    for name in (*TABS[1:], TABS[0]):
+        page.press(ARROW_RIGHT)
+        assert focused(page) == f"{name}-tab"
+        shown = page.script("return [...document.querySelectorAll('[role=tabpanel]:not([hidden])')].map(p => p.id);")
+        assert shown == [f"{name}-panel"]
+
+
+def test_a_leaf_is_changed_and_an_exercise_begun_with_the_keyboard_alone(page):
+    page.send_keys("serial number", "#leaf-search")
+    page.script("document.getElementById('leaf-search').focus();")
+    while not focused(page).startswith("Serial number: 091512345"):
+        page.press(TAB)
+    page.press(ENTER)
+    page.press("261900123" + ENTER)
+    assert '"261900123"' in page.script("return meter.store();")
+    assert focused(page) == "Serial number: 261900123. Change"
+    page.script("document.getElementById('leaves-tab').focus();")
+    page.press(ARROW_RIGHT + ARROW_RIGHT)
+    while focused(page) != "Begin":
+        page.press(TAB)
+    page.press(ENTER)
+    assert page.script("return document.querySelector('.verdict') !== null;")
+    assert focused(page) == "Console of the meter. Tab leaves it."
+
+
+def test_a_screen_reader_gets_the_screen_and_what_is_new(page):
+    page.send_keys(f"1{ENTER}")
+    browsers.wait_until(lambda: any("Dynamic Addressing (DHCP)" in row for row in browsers.screen_rows(page)),
+                        lambda: browsers.screen_rows(page))
+    rows = page.script("""
+        return [...document.querySelectorAll(".xterm-accessibility-tree > div")].map(row =>
+            [row.getAttribute("role"), row.getBoundingClientRect().height > 5]);""")
+    assert set(map(tuple, rows)) == {("listitem", True)}
+    live = page.script("return document.querySelector('.live-region')?.getAttribute('aria-live');")
+    assert live == "assertive"
+    assert page.script("return document.getElementById('announcement').getAttribute('role');") == "status"
+
+
+def tree(browser):
+    nodes = browser.devtools("Accessibility.getFullAXTree")["nodes"]
+    return [(node.get("role", {}).get("value"), node.get("name", {}).get("value", "")) for node in nodes
+            if not node["ignored"]]
+
+
+def test_every_control_has_a_name(page):
+    unnamed = [role for role, name in tree(page) if not name.strip()
+               and role in ("button", "textbox", "combobox", "checkbox", "tab", "tabpanel", "searchbox")]
+    assert unnamed == []
+    assert ("textbox", "Console of the meter. Tab leaves it.") in tree(page)
+
+
+@pytest.mark.parametrize("width", [360, 480, 768, 1024, 1280, 1920, 2500])
+def test_nothing_is_cut_off_at_any_width(page, width):
+    page.set_size(width, 900)
+    page.script("dispatchEvent(new Event('resize'));")
+    for tab in TABS:
+        page.script("document.getElementById(arguments[0]).click();", f"{tab}-tab")
+        wide = page.script("""
+            const outside = [...document.querySelectorAll("body *")].filter(element => {
+                const box = element.getBoundingClientRect();
+                return box.width > 0 && box.right > innerWidth + 1 && !element.closest("#terminal-frame, .visually-hidden, .xterm");
+            });
+            return [document.documentElement.scrollWidth > innerWidth, outside.map(element => element.id || element.outerHTML.slice(0, 80))];""")
+        assert wide == [False, []], tab
+
+
+@pytest.mark.parametrize("width", [640, 700])  # what 200 % leaves of 1280 and 1400
+def test_at_twice_the_size_all_can_be_read(page, width):
+    page.set_size(width, 450, scale=2)
+    page.script("dispatchEvent(new Event('resize'));")
+    assert page.script("return document.documentElement.scrollWidth <= innerWidth;")
+    page.send_keys(f"1{ENTER}")
+    box = page.script("""
+        const frame = document.getElementById("terminal-frame");
+        return [frame.scrollWidth - frame.clientWidth, getComputedStyle(document.querySelector(".xterm-rows")).fontSize];""")
+    assert float(box[1].removesuffix("px")) >= 11
+    assert box[0] <= 0  # the whole of a line is seen
+
+
+def test_the_terminal_can_be_read_on_a_telephone(page):
+    """Eighty columns do not fit there: the frame scrolls, and the letters stay large enough."""
+    page.set_size(360, 740)
+    page.script("dispatchEvent(new Event('resize'));")
+    sizes = page.script("""
+        const frame = document.getElementById("terminal-frame");
+        return [frame.scrollWidth > frame.clientWidth, getComputedStyle(document.querySelector(".xterm-rows")).fontSize];""")
+    assert sizes == [True, "11px"]
+
+
+def test_colours_follow_the_system(page):
+    colour = "return getComputedStyle(document.body).backgroundColor;"
+    page.set_colours("light")
+    light = page.script(colour)
+    page.set_colours("dark")
+    assert json.dumps(page.script(colour)) != json.dumps(light)

@@ -1,0 +1,123 @@
+"""A session that is kept: as a transcript that becomes a test, as text and as a page."""
+
+import shutil
+import subprocess
+import sys
+from pathlib import Path
+
+import browsers
+import pytest
+from browsers import BACKSPACE, CONTROL, ENTER, ESCAPE, RELEASED
+from harness import dialogue
+from harness.program import BUILD, REPOSITORY
+
+RECORD = REPOSITORY / "tests" / "record"
+SENTENCE = "A technician sets an address."
+
+SESSIONS = {
+    "saved-and-left": (f"1{ENTER}1{ENTER}n{ENTER}2{ENTER}198.51.100.20{ENTER}0{ENTER}6{ENTER}y{ENTER}0{ENTER}", {}),
+    "in-a-menu": (f"5{ENTER}2{ENTER}1C-WEB-XYZ{ENTER}3{ENTER}7{ENTER}", {}),
+    "in-the-middle-of-an-answer": (f"2{ENTER}198.51.100.7{ENTER}6{ENTER}y", {}),
+    "at-the-enclosure": (f"5{ENTER}6{ENTER}rk{ENTER}R", {}),
+    "odd-keys": (f"2{ENTER}1{BACKSPACE}{ESCAPE}[A{CONTROL}c{RELEASED}\\^~{ENTER}{CONTROL}d{RELEASED}", {}),
+    "with-faults": (f"2{ENTER}198.51.100.7{ENTER}6{ENTER}y{ENTER}",
+                    {"faults": '[[fault]]\ncall = "set_leaves"\nresult = -1\ntimes = 1\n'}),
+    "an-empty-meter": (f"5{ENTER}0{ENTER}", {"store": ""}),
+    "other-leaves": (f"1{ENTER}0{ENTER}", {"store": '"/VMIC/Enclosure/Value" = "Z\\u00e4hler \\"1\\""\n"/A/Value" = 3\n'}),
+    "no-connection": ("", {"faults": '[[fault]]\ncall = "pcd_init"\n', "arguments": []}),
+}
+
+
+def download(browser, name, button):
+    browser.click("#keep-tab")
+    path = Path(browser.downloads) / name
+    path.unlink(missing_ok=True)
+    browser.click(button)
+    browsers.wait_until(path.exists, lambda: f"{name} was not downloaded")
+    text = path.read_text(encoding="utf-8")
+    path.unlink()
+    return text
+
+
+def kept_transcript(browser):
+    browser.click("#keep-tab")
+    browser.script("document.getElementById('session-shows').value = arguments[0];", SENTENCE)
+    return download(browser, "session.dialogue", "#keep-transcript")
+
+
+@pytest.fixture
+def dialogue_file(request):
+    """Below the folder of the dialogues, where tests/record looks for them."""
+    folder = Path(dialogue.__file__).parents[1] / "dialogues" / f"kept-{request.node.name[-20:].strip(']').strip('-')}"
+    folder.mkdir()
+    yield folder / "session.dialogue"
+    shutil.rmtree(folder)
+
+
+def plays_and_updates(path, text):
+    """The transcript is played by the host's program, and `tests/record --update` finds nothing to change."""
+    path.write_text(text, encoding="utf-8")
+    kept = dialogue.Dialogue(path)
+    environment = {"BUILD_DIR": str(BUILD), "PATH": "/usr/bin:/bin"}
+    subprocess.run([sys.executable, RECORD, "--update", path], check=True, env=environment, timeout=300)
+    updated = dialogue.Dialogue(path)
+    for part in ("shows", "header", "console", "ending", "stderr", "calls", "store"):
+        assert getattr(updated, part) == getattr(kept, part), part
+    assert dialogue.play(updated) is None
+
+
+@pytest.mark.parametrize("name", SESSIONS)
+def test_a_kept_session_becomes_a_dialogue_test(chromium, dialogue_file, name):
+    keys, options = SESSIONS[name]
+    chromium.script("meter.start(arguments[0]);", options)
+    if keys:
+        chromium.send_keys(keys)
+    text = kept_transcript(chromium)
+    assert text.startswith(f"{SENTENCE}\n\nmeter: ")
+    plays_and_updates(dialogue_file, text)
+
+
+def test_time_outs_and_changes_from_outside_are_kept(chromium, dialogue_file):
+    chromium.script("meter.start({speed: 100});")
+    chromium.send_keys(f"2{ENTER}12")
+    chromium.async_script("setTimeout(arguments[0], 450);")
+    chromium.script("""meter.start({speed: 1, store: meter.store()});""")
+    chromium.script("""document.getElementById('speed').value = 100;""")
+    chromium.send_keys(f"2{ENTER}12")
+    chromium.async_script("""
+        document.getElementById("speed").dispatchEvent(new Event("change"));
+        const shown = meter.output().length;
+        const look = () => meter.output().length > shown ? arguments[0]() : setTimeout(look, 1);
+        look();""")
+    chromium.script("""document.getElementById('speed').value = 1;
+        document.getElementById("speed").dispatchEvent(new Event("change"));
+        meter.replaceStore(meter.store().replace("192.0.2.53", "192.0.2.99").replace(/^"\\/VMIC\\/Enclosure.*\\n/m, ""));""")
+    chromium.send_keys(ENTER)
+    text = kept_transcript(chromium)
+    assert text.count("‹wait 30 s›") == 1
+    assert '‹store: "/Software/System Settings/Network/Name Server/1/Value" = "192.0.2.99"›' in text
+    assert '‹store: remove "/VMIC/Enclosure/Value"›' in text
+    plays_and_updates(dialogue_file, text)
+
+
+def test_keeping_a_session_does_nothing_to_it(chromium):
+    chromium.send_keys(f"2{ENTER}198.51.100.7{ENTER}3{ENTER}19")
+    kept_transcript(chromium)
+    assert browsers.output_of(chromium).endswith(b"Enter Secondary DNS Server: 19")
+
+
+def test_text_and_page_can_be_read(chromium):
+    chromium.send_keys(f"2{ENTER}198.51.100.7{ENTER}6{ENTER}y{ENTER}0{ENTER}")
+    text = download(chromium, "session.txt", "#keep-text")
+    assert "Enter Primary DNS Server: ‹198.51.100.7⏎›\n" in text
+    assert "- Restarts the network\n    /etc/init.d/network restart" in text
+    assert "- DNS server, primary: 192.0.2.53 -> 198.51.100.7\n" in text
+    page = download(chromium, "session.html", "#keep-page")
+    assert "Enter Primary DNS Server: <kbd>198.51.100.7⏎</kbd>" in page
+    assert "<script" not in page and "src=" not in page
+
+
+def test_what_was_typed_is_no_markup_in_the_page(chromium):
+    chromium.send_keys(f"2{ENTER}<b>&{ENTER}0{ENTER}")
+    page = download(chromium, "session.html", "#keep-page")
+    assert "<kbd>&lt;b&gt;&amp;⏎</kbd>" in page

@@ -1,0 +1,91 @@
+"""Waits: as long as they are to be, as fast as the speed says, also in a tab that nobody sees."""
+
+import browsers
+import pytest
+
+# Restarts the program at a speed, or changes the speed of the running one, or neither; then counts the
+# milliseconds until the program writes again, by the page's own clock.
+UNTIL_OUTPUT = """
+    const [restartSpeed, newSpeed, done] = arguments;
+    if (restartSpeed)
+        meter.start({ speed: restartSpeed });
+    const begin = performance.now();
+    if (newSpeed) {
+        document.getElementById("speed").value = newSpeed;
+        document.getElementById("speed").dispatchEvent(new Event("change"));
+    }
+    const length = meter.output().length;
+    const look = () => {
+        if (meter.output().length > length)
+            done(performance.now() - begin);
+        else
+            setTimeout(look, 2);
+    };
+    look();"""
+
+
+def until_output(browser, restart=None, speed=None):
+    return browser.async_script(UNTIL_OUTPUT, restart, speed)
+
+
+def restart(browser, speed):
+    browser.script("meter.start({speed: arguments[0]});", speed)
+
+
+def pause(browser, milliseconds):
+    browser.async_script("setTimeout(arguments[1], arguments[0]);", milliseconds)
+
+
+def test_a_real_wait_times_out_after_thirty_seconds(chromium):
+    assert 30_000 <= until_output(chromium, restart=1) <= 31_000
+
+
+@pytest.mark.parametrize("speed, least, most", [(10, 3_000, 3_100), (100, 300, 400)])
+def test_at_a_higher_speed_it_takes_that_much_less(chromium, speed, least, most):
+    assert least <= until_output(chromium, restart=speed) <= most
+
+
+def test_a_change_of_speed_counts_for_the_running_wait(chromium):
+    """Three seconds of thirty at speed 1, then the rest at speed 100."""
+    restart(chromium, 1)
+    pause(chromium, 3_000)
+    assert 220 <= until_output(chromium, speed=100) <= 400
+
+
+def test_a_slower_speed_makes_the_rest_longer(chromium):
+    restart(chromium, 10)
+    pause(chromium, 1_000)
+    assert 3_700 <= until_output(chromium, speed=5) <= 4_200  # about twenty seconds at speed 5
+
+
+def test_each_key_restarts_the_wait(chromium):
+    restart(chromium, 10)
+    pause(chromium, 2_000)
+    chromium.send_keys("1")
+    assert 2_800 <= until_output(chromium) <= 3_100
+
+
+def test_the_pause_of_a_save_runs_at_the_speed_too(chromium):
+    restart(chromium, 10)
+    enter = browsers.ENTER
+    chromium.send_keys(f"5{enter}2{enter}WEB{enter}0{enter}6{enter}")
+    chromium.send_keys(f"y{enter}")
+    assert chromium.script("return meter.waiting();") is False
+    browsers.wait_for_output(chromium, b"Settings saved.", 3)
+    assert b"Settings saved." in browsers.output_of(chromium)
+
+
+def test_timers_of_a_hidden_tab_are_not_held_back(chromium):
+    """A page's own timers would ring once a second there, so at most ten times."""
+    driver = chromium.driver
+    page = driver.current_window_handle
+    chromium.script("document.addEventListener('visibilitychange', () => { window.seen = document.visibilityState; });")
+    restart(chromium, 100)
+    driver.switch_to.new_window("tab")
+    try:
+        pause(chromium, 10_000)
+    finally:
+        driver.close()
+        driver.switch_to.window(page)
+    assert chromium.script("return window.seen;") == "visible"  # so it was hidden before
+    assert browsers.output_of(chromium).count(b"Select an option") >= 25

@@ -1,0 +1,83 @@
+// Waits that run `speed` times as fast as the clock.
+
+// Timers in a worker: a hidden tab's own are held back.
+export class Alarms {
+    constructor() {
+        this.callbacks = new Map();
+        this.lastId = 0;
+        this.worker = new Worker(URL.createObjectURL(new Blob([`(${workerBody})()`],
+            { type: "text/javascript" })));
+        this.worker.onmessage = ({ data: id }) => this.ring(id);
+    }
+
+    // Returns the number by which `cancel` knows it.
+    set(milliseconds, callback) {
+        const id = ++this.lastId;
+        this.callbacks.set(id, callback);
+        this.worker.postMessage({ id, milliseconds });
+        return id;
+    }
+
+    cancel(id) {
+        if (this.callbacks.delete(id))
+            this.worker.postMessage({ id });
+    }
+
+    ring(id) {
+        const callback = this.callbacks.get(id);
+        this.callbacks.delete(id);
+        callback?.();
+    }
+}
+
+function workerBody() {
+    const timers = new Map();
+    self.onmessage = ({ data: { id, milliseconds } }) => {
+        clearTimeout(timers.get(id));
+        timers.delete(id);
+        if (milliseconds !== undefined)
+            timers.set(id, setTimeout(() => {
+                timers.delete(id);
+                self.postMessage(id);
+            }, milliseconds));
+    };
+}
+
+export class ScaledWait {
+    // Calls `onEnd` when `milliseconds` at `speed` are over, never sooner.
+    constructor(alarms, milliseconds, speed, onEnd) {
+        this.alarms = alarms;
+        this.onEnd = onEnd;
+        this.speed = speed;
+        this.rest = milliseconds; // left at `since`
+        this.since = performance.now();
+        this.arm();
+    }
+
+    // In milliseconds at speed 1.
+    get left() {
+        return Math.max(this.rest - (performance.now() - this.since) * this.speed, 0);
+    }
+
+    arm() {
+        this.alarm = this.alarms.set(Math.ceil(this.left / this.speed), () => {
+            if (this.left > 0)
+                this.arm();
+            else
+                this.onEnd();
+        });
+    }
+
+    // What is left of the wait goes on at the new speed.
+    setSpeed(speed) {
+        this.rest = this.left;
+        this.since = performance.now();
+        this.speed = speed;
+        this.alarms.cancel(this.alarm);
+        this.arm();
+    }
+
+    cancel() {
+        this.alarms.cancel(this.alarm);
+    }
+}

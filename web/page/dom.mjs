@@ -1,0 +1,43 @@
+// Small help with the document.
+
+export function byId(id) {
+    return document.getElementById(id);
+}
+
+// element("p", {class: "note"}, "text", child...)
+export function element(name, attributes = {}, ...children) {
+    const made = document.createElement(name);
+    for (const [key, value] of Object.entries(attributes)) {
+        if (key.startsWith("on"))
+            made.addEventListener(key.slice(2), value);
+        else if (value !== false && value !== null)
+            made.setAttribute(key, value === true ? "" : value);
+    }
+    made.append(...children);
+    return made;
+}
+
+// Says something that a person should not miss, also one who does not see it.
+export function announce(text) {
+    byId("announcement").textContent = text;
+}
+
+export function saveFile(name, type, text) {
+    const address = URL.createObjectURL(new Blob([text], { type }));
+    element("a", { href: address, download: name }).click();
+    setTimeout(() => URL.revokeObjectURL(address), 10000);
+}
+
+// Runs `work`, at most once in a turn of the event loop, after what is to be drawn first.
+export function soon(work) {
+    let planned = false;
+    return () => {
+        if (planned)
+            return;
+        planned = true;
+        setTimeout(() => {
+            planned = false;
+            work();
+        });
+    };
+}

@@ -1,0 +1,86 @@
+// The pace of the run that a person works: keys as they are typed, time-outs by the clock.
+
+import { ScaledWait } from "./clock.mjs";
+import { driverInput } from "./keyboard.mjs";
+
+export class LivePace {
+    // `onChange` is called when the program has come to wait for a key, to a pause, or to its end.
+    constructor(alarms, speed, onChange) {
+        this.alarms = alarms;
+        this.speed = speed;
+        this.onChange = onChange;
+        this.keys = [];
+        this.wait = null; // the running one: {clock, wake, forKey}
+        this.millisecondsLeft = 0;
+    }
+
+    waitForKey(run, milliseconds, wake) {
+        this.millisecondsLeft = milliseconds;
+        if (this.keys.length > 0) {
+            wake(1);
+            return;
+        }
+        this.begin(run, milliseconds, wake, () => {
+            run.note({ kind: "wait", seconds: Math.floor(milliseconds / 1000) });
+            this.finish(0);
+        });
+        this.wait.forKey = true;
+    }
+
+    pause(run, milliseconds, wake) {
+        this.begin(run, milliseconds, wake, () => this.finish());
+    }
+
+    begin(run, milliseconds, wake, onEnd) {
+        const clock = new ScaledWait(this.alarms, milliseconds, this.speed, onEnd);
+        this.wait = { run, clock, wake, forKey: false };
+    }
+
+    finish(result) {
+        const { run, clock, wake } = this.wait;
+        this.millisecondsLeft = clock.left;
+        clock.cancel();
+        this.wait = null;
+        run.resume(() => wake(result));
+        this.onChange();
+    }
+
+    // Returns whether the program goes on because of it.
+    type(bytes) {
+        this.keys.push(...bytes);
+        if (!this.waitsForKey)
+            return false;
+        this.finish(1);
+        return true;
+    }
+
+    readKey(run) {
+        const typed = this.keys.shift();
+        run.note({ kind: "key", typed });
+        return driverInput(typed);
+    }
+
+    timeLeft() {
+        return this.millisecondsLeft;
+    }
+
+    get waitsForKey() {
+        return this.wait !== null && this.wait.forKey;
+    }
+
+    // What is left of the wait for a key, in milliseconds at speed 1; null when there is no such wait.
+    get idleLeft() {
+        return this.waitsForKey ? this.wait.clock.left : null;
+    }
+
+    setSpeed(speed) {
+        this.speed = speed;
+        this.wait?.clock.setSpeed(speed);
+    }
+
+    // The program is left where it waits.
+    stop() {
+        this.wait?.clock.cancel();
+        this.wait = null;
+    }
+}

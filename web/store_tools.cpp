@@ -1,0 +1,126 @@
+// What a page does with the text of a store, as cdsctl does it with a meter's folder. Called from
+// JavaScript in an instance that runs no program.
+//
+// A function returns its answer, which is good until the next call. `store_tools_failed` says
+// whether the last answer is a message instead: "store.toml:LINE: REASON", or the reason alone.
+
+#include "simulator/cdsctl/changes.h"
+#include "simulator/cdsctl/json_text.h"
+#include "simulator/cdsctl/value_words.h"
+#include "simulator/meter_store.h"
+#include "simulator/toml_files.h"
+#include "simulator/toml_text.h"
+
+#include <utility>
+
+namespace
+{
+
+using namespace simulator;
+
+std::string answer;
+bool failed = false;
+
+const char* give(std::string text)
+{
+    failed = false;
+    answer = std::move(text);
+    return answer.c_str();
+}
+
+const char* give_error(std::string text)
+{
+    failed = true;
+    answer = std::move(text);
+    return answer.c_str();
+}
+
+// Answers with what `use` makes of the leaves in `text`.
+template <typename Use>
+const char* with_leaves(const char* text, Use use)
+{
+    Leaves leaves;
+    std::string error;
+    return parse_leaves(text, store_file, leaves, error) ? use(leaves) : give_error(error);
+}
+
+// Answers with what `use` makes of the changes from one store's text to another's.
+template <typename Use>
+const char* with_changes(const char* before_text, const char* after_text, Use use)
+{
+    return with_leaves(before_text, [&](const Leaves& before) {
+        return with_leaves(after_text, [&](const Leaves& after) {
+            return give(use(cdsctl::changes_between(before, after)));
+        });
+    });
+}
+
+std::string change_lines(const std::vector<cdsctl::Change>& changes)
+{
+    std::string lines;
+    for (const cdsctl::Change& change : changes)
+        lines += cdsctl::change_line(change) + "\n";
+    return lines;
+}
+
+} // namespace
+
+extern "C" {
+
+int store_tools_failed()
+{
+    return failed ? 1 : 0;
+}
+
+// The leaves as a JSON object.
+const char* store_leaves(const char* text)
+{
+    return with_leaves(text, [](const Leaves& leaves) {
+        return give(cdsctl::json_leaves({leaves.begin(), leaves.end()}));
+    });
+}
+
+// The store's text with one leaf set as `cdsctl set` does it; a leaf that exists keeps its type.
+const char* store_set(const char* text, const char* path, const char* word)
+{
+    return with_leaves(text, [&](Leaves& leaves) {
+        const auto leaf = leaves.find(path);
+        LeafValue value;
+        std::string reason;
+        if (!cdsctl::read_value_word(word, "", leaf == leaves.end() ? nullptr : &leaf->second,
+                                     value, reason))
+            return give_error(reason);
+        leaves[path] = value;
+        return give(toml_text(leaves));
+    });
+}
+
+// The store's text without one leaf.
+const char* store_clear(const char* text, const char* path)
+{
+    return with_leaves(text, [&](Leaves& leaves) {
+        leaves.erase(path);
+        return give(toml_text(leaves));
+    });
+}
+
+// What differs, as JSON.
+const char* store_changes(const char* before, const char* after)
+{
+    return with_changes(before, after, cdsctl::json_changes);
+}
+
+// What differs, as `cdsctl diff` prints it.
+const char* store_diff(const char* before, const char* after)
+{
+    return with_changes(before, after, change_lines);
+}
+
+// Empty, or an error when the text is no faults.toml.
+const char* faults_check(const char* text)
+{
+    std::vector<Fault> faults;
+    std::string error;
+    return parse_faults(text, "faults.toml", faults, error) ? give("") : give_error(error);
+}
+}
