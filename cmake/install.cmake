@@ -52,7 +52,7 @@ install_about(program)
 
 set(documents ${CMAKE_INSTALL_DATADIR}/doc/${package_program})
 install(FILES CHANGELOG.md docs/technician.md docs/integrator.md docs/what-a-save-does.md
-        docs/options-list.md docs/simulated-meter.md docs/speed.md
+        docs/options-list.md docs/simulated-meter.md docs/speed.md docs/doctor.md
     DESTINATION ${documents} COMPONENT doc)
 install(DIRECTORY docs/pictures DESTINATION ${documents} COMPONENT doc FILES_MATCHING PATTERN *.svg)
 install_about(doc)

@@ -19,11 +19,14 @@ PICTURES = {f"share/doc/meter-settings/pictures/{path.name}"
             for path in (REPOSITORY / "docs" / "pictures").glob("*.svg")}
 PROGRAM_FILES = {
     "sbin/meter-settings",
+    "sbin/meter-settings-doctor",
     "share/doc/meter-settings/changelog.gz",
     "share/doc/meter-settings/copyright",
+    "share/man/man8/meter-settings-doctor.8.gz",
     "share/man/man8/meter-settings.8.gz",
 }
-GUIDES = ("CHANGELOG", "integrator", "options-list", "simulated-meter", "speed", "technician", "what-a-save-does")
+GUIDES = ("CHANGELOG", "doctor", "integrator", "options-list", "simulated-meter", "speed", "technician",
+          "what-a-save-does")
 DOC_FILES = {f"share/doc/meter-settings/{name}.md" for name in GUIDES} | {
     "share/doc/meter-settings-doc/changelog.gz",
     "share/doc/meter-settings-doc/copyright",
