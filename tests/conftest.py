@@ -73,6 +73,7 @@ def seconds_waited(item):
 def pytest_addoption(parser):
     parser.addoption("--quick", action="store_true", help="leave out the tests that wait or build")
     parser.addoption("--page", action="store_true", help="also the tests of the page, in browsers")
+    parser.addoption("--fleet", action="store_true", help="also the tests of meter-fleet on consoles")
     parser.addoption("--full", action="store_true", help="also the tests that are left out otherwise")
 
 
@@ -89,11 +90,14 @@ def pytest_configure(config):
     config.addinivalue_line("markers", "host_only: says the same of every build, so of one only")
     config.addinivalue_line("markers", "builds: builds the program again; not with --quick")
     config.addinivalue_line("markers", "page: needs the page and browsers; only with --page")
+    config.addinivalue_line("markers", "fleet: works meters through consoles, for minutes; only with --fleet")
     config.addinivalue_line("markers", "full: takes minutes; only with --full")
 
 
 def is_left_out(item, config):
     if item.get_closest_marker("page") and not config.getoption("--page"):
+        return True
+    if item.get_closest_marker("fleet") and not config.getoption("--fleet"):
         return True
     if item.get_closest_marker("full"):
         return not config.getoption("--full")

@@ -10,7 +10,7 @@ from meter_fleet.keys import Dialog
 from meter_fleet.screens import Question
 from meter_fleet.view import feed
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 
 QUESTION = b"Enter IP Address: "
 REPLY = b"\nError: invalid address\n" + QUESTION

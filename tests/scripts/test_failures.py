@@ -8,7 +8,7 @@ import subprocess
 import pytest
 from harness.program import STEP_LIMIT
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.builds]
 
 TESTS = '''
 import os

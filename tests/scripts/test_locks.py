@@ -8,7 +8,7 @@ import sys
 import pytest
 from harness.program import STEP_LIMIT, wait_until
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.builds]
 
 # What is started, in which build directory it builds, and a tool that it asks for first.
 TOOLS = (
