@@ -110,7 +110,6 @@ set(CPACK_COMPONENTS_ALL ${components})
 set(CPACK_STRIP_FILES ON)
 set(CPACK_BUILD_FIRST ${PROJECT_SOURCE_DIR}/cmake/locked ${CMAKE_BINARY_DIR}
     ${CMAKE_COMMAND} --build ${CMAKE_BINARY_DIR} --target packaged)
-set(CPACK_INSTALL_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/package/before_installing.cmake)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/package/before_packing.cmake)
 set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/cmake/package/read_binaries.cmake)
 set(CPACK_READELF ${CMAKE_READELF})

@@ -22,6 +22,8 @@ if(ON_SIMULATED_METER AND NOT CMAKE_CROSSCOMPILING)
     install(DIRECTORY fleet/ansible/example/
         DESTINATION ${fleet_documents}/examples/ansible COMPONENT fleet)
     install_zipped(fleet ${PROJECT_SOURCE_DIR}/docs/man/meter-fleet.1 ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES cmake/package/lintian-fleet RENAME ${package_fleet}
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT fleet)
     install_about(fleet)
     list(APPEND components fleet)
 endif()

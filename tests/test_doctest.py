@@ -14,7 +14,7 @@ PROGRAMS = ("unit-tests", "simulator-tests", "cdsctl-tests")
 def told_by(program, *arguments):
     """How the program ended, and what it said in XML."""
     ended = subprocess.run(command(BUILD / program, "--reporters=xml", *arguments),
-                           capture_output=True, text=True, timeout=2 * STEP_LIMIT)
+                           capture_output=True, text=True, timeout=5 * STEP_LIMIT)
     return ended.returncode, ended.stdout + ended.stderr
 
 

@@ -1,6 +1,12 @@
 # Included by cpack for each kind of package: the architecture, and the packages and versions that the
 # binaries of each component need, as readelf reads them off CPACK_PROGRAM_BINARIES and
 # CPACK_DESK_BINARIES. A binary's symbol versions name the library versions.
+#
+# The binaries are built first: with Ninja, cpack itself would build nothing.
+execute_process(COMMAND ${CPACK_BUILD_FIRST} RESULT_VARIABLE built)
+if(NOT built EQUAL 0)
+    message(FATAL_ERROR "what is packed cannot be built")
+endif()
 
 # The version of libstdc++6 that brought each symbol version.
 set(stdcxx_of_GLIBCXX_3.4 5 3.4.22 6 3.4.23 7 3.4.25 8 3.4.26 9 3.4.28 10 3.4.29 11 3.4.30 12 3.4.31 13

@@ -63,6 +63,7 @@ FLEET_FILES = {
     "share/doc/meter-fleet/commissioning.md",
     "share/doc/meter-fleet/copyright",
     "share/doc/meter-fleet/pictures/fleet-progress.svg",
+    "share/lintian/overrides/meter-fleet",
     "share/man/man1/meter-fleet.1.gz",
     *(f"lib/python3/dist-packages/meter_fleet/{path.name}"
       for path in (REPOSITORY / "fleet" / "meter_fleet").glob("*.py")),
@@ -218,7 +219,7 @@ def test_cpack_builds_what_it_packs(tmp_path):
     build = tmp_path / "it's a build"
     told_by("cmake", "--preset", BUILD.name, "-B", build, cwd=REPOSITORY)
     packages = packages_of(build, tmp_path / "packages")
-    assert set(packages) == {"meter-settings", "meter-settings-desk"}
+    assert set(packages) == {PACKAGES[component] for component in COMPONENTS}
     assert not (build / "unit-tests").exists()
 
 
