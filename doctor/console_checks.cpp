@@ -1,6 +1,7 @@
 #include "doctor/doctor.h"
 #include "doctor/interruption.h"
 
+#include <csignal>
 #include <cstdio>
 
 #include <sys/ioctl.h>
@@ -57,13 +58,14 @@ void check_columns(Doctor& doctor)
         add_ok(doctor.report, "the terminal has %u columns", unsigned{size.ws_col});
 }
 
-// Waits for a key. Returns false when none comes or a signal ends the wait.
-bool key_comes_within(timeval time)
+// Waits for a key, with the signals of `mask` blocked. Returns false when none comes or a signal
+// ends the wait.
+bool key_comes_within(timespec time, const sigset_t& mask)
 {
     fd_set keyboard;
     FD_ZERO(&keyboard);
     FD_SET(STDIN_FILENO, &keyboard);
-    return select(STDIN_FILENO + 1, &keyboard, nullptr, nullptr, &time) == 1;
+    return pselect(STDIN_FILENO + 1, &keyboard, nullptr, nullptr, &time, &mask) == 1;
 }
 
 struct Keys {
@@ -72,16 +74,26 @@ struct Keys {
 };
 
 // What one key sends: further bytes follow the first one quickly.
-Keys read_key()
+Keys read_key(const sigset_t& mask)
 {
     Keys keys = {};
-    timeval time = {30, 0};
-    while (keys.count < sizeof keys.bytes && key_comes_within(time) &&
+    timespec time = {30, 0};
+    while (keys.count < sizeof keys.bytes && key_comes_within(time, mask) &&
            read(STDIN_FILENO, keys.bytes + keys.count, 1) == 1) {
         ++keys.count;
-        time = {0, 200000};
+        time = {0, 200000000};
     }
     return keys;
+}
+
+// Returns the signals that were blocked before.
+sigset_t block_signals()
+{
+    sigset_t all = {};
+    sigset_t before = {};
+    sigfillset(&all);
+    sigprocmask(SIG_BLOCK, &all, &before);
+    return before;
 }
 
 // Reads a key in the terminal mode of the utility.
@@ -92,9 +104,11 @@ Keys ask_for_backspace()
     termios raw = saved;
     raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | ISIG);
     catch_signals();
+    const sigset_t mask = block_signals(); // so that one before the wait ends the wait
     tcsetattr(STDIN_FILENO, TCSANOW, &raw);
     std::fputs("Press the Backspace key: ", stderr); // standard output may be JSON
-    const Keys keys = read_key();
+    const Keys keys = read_key(mask);
+    sigprocmask(SIG_SETMASK, &mask, nullptr);
     std::fputc('\n', stderr);
     tcsetattr(STDIN_FILENO, TCSANOW, &saved);
     return keys;
