@@ -1,5 +1,5 @@
 # The build type when none is given: small for a meter, fast on this machine. HAVE_IPO says whether
-# the compiler and its linker can optimise a small program as one.
+# the program is to be small, and the compiler and its linker can optimise it as one.
 get_property(several_types GLOBAL PROPERTY GENERATOR_IS_MULTI_CONFIG)
 if(NOT CMAKE_BUILD_TYPE AND NOT several_types)
     set(default_type Release)
@@ -10,7 +10,7 @@ if(NOT CMAKE_BUILD_TYPE AND NOT several_types)
 endif()
 
 set(HAVE_IPO OFF)
-if(several_types OR CMAKE_BUILD_TYPE STREQUAL "MinSizeRel")
+if(CMAKE_BUILD_TYPE STREQUAL "MinSizeRel")
     include(CheckIPOSupported)
     check_ipo_supported(RESULT HAVE_IPO LANGUAGES CXX)
 endif()

@@ -18,6 +18,7 @@ find_program(GZIP gzip)
 if(NOT GZIP)
     message(FATAL_ERROR "gzip is missing; it packs the manual pages")
 endif()
+add_custom_target(packaged) # all that is built of what is installed; cpack builds it first
 
 # install_zipped(COMPONENT FILE FOLDER): compressed, without a date of its own.
 function(install_zipped component file folder)
@@ -26,6 +27,7 @@ function(install_zipped component file folder)
     add_custom_command(OUTPUT ${zipped} DEPENDS ${file} VERBATIM
         COMMAND ${GZIP} -9nc ${file} > ${zipped})
     add_custom_target(zipped-${component}-${name} ALL DEPENDS ${zipped})
+    add_dependencies(packaged zipped-${component}-${name})
     install(FILES ${zipped} DESTINATION ${folder} COMPONENT ${component})
 endfunction()
 
@@ -43,13 +45,14 @@ endfunction()
 get_property(meter_programs GLOBAL PROPERTY METER_PROGRAMS)
 foreach(program IN LISTS meter_programs)
     install(TARGETS ${program} DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT program)
+    add_dependencies(packaged ${program})
     install_zipped(program ${PROJECT_SOURCE_DIR}/docs/man/${program}.8 ${CMAKE_INSTALL_MANDIR}/man8)
 endforeach()
 install_about(program)
 
 set(documents ${CMAKE_INSTALL_DATADIR}/doc/${package_program})
 install(FILES CHANGELOG.md docs/technician.md docs/integrator.md docs/what-a-save-does.md
-        docs/options-list.md docs/simulated-meter.md docs/speed.md
+        docs/options-list.md docs/simulated-meter.md docs/speed.md docs/doctor.md
     DESTINATION ${documents} COMPONENT doc)
 install(DIRECTORY docs/pictures DESTINATION ${documents} COMPONENT doc FILES_MATCHING PATTERN *.svg)
 install_about(doc)
@@ -77,6 +80,7 @@ if(ON_SIMULATED_METER)
     install(TARGETS cds_shared cds++_shared DESTINATION ${stand_in_folder}/lib COMPONENT desk)
     install(DIRECTORY simulator/include DESTINATION ${stand_in_folder} COMPONENT desk)
     install(TARGETS cdsctl DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT desk)
+    add_dependencies(packaged cds_shared cds++_shared cdsctl)
     set(completion simulator/cdsctl/completion)
     install(FILES ${completion}/cdsctl.bash RENAME cdsctl
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT desk)
@@ -104,6 +108,9 @@ set(CPACK_PACKAGE_CONTACT ${MAINTAINER})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_COMPONENTS_ALL ${components})
 set(CPACK_STRIP_FILES ON)
+set(CPACK_BUILD_FIRST ${PROJECT_SOURCE_DIR}/cmake/locked ${CMAKE_BINARY_DIR}
+    ${CMAKE_COMMAND} --build ${CMAKE_BINARY_DIR} --target packaged)
+set(CPACK_INSTALL_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/package/before_installing.cmake)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/package/before_packing.cmake)
 set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/cmake/package/read_binaries.cmake)
 set(CPACK_READELF ${CMAKE_READELF})

@@ -12,18 +12,13 @@ namespace
 
 constexpr char usage[] =
     "Usage: meter-settings-doctor [--json] [--keys] [--write-test PATH]\n"
+    "Checks whether this meter behaves as meter-settings expects.\n"
     "\n"
-    "Checks whether this meter behaves as meter-settings expects. It changes nothing\n"
-    "unless --write-test is given.\n"
+    "  --json             print JSON\n"
+    "  --keys             ask for the Backspace key\n"
+    "  --write-test PATH  write to this scratch leaf, then restore it\n"
     "\n"
-    "  --json             print JSON for scripts\n"
-    "  --keys             ask for the Backspace key and report what it sends\n"
-    "  --write-test PATH  test writing on this scratch leaf, a whole path that no other\n"
-    "                     program uses; its value is restored\n"
-    "  --help             print this text\n"
-    "\n"
-    "Exit status: 0 all is ok or to note, 1 something is wrong, 2 wrong usage,\n"
-    "3 the store cannot be reached.\n";
+    "Exit status: 0 nothing is wrong, 1 something is, 2 wrong usage, 3 no store\n";
 
 constexpr option long_options[] = {
     {"json", no_argument, nullptr, 'j'},

@@ -65,7 +65,8 @@ int exit_status(const Doctor& doctor)
 
 bool is_missing(const Doctor& doctor, const Leaf& leaf)
 {
-    return leaf.result == 0 && !is_readable(leaf) && leaf.status == doctor.missing_status;
+    return doctor.sees_leaves && leaf.result == 0 && !is_readable(leaf) &&
+           leaf.status == doctor.missing_status;
 }
 
 void run_checks(Doctor& doctor, const char* group, const Check* checks, std::size_t count)
@@ -80,6 +81,7 @@ void run_checks(Doctor& doctor, const char* group, const Check* checks, std::siz
 int examine(const Options& options)
 {
     Doctor doctor;
+    // cppcheck-suppress danglingLifetime; used only while this function runs
     examined = &doctor;
     std::set_terminate(end_by_exception);
     doctor.options = options;

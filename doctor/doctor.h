@@ -20,6 +20,7 @@ struct Doctor {
     Report report;
     bool connected = false;
     void (*restore)(Doctor& doctor) = nullptr; // while something must be put back
+    bool sees_leaves = false;                  // that exist: the library gives them status 1
     api_status_t missing_status = 0; // that the library gives for a leaf that no meter has
 };
 

@@ -66,7 +66,7 @@ bool can_be_removed(const MenuRow& row)
 
 void judge_unreadable(Doctor& doctor, const MenuRow& row, const char* value, api_status_t status)
 {
-    if (status != doctor.missing_status)
+    if (!is_missing(doctor, {0, status, {}}))
         add_wrong(doctor.report,
                   "has status %d: the menu %s %s\n"
                   "Make this leaf readable:",

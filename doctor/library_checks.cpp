@@ -83,7 +83,8 @@ void check_leaf_status(Doctor& doctor)
     const Leaves read = read_screens();
     const auto& statuses = read.statuses;
     const auto readable = std::count(statuses.begin(), statuses.end(), status_success);
-    if (readable > 0)
+    doctor.sees_leaves = readable > 0;
+    if (doctor.sees_leaves)
         add_ok(doctor.report, "%d of %zu leaves that the screens read have status 1",
                static_cast<int>(readable), read.paths.size());
     else if (!statuses.empty())
@@ -211,14 +212,14 @@ void check_source(Doctor& doctor)
 
 void check_integer_type(Doctor& doctor)
 {
-    const int type = type_code(LeafType::number);
-    if (type == boolean_type || type == string_type)
+    const int code = type_code(LeafType::number);
+    if (code == boolean_type || code == string_type)
         add_wrong(doctor.report,
                   "an integer has type %d, as %s has\n"
                   "Numbers and DHCP for the meter's services are written so.",
-                  type, type_name(type));
+                  code, type_name(code));
     else
-        add_ok(doctor.report, "an integer has type %d", type);
+        add_ok(doctor.report, "an integer has type %d", code);
 }
 
 void check_time_stamps(Doctor& doctor)

@@ -28,8 +28,8 @@ toolkit::CElement element_of(const Value& value)
     return element;
 }
 
-// The time stamp of an element; `toolkit::CElement::_invalid_time` when it has none. Only the doctor
-// reads it.
+// The time stamp of an element; `toolkit::CElement::_invalid_time` when it has none. Only the
+// doctor reads it.
 inline auto time_stamp(const toolkit::CElement& element)
 {
     return element.time();

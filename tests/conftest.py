@@ -1,8 +1,10 @@
 """Collects the dialogues as tests, and lets the ones that wait for time-outs start first."""
 
 import collections
+import os
 import pathlib
 import re
+import shlex
 import tempfile
 import tomllib
 
@@ -71,18 +73,31 @@ def seconds_waited(item):
 def pytest_addoption(parser):
     parser.addoption("--quick", action="store_true", help="leave out the tests that wait or build")
     parser.addoption("--page", action="store_true", help="also the tests of the page, in browsers")
+    parser.addoption("--fleet", action="store_true", help="also the tests of meter-fleet on consoles")
     parser.addoption("--full", action="store_true", help="also the tests that are left out otherwise")
+
+
+def pytest_terminal_summary(terminalreporter):
+    """Leaves the failed tests in the file $FAILED_TESTS, each as a shell's word on a line of its own."""
+    path = os.environ.get("FAILED_TESTS")
+    reports = [*terminalreporter.stats.get("failed", ()), *terminalreporter.stats.get("error", ())]
+    if path and reports:
+        names = sorted({shlex.quote(report.nodeid) for report in reports})
+        pathlib.Path(path).write_text("".join(f"{name}\n" for name in names))
 
 
 def pytest_configure(config):
     config.addinivalue_line("markers", "host_only: says the same of every build, so of one only")
     config.addinivalue_line("markers", "builds: builds the program again; not with --quick")
     config.addinivalue_line("markers", "page: needs the page and browsers; only with --page")
+    config.addinivalue_line("markers", "fleet: works meters through consoles, for minutes; only with --fleet")
     config.addinivalue_line("markers", "full: takes minutes; only with --full")
 
 
 def is_left_out(item, config):
     if item.get_closest_marker("page") and not config.getoption("--page"):
+        return True
+    if item.get_closest_marker("fleet") and not config.getoption("--fleet"):
         return True
     if item.get_closest_marker("full"):
         return not config.getoption("--full")

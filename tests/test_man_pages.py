@@ -5,7 +5,7 @@ import re
 import subprocess
 
 import pytest
-from harness.program import CDSCTL, REPOSITORY, STEP_LIMIT, UTILITY, command
+from harness.program import BUILD, CDSCTL, REPOSITORY, STEP_LIMIT, UTILITY, command
 
 pytestmark = pytest.mark.host_only
 
@@ -37,7 +37,9 @@ def flags_of(text):
 
 
 def test_there_are_pages():
-    assert [file.name for file in PAGES] == ["cdsctl.1", "meter-fleet.1", "meter-session.1", "meter-settings.8", "store.toml.5"]
+    assert [file.name for file in PAGES] == [
+        "cdsctl.1", "meter-fleet.1", "meter-session.1", "meter-settings-doctor.8", "meter-settings.8",
+        "store.toml.5"]
 
 
 @pytest.mark.parametrize("file", PAGES, ids=lambda file: file.name)
@@ -89,6 +91,14 @@ def test_the_options_of_the_utility_stand_in_usage_and_page():
     assert usage == {"-m", "-v"}
     assert flags_of("\n".join(re.findall(r"^\.It (Fl .*)", text, re.M))) == usage
     assert flags_of(text.split(".Sh SYNOPSIS")[1].split(".Sh ")[0]) == usage
+
+
+def test_the_options_of_the_doctor_stand_in_help_and_page():
+    usage = set(re.findall(r"^  (--[\w-]+)", output_of(BUILD / "meter-settings-doctor", "--help"), re.M))
+    text = page("meter-settings-doctor.8")
+    listed = {"-" + flag for flag in re.findall(r"^\.It Fl (-[\w-]+)", text, re.M)}
+    assert usage | {"--help"} == listed
+    assert len(usage) == 3
 
 
 def test_every_command_that_the_utility_runs_stands_in_its_page():

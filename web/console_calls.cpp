@@ -25,7 +25,8 @@ timeval time_of(double milliseconds)
 {
     timeval time = {};
     time.tv_sec = static_cast<time_t>(milliseconds / 1000);
-    time.tv_usec = static_cast<suseconds_t>((milliseconds - 1000.0 * static_cast<double>(time.tv_sec)) * 1000);
+    time.tv_usec =
+        static_cast<suseconds_t>((milliseconds - 1000.0 * static_cast<double>(time.tv_sec)) * 1000);
     return time;
 }
 

@@ -1,5 +1,5 @@
-// What the program asks of the JavaScript around it: a page, or node. host_calls.js passes each on to
-// the host object that the program was started with.
+// What the program asks of the JavaScript around it: a page, or node. host_calls.js passes each on
+// to the host object that the program was started with.
 #pragma once
 
 extern "C" {

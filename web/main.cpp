@@ -1,5 +1,5 @@
-// The entry of the web build. A program that has waited does not return through `main`, so its result
-// would be lost; `exit` keeps it, and does what is to be done at the end.
+// The entry of the web build. A program that has waited does not return through `main`, so its
+// result would be lost; `exit` keeps it, and does what is to be done at the end.
 
 #include <cstdlib>
 

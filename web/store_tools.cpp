@@ -1,8 +1,8 @@
 // What a page does with the text of a store, as cdsctl does it with a meter's folder. Called from
 // JavaScript in an instance that runs no program.
 //
-// A function returns its answer, which is good until the next call. `store_tools_failed` says whether
-// the last answer is a message instead: "store.toml:LINE: REASON", or the reason alone.
+// A function returns its answer, which is good until the next call. `store_tools_failed` says
+// whether the last answer is a message instead: "store.toml:LINE: REASON", or the reason alone.
 
 #include "simulator/cdsctl/changes.h"
 #include "simulator/cdsctl/json_text.h"

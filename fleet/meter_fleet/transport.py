@@ -224,9 +224,9 @@ async def open_serial(console: Console, record: Record, stop: Stop) -> Link:
 # -- terminal servers --
 
 IAC, DONT, DO, WONT, WILL, SB, SE = 255, 254, 253, 252, 251, 250, 240
-ECHO, SUPPRESS_GO_AHEAD = 1, 3
+BINARY, ECHO, SUPPRESS_GO_AHEAD = 0, 1, 3
 ANSWERS = {WILL: (DO, DONT), DO: (WILL, WONT)}  # to an option that is wanted, and to any other
-WANTED = {WILL: (ECHO, SUPPRESS_GO_AHEAD), DO: (SUPPRESS_GO_AHEAD,)}
+WANTED = {WILL: (BINARY, ECHO, SUPPRESS_GO_AHEAD), DO: (BINARY, SUPPRESS_GO_AHEAD)}
 
 
 class Telnet:
@@ -279,7 +279,9 @@ class Telnet:
     def encode(self, data: bytes) -> bytes:
         if not self.speaks:
             return data
-        return data.replace(b"\xff", b"\xff\xff").replace(b"\r", b"\r\0")
+        data = data.replace(b"\xff", b"\xff\xff")
+        # Once our side is binary, a carriage return is a byte like any other.
+        return data if (DO, BINARY) in self.answered else data.replace(b"\r", b"\r\0")
 
 
 async def connect(host: str, port: int) -> socket.socket:

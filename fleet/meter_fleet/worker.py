@@ -306,7 +306,7 @@ async def work_once(job: Job, session: Session) -> str:
     await read(job, session)
     wanted = differing(job)
     if is_believed(job.readings):
-        if job.failed or wanted and job.saves and not job.tainted and not job.saving:
+        if wanted and job.saves and not job.tainted and not job.saving:
             return "unknown"
         if not wanted and not job.tainted:
             return "changed" if job.saves else "ok"

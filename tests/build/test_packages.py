@@ -19,11 +19,14 @@ PICTURES = {f"share/doc/meter-settings/pictures/{path.name}"
             for path in (REPOSITORY / "docs" / "pictures").glob("*.svg")}
 PROGRAM_FILES = {
     "sbin/meter-settings",
+    "sbin/meter-settings-doctor",
     "share/doc/meter-settings/changelog.gz",
     "share/doc/meter-settings/copyright",
+    "share/man/man8/meter-settings-doctor.8.gz",
     "share/man/man8/meter-settings.8.gz",
 }
-GUIDES = ("CHANGELOG", "integrator", "options-list", "simulated-meter", "speed", "technician", "what-a-save-does")
+GUIDES = ("CHANGELOG", "doctor", "integrator", "options-list", "simulated-meter", "speed", "technician",
+          "what-a-save-does")
 DOC_FILES = {f"share/doc/meter-settings/{name}.md" for name in GUIDES} | {
     "share/doc/meter-settings-doc/changelog.gz",
     "share/doc/meter-settings-doc/copyright",
@@ -71,8 +74,11 @@ FLEET_FILES = {
                    "plugins/modules/meter_settings.py", "plugins/modules/meter_settings_info.py")),
 }
 # The components of this build. What drives the menus depends on no processor: the host's build has it.
-COMPONENTS = {"program": PROGRAM_FILES, "doc": DOC_FILES, "desk": DESK_FILES} | ({} if RUN_WITH else {"fleet": FLEET_FILES})
-PACKAGES = {"program": "meter-settings", "doc": "meter-settings-doc", "desk": "meter-settings-desk", "fleet": "meter-fleet"}
+COMPONENTS = {"program": PROGRAM_FILES, "doc": DOC_FILES, "desk": DESK_FILES}
+if not RUN_WITH:
+    COMPONENTS["fleet"] = FLEET_FILES
+PACKAGES = {"program": "meter-settings", "doc": "meter-settings-doc", "desk": "meter-settings-desk",
+            "fleet": "meter-fleet"}
 
 
 PAGE = REPOSITORY / "build" / "web" / "meter.html"
@@ -206,6 +212,16 @@ def test_the_page_is_opened(tmp_path):
     assert missing.returncode == 3 and "meter.html is missing" in missing.stderr
 
 
+@pytest.mark.builds
+def test_cpack_builds_what_it_packs(tmp_path):
+    """As after ./run, which builds no more than it starts."""
+    build = tmp_path / "it's a build"
+    told_by("cmake", "--preset", BUILD.name, "-B", build, cwd=REPOSITORY)
+    packages = packages_of(build, tmp_path / "packages")
+    assert set(packages) == {"meter-settings", "meter-settings-desk"}
+    assert not (build / "unit-tests").exists()
+
+
 EPOCH = "1700000000"
 
 
@@ -229,7 +245,7 @@ def built_in(folder, mask):
 @pytest.mark.full
 def test_two_builds_in_two_folders_are_the_same_and_show_the_date_that_was_set(tmp_path):
     one, other = built_in(tmp_path / "one", 0o022), built_in(tmp_path / "another" / "folder", 0o077)
-    assert len(one) == 3 + len(COMPONENTS)
+    assert len(one) == 3 + len(COMPONENTS)  # two programs, a tarball, and a package of each component
     for left, right in zip(one, other):
         assert left.name == right.name
         assert left.read_bytes() == right.read_bytes(), left.name

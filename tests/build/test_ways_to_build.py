@@ -12,7 +12,7 @@ from harness.program import BUILD, REPOSITORY, RUN_WITH
 from tools import (LIMIT, built, check_that_it_runs, configured, installed_library, shown_by_other_builds,
                    toolchain, told_by)
 
-pytestmark = [shown_by_other_builds]
+pytestmark = [shown_by_other_builds, pytest.mark.builds]
 
 PREFIX = "powerpc-linux-gnu-" if RUN_WITH else ""
 HOST_COMPILERS = ("g++-11", "g++-12", "g++-13", "g++-14", "clang++-19")

@@ -56,6 +56,7 @@ def test_what_dump_prints_is_taken_by_load(meter, answer):
 def test_list_as_json_is_one_object(meter, answer):
     store_of(meter, '"/b" = "ä \\"x\\""\n"/a/1" = true\n"/a/2" = -5\n')
     assert json.loads(answer("list", "--json")) == {"/a/1": True, "/a/2": -5, "/b": 'ä "x"'}
+    assert '"/b": "ä \\"x\\""' in answer("list", "--json")  # letters as they are
     assert json.loads(answer("list", "--json", "/a")) == {"/a/1": True, "/a/2": -5}
     assert json.loads(answer("--json", "list", "/none")) == {}
 
@@ -138,6 +139,13 @@ def test_diff_reads_a_pipe_and_standard_input(meter, cdsctl, dumped):
     assert cdsctl("diff", "-", keys=dumped.read_text()).stdout == DIFFERENCE
     done = cdsctl("diff", "/dev/stdin", keys=dumped.read_text())
     assert done.stdout == DIFFERENCE
+
+
+def test_diff_takes_standard_input_for_either_file(meter, cdsctl, dumped, refusal):
+    later = meter.folder / "store.toml"
+    assert cdsctl("diff", str(dumped), "-", keys=later.read_text()).stdout == DIFFERENCE
+    assert cdsctl("diff", "-", str(later), keys=dumped.read_text()).stdout == DIFFERENCE
+    assert refusal(2, "diff", "-", "-") == "cdsctl: standard input can be read only once\n"
 
 
 def test_diff_does_not_confuse_a_difference_with_a_file_that_cannot_be_read(meter, refusal):

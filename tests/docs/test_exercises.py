@@ -7,7 +7,7 @@ import tomllib
 import pytest
 from harness import piped
 from harness.meter import FACTORY, Meter, toml_text
-from harness.program import CDSCTL, REPOSITORY, RUN_WITH, UTILITY, command
+from harness.program import CDSCTL, REPOSITORY, UTILITY, command
 
 EXERCISES = sorted((REPOSITORY / "docs" / "exercises").glob("*.toml"))
 KEYS = {"title", "task", "hint", "arguments", "start", "solution", "expected"}

@@ -6,7 +6,8 @@ import sys
 
 import pytest
 
-sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "model"))  # the grammar of options lists
+TESTS = pathlib.Path(__file__).parents[1]
+sys.path[:0] = [str(TESTS / "model"), str(TESTS.parent / "fleet")]  # the grammar of options lists; meter_fleet
 
 from fleet_rig import scratch  # noqa: E402
 

@@ -13,7 +13,7 @@ from fleet_plans import read_settings
 from fleet_rig import FACTORY_LEAVES, FleetMeter
 from harness.program import REPOSITORY
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 
 ANSIBLE = REPOSITORY / "fleet" / "ansible"
 COLLECTION = ANSIBLE / "ansible_collections" / "meter_settings" / "fleet"

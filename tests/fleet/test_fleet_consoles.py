@@ -9,7 +9,7 @@ from fleet_rig import FACTORY_LEAVES, FleetMeter, plan_text, run_fleet
 from fleet_servers import (environment_with_password, over_a_slow_line, raw_terminal_server, serial_port,
                            shell_command, ssh_server, telnet_server)
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 
 EIGHT = {"ip_address": "198.51.100.20", "subnet_mask": "255.255.0.0", "default_gateway": "198.51.100.1",
          "primary_dns": "198.51.100.53", "secondary_dns": "", "serial_number": "101212346", "meter_form": 5,

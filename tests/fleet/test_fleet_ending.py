@@ -13,7 +13,7 @@ from fleet_rig import FACTORY_LEAVES, METER_FLEET, FleetMeter, plan_text, play, 
 from fleet_servers import serial_port, shell_command
 from harness.program import wait_until
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 
 SETTINGS = {"ip_address": "198.51.100.20", "primary_dns": "198.51.100.53", "serial_number": "101212346",
             "options_list": "1A-2C-4-WEB-PQ2", "enclosure": "K1F"}

@@ -7,7 +7,7 @@ import pytest
 from fleet_plans import LEAVES, read_setting
 from fleet_rig import FACTORY_LEAVES, FleetMeter, play, scratch
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 
 SETTINGS = {
     "dhcp": True, "ip_address": "198.51.100.20", "subnet_mask": "255.255.0.0", "default_gateway": "198.51.100.1",

@@ -12,7 +12,7 @@ from fleet_plans import LEAVES
 from fleet_rig import METER_FLEET, FleetMeter, play, plan_text, run_fleet
 from harness.program import STEP_LIMIT
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 
 SETTINGS = {"ip_address": "198.51.100.20", "enclosure": "K1F"}
 GOOD = 20

@@ -9,7 +9,7 @@ import pytest
 from fleet_rig import FACTORY_LEAVES, FleetMeter
 from harness import piped
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 
 
 def driven(folder, keys, faults=""):

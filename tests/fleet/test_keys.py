@@ -3,7 +3,6 @@
 import asyncio
 import time
 
-import meter_fleet_path  # noqa: F401
 import pytest
 from meter_fleet import keys
 from meter_fleet.errors import Astray, Silent
@@ -11,7 +10,7 @@ from meter_fleet.keys import Dialog
 from meter_fleet.screens import Question
 from meter_fleet.view import feed
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 
 QUESTION = b"Enter IP Address: "
 REPLY = b"\nError: invalid address\n" + QUESTION
@@ -127,6 +126,14 @@ def test_one_tampered_echo_never_enters_another_line(number, change):
     except Astray:
         pass
     assert [line for line in link.lines if line not in ("1.2.3.4", "")] == []
+
+
+@pytest.mark.parametrize("echo", [b"x", b"", b"\x07"])
+def test_after_a_wrong_echo_the_line_is_taken_back_before_anything_else(echo):
+    link = ScriptedLink(answer=only(3, lambda _: echo))
+    answered(link, "1.2.3.4")
+    assert link.keys[:4] == [*"1.2", "\b"]
+    assert "".join(link.keys[3:]).lstrip("\b") == "1.2.3.4\r"
 
 
 def test_a_foreign_key_is_noticed():

@@ -8,7 +8,7 @@ import pytest
 from fleet_rig import FACTORY_LEAVES, FleetMeter
 from harness.terminal import Console
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 
 PROMPT = b"==>  "
 

@@ -2,7 +2,6 @@
 
 import tomllib
 
-import meter_fleet_path  # noqa: F401
 import pytest
 from meter_fleet import plan
 from meter_fleet.plan import PlanError

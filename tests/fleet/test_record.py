@@ -4,7 +4,6 @@ import random
 import re
 import stat
 
-import meter_fleet_path  # noqa: F401
 import pytest
 from harness import dialogue
 from meter_fleet.record import open_record
@@ -30,7 +29,8 @@ def play(record, pieces):
 
 def test_any_bytes_are_read_back_as_they_were(tmp_path):
     choice = random.Random(20261121)
-    some = [bytes([byte]) for byte in range(256)] + [b"\r\n", b"[exit 0]\n", b"[console]", b"\n[calls]\n", "‹x›".encode()]
+    some = [bytes([byte]) for byte in range(256)] + [
+        b"\r\n", b"[exit 0]\n", b"[console]", b"\n[calls]\n", "‹x›".encode()]
     for number in range(200):
         pieces = [(choice.choice(("sent", "received")), b"".join(choice.choices(some, k=choice.randrange(1, 9))))
                   for _ in range(choice.randrange(60))]

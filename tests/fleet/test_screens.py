@@ -1,6 +1,5 @@
 """The grammar of the screens: all that the utility shows is in it, and nothing else."""
 
-import meter_fleet_path  # noqa: F401
 import pytest
 from harness import dialogue
 from harness.program import REPOSITORY

@@ -6,7 +6,7 @@ from fleet_rig import FleetMeter
 from fleet_servers import (over_a_slow_line, raw_terminal_server, serial_port, shell_command, ssh_server,
                            telnet_server)
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 
 
 def check_that_a_person_can_use(child, has_login=True):

@@ -1,20 +1,23 @@
 """Whole runs on simulated meters: what is typed, written and reported."""
 
+import asyncio
 import json
 import re
 import shlex
 import subprocess
 
-import meter_fleet_path  # noqa: F401
 import pytest
 from harness.program import BUILD, REPOSITORY, UTILITY
-from meter_fleet import plan
+from meter_fleet import plan, session
+from meter_fleet.errors import Astray
 from meter_fleet.fleet import run
+from meter_fleet.keys import Dialog
 from meter_fleet.results import Command, as_json, exit_status
+from meter_fleet.screens import FORBIDDEN_LINES, Menu
 from meter_fleet.session import ORDER
 from meter_fleet.settings import SETTINGS
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 
 INTERFACE = "/Software/System Settings/Network/Interface/1/"
 EIGHT = {"dhcp": True, "ip_address": "198.51.100.7", "subnet_mask": "255.255.0.0", "secondary_dns": "",
@@ -135,6 +138,7 @@ def test_a_mirror_that_could_not_be_written_is_unknown_although_settings_were_sa
     result = do(Command.APPLY, meter, {"ip_address": "198.51.100.7", "primary_dns": "10.0.0.1"}, tmp_path)
     assert result.result == "unknown"
     said = "\n".join(result.messages)
+    assert len([call for call in calls_of(meter, "system") if "network restart" in call["command"]]) == 1
     assert "set_leaf failed for" in said
     assert 'the meter shows ip_address = "198.51.100.7", as planned' in said
 
@@ -183,6 +187,39 @@ def test_a_bad_console_delays_no_other(meter, tmp_path):
     assert [one.result for one in results] == ["unreachable", "changed"]
     assert ended == ["m", "bad"]
     assert json.loads(as_json(results[0]))["settings"] == {}
+
+
+# -- single steps --
+
+def menus(monkeypatch, *texts):
+    """The menus that the console shows, one after the other, each with this primary DNS server."""
+    shown = [Menu("main", {}, {"primary_dns": text}) for text in texts]
+
+    async def go_to(session, kind):
+        return shown.pop(0)
+
+    async def redraw(session):
+        return None
+
+    monkeypatch.setattr(session, "go_to", go_to)
+    monkeypatch.setattr(session, "redraw", redraw)
+    return session.Session(Dialog(link=None), expected={"primary_dns": "1.2.3.4"})
+
+
+def test_a_value_that_was_shown_wrong_once_is_read_again(monkeypatch):
+    found = asyncio.run(session.look_at(menus(monkeypatch, "1.2.3.5", "1.2.3.4"), "main"))
+    assert found.values == {"primary_dns": "1.2.3.4"}
+
+
+def test_a_value_that_somebody_changed_ends_the_session(monkeypatch):
+    with pytest.raises(Astray, match="primary_dns was '1.2.3.4' and is now '1.2.3.5'"):
+        asyncio.run(session.look_at(menus(monkeypatch, "1.2.3.5", "1.2.3.5"), "main"))
+
+
+@pytest.mark.parametrize("label", FORBIDDEN_LINES)
+def test_a_line_that_resets_or_clears_is_never_chosen(label):
+    with pytest.raises(ValueError):
+        asyncio.run(session.choose(session.Session(Dialog(link=None)), Menu("main", {label: 4}, {}), label))
 
 
 # -- the command line --

@@ -8,7 +8,7 @@ import sys
 import pytest
 from harness.program import STEP_LIMIT, wait_until
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.builds]
 
 # What is started, in which build directory it builds, and a tool that it asks for first.
 TOOLS = (
@@ -64,7 +64,7 @@ def test_it_waits_for_the_lock_and_prints_for_whom(copy_to, tmp_path, stubs, wor
             assert tool.poll() is None, said.read_text()
             assert not (stubs / "called").exists()
             holder.stdin.close()
-            assert tool.wait(timeout=STEP_LIMIT) != 0  # its cmake fails
+            assert tool.wait(timeout=5 * STEP_LIMIT) != 0  # its cmake fails
         finally:
             tool.terminate()
     assert (stubs / "called").exists() == (name != BUILDS_NOTHING), said.read_text()

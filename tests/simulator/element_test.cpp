@@ -130,6 +130,7 @@ TEST_CASE("to_bool gives the boolean, non-zero, or whether the text is true or 1
 
 TEST_CASE("elements are stamped with the time only when that is switched on")
 {
+    CHECK(CElement::_invalid_time == std::time_t{-1}); // what the C library calls no time
     CElement::_auto_time = false;
     CHECK(CElement().time() == CElement::_invalid_time);
     CHECK(integer(1).time() == CElement::_invalid_time);

@@ -15,6 +15,7 @@ namespace
 std::string_view failing_function; // empty: none
 int failing_error = 0;
 int calls_before = 0; // negative: it has failed
+int wrong_closes = 0;
 
 bool fails(std::string_view function)
 {
@@ -44,6 +45,11 @@ bool FailingCall::has_failed() const
     return calls_before < 0;
 }
 
+int count_of_wrong_closes()
+{
+    return wrong_closes;
+}
+
 // Standing in the program itself, these are found before those of the C library.
 
 extern "C" ssize_t read(int fd, void* buffer, size_t size)
@@ -63,6 +69,13 @@ extern "C" ssize_t write(int fd, const void* buffer, size_t size)
 extern "C" int fsync(int fd)
 {
     return fails("fsync") ? -1 : static_cast<int>(syscall(SYS_fsync, fd));
+}
+
+extern "C" int close(int fd)
+{
+    const int result = static_cast<int>(syscall(SYS_close, fd));
+    wrong_closes += result == 0 ? 0 : 1;
+    return result;
 }
 
 extern "C" int fchown(int fd, uid_t owner, gid_t group) noexcept

@@ -11,3 +11,7 @@ struct FailingCall {
 
     bool has_failed() const;
 };
+
+// How often the program has closed a descriptor that was not open: it may by then be another
+// file's.
+int count_of_wrong_closes();

@@ -1,4 +1,5 @@
 #include "simulator/files.h"
+#include "tests/simulator/failing_call.h"
 #include "tests/simulator/test_meter.h"
 
 #include <doctest/doctest.h>
@@ -85,6 +86,17 @@ TEST_CASE("no call leaves a file open")
     }
     const OpenFile after = open_file(AT_FDCWD, meter.path("store.toml").c_str(), O_RDONLY);
     CHECK(after.fd == before.fd + 1);
+}
+
+TEST_CASE("a folder that is listed is closed once")
+{
+    const TestMeter meter("");
+    const OpenFile folder = lock_folder(meter.folder);
+    const int before = count_of_wrong_closes();
+    std::vector<std::string> names;
+    CHECK(list_folder(folder.fd, names));
+    CHECK(names == std::vector<std::string>{"store.toml"});
+    CHECK(count_of_wrong_closes() == before);
 }
 
 TEST_CASE("a replaced file keeps its permission bits, whatever the mask")

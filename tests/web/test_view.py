@@ -142,6 +142,7 @@ def test_the_next_save_is_foretold(chromium):
     (f"5{ENTER}6{ENTER}RK{ENTER}", '[[fault]]\ncall = "set_leaves"\npath = "/VMIC/Enclosure/Value"\nstatus = 5\n'),
     (f"2{ENTER}198.51.100.7{ENTER}1{ENTER}1{ENTER}y{ENTER}3{ENTER}25", ""),
     (f"2{ENTER}198.51.100.7{ENTER}2{ENTER}~{ENTER}0{ENTER}", ""),
+    (f"2{ENTER}198.51.100.7{ENTER}3{ENTER}198.51.100.8", ""),  # would be taken if Enter followed
 ])
 def test_a_save_does_what_was_foretold(chromium, keys, faults):
     """Also from inside a menu, at a question and with faults: then it is saved in earnest."""

@@ -1,0 +1,56 @@
+"""Whole runs of the doctor, on a terminal of 80 columns."""
+
+import fcntl
+import struct
+import termios
+import tomllib
+
+from harness.meter import FACTORY, Meter
+from harness.program import BUILD, command, wait_until
+from harness.terminal import Console
+
+DOCTOR = "meter-settings-doctor"
+FACTORY_LEAVES = tomllib.loads(FACTORY.read_text())
+DHCP = "/Software/System Settings/Network/Interface/1/DHCP Enabled/Value"
+
+
+def run(leaves, *arguments):
+    """What it prints on a simulated meter with these leaves, with Control-H for Backspace."""
+    meter = Meter("docs-doctor", leaves)
+    program = command(BUILD / DOCTOR, *arguments)
+    environment = {**meter.environment(), "PATH": "/usr/bin:/bin"}
+    console = Console(["sh", "-c", 'read go; exec "$@"', "sh", *program], environment, controlling=False)
+    try:
+        fcntl.ioctl(console.terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 80, 0, 0))
+        console.send(b"\n")
+        if "--keys" in arguments:
+            wait_until(lambda: b"Backspace" in console.errors, lambda: console.errors)
+            console.send(b"\b")
+        while console.receive(20):
+            pass
+        text = console.take().decode("ascii").replace("\r", "")
+        return text.lstrip("\n"), console.process.wait()
+    finally:
+        console.close()
+        meter.remove()
+
+
+def fenced(text):
+    return f"```text\n{text.rstrip()}\n```"
+
+
+def whole_run():
+    text, status = run(FACTORY_LEAVES, "--write-test", "/Scratch/Value", "--keys")
+    assert status == 0, text
+    return fenced(text)
+
+
+def problems():
+    """The lines of what is wrong and to note, on a meter with a wrong type, a missing leaf and an
+    invalid number."""
+    leaves = FACTORY_LEAVES | {DHCP: 0, "/VMC/PrimCfg/Form/Value": 7}
+    del leaves["/VMF/UpdateService/SetPrimCfg/Value"]
+    text, status = run(leaves)
+    assert status == 1, text
+    group = text.split("Leaves\n")[1].split("\n\n")[0]
+    return fenced("\n".join(line for line in group.split("\n") if not line.startswith("  ok")))

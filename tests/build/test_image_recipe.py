@@ -1,0 +1,39 @@
+"""The example recipe for image builds, run as an image build would: from a directory of its own,
+without a network, on this checkout."""
+
+import os
+import shutil
+import subprocess
+
+import hardening
+import pytest
+from harness.program import REPOSITORY, RUN_WITH
+from tools import check_that_it_runs, installed_library, shown_by_other_builds, told_by
+
+pytestmark = [shown_by_other_builds]
+
+RECIPE = REPOSITORY / "docs" / "examples" / "image-recipe"
+
+
+def without_network():
+    """The arguments that run a command without any network, where the kernel lets us."""
+    tried = subprocess.run(["unshare", "--net", "true"], capture_output=True)
+    return ["unshare", "--net"] if tried.returncode == 0 else []
+
+
+@pytest.mark.builds
+@pytest.mark.skipif(not RUN_WITH, reason="the recipe builds for the meter")
+def test_the_recipe_installs_the_program_into_the_staging_directory(tmp_path, meter):
+    library = installed_library(tmp_path / "installed")
+    recipe = tmp_path / "image" / "meter-settings"
+    shutil.copytree(RECIPE, recipe)
+    told_by(*without_network(), "make", f"SOURCE={REPOSITORY}", f"CDS_ROOT={library}", cwd=recipe,
+            env={name: value for name, value in os.environ.items() if name != "MAKEFLAGS"})
+    staging = recipe / "staging"
+    assert {path.name for path in recipe.iterdir()} == {"Makefile", "work", "staging"}
+    assert {path.name for path in (staging / "usr").iterdir()} == {"sbin", "share"}
+    assert (staging / "usr" / "share" / "man" / "man8" / "meter-settings.8.gz").exists()
+    program = staging / "usr" / "sbin" / "meter-settings"
+    assert program.stat().st_size <= 60_000  # stripped
+    hardening.check_loaded_at_a_random_address(program)
+    check_that_it_runs(program, library / "lib", meter)

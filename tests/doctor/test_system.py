@@ -1,0 +1,91 @@
+"""What the doctor says of the commands and of the machine."""
+
+import os
+import platform
+
+import pytest
+from doctor import ON_ODD_LIBRARY, report
+from harness.program import BUILD, RUN_WITH
+
+NAMES = ("sernetpwreset.sh", "fw_reset.sh", "vmkeys", "rm", "sh")
+
+
+@pytest.fixture
+def examined(tmp_path):
+    """A function that runs the doctor with this PATH, on a library whose system() has a shell."""
+    store = tmp_path / "store"
+    store.write_text("")
+
+    def examine(path):
+        environment = {**os.environ, "ODD_STORE": str(store), "ODD_LIBRARY": ""}
+        environment.pop("PATH")
+        if path is not None:
+            environment["PATH"] = path
+        return report(environment, program=ON_ODD_LIBRARY)
+
+    return examine
+
+
+def commands(found):
+    return [(finding["result"], finding["message"]) for finding in found.findings
+            if finding["check"] == "commands"]
+
+
+def make(folder, mode):
+    folder.mkdir(exist_ok=True)
+    for name in NAMES:
+        (folder / name).write_text("")
+        (folder / name).chmod(mode)
+    return folder
+
+
+def test_every_command_of_the_utility_is_looked_for(examined, tmp_path):
+    folder = make(tmp_path / "bin", 0o755)
+    found = commands(examined(f"/nonexistent:{folder}"))
+    for name in NAMES:
+        assert ("ok", f'command {name}: "{folder}/{name}"') in found
+    assert len(found) == len(NAMES) + 1
+    network = [message for _, message in found if message.startswith("command /etc/init.d/network")]
+    assert len(network) == 1
+
+
+def test_a_command_that_is_not_executable_is_named(examined, tmp_path):
+    folder = make(tmp_path / "bin", 0o644)
+    found = commands(examined(f"{folder}:/nonexistent"))
+    assert ("wrong", f'command vmkeys is not executable: "{folder}/vmkeys"') in found
+
+
+def test_an_executable_one_further_on_is_preferred(examined, tmp_path):
+    first, second = make(tmp_path / "first", 0o644), make(tmp_path / "second", 0o755)
+    found = commands(examined(f"{first}:{second}:/nonexistent"))
+    assert ("ok", f'command vmkeys: "{second}/vmkeys"') in found
+
+
+def test_a_folder_of_that_name_is_no_command(examined, tmp_path):
+    (tmp_path / "bin" / "vmkeys").mkdir(parents=True)
+    assert ("wrong", "command vmkeys is missing") in commands(examined(str(tmp_path / "bin")))
+
+
+def test_an_empty_entry_of_the_path_is_the_present_folder(examined, tmp_path, monkeypatch):
+    make(tmp_path / "here", 0o755)
+    monkeypatch.chdir(tmp_path / "here")
+    assert ("ok", 'command vmkeys: "./vmkeys"') in commands(examined("/nonexistent:"))
+
+
+def test_without_a_path_nothing_is_found(examined):
+    assert ("wrong", "command vmkeys is missing") in commands(examined(None))
+
+
+def test_the_machine_is_described(meter):
+    found = report(meter.environment()).of("ok", "System")
+    if RUN_WITH:
+        assert {"the byte order is big-endian", "long has 32 bits", "char is unsigned"} <= set(found)
+    else:
+        assert {"the byte order is little-endian", "long has 64 bits", "char is signed"} <= set(found)
+        assert f"the page size is {os.sysconf('SC_PAGESIZE')} bytes" in found
+        assert f"the C library is glibc {platform.libc_ver()[1]}" in found
+    assert [message for message in found if message.startswith("the C++ library of the build is libstdc++ 1")
+            or "is not libstdc++" in message]
+    assert [message for message in found if "/libc" in message and message.endswith(" is loaded")]
+    if RUN_WITH:
+        assert f"{BUILD}/simulator/libcds.so is loaded" in found

@@ -1,7 +1,0 @@
-"""Makes the package of `fleet/` importable. Imported for that alone."""
-
-import sys
-
-from harness.program import REPOSITORY
-
-sys.path.insert(0, str(REPOSITORY / "fleet"))

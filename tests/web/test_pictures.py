@@ -1,0 +1,16 @@
+"""The pictures in the guides show the page as it is. tests/web/make-pictures makes them again."""
+
+import pictures
+import pytest
+
+
+def test_there_are_no_others():
+    assert {path.stem for path in pictures.FOLDER.glob("page-*.png")} == pictures.SCENES.keys()
+
+
+@pytest.mark.parametrize("name", pictures.SCENES)
+def test_a_picture_shows_the_page_as_it_is(chromium, name):
+    kept = (pictures.FOLDER / f"{name}.png").read_bytes()
+    made, text = pictures.play(chromium, name)
+    assert pictures.text_in(kept) == text
+    assert pictures.size_of(kept) == pictures.size_of(made) == pictures.SCENES[name][1:3]
