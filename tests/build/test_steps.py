@@ -17,7 +17,8 @@ PLAY = "meter: factory\narguments: -m\n\n[console]\n"
 TESTS = ("tests/dialogues", "tests/model", "tests/fuzz", "tests/test_harness.py")
 EXAMPLES = {
     "An option": ("‹5⏎›‹2⏎›‹lte-WEB⏎›‹0⏎›‹6⏎›‹y⏎›‹0⏎›", "/VMIC/Options/LTE/Value = true\n",
-                  (*TESTS, "tests/docs", "tests/test_doctest.py")),
+                  (*TESTS, "tests/docs/test_made.py", "tests/docs/test_messages.py",
+                   "tests/test_doctest.py")),
     "A main-menu item": ("‹4⏎›‹10.0.0.3⏎›‹7⏎›‹y⏎›‹0⏎›",
                          '/Software/System Settings/Network/Name Server/3/Value = "10.0.0.3"\n', TESTS),
 }

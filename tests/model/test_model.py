@@ -300,7 +300,7 @@ def test_keys_come_before_the_end_of_input():
 def test_every_message_is_reached_by_generated_sessions():
     """What a technician never sees in so many sessions is not compared either."""
     reached = meter_model.Counter()
-    for number in range(700):
+    for number in range(1000):
         rng = random.Random(f"{SEED}/{number}")
         session = walker.meter(rng)
         outcome = meter_model.play(session, walker.Walker(rng, session))
