@@ -41,7 +41,7 @@ MenuRow menu_row(const SettingLeaf<SettingsSession>& leaf)
 Words shown_by_menu(const MenuRow& row, LeafCursor next)
 {
     EditableFlag flag;
-    EditableText text;
+    EditableText text; // NOLINT(misc-const-correctness): loaded below
     if (row.type == LeafType::boolean) {
         load_flag(flag, next, row.if_unreadable);
         return quoted(enabled_or_disabled(flag));
@@ -212,7 +212,7 @@ void check_written(Doctor& doctor, const char* what, const std::vector<std::stri
         add_ok(doctor.report, "all %zu %s are there, with the type that a save writes", good, what);
 }
 
-LeafType boolean(std::size_t)
+LeafType boolean(std::size_t /*row*/)
 {
     return LeafType::boolean;
 }

@@ -70,10 +70,11 @@ void check_array_order(Doctor& doctor)
         if (read.statuses[i] == alone.status && same_element(read.elements[i], alone.element))
             continue;
         doctor.report.leaf = read.paths[i].c_str();
-        return add_wrong(doctor.report,
-                         "comes back as %s: get_leaves answers in another order than the paths\n"
-                         "Element i of every array must belong to path i.",
-                         shown(read.elements[i]).text);
+        add_wrong(doctor.report,
+                  "comes back as %s: get_leaves answers in another order than the paths\n"
+                  "Element i of every array must belong to path i.",
+                  shown(read.elements[i]).text);
+        return;
     }
     add_ok(doctor.report, "get_leaves answers in the order of the paths");
 }
@@ -207,7 +208,7 @@ void check_source(Doctor& doctor)
 {
     std::string source;
     toolkit::CEvent::format_source_string(source, "Console", "", "");
-    add_answer(doctor, "format_source_string of \"Console\", \"\", \"\"", source, "Console", false);
+    add_answer(doctor, R"(format_source_string of "Console", "", "")", source, "Console", false);
 }
 
 void check_integer_type(Doctor& doctor)

@@ -17,7 +17,7 @@ bool is_printable(unsigned char byte)
 
 void print_member(const char* name, const char* value)
 {
-    std::printf(",\"%s\":\"", name);
+    std::printf(R"(,"%s":")", name);
     for (; *value != '\0'; ++value) {
         const auto byte = static_cast<unsigned char>(*value);
         if (byte == '"' || byte == '\\')

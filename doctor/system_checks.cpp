@@ -1,11 +1,13 @@
 #include "console/command.h"
 #include "doctor/doctor.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 #include <link.h>
@@ -149,15 +151,13 @@ void check_cpp_library(Doctor& doctor)
 
 bool is_of_interest(std::string_view file)
 {
-    for (const char* name : {"/libcds", "/libstdc++", "/libc++", "/libc.so"}) {
-        if (file.find(name) != std::string_view::npos)
-            return true;
-    }
-    return false;
+    constexpr const char* names[] = {"/libcds", "/libstdc++", "/libc++", "/libc.so"};
+    return std::any_of(std::begin(names), std::end(names),
+                       [&](const char* name) { return file.find(name) != std::string_view::npos; });
 }
 
 // The name of the file itself says the version of the library.
-int add_loaded(dl_phdr_info* object, std::size_t, void* report)
+int add_loaded(dl_phdr_info* object, std::size_t /*size*/, void* report)
 {
     char resolved[PATH_MAX];
     if (is_of_interest(object->dlpi_name) && realpath(object->dlpi_name, resolved) != nullptr)

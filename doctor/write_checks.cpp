@@ -144,9 +144,11 @@ void check_second_connection(Doctor& doctor)
     const toolkit::CElement value = element_of(std::int32_t{2});
     toolkit::CCds other;
     other.handle = pcd_init(0);
-    if (other.handle == nullptr)
-        return add_note(doctor.report, "a second connection cannot be opened\n"
-                                       "No other program may use the store meanwhile.");
+    if (other.handle == nullptr) {
+        add_note(doctor.report, "a second connection cannot be opened\n"
+                                "No other program may use the store meanwhile.");
+        return;
+    }
     const WriteOutcome outcome = write_scratch(doctor, other, value);
     const bool is_seen = holds(read_scratch(doctor), value);
     pcd_close(other.handle);
@@ -332,11 +334,15 @@ constexpr Check unreadable[] = {{"scratch-leaf", check_unreadable}};
 
 void check_writing(Doctor& doctor)
 {
-    if (*doctor.options.scratch_path == '\0')
-        return run_checks(doctor, "Writing", not_asked);
+    if (*doctor.options.scratch_path == '\0') {
+        run_checks(doctor, "Writing", not_asked);
+        return;
+    }
     original = read_scratch(doctor);
-    if (!is_readable(original) && !is_missing(doctor, original))
-        return run_checks(doctor, "Writing", unreadable);
+    if (!is_readable(original) && !is_missing(doctor, original)) {
+        run_checks(doctor, "Writing", unreadable);
+        return;
+    }
     catch_signals();
     doctor.restore = check_restored;
     run_checks(doctor, "Writing", write_checks);

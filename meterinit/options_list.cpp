@@ -126,7 +126,7 @@ constexpr const OptionToken& token_named(const char* text)
     const OptionToken* token = option_tokens;
     while (!same_text(token->text.data(), text)) {
         if (++token == std::end(option_tokens))
-            throw text;
+            name_is_not_in_table();
     }
     return *token;
 }

@@ -22,7 +22,7 @@ struct SaveLists {
     std::vector<std::string> clear_paths;
 };
 
-void collect_set(SaveLists& lists, const char* path, const toolkit::CElement& element)
+void collect_set(SaveLists& lists, const std::string& path, const toolkit::CElement& element)
 {
     lists.set_paths.push_back(path);
     lists.set_elements.push_back(element);
@@ -46,10 +46,11 @@ toolkit::CElement element_to_save(const Edit& edit)
 void collect_edits(SaveLists& lists, const std::vector<Edit>& edits)
 {
     for (const Edit& edit : edits) {
+        const std::string path = edit.path;
         if (is_emptied(edit))
-            lists.clear_paths.push_back(edit.path);
+            lists.clear_paths.push_back(path);
         else
-            collect_set(lists, edit.path, element_to_save(edit));
+            collect_set(lists, path, element_to_save(edit));
     }
 }
 

@@ -80,6 +80,7 @@ inline constexpr SettingLeaf<SettingsSession> init_leaves[] = {
 template <typename Record, std::size_t count>
 constexpr bool members_match_types(const SettingLeaf<Record> (&leaves)[count])
 {
+    // NOLINTNEXTLINE(readability-use-anyofallof): std::all_of is no constant expression here
     for (const SettingLeaf<Record>& leaf : leaves) {
         if ((leaf.member.flag != nullptr) != (leaf.type == LeafType::boolean))
             return false;
@@ -108,7 +109,9 @@ std::vector<Edit> edits_between(const SettingLeaf<Record>* first, const SettingL
         const Member<Record>& member = leaf->member;
         const EditableText* text = member.text != nullptr ? &(record.*member.text) : nullptr;
         const EditableFlag* flag = member.flag != nullptr ? &(record.*member.flag) : nullptr;
-        if (leaf->use == LeafUse::saved && (text != nullptr ? text->changed : flag->changed))
+        const bool changed =
+            (text != nullptr && text->changed) || (flag != nullptr && flag->changed);
+        if (leaf->use == LeafUse::saved && changed)
             edits.push_back({leaf->path, leaf->mirror, leaf->type, text, flag});
     }
     return edits;

@@ -44,11 +44,13 @@ struct Watch {
     OpenFile signals; // that end it
     OpenFile events;
     struct stat folder = {}; // as it was at the start
+    // gcc misses the initialisers of what has none. NOLINTBEGIN(readability-redundant-member-init)
     std::vector<std::string> files = {};
     std::vector<Place> places = {}; // of the files
     MeterStore store = {};
     Leaves shown = {};
     std::string error = {}; // as it was last told
+    // NOLINTEND(readability-redundant-member-init)
 };
 
 OpenFile catch_end_signals()
