@@ -174,6 +174,17 @@ inline constexpr OptionToken option_tokens[] = {
 };
 // clang-format on
 
+// The row of that token; a text that is no token does not compile.
+constexpr const OptionToken& token_named(const char* text)
+{
+    const OptionToken* token = option_tokens;
+    while (!same_text(token->text.data(), text)) {
+        if (++token == std::end(option_tokens))
+            name_is_not_in_table();
+    }
+    return *token;
+}
+
 // Message for a second member of an exclusive group; printed without a line end.
 struct GroupMessage {
     OptionGroup group;

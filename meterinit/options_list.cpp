@@ -120,17 +120,6 @@ void scan_exclusive_group(Attempt& attempt, const OptionToken* first, const Opti
         add_option_leaves(leaves_of(first->group), false);
 }
 
-// The row of that token; a text that is no token does not compile.
-constexpr const OptionToken& token_named(const char* text)
-{
-    const OptionToken* token = option_tokens;
-    while (!same_text(token->text.data(), text)) {
-        if (++token == std::end(option_tokens))
-            name_is_not_in_table();
-    }
-    return *token;
-}
-
 // PQ1, PQ2 and PQ3 exclude each other, PQR goes with any of them. Capture brings measurement
 // logging with it, as a second leaf when it was not typed.
 void scan_power_quality(Attempt& attempt)

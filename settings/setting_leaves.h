@@ -110,7 +110,7 @@ std::vector<Edit> edits_between(const SettingLeaf<Record>* first, const SettingL
         const EditableText* text = member.text != nullptr ? &(record.*member.text) : nullptr;
         const EditableFlag* flag = member.flag != nullptr ? &(record.*member.flag) : nullptr;
         const bool changed =
-            (text != nullptr && text->changed) || (flag != nullptr && flag->changed);
+            member.text != nullptr ? (record.*member.text).changed : (record.*member.flag).changed;
         if (leaf->use == LeafUse::saved && changed)
             edits.push_back({leaf->path, leaf->mirror, leaf->type, text, flag});
     }

@@ -53,7 +53,7 @@ bool load_leaves(const SettingLeaf<Record> (&leaves)[count], std::vector<std::st
             load_flag(record.*leaf.member.flag, next, leaf.if_unreadable);
             break;
         case LeafType::string: load_string_text(record.*leaf.member.text, next); break;
-        case LeafType::number: load_text(record.*leaf.member.text, next); break;
+        default: load_text(record.*leaf.member.text, next); break; // a number
         }
     }
     return true;

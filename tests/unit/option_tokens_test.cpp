@@ -5,6 +5,7 @@
 #include <doctest/doctest.h>
 
 #include <iterator>
+#include <stdexcept>
 #include <string>
 
 // The checks of the tables, on tables that they must reject; the compiler runs them on those of the
@@ -57,13 +58,25 @@ TEST_CASE("a token of a group without a message is rejected, a single one needs 
     CHECK_FALSE(every_group_has_message(unknown));
 }
 
-TEST_CASE("a leaf is named by its row")
+// The program has none, so that a name that is not in a table does not compile.
+void name_is_not_in_table()
 {
-    // Names are looked up by the compiler alone.
-    constexpr LeafSet first = leaf_named("Serial/1");
-    constexpr LeafSet two = leaves("Serial/1", "Serial/3");
-    constexpr LeafSet mid = leaf_named("MID");
-    constexpr LeafSet qualities = leaves("PQ1", "PQ2", "PQ3");
+    throw std::out_of_range("no such name");
+}
+
+TEST_CASE("a leaf is named by its row, a token by its text")
+{
+    CHECK_THROWS_AS(leaf_named("Serial"), std::out_of_range);
+    CHECK_THROWS_AS(leaf_named("Serial/11"), std::out_of_range);
+    CHECK_THROWS_AS(token_named("PQ"), std::out_of_range);
+    CHECK(token_named("PQ2").leaves == leaf_named("PQ2"));
+    const LeafSet first = leaf_named("Serial/1");
+    LeafSet two = 0;
+    // An initialiser would be made by the compiler, and the function never run.
+    // cppcheck-suppress redundantInitialization
+    two = leaves("Serial/1", "Serial/3");
+    const LeafSet mid = leaf_named("MID");
+    const LeafSet qualities = leaves("PQ1", "PQ2", "PQ3");
     CHECK(first == 1);
     CHECK(two == 5);
     CHECK(mid == LeafSet{1} << option_grammar().cleared_leaves);
@@ -99,4 +112,8 @@ TEST_CASE("the diagnostic knows every form of every token but MID, in this order
     for (const TokenText& token : tokens)
         texts.emplace_back(token.data());
     CHECK(texts == known);
+    std::size_t count = 0;
+    // cppcheck-suppress redundantInitialization
+    count = count_valid_tokens();
+    CHECK(count == known.size());
 }

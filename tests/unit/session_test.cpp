@@ -1,5 +1,7 @@
 #include "settings/session.h"
 
+#include "settings/setting_leaves.h"
+
 #include <doctest/doctest.h>
 
 namespace
@@ -32,6 +34,21 @@ SettingsSession session_with_ports(std::size_t count)
 }
 
 } // namespace
+
+TEST_CASE("a row whose member is of another kind than its type is rejected")
+{
+    using Row = SettingLeaf<InterfaceSettings>;
+    const Row text = {"/a", LeafType::string, LeafUse::saved, &InterfaceSettings::media_type};
+    const Row flag = {"/b", LeafType::boolean, LeafUse::saved, &InterfaceSettings::dhcp};
+    const Row text_as_flag = {"/c", LeafType::boolean, LeafUse::saved, text.member};
+    const Row flag_as_number = {"/d", LeafType::number, LeafUse::saved, flag.member};
+    const Row good[] = {text, flag};
+    CHECK(members_match_types(good));
+    const Row bad[] = {text, text_as_flag};
+    CHECK_FALSE(members_match_types(bad));
+    const Row also_bad[] = {flag, flag_as_number};
+    CHECK_FALSE(members_match_types(also_bad));
+}
 
 TEST_CASE("a new session is empty and unchanged")
 {
