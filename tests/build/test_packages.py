@@ -234,6 +234,8 @@ def built_in(folder, mask):
     for name in filter(None, names):
         (folder / name).parent.mkdir(parents=True, exist_ok=True)
         shutil.copyfile(REPOSITORY / name, folder / name)
+        if os.access(REPOSITORY / name, os.X_OK):
+            (folder / name).chmod(0o755)
     environment = {**os.environ, "SOURCE_DATE_EPOCH": EPOCH}
     told_by("cmake", "--preset", BUILD.name, "-DBUILD_TESTING=OFF", cwd=folder, env=environment, umask=mask)
     told_by("cmake", "--build", "--preset", BUILD.name, cwd=folder, env=environment, umask=mask)
