@@ -55,7 +55,7 @@ install_missing_packages() {
     say "installing $missing"
     # Continue if this fails: the missing index may not be needed.
     $as_root apt-get update || say "apt-get update failed; trying with the lists that are already here"
-    # shellcheck disable=SC2086 # split into words on purpose
+    # shellcheck disable=SC2086 # split into arguments on purpose
     $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends \
         -o DPkg::Lock::Timeout=600 $missing ||
         stop "apt-get could not install: $missing"
