@@ -9,7 +9,7 @@ enum class TriggerStage : unsigned char {
 };
 
 struct UpdateTrigger {
-    char path[41]; // without "/Value"
+    char path[39]; // without "/Value"
     TriggerStage stage;
 };
 
