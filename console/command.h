@@ -1,4 +1,4 @@
-// Running the meter's scripts and pausing, with the screen brought up to date before.
+// Running the meter's scripts, and pausing. Both flush standard output first.
 #pragma once
 
 enum class Command : unsigned char {
@@ -9,7 +9,7 @@ enum class Command : unsigned char {
     restart_network,
 };
 
-// Whole command lines, as the shell gets them, in the order of `Command`.
+// Complete command lines for the shell, in the order of `Command`.
 inline constexpr char command_lines[][45] = {
     "sernetpwreset.sh > /dev/null 2>&1",
     "fw_reset.sh > /dev/null 2>&1",
@@ -18,8 +18,8 @@ inline constexpr char command_lines[][45] = {
     "/etc/init.d/network restart > /dev/null 2>&1",
 };
 
-// Shows what was printed so far, then runs a command. Its exit status is ignored.
+// Flushes standard output, then runs a command through `system`. Ignores its exit status.
 void run_command(Command command);
 
-// Shows what was printed so far, then pauses.
+// Flushes standard output, then pauses.
 void pause_for(unsigned seconds);
