@@ -1,4 +1,4 @@
-// Running the meter's scripts and pausing, with the screen brought up to date before.
+// Running the meter's scripts, and pausing. Both flush standard output first.
 #pragma once
 
 enum class Command : unsigned char {
@@ -11,7 +11,7 @@ enum class Command : unsigned char {
 
 struct CommandLine {
     Command command;
-    char text[45]; // as the shell gets it
+    char text[45]; // complete command line for the shell
 };
 
 // In the order of `Command`.
@@ -40,8 +40,8 @@ constexpr bool each_command_has_its_line()
 }
 static_assert(each_command_has_its_line());
 
-// Shows what was printed so far, then runs a command. Its exit status is ignored.
+// Flushes standard output, then runs a command through `system`. Ignores its exit status.
 void run_command(Command command);
 
-// Shows what was printed so far, then pauses.
+// Flushes standard output, then pauses.
 void pause_for(unsigned seconds);
