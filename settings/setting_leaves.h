@@ -92,6 +92,17 @@ static_assert(members_match_types(dns_leaves));
 static_assert(members_match_types(port_leaves));
 static_assert(members_match_types(init_leaves));
 
+// Returns the path of the leaf behind `text`. A text without a row is no constant expression.
+template <typename Record, std::size_t count>
+constexpr const char* path_of(const SettingLeaf<Record> (&leaves)[count],
+                              EditableText Record::*text)
+{
+    const SettingLeaf<Record>* leaf = leaves;
+    while (leaf->member.text != text)
+        ++leaf;
+    return leaf->path;
+}
+
 // A changed setting, which a save must write.
 struct Edit {
     const char* path; // as in the table row
@@ -101,26 +112,19 @@ struct Edit {
     const EditableFlag* flag; // null for the other types
 };
 
-template <typename Record>
-std::vector<Edit> edits_between(const SettingLeaf<Record>* first, const SettingLeaf<Record>* last,
-                                const Record& record)
-{
-    std::vector<Edit> edits;
-    for (const SettingLeaf<Record>* leaf = first; leaf != last; ++leaf) {
-        const Member<Record>& member = leaf->member;
-        const EditableText* text = member.text != nullptr ? &(record.*member.text) : nullptr;
-        const EditableFlag* flag = member.flag != nullptr ? &(record.*member.flag) : nullptr;
-        const bool changed =
-            member.text != nullptr ? (record.*member.text).changed : (record.*member.flag).changed;
-        if (leaf->use == LeafUse::saved && changed)
-            edits.push_back({leaf->path, leaf->mirror, leaf->type, text, flag});
-    }
-    return edits;
-}
-
 // Returns the edits of `record` in the order of the rows. They point into `record`.
 template <typename Record, std::size_t count>
 std::vector<Edit> edits_of(const SettingLeaf<Record> (&leaves)[count], const Record& record)
 {
-    return edits_between(leaves, leaves + count, record);
+    std::vector<Edit> edits;
+    for (const SettingLeaf<Record>& leaf : leaves) {
+        const Member<Record>& member = leaf.member;
+        const EditableText* text = member.text != nullptr ? &(record.*member.text) : nullptr;
+        const EditableFlag* flag = member.flag != nullptr ? &(record.*member.flag) : nullptr;
+        const bool changed =
+            member.text != nullptr ? (record.*member.text).changed : (record.*member.flag).changed;
+        if (leaf.use == LeafUse::saved && changed)
+            edits.push_back({leaf.path, leaf.mirror, leaf.type, text, flag});
+    }
+    return edits;
 }
