@@ -193,23 +193,23 @@ def check_that_a_plan_is_applied_from_the_package(folder):
 
 
 @pytest.mark.skipif(bool(RUN_WITH), reason="the meter's build has no live view, and no page")
-def test_the_page_is_opened(tmp_path):
+def test_the_page_is_opened(tmp_path, plain_folder):
     """With a program that opens pages, without one, and where there is no page."""
+    for name in ("bash", "dirname", "readlink", "realpath"):
+        (plain_folder / name).symlink_to(shutil.which(name))
+    alone = {"PATH": str(plain_folder)}
     told_by("cmake", "--install", BUILD, "--prefix", "/usr", "--component", "desk",
             env={**os.environ, "DESTDIR": str(tmp_path)})
     page = tmp_path / "usr/share/meter-settings/meter.html"
     page.write_text("a page", encoding="utf-8")
-    opener = tmp_path / "programs" / "xdg-open"
-    opener.parent.mkdir()
     session = tmp_path / "usr/bin/meter-session"
-    without = f"{opener.parent}:/usr/bin:/bin"
-    if not shutil.which("xdg-open", path=without):
-        assert told_by(session, "--page", env={"PATH": without}) == f"Open this file in a browser: {page}\n"
+    assert told_by(session, "--page", env=alone) == f"Open this file in a browser: {page}\n"
+    opener = plain_folder / "xdg-open"
     opener.write_text('#!/bin/sh\necho "opened $1"\n', encoding="utf-8")
     opener.chmod(0o755)
-    assert told_by(session, "--page", env={"PATH": without}) == f"opened {page}\n"
+    assert told_by(session, "--page", env=alone) == f"opened {page}\n"
     page.unlink()
-    missing = subprocess.run([session, "--page"], capture_output=True, text=True, timeout=STEP_LIMIT, check=False)
+    missing = subprocess.run([session, "--page"], env=alone, capture_output=True, text=True, timeout=STEP_LIMIT, check=False)
     assert missing.returncode == 3 and "meter.html is missing" in missing.stderr
 
 
