@@ -2,6 +2,7 @@
 
 import os
 import re
+import shlex
 import shutil
 import subprocess
 import tarfile
@@ -9,6 +10,7 @@ import tarfile
 import pexpect
 import pytest
 from harness.menus import typed
+from harness.meter import toml_value
 from harness.piped import run
 from harness.program import BUILD, REPOSITORY, RUN_WITH, STEP_LIMIT, command, wait_until
 from tools import shown_by_other_builds, told_by
@@ -162,7 +164,7 @@ def check_the_tarball(folder):
 
 
 @pytest.mark.builds
-def test_the_packages_hold_the_components_and_lintian_finds_no_fault(tmp_path):
+def test_the_packages_hold_the_components_and_lintian_finds_no_fault(tmp_path, plain_folder):
     packages = packages_of(BUILD, tmp_path / "packages")
     said = told_by("lintian", "--fail-on", "error,warning", "--display-info", "--allow-root", *packages.values())
     assert "hardening" not in said
@@ -176,17 +178,19 @@ def test_the_packages_hold_the_components_and_lintian_finds_no_fault(tmp_path):
         check_that_the_utility_runs_on_a_meter_of_the_desk_package(
             tmp_path / "meter-settings-desk", tmp_path / "meter")
         check_that_a_watched_session_runs(tmp_path / "meter-settings-desk", tmp_path / "watched")
-        check_that_a_plan_is_applied_from_the_package(tmp_path)
+        check_that_a_plan_is_applied_from_the_package(tmp_path, plain_folder)
 
 
-def check_that_a_plan_is_applied_from_the_package(folder):
+def check_that_a_plan_is_applied_from_the_package(folder, plain_folder):
     """With the library of the package alone, on a meter of the desk package."""
     desk, fleet = folder / "meter-settings-desk" / "usr", folder / "meter-fleet" / "usr"
     told_by(desk / "bin/cdsctl", "init", folder / "fleet-meter")
-    console = f"run:env METER_SIM_DIR={folder}/fleet-meter {desk}/lib/meter-settings/bin/meter-settings -m"
+    console = "run:" + shlex.join(["env", f"METER_SIM_DIR={folder}/fleet-meter",
+                                   f"{desk}/lib/meter-settings/bin/meter-settings", "-m"])
     plan = folder / "plan.toml"
-    plan.write_text(f'[[meter]]\nname = "one"\nconsole = "{console}"\n[meter.settings]\nenclosure = "RK"\n')
-    library = fleet / "lib/python3/dist-packages"
+    plan.write_text(f'[[meter]]\nname = "one"\nconsole = {toml_value(console)}\n[meter.settings]\nenclosure = "RK"\n')
+    library = plain_folder / "library"
+    library.symlink_to(fleet / "lib/python3/dist-packages")
     told_by("/usr/bin/python3", fleet / "bin/meter-fleet", "apply", plan, cwd=folder,
             env={**os.environ, "PYTHONPATH": str(library)})
     assert told_by(desk / "bin/cdsctl", "-C", folder / "fleet-meter", "get", "/VMIC/Enclosure/Value") == "RK\n"
