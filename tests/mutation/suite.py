@@ -226,7 +226,7 @@ class Tree:
         pytest = functools.partial(functools.partial, self.run_pytest_in_sandbox)
         if programs_of(name) == CDSCTL_PROGRAMS:
             return ((PYTHON_TESTS, pytest("cdsctl")),)
-        return (PYTHON_TESTS, pytest("simulator", "cdsctl")), (DIALOGUES, pytest("dialogues"))
+        return (PYTHON_TESTS, pytest("simulator", "cdsctl", "faults")), (DIALOGUES, pytest("dialogues"))
 
     def must_pass_unchanged(self, part):
         programs = SIMULATOR_PROGRAMS if part == "simulator" else (*PROGRAMS, "scripted_wait")
