@@ -4,7 +4,7 @@ import concurrent.futures
 import difflib
 import re
 
-from guides import doctor, fleet, folders, options, pictures, saves
+from guides import doctor, exercises, fleet, folders, options, pictures, saves
 from harness.program import REPOSITORY
 
 # The makers of the parts, by the name that stands in the page's mark.
@@ -20,6 +20,7 @@ PARTS = {
     "power quality": options.power_quality,
     "a whole run of the doctor": doctor.whole_run,
     "problems that the doctor finds": doctor.problems,
+    "exercises": exercises.exercises,
     "fleet check": fleet.check,
     "fleet apply": fleet.apply,
 }
