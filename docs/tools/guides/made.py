@@ -4,7 +4,7 @@ import concurrent.futures
 import difflib
 import re
 
-from guides import doctor, exercises, fleet, folders, options, pictures, saves
+from guides import doctor, exercises, fleet, folders, live_view, options, pictures, saves
 from harness.program import REPOSITORY
 
 # The makers of the parts, by the name that stands in the page's mark.
@@ -27,7 +27,7 @@ PARTS = {
 
 # The pictures that are not of a session.
 FOLDERS = "folders"
-OTHERS = {FOLDERS: folders.draw, fleet.PICTURE: fleet.draw}
+OTHERS = {FOLDERS: folders.draw, fleet.PICTURE: fleet.draw, live_view.PICTURE: live_view.draw}
 
 PART = re.compile(r"(<!-- made by docs/tools/write: ([^\n]*) -->\n)(.*?)(<!-- end -->\n)", re.S)
 
