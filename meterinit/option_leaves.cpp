@@ -7,11 +7,11 @@ namespace
 
 bool options_pending = false;
 
-// The leaf that is being prepared.
+// The leaf added last to the batch or to a clear.
 std::string current_path;
 toolkit::CElement current_element;
 
-// The batch: arrays that run in parallel, as the library takes them.
+// The batch, as the parallel arrays that the library takes.
 std::vector<std::string> option_paths;
 std::vector<toolkit::CElement> option_values;
 std::vector<pcd_tribool_t> option_flags;

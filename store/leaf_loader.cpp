@@ -3,7 +3,7 @@
 namespace
 {
 
-// Takes the next leaf's element; null when the leaf could not be read.
+// Returns the next leaf's element, or null when the leaf could not be read. Advances `next`.
 const toolkit::CElement* take_element(LeafCursor& next)
 {
     const toolkit::CElement& element = *next.element++;

@@ -1,5 +1,5 @@
-// Leaf paths: each text path names one leaf of the store. A "?" in a path is the place of an
-// Ethernet port's number.
+// Leaf paths: each names one leaf of the store. A "?" in a path is a placeholder for the number of
+// an Ethernet port.
 #pragma once
 
 #include "settings/setting_leaves.h"
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-// The paths of a table's rows, as they are in the table.
+// Returns the paths of a table's rows, unaltered.
 template <typename Record, std::size_t count>
 std::vector<std::string> leaf_paths(const SettingLeaf<Record> (&leaves)[count])
 {
@@ -19,8 +19,9 @@ std::vector<std::string> leaf_paths(const SettingLeaf<Record> (&leaves)[count])
     return paths;
 }
 
-// Replaces the first "?" of each of the `count` paths from index `first` on by the decimal
-// `number`. Throws std::out_of_range at a path without "?"; those before it are then numbered.
+// Replaces the first "?" in each of `count` paths, starting at index `first`, by `number` in
+// decimal. Throws std::out_of_range at a path without "?"; the paths before it are then already
+// changed.
 void number_paths(std::vector<std::string>& paths, std::size_t first, std::size_t count,
                   std::uint32_t number);
 
