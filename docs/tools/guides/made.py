@@ -33,7 +33,7 @@ PART = re.compile(r"(<!-- made by docs/tools/write: ([^\n]*) -->\n)(.*?)(<!-- en
 
 
 def pages():
-    return [REPOSITORY / "README.md", *sorted((REPOSITORY / "docs").rglob("*.md"))]
+    return [*sorted(REPOSITORY.glob("*.md")), *sorted((REPOSITORY / "docs").rglob("*.md"))]
 
 
 def present(path):
