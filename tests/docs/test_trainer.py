@@ -7,6 +7,7 @@ import tomllib
 import pytest
 from guides import exercises
 from harness import piped
+from harness.menus import typed
 from harness.meter import FACTORY, Meter
 from harness.program import CDSCTL, REPOSITORY, STEP_LIMIT, UTILITY, command
 
@@ -15,15 +16,15 @@ pytestmark = pytest.mark.host_only
 GUIDE = (REPOSITORY / "docs" / "trainer.md").read_text(encoding="utf-8")
 SERIAL = "/VMIC/SerialNumber/Value"
 EXERCISES = dict(enumerate(exercises.all_exercises(), 1))
-DNS = "2\n203.0.113.9\n"
-SAVE = "6\ny\n"
+DNS = typed("{PRIMARY_DNS}\n203.0.113.9\n")
+SAVE = typed("{SAVE}\ny\n")
 # The keys of each drill, and what the program prints then, in this order.
 DRILLS = {
     "A save that fails once": (DNS + SAVE + SAVE + "0\n", ["Error saving settings!", "Settings saved."]),
     "A meter that cannot be reached": ("0\n", ["Error: can't connect to CDS"]),
     "Settings that cannot be read": ("9\n9\n9\n0\n", ["Warning: couldn't read network settings!"] * 2),
     "A setting that the meter's services do not get":
-        ("1\n2\n203.0.113.9\n0\n" + SAVE + "0\n", ["set_leaf failed for", "Settings saved."]),
+        (typed("{PORT}\n2\n203.0.113.9\n0\n") + SAVE + "0\n", ["set_leaf failed for", "Settings saved."]),
 }
 
 
@@ -67,7 +68,8 @@ def test_one_command_makes_ten_meters_with_serial_numbers_of_their_own(class_of_
 
 def test_the_utility_accepts_the_serial_numbers(meter):
     for n in (261900101, 261900110):
-        session = piped.run(command(UTILITY, "-m"), meter.environment(), f"5\n1\n{n}\n0\n6\ny\n0\n".encode())
+        keys = typed("{INIT}\n1\n") + f"{n}\n0\n{SAVE}0\n"
+        session = piped.run(command(UTILITY, "-m"), meter.environment(), keys.encode())
         assert session.returncode == 0 and meter.leaves()[SERIAL] == str(n)
 
 
