@@ -3,7 +3,8 @@
 # Ninja misreads these characters in the compilers' lists of headers, and would compile everything
 # again each time. The launcher makes the paths in the lists relative.
 if(CMAKE_SOURCE_DIR MATCHES "['&*?^`]")
-    set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_CURRENT_LIST_DIR}/relative-headers ${CMAKE_SOURCE_DIR})
+    set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_CURRENT_LIST_DIR}/relative-headers ${CMAKE_SOURCE_DIR}
+        ${CMAKE_CXX_COMPILER_LAUNCHER})
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_C_COMPILER_LAUNCHER})
 endif()
 

@@ -9,7 +9,7 @@ import sys
 
 import pytest
 from harness.program import BUILD, REPOSITORY, RUN_WITH
-from tools import LIMIT, shown_by_other_builds, output_of
+from tools import LIMIT, output_of, shown_by_other_builds
 
 LIBRARIES_OF_A_METER = ("libcds++.so", "libcds.so", "libstdc++.so.", "libgcc_s.so.", "libm.so.",
                         "libc.so.")  # fmt: skip

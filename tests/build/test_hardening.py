@@ -6,7 +6,7 @@ import hardening
 import pytest
 from harness.elf import is_elf
 from harness.program import BUILD
-from tools import shown_by_other_builds, output_of
+from tools import output_of, shown_by_other_builds
 
 pytestmark = [shown_by_other_builds]
 

@@ -8,7 +8,7 @@ import subprocess
 import hardening
 import pytest
 from harness.program import REPOSITORY, RUN_WITH
-from tools import check_that_it_runs, installed_library, shown_by_other_builds, output_of
+from tools import check_that_it_runs, installed_library, output_of, shown_by_other_builds
 
 pytestmark = [shown_by_other_builds]
 

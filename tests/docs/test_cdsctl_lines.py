@@ -1,4 +1,4 @@
-"""The `cdsctl` lines in docs/what-a-save-does.md read and write the same leaves as the menus."""
+"""The `cdsctl` lines in docs/what-a-save-calls.md read and write the same leaves as the menus."""
 
 import re
 import shlex
@@ -12,8 +12,8 @@ from harness.program import BUILD, REPOSITORY, STEP_LIMIT, command
 
 pytestmark = pytest.mark.host_only
 
-PAGE = (REPOSITORY / "docs" / "what-a-save-does.md").read_text(encoding="utf-8")
-LINES = dict(re.findall(r"^### (.*)\n\n```sh\n(cdsctl get (?:.|\n)*?)```$", PAGE, re.M))
+PAGE = (REPOSITORY / "docs" / "what-a-save-calls.md").read_text(encoding="utf-8")
+LINES = dict(re.findall(r"^## (.*)\n\n```sh\n(cdsctl get (?:.|\n)*?)```$", PAGE, re.M))
 CDSCTL = BUILD / "cdsctl"
 FACTORY_LEAVES = tomllib.loads(FACTORY.read_text())
 

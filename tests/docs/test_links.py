@@ -45,8 +45,9 @@ SOURCES = [path for folder in ("app", "network", "meterinit", "console", "settin
 @pytest.mark.parametrize("name", ["docs/developer.md", "docs/integrator.md"])
 def test_files_names_and_leaves(name):
     """A file or directory in backquotes exists, a name occurs in the sources, and a leaf occurs on the
-    generated page."""
-    leaves = (REPOSITORY / "docs" / "what-a-save-does.md").read_text(encoding="utf-8")
+    generated pages."""
+    leaves = "".join((REPOSITORY / "docs" / page).read_text(encoding="utf-8")
+                     for page in ("what-a-save-does.md", "what-a-save-calls.md"))
     words = set(re.findall(r"\w+", "".join(path.read_text(encoding="utf-8") for path in SOURCES)))
     for quoted in re.findall(r"`([^`\n]+)`", text_of(PAGES[name])):
         if quoted.startswith(("include/", "lib/")):

@@ -50,10 +50,16 @@ def attributes_of(descriptor):
     return attributes
 
 
-def take_terminal():
-    """Runs in the new process. Makes the terminal on standard input the controlling one, and restores the
-    default action for hang-ups, because the tests may ignore them (under nohup)."""
+def take_signals():
+    """Runs in the new process. Restores the default action for hang-ups and interrupts, because the tests
+    may ignore them (under nohup, in the background)."""
     signal.signal(signal.SIGHUP, signal.SIG_DFL)
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
+
+
+def take_terminal():
+    """Does the same, and makes the terminal on standard input the controlling one."""
+    take_signals()
     fcntl.ioctl(0, termios.TIOCSCTTY, 0)
 
 
@@ -69,7 +75,7 @@ class Console:
         self.waits_since = self.start
         self.process = subprocess.Popen(
             command, env=environment, stdin=theirs, stdout=theirs, stderr=subprocess.PIPE,
-            start_new_session=True, preexec_fn=take_terminal if controlling else None)
+            start_new_session=True, preexec_fn=take_terminal if controlling else take_signals)
         os.close(theirs)
         self.pending = b""  # received, but not taken yet
         self.ended = False
