@@ -76,7 +76,7 @@ def test_the_failed_tests_of_all_builds_are_listed_last(project):
     assert "1 failed" in project(again).stdout
 
 
-def test_what_is_compiled_for_the_tests_is_kept_below_the_build_folder(project):
+def test_the_compiler_cache_is_below_the_build_directory(project):
     done = project("unset CMAKE_CXX_COMPILER_LAUNCHER ${!CCACHE@}; ./test --quick")
     assert done.returncode == 1
     top, launcher, *folders = project("pwd; cat build/seen").stdout.splitlines()

@@ -23,7 +23,8 @@ def meter_of(owner, group, mode):
 
 
 def owner_group_and_mode_after_write(folder, **user):
-    """Both are named from the build folder: another user may be unable to search what is above it."""
+    """Both names are relative to the build directory, because another user may not have access to the
+    directories above it."""
     subprocess.run(command(f"./{store_client.CLIENT.name}", "set", "/b", "x"), timeout=STEP_LIMIT, check=True,
                    cwd=BUILD, env={"METER_SIM_DIR": folder.name}, **user)
     status = (folder / "store.toml").stat()

@@ -33,7 +33,7 @@ function __cdsctl_command_is
     contains -- "$words[2]" $argv; or test -z "$words[2]$argv"
 end
 
-# Prints a path as the shell takes it: with the home folder for a "~" at its start.
+# Prints a path as the shell expands it: "~" at its start becomes the home directory.
 function __cdsctl_expand
     if string match -q -- '~/*' "$argv"
         printf '%s\n' ~/(string sub -s 3 -- $argv)
