@@ -136,9 +136,9 @@ def hold_contest(rounds, seed, plan):
             for what, by_round in times.items()}
 
 
-def ratios(times, floor):
+def ratios(times, baseline):
     """Returns one ratio for each round, because a slow round affects both programs."""
-    return [time / least for time, least in zip(times, floor)]
+    return [time / least for time, least in zip(times, baseline)]
 
 
 def spread(values, digits=0):

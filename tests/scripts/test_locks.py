@@ -20,7 +20,7 @@ TOOLS = (
     ("tests/fuzz/fuzz", "fuzz", "clang++-19"),
     ("tests/mutation/mutate --sample 1 --jobs 1", "mutation", ""),
     ("bench/cdsctl-speed", "host", "valgrind"),
-    ("bench/compare --only times --against floor", "host", ""),
+    ("bench/compare --only times --against baseline", "host", ""),
     ("bench/footprint", "host", ""),
 )
 ON_A_TERMINAL = [sys.executable, "-c", "import os, pty, sys; "
