@@ -99,7 +99,7 @@ def test_writes_in_place_by_an_editor_and_writes_of_cdsctl_are_shown(meter, watc
     assert watch.shown.next() == f"{FORM}: 5 -> 6"
 
 
-def test_only_what_is_below_the_prefix_is_shown(meter, watching):
+def test_only_changes_below_the_prefix_are_shown(meter, watching):
     watch = watching("/VMIC")
     meter.change({FORM: 5, "/VMICX/a": 1})
     meter.change({ENCLOSURE: "RK"})

@@ -35,7 +35,7 @@ def test_only_a_path_with_control_characters_is_quoted(meter, cdsctl, answer):
         r'"/a\nb": (new) -> 1' + "\n" + r'/c "d" = ä\: (new) -> "e\nf"' + "\n")
 
 
-def test_list_prints_what_is_at_or_below_a_prefix_of_whole_components(meter, answer):
+def test_list_prints_the_leaves_at_or_below_a_prefix(meter, answer):
     store_of(meter, '"/VMIC" = 1\n"/VMICX/a" = 2\n"/VMIC/b" = 3\n"/VMI" = 4\n')
     assert answer("list", "/VMIC") == '/VMIC = 1\n/VMIC/b = 3\n'
     assert answer("list", "/VMIC/") == answer("list", "/VMIC")
