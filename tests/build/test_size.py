@@ -1,4 +1,4 @@
-"""The meter's program is small, hardened as it is. bench/footprint prints the same figures."""
+"""The meter's program is small even though it is hardened. bench/footprint prints the same figures."""
 
 import subprocess
 

@@ -1,5 +1,5 @@
-"""The ways in which integrators build: with makefiles and without presets, each build type, each
-compiler that Debian packages, without RTTI, statically, and with the library of a pkg-config package."""
+"""Builds in all the ways that integrators use: with makefiles and without presets, with each build type and
+each compiler of Debian, without RTTI, statically, and with the library of a pkg-config package."""
 
 import os
 import shutil
@@ -10,7 +10,7 @@ import pytest
 from harness.elf import allocated_size, needed_libraries, readelf
 from harness.program import BUILD, REPOSITORY, RUN_WITH
 from tools import (LIMIT, built, check_that_it_runs, configured, installed_library, shown_by_other_builds,
-                   toolchain, told_by)
+                   toolchain, output_of)
 
 pytestmark = [shown_by_other_builds, pytest.mark.builds]
 
@@ -52,12 +52,12 @@ def test_each_compiler(compiler, library, tmp_path, meter):
     file = tmp_path / "toolchain.cmake"
     file.write_text("".join(f'include("{path}")\n' for path in toolchain()[1:])
                     + f"set(CMAKE_CXX_COMPILER {compiler})\n")
-    told_by("cmake", "-S", REPOSITORY, "-B", tmp_path / "build", "-G", "Unix Makefiles", f"-DCDS_ROOT={library}",
+    output_of("cmake", "-S", REPOSITORY, "-B", tmp_path / "build", "-G", "Unix Makefiles", f"-DCDS_ROOT={library}",
             f"-DCMAKE_TOOLCHAIN_FILE={file}", "-DCMAKE_COMPILE_WARNING_AS_ERROR=ON", *target)
-    told_by("cmake", "--build", tmp_path / "build")
+    output_of("cmake", "--build", tmp_path / "build")
     program = tmp_path / "build" / "meter-settings"
     assert compiler in (tmp_path / "build" / "CMakeCache.txt").read_text() + file.read_text()
-    # clang knows the checked forms of other calls only than those that the program makes.
+    # The program makes no calls for which clang has checked forms.
     hardening.check_hardened(program, calls_checked="clang" not in compiler)
     check_that_it_runs(program, library / "lib", meter)
 
@@ -70,7 +70,7 @@ def test_without_rtti(library, tmp_path, meter):
 
 
 def static_library(library, folder):
-    """A CDS_ROOT with static libraries only, of the simulated library's objects."""
+    """Creates a CDS_ROOT with static libraries only, from the objects of the simulated library."""
     for name in ("lib", "parts"):
         (folder / name).mkdir(parents=True)
     shutil.copytree(library / "include", folder / "include")
@@ -90,7 +90,7 @@ def test_a_static_program(library, tmp_path, meter):
     hardening.check_that_no_stack_can_be_executed(program)
     hardening.check_that_library_calls_are_checked(program)
     hardening.check_without_streams_locales_and_threads(program)
-    if not RUN_WITH:  # Debian's C library for the meter has no static programs at random addresses
+    if not RUN_WITH:  # Debian's C library for the meter does not support static programs at random addresses
         hardening.check_loaded_at_a_random_address(program)
     check_that_it_runs(program, root / "lib", meter)
 
@@ -112,7 +112,8 @@ def test_the_library_of_the_package_cds_in_the_sysroot(library, tmp_path, plain_
         shutil.copytree(library / name, root / "usr" / name)
     (root / "usr" / "lib" / "pkgconfig").mkdir()
     (root / "usr" / "lib" / "pkgconfig" / "cds.pc").write_text(PACKAGE)
-    # The host's compiler would need its own headers in a sysroot; image builds set the variables.
+    # The host's compiler needs its own headers in a sysroot, so the test sets the variables that image builds
+    # use.
     sysroot = [f"-DCMAKE_SYSROOT={root}"] if RUN_WITH else []
     variables = {} if RUN_WITH else {"PKG_CONFIG_SYSROOT_DIR": str(root),
                                      "PKG_CONFIG_LIBDIR": str(root / "usr" / "lib" / "pkgconfig")}
@@ -140,5 +141,5 @@ def test_a_directory_without_the_library_is_rejected(tmp_path):
 
 def test_a_library_that_is_given_is_preferred_to_the_simulated_one(library, tmp_path):
     configured(tmp_path / "build", f"-DCDS_ROOT={library}", "-DSIMULATED_METER=ON")
-    targets = told_by("cmake", "--build", tmp_path / "build", "--target", "help")
+    targets = output_of("cmake", "--build", tmp_path / "build", "--target", "help")
     assert "meter-settings" in targets and "cdsctl" not in targets

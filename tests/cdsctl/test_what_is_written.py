@@ -56,7 +56,7 @@ def test_an_argument_in_the_place_of_a_value_is_a_value(meter, new_leaves, word,
     assert type(meter.leaves()[NEW]) is type(value)
 
 
-def test_a_word_in_the_place_of_a_later_value_is_a_value(meter, new_leaves):
+def test_an_argument_in_the_place_of_a_later_value_is_a_value(meter, new_leaves):
     new_leaves("set", "/a", "1", "/b", "-5", "/c", "--json", "/d", "-x")
     assert {path: meter.leaves()[path] for path in ("/a", "/b", "/c", "/d")} == {
         "/a": 1, "/b": -5, "/c": "--json", "/d": "-x"}
