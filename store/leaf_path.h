@@ -10,11 +10,11 @@
 #include <vector>
 
 // Returns the paths of a table's rows, unaltered.
-template <typename Record, std::size_t count>
-std::vector<std::string> leaf_paths(const SettingLeaf<Record> (&leaves)[count])
+template <typename Settings, std::size_t count>
+std::vector<std::string> leaf_paths(const SettingLeaf<Settings> (&leaves)[count])
 {
     std::vector<std::string> paths;
-    for (const SettingLeaf<Record>& leaf : leaves)
+    for (const SettingLeaf<Settings>& leaf : leaves)
         paths.push_back(leaf.path);
     return paths;
 }
