@@ -3,7 +3,8 @@
 # Ninja misreads these characters in the lists of headers that compilers write, and would compile
 # everything again each time. Lists with relative paths do not contain them.
 if(CMAKE_SOURCE_DIR MATCHES "['&*?^`]")
-    set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_CURRENT_LIST_DIR}/relative-headers ${CMAKE_SOURCE_DIR})
+    set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_CURRENT_LIST_DIR}/relative-headers ${CMAKE_SOURCE_DIR}
+        ${CMAKE_CXX_COMPILER_LAUNCHER})
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_C_COMPILER_LAUNCHER})
 endif()
 

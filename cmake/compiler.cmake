@@ -7,10 +7,7 @@ include(CheckPIESupported)
 add_library(build_options INTERFACE)
 target_include_directories(build_options INTERFACE ${PROJECT_SOURCE_DIR}) # includes start at the root
 target_compile_options(build_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
-target_compile_options(build_options INTERFACE -Wno-missing-braces) # a row names its text without a pair of its own
-if(CMAKE_CXX_COMPILER_ID MATCHES "Clang") # it asks for inner braces, which would clutter the tables
-    target_compile_options(build_options INTERFACE -Wno-missing-braces)
-endif()
+target_compile_options(build_options INTERFACE -Wno-missing-braces) # they would clutter the tables
 
 if(EMSCRIPTEN) # the rest is for machines
     include(${CMAKE_CURRENT_LIST_DIR}/web.cmake)

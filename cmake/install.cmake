@@ -51,7 +51,8 @@ endforeach()
 install_about(program)
 
 set(documents ${CMAKE_INSTALL_DATADIR}/doc/${package_program})
-install(FILES CHANGELOG.md docs/technician.md docs/integrator.md docs/what-a-save-does.md
+install(FILES CHANGELOG.md docs/technician.md docs/technician-card.md docs/trainer.md docs/integrator.md
+        docs/what-a-save-does.md docs/what-a-save-calls.md docs/compatibility.md docs/glossary.md
         docs/options-list.md docs/simulated-meter.md docs/speed.md docs/doctor.md
     DESTINATION ${documents} COMPONENT doc)
 install(DIRECTORY docs/pictures DESTINATION ${documents} COMPONENT doc FILES_MATCHING PATTERN *.svg)

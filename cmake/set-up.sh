@@ -88,6 +88,28 @@ configure_and_build() {
         stop "the build of build/$preset failed"
 }
 
+# choose_meter START ARGUMENT...: sets meter to the absolute path of the meter that "--meter DIR" names,
+# otherwise METER_SIM_DIR, otherwise build/meter; and the array arguments to the other arguments.
+# A relative path counts from START, the directory in which the script was called.
+choose_meter() {
+    local start=$1
+    shift
+    meter=${METER_SIM_DIR:-$PWD/build/meter}
+    arguments=()
+    while [ $# -gt 0 ]; do
+        if [ "$1" = --meter ]; then
+            [ -n "${2-}" ] || stop "--meter needs the directory of a meter"
+            meter=$2
+            shift
+        else
+            arguments+=("$1")
+        fi
+        shift
+    done
+    case $meter in /*) ;; *) meter=$start/$meter ;; esac
+    meter=$(realpath -m -- "$meter")
+}
+
 # make_meter DIR: a simulated meter with the factory defaults, unless DIR holds one.
 make_meter() {
     alone build/meter.lock make_missing_meter "$1"

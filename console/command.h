@@ -7,6 +7,7 @@ enum class Command : unsigned char {
     update_model_number,
     remove_downloads,
     restart_network,
+    count, // not a command: the number of commands
 };
 
 struct CommandLine {
@@ -25,18 +26,14 @@ inline constexpr CommandLine command_lines[] = {
 };
 // clang-format on
 
-constexpr const CommandLine& line_of(Command command)
-{
-    return command_lines[static_cast<unsigned>(command)];
-}
-
 constexpr bool each_command_has_its_line()
 {
+    unsigned place = 0;
     for (const CommandLine& line : command_lines) {
-        if (&line_of(line.command) != &line)
+        if (line.command != static_cast<Command>(place++))
             return false;
     }
-    return true;
+    return place == static_cast<unsigned>(Command::count);
 }
 static_assert(each_command_has_its_line());
 

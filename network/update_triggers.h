@@ -9,9 +9,12 @@ enum class TriggerStage : unsigned char {
 };
 
 struct UpdateTrigger {
-    char path[41]; // without "/Value"
+    char path[39]; // without "/Value"
     TriggerStage stage;
 };
+
+// A save that writes a leaf below this branch also writes the trigger of the settings.
+inline constexpr char prim_cfg_branch[] = "/VMC/PrimCfg/";
 
 // In the order of writing.
 // clang-format off

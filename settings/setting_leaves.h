@@ -92,6 +92,18 @@ static_assert(members_match_types(dns_leaves));
 static_assert(members_match_types(port_leaves));
 static_assert(members_match_types(init_leaves));
 
+// Returns the path of the leaf that holds `text`. In a constant expression, a text without a row
+// does not compile.
+template <typename Settings, std::size_t count>
+constexpr const char* path_of(const SettingLeaf<Settings> (&leaves)[count],
+                              EditableText Settings::*text)
+{
+    const SettingLeaf<Settings>* leaf = leaves;
+    while (leaf->member.text != text)
+        ++leaf;
+    return leaf->path;
+}
+
 // A changed setting, which a save must write.
 struct Edit {
     const char* path; // as in the table row
@@ -101,26 +113,19 @@ struct Edit {
     const EditableFlag* flag; // null for the other types
 };
 
-template <typename Settings>
-std::vector<Edit> edits_between(const SettingLeaf<Settings>* first,
-                                const SettingLeaf<Settings>* last, const Settings& settings)
-{
-    std::vector<Edit> edits;
-    for (const SettingLeaf<Settings>* leaf = first; leaf != last; ++leaf) {
-        const Member<Settings>& member = leaf->member;
-        const EditableText* text = member.text != nullptr ? &(settings.*member.text) : nullptr;
-        const EditableFlag* flag = member.flag != nullptr ? &(settings.*member.flag) : nullptr;
-        const bool changed = member.text != nullptr ? (settings.*member.text).changed
-                                                    : (settings.*member.flag).changed;
-        if (leaf->use == LeafUse::saved && changed)
-            edits.push_back({leaf->path, leaf->mirror, leaf->type, text, flag});
-    }
-    return edits;
-}
-
 // Returns the edits of `settings` in the order of the rows. They point into `settings`.
 template <typename Settings, std::size_t count>
 std::vector<Edit> edits_of(const SettingLeaf<Settings> (&leaves)[count], const Settings& settings)
 {
-    return edits_between(leaves, leaves + count, settings);
+    std::vector<Edit> edits;
+    for (const SettingLeaf<Settings>& leaf : leaves) {
+        const Member<Settings>& member = leaf.member;
+        const EditableText* text = member.text != nullptr ? &(settings.*member.text) : nullptr;
+        const EditableFlag* flag = member.flag != nullptr ? &(settings.*member.flag) : nullptr;
+        const bool changed = member.text != nullptr ? (settings.*member.text).changed
+                                                    : (settings.*member.flag).changed;
+        if (leaf.use == LeafUse::saved && changed)
+            edits.push_back({leaf.path, leaf.mirror, leaf.type, text, flag});
+    }
+    return edits;
 }

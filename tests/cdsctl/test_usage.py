@@ -1,9 +1,13 @@
 """cdsctl's command line: help, version, and what is wrong usage."""
 
+import os
+import pathlib
 import re
 
 import pytest
 from harness.program import REPOSITORY
+
+HELP = pathlib.Path(__file__).with_name("help.txt")
 
 COMMANDS = ["list", "get", "set", "clear", "watch", "dump", "load", "diff", "reset", "init"]
 
@@ -23,6 +27,15 @@ def test_every_command_has_help_with_its_operands(answer, name):
         assert re.search(rf"^Usage: cdsctl {name}[A-Z \[\].]*\[OPTIONS\]$", text, re.M), text
     assert ("--json" in text) == (name in ("list", "get", "watch", "diff"))
     assert ("--type" in text) == (name == "set")
+
+
+def test_help_is_word_for_word_as_recorded(answer):
+    """A changed text is recorded by RECORD_HELP=1 ./test tests/cdsctl/test_usage.py."""
+    texts = [f"$ cdsctl {' '.join(words)}\n{answer(*words, environment={})}"
+             for words in (("--help",), *((name, "--help") for name in COMMANDS))]
+    if os.environ.get("RECORD_HELP"):
+        HELP.write_text("\n".join(texts))
+    assert "\n".join(texts) == HELP.read_text()
 
 
 def test_version_is_that_of_the_project(answer):

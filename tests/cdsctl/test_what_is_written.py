@@ -56,6 +56,12 @@ def test_a_word_in_the_place_of_a_value_is_a_value(meter, new_leaves, word, valu
     assert type(meter.leaves()[NEW]) is type(value)
 
 
+def test_a_word_in_the_place_of_a_later_value_is_a_value(meter, new_leaves):
+    new_leaves("set", "/a", "1", "/b", "-5", "/c", "--json", "/d", "-x")
+    assert {path: meter.leaves()[path] for path in ("/a", "/b", "/c", "/d")} == {
+        "/a": 1, "/b": -5, "/c": "--json", "/d": "-x"}
+
+
 def test_after_two_dashes_every_word_is_an_operand(meter, answer, new_leaves):
     new_leaves("set", "--", NEW, "--help", "-C", "-5", "--", "x")
     assert {path: meter.leaves()[path] for path in (NEW, "-C", "--")} == {NEW: "--help", "-C": -5, "--": "x"}

@@ -45,8 +45,9 @@ SOURCES = [path for folder in ("app", "network", "meterinit", "console", "settin
 @pytest.mark.parametrize("name", ["docs/developer.md", "docs/integrator.md"])
 def test_files_names_and_leaves(name):
     """Of what a page has in backquotes, a file or folder is there, a name occurs in the sources, a
-    leaf in the page that is made."""
-    leaves = (REPOSITORY / "docs" / "what-a-save-does.md").read_text(encoding="utf-8")
+    leaf in the pages that are made."""
+    leaves = "".join((REPOSITORY / "docs" / page).read_text(encoding="utf-8")
+                     for page in ("what-a-save-does.md", "what-a-save-calls.md"))
     words = set(re.findall(r"\w+", "".join(path.read_text(encoding="utf-8") for path in SOURCES)))
     for quoted in re.findall(r"`([^`\n]+)`", text_of(PAGES[name])):
         if quoted.startswith(("include/", "lib/")):

@@ -19,7 +19,7 @@ LEAF_FILES = ("setting_leaves.h", "option_leaves.cpp")
 LEAF_PATH = re.compile("/(V|Software/).*")
 OPTION = re.compile("ML|PQ[123R]")
 MADE_PAGES = "".join((DOCS / name).read_text(encoding="utf-8")
-                     for name in ("what-a-save-does.md", "options-list.md"))
+                     for name in ("what-a-save-does.md", "what-a-save-calls.md", "options-list.md"))
 # The tables of which a whole screen of help consists; the guide has a picture of it.
 HELP_HEADS = ("help", "legend", "enclosure_codes", "_names")
 

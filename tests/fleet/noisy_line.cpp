@@ -428,8 +428,6 @@ void open_session(Line& line, const std::string& folder)
 [[noreturn]] void become(const LinePlan& plan)
 {
     std::signal(SIGHUP, SIG_DFL); // ignored when the tests run under nohup
-    for (const auto& [name, value] : plan.environment)
-        setenv(name.c_str(), value.c_str(), 1);
     std::vector<char*> words;
     for (const std::string& word : plan.command)
         words.push_back(const_cast<char*>(word.c_str()));

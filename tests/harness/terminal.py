@@ -50,10 +50,16 @@ def attributes_of(descriptor):
     return attributes
 
 
-def take_terminal():
-    """In the new process: the terminal on standard input becomes the controlling one, whose hang-up
-    it does not ignore, though these tests may (under nohup)."""
+def take_signals():
+    """In the new process: it ignores neither a hang-up nor an interrupt, though these tests may (under
+    nohup, in the background)."""
     signal.signal(signal.SIGHUP, signal.SIG_DFL)
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
+
+
+def take_terminal():
+    """The same, and the terminal on standard input becomes the controlling one."""
+    take_signals()
     fcntl.ioctl(0, termios.TIOCSCTTY, 0)
 
 
@@ -69,7 +75,7 @@ class Console:
         self.waits_since = self.start
         self.process = subprocess.Popen(
             command, env=environment, stdin=theirs, stdout=theirs, stderr=subprocess.PIPE,
-            start_new_session=True, preexec_fn=take_terminal if controlling else None)
+            start_new_session=True, preexec_fn=take_terminal if controlling else take_signals)
         os.close(theirs)
         self.pending = b""  # received, not yet taken
         self.ended = False

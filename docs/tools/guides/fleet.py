@@ -4,11 +4,13 @@ commissioning guide."""
 import contextlib
 import io
 import re
+import shlex
 import subprocess
 import sys
 
 from guides import svg
 from harness import dialogue
+from harness.meter import toml_value
 from harness.program import REPOSITORY, STEP_LIMIT, UTILITY
 
 FLEET = REPOSITORY / "fleet"
@@ -99,8 +101,9 @@ def guide_plan():
 def on_simulated_meters(plan, meters):
     """The plan with the console of each meter in the place of its own."""
     for name, meter in meters.items():
-        console = f"run:env METER_SIM_DIR={meter.folder} METER_SIM_NO_DELAY=1 {UTILITY} -m"
-        plan = re.sub(rf'(name = "{name}"\nconsole = )"[^"]*"', lambda m, c=console: f'{m[1]}"{c}"', plan)
+        words = ["env", f"METER_SIM_DIR={meter.folder}", "METER_SIM_NO_DELAY=1", str(UTILITY), "-m"]
+        console = toml_value(f"run:{shlex.join(words)}")
+        plan = re.sub(rf'(name = "{name}"\nconsole = )"[^"]*"', lambda m, c=console: f'{m[1]}{c}', plan)
     return plan
 
 

@@ -78,5 +78,5 @@ def draw():
     tip = ('<marker id="tip" viewBox="0 0 10 10" refX="6" refY="5" markerWidth="7" markerHeight="7"'
            ' orient="auto"><path d="M0 0 L10 5 L0 10 Z" fill="#7cc4ff"/></marker>')
     words = "; ".join(f"{folder} on {', '.join(others)}" for folder, others in edges.items() if others)
-    return frame("Folders", f"What each folder builds on: {words}.", total,
+    return frame("Directories", f"What each directory builds on: {words}.", total,
                  TOP + len(lines) * (HEIGHT + BETWEEN) - 8, [f"<defs>{tip}</defs>", *parts])

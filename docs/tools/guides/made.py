@@ -4,7 +4,7 @@ import concurrent.futures
 import difflib
 import re
 
-from guides import doctor, fleet, folders, options, pictures, saves
+from guides import doctor, exercises, fleet, folders, live_view, options, pictures, saves
 from harness.program import REPOSITORY
 
 # The makers of the parts, by the name that stands in the page's mark.
@@ -20,19 +20,20 @@ PARTS = {
     "power quality": options.power_quality,
     "a whole run of the doctor": doctor.whole_run,
     "problems that the doctor finds": doctor.problems,
+    "exercises": exercises.exercises,
     "fleet check": fleet.check,
     "fleet apply": fleet.apply,
 }
 
 # The pictures that are not of a session.
 FOLDERS = "folders"
-OTHERS = {FOLDERS: folders.draw, fleet.PICTURE: fleet.draw}
+OTHERS = {FOLDERS: folders.draw, fleet.PICTURE: fleet.draw, live_view.PICTURE: live_view.draw}
 
 PART = re.compile(r"(<!-- made by docs/tools/write: ([^\n]*) -->\n)(.*?)(<!-- end -->\n)", re.S)
 
 
 def pages():
-    return [REPOSITORY / "README.md", *sorted((REPOSITORY / "docs").rglob("*.md"))]
+    return [*sorted(REPOSITORY.glob("*.md")), *sorted((REPOSITORY / "docs").rglob("*.md"))]
 
 
 def present(path):

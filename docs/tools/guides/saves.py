@@ -144,7 +144,7 @@ def batch_words(call):
 def step_words(call):
     kind = call["call"]
     if kind == "set_leaf":
-        return f"writes at once {leaf_words(call)}"
+        return f"writes {leaf_words(call)} in a call of its own"
     if kind == "set_leaves":
         return batch_words(call)
     if kind == "clear_leaves":
@@ -167,7 +167,7 @@ def commands(calls):
 def emptied_words(first, emptied):
     """How a save of the emptied item differs: in what it writes, never in what it runs."""
     assert commands(first) == commands(emptied)
-    return "; ".join(step_words(call) for call in emptied if call not in commands(emptied))
+    return " and ".join(step_words(call) for call in emptied if call not in commands(emptied))
 
 
 def edits(item, answer):
@@ -200,17 +200,27 @@ def yes(calls):
     return "yes" if calls else ""
 
 
+CALLS_PAGE = "what-a-save-calls.md"
+
+
+def leaf_of(item, calls):
+    """The leaf that holds the item's value: a save writes it, and the item's screen reads it."""
+    reads = set(read(item.screen)[1])
+    return next(path for path, _ in leaves_written(calls) if path in reads)
+
+
 def overview():
-    """What a save of each item sets off, beside the write of its leaf and the commands of any save."""
-    rows = ["| item | at once | a trigger | option leaves | model number |", "|---|---|---|---|---|"]
+    """The leaf of each item, and what a save of it does in addition."""
+    rows = ["| item | leaf | mirror | trigger | option leaves | model number |", "|---|---|---|---|---|---|"]
     for item in ITEMS:
         (calls,) = saved("save", edits(item, item.answer) + SAVE + EXIT)
         written = [path for path, _ in leaves_written(calls)]
-        cells = (yes([call for call in calls if call["call"] == "set_leaf"]),
+        cells = (code(leaf_of(item, calls)),
+                 yes([call for call in calls if call["call"] == "set_leaf"]),
                  yes([path for path in written if path.startswith(TRIGGERS)]),
                  yes([path for path in written if path.startswith(OPTIONS)]),
                  yes([call for call in calls if "vmkeys" in call.get("command", "")]))
-        rows.append(f"| [{item.label}](#{anchor(item.label)}) | " + " | ".join(cells) + " |")
+        rows.append(f"| [{item.label}]({CALLS_PAGE}#{anchor(item.label)}) | " + " | ".join(cells) + " |")
     return "\n".join(rows)
 
 
@@ -224,14 +234,12 @@ def section(item):
     if item.emptied_by:
         keys += edits(item, item.answer) + edits(item, item.emptied_by) + SAVE
     first, *others = saved("save", keys + EXIT)
-    reads = set(read(item.screen)[1])
-    leaf = next(path for path, _ in leaves_written(first) if path in reads)
-    lines = [f"### {item.label}", "",
-             "```sh", f"cdsctl get {shlex.quote(leaf)}", cdsctl_set(first), "```", "",
-             f"With the answer {code(item.answer)} a save", "", *steps(first), ""]
+    lines = [f"## {item.label}", "",
+             "```sh", f"cdsctl get {shlex.quote(leaf_of(item, first))}", cdsctl_set(first), "```", "",
+             f"After the answer {code(item.answer)}, a save does this:", "", *steps(first), ""]
     for emptied in others:
-        lines += [f"After {code(item.emptied_by)} on an edited value it {emptied_words(first, emptied)}, "
-                  "and runs the same.", ""]
+        lines += [f"After {code(item.emptied_by)} on an edited value, a save {emptied_words(first, emptied)}. "
+                  "It runs the same commands.", ""]
     return lines
 
 

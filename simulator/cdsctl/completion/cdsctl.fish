@@ -33,10 +33,19 @@ function __cdsctl_command_is
     contains -- "$words[2]" $argv; or test -z "$words[2]$argv"
 end
 
+# Prints a path as the shell takes it: with the home folder for a "~" at its start.
+function __cdsctl_expand
+    if string match -q -- '~/*' "$argv"
+        printf '%s\n' ~/(string sub -s 3 -- $argv)
+    else
+        printf '%s\n' $argv
+    end
+end
+
 # Runs the command that was typed, when there is one of that name.
 function __cdsctl_on_meter
-    set -l program (string replace -r '^~/' ~/ -- (commandline -opc)[1])
-    set -l folder (string replace -r '^~/' ~/ -- (__cdsctl_words)[1])
+    set -l program (__cdsctl_expand (commandline -opc)[1])
+    set -l folder (__cdsctl_expand (__cdsctl_words)[1])
     type -q -- $program; and $program (test -n "$folder"; and printf '%s\n' -C $folder) $argv 2>/dev/null
 end
 
