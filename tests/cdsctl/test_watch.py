@@ -332,8 +332,8 @@ def test_the_watch_ends_when_a_link_points_into_a_missing_directory(meter, targe
         f"cdsctl: {meter.top}/first/../none: cannot be watched: No such file or directory")
 
 
-def test_a_missing_directory_cannot_be_watched(meter, refusal):
-    said = refusal(3, "-C", str(meter.top / "none"), "watch")
+def test_a_missing_directory_cannot_be_watched(meter, error_of):
+    said = error_of(3, "-C", str(meter.top / "none"), "watch")
     assert said == f"cdsctl: {meter.top}/none: cannot be watched: No such file or directory\n"
 
 
