@@ -98,8 +98,8 @@ void judge_command(Report& report, const char* name, bool is_needed)
 void check_commands(Doctor& doctor)
 {
     const bool are_needed = has_shell();
-    for (const char* line : command_lines)
-        judge_command(doctor.report, line, are_needed);
+    for (const CommandLine& line : command_lines)
+        judge_command(doctor.report, line.text, are_needed);
     judge_command(doctor.report, "sh", are_needed);
 }
 

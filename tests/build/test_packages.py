@@ -27,8 +27,8 @@ PROGRAM_FILES = {
     "share/man/man8/meter-settings-doctor.8.gz",
     "share/man/man8/meter-settings.8.gz",
 }
-GUIDES = ("CHANGELOG", "doctor", "integrator", "options-list", "simulated-meter", "speed", "technician",
-          "what-a-save-does")
+GUIDES = ("CHANGELOG", "compatibility", "doctor", "glossary", "integrator", "options-list", "simulated-meter",
+          "speed", "technician", "technician-card", "trainer", "what-a-save-calls", "what-a-save-does")
 DOC_FILES = {f"share/doc/meter-settings/{name}.md" for name in GUIDES} | {
     "share/doc/meter-settings-doc/changelog.gz",
     "share/doc/meter-settings-doc/copyright",

@@ -97,3 +97,9 @@ TEST_CASE("a read whose arrays have another length than the paths has failed")
         }
     }
 }
+
+TEST_CASE("an element's time stamp is its own")
+{
+    const toolkit::CElement element = element_of(true);
+    CHECK(time_stamp(element) == element.time());
+}
