@@ -2,15 +2,17 @@
 each compiler of Debian, without RTTI, statically, and with the library of a pkg-config package."""
 
 import os
+import pathlib
 import shutil
 import subprocess
+import tempfile
 
 import hardening
 import pytest
 from harness.elf import allocated_size, needed_libraries, readelf
 from harness.program import BUILD, REPOSITORY, RUN_WITH
 from tools import (LIMIT, built, check_that_it_runs, configured, installed_library, shown_by_other_builds,
-                   toolchain, output_of)
+                   sources_for, toolchain, output_of)
 
 pytestmark = [shown_by_other_builds, pytest.mark.builds]
 
@@ -21,8 +23,15 @@ COMPILERS = METER_COMPILERS if RUN_WITH else HOST_COMPILERS
 
 
 @pytest.fixture(scope="module")
-def library(tmp_path_factory):
-    return installed_library(tmp_path_factory.mktemp("installed"))
+def library():
+    with tempfile.TemporaryDirectory() as folder:
+        yield installed_library(pathlib.Path(folder))
+
+
+@pytest.fixture
+def tmp_path(plain_folder):
+    """A directory in which make can build."""
+    return plain_folder
 
 
 @pytest.mark.builds
@@ -52,7 +61,8 @@ def test_each_compiler(compiler, library, tmp_path, meter):
     file = tmp_path / "toolchain.cmake"
     file.write_text("".join(f'include("{path}")\n' for path in toolchain()[1:])
                     + f"set(CMAKE_CXX_COMPILER {compiler})\n")
-    output_of("cmake", "-S", REPOSITORY, "-B", tmp_path / "build", "-G", "Unix Makefiles", f"-DCDS_ROOT={library}",
+    output_of("cmake", "-S", sources_for(tmp_path / "build"), "-B", tmp_path / "build", "-G", "Unix Makefiles",
+            f"-DCDS_ROOT={library}",
             f"-DCMAKE_TOOLCHAIN_FILE={file}", "-DCMAKE_COMPILE_WARNING_AS_ERROR=ON", *target)
     output_of("cmake", "--build", tmp_path / "build")
     program = tmp_path / "build" / "meter-settings"
@@ -106,8 +116,8 @@ Cflags: -I${prefix}/include
 
 
 @pytest.mark.builds
-def test_the_library_of_the_package_cds_in_the_sysroot(library, tmp_path, plain_folder, meter):
-    root = plain_folder / "sysroot"
+def test_the_library_of_the_package_cds_in_the_sysroot(library, tmp_path, meter):
+    root = tmp_path / "sysroot"
     for name in ("include", "lib"):
         shutil.copytree(library / name, root / "usr" / name)
     (root / "usr" / "lib" / "pkgconfig").mkdir()
@@ -125,15 +135,23 @@ def test_the_library_of_the_package_cds_in_the_sysroot(library, tmp_path, plain_
 
 def test_without_any_library_the_message_names_each_way_to_give_one(tmp_path):
     nowhere = {**os.environ, "PKG_CONFIG_LIBDIR": str(tmp_path)}
-    done = subprocess.run(["cmake", "-S", REPOSITORY, "-B", tmp_path / "build", *toolchain()], env=nowhere,
+    done = subprocess.run(["cmake", "-S", sources_for(tmp_path / "build"), "-B", tmp_path / "build", *toolchain()], env=nowhere,
                           capture_output=True, text=True, timeout=LIMIT)
     assert done.returncode == 1
     for way in ("-DCDS_ROOT=DIRECTORY", "cds.pc", "PKG_CONFIG_LIBDIR", "-DSIMULATED_METER=ON"):
         assert way in done.stderr
 
 
+def test_a_path_that_make_cannot_handle_is_rejected(tmp_path):
+    (tmp_path / "a:b").symlink_to(REPOSITORY)
+    for source, build in ((tmp_path / "a:b", tmp_path / "build"), (REPOSITORY, tmp_path / "b:c")):
+        done = subprocess.run(["cmake", "-S", source, "-B", build, "-G", "Unix Makefiles", *toolchain(),
+                               "-DSIMULATED_METER=ON"], capture_output=True, text=True, timeout=LIMIT)
+        assert done.returncode == 1 and "path contains a colon" in " ".join(done.stderr.split())
+
+
 def test_a_directory_without_the_library_is_rejected(tmp_path):
-    done = subprocess.run(["cmake", "-S", REPOSITORY, "-B", tmp_path / "build", *toolchain(),
+    done = subprocess.run(["cmake", "-S", sources_for(tmp_path / "build"), "-B", tmp_path / "build", *toolchain(),
                            f"-DCDS_ROOT={tmp_path}"], capture_output=True, text=True, timeout=LIMIT)
     assert done.returncode == 1
     assert f"{tmp_path}/lib" in done.stderr and "cds++" in done.stderr

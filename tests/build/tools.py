@@ -32,9 +32,17 @@ def toolchain():
     return ["--toolchain", REPOSITORY / "cmake" / "powerpc.cmake"] if RUN_WITH else []
 
 
+def sources_for(build):
+    """A link to the sources next to a build directory: make takes no path with a colon."""
+    link = build.with_name("source")
+    if not link.is_symlink():
+        link.symlink_to(REPOSITORY)
+    return link
+
+
 def configured(build, *arguments, **options):
     """Configures with makefiles and without a preset. Returns the output of cmake."""
-    return output_of("cmake", "-S", REPOSITORY, "-B", build, "-G", "Unix Makefiles", *toolchain(), *arguments,
+    return output_of("cmake", "-S", sources_for(build), "-B", build, "-G", "Unix Makefiles", *toolchain(), *arguments,
                    **options)
 
 
