@@ -28,8 +28,8 @@ void print_version(const char* program)
     std::puts("$Revision: 1.3 $\n");
 }
 
-// Gives a screen to the terminal in one write (a longer one in few); what must be seen at once is
-// flushed where it is printed.
+// Buffers standard output fully, so that a screen reaches the terminal in one write. Code that
+// needs its output on the screen immediately calls `fflush`.
 void buffer_output()
 {
     static char screen[BUFSIZ];
@@ -38,12 +38,12 @@ void buffer_output()
 
 // The terminal as it was before the program.
 struct SavedTerminal {
-    bool known; // false: standard input is no terminal, which is then left alone
+    bool known; // false: standard input is not a terminal, and nothing is changed or restored
     termios attributes;
 };
 
-// Switches echo, line editing and signal keys off. What else the terminal does, such as turning
-// the carriage return of Enter into a newline, stays.
+// Switches echo, line editing and signal keys off. Keeps every other mode: for example, the
+// terminal still turns the carriage return of Enter into a newline.
 SavedTerminal enter_raw_local_mode()
 {
     SavedTerminal saved = {};
@@ -51,7 +51,7 @@ SavedTerminal enter_raw_local_mode()
     if (saved.known) {
         termios raw = saved.attributes;
         raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | ISIG);
-        tcsetattr(STDIN_FILENO, TCSANOW, &raw); // result ignored: the menus work either way
+        tcsetattr(STDIN_FILENO, TCSANOW, &raw); // result ignored: the menus work without it
     }
     return saved;
 }
@@ -65,7 +65,7 @@ void restore_terminal(const SavedTerminal& saved)
 void run_session(bool init_menu_requested)
 {
     SettingsSession session;
-    session.interfaces = std::vector<InterfaceSettings>(1); // whatever number was given: deliberate
+    session.interfaces = std::vector<InterfaceSettings>(1); // deliberate: ignores the number given
     session.init_menu_requested = init_menu_requested;
     run_main_menu(session);
 }

@@ -1,4 +1,4 @@
-// Running the meter's scripts and pausing, with the screen brought up to date before.
+// Running the meter's scripts, and pausing. Both flush standard output first.
 #pragma once
 
 enum class Command : unsigned char {
@@ -7,19 +7,38 @@ enum class Command : unsigned char {
     update_model_number,
     remove_downloads,
     restart_network,
+    count, // no command: how many there are
 };
 
-// Whole command lines, as the shell gets them, in the order of `Command`.
-inline constexpr char command_lines[][45] = {
-    "sernetpwreset.sh > /dev/null 2>&1",
-    "fw_reset.sh > /dev/null 2>&1",
-    "vmkeys -m >/dev/null 2>&1",
-    "rm -rf /jffs/downloads/vmconfig.*",
-    "/etc/init.d/network restart > /dev/null 2>&1",
+struct CommandLine {
+    Command command;
+    char text[45]; // complete command line for the shell
 };
 
-// Shows what was printed so far, then runs a command. Its exit status is ignored.
+// In the order of `Command`.
+// clang-format off
+inline constexpr CommandLine command_lines[] = {
+    {Command::reset_passwords,     "sernetpwreset.sh > /dev/null 2>&1"},
+    {Command::restore_defaults,    "fw_reset.sh > /dev/null 2>&1"},
+    {Command::update_model_number, "vmkeys -m >/dev/null 2>&1"},
+    {Command::remove_downloads,    "rm -rf /jffs/downloads/vmconfig.*"},
+    {Command::restart_network,     "/etc/init.d/network restart > /dev/null 2>&1"},
+};
+// clang-format on
+
+constexpr bool each_command_has_its_line()
+{
+    unsigned place = 0;
+    for (const CommandLine& line : command_lines) {
+        if (line.command != static_cast<Command>(place++))
+            return false;
+    }
+    return place == static_cast<unsigned>(Command::count);
+}
+static_assert(each_command_has_its_line());
+
+// Flushes standard output, then runs a command through `system`. Ignores its exit status.
 void run_command(Command command);
 
-// Shows what was printed so far, then pauses.
+// Flushes standard output, then pauses.
 void pause_for(unsigned seconds);

@@ -13,7 +13,7 @@ constexpr int ctrl_d = 4;
 constexpr int backspace = 8;
 constexpr int delete_key = 127;
 
-// Waits until standard input can be read. Returns 1, 0 on time-out or -1.
+// Waits until standard input is readable. Returns 1, 0 on time-out, or -1 on an error.
 int wait_for_key(timeval& timeout)
 {
     fd_set keyboard;
@@ -22,15 +22,15 @@ int wait_for_key(timeval& timeout)
     return select(STDIN_FILENO + 1, &keyboard, nullptr, nullptr, &timeout);
 }
 
-// Echoes one key and takes it into the line. Returns true when it ends the line.
+// Echoes one key and adds it to the line. Returns true when the key ends the line.
 bool take_key(int key, std::string& text)
 {
     switch (key) {
     case '\n':
-    case EOF: // echoed like any other line end: as the byte 0xFF, which is deliberate
+    case EOF: // echoed as the byte 0xFF, which is deliberate
     case ctrl_d: std::fputc(key, stdout); return true;
     case backspace:
-    case delete_key: // the erase sequence is sent on an empty line too
+    case delete_key: // deliberate: sends the erase sequence even when the line is empty
         std::fputc(key, stdout);
         std::fputc(' ', stdout);
         std::fputc(key, stdout);
@@ -53,8 +53,8 @@ int read_line_timed(std::string& text, unsigned seconds)
     text.clear();
     timeval timeout = {};
     for (;;) {
-        // Only the seconds start again; the microseconds keep what the last wait left,
-        // deliberately.
+        // Deliberate: `select` left the remaining time in `timeout`, and only its seconds are
+        // reset.
         timeout.tv_sec = static_cast<time_t>(seconds);
         const int ready = wait_for_key(timeout);
         if (ready < 1) {

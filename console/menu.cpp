@@ -15,8 +15,8 @@ constexpr char frame_rule[] = "-------------------------------------------------
                               "------------";
 static_assert(sizeof frame_rule - 1 == screen_width);
 
-// The title stands centred in a line of dashes, an odd dash to its right. One that is too long
-// for that takes the whole rule on either side and overflows the screen, which is deliberate.
+// Centres the title in a line of dashes; the right side gets the extra dash. A title that is too
+// long for the line has the whole rule on both sides and overflows the screen, which is deliberate.
 void draw_title(const std::string& title)
 {
     std::size_t left = screen_width;
@@ -50,7 +50,7 @@ void draw_plain_line(const MenuLine& line)
         std::printf("     %-30s  :  %-38s\n", line.label.c_str(), line.value.c_str());
 }
 
-// Returns how many lines were numbered.
+// Returns the number of numbered lines.
 unsigned draw_sections(const std::vector<MenuSection>& sections, const std::vector<bool>& numbered)
 {
     unsigned count = 0;
@@ -66,7 +66,7 @@ unsigned draw_sections(const std::vector<MenuSection>& sections, const std::vect
     return count;
 }
 
-// Returns the number that `answer` chooses, or no_choice.
+// Returns the number in `answer`, or no_choice when it is not one of the choices.
 int chosen_number(const std::string& answer, unsigned count, bool has_exit)
 {
     long number = 0;

@@ -8,7 +8,7 @@
 
 struct MenuLine {
     std::string label;
-    std::string value; // empty: a line without a value column
+    std::string value; // empty: the line has no value column
 };
 
 using MenuSection = std::vector<MenuLine>;
@@ -16,7 +16,7 @@ using MenuSection = std::vector<MenuLine>;
 // What a menu shows for a value that is not set.
 inline constexpr char none_text[] = "[None]";
 
-// Appends a line to `section`. A text is shown as it is, or as `if_empty`.
+// Each appends a line to `section`. `add_text_line` shows `if_empty` in place of an empty text.
 void add_line(MenuSection& section, const std::string& label, const std::string& value = "");
 void add_text_line(MenuSection& section, const char* label, const EditableText& value,
                    const char* if_empty = none_text);
@@ -26,12 +26,12 @@ constexpr int no_choice = -1;
 
 // Draws a menu and reads one choice.
 //
-// `sections` are shown in order, with an empty line after each. The lines of a section whose
-// entry in `numbered` is true are choices and get numbers, which run on from 1 across all such
-// sections; the others are shown only. A non-empty `exit_label` adds the line "0." and makes 0
-// a choice. Labels and values are never cut, however long.
+// Shows the sections in order, with an empty line after each. When `numbered[i]` is true, the lines
+// of `sections[i]` are choices: they are numbered from 1, and the numbers continue in the next
+// numbered section. The other lines are not choices. A non-empty `exit_label` adds choice 0.
+// Labels and values are never truncated.
 //
-// Returns the chosen number, or no_choice: after an invalid answer, with a message, or without
-// one when waiting for a key timed out or failed.
+// Returns the chosen number. Returns no_choice with a message after an invalid answer, and
+// no_choice without a message when the wait for a key timed out or failed.
 int show_menu(const std::string& title, const std::vector<MenuSection>& sections,
               const std::vector<bool>& numbered, const std::string& exit_label);

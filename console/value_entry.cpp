@@ -9,7 +9,7 @@
 namespace
 {
 
-// The numbers of a dotted address, as far as they could be read.
+// The leading numbers of a dotted address, up to the first that cannot be read.
 struct DottedNumbers {
     std::uint32_t part[4];
     int count; // 0 to 4
@@ -54,7 +54,7 @@ int prompt_ipv4(const std::string& prompt, EditableText& target)
     }
     if (!asks_to_clear(answer))
         return answer_rejected;
-    target.text.clear(); // the changed flag stays: clearing alone is no change
+    target.text.clear(); // deliberate: does not set the changed flag
     return answer_taken;
 }
 

@@ -91,8 +91,8 @@ void check_commands()
 {
     begin_check("commands");
     const Verdict verdict = has_shell() ? wrong : note;
-    for (const char* line : command_lines)
-        judge_command(line, verdict);
+    for (const CommandLine& line : command_lines)
+        judge_command(line.text, verdict);
     judge_command("sh", verdict);
 }
 

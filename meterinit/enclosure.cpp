@@ -12,10 +12,10 @@ namespace
 struct EnclosureType {
     char label[19];
     char code[4];
-    char tail[4]; // ends the row on the screen
+    char tail[4]; // printed at the end of the row
 };
 
-// The mix of blanks and tabs in the tails is part of the screen.
+// Deliberate: the meter's screen has this mix of spaces and tabs at the end of the rows.
 // clang-format off
 constexpr EnclosureType enclosure_codes[] = {
     {"S Base",             "S",   " \t"},
@@ -40,8 +40,6 @@ constexpr EnclosureType enclosure_codes[] = {
     {"Type W Retrofit",    "W",   " \t\n"},
 };
 // clang-format on
-
-static_assert(std::size(enclosure_codes) == 20);
 
 void show_help()
 {

@@ -3,7 +3,7 @@
 
 #include "settings/editable.h"
 
-// Shows the codes and asks until one of them is entered, nothing is entered or no key comes for
-// the idle time; a failed wait asks again. A code is stored and sets the changed flag; otherwise
-// the text is unchanged. The text cannot be emptied here.
+// Shows the codes and asks for one. Asks again after an unknown code and after a failed wait; ends
+// after a code, an empty answer or a time-out. Stores a code and sets the changed flag; otherwise
+// leaves `enclosure` unchanged. "~" does not empty the text here.
 void enter_enclosure(EditableText& enclosure);

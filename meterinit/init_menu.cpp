@@ -18,7 +18,7 @@ namespace
 
 void load_identity(SettingsSession& session)
 {
-    if (!load_leaves(init_leaves, leaf_paths(init_leaves), session))
+    if (!load_leaves(init_leaves, session))
         std::puts("Warning: couldn't read Velmora II settings!");
 }
 
@@ -50,7 +50,7 @@ void clear_options_list()
                                          : "Error while setting default options for Velmora II.");
 }
 
-// The store is closed while the script replaces it. Returns false when it cannot be opened again.
+// Closes the store while the script replaces it. Returns false when it cannot be opened again.
 bool reset_to_factory_defaults()
 {
     if (!confirmed("Reset all to Factory Defaults? (y/n)"))
@@ -59,7 +59,7 @@ bool reset_to_factory_defaults()
     std::puts("Restoring defaults: please wait...");
     run_command(Command::restore_defaults);
     std::puts("Settings reset to defaults.");
-    std::fflush(stdout); // before any message of the library about the connection
+    std::fflush(stdout); // the library may print its own message about the connection
     if (cds_connect() == 0)
         return true;
     std::puts("Error: can't connect to CDS");
@@ -85,7 +85,7 @@ void run_init_menu(SettingsSession& session)
             if (!reset_to_factory_defaults())
                 return;
             break;
-        default: break; // no usable answer: the screen is drawn again
+        default: break; // no usable answer: draw the screen again
         }
     }
 }

@@ -40,10 +40,10 @@ constexpr char frequency_help[] =
     "     60 Hz  -------------->  1\n\n";
 // clang-format on
 
-// Replaces a serial number that was emptied.
+// Stored in place of an empty serial number.
 constexpr char serial_placeholder[] = "YYMMXXXXX";
 
-// Returns why the parts of a serial number are rejected, or null.
+// Returns why the parts of a serial number are invalid, or null when they are valid.
 const char* serial_rejection(std::uint32_t year, std::uint32_t week, std::uint32_t model)
 {
     if (year < 9 || year > 99)
@@ -55,8 +55,8 @@ const char* serial_rejection(std::uint32_t year, std::uint32_t week, std::uint32
     return nullptr;
 }
 
-// Takes an answer as the serial number. Returns answer_taken, or answer_rejected after printing the
-// reason when there is a specific one.
+// Stores an answer as the serial number. Returns answer_taken or answer_rejected. Prints the reason
+// for a year, week or model number out of range, but not for other invalid answers.
 int take_serial_number(const std::string& answer, EditableText& serial_number)
 {
     std::uint32_t year = 0;
@@ -117,7 +117,8 @@ std::string indexed_value(const IndexedSetting& setting, const EditableText& val
 {
     if (value.text.empty())
         return none_text;
-    const auto index = static_cast<std::uint32_t>(decimal_value(value.text)); // negative: huge
+    // The cast makes a negative number larger than any index.
+    const auto index = static_cast<std::uint32_t>(decimal_value(value.text));
     if (index >= setting.name_count)
         return value.text + " IS INVALID!!!";
     return value.text + setting.infix + setting.names[index];

@@ -1,17 +1,19 @@
 #include "meterinit/option_leaves.h"
 
+#include "settings/setting_leaves.h"
 #include "store/connection.h"
+#include "store/leaf_path.h"
 
 namespace
 {
 
 bool options_pending = false;
 
-// The leaf that is being prepared.
+// The leaf added last to the batch or to a clear.
 std::string current_path;
 toolkit::CElement current_element;
 
-// The batch: arrays that run in parallel, as the library takes them.
+// The batch, as the parallel arrays that the library takes.
 std::vector<std::string> option_paths;
 std::vector<toolkit::CElement> option_values;
 std::vector<pcd_tribool_t> option_flags;
@@ -31,7 +33,7 @@ bool contains(LeafSet leaves, std::size_t row)
 
 std::string path_of(const OptionLeaf& leaf)
 {
-    return std::string(option_branch) + leaf.name + "/Value";
+    return value_path(std::string(option_branch) + leaf.name);
 }
 
 } // namespace
@@ -87,7 +89,8 @@ void push_current_path(std::vector<std::string>& paths)
 
 int clear_option_leaves()
 {
-    current_path = "/VMIC/OptionsList/Value";
+    constexpr const char* options_list = path_of(init_leaves, &SettingsSession::options_list);
+    current_path = value_path(options_list);
     current_element = std::string();
     std::vector<std::string> paths;
     push_current_path(paths);

@@ -1,7 +1,8 @@
 // The option leaves, and the tokens of an options list that set them: the grammar as data.
 //
-// A new option is a row in each of the two tables. Everything else follows from them: what a token
-// sets to true and to false, what the clear action writes, the valid tokens of the diagnostic.
+// A new option needs one row in each of the two tables. The rest is derived from them: which leaves
+// a token sets to true and to false, what the clear action writes, and which tokens the diagnostic
+// of a rejected list accepts.
 #pragma once
 
 #include <array>
@@ -9,8 +10,8 @@
 #include <cstdint>
 #include <iterator>
 
-// A list may name one member of an exclusive group, and any number of `single` options. Power
-// quality has rules of its own, in the scan.
+// A list may contain one token of each exclusive group, and any number of `single` tokens. The scan
+// has separate rules for power quality.
 enum class OptionGroup : unsigned char {
     single,
     serial,
@@ -24,13 +25,13 @@ enum class OptionGroup : unsigned char {
 
 inline constexpr char option_branch[] = "/VMIC/Options/";
 
-// One boolean leaf of the store.
+// One option leaf; it holds a boolean.
 struct OptionLeaf {
     char name[21]; // below `option_branch`, without "/Value"
     OptionGroup group;
 };
 
-// In the order in which they are cleared.
+// In the order of clearing.
 // clang-format off
 inline constexpr OptionLeaf option_leaves[] = {
     {"Serial/1",             OptionGroup::serial},
@@ -42,7 +43,7 @@ inline constexpr OptionLeaf option_leaves[] = {
     {"Modem/Analog",         OptionGroup::modem},
     {"Modem/CellGSM",        OptionGroup::modem},
     {"Modem/CellSprint",     OptionGroup::modem},
-    {"Modem/CellVerison",    OptionGroup::modem}, // the leaf is misspelt, which is deliberate
+    {"Modem/CellVerison",    OptionGroup::modem}, // deliberate: the store's name is misspelt
     {"ExternAntenna",        OptionGroup::single},
     {"CommRepeater",         OptionGroup::single},
     {"PhoneHomeOnPowerFail", OptionGroup::single},
@@ -70,7 +71,7 @@ inline constexpr OptionLeaf option_leaves[] = {
     {"PQ2",                  OptionGroup::power_quality},
     {"PQ3",                  OptionGroup::power_quality},
     {"PMU",                  OptionGroup::single},
-    {"MID",                  OptionGroup::single}, // last: the only one that is not cleared
+    {"MID",                  OptionGroup::single}, // must be last: not cleared
 };
 // clang-format on
 
@@ -87,10 +88,10 @@ constexpr bool same_text(const char* one, const char* other)
     return *one == *other;
 }
 
-// Not constexpr, and not defined: its call ends the evaluation of a constant.
+// Not constexpr and not defined: a call in a constant expression does not compile.
 void name_is_not_in_table();
 
-// The row of that name; a name that is not in the table does not compile.
+// Returns the row with that name. In a constant expression, an unknown name does not compile.
 constexpr LeafSet leaf_named(const char* name)
 {
     std::size_t row = 0;
@@ -107,7 +108,7 @@ constexpr LeafSet leaves(const Names&... names)
     return (leaf_named(names) | ...);
 }
 
-// Every row of that group.
+// Returns every row of that group.
 constexpr LeafSet leaves_of(OptionGroup group)
 {
     LeafSet rows = 0;
@@ -118,19 +119,20 @@ constexpr LeafSet leaves_of(OptionGroup group)
     return rows;
 }
 
-// The clear action leaves MID as it is, which is deliberate.
+// Deliberate: the clear action does not clear MID.
 static_assert(same_text(option_leaves[std::size(option_leaves) - 1].name, "MID"));
 constexpr LeafSet cleared_leaves = leaf_named("MID") - 1;
 
 using TokenText = std::array<char, 5>;
 
 struct OptionToken {
-    TokenText text; // in upper case; the same in lower case is accepted too
+    TokenText text; // in upper case; all lower case is accepted too
     OptionGroup group;
-    LeafSet leaves; // set to true; the other leaves of an exclusive group become false
+    LeafSet leaves; // set to true; the other leaves of an exclusive group are set to false
 };
 
-// Scanned in this order, not as typed. The members of a group are neighbours.
+// The scan looks for the tokens in this order, not in the order of the typed list. The tokens of an
+// exclusive group must be adjacent.
 // clang-format off
 inline constexpr OptionToken option_tokens[] = {
     {"1A",   OptionGroup::serial,        leaves("Serial/3")},
@@ -174,7 +176,7 @@ inline constexpr OptionToken option_tokens[] = {
 };
 // clang-format on
 
-// The row of that token; a text that is no token does not compile.
+// Returns the row of that token. In a constant expression, an unknown token does not compile.
 constexpr const OptionToken& token_named(const char* text)
 {
     const OptionToken* token = option_tokens;
@@ -185,7 +187,7 @@ constexpr const OptionToken& token_named(const char* text)
     return *token;
 }
 
-// Message for a second member of an exclusive group; printed without a line end.
+// The message for a second token of an exclusive group. It is printed without a newline.
 struct GroupMessage {
     OptionGroup group;
     char text[72];
@@ -225,7 +227,7 @@ constexpr bool begins_with(const TokenText& text, const TokenText& start)
     return start[i] == '\0';
 }
 
-// The scan would find a token that begins another one inside it, and count it too.
+// The scan searches for substrings: if one token began another, it would find and count both.
 template <std::size_t count>
 constexpr bool no_token_begins_another(const OptionToken (&tokens)[count])
 {
@@ -239,7 +241,7 @@ constexpr bool no_token_begins_another(const OptionToken (&tokens)[count])
 }
 static_assert(no_token_begins_another(option_tokens));
 
-// The scan takes the members of an exclusive group from one run of rows.
+// The scan needs the tokens of an exclusive group in adjacent rows.
 template <std::size_t count>
 constexpr bool members_are_neighbours(const OptionToken (&tokens)[count])
 {
@@ -256,7 +258,30 @@ constexpr bool members_are_neighbours(const OptionToken (&tokens)[count])
 }
 static_assert(members_are_neighbours(option_tokens));
 
-// The form of a text that is typed in lower case; the same text where it is a digit.
+// A leaf of another group would be set to true and, for that group, to false in the same batch.
+template <std::size_t count>
+constexpr bool leaves_are_in_their_groups(const OptionToken (&tokens)[count])
+{
+    for (const OptionToken& token : tokens) {
+        const bool is_ready = same_text(token.text.data(), "PQR"); // may accompany any of its group
+        if (!is_ready && (token.leaves & ~leaves_of(token.group)) != 0)
+            return false;
+    }
+    return true;
+}
+static_assert(leaves_are_in_their_groups(option_tokens));
+
+template <std::size_t count>
+constexpr bool every_leaf_is_set(const OptionToken (&tokens)[count])
+{
+    LeafSet set = 0;
+    for (const OptionToken& token : tokens)
+        set |= token.leaves;
+    return set == 2 * leaf_named("MID") - 1;
+}
+static_assert(every_leaf_is_set(option_tokens));
+
+// Returns the text in lower case; digits stay as they are.
 constexpr TokenText lower_form(TokenText text)
 {
     for (char& c : text)
@@ -269,7 +294,8 @@ constexpr bool has_lower_form(const OptionToken& token)
     return !same_text(lower_form(token.text).data(), token.text.data());
 }
 
-// The diagnostic of a rejected list does not know MID, which a list may hold: deliberate.
+// Deliberate: the diagnostic of a rejected list does not accept MID, although a list may contain
+// it.
 constexpr bool is_diagnosed(const OptionToken& token)
 {
     return !same_text(token.text.data(), "MID");
@@ -299,5 +325,5 @@ constexpr std::array<TokenText, count_valid_tokens()> collect_valid_tokens()
     return tokens;
 }
 
-// The texts that the diagnostic of a rejected list knows.
+// The tokens that the diagnostic of a rejected list accepts.
 inline constexpr auto valid_tokens = collect_valid_tokens();

@@ -12,8 +12,7 @@
 namespace
 {
 
-// The legend differs from the tokens that are accepted (it omits some, and IEEE is 1588), which
-// is deliberate.
+// Deliberate: the legend omits some accepted tokens, and says 1599 instead of 1588 for IEEE.
 // clang-format off
 constexpr char legend[] =
     "1x   = 2 characters for the Serial port options\n"
@@ -56,11 +55,11 @@ void show_help()
     std::fputs(legend, stdout);
 }
 
-// One list being checked.
+// The state of checking one list.
 struct Attempt {
-    std::string dashed_list; // a dash before every option, the first one included
+    std::string dashed_list; // a dash before every option, including the first
     int total_chars;
-    int valid_chars; // of every token found, its dash included
+    int valid_chars; // length of all tokens found, each with its dash
     int result;      // answer_taken, or exclusivity_error
 };
 
@@ -71,13 +70,13 @@ bool occurs(const Attempt& attempt, const TokenText& form)
     return attempt.dashed_list.find(std::string("-") + form.data()) != std::string::npos;
 }
 
-// A token counts once, however often it is in the list; mixed case is not found.
+// Finds a token in upper case or in lower case, but not in mixed case.
 bool is_found(const Attempt& attempt, const OptionToken& token)
 {
     return occurs(attempt, token.text) || occurs(attempt, lower_form(token.text));
 }
 
-// As `is_found`, and counts the token's characters.
+// Like `is_found`, and counts the token's characters: once, even when the list repeats the token.
 bool take_token(Attempt& attempt, const OptionToken& token)
 {
     if (!is_found(attempt, token))
@@ -95,8 +94,8 @@ void reject_second_member(Attempt& attempt, OptionGroup group)
     attempt.result = exclusivity_error;
 }
 
-// Takes a member of an exclusive group: the first one sets its leaves and clears the others of its
-// group, a later one is rejected. Returns true when it was the first.
+// Handles a token of an exclusive group. The first one in the list sets its leaves to true and the
+// other leaves of the group to false; a second one is rejected. Returns true for the first.
 bool take_member(Attempt& attempt, const OptionToken& token, bool& taken)
 {
     if (!take_token(attempt, token))
@@ -120,8 +119,8 @@ void scan_exclusive_group(Attempt& attempt, const OptionToken* first, const Opti
         add_option_leaves(leaves_of(first->group), false);
 }
 
-// PQ1, PQ2 and PQ3 exclude each other, PQR goes with any of them. Capture brings measurement
-// logging with it, as a second leaf when it was not typed.
+// PQ1, PQ2 and PQ3 exclude each other; PQR may accompany any of them. PQ2 and PQ3 also enable
+// measurement logging. When ML was not typed, its leaf is then in the batch twice: deliberate.
 void scan_power_quality(Attempt& attempt)
 {
     constexpr const OptionToken& pq1 = token_named("PQ1");
@@ -156,7 +155,7 @@ const OptionToken* end_of_group(const OptionToken* token)
                         [token](const OptionToken& other) { return other.group != token->group; });
 }
 
-// Finds every token and fills the batch, in the order of the table.
+// Finds the tokens in the order of the table, and fills the batch.
 void scan_options(Attempt& attempt)
 {
     const OptionToken* token = std::begin(option_tokens);
@@ -179,7 +178,7 @@ bool is_valid_token(const std::string& piece)
                        [&](const TokenText& token) { return piece == token.data(); });
 }
 
-// Names every piece of the list that is not a token; a repeated token is not named.
+// Prints an error for every piece of the list that is not a token, but not for a repeated token.
 void name_invalid_pieces(const std::string& dashed_list)
 {
     std::size_t start = 0;
@@ -196,7 +195,7 @@ void explain_rejection(const std::string& entry, const Attempt& attempt)
 {
     std::printf("Could be an error, totalChars=%d, validChars=%d\n", attempt.total_chars,
                 attempt.valid_chars);
-    if (!entry.empty() && entry[0] == '-') // rejected before it gets here; kept on purpose
+    if (!entry.empty() && entry[0] == '-') // never true: the caller rejects it; deliberate
         std::fputs("\nError: Extra '-' at the beginning of the list.", stdout);
     name_invalid_pieces(attempt.dashed_list);
 }
@@ -204,6 +203,7 @@ void explain_rejection(const std::string& entry, const Attempt& attempt)
 void check_options_list(const std::string& entry, int input_result, EditableText& options_list)
 {
     Attempt attempt = {"-" + entry, static_cast<int>(entry.size()) + 1, 0, input_result};
+    // never true, because the copy is always complete; deliberate
     if (attempt.dashed_list.size() != static_cast<std::size_t>(attempt.total_chars)) {
         std::fputs("\nLength mismatch between entered list and created list.", stdout);
         return;

@@ -16,7 +16,7 @@ namespace
 
 void load_name_servers(SettingsSession& session)
 {
-    if (!load_leaves(dns_leaves, leaf_paths(dns_leaves), session))
+    if (!load_leaves(dns_leaves, session))
         std::puts("Warning: couldn't read network settings!");
 }
 
@@ -48,14 +48,14 @@ void reset_passwords()
     std::puts("Passwords reset to defaults.");
 }
 
-// Only a clear yes gives up unsaved edits; a time-out means staying.
+// Unsaved edits are discarded only after a yes. After a time-out the program stays in the menu.
 bool may_leave(const SettingsSession& session)
 {
     return !any_changed(session) || confirmed("Exit without saving? (y/n)");
 }
 
-// Carries out a choice other than 0. Every number beyond the password reset saves, whether or not
-// the screen offers it.
+// Carries out a choice other than 0. Deliberate: every number after the password reset saves, even
+// when the screen does not show the save line.
 void act_on_main_choice(SettingsSession& session, int choice)
 {
     const auto number = static_cast<std::size_t>(choice);

@@ -3,6 +3,6 @@
 
 #include "settings/session.h"
 
-// Shows the main settings menu until the technician leaves. The name servers are read from the
-// store on every pass; the store is written only by the actions that a choice starts.
+// Shows the main menu until the technician leaves it. Reads the name servers from the store before
+// every screen. Writes to the store only when a choice does so.
 void run_main_menu(SettingsSession& session);

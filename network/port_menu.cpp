@@ -13,9 +13,7 @@ namespace
 
 void load_port(InterfaceSettings& port)
 {
-    std::vector<std::string> paths = leaf_paths(port_leaves);
-    number_paths(paths, 0, paths.size(), port.number);
-    if (!load_leaves(port_leaves, paths, port))
+    if (!load_leaves(port_leaves, port))
         std::puts("Warning: couldn't read interface settings!");
 }
 
@@ -38,7 +36,7 @@ void enter_dhcp(InterfaceSettings& port)
     report_no_answer(prompt_yes_no("Enable DHCP? (y/n)", port.dhcp), "Error: invalid response");
 }
 
-// A mask that was emptied becomes that of a class C network.
+// An empty mask is replaced by that of a class C network.
 void enter_subnet_mask(InterfaceSettings& port)
 {
     if (enter_address("Enter Subnet Mask", port.subnet_mask) && port.subnet_mask.text.empty())
@@ -53,7 +51,8 @@ std::string media_type_prompt(const std::vector<std::string>& types)
     return prompt + "\nSelect an option (0-" + std::to_string(types.size()) + ") ==>  ";
 }
 
-// Takes the reply to the media-type question. Returns answer_taken or answer_rejected.
+// Stores the media type that `reply` chooses. Returns answer_taken, or answer_rejected when `reply`
+// is not one of the numbers; `media_type` is then unchanged.
 int take_media_type(const std::string& reply, const std::vector<std::string>& types,
                     EditableText& media_type)
 {
@@ -95,7 +94,7 @@ void run_port_menu(InterfaceSettings& port)
         case 3: enter_subnet_mask(port); break;
         case 4: enter_address("Enter Default Gateway", port.default_gateway); break;
         case 5: enter_media_type(port); break;
-        default: break; // no usable answer: the screen is drawn again
+        default: break; // no usable answer: draw the screen again
         }
     }
 }

@@ -3,12 +3,12 @@
 
 #include "settings/session.h"
 
-// A flag as the menu shows it.
+// Returns the text that the menu shows for a flag.
 const char* enabled_or_disabled(const EditableFlag& flag);
 
-// What the menu shows for an empty media type.
+// The text that the menu shows for an empty media type.
 inline constexpr char media_type_if_empty[] = "[Auto-negotiate]";
 
-// Shows the port's menu until the technician leaves it. The port's leaves are read on every
-// pass; edits stay in the record.
+// Shows the port's menu until the technician leaves it. Reads the port's leaves before every
+// screen. Edits change only `port`, not the store.
 void run_port_menu(InterfaceSettings& port);

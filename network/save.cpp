@@ -11,11 +11,12 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 namespace
 {
 
-// What one save writes. The first two arrays run in parallel.
+// What one save writes and clears. `set_elements[i]` belongs to `set_paths[i]`.
 struct SaveLists {
     std::vector<std::string> set_paths;
     std::vector<toolkit::CElement> set_elements;
@@ -28,7 +29,7 @@ void collect_set(SaveLists& lists, const std::string& path, const toolkit::CElem
     lists.set_elements.push_back(element);
 }
 
-// An empty text is removed from the store rather than written.
+// A save removes the leaf of an empty text instead of writing it.
 bool is_emptied(const Edit& edit)
 {
     return edit.text != nullptr && edit.text->text.empty();
@@ -64,11 +65,16 @@ void collect_port(SaveLists& lists, const InterfaceSettings& port)
                  port.number);
 }
 
-// The numbers among the initialisation settings are the primary configuration.
+bool is_in_prim_cfg(const Edit& edit)
+{
+    return std::strncmp(edit.path, prim_cfg_branch, std::strlen(prim_cfg_branch)) == 0;
+}
+
+// True when a leaf of the primary configuration is on the set list.
 bool prim_cfg_changed(const std::vector<Edit>& edits)
 {
     return std::any_of(edits.begin(), edits.end(), [](const Edit& edit) {
-        return edit.type == LeafType::number && !is_emptied(edit);
+        return is_in_prim_cfg(edit) && !is_emptied(edit);
     });
 }
 
@@ -95,23 +101,24 @@ SaveLists collect(const SettingsSession& session)
     return lists;
 }
 
-// Writes an edit to its mirror, where a flag is an integer. The save continues after a failure.
+// Writes an edit to its mirror leaf, which holds a flag as an integer. The save continues after a
+// failure.
 void write_mirror(const Edit& edit, api_status_t& status)
 {
     const bool is_flag = edit.type == LeafType::boolean;
     const toolkit::CElement saved = element_to_save(edit);
     const toolkit::CElement written = is_flag ? element_of(saved.to_int()) : saved;
-    const std::string path = std::string(mirror_branch) + edit.mirror + "/Value";
+    const std::string path = value_path(std::string(mirror_branch) + edit.mirror);
     const int result = cds().set_leaf(path, written, status, setting_flag, "");
     if (result != 0 || status != status_success) {
-        const char* byte = is_flag ? "\x93" : ""; // in this one message; deliberate
+        const char* byte = is_flag ? "\x93" : ""; // deliberate: a stray byte in this one message
         std::printf("set_leaf failed for %s%s\n", byte, path.c_str());
     }
 }
 
 void write_mirrors(const InterfaceSettings& port)
 {
-    api_status_t status = status_success; // not reset between the port's leaves
+    api_status_t status = status_success; // deliberate: not reset for each leaf
     for (const Edit& edit : edits_of(port_leaves, port)) {
         if (edit.mirror[0] != '\0' && !is_emptied(edit))
             write_mirror(edit, status);
@@ -122,11 +129,11 @@ void add_option_triggers(TriggerStage stage)
 {
     for (const UpdateTrigger& trigger : update_triggers) {
         if (trigger.stage == stage)
-            add_option_trigger(std::string(trigger.path) + "/Value");
+            add_option_trigger(value_path(trigger.path));
     }
 }
 
-// Writes the batch and prints the outcome: `success`, or the error.
+// Writes the batch. Prints `success` or the error message.
 bool write_and_report_batch(const char* success)
 {
     const bool written = write_option_batch() == 0;
@@ -134,15 +141,15 @@ bool write_and_report_batch(const char* success)
     return written;
 }
 
-// Writes the option leaves and triggers their update services; then triggers the measurement
-// logs. Returns true when both batches were written; the second is written in any case.
+// Writes two batches: the option leaves with their triggers, then the triggers of the measurement
+// logs. Writes the second even when the first fails. Returns true when both were written.
 bool write_options()
 {
     add_option_triggers(TriggerStage::options);
     const bool options_set = write_and_report_batch("Velmora II Options list set in CDS");
     pause_for(1);
 
-    // The batch keeps these two until the next options list is checked.
+    // These two triggers stay in the batch until the next options list is checked.
     begin_option_batch();
     add_option_triggers(TriggerStage::measurement_logs);
     const bool logs_triggered = write_and_report_batch("Velmora II ML Config sent");
@@ -150,8 +157,8 @@ bool write_options()
     return options_set && logs_triggered;
 }
 
-// Writes the set list, then the options when they are pending: even when a leaf of the list was
-// rejected, but not when the whole list was. Returns true when all of it succeeded.
+// Writes the settings, then the pending options. Writes the options even when the store rejected
+// single leaves, but not when the whole call failed. Returns true when everything was written.
 bool write_settings(const SaveLists& lists, std::vector<api_status_t>& statuses)
 {
     if (lists.set_paths.empty())
@@ -180,7 +187,7 @@ void update_model_number()
     std::puts("Meter must be reset for changed options to take effect.");
 }
 
-// Returns true when every changed setting is in the store; the changed flags are then clear.
+// Returns true after it wrote every changed setting and cleared the changed flags.
 bool save(SettingsSession& session)
 {
     const SaveLists lists = collect(session);

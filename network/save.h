@@ -1,10 +1,10 @@
-// Save and apply: the only writer of the session's settings.
+// Save and apply. No other code writes the session's settings to the store.
 #pragma once
 
 #include "settings/session.h"
 
 // Asks for confirmation, then writes every changed setting to the store, triggers the meter's
-// update services and runs the commands that apply the settings; prints the outcome.
-// A save that succeeds clears the changed flags. One that fails leaves them all set, so that it can
-// be repeated; what it had already written stays in the store.
+// update services and runs the commands that apply the settings. Prints the outcome.
+// A successful save clears the changed flags. A failed save leaves them set, so that the technician
+// can repeat it; the leaves that it had already written stay written.
 void save_and_apply(SettingsSession& session);

@@ -1,19 +1,22 @@
-// The leaves that start the meter's update services: a save sets them to true.
+// The leaves that start the meter's update services. A save sets them to true.
 #pragma once
 
-// The write of a save that a trigger belongs to.
+// Where in a save a trigger is written.
 enum class TriggerStage : unsigned char {
-    settings,         // last in the batch of the settings, when the primary configuration is in it
-    options,          // last in the batch of the option leaves
-    measurement_logs, // a batch of its own, after a pause
+    settings,         // after the settings, when the primary configuration is among them
+    options,          // after the option leaves, in the same batch
+    measurement_logs, // in a second batch, after a pause
 };
 
 struct UpdateTrigger {
-    char path[41]; // without "/Value"
+    char path[39]; // without "/Value"
     TriggerStage stage;
 };
 
-// In the order in which they are written.
+// A save that writes a leaf below here also writes the trigger of the settings.
+inline constexpr char prim_cfg_branch[] = "/VMC/PrimCfg/";
+
+// In the order of writing.
 // clang-format off
 inline constexpr UpdateTrigger update_triggers[] = {
     {"/VMF/UpdateService/SetPrimCfg",          TriggerStage::settings},

@@ -1,7 +1,7 @@
 #include "settings/editable.h"
 
-void assign_text(EditableText& target, const std::string& text, bool mark)
+void assign_text(EditableText& target, const std::string& text, bool sets_changed)
 {
     target.text = text;
-    target.changed = target.changed || mark;
+    target.changed = target.changed || sets_changed;
 }

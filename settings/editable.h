@@ -13,6 +13,6 @@ struct EditableFlag {
     bool changed = false;
 };
 
-// Puts `text` into `target`. A true `mark` sets the changed flag; a false one leaves it as it is,
-// because only a successful save clears the flag.
-void assign_text(EditableText& target, const std::string& text, bool mark);
+// Puts `text` into `target`. Sets the changed flag when `sets_changed` is true; otherwise leaves
+// the flag as it is, because only a successful save clears it.
+void assign_text(EditableText& target, const std::string& text, bool sets_changed);

@@ -1,4 +1,4 @@
-// The one settings record of a run: what was read from the store and what was edited since.
+// The settings of one run: the values read from the store, and the technician's edits.
 //
 // Loading a value never sets its changed flag and never overwrites a changed value. Only a
 // successful save clears the flags.
@@ -17,7 +17,7 @@ struct InterfaceSettings {
     EditableText default_gateway;
     EditableText mac_address;           // shown only
     EditableFlag link_enabled;          // shown only
-    EditableText supported_media_types; // names separated by ";"; source of the choice only
+    EditableText supported_media_types; // names separated by ";", offered as choices
     EditableText media_type;            // empty: auto-negotiate
     std::uint32_t number = 1;           // replaces the "?" in the port's leaf paths
 };
@@ -27,8 +27,8 @@ struct SettingsSession {
     EditableText secondary_dns;
     std::vector<InterfaceSettings> interfaces;
 
-    // The initialisation texts. Form, class amps and frequency hold an index as it was typed
-    // or loaded, never its name.
+    // The initialisation settings. Form, class amps and frequency hold the index as it was typed
+    // or loaded, not the name that the menu shows for it.
     EditableText serial_number;
     EditableText options_list;
     EditableText meter_form;
@@ -39,11 +39,11 @@ struct SettingsSession {
     bool init_menu_requested = false;
 };
 
-// True when a setting that a save writes is changed. The flags of what is only shown (MAC address,
-// link state, supported media types) do not count.
+// Returns true when a setting that a save writes is changed. Ignores the flags of the values that
+// are only shown: MAC address, link state and supported media types.
 bool any_changed(const SettingsSession& session);
 
-// True when one of the six initialisation texts is changed.
+// Returns true when one of the six initialisation settings is changed.
 bool init_changed(const SettingsSession& session);
 
 // Clears every changed flag that `any_changed` reads.

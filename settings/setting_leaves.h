@@ -1,7 +1,8 @@
-// The leaves of the store behind the settings record: one row per leaf.
+// The store's leaves that hold the settings: one row per leaf.
 //
-// Loading, saving and the changed flags are loops over these tables, in the order of the rows. A
-// new setting is its member of the record, its row here, and its line and case in a menu.
+// The code that loads, saves and checks for changes loops over these tables, in the order of the
+// rows. A new setting needs a member in a settings struct, a row here, and a line and a case in a
+// menu.
 #pragma once
 
 #include "settings/session.h"
@@ -10,19 +11,19 @@
 #include <vector>
 
 enum class LeafType : unsigned char {
-    boolean, // held by a flag; any other stored type is unreadable
-    string,  // held by a text; any other stored type is unreadable
-    number,  // held by a text; loads any stored type as its text, saves the text's decimal value
+    boolean, // loaded into a flag; a leaf of another type counts as unreadable
+    string,  // loaded into a text; a leaf of another type counts as unreadable
+    number,  // loaded into a text from any type; saved as the decimal value of that text
 };
 
 enum class LeafUse : unsigned char {
-    saved,       // edited and saved; only these leaves count as a change
+    saved,       // edited and saved; only these count as changed
     shown,       // shown only
-    list_source, // names separated by ";", from which another setting is chosen
+    list_source, // names separated by ";": the choices for another setting
 };
 
-// A text or a flag of `Record`; the other pointer is null. A row names its member directly, so the
-// constructors convert.
+// A text or a flag of `Record`; the other pointer is null. The constructors convert implicitly, so
+// that a row can name its member directly.
 template <typename Record>
 struct Member {
     // cppcheck-suppress noExplicitConstructor
@@ -37,16 +38,16 @@ struct Member {
 // A member of `Record` and its leaf.
 template <typename Record>
 struct SettingLeaf {
-    char path[73]; // without "/Value"; "?" is the number of the port
+    char path[73]; // without "/Value"; "?" is replaced by the port's number
     LeafType type;
     LeafUse use;
     Member<Record> member;
     char mirror[15] = "";       // name below `mirror_branch`, or empty
-    bool if_unreadable = false; // value of a flag whose leaf cannot be read
+    bool if_unreadable = false; // the flag's value when the leaf cannot be read
 };
 
-// The leaves that the meter's own services read: a saved port setting with a mirror is also written
-// there. They are those of port 1 whichever port is saved, which is deliberate.
+// The meter's services read the port settings below this branch, so a save writes a port setting
+// that has a mirror here too. Deliberate: it is the branch of port 1, whichever port is saved.
 inline constexpr char mirror_branch[] = "/VMC/Comms/EthPort/1/General/";
 
 // clang-format off
@@ -76,11 +77,11 @@ inline constexpr SettingLeaf<SettingsSession> init_leaves[] = {
 };
 // clang-format on
 
-// A boolean leaf is held by a flag, any other by a text.
+// A boolean leaf needs a flag; every other leaf needs a text.
 template <typename Record, std::size_t count>
 constexpr bool members_match_types(const SettingLeaf<Record> (&leaves)[count])
 {
-    // NOLINTNEXTLINE(readability-use-anyofallof): std::all_of is no constant expression here
+    // NOLINTNEXTLINE(readability-use-anyofallof): std::all_of is not constexpr in C++17
     for (const SettingLeaf<Record>& leaf : leaves) {
         if ((leaf.member.flag != nullptr) != (leaf.type == LeafType::boolean))
             return false;
@@ -91,35 +92,39 @@ static_assert(members_match_types(dns_leaves));
 static_assert(members_match_types(port_leaves));
 static_assert(members_match_types(init_leaves));
 
-// A setting that was edited and that a save must therefore write.
+// Returns the path of the leaf behind `text`. A text without a row is no constant expression.
+template <typename Record, std::size_t count>
+constexpr const char* path_of(const SettingLeaf<Record> (&leaves)[count],
+                              EditableText Record::*text)
+{
+    const SettingLeaf<Record>* leaf = leaves;
+    while (leaf->member.text != text)
+        ++leaf;
+    return leaf->path;
+}
+
+// A changed setting, which a save must write.
 struct Edit {
-    const char* path; // as in the row
+    const char* path; // as in the table row
     const char* mirror;
     LeafType type;
     const EditableText* text; // null for a boolean leaf
     const EditableFlag* flag; // null for the other types
 };
 
-template <typename Record>
-std::vector<Edit> edits_between(const SettingLeaf<Record>* first, const SettingLeaf<Record>* last,
-                                const Record& record)
+// Returns the edits of `record` in the order of the rows. They point into `record`.
+template <typename Record, std::size_t count>
+std::vector<Edit> edits_of(const SettingLeaf<Record> (&leaves)[count], const Record& record)
 {
     std::vector<Edit> edits;
-    for (const SettingLeaf<Record>* leaf = first; leaf != last; ++leaf) {
-        const Member<Record>& member = leaf->member;
+    for (const SettingLeaf<Record>& leaf : leaves) {
+        const Member<Record>& member = leaf.member;
         const EditableText* text = member.text != nullptr ? &(record.*member.text) : nullptr;
         const EditableFlag* flag = member.flag != nullptr ? &(record.*member.flag) : nullptr;
         const bool changed =
             member.text != nullptr ? (record.*member.text).changed : (record.*member.flag).changed;
-        if (leaf->use == LeafUse::saved && changed)
-            edits.push_back({leaf->path, leaf->mirror, leaf->type, text, flag});
+        if (leaf.use == LeafUse::saved && changed)
+            edits.push_back({leaf.path, leaf.mirror, leaf.type, text, flag});
     }
     return edits;
-}
-
-// The edits of a record, in the order of its rows. They point into the record.
-template <typename Record, std::size_t count>
-std::vector<Edit> edits_of(const SettingLeaf<Record> (&leaves)[count], const Record& record)
-{
-    return edits_between(leaves, leaves + count, record);
 }

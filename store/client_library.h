@@ -1,25 +1,25 @@
-// The one place where the store's client library comes in.
+// The only file that includes the store's client library.
 //
-// Whether the meter's own library or the simulated meter's stand-in answers is the build's
-// choice (CDS_ROOT). Where the installed headers have other names, they are adapted here.
+// CDS_ROOT, a build option, selects the meter's own library or the simulated one. When the
+// installed headers declare other names, adapt them here.
 #pragma once
 
 #include <cds++.h>
 #include <cds.h>
 
-// Type codes of an element that the program relies on.
+// The type codes of an element that the program uses.
 constexpr int boolean_type = 1;
 constexpr int string_type = 6;
 
-// Status of a leaf that was handled successfully.
+// The status of a leaf that a call handled successfully.
 constexpr api_status_t status_success = 1;
 
-// Flags given with a written leaf: 1 for settings and option leaves, 0 for the update-service
-// triggers that follow the option leaves. The store knows what they mean.
+// The flag passed with each written leaf: 1 for settings and option leaves, 0 for the
+// update-service triggers after the option leaves. Only the store interprets it.
 constexpr pcd_tribool_t setting_flag = 1;
 constexpr pcd_tribool_t trigger_flag = 0;
 
-// A value as an element: a boolean, a 32-bit integer or a string.
+// Returns an element that holds `value`: a boolean, a 32-bit integer or a string.
 template <typename Value>
 toolkit::CElement element_of(const Value& value)
 {
@@ -28,8 +28,8 @@ toolkit::CElement element_of(const Value& value)
     return element;
 }
 
-// The time stamp of an element; `toolkit::CElement::_invalid_time` when it has none. Only the
-// doctor reads it.
+// Returns the element's time stamp, or `toolkit::CElement::_invalid_time` when it has none. Only
+// the doctor uses it.
 inline auto time_stamp(const toolkit::CElement& element)
 {
     return element.time();

@@ -6,18 +6,19 @@
 #include <string>
 #include <vector>
 
-// Opens the connection; does nothing when it is open.
+// Opens the connection, or does nothing when it is already open.
 // Returns 0, or -1 when the store cannot be reached.
 int cds_connect();
 
-// Closes the connection; does nothing when it is closed. Runs once more at program exit.
+// Closes the connection, or does nothing when it is already closed. Also runs when the program
+// exits.
 void cds_disconnect();
 
-// Reads one leaf per path. Returns the library's result, 0 for success, or -1 when the library
-// filled `statuses` or `elements` with another number of entries than there are paths. After a
-// failure the contents of both are undefined.
+// Reads one leaf per path. Returns 0 for success; the library's result when the call failed; or -1
+// when `statuses` or `elements` does not have one entry per path. After a failure do not use the
+// contents of either.
 int cds_get(const std::vector<std::string>& paths, std::vector<api_status_t>& statuses,
             std::vector<toolkit::CElement>& elements);
 
-// The connection itself, for writing. Calls on it fail while it is closed.
+// Returns the connection, for writing. Calls on it fail while it is closed.
 toolkit::CCds& cds();

@@ -3,7 +3,7 @@
 namespace
 {
 
-// Takes the next leaf's element; null when the leaf could not be read.
+// Returns the next leaf's element, or null when the leaf could not be read. Advances `next`.
 const toolkit::CElement* take_element(LeafCursor& next)
 {
     const toolkit::CElement& element = *next.element++;
@@ -41,10 +41,4 @@ void load_flag(EditableFlag& target, LeafCursor& next, bool fallback)
         return;
     const bool holds_boolean = element != nullptr && element->type() == boolean_type;
     target.value = holds_boolean ? element->to_bool() : fallback;
-}
-
-int read_values(std::vector<std::string> paths, LeafValues& values)
-{
-    append_value_names(paths);
-    return cds_get(paths, values.statuses, values.elements);
 }

@@ -1,4 +1,4 @@
-// Leaves on their way from the store into the settings record.
+// Loading leaves of the store into the settings.
 #pragma once
 
 #include "settings/setting_leaves.h"
@@ -7,24 +7,23 @@
 
 #include <cstddef>
 #include <string>
-#include <utility>
 #include <vector>
 
-// The results of one read, taken leaf by leaf in the order of the paths.
+// A position in the results of one read. The results are in the order of the paths.
 struct LeafCursor {
     std::vector<api_status_t>::const_iterator status;
     std::vector<toolkit::CElement>::const_iterator element;
 };
 
-// Loads the next leaf: a changed target keeps its text, any other becomes the leaf's text, or
-// empty when the leaf's status is not success. Moves on by one leaf in any case.
+// Loads the next leaf into `target`, unless `target` is changed. The text becomes empty when the
+// leaf could not be read. Always advances `next` by one leaf.
 void load_text(EditableText& target, LeafCursor& next);
 
-// As `load_text`, for leaves that must hold a string: any other type is unreadable.
+// Like `load_text`, but a leaf that does not hold a string counts as unreadable.
 void load_string_text(EditableText& target, LeafCursor& next);
 
-// Loads the next leaf into a flag that is not changed: a readable boolean, else `fallback`. Moves
-// on by one leaf in any case.
+// Loads the next leaf into `target`, unless `target` is changed. The value becomes `fallback` when
+// the leaf could not be read or does not hold a boolean. Always advances `next` by one leaf.
 void load_flag(EditableFlag& target, LeafCursor& next, bool fallback);
 
 // The values of one read, in the order of the paths.
@@ -33,18 +32,13 @@ struct LeafValues {
     std::vector<toolkit::CElement> elements;
 };
 
-// Reads the "/Value" of each path in one call. Returns what `cds_get` returns.
-int read_values(std::vector<std::string> paths, LeafValues& values);
-
-// Reads the leaves of a table in one call and loads them into `record`. `paths` are the paths of
-// its rows, numbered where they need it, without "/Value".
-// Returns false when the read failed; the record is then unchanged.
+// Reads the leaves of a table in one call and loads them into `record`. Returns false when the read
+// failed; `record` is then unchanged.
 template <typename Record, std::size_t count>
-bool load_leaves(const SettingLeaf<Record> (&leaves)[count], std::vector<std::string> paths,
-                 Record& record)
+bool load_leaves(const SettingLeaf<Record> (&leaves)[count], Record& record)
 {
     LeafValues values;
-    if (read_values(std::move(paths), values) != 0)
+    if (cds_get(leaf_paths(leaves, record), values.statuses, values.elements) != 0)
         return false;
     LeafCursor next = {values.statuses.begin(), values.elements.begin()};
     for (const SettingLeaf<Record>& leaf : leaves) {

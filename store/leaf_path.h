@@ -1,5 +1,5 @@
-// Leaf paths: each text path names one leaf of the store. A "?" in a path is the place of an
-// Ethernet port's number.
+// Leaf paths: each names one leaf of the store. A "?" in a path is a placeholder for the number of
+// an Ethernet port.
 #pragma once
 
 #include "settings/setting_leaves.h"
@@ -7,22 +7,31 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <type_traits>
 #include <vector>
 
-// The paths of a table's rows, as they are in the table.
+// Replaces the first "?" in each of `count` paths, starting at index `first`, by `number` in
+// decimal. Throws std::out_of_range at a path without "?"; the paths before it are then already
+// changed.
+void number_paths(std::vector<std::string>& paths, std::size_t first, std::size_t count,
+                  std::uint32_t number);
+
+// Returns the path of the leaf that holds a path's value.
+std::string value_path(const std::string& path);
+
+// Replaces every path by its `value_path`.
+void append_value_names(std::vector<std::string>& paths);
+
+// Returns the complete paths of the leaves behind `record`, in the order of the rows.
 template <typename Record, std::size_t count>
-std::vector<std::string> leaf_paths(const SettingLeaf<Record> (&leaves)[count])
+std::vector<std::string> leaf_paths(const SettingLeaf<Record> (&leaves)[count],
+                                    const Record& record)
 {
     std::vector<std::string> paths;
     for (const SettingLeaf<Record>& leaf : leaves)
         paths.push_back(leaf.path);
+    if constexpr (std::is_same_v<Record, InterfaceSettings>)
+        number_paths(paths, 0, count, record.number);
+    append_value_names(paths);
     return paths;
 }
-
-// Replaces the first "?" of each of the `count` paths from index `first` on by the decimal
-// `number`. Throws std::out_of_range at a path without "?"; those before it are then numbered.
-void number_paths(std::vector<std::string>& paths, std::size_t first, std::size_t count,
-                  std::uint32_t number);
-
-// Appends "/Value", the name of the leaf that holds a path's value, to every path.
-void append_value_names(std::vector<std::string>& paths);

@@ -1,5 +1,5 @@
-// The system calls of the console that WebAssembly has no answer to. They are found before those of
-// the C library.
+// The console's system calls that WebAssembly does not provide. The linker prefers these
+// definitions to those of the C library.
 
 #include "web/host_calls.h"
 
@@ -37,7 +37,7 @@ double milliseconds_of(const timeval& time)
 
 } // namespace
 
-// Of standard input alone: nothing else is waited for. As on Linux, `limit` becomes the time left.
+// Supports standard input only. As on Linux, it sets `limit` to the time left.
 extern "C" int select(int count, fd_set* readable, fd_set*, fd_set*, timeval* limit)
 {
     if (!only_standard_input(count, readable)) {
@@ -54,7 +54,7 @@ extern "C" int select(int count, fd_set* readable, fd_set*, fd_set*, timeval* li
     return ready;
 }
 
-// No signal ends it early.
+// There are no signals here, so the pause never ends early.
 extern "C" int nanosleep(const timespec* duration, timespec* left)
 {
     host_pause(static_cast<double>(duration->tv_sec) * 1000 +

@@ -1,5 +1,5 @@
-// Included before every source of the web build: <charconv> for floating-point numbers, which this
-// compiler's library lacks. The TOML parser needs it.
+// The floating-point part of <charconv>, which the web compiler's library lacks and the TOML parser
+// needs. The web build includes this file before every source.
 #pragma once
 
 #include <algorithm>
@@ -9,14 +9,14 @@
 #include <string>
 #include <type_traits>
 
-// NOLINTBEGIN(cert-dcl58-cpp): a library that has them declares them in the same place
+// NOLINTBEGIN(cert-dcl58-cpp): the parser calls them as members of std
 namespace std
 {
 
 template <typename Number>
 using if_floating = enable_if_t<is_floating_point_v<Number>, int>;
 
-// Takes what the parser hands over: digits that it has checked, without a blank or a sign "+".
+// Relies on its only caller, the parser, which passes checked digits without spaces or a "+".
 template <typename Number, if_floating<Number> = 0>
 from_chars_result from_chars(const char* first, const char* last, Number& value,
                              chars_format format = chars_format::general)
@@ -32,8 +32,8 @@ from_chars_result from_chars(const char* first, const char* last, Number& value,
     return {first + (length - prefix.size()), errc()};
 }
 
-// The parser's header writes numbers as well, which nothing here uses. Seventeen digits are as many
-// as it takes to read the same number again.
+// Not used here, but the parser's header needs it to compile. With seventeen digits, reading the
+// text gives the same number again.
 template <typename Number, if_floating<Number> = 0>
 to_chars_result to_chars(char* first, char* last, Number value,
                          chars_format format = chars_format::general, int precision = 17)

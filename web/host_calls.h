@@ -1,22 +1,23 @@
-// What the program asks of the JavaScript around it: a page, or node. host_calls.js passes each on
-// to the host object that the program was started with.
+// The calls from the program into the JavaScript that runs it: a page, or Node. host_calls.js
+// forwards each call to the host object that was passed when the program was started.
 #pragma once
 
 extern "C" {
 
-// Waits until standard input can be read or `milliseconds` are over; negative: no limit. Returns as
-// `select` does: 1, 0 on time-out, -1 when the wait failed.
+// Waits until standard input is readable, at most `milliseconds`; a negative number means no limit.
+// Returns 1, 0 on time-out, or -1 when the wait failed.
 int host_wait_for_key(double milliseconds);
 
-// The milliseconds that were left when the last wait for a key ended.
+// Returns how many milliseconds were left when the last wait for a key ended.
 double host_time_left();
 
 // Returns after `milliseconds`.
 void host_pause(double milliseconds);
 
-// ECHO, ICANON and ISIG as the terminal has them; -1: standard input is no terminal.
+// Returns those of ECHO, ICANON and ISIG that are set in the terminal, or -1 when standard input is
+// not a terminal.
 int host_local_modes();
 
-// Changes these three of the terminal's modes, immediately.
+// Sets these three modes of the terminal, immediately.
 void host_set_local_modes(int modes);
 }

@@ -1,5 +1,5 @@
-// The entry of the web build. A program that has waited does not return through `main`, so its
-// result would be lost; `exit` keeps it, and does what is to be done at the end.
+// The entry of the web build. After a wait the program does not return through `main`, and its
+// result would be lost. `exit` reports the result and runs the exit handlers.
 
 #include <cstdlib>
 

@@ -1,8 +1,8 @@
-// What a page does with the text of a store, as cdsctl does it with a meter's folder. Called from
-// JavaScript in an instance that runs no program.
+// The operations of cdsctl on the text of a store, for a web page. JavaScript calls them in an
+// instance that does not run the program.
 //
-// A function returns its answer, which is good until the next call. `store_tools_failed` says
-// whether the last answer is a message instead: "store.toml:LINE: REASON", or the reason alone.
+// The text that a function returns is valid until the next call. When `store_tools_failed` returns
+// 1, that text is an error message: "store.toml:LINE: REASON", or the reason alone.
 
 #include "simulator/cdsctl/changes.h"
 #include "simulator/cdsctl/json_text.h"
@@ -35,7 +35,7 @@ const char* give_error(std::string text)
     return answer.c_str();
 }
 
-// Answers with what `use` makes of the leaves in `text`.
+// Parses `text` and returns what `use` returns for its leaves, or the parser's error.
 template <typename Use>
 const char* with_leaves(const char* text, Use use)
 {
@@ -44,7 +44,8 @@ const char* with_leaves(const char* text, Use use)
     return parse_leaves(text, store_file, leaves, error) ? use(leaves) : give_error(error);
 }
 
-// Answers with what `use` makes of the changes from one store's text to another's.
+// Parses both texts and returns what `use` returns for the changes between them, or the first
+// error.
 template <typename Use>
 const char* with_changes(const char* before_text, const char* after_text, Use use)
 {
@@ -72,7 +73,7 @@ int store_tools_failed()
     return failed ? 1 : 0;
 }
 
-// The leaves as a JSON object.
+// Returns the leaves as a JSON object.
 const char* store_leaves(const char* text)
 {
     return with_leaves(text, [](const Leaves& leaves) {
@@ -80,7 +81,7 @@ const char* store_leaves(const char* text)
     });
 }
 
-// The store's text with one leaf set as `cdsctl set` does it; a leaf that exists keeps its type.
+// Returns the store's text after `cdsctl set` of one leaf. An existing leaf keeps its type.
 const char* store_set(const char* text, const char* path, const char* word)
 {
     return with_leaves(text, [&](Leaves& leaves) {
@@ -95,7 +96,7 @@ const char* store_set(const char* text, const char* path, const char* word)
     });
 }
 
-// The store's text without one leaf.
+// Returns the store's text without one leaf.
 const char* store_clear(const char* text, const char* path)
 {
     return with_leaves(text, [&](Leaves& leaves) {
@@ -104,19 +105,19 @@ const char* store_clear(const char* text, const char* path)
     });
 }
 
-// What differs, as JSON.
+// Returns the differences as JSON.
 const char* store_changes(const char* before, const char* after)
 {
     return with_changes(before, after, cdsctl::json_changes);
 }
 
-// What differs, as `cdsctl diff` prints it.
+// Returns the differences as `cdsctl diff` prints them.
 const char* store_diff(const char* before, const char* after)
 {
     return with_changes(before, after, change_lines);
 }
 
-// Empty, or an error when the text is no faults.toml.
+// Returns an empty text, or an error when `text` is not a valid faults.toml.
 const char* faults_check(const char* text)
 {
     std::vector<Fault> faults;

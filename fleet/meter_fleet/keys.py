@@ -12,8 +12,9 @@ from collections.abc import Callable
 from dataclasses import dataclass, field
 
 from meter_fleet.errors import Astray, Silent
+from meter_fleet.screens import Damaged
 from meter_fleet.transport import Link
-from meter_fleet.view import View, assume_prompt, ends_in_erasure, feed
+from meter_fleet.view import View, assume_prompt, feed
 
 BACKSPACE = "\b"
 ENTER = "\r"
@@ -23,6 +24,7 @@ SAFE_SECONDS = 20.0  # since the last key; later, a time-out could come before t
 SHORTEST_WAIT = 1.0  # for an echo
 WAITS_OF_AN_ECHO = 10  # how many times the usual time of an echo to wait for one
 SETTLE_SECONDS = 0.05  # for another key's echo to come after a wrong one
+RELEASE_SECONDS = 0.5  # after a stall, for everything that it held back to come
 FLOOD_SECONDS = 10.0  # of output without a pause, where none is expected
 SCREEN_SECONDS = 10.0  # for a screen to begin after its Enter
 QUIET_SECONDS = 1.0  # after which an incomplete screen is not going to be complete
@@ -111,10 +113,10 @@ async def listen_until(dialog: Dialog, is_true: Callable[[], bool], seconds: flo
     return True
 
 
-async def settle(dialog: Dialog) -> None:
-    """Takes what is still coming."""
+async def settle(dialog: Dialog, pause: float = SETTLE_SECONDS) -> None:
+    """Takes what is still coming, until nothing comes for `pause` seconds."""
     until = time.monotonic() + FLOOD_SECONDS
-    while await listen(dialog, SETTLE_SECONDS):
+    while await listen(dialog, pause):
         if time.monotonic() > until:
             raise Silent("the console does not stop writing")
 
@@ -126,6 +128,13 @@ def echo_wait(dialog: Dialog) -> float:
 async def send(dialog: Dialog, key: str) -> None:
     dialog.last_key = time.monotonic()
     await dialog.link.send(key.encode("latin-1"))
+
+
+async def resume(dialog: Dialog) -> None:
+    """Lets stopped output go on, and takes what comes. The terminal takes this key, not the
+    utility. A key that follows must find the screen complete, so it waits."""
+    await dialog.link.send(RESUME.encode())
+    await settle(dialog, max(SETTLE_SECONDS, 2 * dialog.echo_seconds))
 
 
 def learn_echo_time(dialog: Dialog) -> None:
@@ -145,9 +154,10 @@ async def take_back_one(dialog: Dialog, wait: float) -> bool:
         return view.erased > erased or view.line_ends > ends or view.turn > turn
 
     if wait > PROBE_WAITS[0]:
-        await send(dialog, RESUME)
-    await send(dialog, BACKSPACE)
-    await listen_until(dialog, has_answered, wait)
+        await resume(dialog)
+    if not has_answered():
+        await send(dialog, BACKSPACE)
+        await listen_until(dialog, has_answered, wait)
     if view.line_ends > ends or view.turn > turn:
         raise Astray("the screen changed while a line was typed")
     return view.erased > erased
@@ -168,10 +178,21 @@ async def clear_line(dialog: Dialog) -> None:
     failures = 0
     while needed > 0 or view.typed:
         if await take_back_one(dialog, PROBE_WAITS[failures]):
+            await check_released(dialog, failures, turn)
             needed, failures = needed - 1, 0
         elif (failures := failures + 1) == len(PROBE_WAITS):
             raise Silent("the console does not answer to keys")
     dialog.line, dialog.unseen = "", 0
+
+
+async def check_released(dialog: Dialog, failures: int, turn: int) -> None:
+    """After keys without an answer: takes what a stall held back. Raises Astray when that is
+    another screen."""
+    if failures == 0:
+        return
+    await settle(dialog, RELEASE_SECONDS)
+    if dialog.view.turn != turn or dialog.view.prompt is None:
+        raise Astray("the screen changed while a line was typed")
 
 
 def count_foreign_keys(dialog: Dialog) -> None:
@@ -227,19 +248,32 @@ async def enter_arrived(dialog: Dialog, ends: int) -> bool:
     if await listen_until(dialog, lambda: view.line_ends > ends, echo_wait(dialog)):
         return True
     dialog.damage += 1
-    for wait in PROBE_WAITS:
+    await resume(dialog)
+    if view.line_ends == ends:
+        await ask_for_echo(dialog)
+    if view.line_ends > ends:
+        return True
+    dialog.enters = 0
+    return False
+
+
+async def ask_for_echo(dialog: Dialog) -> None:
+    """Sends a key that changes nothing until anything answers. Raises Silent."""
+    for failures, wait in enumerate(PROBE_WAITS):
         try:
-            if await take_back_one(dialog, wait):
-                dialog.enters = 0
-                return False
+            answered = await take_back_one(dialog, wait)
         except Astray:
-            return True
+            answered = True
+        if answered:
+            if failures:
+                await settle(dialog, RELEASE_SECONDS)
+            return
     raise Silent("the console does not answer to keys")
 
 
 async def find_prompt(dialog: Dialog) -> None:
-    """Waits until the utility asks something; one whose question could not be read is found by the
-    echo of a key that changes nothing. Raises Silent."""
+    """Waits until the utility asks something that can be read. No key is sent meanwhile: when the
+    question was damaged, the utility draws its screen again after its idle time. Raises Silent."""
     view = dialog.view
     if dialog.busy:
         await wait_for_commands(dialog, view.line_ends)
@@ -251,21 +285,16 @@ async def find_prompt(dialog: Dialog) -> None:
         if await listen(dialog, max(wait, echo_wait(dialog))):
             continue
         dialog.damage += 1
-        await probe(dialog)
+        await wait_for_redraw(dialog)
 
 
-async def probe(dialog: Dialog) -> None:
-    view = dialog.view
+async def wait_for_redraw(dialog: Dialog) -> None:
+    dialog.view.asked.append(Damaged(is_menu=False))
     for wait in PROBE_WAITS:
-        await send(dialog, RESUME)
-        await send(dialog, BACKSPACE)
-        if await listen_until(dialog, lambda: view.prompt is not None or ends_in_erasure(view),
-                              wait):
-            if view.prompt is None:
-                assume_prompt(view)
-                dialog.unseen = max(dialog.unseen, len(dialog.line) + 1)
+        await resume(dialog)
+        if await listen_until(dialog, lambda: dialog.view.prompt is not None, wait):
             return
-    raise Silent("the console does not answer to keys")
+    raise Silent("the console shows no complete screen")
 
 
 async def answer(dialog: Dialog, text: str) -> None:

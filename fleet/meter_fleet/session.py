@@ -258,11 +258,15 @@ async def read_menu(session: Session, kind: str, doubtful: Mapping[str, str]) ->
         raise Astray(reason)
 
 
+def is_doubtful(name: str, text: str) -> bool:
+    """Whether the menus show this value also for one that the utility could not read."""
+    return text == as_text(SETTINGS[name].when_missing)
+
+
 async def read_all(session: Session, kinds: list[str], goal: Mapping[str, str]) -> None:
     """Reads these menus into `expected`, and comes back to the main menu. A value that a menu
     shows as planned may be shown so because the utility could not read it: it is read twice."""
-    doubtful = {name: text for name, text in goal.items()
-                if text == as_text(SETTINGS[name].when_missing)}
+    doubtful = {name: text for name, text in goal.items() if is_doubtful(name, text)}
     for kind in kinds:
         comes_again = kind == "main" and len(kinds) > 1
         await read_menu(session, kind, {} if comes_again else doubtful)
@@ -504,11 +508,11 @@ async def wakes_shell(session: Session) -> bool:
     """Nothing came: either the Enter was lost, or what the shell shows was."""
     dialog = session.dialog
     dialog.damage += 1
-    if dialog.view.prompt is not None:
+    if session.shell is None or dialog.view.prompt is not None:
         return False
     await keys.send(dialog, keys.BACKSPACE)
     await keys.listen(dialog, keys.echo_wait(dialog))
-    if session.shell is None or dialog.view.heard.endswith(ERASED):
+    if dialog.view.heard.endswith(ERASED):
         return False
     await keys.send(dialog, keys.ENTER)
     await keys.listen_until(dialog, lambda: shell_prompt_came(session), LEAVE_SECONDS)

@@ -113,11 +113,6 @@ def feed(view: View, data: bytes) -> None:
         text = find_prompt(view, text) if view.prompt is None else take_echoes(view, text)
 
 
-def ends_in_erasure(view: View) -> bool:
-    """Whether a key that takes back a character was just echoed where no prompt was found."""
-    return view.prompt is None and view.pending.endswith(ERASED)
-
-
 def assume_prompt(view: View) -> None:
     """The utility echoes keys, so it asks something, although the question could not be read."""
     take_prompt(view, Damaged(is_menu=False), False, ())

@@ -221,6 +221,15 @@ def differing(job: Job) -> list[str]:
     return [name for name, text in job.goal.items() if job.held.get(name) != text]
 
 
+def to_enter(job: Job) -> list[str]:
+    """What a save has to enter: what differs, what an earlier save may not have written, and
+    planned values that the menus show in the same way when they cannot be read. Nothing but
+    entering those makes sure of them."""
+    differ = differing(job)
+    doubtful = {name for name, text in job.goal.items() if sessions.is_doubtful(name, text)}
+    return [*differ, *sorted((job.tainted | doubtful) - set(differ))]
+
+
 # -- results --
 
 def plain(text: str) -> str:
@@ -249,11 +258,20 @@ def say_what_it_holds(job: Job) -> None:
         say(job, f"the settings could not be read {state}".strip())
         return
     for name in SETTINGS:
-        if name in job.goal and name in job.held:
+        if name in job.held:
             holds = f"the meter shows {name} = {shown(value_of(name, job.held[name]))}"
-            planned = shown(job.meter.settings[name])
-            say(job, f"{holds}, as planned" if job.held[name] == job.goal[name] else
-                f"{holds}, planned is {planned}")
+            say(job, f"{holds}, {against_plan(job, name)}")
+
+
+def against_plan(job: Job, name: str) -> str:
+    """What the plan says of a setting that the meter shows."""
+    text = job.held[name]
+    if name in job.goal:
+        planned = shown(job.meter.settings[name])
+        return "as planned" if text == job.goal[name] else f"planned is {planned}"
+    if (before := job.first.get(name, text)) != text:
+        return f"which was {shown(value_of(name, before))} before and is not planned"
+    return "which is not planned"
 
 
 def result_of(job: Job, result: str) -> Result:
@@ -313,7 +331,7 @@ async def work_once(job: Job, session: Session) -> str:
     if job.failed or job.saves == MOST_SAVES:
         return "" if not is_believed(job.readings) else give_up_saving(job)
     if may_edit_now(job) and (wanted or job.tainted):
-        await edit_and_save(job, session, [*wanted, *(job.tainted - set(wanted))])
+        await edit_and_save(job, session, to_enter(job))
     return ""
 
 

@@ -1,4 +1,4 @@
-"""What bench/ measures with still builds, runs, and measures what it says."""
+"""The programs in bench/ build, run, and measure what their tables say."""
 
 import re
 import subprocess

@@ -2,6 +2,7 @@
 
 import os
 import re
+import shlex
 import shutil
 import subprocess
 import tarfile
@@ -9,6 +10,7 @@ import tarfile
 import pexpect
 import pytest
 from harness.menus import typed
+from harness.meter import toml_value
 from harness.piped import run
 from harness.program import BUILD, REPOSITORY, RUN_WITH, STEP_LIMIT, command, wait_until
 from tools import shown_by_other_builds, told_by
@@ -25,8 +27,8 @@ PROGRAM_FILES = {
     "share/man/man8/meter-settings-doctor.8.gz",
     "share/man/man8/meter-settings.8.gz",
 }
-GUIDES = ("CHANGELOG", "doctor", "integrator", "options-list", "simulated-meter", "speed", "technician",
-          "what-a-save-does")
+GUIDES = ("CHANGELOG", "compatibility", "doctor", "glossary", "integrator", "options-list", "simulated-meter",
+          "speed", "technician", "technician-card", "trainer", "what-a-save-calls", "what-a-save-does")
 DOC_FILES = {f"share/doc/meter-settings/{name}.md" for name in GUIDES} | {
     "share/doc/meter-settings-doc/changelog.gz",
     "share/doc/meter-settings-doc/copyright",
@@ -162,7 +164,7 @@ def check_the_tarball(folder):
 
 
 @pytest.mark.builds
-def test_the_packages_hold_the_components_and_lintian_finds_no_fault(tmp_path):
+def test_the_packages_hold_the_components_and_lintian_finds_no_fault(tmp_path, plain_folder):
     packages = packages_of(BUILD, tmp_path / "packages")
     said = told_by("lintian", "--fail-on", "error,warning", "--display-info", "--allow-root", *packages.values())
     assert "hardening" not in said
@@ -176,40 +178,42 @@ def test_the_packages_hold_the_components_and_lintian_finds_no_fault(tmp_path):
         check_that_the_utility_runs_on_a_meter_of_the_desk_package(
             tmp_path / "meter-settings-desk", tmp_path / "meter")
         check_that_a_watched_session_runs(tmp_path / "meter-settings-desk", tmp_path / "watched")
-        check_that_a_plan_is_applied_from_the_package(tmp_path)
+        check_that_a_plan_is_applied_from_the_package(tmp_path, plain_folder)
 
 
-def check_that_a_plan_is_applied_from_the_package(folder):
+def check_that_a_plan_is_applied_from_the_package(folder, plain_folder):
     """With the library of the package alone, on a meter of the desk package."""
     desk, fleet = folder / "meter-settings-desk" / "usr", folder / "meter-fleet" / "usr"
     told_by(desk / "bin/cdsctl", "init", folder / "fleet-meter")
-    console = f"run:env METER_SIM_DIR={folder}/fleet-meter {desk}/lib/meter-settings/bin/meter-settings -m"
+    console = "run:" + shlex.join(["env", f"METER_SIM_DIR={folder}/fleet-meter",
+                                   f"{desk}/lib/meter-settings/bin/meter-settings", "-m"])
     plan = folder / "plan.toml"
-    plan.write_text(f'[[meter]]\nname = "one"\nconsole = "{console}"\n[meter.settings]\nenclosure = "RK"\n')
-    library = fleet / "lib/python3/dist-packages"
+    plan.write_text(f'[[meter]]\nname = "one"\nconsole = {toml_value(console)}\n[meter.settings]\nenclosure = "RK"\n')
+    library = plain_folder / "library"
+    library.symlink_to(fleet / "lib/python3/dist-packages")
     told_by("/usr/bin/python3", fleet / "bin/meter-fleet", "apply", plan, cwd=folder,
             env={**os.environ, "PYTHONPATH": str(library)})
     assert told_by(desk / "bin/cdsctl", "-C", folder / "fleet-meter", "get", "/VMIC/Enclosure/Value") == "RK\n"
 
 
 @pytest.mark.skipif(bool(RUN_WITH), reason="the meter's build has no live view, and no page")
-def test_the_page_is_opened(tmp_path):
+def test_the_page_is_opened(tmp_path, plain_folder):
     """With a program that opens pages, without one, and where there is no page."""
+    for name in ("bash", "dirname", "readlink", "realpath"):
+        (plain_folder / name).symlink_to(shutil.which(name))
+    alone = {"PATH": str(plain_folder)}
     told_by("cmake", "--install", BUILD, "--prefix", "/usr", "--component", "desk",
             env={**os.environ, "DESTDIR": str(tmp_path)})
     page = tmp_path / "usr/share/meter-settings/meter.html"
     page.write_text("a page", encoding="utf-8")
-    opener = tmp_path / "programs" / "xdg-open"
-    opener.parent.mkdir()
     session = tmp_path / "usr/bin/meter-session"
-    without = f"{opener.parent}:/usr/bin:/bin"
-    if not shutil.which("xdg-open", path=without):
-        assert told_by(session, "--page", env={"PATH": without}) == f"Open this file in a browser: {page}\n"
+    assert told_by(session, "--page", env=alone) == f"Open this file in a browser: {page}\n"
+    opener = plain_folder / "xdg-open"
     opener.write_text('#!/bin/sh\necho "opened $1"\n', encoding="utf-8")
     opener.chmod(0o755)
-    assert told_by(session, "--page", env={"PATH": without}) == f"opened {page}\n"
+    assert told_by(session, "--page", env=alone) == f"opened {page}\n"
     page.unlink()
-    missing = subprocess.run([session, "--page"], capture_output=True, text=True, timeout=STEP_LIMIT, check=False)
+    missing = subprocess.run([session, "--page"], env=alone, capture_output=True, text=True, timeout=STEP_LIMIT, check=False)
     assert missing.returncode == 3 and "meter.html is missing" in missing.stderr
 
 
@@ -236,7 +240,7 @@ def built_in(folder, mask):
         shutil.copyfile(REPOSITORY / name, folder / name)
         if os.access(REPOSITORY / name, os.X_OK):
             (folder / name).chmod(0o755)
-    environment = {**os.environ, "SOURCE_DATE_EPOCH": EPOCH}
+    environment = {**os.environ, "SOURCE_DATE_EPOCH": EPOCH, "CCACHE_DISABLE": "1"}  # each build compiles
     told_by("cmake", "--preset", BUILD.name, "-DBUILD_TESTING=OFF", cwd=folder, env=environment, umask=mask)
     told_by("cmake", "--build", "--preset", BUILD.name, cwd=folder, env=environment, umask=mask)
     build = folder / "build" / BUILD.name

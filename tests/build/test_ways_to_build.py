@@ -71,13 +71,13 @@ def test_without_rtti(library, tmp_path, meter):
 
 def static_library(library, folder):
     """A CDS_ROOT with static libraries only, of the simulated library's objects."""
-    archives = BUILD / "simulator"
-    (folder / "lib").mkdir(parents=True)
+    for name in ("lib", "parts"):
+        (folder / name).mkdir(parents=True)
     shutil.copytree(library / "include", folder / "include")
-    shutil.copy(archives / "libcds++.a", folder / "lib")
-    script = (f"create {folder}/lib/libcds.a\naddlib {archives}/libcds.a\naddlib {archives}/libmeter_store.a\n"
-              "save\nend\n")
-    subprocess.run([f"{PREFIX}ar", "-M"], input=script, text=True, check=True)
+    for name, to in (("libcds++.a", "lib"), ("libcds.a", "parts"), ("libmeter_store.a", "parts")):
+        shutil.copy(BUILD / "simulator" / name, folder / to)
+    script = "create lib/libcds.a\naddlib parts/libcds.a\naddlib parts/libmeter_store.a\nsave\nend\n"
+    subprocess.run([f"{PREFIX}ar", "-M"], input=script, text=True, check=True, cwd=folder)
     return folder
 
 
@@ -106,8 +106,8 @@ Cflags: -I${prefix}/include
 
 
 @pytest.mark.builds
-def test_the_library_of_the_package_cds_in_the_sysroot(library, tmp_path, meter):
-    root = tmp_path / "sysroot"
+def test_the_library_of_the_package_cds_in_the_sysroot(library, tmp_path, plain_folder, meter):
+    root = plain_folder / "sysroot"
     for name in ("include", "lib"):
         shutil.copytree(library / name, root / "usr" / name)
     (root / "usr" / "lib" / "pkgconfig").mkdir()

@@ -40,7 +40,6 @@ static void from_json(const json& from, Substitution& substitution)
 static void from_json(const json& from, LinePlan& plan)
 {
     take(from, "command", plan.command);
-    take(from, "environment", plan.environment);
     take(from, "seed", plan.seed);
     take(from, "key_rate", plan.key_rate);
     take(from, "output_rate", plan.output_rate);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -25,7 +24,6 @@ struct Substitution {
 // What a line does to the bytes that it carries. A rate is a probability.
 struct LinePlan {
     std::vector<std::string> command;
-    std::map<std::string, std::string> environment;
     unsigned seed = 0;
     double key_rate = 0;    // per key: it is lost, doubled, flipped, or a foreign one comes with it
     double output_rate = 0; // per byte of output: it is lost or flipped, or a burst is lost

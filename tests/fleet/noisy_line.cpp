@@ -39,14 +39,25 @@ constexpr double forever = 1e9;
 constexpr unsigned long longest_screen = 1500; // bytes, about
 
 struct TimedByte {
-    double at; // cppcheck-suppress unusedStructMember ; used through the queue
-    char byte; // cppcheck-suppress unusedStructMember
+    double at;               // cppcheck-suppress unusedStructMember ; used through the queue
+    char byte;               // cppcheck-suppress unusedStructMember
+    bool is_echo = true;     // cppcheck-suppress unusedStructMember ; output: false for a screen's
+    bool is_foreign = false; // cppcheck-suppress unusedStructMember ; input: not the driver's
 };
 
 // One direction of the line. A byte leaves no sooner than the one before it has gone.
 struct Channel {
     std::deque<TimedByte> bytes;
     double free_at = 0;
+};
+
+// A screen that the driver did not ask for: after a line end that it did not type, or after the
+// program's time-out. Nobody can know of it before its first byte has come through, and the key
+// that is on its way then cannot be held back.
+struct UnaskedScreen {
+    bool is_due = false;
+    bool was_excused = false; // a key since its first byte came through
+    long line_ends = 1; // that the program got and has not shown a prompt after; its start is one
 };
 
 struct Line {
@@ -64,6 +75,8 @@ struct Line {
     unsigned long keys = 0;
     unsigned long message_in = 0;  // bytes of output until a kernel message comes; 0: none is due
     bool enter_is_foreign = false; // the last Enter that the program got was not the driver's
+    UnaskedScreen unasked;
+    bool screen_is_seen = false; // a byte of the last screen has come through
     bool open = true;
     std::string current_line;           // of what the program put out, before any damage
     std::vector<unsigned> found_so_far; // occurrences of each substitution's text
@@ -94,20 +107,42 @@ unsigned pick(Line& line, std::size_t count)
     return static_cast<unsigned>(line.random() % count);
 }
 
-void put(const Line& line, Channel& channel, char byte)
+void put(const Line& line, Channel& channel, char byte, bool is_echo = true,
+         bool is_foreign = false)
 {
     const double at = std::max(now(), channel.free_at);
-    channel.bytes.push_back({at, byte});
+    channel.bytes.push_back({at, byte, is_echo, is_foreign});
     channel.free_at = line.plan.baud > 0 ? at + bits_per_byte / line.plan.baud : at;
 }
 
 // --- keys: from the driver to the program
 
+void expect_unasked_screen(Line& line)
+{
+    line.unasked.is_due = true;
+    line.unasked.was_excused = false;
+}
+
+bool ends_a_line(char key)
+{
+    constexpr char end_of_input = 4; // Control-D
+    return key == '\r' || key == '\n' || key == end_of_input;
+}
+
 void pass_key(Line& line, char key, bool foreign)
 {
-    if (key == '\r' || key == '\n')
+    if (ends_a_line(key))
         line.enter_is_foreign = foreign;
-    put(line, line.to_program, key);
+    put(line, line.to_program, key, true, foreign);
+}
+
+void count_line_end(Line& line, const TimedByte& key)
+{
+    if (!ends_a_line(key.byte))
+        return;
+    ++line.unasked.line_ends;
+    if (key.is_foreign)
+        expect_unasked_screen(line);
 }
 
 char flipped(Line& line, char byte, unsigned bits)
@@ -155,21 +190,66 @@ void damage_key(Line& line, char key)
     }
 }
 
-bool is_asking(const Line& line)
+bool begins(const std::string& text, const char* with)
 {
-    const std::string& text = line.current_line;
-    const bool prompt =
-        text.find("==>  ") != std::string::npos ||
-        (text.find(": ") != std::string::npos && text.find("  :  ") == std::string::npos);
-    return prompt && line.to_driver.bytes.empty();
+    return text.rfind(with, 0) == 0;
 }
 
-// Why the driver should not have typed now, or nullptr.
-const char* too_early(const Line& line)
+// The program has put out a whole prompt, and echoes what comes.
+bool is_asking(const Line& line)
 {
+    static const std::array<const char*, 7> questions = {"Select an option (",
+                                                         "Enter ",
+                                                         "Enable DHCP?",
+                                                         "Save & apply ",
+                                                         "Exit without ",
+                                                         "Reset all",
+                                                         "Clear Velmora II Options List?"};
+    const std::string& text = line.current_line;
+    const bool is_question =
+        std::any_of(questions.begin(), questions.end(),
+                    [&](const char* question) { return begins(text, question); });
+    return begins(text, "Select an option ==>  ") ||
+           (is_question && text.find(": ") != std::string::npos);
+}
+
+// All of the last screen has come through. What is on its way yet is the echo of a key.
+bool screen_is_complete(const Line& line)
+{
+    const std::deque<TimedByte>& bytes = line.to_driver.bytes;
+    return is_asking(line) && std::all_of(bytes.begin(), bytes.end(),
+                                          [](const TimedByte& byte) { return byte.is_echo; });
+}
+
+// Control-Q goes on with output that was stopped. The terminal takes it, not the program.
+bool is_for_the_terminal(const Line& line, char key)
+{
+    termios attributes{};
+    return tcgetattr(line.terminal, &attributes) == 0 && (attributes.c_iflag & IXON) != 0 &&
+           static_cast<cc_t>(key) == attributes.c_cc[VSTART];
+}
+
+bool is_excused(Line& line)
+{
+    UnaskedScreen& unasked = line.unasked;
+    if (!unasked.is_due || unasked.was_excused)
+        return false;
+    unasked.was_excused = line.screen_is_seen;
+    return true;
+}
+
+// Why the driver should not have typed now, or "".
+const char* too_early(Line& line, char key)
+{
+    if (is_for_the_terminal(line, key))
+        return "";
     if (access(line.busy_file.c_str(), F_OK) == 0)
         return line.enter_is_foreign ? "command that it did not start" : "command";
-    return is_asking(line) ? nullptr : "screen";
+    if (!screen_is_complete(line))
+        return is_excused(line) ? "screen that it did not ask for" : "screen";
+    if (line.unasked.line_ends == 0)
+        line.unasked.is_due = false;
+    return "";
 }
 
 template <typename Action>
@@ -205,9 +285,8 @@ void play_events(Line& line)
 
 void take_key(Line& line, char key)
 {
-    const char* early = too_early(line);
-    note(line, "key",
-         {{"byte", static_cast<unsigned char>(key)}, {"early", early == nullptr ? "" : early}});
+    const char* early = too_early(line, key);
+    note(line, "key", {{"byte", static_cast<unsigned char>(key)}, {"early", early}});
     std::fputc(key, line.typed);
     std::fflush(line.typed);
     play_events(line);
@@ -222,12 +301,29 @@ void take_key(Line& line, char key)
 
 // --- output: from the program to the driver
 
+void begin_line(Line& line)
+{
+    if (is_asking(line))
+        line.screen_is_seen = false;
+    line.current_line.clear();
+    if (line.unasked.line_ends == 0)
+        expect_unasked_screen(line); // the program's time-out
+}
+
+void add_to_line(Line& line, char byte)
+{
+    const bool was_asking = is_asking(line);
+    line.current_line += byte;
+    if (!was_asking && is_asking(line))
+        line.unasked.line_ends = std::max(line.unasked.line_ends - 1, 0L);
+}
+
 void follow_output(Line& line, char byte)
 {
     if (byte == '\n')
-        line.current_line.clear();
+        begin_line(line);
     else if (byte != '\r')
-        line.current_line += byte;
+        add_to_line(line, byte);
 }
 
 void put_message(Line& line)
@@ -240,11 +336,11 @@ void put_message(Line& line)
         put(line, line.to_driver, *byte);
 }
 
-void damage_output(Line& line, char byte)
+void damage_output(Line& line, char byte, bool is_echo)
 {
     if (happens(line, 0.5)) {
         note(line, "output-flipped");
-        put(line, line.to_driver, flipped(line, byte, 8));
+        put(line, line.to_driver, flipped(line, byte, 8), is_echo);
     } else {
         note(line, "output-lost");
     }
@@ -284,22 +380,25 @@ void take_output(Line& line, char byte)
     if (line.message_in == 1)
         put_message(line);
     line.message_in -= line.message_in > 0 ? 1 : 0;
+    const bool is_echo = is_asking(line) && byte != '\r' && byte != '\n';
     if (happens(line, line.plan.output_rate))
-        damage_output(line, byte);
+        damage_output(line, byte, is_echo);
     else
-        put(line, line.to_driver, byte);
+        put(line, line.to_driver, byte, is_echo);
     substitute(line, byte);
     follow_output(line, byte);
 }
 
 // --- carrying
 
-// What may leave by now.
-std::string due(Channel& channel)
+// What may leave by now. `watch` gets each byte as it leaves.
+template <typename Watch>
+std::string due(Channel& channel, Watch watch)
 {
     std::string bytes;
     const double time = now();
     while (!channel.bytes.empty() && channel.bytes.front().at <= time) {
+        watch(channel.bytes.front());
         bytes += channel.bytes.front().byte;
         channel.bytes.pop_front();
     }
@@ -319,8 +418,10 @@ void write_all(int descriptor, const std::string& bytes)
 
 void let_go(Line& line)
 {
-    write_all(line.terminal, due(line.to_program));
-    const std::string output = due(line.to_driver);
+    write_all(line.terminal,
+              due(line.to_program, [&](const TimedByte& key) { count_line_end(line, key); }));
+    const std::string output =
+        due(line.to_driver, [&](const TimedByte& byte) { line.screen_is_seen |= !byte.is_echo; });
     std::fwrite(output.data(), 1, output.size(), line.shown);
     std::fflush(line.shown);
     write_all(STDOUT_FILENO, output);
@@ -426,8 +527,6 @@ void open_session(Line& line, const std::string& folder)
 [[noreturn]] void become(const LinePlan& plan)
 {
     std::signal(SIGHUP, SIG_DFL); // these tests may ignore it, under nohup
-    for (const auto& [name, value] : plan.environment)
-        setenv(name.c_str(), value.c_str(), 1);
     std::vector<char*> words;
     for (const std::string& word : plan.command)
         words.push_back(const_cast<char*>(word.c_str()));

@@ -34,13 +34,14 @@ FAILED = ["tests/test_it.py::test_fails[it's - a case [x]]", "tests/test_it.py::
 
 @pytest.fixture
 def project(copy_to, tmp_path, plain_folder):
-    """A copy with few tests, and a cmake that only makes the build directory that it is to configure."""
+    """A copy with few tests, and a cmake that only leaves its surroundings in the file build/seen."""
     copy = copy_to(tmp_path / "a copy")
     for path in (copy / "tests").iterdir():
         if path.name not in ("conftest.py", "harness"):
             subprocess.run(["rm", "-r", path], check=True)
     (copy / "tests" / "test_it.py").write_text(TESTS)
-    (plain_folder / "cmake").write_text("#!/bin/sh\nexit 0\n")
+    (plain_folder / "cmake").write_text(
+        '#!/bin/sh\nprintf "%s\\n" "$CMAKE_CXX_COMPILER_LAUNCHER" "$CCACHE_DIR" "$CCACHE_TEMPDIR" >build/seen\n')
     (plain_folder / "cmake").chmod(0o755)
     environment = {name: value for name, value in os.environ.items() if name not in ("BUILD_DIR", "PRESET", "RUN_WITH")}
     environment["PATH"] = f"{plain_folder}:{environment['PATH']}"
@@ -73,6 +74,13 @@ def test_the_failed_tests_of_all_builds_are_listed_last(project):
     assert tests == {"host": FAILED, "asan": FAILED, "powerpc": FAILED[1:]}
     assert done.stderr.endswith("error: tests failed on: host asan powerpc\n")
     assert "1 failed" in project(again).stdout
+
+
+def test_what_is_compiled_for_the_tests_is_kept_below_the_build_folder(project):
+    done = project("unset CMAKE_CXX_COMPILER_LAUNCHER ${!CCACHE@}; ./test --quick")
+    assert done.returncode == 1
+    top, launcher, *folders = project("pwd; cat build/seen").stdout.splitlines()
+    assert launcher == "ccache" and folders == [f"{top}/build/ccache", f"{top}/build/ccache/tmp"]
 
 
 @pytest.mark.parametrize("command, preset", [("./test --quick", "host"), ("./test tests/test_it.py", "host"),

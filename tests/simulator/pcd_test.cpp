@@ -94,6 +94,9 @@ TEST_CASE("the message is one line whatever the folder is called")
     setenv("METER_SIM_DIR", (meter.folder + "/no\nsuch").c_str(), 1);
     CHECK(refusal() == meter.folder + "/no?such/store.toml: cannot be read: No such file or "
                                       "directory\n");
+    setenv("METER_SIM_DIR", (meter.folder + "/~ \x1f\x7f\xc3\xa4").c_str(), 1);
+    CHECK(refusal() == meter.folder + "/~ ??\xc3\xa4/store.toml: cannot be read: No such file or "
+                                      "directory\n");
 }
 
 TEST_CASE("another folder is another meter")

@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 import store_client
-from harness.program import STEP_LIMIT, command
+from harness.program import BUILD, STEP_LIMIT, command
 
 USER, GROUP, OTHER_GROUP = 12345, 23456, 34567
 needs_root = pytest.mark.skipif(os.geteuid() != 0, reason="only root can give files away")
@@ -23,8 +23,9 @@ def meter_of(owner, group, mode):
 
 
 def owner_group_and_mode_after_write(folder, **user):
-    subprocess.run(command(store_client.CLIENT, "set", "/b", "x"), timeout=STEP_LIMIT, check=True,
-                   env=store_client.environment(folder), **user)
+    """Both are named from the build folder: another user may be unable to search what is above it."""
+    subprocess.run(command(f"./{store_client.CLIENT.name}", "set", "/b", "x"), timeout=STEP_LIMIT, check=True,
+                   cwd=BUILD, env={"METER_SIM_DIR": folder.name}, **user)
     status = (folder / "store.toml").stat()
     assert (folder / "store.toml").read_text() == '"/a" = 1\n"/b" = "x"\n'
     return status.st_uid, status.st_gid, status.st_mode & 0o7777

@@ -111,7 +111,7 @@ TEST_CASE("a table is read in one call and loaded row by row")
     store.leaves["/VMC/PrimCfg/Form/Value"] = number_element(3);
     store.leaves["/VMIC/Enclosure/Value"] = number_element(3);
     SettingsSession session;
-    CHECK(load_leaves(init_leaves, leaf_paths(init_leaves), session));
+    CHECK(load_leaves(init_leaves, session));
     CHECK(store.calls ==
           std::vector<std::string>{"get_leaves /VMIC/SerialNumber/Value /VMIC/OptionsList/Value"
                                    " /VMC/PrimCfg/Form/Value /VMC/PrimCfg/ClassAmps/Value"
@@ -127,6 +127,6 @@ TEST_CASE("a read that fails leaves the record as it is")
     SettingsSession session;
     session.primary_dns.text = "kept";
     store.results["get_leaves"] = {3};
-    CHECK_FALSE(load_leaves(dns_leaves, leaf_paths(dns_leaves), session));
+    CHECK_FALSE(load_leaves(dns_leaves, session));
     CHECK(session.primary_dns.text == "kept");
 }

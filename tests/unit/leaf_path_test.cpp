@@ -29,6 +29,18 @@ TEST_CASE("a path without a question mark is an error of the caller")
     CHECK(paths == Paths{"/2", "/plain", "/?"});
 }
 
+TEST_CASE("the paths of a port carry its number, those of the session are as in the table")
+{
+    InterfaceSettings port;
+    port.number = 7;
+    const Paths of_port = leaf_paths(port_leaves, port);
+    CHECK(of_port.size() == std::size(port_leaves));
+    CHECK(of_port[1] == "/Software/System Settings/Network/Interface/7/IP Address/Value");
+    CHECK(leaf_paths(dns_leaves, SettingsSession()) ==
+          Paths{"/Software/System Settings/Network/Name Server/1/Value",
+                "/Software/System Settings/Network/Name Server/2/Value"});
+}
+
 TEST_CASE("every path gets the name of its value")
 {
     Paths paths = {"/a", "/b/1"};

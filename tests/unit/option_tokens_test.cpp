@@ -58,6 +58,34 @@ TEST_CASE("a token of a group without a message is rejected, a single one needs 
     CHECK_FALSE(every_group_has_message(unknown));
 }
 
+TEST_CASE("a token that sets a leaf of another group is rejected, except PQR")
+{
+    const auto accepted = [](TokenText text, OptionGroup group, LeafSet set) {
+        const OptionToken tokens[] = {{{"A"}, OptionGroup::single, leaf_named("Web")},
+                                      {text, group, set}};
+        return leaves_are_in_their_groups(tokens);
+    };
+    CHECK(accepted({"2D"}, OptionGroup::ethernet, leaves("Ethernet/2", "Ethernet/Wifi")));
+    CHECK(accepted({"PQR"}, OptionGroup::power_quality, leaves("PQ")));
+    CHECK_FALSE(accepted({"PQ4"}, OptionGroup::power_quality, leaves("PQ")));
+    CHECK_FALSE(accepted({"2D"}, OptionGroup::ethernet, leaves("Ethernet/1", "Web")));
+    CHECK_FALSE(accepted({"B"}, OptionGroup::single, leaves("Web", "Serial/1")));
+}
+
+TEST_CASE("a leaf that no token sets is rejected")
+{
+    const LeafSet all = (LeafSet{1} << std::size(option_leaves)) - 1;
+    const auto accepted = [](LeafSet one, LeafSet other) {
+        const OptionToken tokens[] = {{{"A"}, OptionGroup::single, one},
+                                      {{"B"}, OptionGroup::single, other}};
+        return every_leaf_is_set(tokens);
+    };
+    CHECK(accepted(all, 1));
+    CHECK(accepted(1, all - 1));
+    CHECK_FALSE(accepted(all - 1, 2));
+    CHECK_FALSE(accepted(leaf_named("MID") - 1, 0));
+}
+
 // The program has none, so that a name that is not in a table does not compile.
 void name_is_not_in_table()
 {

@@ -1,6 +1,6 @@
 # Completion of cdsctl for fish: commands, options, leaf paths and values.
 
-# Prints the command and its operands, one a line, and before them the folder that -C names.
+# Prints the directory of the option -C, the command, and its operands, one per line.
 function __cdsctl_words
     set -l folder
     set -l words
@@ -15,7 +15,7 @@ function __cdsctl_words
             case --type
                 set -e tokens[1]
             case '-?*'
-                # In the place of a value it is one.
+                # In the place of a value, it is a value.
                 if test "$words[1]" = set; and test (math (count $words) % 2) -eq 0
                     set -a words $tokens[1]
                 end
@@ -27,20 +27,29 @@ function __cdsctl_words
     printf '%s\n' "$folder" $words
 end
 
-# True when the command is one of $argv; without any, when there is none yet.
+# True if the command is one of $argv. Without arguments, true if there is no command yet.
 function __cdsctl_command_is
     set -l words (__cdsctl_words)
     contains -- "$words[2]" $argv; or test -z "$words[2]$argv"
 end
 
-# Runs the command that was typed, when there is one of that name.
+# Prints a path as the shell takes it: with the home folder for a "~" at its start.
+function __cdsctl_expand
+    if string match -q -- '~/*' "$argv"
+        printf '%s\n' ~/(string sub -s 3 -- $argv)
+    else
+        printf '%s\n' $argv
+    end
+end
+
+# Runs the typed command, if it exists.
 function __cdsctl_on_meter
-    set -l program (string replace -r '^~/' ~/ -- (commandline -opc)[1])
-    set -l folder (string replace -r '^~/' ~/ -- (__cdsctl_words)[1])
+    set -l program (__cdsctl_expand (commandline -opc)[1])
+    set -l folder (__cdsctl_expand (__cdsctl_words)[1])
     type -q -- $program; and $program (test -n "$folder"; and printf '%s\n' -C $folder) $argv 2>/dev/null
 end
 
-# The value of a leaf is its description.
+# The description of a leaf is its value.
 function __cdsctl_paths
     __cdsctl_on_meter dump | string replace -rf '^"([^"\\\\]*)" = (.*)' '$1\t$2'
 end
@@ -56,7 +65,7 @@ function __cdsctl_paths_or_value
         case true false
             printf '%s\n' true false
         case '?*'
-            # fish takes what follows a tab for a description, and does not quote a tilde.
+            # fish treats text after a tab as a description, and does not quote a tilde.
             test (count $value) -eq 1; and not string match -qr '^~|\t' -- $value; and printf '%s\n' $value
     end
 end
