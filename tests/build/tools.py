@@ -66,3 +66,12 @@ def check_that_it_runs(program, libraries, meter):
     assert (session.returncode, session.stderr) == (0, b"")
     assert b"Velmora II Settings" in session.stdout
     assert meter.calls()[0] == '{"call":"pcd_init","connected":true}'
+
+
+def check_that_the_doctor_runs(program, libraries, meter):
+    """An examination of the simulated meter, in which nothing is wrong."""
+    with tempfile.TemporaryDirectory() as plain:
+        os.symlink(libraries, f"{plain}/lib")
+        done = run([*with_libraries_of(f"{plain}/lib"), program], {**os.environ, **meter.environment()}, b"")
+    assert (done.returncode, done.stderr) == (0, b""), done.stdout
+    assert done.stdout.endswith(b" 0 WRONG\n")
