@@ -44,7 +44,7 @@ async def run_one(meter: Meter, command: Command, records: Path, stop: Stop,
         return Result(meter.name, "unreachable", messages=[reason])
     try:
         return await run_meter(meter, command, record, stop, on_step)
-    except Exception as error:  # a mistake of this program, which no other meter may suffer from
+    except Exception as error:  # pylint: disable=broad-exception-caught ; a mistake of this program, which no other meter may suffer from
         record.note("".join(traceback.format_exception(error)))
         reason = f"meter-fleet failed: {type(error).__name__}: {error}; see the transcript"
         return Result(meter.name, "unknown", messages=[reason], record=str(record.path))

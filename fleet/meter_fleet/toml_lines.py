@@ -7,9 +7,9 @@ import re
 Key = tuple[str | int, ...]
 
 BARE = r"[A-Za-z0-9_-]+"
-QUOTED = r'"(?:[^"\\]|\\.)*"|' r"'[^']*'"
+QUOTED = r"""\"(?:[^"\\]|\\.)*\"|'[^']*'"""
 PART = re.compile(rf"\s*({BARE}|{QUOTED})\s*")
-MULTILINE = re.compile(r'"""|' r"'''")
+MULTILINE = re.compile(r"\"{3}|'{3}")
 
 
 def parts_of(text: str, end: str) -> list[str] | None:

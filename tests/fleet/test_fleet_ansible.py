@@ -32,7 +32,8 @@ def environment(folder):
     return {**os.environ, "HOME": str(folder), "ANSIBLE_HOME": str(folder / "ansible"), "ANSIBLE_NOCOLOR": "1",
             "ANSIBLE_COLLECTIONS_PATH": str(ANSIBLE), "PYTHONPATH": str(REPOSITORY / "fleet"),
             "ANSIBLE_STDOUT_CALLBACK": "results",
-            "ANSIBLE_CALLBACK_PLUGINS": str(pathlib.Path(__file__).with_name("callbacks")), "ANSIBLE_LOCALHOST_WARNING": "False", "NO_COLOR": "1"}
+            "ANSIBLE_CALLBACK_PLUGINS": str(pathlib.Path(__file__).with_name("callbacks")),
+            "ANSIBLE_LOCALHOST_WARNING": "False", "NO_COLOR": "1"}
 
 
 def playbook(folder, meters, task, *arguments):
@@ -93,7 +94,8 @@ def test_the_difference_shows_what_was_and_what_will_be(folder):
 
 def test_a_bad_value_fails_before_the_console_is_opened(folder):
     meter = FleetMeter(folder / "meter")
-    done, status = playbook(folder, {"meter": meter}, task("meter_settings", folder, settings={"ip_address": "256.1.1.1"}))
+    apply = task("meter_settings", folder, settings={"ip_address": "256.1.1.1"})
+    done, status = playbook(folder, {"meter": meter}, apply)
     assert status == 2 and "ip_address" in done["meter"]["msg"]
     assert not meter.trace.exists()
 
