@@ -242,9 +242,9 @@ def test_the_exit_status_and_the_objects(meter, tmp_path):
     for command, result, status in (("check", "differs", 1), ("apply", "changed", 0), ("apply", "ok", 0)):
         done = command_line(command, path, "--json", "--records", tmp_path / "records")
         assert (done.returncode, done.stderr) == (status, "")
-        told = json.loads(done.stdout)
-        assert told.keys() == {"name", "result", "changed", "diff", "settings", "messages", "seconds", "record"}
-        assert told["result"] == result
+        reported = json.loads(done.stdout)
+        assert reported.keys() == {"name", "result", "changed", "diff", "settings", "messages", "seconds", "record"}
+        assert reported["result"] == result
         assert not (BUILD / "meter-fleet-records").exists()
 
 
