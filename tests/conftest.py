@@ -90,6 +90,7 @@ def pytest_configure(config):
     config.addinivalue_line("markers", "host_only: says the same of every build, so of one only")
     config.addinivalue_line("markers", "builds: builds the program again; not with --quick")
     config.addinivalue_line("markers", "page: needs the page and browsers; only with --page")
+    config.addinivalue_line("markers", "consoles: takes seconds, most of them on consoles; not with --quick")
     config.addinivalue_line("markers", "fleet: works meters through consoles, for minutes; with --fleet or --full")
     config.addinivalue_line("markers", "full: takes minutes; only with --full")
 
@@ -101,7 +102,8 @@ def is_left_out(item, config):
         return True
     if item.get_closest_marker("full"):
         return not config.getoption("--full")
-    return config.getoption("--quick") and (seconds_waited(item) or item.get_closest_marker("builds"))
+    takes_long = seconds_waited(item) or item.get_closest_marker("builds") or item.get_closest_marker("consoles")
+    return config.getoption("--quick") and takes_long
 
 
 def pytest_runtest_setup(item):

@@ -10,7 +10,7 @@ from meter_fleet.keys import Dialog
 from meter_fleet.screens import Damaged, Question
 from meter_fleet.view import feed
 
-pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
+pytestmark = [pytest.mark.host_only]
 
 QUESTION = b"Enter IP Address: "
 REPLY = b"\nError: invalid address\n" + QUESTION
