@@ -43,7 +43,7 @@ def sources_for(build):
 def configured(build, *arguments, **options):
     """Configures with makefiles and without a preset. Returns the output of cmake."""
     return output_of("cmake", "-S", sources_for(build), "-B", build, "-G", "Unix Makefiles", *toolchain(), *arguments,
-                   **options)
+                     **options)
 
 
 def built(build, *arguments, **options):
