@@ -16,7 +16,8 @@ def installed(tmp_path_factory):
     prefix = tmp_path_factory.mktemp("installed")
     output_of("cmake", "--install", BUILD, "--prefix", prefix)
     files = [path for path in prefix.rglob("*") if is_elf(path) and not path.is_symlink()]
-    assert {"meter-settings", "cdsctl", "libcds.so", "libcds++.so"} <= {path.name for path in files}
+    assert {"meter-settings", "meter-settings-doctor", "cdsctl", "libcds.so", "libcds++.so"} <= {
+        path.name for path in files}
     return files
 
 

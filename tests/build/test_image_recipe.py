@@ -23,11 +23,13 @@ def without_network():
 
 @pytest.mark.builds
 @pytest.mark.skipif(not RUN_WITH, reason="the recipe builds for the meter")
-def test_the_recipe_installs_the_program_into_the_staging_directory(tmp_path, meter):
-    library = installed_library(tmp_path / "installed")
-    recipe = tmp_path / "image" / "meter-settings"
+def test_the_recipe_installs_the_program_into_the_staging_directory(plain_folder, meter):
+    """In a directory in which make can build: one without a colon."""
+    library = installed_library(plain_folder / "installed")
+    recipe = plain_folder / "image" / "meter-settings"
+    (plain_folder / "source").symlink_to(REPOSITORY)
     shutil.copytree(RECIPE, recipe)
-    output_of(*without_network(), "make", f"SOURCE={REPOSITORY}", f"CDS_ROOT={library}", cwd=recipe,
+    output_of(*without_network(), "make", f"SOURCE={plain_folder}/source", f"CDS_ROOT={library}", cwd=recipe,
             env={name: value for name, value in os.environ.items() if name != "MAKEFLAGS"})
     staging = recipe / "staging"
     assert {path.name for path in recipe.iterdir()} == {"Makefile", "work", "staging"}

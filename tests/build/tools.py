@@ -32,10 +32,18 @@ def toolchain():
     return ["--toolchain", REPOSITORY / "cmake" / "powerpc.cmake"] if RUN_WITH else []
 
 
+def sources_for(build):
+    """A link to the sources next to a build directory: make takes no path with a colon."""
+    link = build.with_name("source")
+    if not link.is_symlink():
+        link.symlink_to(REPOSITORY)
+    return link
+
+
 def configured(build, *arguments, **options):
     """Configures with makefiles and without a preset. Returns the output of cmake."""
-    return output_of("cmake", "-S", REPOSITORY, "-B", build, "-G", "Unix Makefiles", *toolchain(), *arguments,
-                   **options)
+    return output_of("cmake", "-S", sources_for(build), "-B", build, "-G", "Unix Makefiles", *toolchain(), *arguments,
+                     **options)
 
 
 def built(build, *arguments, **options):
@@ -58,3 +66,12 @@ def check_that_it_runs(program, libraries, meter):
     assert (session.returncode, session.stderr) == (0, b"")
     assert b"Velmora II Settings" in session.stdout
     assert meter.calls()[0] == '{"call":"pcd_init","connected":true}'
+
+
+def check_that_the_doctor_runs(program, libraries, meter):
+    """An examination of the simulated meter, in which nothing is wrong."""
+    with tempfile.TemporaryDirectory() as plain:
+        os.symlink(libraries, f"{plain}/lib")
+        done = run([*with_libraries_of(f"{plain}/lib"), program], {**os.environ, **meter.environment()}, b"")
+    assert (done.returncode, done.stderr) == (0, b""), done.stdout
+    assert done.stdout.endswith(b" 0 WRONG\n")

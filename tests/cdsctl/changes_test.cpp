@@ -78,4 +78,7 @@ TEST_CASE("a leaf is one line, whatever its path and text contain")
 {
     CHECK(leaf_line("/\xC3\xA4 \"b", std::string("c\nd")) == "/\xC3\xA4 \"b = \"c\\nd\"");
     CHECK(leaf_line("/a\nb", true) == "\"/a\\nb\" = true");
+    CHECK(leaf_line("/\x1f", true) == "\"/\\u001F\" = true");
+    CHECK(leaf_line("/\x7f", true) == "\"/\\u007F\" = true");
+    CHECK(leaf_line("/ ~\xC2\x80", true) == "/ ~\xC2\x80 = true");
 }

@@ -47,6 +47,40 @@ TEST_CASE("a mistyped path is near")
     CHECK(near("/System/Interface/2/IP Address/Value") == "/System/Interface/1/IP Address/Value");
 }
 
+TEST_CASE("two edits are near when they leave half of the differing component")
+{
+    for (const char* path : {"/VMIC/Enclosu/Value", "/VMIC/Enclosurexx/Value",
+                             "/VMIC/xyEnclosure/Value", "/VMIC/closure/Value"}) {
+        CAPTURE(path);
+        CHECK(near(path) == "/VMIC/Enclosure/Value");
+    }
+    CHECK(near("/VMC/PrimCfg/Fxxm/Value") == "/VMC/PrimCfg/Form/Value");
+    CHECK(near("/VMIC/Options/PXX/Value") == "");
+    CHECK(near_path("abxx", {{"abcd", 0}}) == "abcd");
+    CHECK(near_path("xxcd", {{"abcd", 0}}) == "abcd");
+    CHECK(near_path("axx", {{"abc", 0}}) == "");
+}
+
+TEST_CASE("three edits are never near")
+{
+    for (const char* path : {"/VMIC/Enclosxxx/Value", "/VMIC/xxxlosure/Value", "/VMIC/Enclosx/Value",
+                             "/VMIC/Enclosxrexx/Value", "/VMIC/xyEnclosurr/Value"}) {
+        CAPTURE(path);
+        CHECK(near(path) == "");
+    }
+}
+
+TEST_CASE("one edit is near in a path of three letters, none in one of two")
+{
+    CHECK(near_path("/ac", {{"/ab", 0}}) == "/ab");
+    CHECK(near_path("/abc", {{"/ab", 0}}) == "/ab");
+    CHECK(near_path("/a", {{"/ab", 0}}) == "");
+    CHECK(near_path("/A", {{"/a", 0}}) == "/a");
+    CHECK(near_path("/z", {{"/Z", 0}}) == "/Z");
+    CHECK(near_path("/{", {{"/[", 0}}) == "");
+    CHECK(near_path("/`", {{"/@", 0}}) == "");
+}
+
 TEST_CASE("the nearest of several near paths is chosen, and the first of equally near ones")
 {
     CHECK(near("/VMIC/Options/PQ22/Value") == "/VMIC/Options/PQ2/Value");
@@ -57,7 +91,8 @@ TEST_CASE("an unrelated path is near to none")
 {
     for (const char* path :
          {"/VMIC/Options/Foo/Value", "/b", "/VMIC/SerialNo/Value", "/VMIC/Enc/Value",
-          "/Other/Enclosure/Value", "/VMIC/Enclosure/Extra/Value", "/VMIC/Enclosure/Value/of/it"}) {
+          "/Other/Enclosure/Value", "/VMIC/Enclosure/Extra/Value", "/VMIC/Enclosure/Value/of/it",
+          "/bare/Valux"}) {
         CAPTURE(path);
         CHECK(near(path) == "");
         CHECK(near_path_hint(path, leaves) == "");

@@ -50,7 +50,7 @@ def test_a_write_test_leaves_the_store_as_it_was():
     for leaves in (LEAVES, *(LEAVES | {SCRATCH: value} for value in ("text", "", 7, False))):
         found = examine(leaves, "--write-test", SCRATCH)
         assert found.status == 0, found.output
-        assert f"{SCRATCH} is again as it was" in found.of("ok")
+        assert f"{SCRATCH} is restored" in found.of("ok")
 
 
 def test_nothing_is_written_unless_it_is_asked_for():

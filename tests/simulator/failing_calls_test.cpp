@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 
 using namespace simulator;
@@ -180,6 +181,19 @@ TEST_CASE("an entry that cannot be removed is an error")
     }
     CHECK(remove_entry(folder.fd, "folder"));
     CHECK_FALSE(meter.has("folder"));
+}
+
+TEST_CASE("a removal fails when one file stays, and takes the others")
+{
+    const TestMeter meter("");
+    std::filesystem::create_directories(meter.path("jffs/downloads"));
+    meter.write("jffs/downloads/vmconfig.1", "");
+    meter.write("jffs/downloads/vmconfig.2", "");
+    {
+        const FailingCall busy("unlinkat", EBUSY);
+        CHECK(system("rm -rf /jffs/downloads/vmconfig.*") == 256);
+    }
+    CHECK(meter.has("jffs/downloads/vmconfig.1") != meter.has("jffs/downloads/vmconfig.2"));
 }
 
 TEST_CASE("a first call without a meter finds no faults and fails")

@@ -1,3 +1,4 @@
+#include "simulator/meter.h"
 #include "tests/simulator/test_meter.h"
 
 #include <doctest/doctest.h>
@@ -282,6 +283,7 @@ TEST_CASE("a broken faults file fails every connection, with its line")
         CHECK(standard_error_of([&] { connection = pcd_init(0); }) ==
               meter.path("faults.toml") + ":6: unknown key \"calls\"\n");
         CHECK(connection == nullptr);
+        CHECK(simulator::this_meter().faults.empty());
     }
 }
 
