@@ -9,7 +9,7 @@ enum class Command : unsigned char {
     update_model_number,
     remove_downloads,
     restart_network,
-    count, // no command: how many there are
+    count, // not a command: the number of commands
 };
 
 struct CommandLine {
