@@ -25,7 +25,7 @@ std::string near(const std::string& path)
 
 } // namespace
 
-TEST_CASE("a path is near that differs by its last component alone")
+TEST_CASE("a path that differs only by /Value is near")
 {
     CHECK(near("/VMIC/Enclosure") == "/VMIC/Enclosure/Value");
     CHECK(near("/bare/Value") == "/bare");
@@ -33,7 +33,7 @@ TEST_CASE("a path is near that differs by its last component alone")
     CHECK(near("") == "");
 }
 
-TEST_CASE("a path is near that is mistyped")
+TEST_CASE("a mistyped path is near")
 {
     for (const char* path :
          {"/VMIC/Enclosre/Value", "/VMIC/Enclosuree/Value", "/VMIC/Encolsure/Value",
@@ -81,13 +81,13 @@ TEST_CASE("one edit is near in a path of three letters, none in one of two")
     CHECK(near_path("/`", {{"/@", 0}}) == "");
 }
 
-TEST_CASE("of several near paths it is the nearest, and of equally near ones the first")
+TEST_CASE("the nearest of several near paths is chosen, and the first of equally near ones")
 {
     CHECK(near("/VMIC/Options/PQ22/Value") == "/VMIC/Options/PQ2/Value");
     CHECK(near("/VMIC/Options/PQ3/Value") == "/VMIC/Options/PQ1/Value");
 }
 
-TEST_CASE("a path of its own is near to none")
+TEST_CASE("an unrelated path is near to none")
 {
     for (const char* path :
          {"/VMIC/Options/Foo/Value", "/b", "/VMIC/SerialNo/Value", "/VMIC/Enc/Value",
@@ -100,8 +100,9 @@ TEST_CASE("a path of its own is near to none")
     CHECK(near_path("/VMIC/Enclosure/Value", {}) == "");
 }
 
-TEST_CASE("a hint has the path as TOML writes it")
+TEST_CASE("a hint has the path as a TOML string")
 {
-    CHECK(near_path_hint("/VMIC/Enclosure", leaves) == " (there is \"/VMIC/Enclosure/Value\")");
-    CHECK(near_path_hint("/x\ny", {{"/x\ny/Value", 0}}) == " (there is \"/x\\ny/Value\")");
+    CHECK(near_path_hint("/VMIC/Enclosure", leaves) ==
+          " (did you mean \"/VMIC/Enclosure/Value\"?)");
+    CHECK(near_path_hint("/x\ny", {{"/x\ny/Value", 0}}) == " (did you mean \"/x\\ny/Value\"?)");
 }

@@ -103,6 +103,16 @@ def early_keys(sessions):
     return counts
 
 
+# The reasons that count. Nobody can hold back a key that is on its way when somebody else's Enter or
+# the utility's time-out begins another screen or a command.
+TOO_EARLY = {"command": "while a command was running", "screen": "before a screen was complete"}
+
+
+def too_early(sessions):
+    counts = early_keys(sessions)
+    return [f"{counts[why]} keys were typed {when}" for why, when in TOO_EARLY.items() if why in counts]
+
+
 def problems(meter, settings, result):
     """What is wrong after `apply` or `check` of these settings, as lines of text."""
     before, after, calls = meter.leaves_before, meter.leaves(), meter.calls()
@@ -115,9 +125,7 @@ def problems(meter, settings, result):
     found += [f"{kind}: {path} became {after.get(path)!r}" for path in stray_changes(before, after, settings)]
     if kind in QUIET_RESULTS and (writes(calls) or commands(calls)):
         found.append(f"{kind}, but there were {len(writes(calls))} writes, {len(commands(calls))} commands")
-    early = early_keys(meter.sessions()).get("command", 0)
-    if early:
-        found.append(f"{early} keys were typed while a command was running")
+    found += too_early(meter.sessions())
     return found + wrong_report(after, settings, result)
 
 

@@ -1,13 +1,14 @@
 """Every fault of a meter's store at every call of an apply: never a wrong report."""
 
 import collections
+import re
 
 import fleet_verdict
 import pytest
-from fleet_plans import LEAVES, read_setting
-from fleet_rig import FACTORY_LEAVES, FleetMeter, play, scratch
+from fleet_plans import LEAVES, NETWORK, read_setting, read_settings
+from fleet_rig import FACTORY_LEAVES, FleetMeter, play, scratch, toml
 
-pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
+pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
 
 SETTINGS = {
     "dhcp": True, "ip_address": "198.51.100.20", "subnet_mask": "255.255.0.0", "default_gateway": "198.51.100.1",
@@ -15,6 +16,7 @@ SETTINGS = {
     "serial_number": "101212346", "options_list": "1A-2C-4-WEB-PQ2", "meter_form": 5, "class_amps": 0,
     "nominal_frequency": 0, "enclosure": "K1F",
 }  # fmt: skip
+OPTION_LEAF = re.compile(r"changed: /VMIC/Options/\S+ is not as the options list has it$")
 FAULTY = ("pcd_init", "get_leaves", "set_leaf", "set_leaves", "clear_leaves")
 
 
@@ -82,23 +84,11 @@ def untold(meter, result):
             and not fleet_verdict.same(read_setting(after, key), read_setting(FACTORY_LEAVES, key))]
 
 
-# What the menus show of a leaf that cannot be read.
-SHOWN_WHEN_UNREADABLE = {"dhcp": True, "secondary_dns": ""}
-
-
-def is_never_readable(name, key):
-    """A leaf that no session can read, planned to be what the screens show then."""
-    leaf = LEAVES[key].removesuffix("/Value").replace("/", ".")
-    return name.startswith(f"get_leaves-{leaf}-status-") and name.endswith("from-then-on")
-
-
 def is_shown_nowhere(name, line):
-    """Whether no screen could say so. The utility does not look at the statuses of the option leaves,
-    and no menu shows those leaves: only the options list itself can be verified."""
-    if name.startswith("set_leaves") and "-status-" in name and "as the options list has it" in line:
-        return True
-    return any(is_never_readable(name, key) and f"{key} is" in line
-               for key, shown in SHOWN_WHEN_UNREADABLE.items() if SETTINGS[key] == shown)
+    """The utility ignores the statuses of the option leaves, which it derives from the options list,
+    and no menu shows those leaves. No setting of a plan is one of them: the options list itself is
+    read again."""
+    return name.startswith("set_leaves") and "-status-" in name and OPTION_LEAF.search(line) is not None
 
 
 def check_all(folder, faults):
@@ -137,3 +127,20 @@ def test_a_failed_immediate_write_with_settings_saved_is_unknown(folder):
     assert results["mirror"]["result"] == "unknown"
     assert meter.leaves()[LEAVES["ip_address"]] == "198.51.100.20"
     assert "198.51.100.20" in " ".join(results["mirror"]["messages"])
+    for key, held in read_settings(FACTORY_LEAVES).items():
+        if LEAVES[key].startswith(NETWORK) and key != "ip_address":
+            assert f"the meter shows {key} = {toml(held)}, which is not planned" in results["mirror"]["messages"]
+
+
+@pytest.mark.parametrize("key, held, planned", [("dhcp", False, True), ("secondary_dns", "192.0.2.54", ""),
+                                                ("media_type", "100Base-TX Full", ""), ("meter_form", 2, "")])
+def test_a_planned_value_that_can_never_be_read_is_entered_all_the_same(key, held, planned, folder):
+    """The screens show it as planned. Whatever else is saved, it is saved as well."""
+    leaves = {**FACTORY_LEAVES, LEAVES[key]: held}
+    meter = FleetMeter(folder / "unread", leaves, faults=fault("get_leaves", 0, None, path=LEAVES[key], status=5))
+    settings = {key: planned, "ip_address": "198.51.100.20"}
+    _, results = play("apply", folder, [(meter, settings)])
+    result = results["unread"]
+    assert result["result"] == "changed"
+    assert [entry["setting"] for entry in result["diff"]] == ["ip_address"]
+    assert fleet_verdict.problems(meter, settings, result) == []

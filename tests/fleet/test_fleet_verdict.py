@@ -1,5 +1,6 @@
 """The checks after a session find what they are for: each is shown a session that is wrong in its way."""
 
+import json
 import random
 
 import fleet_plans
@@ -9,7 +10,7 @@ import pytest
 from fleet_rig import FACTORY_LEAVES, FleetMeter
 from harness import piped
 
-pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
+pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
 
 
 def driven(folder, keys, faults=""):
@@ -81,6 +82,14 @@ def test_keys_while_a_command_runs(folder):
     (meter.folder / "sessions").mkdir()
     (meter.folder / "sessions" / "0.jsonl").write_text('{"event": "key", "early": "command"}\n')
     assert "1 keys were typed while a command was running" in problems(meter, {}, "unknown")
+
+
+def test_keys_before_a_screen_was_complete(folder):
+    meter = driven(folder, b"0\n")
+    (meter.folder / "sessions").mkdir()
+    events = [{"event": "key", "early": why} for why in ("screen", "screen that it did not ask for", "")]
+    (meter.folder / "sessions" / "0.jsonl").write_text("".join(f"{json.dumps(event)}\n" for event in events))
+    assert "1 keys were typed before a screen was complete" in problems(meter, {}, "unknown")
 
 
 def test_generated_plans_are_the_same_again_and_ask_for_what_can_be():

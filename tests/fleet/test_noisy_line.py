@@ -7,9 +7,10 @@ import time
 
 import pytest
 from fleet_rig import FACTORY_LEAVES, FleetMeter
+from harness.program import wait_until
 from harness.terminal import Console
 
-pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
+pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
 
 PROMPT = b"==>  "
 
@@ -117,18 +118,81 @@ def test_a_stall_holds_everything_back(folder):
     assert time.monotonic() - begun > 0.95
 
 
+def early_keys(meter, session=0):
+    return [event["early"] for event in meter.sessions()[session] if event["event"] == "key"]
+
+
 def test_a_command_holds_its_screen_back_and_keys_meanwhile_are_noted(folder):
-    meter = FleetMeter(folder / "busy", line={}, command_seconds=0.8)
+    """The key is sent when the command has begun, which its file shows, and long before its end."""
+    meter = FleetMeter(folder / "busy", line={}, command_seconds=5)
     console = console_of(meter)
     read_until(console, PROMPT)
-    type_slowly(console, b"2\r10.9.8.7\r6\ry\r", 0.05)
-    read_until(console, b"Settings saved.")
-    begun = time.monotonic()
+    for keys, wanted in ((b"2\r", b"Server: "), (b"10.9.8.7\r", PROMPT), (b"6\r", b"(y/n): "), (b"y\r", b"saved.")):
+        type_slowly(console, keys)
+        read_until(console, wanted)
+    busy = meter.folder / "busy"
+    wait_until(busy.exists, lambda: "no command runs")
     console.send(b"0")
+    wait_until(lambda: len(early_keys(meter)) == 16, lambda: f"the line got {early_keys(meter)}")
+    assert busy.exists(), "the command ended before its time"
+    assert PROMPT not in console.pending
     read_until(console, PROMPT)
-    assert time.monotonic() - begun > 0.5
+    assert not busy.exists()
     console.close()
-    assert [e["early"] for e in meter.sessions()[0] if e["event"] == "key"][-1] == "command"
+    assert early_keys(meter) == [""] * 15 + ["command"]
+
+
+# --- keys before a screen is complete
+
+# At this rate a screen takes seconds, so that a key finds it incomplete however slow the machine is.
+SLOW = 2400
+
+
+def slow_console(folder, **line):
+    meter = FleetMeter(folder / "slow", line={"baud": SLOW, **line})
+    console = console_of(meter)
+    read_until(console, PROMPT)
+    return meter, console
+
+
+def test_a_key_before_its_screen_is_complete_is_noted(folder):
+    meter, console = slow_console(folder)
+    console.send(b"\r")
+    read_until(console, b"---")
+    console.send(b"1")
+    read_until(console, PROMPT)
+    console.close()
+    assert early_keys(meter) == ["", "screen"]
+
+
+def test_a_key_that_is_typed_at_the_echo_of_another_is_in_time(folder):
+    meter, console = slow_console(folder)
+    console.send(b"12")
+    read_until(console, b"12")
+    console.close()
+    assert early_keys(meter) == ["", ""]
+
+
+def test_only_the_key_on_its_way_is_excused_when_somebody_else_presses_enter(folder):
+    meter, console = slow_console(folder, typists=[{"at_key": 0, "keys": "\r"}])
+    console.send(b"9")
+    read_until(console, b"---")
+    for key in (b"1", b"2"):
+        console.send(key)
+        wait_until(lambda: len(early_keys(meter)) > int(key), lambda: f"{early_keys(meter)}")
+    read_until(console, PROMPT)
+    console.close()
+    assert early_keys(meter) == ["", "screen that it did not ask for", "screen"]
+
+
+def test_control_q_is_for_the_terminal(folder):
+    meter, console = slow_console(folder)
+    console.send(b"\r")
+    read_until(console, b"---")
+    console.send(b"\x11")
+    read_until(console, PROMPT)
+    console.close()
+    assert early_keys(meter) == ["", ""]
 
 
 def test_a_value_is_shown_as_another_once(folder):
