@@ -125,20 +125,20 @@ def hold_contest(rounds, seed, plan):
     The result maps (position of the contender, name of the step) to microseconds, one number for each
     round: the median of the steps with that name. The name "end" is the whole run."""
     texts = [text for contender, steps in plan for text in planned(contender, steps)]
-    told = subprocess.run([BUILD / "contest", str(rounds), str(seed)], check=True, timeout=LIMIT,
+    done = subprocess.run([BUILD / "contest", str(rounds), str(seed)], check=True, timeout=LIMIT,
                           input="".join(f"{text}\0" for text in texts).encode(),
                           stdout=subprocess.PIPE, env=plan[0][0].environment).stdout.decode()
     times = collections.defaultdict(lambda: collections.defaultdict(list))
-    for line in told.splitlines():
+    for line in done.splitlines():
         number, position, name, microseconds = line.split()
         times[int(position), name][number].append(float(microseconds))
     return {what: [statistics.median(part) for part in by_round.values()]
             for what, by_round in times.items()}
 
 
-def ratios(times, floor):
+def ratios(times, baseline):
     """Returns one ratio for each round, because a slow round affects both programs."""
-    return [time / least for time, least in zip(times, floor)]
+    return [time / least for time, least in zip(times, baseline)]
 
 
 def spread(values, digits=0):

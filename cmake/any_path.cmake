@@ -8,6 +8,11 @@ if(CMAKE_SOURCE_DIR MATCHES "['&*?^`]")
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_C_COMPILER_LAUNCHER})
 endif()
 
+# Makefiles name files by their whole paths, in which a colon ends the name for make(1).
+if(CMAKE_GENERATOR MATCHES Makefiles AND "${CMAKE_SOURCE_DIR}${CMAKE_BINARY_DIR}" MATCHES ":")
+    message(FATAL_ERROR "make cannot build in a directory whose path contains a colon: move it, or use Ninja (-G Ninja)")
+endif()
+
 # The directory for the counts of the preset `coverage`. It is set here because CMake quotes the path
 # here, but not in a preset.
 if(CMAKE_CXX_FLAGS MATCHES "-fprofile-instr-generate")

@@ -5,7 +5,7 @@ include(CheckCXXSourceCompiles)
 include(CheckPIESupported)
 
 add_library(build_options INTERFACE)
-target_include_directories(build_options INTERFACE ${PROJECT_SOURCE_DIR}) # includes start at the root
+target_include_directories(build_options INTERFACE ${PROJECT_SOURCE_DIR}) # #include paths start at the project's root
 target_compile_options(build_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 target_compile_options(build_options INTERFACE -Wno-missing-braces) # they would clutter the tables
 

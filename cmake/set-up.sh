@@ -55,7 +55,7 @@ install_missing_packages() {
     say "installing $missing"
     # Continue if this fails: the missing index may not be needed.
     $as_root apt-get update || say "apt-get update failed; trying with the lists that are already here"
-    # shellcheck disable=SC2086 # split into words on purpose
+    # shellcheck disable=SC2086 # split into arguments on purpose
     $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends \
         -o DPkg::Lock::Timeout=600 $missing ||
         stop "apt-get could not install: $missing"
@@ -89,9 +89,9 @@ configure_and_build() {
         stop "the build of build/$preset failed"
 }
 
-# choose_meter START ARGUMENT...: sets meter to the absolute path of the meter that "--meter DIR" names,
-# otherwise METER_SIM_DIR, otherwise build/meter; and the array arguments to the other arguments.
-# A relative path counts from START, the directory in which the script was called.
+# choose_meter START ARGUMENT...: sets `meter` to the absolute path of the meter: the DIR of "--meter DIR", or else
+# $METER_SIM_DIR, or else build/meter. Sets the array `arguments` to the other arguments. A relative path is
+# relative to START, the directory where the user started the script.
 choose_meter() {
     local start=$1
     shift

@@ -1,13 +1,15 @@
 // Running the meter's scripts, and pausing. Both flush standard output first.
 #pragma once
 
+#include <cstddef>
+
 enum class Command : unsigned char {
     reset_passwords,
     restore_defaults,
     update_model_number,
     remove_downloads,
     restart_network,
-    count, // no command: how many there are
+    count, // not a command: the number of commands
 };
 
 struct CommandLine {
@@ -26,16 +28,17 @@ inline constexpr CommandLine command_lines[] = {
 };
 // clang-format on
 
-constexpr bool each_command_has_its_line()
+template <std::size_t count>
+constexpr bool each_command_has_its_line(const CommandLine (&lines)[count])
 {
     unsigned place = 0;
-    for (const CommandLine& line : command_lines) {
+    for (const CommandLine& line : lines) {
         if (line.command != static_cast<Command>(place++))
             return false;
     }
     return place == static_cast<unsigned>(Command::count);
 }
-static_assert(each_command_has_its_line());
+static_assert(each_command_has_its_line(command_lines));
 
 // Flushes standard output, then runs a command through `system`. Ignores its exit status.
 void run_command(Command command);

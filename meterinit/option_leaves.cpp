@@ -9,7 +9,7 @@ namespace
 
 bool options_pending = false;
 
-// The leaf added last to the batch or to a clear.
+// The leaf that was prepared last, for the batch or for the clear action.
 std::string current_path;
 toolkit::CElement current_element;
 

@@ -258,7 +258,7 @@ constexpr bool members_are_neighbours(const OptionToken (&tokens)[count])
 }
 static_assert(members_are_neighbours(option_tokens));
 
-// A leaf of another group would be set to true and, for that group, to false in the same batch.
+// Otherwise one batch could set a leaf to true for its token and to false for its own group.
 template <std::size_t count>
 constexpr bool leaves_are_in_their_groups(const OptionToken (&tokens)[count])
 {

@@ -70,12 +70,11 @@ bool is_in_prim_cfg(const Edit& edit)
     return std::strncmp(edit.path, prim_cfg_branch, std::strlen(prim_cfg_branch)) == 0;
 }
 
-// True when a leaf of the primary configuration is on the set list.
+// Returns true when the save sets a leaf of the primary configuration.
 bool prim_cfg_changed(const std::vector<Edit>& edits)
 {
-    return std::any_of(edits.begin(), edits.end(), [](const Edit& edit) {
-        return is_in_prim_cfg(edit) && !is_emptied(edit);
-    });
+    return std::any_of(edits.begin(), edits.end(),
+                       [](const Edit& edit) { return is_in_prim_cfg(edit) && !is_emptied(edit); });
 }
 
 void collect_triggers(SaveLists& lists)

@@ -13,7 +13,7 @@ struct UpdateTrigger {
     TriggerStage stage;
 };
 
-// A save that writes a leaf below here also writes the trigger of the settings.
+// A save that writes a leaf below this branch also writes the trigger of the settings.
 inline constexpr char prim_cfg_branch[] = "/VMC/PrimCfg/";
 
 // In the order of writing.

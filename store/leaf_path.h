@@ -22,16 +22,16 @@ std::string value_path(const std::string& path);
 // Replaces every path by its `value_path`.
 void append_value_names(std::vector<std::string>& paths);
 
-// Returns the complete paths of the leaves behind `record`, in the order of the rows.
-template <typename Record, std::size_t count>
-std::vector<std::string> leaf_paths(const SettingLeaf<Record> (&leaves)[count],
-                                    const Record& record)
+// Returns the complete paths of the leaves that hold `settings`, in the order of the rows.
+template <typename Settings, std::size_t count>
+std::vector<std::string> leaf_paths(const SettingLeaf<Settings> (&leaves)[count],
+                                    const Settings& settings)
 {
     std::vector<std::string> paths;
-    for (const SettingLeaf<Record>& leaf : leaves)
+    for (const SettingLeaf<Settings>& leaf : leaves)
         paths.push_back(leaf.path);
-    if constexpr (std::is_same_v<Record, InterfaceSettings>)
-        number_paths(paths, 0, count, record.number);
+    if constexpr (std::is_same_v<Settings, InterfaceSettings>)
+        number_paths(paths, 0, count, settings.number);
     append_value_names(paths);
     return paths;
 }

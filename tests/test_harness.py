@@ -121,7 +121,7 @@ SMALL = {"Port": 1, "Reset": 2, "Save": 3}
     ("1⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "1⏎"),
     ("3⏎", {str(n): n for n in range(1, 10)} | {"Reset": 10, "Save": 11}, "11⏎"),
     ("23^?^?3^J", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "23^?^?4^J"),
-    ("4⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "5⏎"),  # was not an item before, and is not one now
+    ("4⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "5⏎"),  # 4 was not an item, and 5 is not one now
     ("9⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "9⏎"),
     ("0⏎", {"Save": 1}, "0⏎"),
     ("-3⏎", {"Save": 1}, "-3⏎"),

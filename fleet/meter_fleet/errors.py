@@ -2,19 +2,19 @@
 
 
 class LinkLost(Exception):
-    """The console cannot be reached any more, or could not be."""
+    """The connection to the console failed or ended."""
 
 
 class Hopeless(LinkLost):
-    """It is no use to connect again."""
+    """The connection failed, and another attempt would fail in the same way."""
 
 
 class Interrupted(Exception):
-    """A signal asks to leave."""
+    """A signal asked the program to end."""
 
 
 class Astray(Exception):
-    """The session is not where it should be: it is left without saving, and another one begins."""
+    """The session went wrong. It is left without saving, and another one begins."""
 
 
 class Foreign(Astray):

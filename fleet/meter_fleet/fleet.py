@@ -1,4 +1,4 @@
-"""Many meters at the same time, in one process."""
+"""Runs a command on many meters at the same time, in one process."""
 
 from __future__ import annotations
 
@@ -44,7 +44,8 @@ async def run_one(meter: Meter, command: Command, records: Path, stop: Stop,
         return Result(meter.name, "unreachable", messages=[reason])
     try:
         return await run_meter(meter, command, record, stop, on_step)
-    except Exception as error:  # a mistake of this program, which no other meter may suffer from
+    # A bug must not end the other meters.
+    except Exception as error:  # pylint: disable=broad-exception-caught
         record.note("".join(traceback.format_exception(error)))
         reason = f"meter-fleet failed: {type(error).__name__}: {error}; see the transcript"
         return Result(meter.name, "unknown", messages=[reason], record=str(record.path))
@@ -54,7 +55,7 @@ async def run_one(meter: Meter, command: Command, records: Path, stop: Stop,
 
 @contextlib.contextmanager
 def stopped_by_signals(stop: Stop) -> Iterator[None]:
-    """Only the main thread can be asked by a signal."""
+    """Asks the meters to leave on SIGINT and SIGTERM. Only the main thread can handle signals."""
     if threading.current_thread() is not threading.main_thread():
         yield
         return
@@ -85,7 +86,7 @@ async def run_all(meters: Sequence[Meter], command: Command, jobs: int, records:
 
 
 def allow_files(jobs: int) -> None:
-    """As many open files as that many meters need, when the system permits it."""
+    """Raises the limit of open files to what so many meters need, where the system permits it."""
     soft, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
     needed = jobs * FILES_A_METER + FILES_BESIDES
     if soft != resource.RLIM_INFINITY and soft < needed:

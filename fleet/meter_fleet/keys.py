@@ -1,8 +1,8 @@
 """Typing: one key, its echo, the next; Enter alone and last.
 
-At most one key is ever on its way. So whatever a line does to it, the keys arrive in order, and
-what the utility holds of a line is known from its echo before Enter is sent. Keys that take back a
-character do nothing on an empty line, and an Enter on an empty line never changes a setting.
+Each key waits for the echo of the one before. The keys therefore arrive in order even on a bad
+line, and the echo shows what the utility holds of a line before Enter is sent. Two keys are always
+safe: Backspace does nothing on an empty line, and Enter on an empty line never changes a setting.
 """
 
 from __future__ import annotations
@@ -18,31 +18,36 @@ from meter_fleet.view import View, assume_prompt, feed
 
 BACKSPACE = "\b"
 ENTER = "\r"
-RESUME = "\x11"  # Control-Q. A key that turned into Control-S on its way stops the output
-IDLE_SECONDS = 30.0  # after which the utility gives up a question, or draws its menu again
-SAFE_SECONDS = 20.0  # since the last key; later, a time-out could come before the next one
+RESUME = "\x11"  # Control-Q: output goes on that a key damaged into Control-S had stopped
+IDLE_SECONDS = 30.0  # without a key: the utility then gives up a question or redraws its menu
+SAFE_SECONDS = 20.0  # since the last key: no time-out of the utility comes before the next one
 SHORTEST_WAIT = 1.0  # for an echo
 WAITS_OF_AN_ECHO = 10  # how many times the usual time of an echo to wait for one
-SETTLE_SECONDS = 0.05  # for another key's echo to come after a wrong one
+SETTLE_SECONDS = 0.05  # after a wrong echo, for more of it to come
 RELEASE_SECONDS = 0.5  # after a stall, for everything that it held back to come
 FLOOD_SECONDS = 10.0  # of output without a pause, where none is expected
 SCREEN_SECONDS = 10.0  # for a screen to begin after its Enter
-QUIET_SECONDS = 1.0  # after which an incomplete screen is not going to be complete
-# A stall of the line lasts up to 35 seconds: the waits for the answers to these keys outlast it.
+QUIET_SECONDS = 1.0  # without output: an incomplete screen then stays incomplete
+# For answers to keys that change nothing. Together they outlast a stall of 35 seconds.
 PROBE_WAITS = (1.0, 2.0, 4.0, 8.0, 12.0, 16.0)
-COMMAND_SECONDS = 250.0  # of 180 seconds, then two drawings of the menu
+COMMAND_SECONDS = 250.0  # a command of 180 seconds, then two redraws of the menu
 TRIES = 8  # for one line
-SURPLUS = 2  # keys to take back beyond those that could be there
+SURPLUS = 2  # Backspaces beyond the number of characters that the line may hold
 
 
 @dataclass
 class Dialog:
-    """A session on a link. `line`: the keys sent since the last line end, those taken back left
-    out. `unseen`: keys whose echo did not come. `damage`: how often anything was not as expected.
-    `foreign`: how often someone else typed, as far as it shows. `enters`: those sent whose line end
-    has not been seen. `busy`: a command may be running, so that no key may be sent.
-    `answering`: the last line end echoed an Enter of ours, so that a screen follows. `suspect`: a
-    line ended that was not ours; a screen that follows shows that it was somebody else's."""
+    """A session on a link.
+
+    `line`: the keys sent since the last line end, without those taken back.
+    `unseen`: the number of keys whose echo did not come.
+    `damage`: how often something unexpected came.
+    `foreign`: how often someone else typed, as far as the screens show it.
+    `busy`: a command may be running, so no key may be sent.
+    `answering`: the last line end echoed our Enter, so a screen follows.
+    `suspect`: a line ended that we did not end. A complete screen after it proves that somebody
+    else pressed Enter.
+    `enters`: the number of Enters sent whose line end has not come."""
 
     link: Link
     view: View = field(default_factory=View)
@@ -59,7 +64,7 @@ class Dialog:
 
 
 def await_line_end(dialog: Dialog) -> None:
-    """An Enter was sent on a line that is not the utility's: its output begins after the line."""
+    """To be called after an Enter on the shell's line: the utility's output begins after it."""
     assume_prompt(dialog.view)
     dialog.view.inexact = 0
     dialog.view.asked.clear()
@@ -73,7 +78,7 @@ def is_doubled(sent: str, typed: str) -> bool:
 
 
 def look_at_lines(dialog: Dialog) -> None:
-    """Whether somebody else ended the lines that were ended, or typed on them."""
+    """Compares each line that ended with the keys sent, and notes damage and foreign keys."""
     for line in dialog.view.lines:
         ours = dialog.enters > 0
         timed_out = time.monotonic() - dialog.last_key > IDLE_SECONDS - 5
@@ -95,7 +100,7 @@ def look_at_lines(dialog: Dialog) -> None:
 
 
 async def listen(dialog: Dialog, seconds: float) -> bool:
-    """Takes what comes within `seconds`. Returns whether anything did."""
+    """Waits up to `seconds` for output and takes it. Returns whether any came."""
     data = await dialog.link.receive(seconds)
     if not data:
         return False
@@ -114,7 +119,7 @@ async def listen_until(dialog: Dialog, is_true: Callable[[], bool], seconds: flo
 
 
 async def settle(dialog: Dialog, pause: float = SETTLE_SECONDS) -> None:
-    """Takes what is still coming, until nothing comes for `pause` seconds."""
+    """Takes output until none has come for `pause` seconds."""
     until = time.monotonic() + FLOOD_SECONDS
     while await listen(dialog, pause):
         if time.monotonic() > until:
@@ -131,8 +136,8 @@ async def send(dialog: Dialog, key: str) -> None:
 
 
 async def resume(dialog: Dialog) -> None:
-    """Lets stopped output go on, and takes what comes. The terminal takes this key, not the
-    utility. A key that follows must find the screen complete, so it waits."""
+    """Lets stopped output go on and takes it, so that the next key finds the screen complete. The
+    terminal handles Control-Q; it never reaches the utility."""
     await dialog.link.send(RESUME.encode())
     await settle(dialog, max(SETTLE_SECONDS, 2 * dialog.echo_seconds))
 
@@ -146,7 +151,7 @@ def learn_echo_time(dialog: Dialog) -> None:
 # -- taking back --
 
 async def take_back_one(dialog: Dialog, wait: float) -> bool:
-    """Returns whether its echo came. Raises Astray when the utility asks something else now."""
+    """Sends a Backspace. Returns whether its echo came. Raises Astray when another screen came."""
     view = dialog.view
     turn, erased, ends = view.turn, view.erased, view.line_ends
 
@@ -164,7 +169,7 @@ async def take_back_one(dialog: Dialog, wait: float) -> bool:
 
 
 async def clear_line(dialog: Dialog) -> None:
-    """At a prompt: makes sure that its line is empty. Raises Astray, and Silent."""
+    """Empties the line at a prompt. Raises Astray when another screen comes, and Silent."""
     view = dialog.view
     turn = view.turn
     if view.typed == "" and view.partial == "" and dialog.unseen == 0:
@@ -186,8 +191,8 @@ async def clear_line(dialog: Dialog) -> None:
 
 
 async def check_released(dialog: Dialog, failures: int, turn: int) -> None:
-    """After keys without an answer: takes what a stall held back. Raises Astray when that is
-    another screen."""
+    """After keys without an answer: takes the output that a stall held back. Raises Astray when
+    another screen is part of it."""
     if failures == 0:
         return
     await settle(dialog, RELEASE_SECONDS)
@@ -204,8 +209,8 @@ def count_foreign_keys(dialog: Dialog) -> None:
 # -- lines --
 
 async def press(dialog: Dialog, key: str) -> bool:
-    """Types one printable key. Returns whether the line now is as it was, and the key. Raises
-    Astray when the utility asks something else now."""
+    """Types one printable key. Returns whether the line grew by exactly this key. Raises Astray
+    when another screen came."""
     view = dialog.view
     typed, turn, ends = view.typed, view.turn, view.line_ends
     dialog.line += key
@@ -232,7 +237,8 @@ async def type_line(dialog: Dialog, text: str) -> bool:
 
 
 async def press_enter(dialog: Dialog) -> None:
-    """Only on a line that is as it should be. A prompt that may have timed out gets none."""
+    """Sends Enter; the caller has checked the line. Raises Astray when the prompt may have timed
+    out since the last key."""
     view = dialog.view
     if time.monotonic() - dialog.last_key > SAFE_SECONDS and view.typed:
         raise Astray("the line was left alone for too long")
@@ -242,8 +248,8 @@ async def press_enter(dialog: Dialog) -> None:
 
 
 async def enter_arrived(dialog: Dialog, ends: int) -> bool:
-    """Waits for the line end that echoes an Enter. Returns False when the Enter was lost, which
-    the answer to a later key shows."""
+    """Waits for the line end that echoes an Enter. Returns False when the Enter was lost: a later
+    key is then echoed on the same line."""
     view = dialog.view
     if await listen_until(dialog, lambda: view.line_ends > ends, echo_wait(dialog)):
         return True
@@ -258,7 +264,7 @@ async def enter_arrived(dialog: Dialog, ends: int) -> bool:
 
 
 async def ask_for_echo(dialog: Dialog) -> None:
-    """Sends a key that changes nothing until anything answers. Raises Silent."""
+    """Sends a key that changes nothing until an answer comes. Raises Silent."""
     for failures, wait in enumerate(PROBE_WAITS):
         try:
             answered = await take_back_one(dialog, wait)
@@ -272,8 +278,8 @@ async def ask_for_echo(dialog: Dialog) -> None:
 
 
 async def find_prompt(dialog: Dialog) -> None:
-    """Waits until the utility asks something that can be read. No key is sent meanwhile: when the
-    question was damaged, the utility draws its screen again after its idle time. Raises Silent."""
+    """Waits until the utility shows a prompt that can be read. It sends no key: the utility redraws
+    a screen that came damaged after its idle time. Raises Silent."""
     view = dialog.view
     if dialog.busy:
         await wait_for_commands(dialog, view.line_ends)
@@ -298,8 +304,8 @@ async def wait_for_redraw(dialog: Dialog) -> None:
 
 
 async def answer(dialog: Dialog, text: str) -> None:
-    """At a prompt: types the text, with nothing else on its line, and Enter; then waits for the
-    next prompt. Raises Astray when the prompt went away before Enter was sent, and Silent."""
+    """Types the text and Enter at a prompt, with nothing else on the line, and waits for the next
+    prompt. Raises Astray when another screen came before Enter was sent, and Silent."""
     for _ in range(TRIES):
         if not await type_line(dialog, text):
             continue
@@ -312,7 +318,7 @@ async def answer(dialog: Dialog, text: str) -> None:
 
 
 async def wait_for_commands(dialog: Dialog, ends: int) -> None:
-    """Until a prompt comes, whose line end is later than the first `ends`. Raises Silent."""
+    """Waits for a prompt that follows at least `ends` line ends. Raises Silent."""
     view = dialog.view
     if not await listen_until(
             dialog, lambda: view.line_ends >= ends and view.prompt is not None, COMMAND_SECONDS):
@@ -322,7 +328,7 @@ async def wait_for_commands(dialog: Dialog, ends: int) -> None:
 
 
 async def answer_and_wait(dialog: Dialog, text: str) -> None:
-    """As `answer`, but sends no key after Enter until a prompt comes: commands may be running."""
+    """Like `answer`, but sends no key after Enter until a prompt comes: commands may be running."""
     dialog.busy = True
     for _ in range(TRIES):
         if await type_line(dialog, text):

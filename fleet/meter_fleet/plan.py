@@ -1,4 +1,4 @@
-"""Plans: read, checked against what the menus can bring about, and printed."""
+"""Reads, checks and prints plans. A plan may ask only for values that the menus can bring about."""
 
 from __future__ import annotations
 
@@ -41,8 +41,8 @@ class PlanError(Exception):
 
 @dataclass(frozen=True)
 class Login:
-    """`password_env` names the environment variable that holds the password; the password itself is
-    never kept. `prompt` is a regular expression for the end of the shell's prompt."""
+    """`password_env` names the environment variable that holds the password, which is never kept.
+    `prompt` is a regular expression that matches the end of the shell's prompt."""
 
     user: str = ""
     password_env: str = ""
@@ -129,7 +129,7 @@ CONSOLES: dict[str, Callable[[str, str, str], Console]] = {
 
 
 def parse_console(text: str) -> Console:
-    """Raises ValueError with the reason when it is none."""
+    """Raises ValueError with the reason when the text names no console."""
     kind, colon, rest = text.partition(":")
     if not colon or kind not in CONSOLES:
         raise ValueError(f"must begin with one of {', '.join(f'{one}:' for one in CONSOLES)}")
@@ -141,8 +141,8 @@ def parse_console(text: str) -> Console:
 # -- one meter --
 
 class Checker:
-    """Collects the problems of a table; `where` is its key and the keys of its defaults, to name
-    the line on which a value stands."""
+    """Checks the values of one meter's table. `say` is called with the key and reason of each
+    problem."""
 
     def __init__(self, say: Callable[[Key, str], None]) -> None:
         self.say = say
@@ -221,7 +221,7 @@ def check_console(checker: Checker, table: Mapping[str, object]) -> Console:
 def check_program(checker: Checker, table: Mapping[str, object]) -> str:
     program = checker.text(table, "program", DEFAULT_PROGRAM)
     if not program.isascii() or program != program.strip():
-        checker.reject(("program",), "program may hold ASCII characters only, no blanks at an end")
+        checker.reject(("program",), "program must be ASCII, without spaces at either end")
     return program
 
 
@@ -260,7 +260,8 @@ def meter_of(table: Mapping[str, object]) -> Meter:
 # -- files --
 
 def with_defaults(defaults: Mapping[str, object], table: Mapping[str, object]) -> dict[str, object]:
-    """Settings and login are taken key by key, anything else as a whole."""
+    """Merges the tables `settings` and `login` key by key. Any other key of a meter replaces the
+    default."""
     merged = {**defaults, **table}
     for key in ("settings", "login"):
         ours, theirs = table.get(key), defaults.get(key)

@@ -1,4 +1,4 @@
-"""The progress: on a terminal one line for each working meter, the totals, the time left."""
+"""Shows progress: on a terminal one line per working meter, the totals and the time left."""
 
 from __future__ import annotations
 
@@ -19,7 +19,7 @@ LINES_BESIDES = 4  # of the display, apart from those of the meters
 
 
 class Display(Protocol):
-    """What a run reports to: results for standard output, messages for standard error."""
+    """Prints results to standard output and messages to standard error."""
 
     def __enter__(self) -> object: ...
 
@@ -34,7 +34,7 @@ class Display(Protocol):
 
 
 def result_text(result: Result) -> str:
-    """One meter for people: its line, what differs or was changed, and the messages."""
+    """The result of one meter as text: its line, its differences and its messages."""
     lines = [f"{result.name}: {result.result} ({result.seconds:.1f} s)"]
     lines += [f"    {one.setting}: {shown(one.before)} -> {shown(one.after)}"
               for one in result.diff]
@@ -43,7 +43,7 @@ def result_text(result: Result) -> str:
 
 @dataclass
 class Plain:
-    """Where no terminal shows it: only the results."""
+    """Prints only results, for output that is not a terminal."""
 
     def __enter__(self) -> object:
         return self
@@ -53,9 +53,10 @@ class Plain:
         sys.stdout.flush()
 
     def step(self, name: str, step: str) -> None:
-        """Steps are for the eye."""
+        """Prints nothing: a step is no result."""
 
     def done(self, result: Result, text: str) -> None:
+        del result  # Rich counts it
         print(text, flush=True)
 
     def complain(self, text: str) -> None:
@@ -83,7 +84,7 @@ class Totals:
 
 
 class Rich:
-    """On a terminal. The results scroll above the display when standard output is the terminal."""
+    """For a terminal. Results scroll above the display when standard output is the terminal."""
 
     def __init__(self, count: int) -> None:
         from rich.console import Console  # only here: it takes a while to load

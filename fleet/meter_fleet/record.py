@@ -1,9 +1,8 @@
 """The transcript of one meter: every byte sent and received with its time.
 
-It is in the notation of the dialogue tests (tests/harness/dialogue.py reads it): the output as it
-came, the keys in ‹ › where they were sent. The times follow at the end, since that notation has no
-place for them: one line for each piece, with its length. Several sessions with one meter follow
-each other in one transcript.
+It has the notation of the dialogue tests, which tests/harness/dialogue.py reads: the output as it
+came, with the keys in ‹ › where they were sent. That notation has no times, so they follow at the
+end: one line per piece, with its length. One transcript holds all sessions with a meter.
 """
 
 from __future__ import annotations
@@ -42,8 +41,8 @@ def echoed_text(byte: int) -> str:
 
 
 class Record:
-    """A transcript that is being written. What is received reaches the file when the next key is
-    sent, so that a secret can still be taken out of it."""
+    """A transcript that is being written. Output reaches the file when the next key is sent, so
+    that the echo of a password can still be removed."""
 
     def __init__(self, path: Path, name: str) -> None:
         self.path = path
@@ -67,7 +66,7 @@ class Record:
         self.line_begins = text.endswith("\n")
 
     def write_key(self) -> None:
-        """The key that was sent, with its echo when that came."""
+        """Writes the key that was sent, with its echo if that came."""
         if self.key is None:
             return
         key, self.key = self.key, None
@@ -100,14 +99,14 @@ class Record:
         self.output += data
 
     def sent_secret(self, secret: bytes) -> None:
-        """A password: neither it nor an echo of it is written."""
+        """Sends a password. Neither the password nor its echo is written."""
         self.write_output()
         self.note_time("sent a password, which is left out")
         if secret:
             self.secrets.append(secret)
 
     def note(self, text: str) -> None:
-        """What happened apart from bytes."""
+        """Writes a remark."""
         self.note_time(text)
 
     def close(self) -> None:
@@ -119,7 +118,7 @@ class Record:
 
 
 def open_record(folder: Path, name: str) -> Record:
-    """A new file in `folder`, which is made when it is missing."""
+    """Creates a new file in the directory `folder`, and the directory when it is missing."""
     folder.mkdir(parents=True, exist_ok=True)
     stem = re.sub(r"[^A-Za-z0-9._-]+", "_", name).strip(".") or "meter"
     began = time.strftime("%Y%m%dT%H%M%SZ", time.gmtime())

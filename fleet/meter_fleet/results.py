@@ -1,4 +1,4 @@
-"""What becomes of one meter."""
+"""The result of one meter."""
 
 from __future__ import annotations
 
@@ -43,7 +43,7 @@ class Result:
 
 
 def as_json(result: Result) -> str:
-    """One line, without its end."""
+    """The JSON object as one line, without a line end."""
     members = vars(result) | {"diff": [vars(one) for one in result.diff],
                               "seconds": round(result.seconds, 3)}
     return json.dumps(members)

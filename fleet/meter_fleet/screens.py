@@ -1,10 +1,10 @@
-"""The grammar of everything that the utility shows; anything else is an error.
+"""The grammar of everything that the utility shows. Any other output is an error.
 
-The output of a session is a row of exchanges. Each begins after the line end of the one before:
-messages, then a prompt: a menu that asks for a choice, or a question. What follows a prompt is the
-echo of keys, up to the next line end.
+The output of a session is a sequence of exchanges. An exchange is any messages and then a prompt. A
+prompt is a menu or a question. The echo of keys follows, up to the line end that ends the exchange.
 
-Carriage returns are left out first: they only come with line ends. Bytes are characters 0 to 255.
+The caller removes carriage returns first: they come only with line ends. A byte is one character, 0
+to 255.
 """
 
 from __future__ import annotations
@@ -29,7 +29,7 @@ EXIT = "Exit"
 EXIT_UNSAVED = "Exit without saving"
 BACK = "Exit to previous menu"
 
-# Lines that are never chosen, whatever happens.
+# Lines that are never chosen.
 FORBIDDEN_LINES = (PASSWORDS_LINE, CLEAR_LINE, FACTORY_LINE)
 
 SAVE_QUESTION = "Save & apply all settings? (y/n)"
@@ -48,7 +48,7 @@ class Menu:
 
 @dataclass(frozen=True)
 class Question:
-    """`media_types`: those that the question of the media type offers, in their order."""
+    """`media_types`: what the media type question offers, in its order; empty for the others."""
 
     text: str
     media_types: tuple[str, ...] = ()
@@ -56,7 +56,7 @@ class Question:
 
 @dataclass(frozen=True)
 class Damaged:
-    """The end of a menu whose lines could not be read, or a prompt that could not be."""
+    """A prompt of which a part could not be read. `is_menu`: it asks for a menu's choice."""
 
     is_menu: bool
 
@@ -85,7 +85,7 @@ RULE = "-" * SCREEN_WIDTH
 
 
 def frame(title: str) -> str:
-    """The title stands in the middle, an odd dash to its right."""
+    """The title is centred, with an odd dash to its right."""
     dashes = SCREEN_WIDTH - 2 - len(title)
     left = dashes // 2
     return re.escape(f"{RULE}\n{'-' * left} {title} {'-' * (dashes - left)}\n{RULE}\n\n")
@@ -96,7 +96,7 @@ def choice(number: str, label: str) -> str:
 
 
 def value_line(number: str, label: str, value: str) -> str:
-    """The value is padded to 38 columns and may be longer, which shows a lost byte."""
+    """The value is padded to 38 columns. A longer value is kept; a shorter one lost a byte."""
     return rf"{number}  {re.escape(f'{label:<30}')}  :  {value}\n"
 
 
@@ -147,7 +147,7 @@ def decimal_value(text: str) -> int:
 
 
 def index_text(setting: Setting, shown: str) -> str | None:
-    """The text of a number that is shown with its name, or None when the two do not agree."""
+    """The text of a number that is shown with its name, or None when number and name differ."""
     invalid = shown.endswith(INVALID)
     text = shown.removesuffix(INVALID) if invalid else shown.rpartition(setting.infix)[0]
     number = decimal_value(text)
@@ -157,8 +157,8 @@ def index_text(setting: Setting, shown: str) -> str | None:
 
 
 def shown_text(setting: Setting, field: str) -> str | None:
-    """The text behind a value as the screen shows it, or None when the screen cannot show it so.
-    Blanks at the end are the screen's; a value cannot be told from one with more of them."""
+    """The text of a shown value, or None when the screen never shows such a value. Trailing spaces
+    are padding: a value that ends in spaces looks the same as one that does not."""
     shown = field.rstrip(" ")
     if shown in (known := SHOWN_AS.get(setting.name, NOTHING)):
         return known[shown]
@@ -253,7 +253,7 @@ PLAIN_QUESTION = "(?P<text>" + "|".join(map(re.escape, QUESTION_TEXTS)) + "): "
 ANY_HELP = "(?:" + "|".join(HELP.values()) + ")?"
 ANY_QUESTION = re.compile(rf"{ANY_HELP}{PLAIN_QUESTION}|{MEDIA_TYPES}")
 
-# The questions whose choice prints a help first. The enclosure's is asked again without it.
+# The questions that print a help first. The enclosure's may come again without its help.
 HELP_BEFORE = {SETTINGS[name].question: re.compile(text) for name, text in HELP.items()}
 MAY_LACK_HELP = SETTINGS["enclosure"].question
 
@@ -330,7 +330,7 @@ MESSAGE_PATTERNS = {
     "option_count": r"Could be an error, totalChars=\d+, validChars=\d+\n",
     "not_an_option": r"\nError: [^\n]* is NOT a valid option\.",
     "not_an_enclosure": r"Error: [^\n]* is NOT a valid enclosure type\.\n",
-    # The byte 0x93 stands in the message of the DHCP leaf.
+    # The message of the DHCP leaf has the byte 0x93 before the path.
     "leaf_not_set": "set_leaf failed for \x93?/VMC/Comms/EthPort/1/General/"
                     "(?:DHCP|IPAddress|SubnetMask|DefaultGateway)/Value\n",
 }
@@ -356,7 +356,7 @@ def read_prompt(text: str, start: int) -> tuple[Menu | Question, int] | None:
 
 
 def read_exchange(text: str) -> Exchange | None:
-    """The exchange with which `text` begins, or None when it is not complete or not in the
+    """The exchange at the beginning of `text`, or None when it is incomplete or not in the
     grammar."""
     messages: list[Message] = []
     place = 0
@@ -377,9 +377,9 @@ LAST_CHOICE = re.compile(rf"(?:^|\n){re.escape(CHOOSE)}(?P<typed>[^\n]*)$")
 
 
 def read_damaged(text: str) -> tuple[Prompt, int] | None:
-    """The prompt with which a text ends that is not in the grammar, and where the prompt ends. It
-    is at the end of the text but for the keys that were echoed since. A complete menu is only
-    returned when all of it is in the grammar; of a question only the line itself is needed."""
+    """Finds the last prompt of a text that is not in the grammar. Returns it and where it ends, or
+    None. Only echoes of keys may follow it. A menu is returned when all of its own lines are in the
+    grammar; a question needs only its own line."""
     for pattern in (ANY_MENU, ANY_MEDIA_QUESTION):
         for match in pattern.finditer(text):
             whole = read_menu(match) if pattern is ANY_MENU else read_media_question(match)

@@ -1,8 +1,8 @@
 """One session with the utility: go to a menu, read it, edit, save, leave.
 
-A value is believed when a complete screen showed it. A choice is a number that such a screen gave
-its label. Whatever else happens, the way on is an Enter on an empty line, which changes nothing
-and has the utility draw its screen again.
+A value counts only when a complete screen showed it. A choice is the number that such a screen
+gives to a label. In any other situation the session presses Enter on an empty line, which changes
+nothing and makes the utility redraw its screen.
 """
 
 from __future__ import annotations
@@ -26,15 +26,15 @@ from meter_fleet.view import ERASED
 STEPS = 60  # screens on the way to one menu
 EDIT_TRIES = 6
 SAVE_TRIES = 3
-UNREAD_TRIES = 4
+UNREAD_TRIES = 4  # screens on which the utility says that it could not read
 START_SECONDS = 30.0  # for the utility's first screen
 LEAVE_SECONDS = 10.0  # for the shell's prompt, or the end of a local command
-MOST_FOREIGN_READING = 2  # keys of someone else, while there is nothing to lose
+MOST_FOREIGN_READING = 2  # foreign keys that are ignored while nothing was edited
 
 WAY_IN = {"port": PORT_LINE, "init": INIT_LINE}
 OPTIONS_QUESTION = SETTINGS["options_list"].question
 
-# The port's values that a save also writes where no menu shows them.
+# The port's values that a save writes a second time, to leaves that no menu shows.
 MIRRORED = ("dhcp", "ip_address", "subnet_mask", "default_gateway")
 
 
@@ -48,10 +48,10 @@ class NotOffered(Exception):
 
 @dataclass
 class Session:
-    """`shell`: where the utility was started, None when the link is the utility itself. `expected`:
-    what each menu has to show, filled by reading and changed by editing. `edited`: the settings
-    that were entered. `options_sure`: the last options list that the utility checked is the
-    plan's, as far as it was entered."""
+    """`shell`: where the utility was started, or None when the link is the utility itself.
+    `expected`: the text of each setting that the menus must show; reading fills it and editing
+    changes it. `edited`: the settings that were entered. `options_sure`: the utility checked no
+    other options list after the planned one."""
 
     dialog: Dialog
     shell: Shell | None = None
@@ -61,7 +61,7 @@ class Session:
 
 
 def is_clean(session: Session) -> bool:
-    """Nothing in this session was ever other than expected."""
+    """Whether nothing unexpected came in this session."""
     return session.dialog.damage == 0 and session.dialog.view.inexact == 0
 
 
@@ -74,7 +74,7 @@ def check_foreign(session: Session) -> None:
 # -- starting --
 
 async def begin_run(session: Session) -> None:
-    """The link is the utility itself, which is starting."""
+    """Waits for the first prompt of a link that is the utility itself."""
     try:
         await first_prompt(session)
     except LinkLost:
@@ -117,8 +117,8 @@ async def first_prompt(session: Session) -> None:
 
 
 async def attend(dialog: Dialog, where: Shell) -> Session:
-    """A utility that somebody left: waits until it has drawn its screen again by itself, when
-    whatever was typed before is forgotten."""
+    """For a utility that somebody left running. Waits until it redraws its screen by itself, which
+    also discards the characters typed before."""
     session = Session(dialog, where)
     view = dialog.view
     await keys.listen_until(dialog, lambda: isinstance(view.prompt, Menu), shell.REDRAW_SECONDS)
@@ -143,8 +143,8 @@ async def choose(session: Session, menu: Menu, label: str) -> None:
 
 
 def watch_options(session: Session) -> None:
-    """Whether the options question was seen where it was not asked for: answered by an Enter, it
-    makes the utility forget which options the accepted list stands for."""
+    """Clears `options_sure` when the options question came unasked. An Enter there makes the
+    utility discard the option leaves that it prepared for the accepted list."""
     view = session.dialog.view
     for prompt in view.asked:
         if isinstance(prompt, Damaged) and not prompt.is_menu:
@@ -155,7 +155,7 @@ def watch_options(session: Session) -> None:
 
 
 async def step(session: Session, kind: str) -> Menu | None:
-    """One screen nearer to the menu. Returns it when it is there."""
+    """Goes one screen towards the menu. Returns the menu when the utility shows it."""
     dialog = session.dialog
     await keys.find_prompt(dialog)
     check_foreign(session)
@@ -178,12 +178,12 @@ async def step(session: Session, kind: str) -> Menu | None:
 
 
 def says(session: Session, names: tuple[str, ...]) -> str:
-    """The text of the first of these messages on the last screen, or ""."""
+    """The first of these messages on the last screen, or ""."""
     return next((one.text for one in session.dialog.view.messages if one.name in names), "")
 
 
 async def go_to(session: Session, kind: str) -> Menu:
-    """Comes to a complete screen of the menu, with values that the utility could read."""
+    """Goes to a menu. Returns a complete screen of it whose values the utility could read."""
     unread = 0
     for _ in range(STEPS):
         try:
@@ -206,7 +206,7 @@ async def go_to(session: Session, kind: str) -> Menu:
 # -- reading --
 
 def unexpected(session: Session, menu: Menu) -> str:
-    """What the menu shows that was not read or entered before, or ""."""
+    """The first value that differs from what was read or entered before, as a message, or ""."""
     for name, text in menu.values.items():
         if (known := session.expected.get(name, text)) != text:
             return f"{name} was {known!r} and is now {text!r}"
@@ -214,7 +214,7 @@ def unexpected(session: Session, menu: Menu) -> str:
 
 
 async def look(session: Session, kind: str, is_trusted: Callable[[Menu], bool]) -> Menu:
-    """The menu as one screen shows it that is trusted, or as two after each other do."""
+    """Returns the menu of one trusted screen, or of two equal screens in a row."""
     menu = await go_to(session, kind)
     for _ in range(STEPS):
         if is_trusted(menu):
@@ -232,12 +232,12 @@ async def redraw_menu(session: Session) -> None:
     except (Foreign, Silent):
         raise
     except Astray:
-        return  # another screen comes, which is as good
+        return  # another screen came, which serves as well
 
 
 async def look_at(session: Session, kind: str) -> Menu:
-    """The menu, with nothing unexpected. A value that is not what was read or entered before may
-    come from a bad line, or from somebody else. Either way it cannot be built on."""
+    """Returns the menu with the expected values. Raises Astray for any other value: it comes from a
+    bad line or from somebody else, so the session must not save it."""
     menu = await look(session, kind, lambda menu: not unexpected(session, menu))
     if reason := unexpected(session, menu):
         raise Astray(reason)
@@ -245,8 +245,8 @@ async def look_at(session: Session, kind: str) -> Menu:
 
 
 async def read_menu(session: Session, kind: str, doubtful: Mapping[str, str]) -> None:
-    """Reads a menu: twice when anything was unexpected in this session, or when it shows one of
-    the doubtful values."""
+    """Reads a menu. Reads it twice after anything unexpected in this session, and when it shows one
+    of the doubtful values."""
     def is_trusted(menu: Menu) -> bool:
         in_doubt = any(doubtful.get(name) == text for name, text in menu.values.items())
         return is_clean(session) and not in_doubt and not unexpected(session, menu)
@@ -259,13 +259,13 @@ async def read_menu(session: Session, kind: str, doubtful: Mapping[str, str]) ->
 
 
 def is_doubtful(name: str, text: str) -> bool:
-    """Whether the menus show this value also for one that the utility could not read."""
+    """Whether the menus show a value that the utility could not read in the same way."""
     return text == as_text(SETTINGS[name].when_missing)
 
 
 async def read_all(session: Session, kinds: list[str], goal: Mapping[str, str]) -> None:
-    """Reads these menus into `expected`, and comes back to the main menu. A value that a menu
-    shows as planned may be shown so because the utility could not read it: it is read twice."""
+    """Reads these menus into `expected` and returns to the main menu. Reads a menu twice that shows
+    a doubtful value as planned: one failed read of the utility then does not count."""
     doubtful = {name: text for name, text in goal.items() if is_doubtful(name, text)}
     for kind in kinds:
         comes_again = kind == "main" and len(kinds) > 1
@@ -289,8 +289,8 @@ async def ask(session: Session, setting: Setting) -> bool:
 
 
 async def offered_media_types(session: Session) -> tuple[str, ...]:
-    """What the port offers, as two complete screens after each other say; one is enough when
-    nothing in this session was unexpected."""
+    """The media types that the port offers. Two equal screens in a row must show them, or one when
+    nothing unexpected came in this session."""
     setting = SETTINGS["media_type"]
     seen: list[tuple[str, ...]] = []
     for _ in range(STEPS):
@@ -310,7 +310,7 @@ async def offered_media_types(session: Session) -> tuple[str, ...]:
 
 
 def typed_for(session: Session, setting: Setting, text: str) -> str | None:
-    """What to type for a value, None when the question does not offer it."""
+    """The keys that enter a value, or None when the question does not offer it."""
     if setting.name == "dhcp":
         return "y" if text == "true" else "n"
     if setting.name == "media_type":
@@ -341,7 +341,7 @@ async def enter_once(session: Session, setting: Setting, text: str) -> bool:
 
 
 async def now_shows(session: Session, setting: Setting, text: str) -> bool:
-    """Whether the menu shows the value, and every other one as before."""
+    """Whether the menu shows the value. Raises Astray when another value changed."""
     others = {name: value for name, value in session.expected.items() if name != setting.name}
     session.expected[setting.name] = text
     menu = await look(session, setting.menu, lambda menu: not unexpected(session, menu))
@@ -352,7 +352,7 @@ async def now_shows(session: Session, setting: Setting, text: str) -> bool:
 
 
 async def enter(session: Session, setting: Setting, text: str) -> None:
-    """Enters a value that the menu does not show yet. What it shows then was accepted."""
+    """Enters a value that the menu does not show yet, until the menu shows it."""
     for _ in range(EDIT_TRIES):
         try:
             if await enter_once(session, setting, text):
@@ -372,15 +372,15 @@ OTHER_ADDRESSES = ("0.0.0.0", "0.0.0.1")
 
 
 def passing_value(session: Session, setting: Setting) -> str:
-    """A valid value that the menu does not show now, to be replaced before the save."""
+    """A valid value other than the one shown. It is replaced before the save."""
     usual = OTHER_INDEXES if setting.names else OTHER_ADDRESSES
     shown = session.expected[setting.name]
     return next(one for one in OTHER_VALUES.get(setting.name, usual) if one != shown)
 
 
 async def change(session: Session, setting: Setting, text: str) -> None:
-    """Brings a value about. A value is removed, or entered as it was already, by way of another
-    one: the utility forgets the removal of a value that was not edited."""
+    """Enters a value. To remove a value, or to enter the one that is shown, it first enters another
+    valid value: the utility discards the removal of a value that was not edited."""
     if setting.name != "media_type" and text in ("", session.expected[setting.name]):
         await enter(session, setting, passing_value(session, setting))
     await enter(session, setting, text)
@@ -388,7 +388,7 @@ async def change(session: Session, setting: Setting, text: str) -> None:
 
 ORDER = ("primary_dns", "secondary_dns", "media_type", "dhcp", "ip_address", "subnet_mask",
          "default_gateway", "serial_number", "meter_form", "class_amps", "nominal_frequency",
-         "enclosure", "options_list")  # last, since nothing may be asked there after it
+         "enclosure", "options_list")  # last: a later entry could discard the option leaves
 
 
 async def edit(session: Session, wanted: Mapping[str, str]) -> None:
@@ -400,9 +400,9 @@ async def edit(session: Session, wanted: Mapping[str, str]) -> None:
 # -- saving --
 
 class Outcome(enum.Enum):
-    SAVED = "saved"  # all of it, and the utility said so
-    FAILED = "failed"  # the utility said so
-    UNCLEAR = "unclear"  # what it said could not be read
+    SAVED = "saved"  # the utility reported success and no failure
+    FAILED = "failed"  # the utility reported a failure
+    UNCLEAR = "unclear"  # the report could not be read
 
 
 @dataclass(frozen=True)
@@ -412,7 +412,7 @@ class Saving:
 
 
 def messages_of_success(edited: list[str]) -> list[str]:
-    """What a save of these settings says, in its order, when all of it succeeds."""
+    """The messages of a save of these settings that succeeds, in their order."""
     names = []
     if "options_list" in edited:
         names += ["options_set", "logs_sent"]
@@ -426,8 +426,8 @@ SHORTEST_FAILURE = len("set_leaf failed for /VMC/Comms/EthPort/1/General/DHCP/Va
 
 
 def has_no_room_for_failure(session: Session, heard: str) -> bool:
-    """Whether a damaged report of a save is too short to say more than success. A save that failed
-    in any other way than one of the port's mirrored leaves goes on offering to save."""
+    """Whether a damaged report of a save is too short to hold a failure message. Only a mirrored
+    leaf of the port can fail without the menu still offering to save."""
     if not any(name in MIRRORED for name in session.edited):
         return True
     success = sum(len(MESSAGES[name]) for name in messages_of_success(session.edited))
@@ -436,7 +436,7 @@ def has_no_room_for_failure(session: Session, heard: str) -> bool:
 
 
 async def judge(session: Session) -> Saving | None:
-    """What the screen after a save says. None: nothing was saved, and it can be tried again."""
+    """Reads the screen after a save. Returns None when nothing was saved, to try again."""
     view = session.dialog.view
     heard, exact, messages = view.heard, view.exact, view.messages
     menu = await look_at(session, "main")
@@ -453,14 +453,14 @@ async def judge(session: Session) -> Saving | None:
 
 
 async def look_again(session: Session) -> None:
-    """Before a save on a bad line: every screen once more, as it is going to be saved."""
+    """Before a save on a bad line: compares every menu with the expected values once more."""
     for kind in ("port", "init"):
         if any(SETTINGS[name].menu == kind for name in session.expected):
             await look_at(session, kind)
 
 
 async def save(session: Session, before_saving: Callable[[], None]) -> Saving:
-    """Saves what was edited. `before_saving` is called before the key that does it."""
+    """Saves the edits. Calls `before_saving` before it types the answer that starts the save."""
     if not is_clean(session):
         await look_again(session)
     for _ in range(SAVE_TRIES):
@@ -484,7 +484,7 @@ async def save(session: Session, before_saving: Callable[[], None]) -> Saving:
 # -- leaving --
 
 async def has_left(session: Session) -> bool:
-    """After the key that leaves: whether the utility ended. False when it asks something."""
+    """After the Enter that leaves: whether the utility ended. False when it shows a question."""
     dialog = session.dialog
     ends = dialog.view.line_ends
     until = time.monotonic() + LEAVE_SECONDS
@@ -505,7 +505,8 @@ async def has_left(session: Session) -> bool:
 
 
 async def wakes_shell(session: Session) -> bool:
-    """Nothing came: either the Enter was lost, or what the shell shows was."""
+    """Called when nothing came: the Enter was lost, or the shell's prompt. Returns whether the
+    shell answers."""
     dialog = session.dialog
     dialog.damage += 1
     if session.shell is None or dialog.view.prompt is not None:
@@ -547,7 +548,7 @@ async def leave_by_menus(session: Session) -> None:
 
 
 async def go_to_leave(session: Session) -> Menu:
-    """The main menu, whether or not its values can be read."""
+    """Goes to the main menu. Its values need not be readable."""
     dialog = session.dialog
     for _ in range(STEPS):
         try:

@@ -1,6 +1,6 @@
 """The settings of a plan: where the menus show each one, and which values they can bring about.
 
-One row a setting, in the order in which a plan names them and a session edits them.
+The table has one row per setting, in the order in which plans and reports list them.
 """
 
 from __future__ import annotations
@@ -43,8 +43,8 @@ ENCLOSURES = (
 )
 ENCLOSURE_CODES = tuple(code for _, code, _ in ENCLOSURES)
 
-# A list has at most one member of each group; the others stand alone. Power quality's PQR goes with
-# any member of its group.
+# A list has at most one member of each group. PQR is in no group: it may be next to PQ1, PQ2 or
+# PQ3.
 OPTION_GROUPS = {
     "serial ports": ("1A", "1B", "1C"),
     "Ethernet and Wi-Fi ports": ("2A", "2B", "2C"),
@@ -66,14 +66,14 @@ def why_no_flag(value: object) -> str:
 
 
 def why_no_text(value: object) -> str:
-    """What holds for every text: the utility keeps blanks, and its screens do not show those at the
-    end, so that a plan with them could never be verified."""
+    """The rules for every text. The utility stores spaces at an end, but its screens do not show
+    them, so a plan with such spaces could never be verified."""
     if not isinstance(value, str):
         return "must be a string"
     if not all(" " <= one <= "~" for one in value):
         return "may hold printable ASCII characters only"
     if value != value.strip(" "):
-        return "has blanks at an end, which would be stored"
+        return "has spaces at an end, which would be stored"
     return ""
 
 
@@ -171,9 +171,10 @@ def why_no_enclosure(value: object) -> str:
 
 @dataclass(frozen=True)
 class Setting:
-    """`menu`: main, port or init. `label` is its line there, `question` what its choice asks.
-    `why_rejected` returns why a plan may not ask for a value, or "". `when_missing`: what the
-    screen shows when the meter has no such value or could not read it, as a plan has it."""
+    """`menu`: main, port or init. `label`: its line in that menu. `question`: what the utility asks
+    after the choice. `why_rejected` returns why a plan may not ask for a value, or "".
+    `when_missing`: the plan's value for what the screen shows when the meter has no such value or
+    could not read it."""
 
     name: str
     menu: str
@@ -181,7 +182,7 @@ class Setting:
     question: str
     why_rejected: Callable[[object], str]
     when_missing: Value = ""
-    names: tuple[str, ...] = ()  # of a number's meanings, "" for texts
+    names: tuple[str, ...] = ()  # the names of a number's values; empty for texts
     infix: str = ""  # between a number and its name on the screen
 
 
@@ -206,7 +207,7 @@ SETTINGS = {one.name: one for one in (
             infix=" = Class Amps "),
     Setting("nominal_frequency", "init", "Meter Frequency", "Enter Meter Frequency",
             lambda value: why_no_index(value, FREQUENCIES), names=FREQUENCIES, infix=" = "),
-    # "Enclossure": spelt so on the screen
+    # "Enclossure" is the screen's own spelling, kept on purpose.
     Setting("enclosure", "init", "Enclosure Type", "Enter Meter Enclossure Type",
             why_no_enclosure),
 )}
@@ -222,7 +223,7 @@ def as_text(value: Value) -> str:
 
 
 def as_value(setting: Setting, text: str) -> Value:
-    """A shown text as a plan has it; one that is not of the setting's type stays a text."""
+    """A shown text as the value of a plan. A text that is no valid number stays a text."""
     if setting.name == "dhcp":
         return text == "true"
     if setting.names and text.isascii() and re.fullmatch("0|-?[1-9][0-9]{0,9}", text):

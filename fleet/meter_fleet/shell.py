@@ -14,10 +14,10 @@ from meter_fleet.transport import Link
 from meter_fleet.view import ERASED, TERMINAL_CONTROL
 
 LOGIN_SECONDS = 60.0
-# How long a console may show nothing before a key asks whether anyone is there. A terminal server
-# and a serial port show nothing until a key comes; the others greet by themselves.
+# How long a console may show nothing before a key asks for an answer. A terminal server and a
+# serial port show nothing until a key comes; the others show a prompt by themselves.
 SILENT_SECONDS = {"serial": 0.3, "telnet": 0.5, "shell": 5.0, "ssh": 20.0}
-SETTLE_SECONDS = 0.15  # a prompt at which nothing more comes is where the console waits
+SETTLE_SECONDS = 0.15  # without output after a known prompt: the console waits there
 REDRAW_SECONDS = 32.0  # within which the utility draws its screen again by itself
 FLOOD_SECONDS = 10.0  # of output without a pause
 KEY_SECONDS = 2.0
@@ -36,7 +36,7 @@ NOT_LET_IN = re.compile(r"(?i)login incorrect|permission denied|authentication f
 
 @dataclass
 class Shell:
-    """`text`: the end of what was received. `logged_in`: by us, so that we log out again."""
+    """`text`: the last output. `logged_in`: we logged in, so we log out at the end."""
 
     link: Link
     kind: str
@@ -51,13 +51,13 @@ def last_line(shell: Shell) -> str:
 
 
 def last_words(shell: Shell) -> str:
-    """The last line that says anything, for a message."""
+    """The last line that is not empty, for a message."""
     lines = [line.strip() for line in shell.text.split("\n") if line.strip()]
     return lines[-1][:120] if lines else "nothing"
 
 
 def state_of(shell: Shell) -> str:
-    """What the console waits for: utility, password, user, shell, or "" when it cannot be told."""
+    """What the console waits for: utility, password, user, shell, or "" when that is unknown."""
     line = last_line(shell)
     if read_damaged(shell.text):
         return "utility"
@@ -80,8 +80,8 @@ async def listen(shell: Shell, seconds: float) -> bool:
 
 
 async def settle(shell: Shell, seconds: float) -> str:
-    """Listens until the console waits for something that is known, or shows nothing more for
-    `seconds`. Returns what it waits for."""
+    """Takes output until the console waits at a known prompt, or none came for `seconds`. Returns
+    what it waits for."""
     until = time.monotonic() + max(seconds, FLOOD_SECONDS)
     while True:
         state = state_of(shell)
@@ -130,8 +130,8 @@ async def give_password(shell: Shell) -> None:
 
 
 async def wake(shell: Shell) -> str:
-    """Asks a console that shows nothing known, with keys that change nothing anywhere. Returns
-    what it waits for."""
+    """Sends keys that change nothing anywhere to a console that shows no known prompt. Returns what
+    it waits for."""
     for _ in range(2):
         await shell.link.send(BACKSPACE.encode())
     await settle(shell, WAKE_SECONDS / 4)
@@ -173,7 +173,7 @@ async def log_in(shell: Shell) -> str:
 
 
 async def come_to_prompt(shell: Shell) -> None:
-    """A new prompt, with nothing on its line."""
+    """Gets a new prompt with an empty line."""
     for _ in range(TRIES):
         await shell.link.send(INTERRUPT.encode())
         if await settle(shell, WAKE_SECONDS) == "shell":
@@ -182,7 +182,7 @@ async def come_to_prompt(shell: Shell) -> None:
 
 
 async def start(shell: Shell, program: str) -> None:
-    """Starts a program at the prompt. Its output begins with the end of the line typed."""
+    """Types a program's name and Enter at the prompt. The program's output follows the line end."""
     for _ in range(TRIES):
         if await send_line(shell, program):
             shell.text = ""
@@ -192,7 +192,7 @@ async def start(shell: Shell, program: str) -> None:
 
 
 async def log_out(shell: Shell) -> None:
-    """Ends a session that we logged in to."""
+    """Logs out when we logged in."""
     if shell.logged_in and at_prompt(shell):
         await send_line(shell, "exit")
         await listen(shell, KEY_SECONDS)

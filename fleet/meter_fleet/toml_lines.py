@@ -1,4 +1,4 @@
-"""On which line of a TOML text a key stands: tomllib does not say."""
+"""Finds the line of each key in a TOML text, which tomllib does not report."""
 
 from __future__ import annotations
 
@@ -7,9 +7,9 @@ import re
 Key = tuple[str | int, ...]
 
 BARE = r"[A-Za-z0-9_-]+"
-QUOTED = r'"(?:[^"\\]|\\.)*"|' r"'[^']*'"
+QUOTED = r"""\"(?:[^"\\]|\\.)*\"|'[^']*'"""
 PART = re.compile(rf"\s*({BARE}|{QUOTED})\s*")
-MULTILINE = re.compile(r'"""|' r"'''")
+MULTILINE = re.compile(r"\"{3}|'{3}")
 
 
 def parts_of(text: str, end: str) -> list[str] | None:
@@ -29,7 +29,7 @@ def parts_of(text: str, end: str) -> list[str] | None:
 
 
 class Places:
-    """`lines`: each key, with the number of its table in an array where it is in one."""
+    """`lines`: the line of each key. The key of a table in an array includes the table's number."""
 
     def __init__(self) -> None:
         self.lines: dict[Key, int] = {}
@@ -37,7 +37,7 @@ class Places:
         self.table: Key = ()
 
     def full_key(self, parts: list[str]) -> Key:
-        """A header's key, with the number of the last table of each array on the way."""
+        """The key of a header, with the number of the last table after the name of each array."""
         key: Key = ()
         for part in parts:
             key += (part,)
@@ -68,8 +68,8 @@ class Places:
 
 
 def key_lines(text: str) -> dict[Key, int]:
-    """The line of each key and table of a valid TOML text. A key within an inline table or an array
-    is not there: the key that holds it is."""
+    """The line of each key and table of a valid TOML text. Keys inside an inline table or an array
+    are left out; the key that holds them is listed."""
     places = Places()
     closing = ""  # what ends the multi-line string that a line begins in
     for number, line in enumerate(text.split("\n"), 1):
@@ -82,7 +82,7 @@ def key_lines(text: str) -> dict[Key, int]:
 
 
 def line_of(lines: dict[Key, int], key: Key) -> int:
-    """The line of the key, or of the nearest one that holds it."""
+    """The line of the key, or of the nearest table that holds it."""
     while key not in lines and key:
         key = key[:-1]
     return lines.get(key, 1)

@@ -94,8 +94,8 @@ class Link:
             raise Interrupted
 
     async def receive(self, seconds: float) -> bytes:
-        """What has come, at most `seconds` from now; b"" when nothing has. Raises LinkLost when
-        the connection has ended and all of it was received, and Interrupted."""
+        """Waits up to `seconds` for bytes and returns them, or b"". Raises LinkLost after the last
+        byte of a connection that ended, and Interrupted."""
         self.check_stop()
         if not self.incoming and not self.ended:
             self.waker.clear()
@@ -159,7 +159,8 @@ async def ends_within(child: pexpect.spawn, seconds: float) -> bool:
 
 
 async def end_child(child: pexpect.spawn) -> None:
-    """Closes the terminal, which hangs the command up, and kills what does not end by that."""
+    """Closes the terminal, which hangs up the command, and kills a command that does not end
+    then."""
     try:
         for ask in (None, signal.SIGHUP, signal.SIGKILL):
             if ask is not None:
@@ -230,8 +231,8 @@ WANTED = {WILL: (BINARY, ECHO, SUPPRESS_GO_AHEAD), DO: (BINARY, SUPPRESS_GO_AHEA
 
 
 class Telnet:
-    """The part of telnet that a terminal server needs: every offer is answered once. A port
-    without telnet sends no command, and then gets none."""
+    """The part of telnet that a terminal server needs: every offer gets one answer. A port without
+    telnet sends no offer and so gets no answer."""
 
     def __init__(self, answer: Callable[[bytes], None]) -> None:
         self.answer = answer
@@ -248,7 +249,7 @@ class Telnet:
             self.answer(bytes([IAC, agreed if wanted else rejected, option]))
 
     def take_command(self, byte: int) -> bytes:
-        """One byte within a command. Returns the data that it stands for."""
+        """Takes one byte of a command. Returns the data byte that the command means, if any."""
         self.command.append(byte)
         verb = self.command[1]
         if verb == SB:
@@ -317,7 +318,7 @@ async def open_telnet(console: Console, record: Record, stop: Stop) -> Link:
 
 
 def void(_: object) -> None:
-    """For a result that nobody needs."""
+    """A callback that does nothing."""
 
 
 OPEN = {"run": open_run, "shell": open_shell, "ssh": open_ssh, "serial": open_serial,

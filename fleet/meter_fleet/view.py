@@ -1,4 +1,4 @@
-"""Where a session is, as far as the bytes received say."""
+"""What the utility shows now, computed from the bytes received."""
 
 from __future__ import annotations
 
@@ -13,14 +13,14 @@ ERASING = ("\b", "\b ", "\x7f", "\x7f ")
 PROMPT_END = re.compile(r"==>  |\S: ")
 PROMPT_END_LENGTH = 8  # of "==>  : ", whose bytes may come one at a time
 MOST_PENDING = 1 << 16
-# What a shell puts out before and after the utility, to control a terminal.
+# Control sequences that a shell writes before and after the utility.
 TERMINAL_CONTROL = re.compile(r"\x1b\[[0-9;?]*[A-Za-z]")
 CONTROL_BEGINS = re.compile(r"\x1b(?:\[[0-9;?]{0,8})?$")
 
 
 @dataclass(frozen=True)
 class Line:
-    """A line that was ended at a prompt: by Enter, or by the utility's time-out."""
+    """A line that ended at a prompt, by Enter or by the utility's time-out."""
 
     prompt: Prompt
     typed: str
@@ -28,12 +28,16 @@ class Line:
 
 @dataclass
 class View:
-    """`prompt`: what the utility asks, None while it does not. `exact`: all of the exchange that
-    led to it was in the grammar; `messages` are then all that it held. `typed`: what the echo says
-    of the line so far. `turn` counts prompts, `erased` keys that took back a character. `lines`:
-    those that were ended and not yet looked at. `asked`: the questions since it was last emptied.
-    `inexact` counts the prompts of exchanges that were not in the grammar. `heard`: everything
-    since it was last emptied."""
+    """`prompt`: the present prompt, or None while there is none.
+    `exact`: the whole exchange before the prompt was in the grammar.
+    `messages`: the messages of an exact exchange.
+    `typed`: the line so far, according to its echo.
+    `turn`, `erased`, `line_ends`: the numbers of prompts, of erased characters and of line ends.
+    `inexact`: the number of prompts whose exchange was not in the grammar.
+    `lines`: the lines that ended, until the owner removes them.
+    `asked`: the questions that came, until the owner removes them.
+    `heard`: all output, until the owner removes it.
+    `pending`: the output after the last line end, while no prompt was found in it."""
 
     prompt: Prompt | None = None
     exact: bool = True
@@ -61,7 +65,8 @@ def take_prompt(view: View, prompt: Prompt, exact: bool, messages: tuple[Message
 
 
 def find_prompt(view: View, text: str) -> str:
-    """Adds text that came before a prompt. Returns what follows the prompt, if there is one now."""
+    """Adds output while there is no prompt. Returns the text after the prompt, once there is
+    one."""
     looked_at = max(len(view.pending) - PROMPT_END_LENGTH, 0)
     view.pending = (view.pending + text)[-MOST_PENDING:]
     if not PROMPT_END.search(view.pending, looked_at):
@@ -94,7 +99,7 @@ def end_line(view: View) -> None:
 
 
 def take_echoes(view: View, text: str) -> str:
-    """Takes what follows a prompt. Returns what comes after the end of its line."""
+    """Takes output after a prompt. Returns the text after the end of the prompt's line."""
     echo, end, rest = text.partition("\n")
     for one in echo:
         take_echo(view, one)
@@ -114,5 +119,5 @@ def feed(view: View, data: bytes) -> None:
 
 
 def assume_prompt(view: View) -> None:
-    """The utility echoes keys, so it asks something, although the question could not be read."""
+    """Treats the present line as a prompt that could not be read."""
     take_prompt(view, Damaged(is_menu=False), False, ())

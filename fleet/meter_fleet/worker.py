@@ -1,7 +1,7 @@
-"""One meter: sessions until it is known to be as planned, or cannot be.
+"""Works on one meter, session after session, until its result is known.
 
-What a session read is believed when it went without anything unexpected on a slow line, or when
-another session read the same. After a save every value is read again in a new session.
+A reading counts when a second session read the same. On a slow line one session is enough if
+nothing unexpected came. After a save a new session reads every value again.
 """
 
 from __future__ import annotations
@@ -26,19 +26,19 @@ from meter_fleet.transport import Link, Stop, open_link
 
 MOST_SESSIONS = 20
 MOST_SAVES = 3
-MOST_CONNECTIONS = 3  # in a row that come to nothing
+MOST_CONNECTIONS = 3  # in a row that fail
 MOST_LOST = 5  # connections that ended or fell silent, in all
 SILENT_SECONDS = 10.0  # to leave a console that fell silent
 WORK_SECONDS = 900.0  # after which no new session begins
 LEAVE_SECONDS = 4.5  # after a signal
 PAUSES = (0.5, 1.0, 2.0)  # before another connection
 FOREIGN_PAUSE = 1.0
-SLOW_SECONDS = 1.5  # to read everything once: on a slower line, reading twice takes too long
+SLOW_SECONDS = 1.5  # for one reading; on a slower line a second one would take too long
 
 
 @dataclass(frozen=True)
 class Reading:
-    """`is_clean`: nothing in the session was other than expected."""
+    """`is_clean`: nothing unexpected came in the session."""
 
     values: Mapping[str, str]
     is_clean: bool
@@ -47,9 +47,10 @@ class Reading:
 
 @dataclass
 class Job:
-    """`readings`: those since the last save. `tainted`: settings whose save the utility reported
-    in a way that could not be read, although the menus show them as planned: they are entered
-    again. `saving`: a save has begun whose end is not known."""
+    """`readings`: the readings since the last save. `held`: the last of them; `first`: the last
+    before the first save. `tainted`: settings whose save the utility may have reported as failed,
+    in a report that could not be read. They are entered again, even if the menus show them as
+    planned. `saving`: a save began, and its outcome is unknown."""
 
     meter: Meter
     command: Command
@@ -79,7 +80,7 @@ def say(job: Job, text: str) -> None:
     job.record.note(text)
 
 
-def tell_step(job: Job, step: str) -> None:
+def report_step(job: Job, step: str) -> None:
     job.on_step(job.meter.name, step)
 
 
@@ -100,7 +101,7 @@ def offers_init(job: Job) -> bool:
 
 
 def program_of(job: Job) -> str:
-    """With -m when a setting needs it."""
+    """The command line of the utility, with -m when a setting needs it."""
     program = job.meter.program
     needs_init = job.command is Command.SHOW or any(
         SETTINGS[name].menu == "init" for name in job.goal)
@@ -111,7 +112,7 @@ async def reach_shell(job: Job, link: Link) -> Shell:
     where = Shell(link, job.meter.console.kind, job.meter.login)
     job.where = where
     if await shell.reach(where) == "utility":
-        say(job, "the console was in a session that somebody left: left it without saving")
+        say(job, "the utility was already running on the console: left it without saving")
         session = await sessions.attend(Dialog(link), where)
         await sessions.leave(session)
         where.text = session.dialog.view.heard
@@ -119,7 +120,7 @@ async def reach_shell(job: Job, link: Link) -> Shell:
 
 
 async def begin(job: Job) -> Session:
-    """A new run of the utility, at its first prompt."""
+    """Starts the utility and waits for its first prompt."""
     if job.link is None:
         job.link = await open_link(job.meter.console, job.record, job.stop)
         if job.meter.console.kind != "run":
@@ -140,7 +141,7 @@ async def close_link(job: Job) -> None:
 
 
 async def end(job: Job) -> None:
-    """Leaves the session without saving what it did not save. The shell stays, for the next."""
+    """Leaves the session without saving. The shell stays open for the next session."""
     session, job.current = job.current, None
     if session is None:
         return
@@ -152,8 +153,8 @@ async def end(job: Job) -> None:
 
 
 async def give_up_session(job: Job) -> None:
-    """Leaves a session in which something went wrong. A console that cannot be left is closed, and
-    so is one that never showed a prompt."""
+    """Leaves a session in which something went wrong. Closes the console when leaving fails, or
+    when it never showed a prompt."""
     if job.current and job.current.dialog.view.turn == 0:
         await close_link(job)
         return
@@ -165,7 +166,7 @@ async def give_up_session(job: Job) -> None:
 
 
 async def give_up_silent_session(job: Job) -> None:
-    """A console that did not answer for longer than any stall is asked only briefly again."""
+    """Leaves a console that did not answer for longer than any stall, with a short limit."""
     try:
         await asyncio.wait_for(give_up_session(job), SILENT_SECONDS)
     except asyncio.TimeoutError:
@@ -177,7 +178,7 @@ async def give_up_silent_session(job: Job) -> None:
 
 async def read(job: Job, session: Session) -> Reading:
     start = time.monotonic()
-    tell_step(job, "verifying" if job.saves else "reading")
+    report_step(job, "verifying" if job.saves else "reading")
     await sessions.go_to(session, "main")
     job.screen_seen = True
     await sessions.read_all(session, menus_of(job), job.goal)
@@ -192,7 +193,7 @@ async def read(job: Job, session: Session) -> Reading:
 
 
 def agreeing(readings: list[Reading]) -> int:
-    """How many of the last readings are the same."""
+    """The number of equal readings at the end of the list."""
     count = 0
     for reading in reversed(readings):
         if reading.values != readings[-1].values:
@@ -202,8 +203,8 @@ def agreeing(readings: list[Reading]) -> int:
 
 
 def is_believed(readings: list[Reading]) -> bool:
-    """A wrong value that a bad line made look right would have to be made so again. Where readings
-    differed before, one more has to agree."""
+    """Whether the last reading counts. Two sessions must read the same, because damage is unlikely
+    to fake the same value twice. After readings that differ, three must agree."""
     if not readings:
         return False
     if readings[-1].is_clean and readings[-1].seconds > SLOW_SECONDS:
@@ -213,7 +214,7 @@ def is_believed(readings: list[Reading]) -> bool:
 
 
 def may_edit_now(job: Job) -> bool:
-    """Edits show what they do, so that one reading without anything unexpected is enough."""
+    """One clean reading is enough before an edit, because the menus show each edit."""
     return job.readings[-1].is_clean or is_believed(job.readings)
 
 
@@ -233,7 +234,7 @@ def to_enter(job: Job) -> list[str]:
 # -- results --
 
 def plain(text: str) -> str:
-    """A value as its bytes are meant."""
+    """The text of a value whose bytes are UTF-8."""
     return text.encode("latin-1").decode("utf-8", "backslashreplace")
 
 
@@ -252,7 +253,7 @@ def differences(job: Job, before: Mapping[str, str]) -> list[Difference]:
 
 
 def say_what_it_holds(job: Job) -> None:
-    """For a meter that is not known to be as planned."""
+    """Adds a message for each setting that was read."""
     if not job.readings:
         state = "after the save " if job.saves else ""
         say(job, f"the settings could not be read {state}".strip())
@@ -264,7 +265,7 @@ def say_what_it_holds(job: Job) -> None:
 
 
 def against_plan(job: Job, name: str) -> str:
-    """What the plan says of a setting that the meter shows."""
+    """Compares a setting with the plan, for a message."""
     text = job.held[name]
     if name in job.goal:
         planned = shown(job.meter.settings[name])
@@ -285,12 +286,13 @@ def result_of(job: Job, result: str) -> Result:
 # -- the commands --
 
 async def edit_and_save(job: Job, session: Session, wanted: list[str]) -> None:
-    """Readings begin again after the save. Raises Astray and others when nothing was saved."""
-    tell_step(job, "editing")
+    """Edits and saves, and discards the readings from before the save. An exception before
+    `before_saving` was called means that nothing was saved."""
+    report_step(job, "editing")
     await sessions.edit(session, {name: job.goal[name] for name in wanted})
 
     def before_saving() -> None:
-        tell_step(job, "saving")
+        report_step(job, "saving")
         job.saving = True
         job.saves += 1
         job.readings.clear()
@@ -308,7 +310,7 @@ async def edit_and_save(job: Job, session: Session, wanted: list[str]) -> None:
 
 
 async def look(job: Job, session: Session) -> str:
-    """For show and check. Returns the result, or "" when another session is needed."""
+    """One session of show or check. Returns the result, or "" when another session is needed."""
     await read(job, session)
     if not is_believed(job.readings):
         return ""
@@ -338,7 +340,7 @@ async def work_once(job: Job, session: Session) -> str:
 def give_up_saving(job: Job) -> str:
     if job.tainted:
         names = ", ".join(sorted(job.tainted))
-        say(job, "what the utility said of the save could not be read: the meter's own services "
+        say(job, "the utility's report of the save could not be read: the meter's own services "
             f"may not have {names}")
     return "unknown"
 
@@ -346,7 +348,7 @@ def give_up_saving(job: Job) -> str:
 async def try_session(job: Job) -> str:
     session = await begin(job)
     result = await (work_once if job.command is Command.APPLY else look)(job, session)
-    tell_step(job, "leaving")
+    report_step(job, "leaving")
     await end(job)
     return result
 
@@ -356,7 +358,7 @@ def is_hopeless(job: Job) -> bool:
 
 
 async def after_lost_link(job: Job, error: LinkLost) -> str:
-    """Returns a result when it is no use to connect again."""
+    """Returns a result when connecting again is useless, and "" otherwise."""
     await close_link(job)
     say(job, str(error))
     job.connections_failed += 1
@@ -380,7 +382,7 @@ def given_up(job: Job) -> str:
 
 
 async def next_result(job: Job) -> str:
-    """One more session, whatever becomes of it."""
+    """Runs one session and handles its failure. Returns the result, or "" to run another one."""
     try:
         return await try_session(job)
     except NotOffered as error:
@@ -407,7 +409,7 @@ async def next_result(job: Job) -> str:
 
 
 async def interrupted(job: Job) -> str:
-    """Leaves without saving, within seconds, or says that it could not."""
+    """Leaves without saving within LEAVE_SECONDS, or says that it could not."""
     if job.link:
         job.link.leaving = True
     say(job, "interrupted during a save" if job.saving else "interrupted")
@@ -415,8 +417,8 @@ async def interrupted(job: Job) -> str:
         await asyncio.wait_for(end(job), LEAVE_SECONDS)
         say(job, "left the utility without saving")
     except (Astray, LinkLost, asyncio.TimeoutError):
-        say(job, "could not leave the utility: its edits are lost after the console is closed, "
-            "or wait on its screen")
+        say(job, "could not leave the utility: its unsaved edits are lost when it ends, but it may "
+            "still be running on the console")
     await close_link(job)
     return "unknown" if job.screen_seen else "unreachable"
 
@@ -444,7 +446,7 @@ async def finish(job: Job) -> None:
 
 async def run_meter(meter: Meter, command: Command, record: Record, stop: Stop,
                     on_step: Callable[[str, str], None]) -> Result:
-    """Does the command on one meter. Raises nothing that concerns the meter alone."""
+    """Runs the command on one meter. Failures of the meter or its console become its result."""
     start = time.monotonic()
     goal = {name: as_text(value) for name, value in meter.settings.items()}
     job = Job(meter, command, record, stop, on_step, {} if command is Command.SHOW else goal)

@@ -7,7 +7,7 @@ import shlex
 import hardening
 import pytest
 from harness.program import REPOSITORY, RUN_WITH
-from tools import check_that_it_runs, check_that_the_doctor_runs, installed_library, shown_by_other_builds, told_by
+from tools import check_that_it_runs, check_that_the_doctor_runs, installed_library, shown_by_other_builds, output_of
 
 GUIDE = (REPOSITORY / "docs" / "integrator.md").read_text(encoding="utf-8")
 COMMANDS = re.findall(r"^    (.*)$", GUIDE.split("## Quick start")[1].split("\n## ")[0], re.MULTILINE)
@@ -38,7 +38,7 @@ def test_the_other_commands_lead_to_programs_for_the_meter(plain_folder, meter):
     library = installed_library(plain_folder / "installed")
     places = {"/path/to/library": library, "/path/to/staging": plain_folder / "staging", "b": plain_folder / "b"}
     environment = {name: value for name, value in os.environ.items() if name not in ("MAKEFLAGS", "DESTDIR")}
-    outputs = [told_by("sh", "-c", here(command, places), cwd=REPOSITORY, env=environment)
+    outputs = [output_of("sh", "-c", here(command, places), cwd=REPOSITORY, env=environment)
                for command in COMMANDS[1:]]
     assert re.search(r": version .*\nBuild date: ", outputs[2])
     assert not (REPOSITORY / "b").exists()

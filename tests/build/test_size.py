@@ -1,4 +1,4 @@
-"""The meter's programs are small, hardened as they are. bench/footprint prints the same figures."""
+"""The meter's programs are small even though they are hardened. bench/footprint prints the same figures."""
 
 import subprocess
 

@@ -40,7 +40,7 @@ MISTAKES = {
 
 
 def compile_with(change, tmp_path):
-    """What the compiler says of a source that includes the changed header."""
+    """Compiles a source that includes the changed header. Returns the compiler's output."""
     name, old, new, _ = change
     text = (REPOSITORY / name).read_text()
     assert text.count(old) == 1, f"{name}: {old}"

@@ -1,16 +1,18 @@
-"""The ways in which integrators build: with makefiles and without presets, each build type, each
-compiler that Debian packages, without RTTI, statically, and with the library of a pkg-config package."""
+"""Builds in all the ways that integrators use: with makefiles and without presets, with each build type and
+each compiler of Debian, without RTTI, statically, and with the library of a pkg-config package."""
 
 import os
+import pathlib
 import shutil
 import subprocess
+import tempfile
 
 import hardening
 import pytest
 from harness.elf import allocated_size, needed_libraries, readelf
 from harness.program import BUILD, REPOSITORY, RUN_WITH
 from tools import (LIMIT, built, check_that_it_runs, check_that_the_doctor_runs, configured, installed_library,
-                   shown_by_other_builds, toolchain, told_by)
+                   shown_by_other_builds, sources_for, toolchain, output_of)
 
 pytestmark = [shown_by_other_builds, pytest.mark.builds]
 
@@ -35,8 +37,15 @@ def check_programs(build, libraries, meter, calls_checked=True):
 
 
 @pytest.fixture(scope="module")
-def library(tmp_path_factory):
-    return installed_library(tmp_path_factory.mktemp("installed"))
+def library():
+    with tempfile.TemporaryDirectory() as folder:
+        yield installed_library(pathlib.Path(folder))
+
+
+@pytest.fixture
+def tmp_path(plain_folder):
+    """A directory in which make can build."""
+    return plain_folder
 
 
 @pytest.mark.builds
@@ -65,12 +74,12 @@ def test_each_compiler(compiler, library, tmp_path, meter):
     file = tmp_path / "toolchain.cmake"
     file.write_text("".join(f'include("{path}")\n' for path in toolchain()[1:])
                     + f"set(CMAKE_CXX_COMPILER {compiler})\n")
-    told_by("cmake", "-S", REPOSITORY, "-B", tmp_path / "build", "-G", "Unix Makefiles", f"-DCDS_ROOT={library}",
-            f"-DCMAKE_TOOLCHAIN_FILE={file}", "-DCMAKE_COMPILE_WARNING_AS_ERROR=ON", *target)
-    told_by("cmake", "--build", tmp_path / "build")
+    output_of("cmake", "-S", sources_for(tmp_path / "build"), "-B", tmp_path / "build", "-G", "Unix Makefiles",
+              f"-DCDS_ROOT={library}", f"-DCMAKE_TOOLCHAIN_FILE={file}", "-DCMAKE_COMPILE_WARNING_AS_ERROR=ON", *target)
+    output_of("cmake", "--build", tmp_path / "build")
     program = tmp_path / "build" / "meter-settings"
     assert compiler in (tmp_path / "build" / "CMakeCache.txt").read_text() + file.read_text()
-    # clang knows the checked forms of other calls only than those that the program makes.
+    # The programs make no calls for which clang has checked forms.
     check_programs(program.parent, library / "lib", meter, calls_checked="clang" not in compiler)
 
 
@@ -81,7 +90,7 @@ def test_without_rtti(library, tmp_path, meter):
 
 
 def static_library(library, folder):
-    """A CDS_ROOT with static libraries only, of the simulated library's objects."""
+    """Creates a CDS_ROOT with static libraries only, from the objects of the simulated library."""
     for name in ("lib", "parts"):
         (folder / name).mkdir(parents=True)
     shutil.copytree(library / "include", folder / "include")
@@ -102,7 +111,7 @@ def test_a_static_program(library, tmp_path, meter):
         hardening.check_that_no_stack_can_be_executed(file)
         hardening.check_that_library_calls_are_checked(file)
         hardening.check_without_streams_locales_and_threads(file)
-        if not RUN_WITH:  # Debian's C library for the meter has no static programs at random addresses
+        if not RUN_WITH:  # Debian's C library for the meter has no static PIE
             hardening.check_loaded_at_a_random_address(file)
     check_that_both_run(program.parent, root / "lib", meter)
 
@@ -118,13 +127,14 @@ Cflags: -I${prefix}/include
 
 
 @pytest.mark.builds
-def test_the_library_of_the_package_cds_in_the_sysroot(library, tmp_path, plain_folder, meter):
-    root = plain_folder / "sysroot"
+def test_the_library_of_the_package_cds_in_the_sysroot(library, tmp_path, meter):
+    root = tmp_path / "sysroot"
     for name in ("include", "lib"):
         shutil.copytree(library / name, root / "usr" / name)
     (root / "usr" / "lib" / "pkgconfig").mkdir()
     (root / "usr" / "lib" / "pkgconfig" / "cds.pc").write_text(PACKAGE)
-    # The host's compiler would need its own headers in a sysroot; image builds set the variables.
+    # The host's compiler needs its own headers in a sysroot, so the test sets the variables that image builds
+    # use.
     sysroot = [f"-DCMAKE_SYSROOT={root}"] if RUN_WITH else []
     variables = {} if RUN_WITH else {"PKG_CONFIG_SYSROOT_DIR": str(root),
                                      "PKG_CONFIG_LIBDIR": str(root / "usr" / "lib" / "pkgconfig")}
@@ -136,15 +146,23 @@ def test_the_library_of_the_package_cds_in_the_sysroot(library, tmp_path, plain_
 
 def test_without_any_library_the_message_names_each_way_to_give_one(tmp_path):
     nowhere = {**os.environ, "PKG_CONFIG_LIBDIR": str(tmp_path)}
-    done = subprocess.run(["cmake", "-S", REPOSITORY, "-B", tmp_path / "build", *toolchain()], env=nowhere,
+    done = subprocess.run(["cmake", "-S", sources_for(tmp_path / "build"), "-B", tmp_path / "build", *toolchain()], env=nowhere,
                           capture_output=True, text=True, timeout=LIMIT)
     assert done.returncode == 1
     for way in ("-DCDS_ROOT=DIRECTORY", "cds.pc", "PKG_CONFIG_LIBDIR", "-DSIMULATED_METER=ON"):
         assert way in done.stderr
 
 
+def test_a_path_that_make_cannot_handle_is_rejected(tmp_path):
+    (tmp_path / "a:b").symlink_to(REPOSITORY)
+    for source, build in ((tmp_path / "a:b", tmp_path / "build"), (REPOSITORY, tmp_path / "b:c")):
+        done = subprocess.run(["cmake", "-S", source, "-B", build, "-G", "Unix Makefiles", *toolchain(),
+                               "-DSIMULATED_METER=ON"], capture_output=True, text=True, timeout=LIMIT)
+        assert done.returncode == 1 and "path contains a colon" in " ".join(done.stderr.split())
+
+
 def test_a_directory_without_the_library_is_rejected(tmp_path):
-    done = subprocess.run(["cmake", "-S", REPOSITORY, "-B", tmp_path / "build", *toolchain(),
+    done = subprocess.run(["cmake", "-S", sources_for(tmp_path / "build"), "-B", tmp_path / "build", *toolchain(),
                            f"-DCDS_ROOT={tmp_path}"], capture_output=True, text=True, timeout=LIMIT)
     assert done.returncode == 1
     assert f"{tmp_path}/lib" in done.stderr and "cds++" in done.stderr
@@ -152,5 +170,5 @@ def test_a_directory_without_the_library_is_rejected(tmp_path):
 
 def test_a_library_that_is_given_is_preferred_to_the_simulated_one(library, tmp_path):
     configured(tmp_path / "build", f"-DCDS_ROOT={library}", "-DSIMULATED_METER=ON")
-    targets = told_by("cmake", "--build", tmp_path / "build", "--target", "help")
+    targets = output_of("cmake", "--build", tmp_path / "build", "--target", "help")
     assert "meter-settings" in targets and "cdsctl" not in targets

@@ -39,7 +39,7 @@ class Shell:
     def __init__(self, name, meter, tools):
         arguments, set_up = START[name]
         self.name = name
-        self.folder = meter.top / "it's $HOME"  # the name of a home directory may hold anything
+        self.folder = meter.top / "it's $HOME"  # the name of a home directory may contain anything
         self.folder.mkdir()
         put_cdsctl(tools, self.folder / "set")
         environment = {"HOME": str(self.folder), "PATH": f"{tools}:/usr/bin:/bin", "TERM": "xterm", "LC_ALL": "C.UTF-8",

@@ -5,7 +5,7 @@ from harness.piped import run
 from harness.program import UTILITY, command
 
 MANY = 150_000
-REASON = ":2: keys, arrays and tables are more than 32 deep within each other\n"
+REASON = ":2: keys, arrays and tables are nested more than 32 levels deep\n"
 
 
 @pytest.mark.parametrize("text", [

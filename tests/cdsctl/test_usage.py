@@ -29,8 +29,8 @@ def test_every_command_has_help_with_its_operands(answer, name):
     assert ("--type" in text) == (name == "set")
 
 
-def test_help_is_word_for_word_as_recorded(answer):
-    """A changed text is recorded by RECORD_HELP=1 ./test tests/cdsctl/test_usage.py."""
+def test_the_help_is_the_recorded_text(answer):
+    """To record a changed text, run RECORD_HELP=1 ./test tests/cdsctl/test_usage.py."""
     texts = [f"$ cdsctl {' '.join(words)}\n{answer(*words, environment={})}"
              for words in (("--help",), *((name, "--help") for name in COMMANDS))]
     if os.environ.get("RECORD_HELP"):

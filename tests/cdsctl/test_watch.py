@@ -353,7 +353,7 @@ def test_only_the_directory_wakes_the_watch(meter, watching):
         return calls
 
     def names(calls):
-        """Without the arguments: paths among them may hold any word."""
+        """Leaves out the arguments, because their paths may contain any word."""
         return " ".join(re.findall(r"^\d+ +(\w+)\(", calls, re.M))
 
     calls = settled()

@@ -79,7 +79,7 @@ def test_get_names_every_missing_leaf_and_prints_the_others(meter, cdsctl):
     store = meter.folder / "store.toml"
     assert done.stderr.splitlines() == [
         f'cdsctl: {store}: no leaf "/nope"',
-        f'cdsctl: {store}: no leaf "/VMIC/SerialNumber" (there is "/VMIC/SerialNumber/Value")']
+        f'cdsctl: {store}: no leaf "/VMIC/SerialNumber" (did you mean "/VMIC/SerialNumber/Value"?)']
 
 
 def test_get_as_json_has_null_for_a_missing_leaf(cdsctl, answer):

@@ -56,7 +56,7 @@ def test_an_argument_in_the_place_of_a_value_is_a_value(meter, new_leaves, word,
     assert type(meter.leaves()[NEW]) is type(value)
 
 
-def test_a_word_in_the_place_of_a_later_value_is_a_value(meter, new_leaves):
+def test_an_argument_in_the_place_of_a_later_value_is_a_value(meter, new_leaves):
     new_leaves("set", "/a", "1", "/b", "-5", "/c", "--json", "/d", "-x")
     assert {path: meter.leaves()[path] for path in ("/a", "/b", "/c", "/d")} == {
         "/a": 1, "/b": -5, "/c": "--json", "/d": "-x"}
@@ -128,7 +128,7 @@ def test_the_same_number_with_another_type_is_written(meter, answer):
 
 def test_a_new_leaf_is_reported_with_the_nearest_existing_path(meter, new_leaves):
     assert new_leaves("set", "/VMIC/Enclosre/Value", "RK", "/VMIC/Enclosure", "RK", FORM, "5", NEW, "1") == [
-        f'"/VMIC/Enclosre/Value" (there is "{ENCLOSURE}")', f'"/VMIC/Enclosure" (there is "{ENCLOSURE}")',
+        f'"/VMIC/Enclosre/Value" (did you mean "{ENCLOSURE}"?)', f'"/VMIC/Enclosure" (did you mean "{ENCLOSURE}"?)',
         f'"{NEW}"']
     assert new_leaves("set", NEW, "2", ENCLOSURE, "RK") == []  # now they exist
     assert meter.leaves()["/VMIC/Enclosre/Value"] == "RK"
@@ -171,7 +171,7 @@ def test_clear_reports_every_missing_leaf_and_removes_the_others(meter, refusal)
     assert said.splitlines() == [
         f'cdsctl: {meter.folder}/store.toml: no leaf "/nope"',
         f'cdsctl: {meter.folder}/store.toml: no leaf "/VMIC/SerialNumber" '
-        '(there is "/VMIC/SerialNumber/Value")']
+        '(did you mean "/VMIC/SerialNumber/Value"?)']
     assert meter.difference() == [f'- "{ENCLOSURE}" = "S"']
 
 
@@ -265,7 +265,7 @@ def test_init_creates_a_meter_with_the_factory_defaults(meter, answer):
 def test_init_rejects_a_directory_with_a_store(meter, refusal, store):
     store.write_text("broken")
     before = state_of(store)
-    assert refusal(2, "init", str(meter.folder)) == f"cdsctl: {meter.folder}: there is a store already\n"
+    assert refusal(2, "init", str(meter.folder)) == f"cdsctl: {meter.folder}: a store already exists\n"
     assert state_of(store) == before
     assert sorted(os.listdir(meter.folder)) == ["store.toml"]
 
@@ -290,7 +290,7 @@ def test_init_rejects_a_broken_factory_file(meter, refusal, store):
 
 def test_init_reports_a_directory_that_cannot_be_created(refusal, store):
     for folder in (store, store / "meter"):
-        assert refusal(3, "init", str(folder)) == f"cdsctl: {folder}: cannot be made: Not a directory\n"
+        assert refusal(3, "init", str(folder)) == f"cdsctl: {folder}: cannot be created: Not a directory\n"
     assert refusal(2, "init", "") == "cdsctl: the name of the folder is empty\n"
 
 
@@ -301,4 +301,4 @@ def test_init_reports_what_prevents_the_creation(meter, refusal, store):
     downloads = meter.folder / "jffs" / "downloads"
     downloads.rmdir()
     downloads.touch()
-    assert refusal(3, "init", str(meter.folder)) == f"cdsctl: {downloads}: cannot be made: Not a directory\n"
+    assert refusal(3, "init", str(meter.folder)) == f"cdsctl: {downloads}: cannot be created: Not a directory\n"

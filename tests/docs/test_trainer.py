@@ -18,7 +18,7 @@ SERIAL = "/VMIC/SerialNumber/Value"
 EXERCISES = dict(enumerate(exercises.all_exercises(), 1))
 DNS = typed("{PRIMARY_DNS}\n203.0.113.9\n")
 SAVE = typed("{SAVE}\ny\n")
-# The keys of each drill, and what the program prints then, in this order.
+# The keys of each drill, and the texts that the program then prints, in this order.
 DRILLS = {
     "A save that fails once": (DNS + SAVE + SAVE + "0\n", ["Error saving settings!", "Settings saved."]),
     "A meter that cannot be reached": ("0\n", ["Error: can't connect to CDS"]),
@@ -87,7 +87,7 @@ def test_an_exercise_is_solved_as_the_guide_shows_it(number, class_of_ten, cdsct
     environment = {"METER_SIM_DIR": str(meter), "METER_SIM_NO_DELAY": "1"}
     check = re.search(r"solved when `(cdsctl diff .*)` prints exactly",
                       GUIDE.split(f"### {heading}\n")[1])[1]
-    for _ in range(2):  # the commands repeat the exercise
+    for _ in range(2):  # the commands must also work a second time
         assert cdsctl_in_path(block(heading, "sh"), meter).returncode == 0
         assert cdsctl_in_path(check, meter).stdout == ""
         keys = "".join(line + "\n" for line in exercise["solution"]).encode()

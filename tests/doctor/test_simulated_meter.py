@@ -125,7 +125,7 @@ def test_what_the_menu_shows_is_told(change, wanted):
 
 
 def test_the_utility_shows_what_the_doctor_says():
-    """Both on the same odd meter: what the doctor quotes stands on the utility's screens."""
+    """Runs both on the same odd meter. The utility's screens contain the texts that the doctor quotes."""
     leaves = LEAVES | {path: value for change, _ in SHOWN[:8] for path, value in change.items()}
     found = examine(leaves)
     meter = Meter("doctor-screens", leaves)

@@ -9,7 +9,7 @@ using nlohmann::json;
 namespace
 {
 
-// Leaves the member as it is when the plan does not name it.
+// Reads a member of the plan. Leaves it unchanged when the plan does not have it.
 template <typename Member>
 void take(const json& from, const char* name, Member& member)
 {
@@ -19,7 +19,7 @@ void take(const json& from, const char* name, Member& member)
 
 } // namespace
 
-// nlohmann's library finds these by their names.
+// The JSON library calls functions with this name.
 
 static void from_json(const json& from, LineEvent& event)
 {

@@ -103,7 +103,8 @@ def test_the_difference_shows_what_was_and_what_will_be(folder):
 
 def test_a_bad_value_fails_before_the_console_is_opened(folder):
     meter = FleetMeter(folder / "meter")
-    done, status = playbook(folder, {"meter": meter}, task("meter_settings", folder, settings={"ip_address": "256.1.1.1"}))
+    apply = task("meter_settings", folder, settings={"ip_address": "256.1.1.1"})
+    done, status = playbook(folder, {"meter": meter}, apply)
     assert status == 2 and "ip_address" in done["meter"]["msg"]
     assert not meter.trace.exists()
 

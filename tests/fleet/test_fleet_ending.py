@@ -111,7 +111,8 @@ def test_it_leaves_without_saving_when_someone_else_types(folder):
         assert fleet_verdict.problems(meter, {}, results[meter.name]) == []
 
 
-@pytest.mark.parametrize("keys", ["3\r10.9.9.9\r", "1\r4\r10.9.9.9\r0\r", "5\r3\r1\r0\r", "3\r10.9.9.9\r6\r", "1\r2\r10."])
+@pytest.mark.parametrize("keys", ["3\r10.9.9.9\r", "1\r4\r10.9.9.9\r0\r", "5\r3\r1\r0\r", "3\r10.9.9.9\r6\r",
+                                  "1\r2\r10."])
 def test_what_someone_else_edited_is_not_saved(keys, folder):
     """The keys of a whole edit, at each of the first keys."""
     pairs = []
@@ -123,7 +124,8 @@ def test_what_someone_else_edited_is_not_saved(keys, folder):
         assert fleet_verdict.problems(meter, settings, results[meter.name]) == []
 
 
-LEFT_BEHIND = ["2\r", "2\r10.9.9.9\r", "2\r10.9.9.9\r6\r", "2\r10.9.9.9\r0\r", "1\r2\r10.", "2\r10.9.9.9\r5\r2\r1A-", "5\r7\r",
+LEFT_BEHIND = ["2\r", "2\r10.9.9.9\r", "2\r10.9.9.9\r6\r", "2\r10.9.9.9\r0\r", "1\r2\r10.", "2\r10.9.9.9\r5\r2\r1A-",
+               "5\r7\r",
                "5\r8\r", "4\r", "5\r6\rX\r", "12", "1\r1\r", "1\r5\r"]
 
 

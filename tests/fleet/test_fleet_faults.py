@@ -5,10 +5,10 @@ import re
 
 import fleet_verdict
 import pytest
-from fleet_plans import LEAVES, read_setting
-from fleet_rig import FACTORY_LEAVES, FleetMeter, play, scratch
+from fleet_plans import LEAVES, NETWORK, read_setting, read_settings
+from fleet_rig import FACTORY_LEAVES, FleetMeter, play, scratch, toml
 
-pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
+pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
 
 SETTINGS = {
     "dhcp": True, "ip_address": "198.51.100.20", "subnet_mask": "255.255.0.0", "default_gateway": "198.51.100.1",
@@ -127,3 +127,20 @@ def test_a_failed_immediate_write_with_settings_saved_is_unknown(folder):
     assert results["mirror"]["result"] == "unknown"
     assert meter.leaves()[LEAVES["ip_address"]] == "198.51.100.20"
     assert "198.51.100.20" in " ".join(results["mirror"]["messages"])
+    for key, held in read_settings(FACTORY_LEAVES).items():
+        if LEAVES[key].startswith(NETWORK) and key != "ip_address":
+            assert f"the meter shows {key} = {toml(held)}, which is not planned" in results["mirror"]["messages"]
+
+
+@pytest.mark.parametrize("key, held, planned", [("dhcp", False, True), ("secondary_dns", "192.0.2.54", ""),
+                                                ("media_type", "100Base-TX Full", ""), ("meter_form", 2, "")])
+def test_a_planned_value_that_can_never_be_read_is_entered_all_the_same(key, held, planned, folder):
+    """The screens show it as planned. Whatever else is saved, it is saved as well."""
+    leaves = {**FACTORY_LEAVES, LEAVES[key]: held}
+    meter = FleetMeter(folder / "unread", leaves, faults=fault("get_leaves", 0, None, path=LEAVES[key], status=5))
+    settings = {key: planned, "ip_address": "198.51.100.20"}
+    _, results = play("apply", folder, [(meter, settings)])
+    result = results["unread"]
+    assert result["result"] == "changed"
+    assert [entry["setting"] for entry in result["diff"]] == ["ip_address"]
+    assert fleet_verdict.problems(meter, settings, result) == []

@@ -6,10 +6,10 @@ import time
 
 import fleet_verdict
 import pytest
-from fleet_plans import read_settings
+from fleet_plans import LEAVES, read_settings
 from fleet_rig import FACTORY_LEAVES, METER_FLEET, FleetMeter, play, plan_text
 
-pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
+pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
 
 EIGHT = {"ip_address": "198.51.100.20", "subnet_mask": "255.255.0.0", "default_gateway": "198.51.100.1",
          "primary_dns": "198.51.100.53", "secondary_dns": "198.51.100.54", "serial_number": "101212346",
@@ -18,11 +18,11 @@ SAME = read_settings(FACTORY_LEAVES)
 TRIES = 5
 
 
-def best(folder, settings, wanted, limit, line, tries=TRIES):
+def best(folder, settings, wanted, limit, line, tries=TRIES, leaves=None):
     """The shortest time in which a new meter ends as wanted: as reported, and as measured around."""
     shortest = None
     for number in range(tries):
-        meter = FleetMeter(folder / f"m{number}", line=line)
+        meter = FleetMeter(folder / f"m{number}", leaves, line=line)
         begun = time.monotonic()
         _, results = play("apply", folder, [(meter, settings)])
         around = time.monotonic() - begun
@@ -44,8 +44,12 @@ def test_a_local_meter_without_a_difference(folder):
     best(folder, SAME, "ok", 0.5, None)
 
 
-def test_a_meter_at_9600_baud_without_a_difference(folder):
-    best(folder, SAME, "ok", 6, {"baud": 9600}, tries=2)
+@pytest.mark.parametrize("is_dhcp_on", [False, True])
+def test_a_meter_at_9600_baud_without_a_difference(is_dhcp_on, folder):
+    """The menu of the port is read twice when the plan has DHCP on, which it also shows for a value that
+    could not be read."""
+    leaves = {**FACTORY_LEAVES, LEAVES["dhcp"]: is_dhcp_on}
+    best(folder, read_settings(leaves), "ok", 6, {"baud": 9600}, tries=2, leaves=leaves)
 
 
 def test_eight_values_of_a_local_meter(folder):

@@ -7,10 +7,10 @@ import pytest
 from meter_fleet import keys
 from meter_fleet.errors import Astray, Silent
 from meter_fleet.keys import Dialog
-from meter_fleet.screens import Question
+from meter_fleet.screens import Damaged, Question
 from meter_fleet.view import feed
 
-pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
+pytestmark = [pytest.mark.host_only]
 
 QUESTION = b"Enter IP Address: "
 REPLY = b"\nError: invalid address\n" + QUESTION
@@ -59,7 +59,8 @@ class ScriptedLink:
 
 @pytest.fixture(autouse=True)
 def short_waits(monkeypatch):
-    for name in ("SHORTEST_WAIT", "SCREEN_SECONDS", "QUIET_SECONDS", "SETTLE_SECONDS"):
+    for name in ("SHORTEST_WAIT", "SCREEN_SECONDS", "QUIET_SECONDS", "SETTLE_SECONDS",
+                 "RELEASE_SECONDS"):
         monkeypatch.setattr(keys, name, 0.001)
     monkeypatch.setattr(keys, "PROBE_WAITS", (0.001, 0.002, 0.002, 0.002, 0.002, 0.002))
 
@@ -205,3 +206,79 @@ def test_no_key_is_sent_while_commands_may_be_running():
         assert not dialog.busy
 
     asyncio.run(run())
+
+
+# --- a prompt that cannot be read
+
+
+MENU_AGAIN = b"\nTimed out.\n" + QUESTION
+
+
+class DamagedLink(ScriptedLink):
+    """Its prompt lost a byte. It is drawn again by itself, after so many waits without a key."""
+
+    def __init__(self, waits):
+        super().__init__()
+        self.waits = waits
+        self.incoming = QUESTION.replace(b": ", b" ")
+
+    async def receive(self, seconds):
+        data = await super().receive(seconds)
+        if not data:
+            self.waits -= 1
+            if self.waits == 0:
+                return MENU_AGAIN
+        return data
+
+
+def test_no_key_reaches_the_utility_before_a_damaged_prompt_is_drawn_again():
+    async def run():
+        dialog = Dialog(DamagedLink(waits=7))
+        await keys.find_prompt(dialog)
+        return dialog
+
+    dialog = asyncio.run(run())
+    assert dialog.view.prompt == Question("Enter IP Address")
+    assert set(dialog.link.keys) == {keys.RESUME}
+    assert dialog.damage > 0
+    assert any(isinstance(one, Damaged) for one in dialog.view.asked)
+
+
+def test_a_prompt_that_never_comes_again_is_given_up():
+    with pytest.raises(Silent):
+        asyncio.run(keys.find_prompt(Dialog(DamagedLink(waits=10**6))))
+
+
+class StalledLink(ScriptedLink):
+    """Holds everything back for some waits after a key, and then sends it bit by bit."""
+
+    def __init__(self, at, waits):
+        super().__init__()
+        self.at, self.waits = at, waits
+        self.is_released = False
+        self.typed_in_between = []
+
+    async def send(self, data):
+        if self.is_released and self.incoming:
+            self.typed_in_between.append(data)
+        await super().send(data)
+
+    async def receive(self, seconds):
+        if len(self.keys) >= self.at and self.waits:
+            self.waits -= 1
+            await asyncio.sleep(0)
+            return b""
+        data, self.incoming = self.incoming[:3], self.incoming[3:]
+        self.is_released = self.waits == 0 and bool(data)
+        if not data:
+            await asyncio.sleep(0)
+        return data
+
+
+@pytest.mark.parametrize("at", range(2, 9))
+def test_after_a_stall_no_key_is_typed_until_all_that_was_held_back_came(at):
+    link = StalledLink(at, waits=8)
+    dialog = answered(link, "1.2.3.4")
+    assert dialog.damage > 0
+    assert link.typed_in_between == []
+    assert link.lines[0] == "1.2.3.4"

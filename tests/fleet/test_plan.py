@@ -103,7 +103,7 @@ GOOD = '[[meter]]\nname = "a"\nconsole = "run:x"\n'
     (GOOD + "colour = 1\n", "plan.toml:4: colour is not a key of a meter"),
     (GOOD + '[meter.settings]\ndhcp = true\nip_address = "10.1.1.1.9"\n',
      'plan.toml:6: ip_address = "10.1.1.1.9": has more than four numbers'),
-    (GOOD + '[meter.settings]\nenclosure = "RK "\n', 'plan.toml:5: enclosure = "RK ": has blanks'),
+    (GOOD + '[meter.settings]\nenclosure = "RK "\n', 'plan.toml:5: enclosure = "RK ": has spaces'),
     (GOOD + '[meter.settings]\noptions_list = ""\n', "plan.toml:5: options_list"),
     (GOOD + "[meter.settings]\nreset_passwords = true\n", "plan.toml:5: reset_passwords is not a setting"),
     (GOOD + 'settings.subnet_mask = ""\n', "plan.toml:4: subnet_mask"),

@@ -17,7 +17,7 @@ from meter_fleet.screens import FORBIDDEN_LINES, Menu
 from meter_fleet.session import ORDER
 from meter_fleet.settings import SETTINGS
 
-pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
+pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
 
 INTERFACE = "/Software/System Settings/Network/Interface/1/"
 EIGHT = {"dhcp": True, "ip_address": "198.51.100.7", "subnet_mask": "255.255.0.0", "secondary_dns": "",
@@ -242,9 +242,9 @@ def test_the_exit_status_and_the_objects(meter, tmp_path):
     for command, result, status in (("check", "differs", 1), ("apply", "changed", 0), ("apply", "ok", 0)):
         done = command_line(command, path, "--json", "--records", tmp_path / "records")
         assert (done.returncode, done.stderr) == (status, "")
-        told = json.loads(done.stdout)
-        assert told.keys() == {"name", "result", "changed", "diff", "settings", "messages", "seconds", "record"}
-        assert told["result"] == result
+        reported = json.loads(done.stdout)
+        assert reported.keys() == {"name", "result", "changed", "diff", "settings", "messages", "seconds", "record"}
+        assert reported["result"] == result
         assert not (BUILD / "meter-fleet-records").exists()
 
 

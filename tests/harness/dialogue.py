@@ -3,7 +3,7 @@
 A file starts with a sentence that says what it shows. Then it gives the meter at the start, the text on
 the console, how the program ended, the calls that it made, and the changes in the store:
 
-    A refused address leaves the DNS server alone.
+    A rejected address does not change the DNS server.
 
     meter: factory                   "factory" has the factory defaults, "empty" has no leaves;
                                      "unknown" is for the transcript of a real meter, which cannot

@@ -89,7 +89,7 @@ class Meter:
         try:
             before, now = self.at_start, self.leaves()
         except tomllib.TOMLDecodeError:
-            return ["no longer readable:", *(self.folder / "store.toml").read_text().splitlines()]
+            return ["not readable any more:", *(self.folder / "store.toml").read_text().splitlines()]
         lines = []
         for path in sorted(before.keys() | now.keys()):
             key = toml_value(path)

@@ -58,7 +58,7 @@ def take_signals():
 
 
 def take_terminal():
-    """Does the same, and makes the terminal on standard input the controlling one."""
+    """Calls take_signals and makes the terminal on standard input the controlling one."""
     take_signals()
     fcntl.ioctl(0, termios.TIOCSCTTY, 0)
 

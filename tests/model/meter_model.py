@@ -49,7 +49,7 @@ class Outcome:
     store: object  # in the format of the session's store
     rewritten: bool  # the library has written the store's file (keys sorted)
     downloads: object  # in the format of the session's jffs
-    waits: list  # for each wait: whether it is the first of a line, keys read, bytes shown
+    waits: list  # (is it the first of a line, number of keys read, number of bytes shown) for each wait
     tally: Counter  # counts of what was covered
 
 

@@ -24,7 +24,8 @@ def spelled(group, own=()):
 # Each entry has a name, a group, and leaves below /VMIC/Options: + for true, - for false. The utility
 # searches for the names in this order.
 OPTIONS = tuple((name, group, spelled(group, own)) for name, group, own in GRAMMAR["options"])
-# Maps a group to its leaves without any of its options, and to the words of its message.
+# Maps a group to the leaves that are written when none of its options is installed, and to its name in
+# the message.
 GROUPS = {group: (spelled(group), words) for group, words in GRAMMAR["messages"].items()}
 
 NAMES = tuple(name for name, _, _ in OPTIONS)

@@ -35,6 +35,9 @@ WAITS = re.compile(r"‹wait \d+ s›")
 BUILD_LIMIT = 600  # seconds
 TEST_LIMIT = 150  # of one program of tests; for a busy machine, and for mutants that wait
 BUSY_LIMIT = 20  # of the processor
+# In the sandbox, where many mutants wait for what never comes.
+UNIT_TEST_LIMIT = 60
+STEP_LIMIT = 12  # of the Python tests
 # A mutant may print, or ask for memory, without end.
 LIMITS = {resource.RLIMIT_FSIZE: 16 << 20, resource.RLIMIT_AS: 3 << 30, resource.RLIMIT_CORE: 0,
           resource.RLIMIT_CPU: BUSY_LIMIT}
@@ -150,21 +153,22 @@ class Tree:
             return subprocess.run(command, stdout=log, stderr=log, timeout=BUILD_LIMIT,
                                   check=False).returncode == 0
 
-    def run(self, *command, limits=LIMITS):  # pylint: disable=dangerous-default-value
+    def run(self, *command, limits=LIMITS, seconds=TEST_LIMIT):  # pylint: disable=dangerous-default-value
         """True when the command succeeded; what it printed is in the log."""
         with self.log.open("w") as log:
             return subprocess.run([str(word) for word in command], stdin=subprocess.DEVNULL, stdout=log,
-                                  stderr=log, cwd=self.build_folder, timeout=TEST_LIMIT,
+                                  stderr=log, cwd=self.build_folder, timeout=seconds,
                                   preexec_fn=lambda: set_limits(limits), check=False).returncode == 0
 
-    def run_in_sandbox(self, programs, *command):
+    def run_in_sandbox(self, programs, *command, seconds=TEST_LIMIT):
         kept = (*programs, *WRITTEN_FOLDERS)
-        return self.run(*sandbox.command(self.folder, self.build_folder, kept, *command), limits=SANDBOX_LIMITS)
+        return self.run(*sandbox.command(self.folder, self.build_folder, kept, *command),
+                        limits=SANDBOX_LIMITS, seconds=seconds)
 
     def run_pytest_in_sandbox(self, *folders):
         tests = self.folder / "tests"
         scripts = [f"--ignore={tests / name}" for name in TESTS_OF_SCRIPTS]
-        return self.run_in_sandbox(SIMULATOR_PROGRAMS, *PYTEST, "--quick", *scripts,
+        return self.run_in_sandbox(SIMULATOR_PROGRAMS, "env", f"STEP_LIMIT={STEP_LIMIT}", *PYTEST, "--quick", *scripts,
                                    *(tests / folder for folder in folders))
 
     def unit_tests_pass(self, name):
@@ -173,10 +177,14 @@ class Tree:
         for program in unit_programs(name):
             words = (self.build_folder / program, "-aa=1", "--no-colors=true")
             for choice in (f"-sf={own}", f"-sfe={own}"):
-                run = functools.partial(self.run_in_sandbox, [program]) if is_simulated(name) else self.run
-                if not run(*words, choice):
+                if not self.run_unit_tests(name, program, *words, choice):
                     return False
         return True
+
+    def run_unit_tests(self, name, program, *command):
+        if is_simulated(name):
+            return self.run_in_sandbox([program], *command, seconds=UNIT_TEST_LIMIT)
+        return self.run(*command)
 
     def dialogues_pass(self):
         for dialogue in sorted(self.dialogues, key=lambda each: -self.kills[each.path]):

@@ -22,14 +22,14 @@ TEST_CASE("only the paths of the range are numbered")
     CHECK(paths.size() == 4);
 }
 
-TEST_CASE("a path without a question mark is an error of the caller")
+TEST_CASE("a path without a question mark is rejected")
 {
     Paths paths = {"/?", "/plain", "/?"};
     CHECK_THROWS_AS(number_paths(paths, 0, 3, 2), std::out_of_range);
     CHECK(paths == Paths{"/2", "/plain", "/?"});
 }
 
-TEST_CASE("the paths of a port carry its number, those of the session are as in the table")
+TEST_CASE("the paths of a port have its number, those of the session are unaltered")
 {
     InterfaceSettings port;
     port.number = 7;
@@ -41,7 +41,7 @@ TEST_CASE("the paths of a port carry its number, those of the session are as in 
                 "/Software/System Settings/Network/Name Server/2/Value"});
 }
 
-TEST_CASE("every path gets the name of its value")
+TEST_CASE("the name of the value is appended to every path")
 {
     Paths paths = {"/a", "/b/1"};
     append_value_names(paths);

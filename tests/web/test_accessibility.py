@@ -153,7 +153,7 @@ def test_nothing_is_cut_off_at_any_width(page, width):
         assert wide == [False, []], tab
 
 
-@pytest.mark.parametrize("width", [640, 700])  # the width that remains of 1280 and 1400 pixels at 200 %
+@pytest.mark.parametrize("width", [640, 700])  # 1280 and 1400 pixels at 200 % zoom
 def test_at_twice_the_size_everything_is_readable(page, width):
     page.set_size(width, 450, scale=2)
     page.script("dispatchEvent(new Event('resize'));")

@@ -106,7 +106,7 @@ export class ProgramRun {
         return this.instance.FS.analyzePath(callsFile).exists ? this.read(callsFile) : "";
     }
 
-    // On another host, standard error would contain the directory of that meter.
+    // Replaces the meter's directory, which differs between hosts.
     get errorText() {
         return this.errors.text().replaceAll(meterFolder, "METER");
     }

@@ -38,8 +38,8 @@ export class TerminalView {
         const rendered = this.terminal.onRender(() => {
             performance.mark("first screen");
             rendered.dispose();
-            // Not earlier: the text for screen readers is placed over the rows, and their height is known only
-            // now.
+            // This cannot run earlier: the text for screen readers is placed over the rows, and their height is
+            // known only now.
             this.terminal.options.screenReaderMode = true;
         });
         new ResizeObserver(() => this.fit()).observe(this.frame);

@@ -1,5 +1,5 @@
-"""The exercises of docs/exercises as a trainer needs them: how to prepare a meter, the task, and the
-difference that shows that the exercise is solved."""
+"""The exercises of docs/exercises for the trainer's guide: how to prepare a meter, the task, and the
+difference that proves the solution."""
 
 import re
 import shlex
@@ -22,7 +22,7 @@ def bare(value):
 
 
 def preparation(start):
-    """The commands that bring a meter with factory defaults to the start of an exercise."""
+    """Returns the commands that bring a meter with factory defaults to the start of an exercise."""
     if "meter" in start:
         raise ValueError("an exercise on an empty meter needs a command for it here")
     lines = ["cdsctl reset"]
@@ -39,7 +39,7 @@ def quoted(text):
 
 
 def session(arguments):
-    """A number in the place of -m starts the utility without the initialisation menu."""
+    """Returns the arguments. A number instead of -m starts the utility without the initialisation menu."""
     return 'meter-session "$METER_SIM_DIR"' + ("" if arguments == ["-m"] else " 1")
 
 

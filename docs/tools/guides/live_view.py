@@ -1,4 +1,4 @@
-"""The picture of a session with its live view: what tmux shows after a save."""
+"""Draws the picture of a session with its live view: the tmux window after a save."""
 
 import os
 import re
@@ -19,7 +19,7 @@ SHOWS = ("The utility after a save of the primary DNS server. Below it, the live
 SESSION = REPOSITORY / "simulator" / "cdsctl" / "watched-session"
 ROWS = 38
 ADDRESS = "192.0.2.99"
-# The prompts of the session, each with what is typed there and what is on the screen then.
+# The prompts of the session. Each has the text to type, and a text that is on the screen afterwards.
 ANSWERS = (
     ("Select an option ==>", str(PRIMARY_DNS), "Enter Primary DNS Server:"),
     ("Enter Primary DNS Server:", ADDRESS, f":  {ADDRESS}"),
@@ -31,7 +31,7 @@ VIEW_STARTS = ("cdsctl:", "/Software", "runs: rm", "runs: /etc")
 
 
 class Tmux:
-    """A tmux server of its own with one shell, which works in a directory."""
+    """A separate tmux server with one shell in a directory."""
 
     def __init__(self, sockets, directory):
         self.words = ["tmux", "-S", f"{sockets}/tmux", "-f", "/dev/null"]
@@ -58,7 +58,7 @@ class Tmux:
 
 
 def play(tmux):
-    """The lines of the utility's pane and of the view's, after the save."""
+    """Returns the lines of the utility's pane and of the live view's pane after the save."""
     utility, = tmux.panes()
     tmux("send-keys", "-t", utility, shlex.join([str(SESSION), str(BUILD), "meter", "-m"]), "Enter")
     wait_until(lambda: len(tmux.panes()) == 2, lambda: "\n".join(tmux.lines(utility)))
@@ -74,7 +74,7 @@ def play(tmux):
 
 
 def with_keys(line):
-    """The line in runs, with what was typed after its prompt as keys."""
+    """Splits the line into runs. The text that was typed after its prompt becomes keys."""
     for prompt, keys, _ in ANSWERS:
         if match := re.fullmatch(rf"({re.escape(prompt)} *){re.escape(keys)}", line):
             return [("out", match[1]), ("key", keys), ("enter", "")]
@@ -82,8 +82,8 @@ def with_keys(line):
 
 
 def in_order(view):
-    """The view's lines, the leaf before the commands. Two processes write them, so that they may
-    also come in another order."""
+    """Returns the lines of the live view with the leaf before the commands. Two processes write these lines,
+    so their order may vary."""
     lines = [line.rstrip() for line in view]
     return [line for start in VIEW_STARTS for line in lines if line.startswith(start)]
 

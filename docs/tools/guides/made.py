@@ -70,4 +70,4 @@ def all_files():
 def difference(path, wanted):
     name = str(path.relative_to(REPOSITORY))
     return difflib.unified_diff((present(path) or "").splitlines(), (wanted or "").splitlines(),
-                                name, f"{name}, made anew", lineterm="", n=1)
+                                name, f"{name}, generated", lineterm="", n=1)

@@ -204,13 +204,13 @@ CALLS_PAGE = "what-a-save-calls.md"
 
 
 def leaf_of(item, calls):
-    """The leaf that holds the item's value: a save writes it, and the item's screen reads it."""
+    """Returns the leaf of the item's value: a save writes it, and the item's screen reads it."""
     reads = set(read(item.screen)[1])
     return next(path for path, _ in leaves_written(calls) if path in reads)
 
 
 def overview():
-    """The leaf of each item, and what a save of it does in addition."""
+    """Returns a table with the leaf of each item, and the additional effects of saving it."""
     rows = ["| item | leaf | mirror | trigger | option leaves | model number |", "|---|---|---|---|---|---|"]
     for item in ITEMS:
         (calls,) = saved("save", edits(item, item.answer) + SAVE + EXIT)

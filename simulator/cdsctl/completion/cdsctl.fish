@@ -15,7 +15,7 @@ function __cdsctl_words
             case --type
                 set -e tokens[1]
             case '-?*'
-                # In the place of a value, it is a value.
+                # After a path of `set`, every argument is a value.
                 if test "$words[1]" = set; and test (math (count $words) % 2) -eq 0
                     set -a words $tokens[1]
                 end
@@ -33,7 +33,7 @@ function __cdsctl_command_is
     contains -- "$words[2]" $argv; or test -z "$words[2]$argv"
 end
 
-# Prints a path as the shell takes it: with the home folder for a "~" at its start.
+# Prints a path as the shell expands it: "~" at its start becomes the home directory.
 function __cdsctl_expand
     if string match -q -- '~/*' "$argv"
         printf '%s\n' ~/(string sub -s 3 -- $argv)
@@ -73,20 +73,20 @@ end
 complete -c cdsctl -f
 complete -c cdsctl -s h -l help -d 'Print help and exit'
 complete -c cdsctl -l version -d 'Print the version and exit'
-complete -c cdsctl -s C -x -a '(__fish_complete_directories)' -d 'The folder of the meter'
+complete -c cdsctl -s C -x -a '(__fish_complete_directories)' -d 'The directory of the meter'
 complete -c cdsctl -n '__cdsctl_command_is list get watch diff' -l json -d 'Print JSON'
 complete -c cdsctl -n '__cdsctl_command_is set' -l type -x -a 'bool int string' -d 'The type of the values'
 
 complete -c cdsctl -n __cdsctl_command_is -a list -d 'Print leaves as PATH = VALUE'
 complete -c cdsctl -n __cdsctl_command_is -a get -d 'Print the values of leaves'
-complete -c cdsctl -n __cdsctl_command_is -a set -d 'Set leaves, all of them in one write'
+complete -c cdsctl -n __cdsctl_command_is -a set -d 'Set leaves atomically'
 complete -c cdsctl -n __cdsctl_command_is -a clear -d 'Remove leaves'
-complete -c cdsctl -n __cdsctl_command_is -a watch -d 'Print each leaf that changes'
+complete -c cdsctl -n __cdsctl_command_is -a watch -d 'Print changes of leaves'
 complete -c cdsctl -n __cdsctl_command_is -a dump -d 'Print the whole store as TOML'
-complete -c cdsctl -n __cdsctl_command_is -a load -d 'Replace the store by a dump'
-complete -c cdsctl -n __cdsctl_command_is -a diff -d 'Print what differs'
+complete -c cdsctl -n __cdsctl_command_is -a load -d 'Replace the store with a dump'
+complete -c cdsctl -n __cdsctl_command_is -a diff -d 'Print the differences'
 complete -c cdsctl -n __cdsctl_command_is -a reset -d 'Restore the factory defaults'
-complete -c cdsctl -n __cdsctl_command_is -a init -d 'Make the folder of a new meter'
+complete -c cdsctl -n __cdsctl_command_is -a init -d 'Create a new meter'
 
 complete -c cdsctl -n '__cdsctl_command_is list get clear watch' -a '(__cdsctl_paths)'
 complete -c cdsctl -n '__cdsctl_command_is set' -a '(__cdsctl_paths_or_value)'

@@ -15,17 +15,17 @@ short_description: Bring an electricity meter to planned settings
 version_added: 1.0.0
 description:
   - Operates the menus of the settings utility on a meter's console.
-  - Reads the screens, compares them with I(settings), types only what differs, saves once, and reads
-    everything again in a new session.
-  - A setting that I(settings) does not name is not compared and not touched.
-  - Passwords are never reset, the options list is never cleared and factory defaults are never restored.
+  - Reads the screens and compares them with I(settings). Types only what differs, saves once, and then
+    reads every planned setting again in a new session.
+  - Does not compare or change a setting that I(settings) does not name.
+  - Never resets passwords, clears the options list or restores factory defaults.
 extends_documentation_fragment:
   - meter_settings.fleet.console
 options:
   settings:
     description:
       - What the settings should be.
-      - An address other than the subnet mask that is an empty string is removed from the meter.
+      - An empty string removes an address from the meter. The subnet mask cannot be removed.
     type: dict
     required: true
     suboptions:
@@ -107,7 +107,7 @@ settings:
   type: dict
   sample: {"dhcp": false, "ip_address": "192.0.2.10"}
 messages:
-  description: What happened. After C(unknown) they name the values that the meter holds.
+  description: What happened. After C(unknown) they name each setting that was read and its value.
   returned: when a console was opened
   type: list
   elements: str

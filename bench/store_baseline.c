@@ -1,8 +1,8 @@
 /* The baseline for `cdsctl get` and `cdsctl set`: the same file work, without parsing the file.
 
-   store-floor get DIR        reads the whole store and prints one line
-   store-floor set DIR DIGIT  takes the directory's lock, reads the whole store, and replaces it with a
-                              copy whose first byte is DIGIT, flushed to disk */
+   store-baseline get DIR        reads the whole store and prints one line
+   store-baseline set DIR DIGIT  takes the directory's lock, reads the whole store, and replaces it
+                                 with a copy whose first byte is DIGIT, flushed to disk */
 #include <fcntl.h>
 #include <stdio.h>
 #include <string.h>

@@ -1,7 +1,7 @@
 /* The baseline for a menu program: it sets the terminal, writes the screen in one call, waits for a
    key, reads it and echoes it.
 
-   floor FIRST NEXT: shows FIRST, and NEXT after each answer. The answer 0 ends it. */
+   baseline FIRST NEXT: shows FIRST, and NEXT after each answer. The answer 0 ends it. */
 #include <string.h>
 #include <sys/select.h>
 #include <termios.h>
