@@ -57,14 +57,6 @@ class ScriptedLink:
         return data
 
 
-@pytest.fixture(autouse=True)
-def short_waits(monkeypatch):
-    for name in ("SHORTEST_WAIT", "SCREEN_SECONDS", "QUIET_SECONDS", "SETTLE_SECONDS",
-                 "RELEASE_SECONDS"):
-        monkeypatch.setattr(keys, name, 0.001)
-    monkeypatch.setattr(keys, "PROBE_WAITS", (0.001, 0.002, 0.002, 0.002, 0.002, 0.002))
-
-
 def answered(link, text):
     """Answers the question with the text. Returns the dialog."""
     async def run():
