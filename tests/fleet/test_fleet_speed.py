@@ -9,7 +9,7 @@ import pytest
 from fleet_plans import LEAVES, read_settings
 from fleet_rig import FACTORY_LEAVES, METER_FLEET, FleetMeter, play, plan_text
 
-pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
+pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 
 EIGHT = {"ip_address": "198.51.100.20", "subnet_mask": "255.255.0.0", "default_gateway": "198.51.100.1",
          "primary_dns": "198.51.100.53", "secondary_dns": "198.51.100.54", "serial_number": "101212346",

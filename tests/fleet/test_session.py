@@ -70,7 +70,6 @@ def test_a_meter_that_is_as_planned_is_only_read(meter, tmp_path):
     result = do(Command.APPLY, meter, EIGHT, tmp_path)
     assert (result.result, result.changed, result.diff) == ("ok", False, [])
     assert calls_of(meter, *WRITES) == []
-    assert result.seconds < 0.5
 
 
 def test_check_predicts_what_apply_does(meter, tmp_path):
