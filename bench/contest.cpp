@@ -1,13 +1,15 @@
-// Contenders measured by turns, so that what else the machine does falls on all alike.
+// Measures several contenders in turns, so that other load on the machine affects all of them
+// equally.
 //
-// contest ROUNDS SEED <PLAN: runs every contender once a round, in a new order each round, each on
-// a pseudo-terminal of its own. PLAN is texts, each ended by a zero byte. A contender is its
-// command's words and an empty text, then its steps and an empty text; a step is its name, its keys
-// and the number of bytes of the answer. A command's word ROUND stands for a digit of the round.
+// contest ROUNDS SEED <PLAN: runs every contender once per round, in a new order each round, each
+// on its own pseudo-terminal. PLAN consists of texts, each ended by a zero byte. A contender is the
+// arguments of its command and an empty text, then its steps and an empty text. A step is its name,
+// its keys and the number of bytes of the answer. The argument ROUND is replaced by a digit of the
+// round.
 //
-// A step sends its keys and ends when that many bytes have come; the time of the first one begins
-// with the program's start. After the last step the program must end by itself, with status 0.
-// Prints for every step "ROUND CONTENDER NAME MICROSECONDS", and so for "end", from start to end.
+// A step sends its keys and ends when that many bytes have arrived. The time of the first step
+// begins with the program's start. After the last step the program must exit by itself with status
+// 0. Prints "ROUND CONTENDER NAME MICROSECONDS" for every step; for the whole run, NAME is "end".
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -84,7 +86,7 @@ int open_terminal()
     return master;
 }
 
-// As `execv` wants them, the null at the end included.
+// Returns the arguments as `execv` needs them, with the null at the end.
 std::vector<char*> words_of(std::vector<std::string>& command, int round)
 {
     std::vector<char*> words;
@@ -97,7 +99,8 @@ std::vector<char*> words_of(std::vector<std::string>& command, int round)
     return words;
 }
 
-// The program's end comes with ours: one left without its terminal might go on for ever.
+// Starts a contender. It is killed when this program exits, because a program without its terminal
+// might run forever.
 pid_t start(const std::vector<char*>& words, int terminal, int nowhere)
 {
     const pid_t child = vfork();
@@ -127,7 +130,7 @@ void follow(const Step& step, int master)
 
 void run(Contender contender, std::size_t position, int round, int nowhere)
 {
-    const auto tell = [&](const std::string& name, Clock::time_point since) {
+    const auto print = [&](const std::string& name, Clock::time_point since) {
         std::printf("%d %zu %s %.2f\n", round, position, name.c_str(), microseconds_since(since));
     };
     const std::vector<char*> words = words_of(contender.command, round);
@@ -140,13 +143,13 @@ void run(Contender contender, std::size_t position, int round, int nowhere)
     Clock::time_point since = begun;
     for (const Step& step : contender.steps) {
         follow(step, master);
-        tell(step.name, since);
+        print(step.name, since);
         since = Clock::now();
     }
     int status = 0;
     if (waitpid(child, &status, 0) != child || status != 0)
         give_up(contender.command[0]);
-    tell("end", begun);
+    print("end", begun);
     close(terminal);
     close(master);
 }

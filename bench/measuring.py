@@ -1,7 +1,8 @@
-"""What the programs of this folder measure with: sessions on a terminal, contests, counts.
+"""Measures sessions on a terminal, contests and counts for the programs in this directory.
 
-A session is a list of steps: keys, and the bytes that the program answers them with. They are
-learnt once; from then on a step ends when its bytes have come, and other bytes are an error.
+A session is a list of steps. A step is the keys to type and the bytes that the program must answer.
+`learn` records the answers once. Later, a step ends when its answer is complete; a different answer is
+an error.
 """
 
 import collections
@@ -23,16 +24,16 @@ from build_lock import build_lock
 from harness.program import BUILD, wait_until
 from harness.terminal import OFLAG, Console
 
-LIMIT = 600  # seconds for a build, and for a run under a measuring tool
-QUIET = 0.05  # seconds without output after which a program that sleeps has answered
-REPEATED = 50  # times a cycle of steps, of which the cost of one step is taken
+LIMIT = 600  # seconds for a build or for a run under a measuring tool
+QUIET = 0.05  # a sleeping program has finished its answer after this many seconds without output
+REPEATED = 50  # how often to repeat a cycle of steps to measure one step
 
 
 class Contender(NamedTuple):
     name: str
     command: list
     environment: dict
-    end: str  # the keys that end a session, wherever it is
+    end: str  # the keys that end a session from any screen
 
 
 class Step(NamedTuple):
@@ -44,7 +45,7 @@ class Step(NamedTuple):
 def need(*tools):
     for tool in tools:
         if not shutil.which(tool):
-            sys.exit(f"error: {tool} is not here; apt-get install {tool}")
+            sys.exit(f"error: {tool} is not installed: apt-get install {tool}")
 
 
 def build(*targets):
@@ -81,7 +82,7 @@ def answer_of(console):
 
 
 def learn(contender, *steps):
-    """The steps, each a name and its keys, with their answers. The first one is the start."""
+    """Returns the steps with their answers. Each argument is a name and its keys; the first is the start."""
     console = open_console(contender)
     try:
         learnt = []
@@ -95,7 +96,7 @@ def learn(contender, *steps):
 
 
 def play(contender, steps, prefix=(), look=lambda console: None):
-    """A whole session under a measuring tool; what `look` sees when the last step is answered."""
+    """Plays a session under a measuring tool. Returns what `look` returns after the last step."""
     console = open_console(contender, prefix)
     try:
         for step in steps:
@@ -111,7 +112,7 @@ def play(contender, steps, prefix=(), look=lambda console: None):
 # -- times --
 
 def planned(contender, steps):
-    """A contender as bench/contest.cpp reads it."""
+    """Returns a contender in the format that bench/contest.cpp reads."""
     yield from (*map(str, contender.command), "")
     for step in [*steps, Step("exit", contender.end, b"")]:
         yield from (step.name, step.keys, str(len(step.answer)))
@@ -119,24 +120,25 @@ def planned(contender, steps):
 
 
 def hold_contest(rounds, seed, plan):
-    """`plan` holds contenders and their steps, all with the first one's environment. The
-    microseconds of each step, by the contender's position and the step's name, and of a whole run
-    as "end": one number a round, the median of the steps of that name."""
+    """Times all contenders in `plan`, a list of (contender, steps). All use the first one's environment.
+
+    The result maps (position of the contender, name of the step) to microseconds, one number for each
+    round: the median of the steps with that name. The name "end" is the whole run."""
     texts = [text for contender, steps in plan for text in planned(contender, steps)]
-    told = subprocess.run([BUILD / "contest", str(rounds), str(seed)], check=True, timeout=LIMIT,
+    done = subprocess.run([BUILD / "contest", str(rounds), str(seed)], check=True, timeout=LIMIT,
                           input="".join(f"{text}\0" for text in texts).encode(),
                           stdout=subprocess.PIPE, env=plan[0][0].environment).stdout.decode()
     times = collections.defaultdict(lambda: collections.defaultdict(list))
-    for line in told.splitlines():
+    for line in done.splitlines():
         number, position, name, microseconds = line.split()
         times[int(position), name][number].append(float(microseconds))
     return {what: [statistics.median(part) for part in by_round.values()]
             for what, by_round in times.items()}
 
 
-def ratios(times, floor):
-    """Round by round, so that what slows a whole round falls on both."""
-    return [time / least for time, least in zip(times, floor)]
+def ratios(times, baseline):
+    """Returns one ratio for each round, because a slow round affects both programs."""
+    return [time / least for time, least in zip(times, baseline)]
 
 
 def spread(values, digits=0):
@@ -147,7 +149,7 @@ def spread(values, digits=0):
 # -- counts --
 
 def instructions_of(contender, steps):
-    """Instructions of a whole session, the kernel's not counted."""
+    """Counts the instructions of a whole session in user space."""
     with tempfile.NamedTemporaryFile(dir=BUILD) as log:
         play(contender, steps, ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null",
                                 f"--log-file={log.name}"])
@@ -155,19 +157,19 @@ def instructions_of(contender, steps):
 
 
 def system_calls_of(contender, steps):
-    """System calls of a session until it waits for the next key; that wait is not counted."""
+    """Counts the system calls of a session until it waits for the next key. The wait does not count."""
     with tempfile.NamedTemporaryFile(dir=BUILD) as log:
         def calls(console):
             text = None
             while console.process.poll() is None and (
                     text != (text := Path(log.name).read_bytes()) or text.endswith(b"\n")):
-                time.sleep(QUIET)  # until one call, the wait, is begun and not over
+                time.sleep(QUIET)  # until the program is inside the wait
             return text.count(b"\n")
         return play(contender, steps, ["strace", "-o", log.name], calls)
 
 
 def peak_memory_of(contender, steps):
-    """The largest resident set of a session, in KB."""
+    """Returns the largest resident set of a session, in KB."""
     def high_water(console):
         status = Path(f"/proc/{console.process.pid}/status").read_text()
         return int(re.search(r"VmHWM:\s*(\d+)", status)[1])
@@ -175,6 +177,6 @@ def peak_memory_of(contender, steps):
 
 
 def of_one_more(measure, contender, lead, cycle, tail=()):
-    """What one more step of a repeated cycle costs. `tail` ends the session."""
+    """Returns the cost of one more step of a repeated cycle. `tail` ends the session."""
     few, many = (measure(contender, [*lead, *cycle * count, *tail]) for count in (1, 1 + REPEATED))
     return (many - few) / (REPEATED * len(cycle))

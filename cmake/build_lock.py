@@ -9,11 +9,11 @@ LOCKED = pathlib.Path(__file__).resolve().with_name("locked")
 
 @contextlib.contextmanager
 def build_lock(folder):
-    """Keeps other processes from configuring and building the folder; makes it when it is missing.
-    Waits until the lock is free, and prints on standard error for which process."""
+    """Takes the lock of the directory, and creates the directory if it is missing.
+    While it waits, it prints on standard error which process holds the lock."""
     with subprocess.Popen([LOCKED, folder, "cat"], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as holder:
         holder.stdin.write(b"locked\n")
         holder.stdin.flush()
         if not holder.stdout.readline():
             raise OSError(f"{folder} cannot be locked")
-        yield  # leaving closes its input, which ends cat and so gives the lock back
+        yield  # closing the input of cat then ends it, which releases the lock

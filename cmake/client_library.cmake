@@ -1,20 +1,20 @@
-# The target `client_library`: the store's client library, libcds and libcds++. The first of these
-# that is given:
+# Defines the target `client_library`, the client library of the store (libcds and libcds++). It uses the
+# first of these that is given:
 #
 # CDS_ROOT         the directory of an installed library: include/, lib/libcds.so, lib/libcds++.so
 #                  (libcds.a and libcds++.a for a static program)
-# SIMULATED_METER  the simulated client library, which also brings `system` and `sleep` of its own,
-#                  the tools of the simulated meter, and the tests; the presets set it
+# SIMULATED_METER  the simulated client library. It also provides its own `system` and `sleep`, the
+#                  tools of the simulated meter, and the tests. The presets set this option.
 # pkg-config       the package `cds` of the sysroot
 #
-# ON_SIMULATED_METER says whether it is the simulated one.
+# ON_SIMULATED_METER is true for the simulated client library.
 set(CDS_ROOT "" CACHE PATH "Directory of the meter's client library")
 option(SIMULATED_METER "Build on the simulated meter, unless CDS_ROOT is given" OFF)
 
 add_library(client_library INTERFACE)
 set(ON_SIMULATED_METER OFF)
 
-# The libraries of CDS_ROOT, and no others of their names.
+# Uses the libraries in CDS_ROOT only, never others with the same names.
 function(use_installed_library)
     if(NOT IS_ABSOLUTE ${CDS_ROOT})
         message(FATAL_ERROR "CDS_ROOT must be an absolute path: ${CDS_ROOT}")
@@ -23,10 +23,10 @@ function(use_installed_library)
         set(CMAKE_FIND_LIBRARY_SUFFIXES .a)
     endif()
     foreach(name IN ITEMS cds++ cds)
-        unset(found CACHE) # of an earlier CDS_ROOT
+        unset(found CACHE) # from an earlier CDS_ROOT
         find_library(found ${name} PATHS ${CDS_ROOT}/lib NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
         if(NOT found)
-            message(FATAL_ERROR "CDS_ROOT has no library ${name} of the kind wanted"
+            message(FATAL_ERROR "CDS_ROOT has no library ${name} of a suitable kind"
                 " (${CMAKE_FIND_LIBRARY_SUFFIXES}): ${CDS_ROOT}/lib")
         endif()
         target_link_libraries(client_library INTERFACE ${found})
@@ -35,8 +35,8 @@ function(use_installed_library)
     target_include_directories(client_library SYSTEM INTERFACE ${CDS_ROOT}/include)
 endfunction()
 
-# A program for the host carries the simulated library, for a fast start. A meter's program loads it
-# and is then the same program that loads the meter's own library.
+# A host program contains the simulated library, which makes it start fast. A meter program loads the
+# library, so the same binary can also load the meter's own library.
 macro(use_simulated_library)
     set(ON_SIMULATED_METER ON)
     include(cmake/header_only.cmake)
@@ -48,8 +48,8 @@ macro(use_simulated_library)
     endif()
 endmacro()
 
-# Sets CDS_FOUND. pkg-config searches the sysroot, or wherever the environment says. A cross build
-# that names neither does not ask it: it would find this machine's own packages.
+# Sets CDS_FOUND. pkg-config searches the sysroot or the directories in the environment. A cross build
+# without either does not run pkg-config, which would find packages of the host.
 macro(find_packaged_library)
     if(CMAKE_SYSROOT AND NOT DEFINED ENV{PKG_CONFIG_LIBDIR})
         set(ENV{PKG_CONFIG_SYSROOT_DIR} ${CMAKE_SYSROOT})
@@ -91,7 +91,7 @@ else()
     use_packaged_library()
 endif()
 
-# The meter's own libraries are where its loader looks; no path of this machine goes into a program.
+# The meter's loader finds the meter's libraries. A program must not contain paths of the host.
 if(NOT ON_SIMULATED_METER)
     set(CMAKE_SKIP_RPATH ON)
 endif()

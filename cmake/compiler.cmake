@@ -1,28 +1,25 @@
-# The target `build_options`: what every target of the project is compiled and linked with. The
+# Defines the target `build_options`: the options to compile and link every target of the project. The
 # rest of hardening, position independence, comes from CMAKE_POSITION_INDEPENDENT_CODE.
 include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 include(CheckPIESupported)
 
 add_library(build_options INTERFACE)
-target_include_directories(build_options INTERFACE ${PROJECT_SOURCE_DIR}) # includes start at the root
+target_include_directories(build_options INTERFACE ${PROJECT_SOURCE_DIR}) # #include paths start at the project's root
 target_compile_options(build_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
-target_compile_options(build_options INTERFACE -Wno-missing-braces) # a row names its text without a pair of its own
-if(CMAKE_CXX_COMPILER_ID MATCHES "Clang") # it asks for inner braces, which would clutter the tables
-    target_compile_options(build_options INTERFACE -Wno-missing-braces)
-endif()
+target_compile_options(build_options INTERFACE -Wno-missing-braces) # they would clutter the tables
 
-if(EMSCRIPTEN) # the rest is for machines
+if(EMSCRIPTEN) # the rest does not apply to WebAssembly
     include(${CMAKE_CURRENT_LIST_DIR}/web.cmake)
     return()
 endif()
 
-# The linker leaves out what nothing refers to: sections, and shared libraries such as libm.
+# The linker drops unused sections and shared libraries, such as libm.
 target_compile_options(build_options INTERFACE -ffunction-sections -fdata-sections)
 target_link_options(build_options INTERFACE LINKER:--gc-sections LINKER:--as-needed)
 
-# Hardening: programs at a random address, all imports resolved and then made read-only at the
-# start, stack protector, checked library calls. The checks need an optimising build type.
+# Hardening: programs at a random address, imports resolved at the start and then read-only, stack
+# protector, checked library calls. The checks need an optimising build type.
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 check_pie_supported(OUTPUT_VARIABLE no_pie LANGUAGES CXX)
 if(NOT CMAKE_CXX_LINK_PIE_SUPPORTED)
@@ -31,7 +28,7 @@ endif()
 target_link_options(build_options INTERFACE LINKER:-z,relro LINKER:-z,now)
 target_compile_options(build_options INTERFACE -fstack-protector-strong)
 
-# Some compilers for a 32-bit PowerPC jump to shared libraries through writable code unless asked not to.
+# Without this option, some compilers for 32-bit PowerPC call shared libraries through writable code.
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(ppc|powerpc)$")
     check_cxx_compiler_flag(-msecure-plt HAVE_SECURE_PLT)
     if(HAVE_SECURE_PLT)
@@ -53,16 +50,16 @@ target_compile_options(build_options INTERFACE
     "$<${optimising}:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=${fortify_level}>")
 
 if(CMAKE_CROSSCOMPILING)
-    # The linker would allow for pages of 65536 bytes, which pads a small program by tens of
-    # kilobytes. A kernel with larger pages than given here cannot load it.
+    # By default, the linker aligns for pages of 65536 bytes, which pads a small program by tens of
+    # kilobytes. A kernel with pages larger than the size given here cannot load the program.
     set(METER_PAGE_SIZE 4096 CACHE STRING "Page size of the meter's kernel, in bytes")
     target_link_options(build_options INTERFACE LINKER:-z,max-page-size=${METER_PAGE_SIZE})
 endif()
 
 link_libraries(build_options)
 
-# Static programs, which -static among the linker's flags asks for, also get a random address where
-# the C library supports that. HAVE_STATIC_PIE says so, and STATIC_PROGRAMS whether they are static.
+# A static program (-static in the linker's flags) also gets a random address if the C library supports
+# that. Sets STATIC_PROGRAMS if programs are static, and HAVE_STATIC_PIE if they can be at random addresses.
 string(REGEX REPLACE "(^| )-static( |$)" " " flags_without_static "${CMAKE_EXE_LINKER_FLAGS}")
 set(STATIC_PROGRAMS OFF)
 if(NOT flags_without_static STREQUAL CMAKE_EXE_LINKER_FLAGS)
@@ -75,10 +72,10 @@ unset(CMAKE_REQUIRED_LIBRARIES)
 if(STATIC_PROGRAMS AND HAVE_STATIC_PIE)
     link_libraries($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-static-pie>) # after CMake's -pie
 elseif(STATIC_PROGRAMS)
-    message(STATUS "This C library has no static programs at random addresses: theirs are fixed")
+    message(STATUS "This C library does not support static programs at random addresses; they get fixed ones")
     set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
     add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-static>)
 endif()
 
-# A program finds shared libraries of this build in its own directory, wherever the build directory is.
+# A program finds the build's shared libraries relative to itself, wherever the build directory is.
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)

@@ -1,6 +1,6 @@
-# The target `header_only_libraries`: what the simulator, the tools and the tests use of Debian's
-# header-only packages. They are the same for every machine, so a cross build takes them from this
-# one, each by its own folder's name: /usr/include as a whole would bring in this machine's headers.
+# Defines the target `header_only_libraries`: Debian's header-only packages for the simulator, the tools
+# and the tests. They are the same for every machine, so a cross build uses the host's. Each gets its own
+# directory: including all of /usr/include would bring in other headers of the host.
 set(header_folder ${CMAKE_BINARY_DIR}/header-only)
 file(MAKE_DIRECTORY ${header_folder})
 foreach(library IN ITEMS CLI doctest nlohmann toml++)

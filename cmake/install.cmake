@@ -1,13 +1,13 @@
-# What `cmake --install` puts where below the prefix (DESTDIR is obeyed), and what `cpack` makes: the
-# Debian package of each component, and a .tar.gz of the component `program`.
+# Defines what `cmake --install` installs below the prefix (it honours DESTDIR), and what `cpack` packs:
+# a Debian package for each component, and a .tar.gz for the component `program`.
 #
 # program  the programs for a meter, with their manual pages
 # doc      the guides
-# desk     what a simulated meter needs: cdsctl, the utility and a live view of it, the simulated client
-#          library in the shape of the meter's (lib/meter-settings is a CDS_ROOT), the factory defaults
+# desk     the simulated meter: cdsctl, the utility with a live view, the simulated client library laid
+#          out as on a meter (lib/meter-settings is a CDS_ROOT), and the factory defaults
 #
-# A program for a meter is built on its client library or for the meter's processor: the host's build on
-# the simulated meter carries that, and its packages belong on a workstation.
+# A program for a meter is built with the meter's client library or for the meter's processor. The host
+# build contains the simulated meter, so its packages are for workstations.
 include(GNUInstallDirs)
 
 set(package_program meter-settings)
@@ -18,9 +18,9 @@ find_program(GZIP gzip)
 if(NOT GZIP)
     message(FATAL_ERROR "gzip is missing; it packs the manual pages")
 endif()
-add_custom_target(packaged) # all that is built of what is installed; cpack builds it first
+add_custom_target(packaged) # everything to build before installing; cpack builds it first
 
-# install_zipped(COMPONENT FILE FOLDER): compressed, without a date of its own.
+# install_zipped(COMPONENT FILE DIRECTORY): installs the file compressed, without a time stamp.
 function(install_zipped component file folder)
     get_filename_component(name ${file} NAME)
     set(zipped ${CMAKE_BINARY_DIR}/installed/${component}/${name}.gz)
@@ -31,7 +31,8 @@ function(install_zipped component file folder)
     install(FILES ${zipped} DESTINATION ${folder} COMPONENT ${component})
 endfunction()
 
-# What every package says of itself. Its day is SOURCE_DATE_EPOCH's when that is set.
+# install_about(COMPONENT): the change log and copyright of each package. The change log has the date in
+# SOURCE_DATE_EPOCH, if that is set.
 function(install_about component)
     set(PACKAGE ${package_${component}})
     set(folder ${CMAKE_BINARY_DIR}/installed/${component})
@@ -51,7 +52,8 @@ endforeach()
 install_about(program)
 
 set(documents ${CMAKE_INSTALL_DATADIR}/doc/${package_program})
-install(FILES CHANGELOG.md docs/technician.md docs/integrator.md docs/what-a-save-does.md
+install(FILES CHANGELOG.md docs/technician.md docs/technician-card.md docs/trainer.md docs/integrator.md
+        docs/what-a-save-does.md docs/what-a-save-calls.md docs/compatibility.md docs/glossary.md
         docs/options-list.md docs/simulated-meter.md docs/speed.md docs/doctor.md
     DESTINATION ${documents} COMPONENT doc)
 install(DIRECTORY docs/pictures DESTINATION ${documents} COMPONENT doc FILES_MATCHING PATTERN *.svg)
@@ -59,26 +61,26 @@ install_about(doc)
 set(components program doc)
 
 if(ON_SIMULATED_METER)
-    set(stand_in_folder lib/meter-settings)
-    if(NOT CMAKE_CROSSCOMPILING) # a watched session, with its programs in one folder
-        install(TARGETS meter-settings DESTINATION ${stand_in_folder}/bin COMPONENT desk)
+    set(library_folder lib/meter-settings)
+    if(NOT CMAKE_CROSSCOMPILING) # the live view and its programs, in one directory
+        install(TARGETS meter-settings DESTINATION ${library_folder}/bin COMPONENT desk)
         file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/installed/desk)
         file(CREATE_LINK ../../../${CMAKE_INSTALL_BINDIR}/cdsctl
             ${CMAKE_BINARY_DIR}/installed/desk/cdsctl SYMBOLIC)
         install(FILES ${CMAKE_BINARY_DIR}/installed/desk/cdsctl
-            DESTINATION ${stand_in_folder}/bin COMPONENT desk)
+            DESTINATION ${library_folder}/bin COMPONENT desk)
         install(PROGRAMS simulator/cdsctl/watched-session
-            DESTINATION ${stand_in_folder}/bin COMPONENT desk)
+            DESTINATION ${library_folder}/bin COMPONENT desk)
         install(PROGRAMS simulator/cdsctl/meter-session
             DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT desk)
         install_zipped(desk ${PROJECT_SOURCE_DIR}/docs/man/meter-session.1
             ${CMAKE_INSTALL_MANDIR}/man1)
     endif()
-    # The page, which ./page makes, is packaged where it has been made.
+    # The page is packaged only if ./page has built it.
     install(FILES ${PROJECT_SOURCE_DIR}/build/web/meter.html
         DESTINATION ${CMAKE_INSTALL_DATADIR}/meter-settings COMPONENT desk OPTIONAL)
-    install(TARGETS cds_shared cds++_shared DESTINATION ${stand_in_folder}/lib COMPONENT desk)
-    install(DIRECTORY simulator/include DESTINATION ${stand_in_folder} COMPONENT desk)
+    install(TARGETS cds_shared cds++_shared DESTINATION ${library_folder}/lib COMPONENT desk)
+    install(DIRECTORY simulator/include DESTINATION ${library_folder} COMPONENT desk)
     install(TARGETS cdsctl DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT desk)
     add_dependencies(packaged cds_shared cds++_shared cdsctl)
     set(completion simulator/cdsctl/completion)
@@ -88,7 +90,7 @@ if(ON_SIMULATED_METER)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT desk)
     install(FILES ${completion}/cdsctl.fish
         DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT desk)
-    if(HAVE_STATIC_PIE) # lintian takes cdsctl for a library
+    if(HAVE_STATIC_PIE) # lintian mistakes cdsctl for a library
         install(FILES cmake/package/lintian-desk RENAME ${package_desk}
             DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT desk)
     endif()
@@ -147,7 +149,7 @@ and changes them. For training and tests; nothing of it belongs on a meter.")
     set(CPACK_DEBIAN_DESK_PACKAGE_RECOMMENDS "${package_program}, tmux")
 endif()
 if(ON_SIMULATED_METER AND NOT CMAKE_CROSSCOMPILING)
-    list(APPEND CPACK_DESK_BINARIES ${CPACK_PROGRAM_BINARIES}) # its copies
+    list(APPEND CPACK_DESK_BINARIES ${CPACK_PROGRAM_BINARIES}) # the package contains copies of them
     string(APPEND CPACK_COMPONENT_PROGRAM_DESCRIPTION "
 This build carries the simulated meter: for workstations, not for meters.")
 endif()

@@ -1,12 +1,12 @@
-# What `cmake --install` and `cpack` put into the component `fleet`: meter-fleet, its library, its
-# Ansible collection and its documents. install.cmake includes this after it has defined
-# install_zipped and install_about, and before it lists the components to CPack.
+# Defines the component `fleet` for `cmake --install` and `cpack`: meter-fleet, its library, its Ansible
+# collection and its documents. install.cmake includes this file after it has defined install_zipped and
+# install_about, and before it lists the components for CPack.
 #
-# Nothing here depends on a processor, and nothing belongs on a meter: only a host's build has it.
+# The component does not depend on a processor and is not for meters, so only the host build has it.
 set(package_fleet meter-fleet)
 
 if(ON_SIMULATED_METER AND NOT CMAKE_CROSSCOMPILING)
-    # Where Debian's Python looks for modules, and Ansible for collections.
+    # The directories where Debian's Python searches for modules, and Ansible for collections.
     set(fleet_library lib/python3/dist-packages)
     install(PROGRAMS fleet/meter-fleet DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT fleet)
     install(DIRECTORY fleet/meter_fleet DESTINATION ${fleet_library} COMPONENT fleet
@@ -38,7 +38,7 @@ set(CPACK_DEBIAN_FLEET_PACKAGE_DEPENDS
     "python3 (>= 3.11), python3-pexpect, python3-serial, python3-rich")
 set(CPACK_DEBIAN_FLEET_PACKAGE_RECOMMENDS openssh-client)
 set(CPACK_DEBIAN_FLEET_PACKAGE_SUGGESTS ansible-core)
-# Python compiles the library when the package is installed: its users may not write there.
+# Python compiles the library at installation because its users cannot write to that directory.
 set(CPACK_DEBIAN_FLEET_PACKAGE_CONTROL_EXTRA
     ${PROJECT_SOURCE_DIR}/cmake/package/fleet/postinst
     ${PROJECT_SOURCE_DIR}/cmake/package/fleet/prerm)

@@ -1,8 +1,9 @@
 # shellcheck shell=bash
-# The lock of a build directory: DIRECTORY/build.lock, taken by everything that configures or builds it.
+# The lock of a build directory is DIRECTORY/build.lock. Everything that configures or builds takes it.
 
-# lock FILE PROCESS: waits until no other process holds FILE, and prints for which it waits. PROCESS
-# is who others are then said to wait for. Held until this shell and all that it starts have ended.
+# lock FILE PROCESS: waits until no other process holds FILE, and prints which process holds it.
+# Others who wait then see the process number PROCESS. The lock is held until this shell and all its
+# child processes have ended.
 lock() {
     local descriptor words
     exec {descriptor}<>"$1"

@@ -1,5 +1,6 @@
 # shellcheck shell=bash
-# What ./run and ./test share. Each step says what it does, and does nothing that is done already.
+# Functions that ./run, ./test and the other scripts share. Each prints what it does, and skips what is
+# already done.
 
 # shellcheck source=cmake/lock.sh
 . "$PWD/cmake/lock.sh"
@@ -7,7 +8,7 @@
 say() { printf '== %s\n' "$*"; }
 stop() { printf 'error: %s\n' "$*" >&2; exit 1; }
 
-# alone FILE COMMAND...: runs the command while no other process holds the lock FILE.
+# alone FILE COMMAND...: runs the command while it holds the lock FILE.
 alone() (
     { mkdir -p -- "${1%/*}" && : >>"$1"; } 2>/dev/null ||
         stop "${1%/*} cannot be written; did another user build here?"
@@ -16,7 +17,7 @@ alone() (
     "$@"
 )
 
-# What CMake or Ninja cannot build in, quoted or not.
+# Characters that CMake or Ninja cannot handle in a path, even quoted.
 unusable_in_paths='["\#;<>|[:cntrl:]]|[][]'
 if [[ $PWD =~ $unusable_in_paths ]]; then
     stop "CMake cannot build in a directory whose path contains ${BASH_REMATCH[0]@Q}; move this one: ${PWD@Q}"
@@ -24,7 +25,7 @@ fi
 
 need_terminal() {
     if ! [ -t 0 ] || ! [ -t 1 ]; then
-        stop "the utility is worked from a terminal, and this is none; start $0 in one"
+        stop "standard input and output must be a terminal; start $0 in one"
     fi
 }
 
@@ -36,9 +37,9 @@ missing_packages() {
     done
 }
 
-# install_packages LIST...: installs what is not there of the packages in these files.
+# install_packages LIST...: installs the missing packages of these files.
 install_packages() {
-    command -v dpkg-query >/dev/null || stop "this needs a Debian system: dpkg is not here"
+    command -v dpkg-query >/dev/null || stop "this needs a Debian system: dpkg is missing"
     [ -z "$(missing_packages "$@")" ] || alone build/packages.lock install_missing_packages "$@"
 }
 
@@ -48,20 +49,20 @@ install_missing_packages() {
     [ -n "$missing" ] || return 0
     if [ "$(id -u)" -ne 0 ]; then
         command -v sudo >/dev/null ||
-            stop "these packages are missing, and installing them needs root: $missing"
+            stop "installing these missing packages needs root: $missing"
         as_root=sudo
     fi
     say "installing $missing"
-    # One list that cannot be fetched need not be one that is needed.
-    $as_root apt-get update || say "apt-get update failed; trying with the lists that are here"
-    # shellcheck disable=SC2086 # words on purpose
+    # Continue if this fails: the missing index may not be needed.
+    $as_root apt-get update || say "apt-get update failed; trying with the lists that are already here"
+    # shellcheck disable=SC2086 # split into arguments on purpose
     $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends \
         -o DPkg::Lock::Timeout=600 $missing ||
         stop "apt-get could not install: $missing"
 }
 
-# True when build/PRESET was configured for this folder, to its end, and as the preset has it: not
-# for the meter's own library, whose program would run commands on this machine.
+# True if build/PRESET is completely configured, for this directory and with the preset's settings. It
+# must not use a meter's library: such a program would run commands on this machine.
 is_configured() {
     [ -f "build/$1/build.ninja" ] &&
         grep -qsx "CDS_ROOT:[A-Z]*=" "build/$1/CMakeCache.txt" &&
@@ -70,7 +71,7 @@ is_configured() {
         ! [ CMakePresets.json -nt "build/$1/build.ninja" ]
 }
 
-# build PRESET [TARGET...]: configures once, builds what has changed.
+# build PRESET [TARGET...]: configures if necessary, then builds.
 build() {
     alone "build/$1/build.lock" configure_and_build "$@"
 }
@@ -88,9 +89,9 @@ configure_and_build() {
         stop "the build of build/$preset failed"
 }
 
-# choose_meter START ARGUMENT...: sets meter to the absolute path of the meter that "--meter DIR" names,
-# otherwise METER_SIM_DIR, otherwise build/meter; and the array arguments to the other arguments.
-# A relative path counts from START, the directory in which the script was called.
+# choose_meter START ARGUMENT...: sets `meter` to the absolute path of the meter: the DIR of "--meter DIR", or else
+# $METER_SIM_DIR, or else build/meter. Sets the array `arguments` to the other arguments. A relative path is
+# relative to START, the directory where the user started the script.
 choose_meter() {
     local start=$1
     shift
@@ -110,7 +111,7 @@ choose_meter() {
     meter=$(realpath -m -- "$meter")
 }
 
-# make_meter DIR: a simulated meter with the factory defaults, unless DIR holds one.
+# make_meter DIR: creates a simulated meter with the factory defaults, unless DIR already has one.
 make_meter() {
     alone build/meter.lock make_missing_meter "$1"
 }

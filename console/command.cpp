@@ -8,7 +8,7 @@
 void run_command(Command command)
 {
     std::fflush(stdout);
-    [[maybe_unused]] const int ignored = std::system(line_of(command).text);
+    [[maybe_unused]] const int ignored = std::system(command_lines[static_cast<unsigned>(command)].text);
 }
 
 void pause_for(unsigned seconds)

@@ -1,12 +1,15 @@
 // Running the meter's scripts, and pausing. Both flush standard output first.
 #pragma once
 
+#include <cstddef>
+
 enum class Command : unsigned char {
     reset_passwords,
     restore_defaults,
     update_model_number,
     remove_downloads,
     restart_network,
+    count, // not a command: the number of commands
 };
 
 struct CommandLine {
@@ -25,20 +28,17 @@ inline constexpr CommandLine command_lines[] = {
 };
 // clang-format on
 
-constexpr const CommandLine& line_of(Command command)
+template <std::size_t count>
+constexpr bool each_command_has_its_line(const CommandLine (&lines)[count])
 {
-    return command_lines[static_cast<unsigned>(command)];
-}
-
-constexpr bool each_command_has_its_line()
-{
-    for (const CommandLine& line : command_lines) {
-        if (&line_of(line.command) != &line)
+    unsigned place = 0;
+    for (const CommandLine& line : lines) {
+        if (line.command != static_cast<Command>(place++))
             return false;
     }
-    return true;
+    return place == static_cast<unsigned>(Command::count);
 }
-static_assert(each_command_has_its_line());
+static_assert(each_command_has_its_line(command_lines));
 
 // Flushes standard output, then runs a command through `system`. Ignores its exit status.
 void run_command(Command command);

@@ -7,7 +7,7 @@
 namespace
 {
 
-bool is_blank(char c)
+bool is_space(char c)
 {
     return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
@@ -23,7 +23,7 @@ bool scan_unsigned(const char*& cursor, std::uint32_t& number, unsigned width)
 {
     constexpr std::uint64_t largest = std::numeric_limits<std::uint32_t>::max();
 
-    while (is_blank(*cursor))
+    while (is_space(*cursor))
         ++cursor;
     const bool negative = *cursor == '-';
     if (width > 0 && (negative || *cursor == '+')) {

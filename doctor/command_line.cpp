@@ -14,11 +14,13 @@ constexpr char usage[] =
     "Usage: meter-settings-doctor [--json] [--keys] [--write-test PATH]\n"
     "Checks whether this meter behaves as meter-settings expects.\n"
     "\n"
-    "  --json             print JSON\n"
-    "  --keys             ask for the Backspace key\n"
+    "  --json             print JSON for scripts\n"
+    "  --keys             ask you to press Backspace, and show what the key sends\n"
     "  --write-test PATH  write to this scratch leaf, then restore it\n"
+    "  --help             print this text\n"
     "\n"
-    "Exit status: 0 nothing is wrong, 1 something is, 2 wrong usage, 3 no store\n";
+    "Exit status: 0 nothing is wrong, 1 something is wrong, 2 wrong usage,\n"
+    "3 the store cannot be reached, 128 + N interrupted by signal N\n";
 
 constexpr option long_options[] = {
     {"json", no_argument, nullptr, 'j'},

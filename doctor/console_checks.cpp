@@ -4,8 +4,8 @@
 #include <csignal>
 #include <cstdio>
 
+#include <poll.h>
 #include <sys/ioctl.h>
-#include <sys/select.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -14,58 +14,43 @@ namespace
 
 constexpr unsigned screen_columns = 80; // the frame's 78, and some lines reach further
 
-bool is_terminal()
+void check_terminal(bool is_terminal)
 {
-    return isatty(STDIN_FILENO) == 1;
-}
-
-void check_terminal(Doctor& doctor)
-{
-    if (is_terminal())
-        add_ok(doctor.report, "standard input is a terminal");
+    begin_check("terminal");
+    if (is_terminal)
+        report(ok, "standard input is a terminal");
     else
-        add_note(doctor.report, "standard input is not a terminal\n"
-                                "Run this program on the console on which the utility will run.");
+        report(note, "standard input is not a terminal\n"
+                     "Run this program on the console on which the utility will run.");
 }
 
-void check_icrnl(Doctor& doctor)
+void check_icrnl()
 {
+    begin_check("icrnl");
     termios attributes = {};
-    if (tcgetattr(STDIN_FILENO, &attributes) != 0)
-        return; // not a terminal
+    tcgetattr(STDIN_FILENO, &attributes);
     if ((attributes.c_iflag & ICRNL) != 0)
-        add_ok(doctor.report, "the terminal turns the carriage return of Enter into a newline");
+        report(ok, "the terminal turns the carriage return of Enter into a newline");
     else
-        add_wrong(doctor.report,
-                  "the terminal leaves the carriage return of Enter as it is: ICRNL is off\n"
-                  "Run \"stty icrnl\". The utility takes only a newline as Enter.");
+        report(wrong, "the terminal leaves the carriage return of Enter as it is: ICRNL is off\n"
+                      "Run \"stty icrnl\". The utility takes only a newline as Enter.");
 }
 
-void check_columns(Doctor& doctor)
+void check_columns()
 {
+    begin_check("columns");
     winsize size = {};
-    if (!is_terminal() || ioctl(STDIN_FILENO, TIOCGWINSZ, &size) != 0)
-        return;
+    ioctl(STDIN_FILENO, TIOCGWINSZ, &size);
     if (size.ws_col == 0)
-        add_note(doctor.report, "the terminal does not report its width\n"
-                                "Set your terminal to 80 columns or more.");
+        report(note, "the terminal does not report its width\n"
+                     "Set your terminal to 80 columns or more.");
     else if (size.ws_col < screen_columns)
-        add_note(doctor.report,
-                 "the terminal has %u columns\n"
-                 "Set it to 80 columns or more. Otherwise lines wrap.",
-                 unsigned{size.ws_col});
+        report(note,
+               "the terminal has %u columns\n"
+               "Set it to 80 columns or more. Otherwise lines wrap.",
+               unsigned{size.ws_col});
     else
-        add_ok(doctor.report, "the terminal has %u columns", unsigned{size.ws_col});
-}
-
-// Waits for a key, with the signals of `mask` blocked. Returns false when none comes or a signal
-// ends the wait.
-bool key_comes_within(timespec time, const sigset_t& mask)
-{
-    fd_set keyboard;
-    FD_ZERO(&keyboard);
-    FD_SET(STDIN_FILENO, &keyboard);
-    return pselect(STDIN_FILENO + 1, &keyboard, nullptr, nullptr, &time, &mask) == 1;
+        report(ok, "the terminal has %u columns", unsigned{size.ws_col});
 }
 
 struct Keys {
@@ -73,12 +58,14 @@ struct Keys {
     std::size_t count;
 };
 
-// What one key sends: further bytes follow the first one quickly.
+// Waits for what one key sends: further bytes follow the first one quickly. A signal that `mask`
+// does not block ends the wait.
 Keys read_key(const sigset_t& mask)
 {
     Keys keys = {};
+    pollfd keyboard = {STDIN_FILENO, POLLIN, 0};
     timespec time = {30, 0};
-    while (keys.count < sizeof keys.bytes && key_comes_within(time, mask) &&
+    while (keys.count < sizeof keys.bytes && ppoll(&keyboard, 1, &time, &mask) == 1 &&
            read(STDIN_FILENO, keys.bytes + keys.count, 1) == 1) {
         ++keys.count;
         time = {0, 200000000};
@@ -86,64 +73,66 @@ Keys read_key(const sigset_t& mask)
     return keys;
 }
 
-// Returns the signals that were blocked before.
-sigset_t block_signals()
+// Reads a key in the terminal mode of the utility.
+Keys read_key_in_raw_mode(const sigset_t& mask)
+{
+    termios attributes = {};
+    tcgetattr(STDIN_FILENO, &attributes);
+    const tcflag_t saved = attributes.c_lflag;
+    attributes.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | ISIG);
+    tcsetattr(STDIN_FILENO, TCSANOW, &attributes);
+    std::fprintf(stderr, "Press the Backspace key: "); // standard output may be JSON
+    const Keys keys = read_key(mask);
+    std::fprintf(stderr, "\n");
+    attributes.c_lflag = saved;
+    tcsetattr(STDIN_FILENO, TCSANOW, &attributes);
+    return keys;
+}
+
+// Signals are blocked except during the wait for the key: whenever one comes, it ends the wait, and
+// the terminal is put back.
+Keys ask_for_backspace()
 {
     sigset_t all = {};
     sigset_t before = {};
     sigfillset(&all);
     sigprocmask(SIG_BLOCK, &all, &before);
-    return before;
-}
-
-// Reads a key in the terminal mode of the utility.
-Keys ask_for_backspace()
-{
-    termios saved = {};
-    tcgetattr(STDIN_FILENO, &saved);
-    termios raw = saved;
-    raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | ISIG);
     catch_signals();
-    const sigset_t mask = block_signals(); // so that one before the wait ends the wait
-    tcsetattr(STDIN_FILENO, TCSANOW, &raw);
-    std::fputs("Press the Backspace key: ", stderr); // standard output may be JSON
-    const Keys keys = read_key(mask);
-    sigprocmask(SIG_SETMASK, &mask, nullptr);
-    std::fputc('\n', stderr);
-    tcsetattr(STDIN_FILENO, TCSANOW, &saved);
+    const Keys keys = read_key_in_raw_mode(before);
+    sigprocmask(SIG_SETMASK, &before, nullptr);
     return keys;
 }
 
-void check_backspace(Doctor& doctor)
+void check_backspace()
 {
-    if (!doctor.options.keys || !is_terminal())
-        return;
+    begin_check("backspace");
     const Keys keys = ask_for_backspace();
     if (keys.count == 0)
-        add_note(doctor.report, "no key was pressed\n"
-                                "Run the program again.");
+        report(note, "no key was pressed\n"
+                     "Run the program again.");
     else if (keys.count == 1 && keys.bytes[0] == '\b')
-        add_ok(doctor.report, "Backspace sends 8 (Control-H)");
+        report(ok, "Backspace sends 8 (Control-H)");
     else if (keys.count == 1 && keys.bytes[0] == '\x7f')
-        add_note(doctor.report, "Backspace sends 127 (Delete): what it erases stays on the screen\n"
-                                "Set the terminal to send Control-H (8) for Backspace.");
+        report(note, "Backspace sends 127 (Delete): erased characters stay on the screen\n"
+                     "Set the terminal to send Control-H (8) for Backspace.");
     else
-        add_wrong(doctor.report,
-                  "Backspace sends %s, which erases nothing\n"
-                  "Set the terminal to send Control-H (8) for Backspace.",
-                  quoted({keys.bytes, keys.count}).text);
+        report(wrong,
+               "Backspace sends %s, which erases nothing\n"
+               "Set the terminal to send Control-H (8) for Backspace.",
+               quoted({keys.bytes, keys.count}).text);
 }
-
-constexpr Check console_checks[] = {
-    {"terminal", check_terminal, RunWhen::asked},
-    {"icrnl", check_icrnl, RunWhen::asked},
-    {"columns", check_columns, RunWhen::asked},
-    {"backspace", check_backspace, RunWhen::asked},
-};
 
 } // namespace
 
-void check_console(Doctor& doctor)
+void check_console(const Doctor& doctor)
 {
-    run_checks(doctor, "Console", console_checks);
+    begin_group("Console");
+    const bool is_terminal = isatty(STDIN_FILENO) == 1;
+    check_terminal(is_terminal);
+    if (!is_terminal)
+        return;
+    check_icrnl();
+    check_columns();
+    if (doctor.options.keys)
+        check_backspace();
 }

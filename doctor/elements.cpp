@@ -62,14 +62,22 @@ bool has_right_lengths(const Leaves& leaves)
     return leaves.statuses.size() == count && leaves.elements.size() == count;
 }
 
-Leaf read_leaf(const std::string& path)
+Leaf read_leaf(const char* path)
 {
-    Leaves leaves;
-    leaves.paths.push_back(path);
-    read_leaves(leaves);
-    if (leaves.result != 0 || !has_right_lengths(leaves))
-        return {leaves.result != 0 ? leaves.result : -1, 0, toolkit::CElement()};
-    return {0, leaves.statuses[0], leaves.elements[0]};
+    Leaf leaf;
+    Leaves read;
+    read.paths.emplace_back(path);
+    read_leaves(read);
+    leaf.result = read.result;
+    if (leaf.result != 0)
+        return leaf;
+    if (!has_right_lengths(read)) {
+        leaf.result = -1;
+        return leaf;
+    }
+    leaf.status = read.statuses[0];
+    leaf.element = read.elements[0];
+    return leaf;
 }
 
 bool is_readable(const Leaf& leaf)

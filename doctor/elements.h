@@ -59,6 +59,6 @@ struct Leaf {
 };
 
 // Reads one leaf. Arrays of another length than 1 give the result -1, as in the utility.
-Leaf read_leaf(const std::string& path);
+Leaf read_leaf(const char* path);
 
 bool is_readable(const Leaf& leaf);

@@ -3,9 +3,9 @@
 #include "doctor/utility_leaves.h"
 #include "meterinit/meter_identity.h"
 #include "network/port_menu.h"
-#include "store/connection.h"
 #include "store/leaf_loader.h"
 
+#include <array>
 #include <cstring>
 
 namespace
@@ -13,44 +13,75 @@ namespace
 
 // Leaves that the screens read
 
+// How a menu shows a value.
+enum class Display : unsigned char {
+    text,       // as it is, or as not set
+    media_type, // as it is, or as auto-negotiated
+    meter_form, // with the name of its number
+    class_amps,
+    frequency,
+};
+
 // What the checks need of a row of a menu's table.
 struct MenuRow {
     LeafType type;
     LeafUse use;
     bool if_unreadable;
-    const char* if_empty;         // what the menu shows for an empty text
-    const IndexedSetting* number; // null for a leaf that is not a number
+    Display display;
 };
 
-MenuRow menu_row(const SettingLeaf<InterfaceSettings>& leaf)
+constexpr Display display_of(const Member<InterfaceSettings>& member)
 {
-    const bool is_media_type = leaf.member.text == &InterfaceSettings::media_type;
-    return {leaf.type, leaf.use, leaf.if_unreadable,
-            is_media_type ? media_type_if_empty : none_text, nullptr};
+    return member.text == &InterfaceSettings::media_type ? Display::media_type : Display::text;
 }
 
-MenuRow menu_row(const SettingLeaf<SettingsSession>& leaf)
+constexpr Display display_of(const Member<SettingsSession>& member)
 {
-    const IndexedSetting* number = nullptr;
-    for (const auto* setting : {&meter_form_setting, &class_amps_setting, &frequency_setting})
-        number = setting->text == leaf.member.text ? setting : number;
-    return {leaf.type, leaf.use, leaf.if_unreadable, none_text, number};
+    if (member.text == &SettingsSession::meter_form)
+        return Display::meter_form;
+    if (member.text == &SettingsSession::class_amps)
+        return Display::class_amps;
+    return member.text == &SettingsSession::nominal_frequency ? Display::frequency : Display::text;
+}
+
+template <typename Record, std::size_t count>
+constexpr std::array<MenuRow, count> menu_rows(const SettingLeaf<Record> (&leaves)[count])
+{
+    std::array<MenuRow, count> rows = {};
+    for (std::size_t i = 0; i < count; ++i)
+        rows[i] = {leaves[i].type, leaves[i].use, leaves[i].if_unreadable,
+                   display_of(leaves[i].member)};
+    return rows;
+}
+
+constexpr auto main_menu_rows = menu_rows(dns_leaves);
+constexpr auto port_menu_rows = menu_rows(port_leaves);
+constexpr auto init_menu_rows = menu_rows(init_leaves);
+
+Words shown_text(const MenuRow& row, const EditableText& text)
+{
+    switch (row.display) {
+    case Display::meter_form: return quoted(indexed_value(meter_form_setting, text));
+    case Display::class_amps: return quoted(indexed_value(class_amps_setting, text));
+    case Display::frequency: return quoted(indexed_value(frequency_setting, text));
+    default: break;
+    }
+    if (row.use == LeafUse::list_source || !text.text.empty())
+        return quoted(text.text);
+    return quoted(row.display == Display::media_type ? media_type_if_empty : none_text);
 }
 
 // What a menu shows, or offers, for a leaf: loaded and shown by the menu's own functions.
 Words shown_by_menu(const MenuRow& row, LeafCursor next)
 {
-    EditableFlag flag;
-    EditableText text; // NOLINT(misc-const-correctness): loaded below
     if (row.type == LeafType::boolean) {
+        EditableFlag flag;
         load_flag(flag, next, row.if_unreadable);
         return quoted(enabled_or_disabled(flag));
     }
+    EditableText text;
     (row.type == LeafType::number ? load_text : load_string_text)(text, next);
-    if (row.number != nullptr)
-        return quoted(indexed_value(*row.number, text));
-    const bool is_shown_empty = row.use == LeafUse::list_source || !text.text.empty();
-    return quoted(is_shown_empty ? text.text.c_str() : row.if_empty);
+    return shown_text(row, text);
 }
 
 const char* verb(const MenuRow& row)
@@ -64,152 +95,150 @@ bool can_be_removed(const MenuRow& row)
     return row.use == LeafUse::saved && row.type != LeafType::boolean;
 }
 
-void judge_unreadable(Doctor& doctor, const MenuRow& row, const char* value, api_status_t status)
+void judge_unreadable(const Doctor& doctor, const MenuRow& row, const char* value,
+                      api_status_t status)
 {
     if (!is_missing(doctor, {0, status, {}}))
-        add_wrong(doctor.report,
-                  "has status %d: the menu %s %s\n"
-                  "Make this leaf readable:",
-                  status, verb(row), value);
+        report(wrong,
+               "has status %d: the menu %s %s\n"
+               "Make this leaf readable:",
+               status, verb(row), value);
     else if (!can_be_removed(row))
-        add_wrong(doctor.report,
-                  "is missing: the menu %s %s\n"
-                  "Create this leaf or correct its path:",
-                  verb(row), value);
+        report(wrong,
+               "is missing: the menu %s %s\n"
+               "Create this leaf or correct its path:",
+               verb(row), value);
     else
-        add_note(doctor.report,
-                 "is missing: the menu %s %s\n"
-                 "This is usual while no value is set. If one is, correct the path:",
-                 verb(row), value);
+        report(note,
+               "is missing: the menu %s %s\n"
+               "This is usual while no value is set. If one is, correct the path:",
+               verb(row), value);
 }
 
-void judge_type(Doctor& doctor, const MenuRow& row, const char* value, int type)
+void judge_type(const MenuRow& row, const char* value, int type)
 {
     const char* wanted = type_name(type_code(row.type));
     if (row.type == LeafType::number)
-        add_note(doctor.report,
-                 "is %s: the menu shows %s\nA save writes %s to this leaf:", type_name(type), value,
-                 wanted);
+        report(note,
+               "is %s: the menu shows %s\n"
+               "Check that the store accepts %s for this leaf, which a save writes:",
+               type_name(type), value, wanted);
     else
-        add_wrong(doctor.report,
-                  "is %s: the menu always %s %s\nStore %s in this leaf:", type_name(type),
-                  verb(row), value, wanted);
+        report(wrong,
+               "is %s: the menu always %s %s\n"
+               "Store %s in this leaf:",
+               type_name(type), verb(row), value, wanted);
 }
 
-void judge(Doctor& doctor, const MenuRow& row, const LeafCursor& read)
+void judge(const Doctor& doctor, const MenuRow& row, const LeafCursor& read)
 {
     const Words value = shown_by_menu(row, read);
     const int type = read.element->type();
     if (*read.status != status_success)
         judge_unreadable(doctor, row, value.text, *read.status);
     else if (type != type_code(row.type))
-        judge_type(doctor, row, value.text, type);
-    else if (row.number != nullptr && std::strstr(value.text, " IS INVALID!!!") != nullptr)
-        add_note(doctor.report,
-                 "is out of range: the menu shows %s\n"
-                 "Choose a valid value on the menu. The leaf is:",
-                 value.text);
+        judge_type(row, value.text, type);
+    else if (row.type == LeafType::number && std::strstr(value.text, " IS INVALID!!!") != nullptr)
+        report(note,
+               "is out of range: the menu shows %s\n"
+               "Choose a valid value on the menu. The leaf is:",
+               value.text);
     else
-        add_ok(doctor.report, "is read: the menu %s %s", verb(row), value.text);
+        report(ok, "is read: the menu %s %s", verb(row), value.text);
 }
 
 // Where the read of a menu's leaves fails, finds those that make it fail: each is read alone.
-void find_cause(Doctor& doctor, const Leaves& leaves)
+void find_cause(const Leaves& leaves)
 {
     unsigned failed = 0;
     for (const std::string& path : leaves.paths)
-        failed += read_leaf(path).result != 0 ? 1 : 0;
+        failed += read_leaf(path.c_str()).result != 0 ? 1 : 0;
     for (const std::string& path : leaves.paths) {
-        const Leaf leaf = read_leaf(path);
-        doctor.report.leaf = path.c_str();
-        if (leaf.result != 0 && failed < leaves.paths.size())
-            add_wrong(doctor.report,
-                      "makes the read of its menu fail: result %d\n"
-                      "Make this leaf readable:",
-                      leaf.result);
+        const int result = read_leaf(path.c_str()).result;
+        begin_leaf(path.c_str());
+        if (result != 0 && failed < leaves.paths.size())
+            report(wrong,
+                   "makes the read of its menu fail: result %d\n"
+                   "Make this leaf readable:",
+                   result);
     }
 }
 
-bool read_menu(Doctor& doctor, Leaves& leaves)
+bool read_menu(Leaves& leaves)
 {
     read_leaves(leaves);
     if (leaves.result == 0 && has_right_lengths(leaves))
         return true;
-    add_wrong(doctor.report,
-              "the menu cannot read its leaves: result %d\n"
-              "The menu warns on every screen and shows no stored value.",
-              leaves.result);
-    find_cause(doctor, leaves);
+    report(wrong,
+           "the menu cannot read its leaves: result %d\n"
+           "Make its leaves readable. The menu warns on every screen and shows no stored value.",
+           leaves.result);
+    find_cause(leaves);
     return false;
 }
 
-template <typename Record, std::size_t count>
-void check_menu(Doctor& doctor, void (*append_paths)(std::vector<std::string>& paths),
-                const SettingLeaf<Record> (&rows)[count])
+void check_menu(const Doctor& doctor, Leaves& leaves, const MenuRow* rows)
 {
-    Leaves leaves;
-    append_paths(leaves.paths);
-    if (!read_menu(doctor, leaves))
+    if (!read_menu(leaves))
         return;
     LeafCursor next = {leaves.statuses.begin(), leaves.elements.begin()};
-    for (std::size_t i = 0; i < count; ++i, ++next.status, ++next.element) {
-        doctor.report.leaf = leaves.paths[i].c_str();
-        judge(doctor, menu_row(rows[i]), next);
+    for (const std::string& path : leaves.paths) {
+        begin_leaf(path.c_str());
+        judge(doctor, *rows++, next);
+        ++next.status;
+        ++next.element;
     }
 }
 
-void check_main_menu(Doctor& doctor)
+void check_main_menu(const Doctor& doctor)
 {
-    check_menu(doctor, append_main_menu_paths, dns_leaves);
+    begin_check("main menu");
+    Leaves leaves;
+    append_main_menu_paths(leaves.paths);
+    check_menu(doctor, leaves, main_menu_rows.data());
 }
 
-void check_port_menu(Doctor& doctor)
+void check_port_menu(const Doctor& doctor)
 {
-    check_menu(doctor, append_port_menu_paths, port_leaves);
+    begin_check("port menu");
+    Leaves leaves;
+    append_port_menu_paths(leaves.paths);
+    check_menu(doctor, leaves, port_menu_rows.data());
 }
 
-void check_init_menu(Doctor& doctor)
+void check_init_menu(const Doctor& doctor)
 {
-    check_menu(doctor, append_init_menu_paths, init_leaves);
+    begin_check("init menu");
+    Leaves leaves;
+    append_init_menu_paths(leaves.paths);
+    check_menu(doctor, leaves, init_menu_rows.data());
 }
 
 // Leaves that a save writes and no screen reads
 
-// Adds a finding, and returns false, unless the leaf is there with the type that a save writes.
+// Adds a finding, and returns false, unless the leaf exists with the type that a save writes.
 // What cannot be read may still be written: the utility never reads these leaves.
-bool judge_written(Doctor& doctor, LeafType wanted)
+bool judge_written(const Doctor& doctor, const char* path, LeafType wanted)
 {
-    const Leaf leaf = read_leaf(doctor.report.leaf);
+    begin_leaf(path);
+    const Leaf leaf = read_leaf(path);
     const int type = leaf.element.type();
     if (is_missing(doctor, leaf))
-        add_wrong(doctor.report, "is missing, and a save writes it\n"
-                                 "Create this leaf or correct its path:");
+        report(wrong, "is missing, and a save writes it\n"
+                      "Create this leaf or correct its path:");
     else if (!is_readable(leaf))
-        add_note(doctor.report,
-                 "has result %d and status %d, and a save writes it\n"
-                 "The utility never reads this leaf. Check that it can be written:",
-                 leaf.result, leaf.status);
+        report(note,
+               "has result %d and status %d, and a save writes it\n"
+               "The utility never reads this leaf. Check that it can be written:",
+               leaf.result, leaf.status);
     else if (type != type_code(wanted))
-        add_note(doctor.report,
-                 "is %s, and a save writes %s\n"
-                 "Check that the store takes the other type for this leaf:",
-                 type_name(type), type_name(type_code(wanted)));
+        report(note,
+               "is %s, and a save writes %s\n"
+               "Check that the store accepts the other type for this leaf:",
+               type_name(type), type_name(type_code(wanted)));
     else
         return true;
     return false;
-}
-
-void check_written(Doctor& doctor, const char* what, const std::vector<std::string>& paths,
-                   LeafType (*type_of)(std::size_t index))
-{
-    std::size_t good = 0;
-    for (std::size_t i = 0; i < paths.size(); ++i) {
-        doctor.report.leaf = paths[i].c_str();
-        good += judge_written(doctor, type_of(i)) ? 1 : 0;
-    }
-    doctor.report.leaf = "";
-    if (good == paths.size())
-        add_ok(doctor.report, "all %zu %s are there, with the type that a save writes", good, what);
 }
 
 LeafType boolean(std::size_t /*row*/)
@@ -217,35 +246,30 @@ LeafType boolean(std::size_t /*row*/)
     return LeafType::boolean;
 }
 
-void check_mirrors(Doctor& doctor)
+void check_written(const Doctor& doctor, const char* what,
+                   void (*append_paths)(std::vector<std::string>& paths),
+                   LeafType (*type_of)(std::size_t index))
 {
+    begin_check(what);
     std::vector<std::string> paths;
-    append_mirror_paths(paths);
-    check_written(doctor, "leaves for the meter's services", paths, mirror_type);
+    append_paths(paths);
+    std::size_t good = 0;
+    for (std::size_t i = 0; i < paths.size(); ++i)
+        good += judge_written(doctor, paths[i].c_str(), type_of(i)) ? 1 : 0;
+    begin_leaf("");
+    if (good == paths.size())
+        report(ok, "all %zu %s exist, with the type that a save writes", good, what);
 }
-
-void check_options(Doctor& doctor)
-{
-    std::vector<std::string> paths;
-    append_option_paths(paths);
-    check_written(doctor, "option leaves", paths, boolean);
-}
-
-void check_triggers(Doctor& doctor)
-{
-    std::vector<std::string> paths;
-    append_trigger_paths(paths);
-    check_written(doctor, "update triggers", paths, boolean);
-}
-
-constexpr Check leaf_checks[] = {
-    {"main menu", check_main_menu}, {"port menu", check_port_menu}, {"init menu", check_init_menu},
-    {"mirrors", check_mirrors},     {"options", check_options},     {"triggers", check_triggers},
-};
 
 } // namespace
 
-void check_leaves(Doctor& doctor)
+void check_leaves(const Doctor& doctor)
 {
-    run_checks(doctor, "Leaves", leaf_checks);
+    begin_group("Leaves");
+    check_main_menu(doctor);
+    check_port_menu(doctor);
+    check_init_menu(doctor);
+    check_written(doctor, "leaves for the meter's services", append_mirror_paths, mirror_type);
+    check_written(doctor, "option leaves", append_option_paths, boolean);
+    check_written(doctor, "update triggers", append_trigger_paths, boolean);
 }

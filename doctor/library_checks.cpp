@@ -1,10 +1,10 @@
 #include "doctor/doctor.h"
-#include "doctor/elements.h"
 #include "doctor/utility_leaves.h"
 #include "store/connection.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <cstdio>
+#include <cstring>
 
 namespace
 {
@@ -18,157 +18,170 @@ bool connects_and_closes()
 
 void check_connection(Doctor& doctor)
 {
+    begin_check("connection");
     const bool first = connects_and_closes();
     const bool second = connects_and_closes();
     doctor.connected = cds_connect() == 0;
     toolkit::CElement::_auto_time = true; // as the utility sets it once it is connected
     if (first && second && doctor.connected)
-        add_ok(doctor.report, "connects and closes twice, and connects again");
+        report(ok, "connects and closes twice, and connects again");
     else if (first || second || doctor.connected)
-        add_wrong(doctor.report,
-                  "pcd_init returns null in some of three attempts\n"
-                  "After a factory reset the utility connects again: this must always work.");
+        report(wrong,
+               "pcd_init returns null in some of three attempts\n"
+               "Make every attempt succeed. The utility connects again after a factory reset.");
     else
-        add_wrong(doctor.report,
-                  "the store cannot be reached: pcd_init returns null\n"
-                  "Start the store, and run this program with the rights of the utility.");
+        report(wrong, "the store cannot be reached: pcd_init returns null\n"
+                      "Start the store, and run this program with the rights of the utility.");
 }
 
-// All leaves that the screens read, in one call.
-Leaves read_screens()
+void judge_lengths(const Leaves& screens)
 {
-    Leaves leaves;
-    append_screen_paths(leaves.paths);
-    read_leaves(leaves);
-    return leaves;
-}
-
-void check_array_lengths(Doctor& doctor)
-{
-    const Leaves read = read_screens();
-    if (read.result != 0)
-        add_wrong(doctor.report,
-                  "get_leaves of %zu leaves returns %d\n"
-                  "The screens warn and show no stored value.",
-                  read.paths.size(), read.result);
-    else if (!has_right_lengths(read))
-        add_wrong(doctor.report,
-                  "get_leaves of %zu leaves fills %zu statuses and %zu elements\n"
-                  "The utility takes such a read as failed.",
-                  read.paths.size(), read.statuses.size(), read.elements.size());
+    begin_check("array-lengths");
+    if (screens.result != 0)
+        report(wrong,
+               "get_leaves of %zu leaves returns %d\n"
+               "Check the store and its rights. The screens warn and show no stored value.",
+               screens.paths.size(), screens.result);
+    else if (!has_right_lengths(screens))
+        report(wrong,
+               "get_leaves of %zu leaves fills %zu statuses and %zu elements\n"
+               "Make it fill one entry per path. The utility treats this read as failed.",
+               screens.paths.size(), screens.statuses.size(), screens.elements.size());
     else
-        add_ok(doctor.report, "get_leaves fills arrays as long as the paths");
+        report(ok, "get_leaves fills arrays as long as the paths");
 }
 
-void check_array_order(Doctor& doctor)
+// True when the leaf is read alone as it was read with the others.
+bool is_in_place(const Leaves& screens, std::size_t i)
 {
-    const Leaves read = read_screens();
-    if (read.result != 0 || !has_right_lengths(read))
+    const Leaf alone = read_leaf(screens.paths[i].c_str());
+    return screens.statuses[i] == alone.status && same_element(screens.elements[i], alone.element);
+}
+
+void judge_order(const Leaves& screens)
+{
+    begin_check("array-order");
+    if (screens.result != 0 || !has_right_lengths(screens))
         return; // the finding of another check
-    for (std::size_t i = 0; i < read.paths.size(); ++i) {
-        const Leaf alone = read_leaf(read.paths[i]);
-        if (read.statuses[i] == alone.status && same_element(read.elements[i], alone.element))
+    for (std::size_t i = 0; i < screens.paths.size(); ++i) {
+        if (is_in_place(screens, i))
             continue;
-        doctor.report.leaf = read.paths[i].c_str();
-        add_wrong(doctor.report,
-                  "comes back as %s: get_leaves answers in another order than the paths\n"
-                  "Element i of every array must belong to path i.",
-                  shown(read.elements[i]).text);
+        begin_leaf(screens.paths[i].c_str());
+        report(wrong,
+               "comes back as %s: get_leaves does not keep the order of the paths\n"
+               "Element i of every array must belong to path i.",
+               shown(screens.elements[i]).text);
         return;
     }
-    add_ok(doctor.report, "get_leaves answers in the order of the paths");
+    report(ok, "get_leaves answers in the order of the paths");
 }
 
-void check_leaf_status(Doctor& doctor)
+void judge_statuses(Doctor& doctor, const Leaves& screens)
 {
-    const Leaves read = read_screens();
-    const auto& statuses = read.statuses;
-    const auto readable = std::count(statuses.begin(), statuses.end(), status_success);
+    begin_check("leaf-status");
+    unsigned readable = 0;
+    for (const api_status_t status : screens.statuses)
+        readable += status == status_success ? 1 : 0;
     doctor.sees_leaves = readable > 0;
     if (doctor.sees_leaves)
-        add_ok(doctor.report, "%d of %zu leaves that the screens read have status 1",
-               static_cast<int>(readable), read.paths.size());
-    else if (!statuses.empty())
-        add_wrong(doctor.report,
-                  "no leaf that the screens read has status 1; the first one has %d\n"
-                  "Correct the paths of the leaves, or status_success in store/client_library.h.",
-                  statuses[0]);
+        report(ok, "%u of %zu leaves that the screens read have status 1", readable,
+               screens.paths.size());
+    else if (!screens.statuses.empty())
+        report(wrong,
+               "no leaf that the screens read has status 1; the first one has %d\n"
+               "Correct the paths of the leaves, or status_success in store/client_library.h.",
+               screens.statuses[0]);
+}
+
+// Reads all leaves of the screens in one call.
+void check_arrays(Doctor& doctor)
+{
+    Leaves screens;
+    append_screen_paths(screens.paths);
+    read_leaves(screens);
+    judge_lengths(screens);
+    judge_order(screens);
+    judge_statuses(doctor, screens);
 }
 
 void check_missing_leaf(Doctor& doctor)
 {
+    begin_check("missing-leaf");
     const Leaf absent = read_leaf(absent_path);
     doctor.missing_status = absent.status;
     if (absent.result != 0)
-        add_note(doctor.report,
-                 "the read of a missing leaf returns %d\n"
-                 "A leaf that is missing makes its whole menu unreadable.",
-                 absent.result);
+        report(note,
+               "the read of a missing leaf returns %d\n"
+               "Make it return 0 and a status. A missing leaf makes its whole menu unreadable.",
+               absent.result);
     else if (absent.status == status_success)
-        add_wrong(doctor.report, "a missing leaf has status 1\n"
-                                 "The screens show a missing leaf as if it was there.");
+        report(wrong, "a missing leaf has status 1\n"
+                      "Make it another status. The screens show a missing leaf as if it existed.");
     else
-        add_ok(doctor.report, "a missing leaf has status %d", absent.status);
+        report(ok, "a missing leaf has status %d", absent.status);
 }
 
 // What the library's functions answer
 
-std::string type(const toolkit::CElement& element)
-{
-    return std::to_string(element.type());
-}
-
-std::string to_int(const toolkit::CElement& element)
-{
-    return std::to_string(element.to_int());
-}
-
-std::string to_bool(const toolkit::CElement& element)
-{
-    return element.to_bool() ? "true" : "false";
-}
+enum class Question : unsigned char {
+    type,
+    to_string,
+    to_int,
+    to_bool,
+};
 
 struct Conversion {
     char question[22];
     char wanted[6];
     bool is_needed; // by the utility
     Sample sample;
-    std::string (*convert)(const toolkit::CElement& element);
+    Question function;
 };
 
 // clang-format off
 constexpr Conversion conversions[] = {
-    {"the type of a boolean", "1",     true,  Sample::boolean_true,  type},
-    {"the type of a string",  "6",     true,  Sample::string,        type},
-    {"to_string of \"a b\"",  "a b",   true,  Sample::string,        text_of},
-    {"to_string of -12",      "-12",   true,  Sample::integer,       text_of},
-    {"to_string of true",     "true",  false, Sample::boolean_true,  text_of},
-    {"to_int of true",        "1",     true,  Sample::boolean_true,  to_int},
-    {"to_int of false",       "0",     true,  Sample::boolean_false, to_int},
-    {"to_int of -12",         "-12",   false, Sample::integer,       to_int},
-    {"to_bool of true",       "true",  true,  Sample::boolean_true,  to_bool},
-    {"to_bool of false",      "false", true,  Sample::boolean_false, to_bool},
+    {"the type of a boolean", "1",     true,  Sample::boolean_true,  Question::type},
+    {"the type of a string",  "6",     true,  Sample::string,        Question::type},
+    {"to_string of \"a b\"",  "a b",   true,  Sample::string,        Question::to_string},
+    {"to_string of -12",      "-12",   true,  Sample::integer,       Question::to_string},
+    {"to_string of true",     "true",  false, Sample::boolean_true,  Question::to_string},
+    {"to_int of true",        "1",     true,  Sample::boolean_true,  Question::to_int},
+    {"to_int of false",       "0",     true,  Sample::boolean_false, Question::to_int},
+    {"to_int of -12",         "-12",   false, Sample::integer,       Question::to_int},
+    {"to_bool of true",       "true",  true,  Sample::boolean_true,  Question::to_bool},
+    {"to_bool of false",      "false", true,  Sample::boolean_false, Question::to_bool},
 };
 // clang-format on
 
-void add_answer(Doctor& doctor, const char* question, const std::string& got, const char* wanted,
-                bool is_needed)
+std::string answer(const toolkit::CElement& element, Question function)
 {
-    doctor.report.check = question;
-    if (got == wanted)
-        add_ok(doctor.report, "%s is \"%s\"", question, wanted);
-    else
-        (is_needed ? add_wrong : add_note)(
-            doctor.report, "%s is %s instead of \"%s\"\n%s", question, quoted(got).text, wanted,
-            is_needed ? "The utility needs this answer. See store/client_library.h."
-                      : "The utility shows or writes this text and does not depend on it.");
+    if (function == Question::to_string)
+        return text_of(element);
+    if (function == Question::to_bool)
+        return element.to_bool() ? "true" : "false";
+    char digits[12];
+    std::snprintf(digits, sizeof digits, "%d",
+                  function == Question::type ? element.type() : element.to_int());
+    return digits;
 }
 
-void check_conversions(Doctor& doctor)
+void judge_answer(const char* question, const std::string& got, const char* wanted, bool is_needed)
+{
+    begin_check(question);
+    if (got == wanted)
+        report(ok, "%s is \"%s\"", question, wanted);
+    else
+        report(is_needed ? wrong : note, "%s is %s instead of \"%s\"\n%s", question,
+               quoted(got).text, wanted,
+               is_needed ? "Adapt store/client_library.h. The utility needs this answer."
+                         : "Nothing to do: the utility does not depend on this answer.");
+}
+
+void check_conversions()
 {
     for (const Conversion& row : conversions)
-        add_answer(doctor, row.question, row.convert(element_of_sample(row.sample)), row.wanted,
-                   row.is_needed);
+        judge_answer(row.question, answer(element_of_sample(row.sample), row.function), row.wanted,
+                     row.is_needed);
 }
 
 struct Split {
@@ -198,57 +211,56 @@ std::string split(const char* text)
     return all;
 }
 
-void check_splits(Doctor& doctor)
+void check_splits()
 {
     for (const Split& row : splits)
-        add_answer(doctor, row.question, split(row.text), row.wanted, row.is_needed);
+        judge_answer(row.question, split(row.text), row.wanted, row.is_needed);
 }
 
-void check_source(Doctor& doctor)
+void check_source()
 {
     std::string source;
     toolkit::CEvent::format_source_string(source, "Console", "", "");
-    add_answer(doctor, R"(format_source_string of "Console", "", "")", source, "Console", false);
+    judge_answer(R"(format_source_string of "Console", "", "")", source, "Console", false);
 }
 
-void check_integer_type(Doctor& doctor)
+void check_integer_type()
 {
+    begin_check("integer-type");
     const int code = type_code(LeafType::number);
     if (code == boolean_type || code == string_type)
-        add_wrong(doctor.report,
-                  "an integer has type %d, as %s has\n"
-                  "Numbers and DHCP for the meter's services are written so.",
-                  code, type_name(code));
+        report(wrong,
+               "an integer has type %d, as %s has\n"
+               "Each type needs a code of its own. See store/client_library.h.",
+               code, type_name(code));
     else
-        add_ok(doctor.report, "an integer has type %d", code);
+        report(ok, "an integer has type %d", code);
 }
 
-void check_time_stamps(Doctor& doctor)
+void check_time_stamps()
 {
+    begin_check("time-stamps");
     const toolkit::CElement element = element_of_sample(Sample::boolean_true);
     if (time_stamp(element) == toolkit::CElement::_invalid_time)
-        add_wrong(doctor.report, "_auto_time is set, and an element has no time\n"
-                                 "The store may ignore what is written without a time.");
+        report(wrong, "_auto_time is set, and an element has no time\n"
+                      "Check the library's version. The store may ignore a value without a time.");
     else
-        add_ok(doctor.report, "_auto_time stamps elements");
+        report(ok, "_auto_time stamps elements");
 }
-
-constexpr Check library_checks[] = {
-    {"connection", check_connection, RunWhen::asked},
-    {"array-lengths", check_array_lengths},
-    {"array-order", check_array_order},
-    {"leaf-status", check_leaf_status},
-    {"missing-leaf", check_missing_leaf},
-    {"conversions", check_conversions, RunWhen::asked},
-    {"split-string", check_splits, RunWhen::asked},
-    {"source-string", check_source, RunWhen::asked},
-    {"integer-type", check_integer_type, RunWhen::asked},
-    {"time-stamps", check_time_stamps, RunWhen::asked},
-};
 
 } // namespace
 
 void check_library(Doctor& doctor)
 {
-    run_checks(doctor, "Library", library_checks);
+    begin_group("Library");
+    check_connection(doctor);
+    if (doctor.connected) {
+        check_arrays(doctor);
+        check_missing_leaf(doctor);
+    }
+    check_conversions();
+    check_splits();
+    check_source();
+    check_integer_type();
+    check_time_stamps();
 }

@@ -10,6 +10,14 @@ namespace
 constexpr char labels[][6] = {"ok", "note", "WRONG"};
 constexpr char json_names[][6] = {"ok", "note", "wrong"};
 
+struct {
+    bool as_json;
+    const char* group;
+    const char* check;
+    const char* leaf;
+    unsigned counts[3]; // findings so far, by verdict
+} state;
+
 bool is_printable(unsigned char byte)
 {
     return byte >= 0x20 && byte < 0x7F;
@@ -21,26 +29,27 @@ void print_member(const char* name, const char* value)
     for (; *value != '\0'; ++value) {
         const auto byte = static_cast<unsigned char>(*value);
         if (byte == '"' || byte == '\\')
-            std::putchar('\\');
-        std::printf(is_printable(byte) ? "%c" : "\\u%04x", byte);
+            std::printf("\\%c", byte);
+        else
+            std::printf(is_printable(byte) ? "%c" : "\\u%04x", byte);
     }
-    std::putchar('"');
+    std::printf("\"");
 }
 
-bool is_first(const Report& report)
+bool is_first()
 {
-    return report.counts[0] + report.counts[1] + report.counts[2] == 0;
+    return state.counts[ok] + state.counts[note] + state.counts[wrong] == 0;
 }
 
-void print_json(const Report& report, unsigned row, const char* message, const char* advice)
+void print_json(Verdict verdict, const char* message, const char* advice)
 {
-    std::printf("%s\n{\"result\":\"%s\"", is_first(report) ? "" : ",", json_names[row]);
-    print_member("group", report.group);
-    print_member("check", report.check);
-    print_member("leaf", report.leaf);
+    std::printf("%s\n{\"result\":\"%s\"", is_first() ? "" : ",", json_names[verdict]);
+    print_member("group", state.group);
+    print_member("check", state.check);
+    print_member("leaf", state.leaf);
     print_member("message", message);
     print_member("advice", advice);
-    std::putchar('}');
+    std::printf("}");
 }
 
 // Prints the path of a leaf without what many paths have in common.
@@ -56,81 +65,74 @@ void print_short(const char* leaf)
     std::printf("%.*s ", static_cast<int>(length), leaf);
 }
 
-void print_text(const Report& report, unsigned row, const char* message, const char* advice)
+void print_text(Verdict verdict, const char* message, const char* advice)
 {
-    std::printf("  %-5s  ", labels[row]);
-    if (*report.leaf != '\0')
-        print_short(report.leaf);
+    constexpr char further_line[] = "         %s\n";
+    std::printf("  %-5s  ", labels[verdict]);
+    if (*state.leaf != '\0')
+        print_short(state.leaf);
     std::printf("%s\n", message);
     if (*advice == '\0')
         return;
-    std::printf("         %s\n", advice);
-    if (*report.leaf != '\0')
-        std::printf("         %s\n", report.leaf);
-}
-
-void add(Report& report, Verdict verdict, const char* format, va_list arguments)
-{
-    const auto row = static_cast<unsigned>(verdict);
-    char text[1024]; // a longer one is cut: a finding is a line
-    std::vsnprintf(text, sizeof text, format, arguments);
-    char* message_end = text + std::strcspn(text, "\n");
-    const char* advice = *message_end == '\0' ? "" : message_end + 1;
-    *message_end = '\0';
-    (report.as_json ? print_json : print_text)(report, row, text, advice);
-    std::fflush(stdout);
-    ++report.counts[row];
+    std::printf(further_line, advice);
+    if (*state.leaf != '\0')
+        std::printf(further_line, state.leaf);
 }
 
 } // namespace
 
-void begin_report(const Report& report)
+void begin_report(bool as_json)
 {
-    if (report.as_json)
-        std::fputs("{\"findings\":[", stdout);
+    state.as_json = as_json;
+    if (as_json)
+        std::printf("{\"findings\":[");
 }
 
-void begin_group(Report& report, const char* name)
+void begin_group(const char* name)
 {
-    report.group = name;
-    if (!report.as_json)
-        std::printf("%s%s\n", is_first(report) ? "" : "\n", name);
+    state.group = name;
+    if (!state.as_json)
+        std::printf("%s%s\n", is_first() ? "" : "\n", name);
+}
+
+void begin_check(const char* name)
+{
+    state.check = name;
+    state.leaf = "";
+}
+
+void begin_leaf(const char* path)
+{
+    state.leaf = path;
 }
 
 // The compiler checks the arguments of each call against its format.
-// NOLINTBEGIN(cert-dcl50-cpp)
-
-void add_ok(Report& report, const char* message, ...)
+// NOLINTNEXTLINE(cert-dcl50-cpp)
+void report(Verdict verdict, const char* message, ...)
 {
+    char text[1024]; // a longer one is cut: a finding is a line
     va_list arguments;
     va_start(arguments, message);
-    add(report, Verdict::ok, message, arguments);
+    std::vsnprintf(text, sizeof text, message, arguments);
     va_end(arguments);
+    char* message_end = text + std::strcspn(text, "\n");
+    const char* advice = *message_end == '\0' ? "" : message_end + 1;
+    *message_end = '\0';
+    (state.as_json ? print_json : print_text)(verdict, text, advice);
+    std::fflush(stdout);
+    ++state.counts[verdict];
 }
 
-void add_note(Report& report, const char* message, ...)
+bool is_anything_wrong()
 {
-    va_list arguments;
-    va_start(arguments, message);
-    add(report, Verdict::note, message, arguments);
-    va_end(arguments);
+    return state.counts[wrong] > 0;
 }
 
-void add_wrong(Report& report, const char* message, ...)
+void end_report()
 {
-    va_list arguments;
-    va_start(arguments, message);
-    add(report, Verdict::wrong, message, arguments);
-    va_end(arguments);
-}
-
-// NOLINTEND(cert-dcl50-cpp)
-
-void end_report(const Report& report)
-{
-    std::printf(report.as_json ? "\n],\"ok\":%u,\"notes\":%u,\"wrong\":%u}\n"
-                               : "\nSummary: %u ok, %u to note, %u WRONG\n",
-                report.counts[0], report.counts[1], report.counts[2]);
+    std::printf(state.as_json ? "\n],\"ok\":%u,\"notes\":%u,\"wrong\":%u}\n"
+                              : "\nSummary: %u ok, %u notes, %u WRONG\n",
+                state.counts[ok], state.counts[note], state.counts[wrong]);
 }
 
 Words quoted(std::string_view text)
@@ -143,7 +145,7 @@ Words quoted(std::string_view text)
         const auto byte = static_cast<unsigned char>(text[i]);
         if (byte == '"' || byte == '\\')
             *out++ = '\\';
-        out += std::sprintf(out, is_printable(byte) ? "%c" : "\\x%02x", unsigned{byte});
+        out += std::snprintf(out, 5, is_printable(byte) ? "%c" : "\\x%02x", unsigned{byte});
     }
     *out++ = '"';
     *out = '\0';

@@ -1,35 +1,36 @@
 // What the checks find: one line for each finding, in groups, as text for people or as JSON for
-// scripts.
+// scripts. The findings go to standard output.
 #pragma once
 
 #include <string_view>
 
-enum class Verdict : unsigned char {
+enum Verdict : unsigned char {
     ok,
-    note,  // works, but differs from what is usual
+    note,  // the utility works, but this differs from what is usual
     wrong, // the utility would not work as it should
 };
 
-struct Report {
-    bool as_json = false;
-    const char* group = "";  // of the findings that follow
-    const char* check = "";  // likewise
-    const char* leaf = "";   // path of the leaf that they are about; may be empty
-    unsigned counts[3] = {}; // findings so far, by verdict
-};
+void begin_report(bool as_json);
 
-void begin_report(const Report& report);
-void begin_group(Report& report, const char* name);
+// Names the group of the findings that follow.
+void begin_group(const char* name);
 
-// Each prints one finding: a message, formatted as by printf, which follows the name of the leaf.
+// Names the check of the findings that follow, which are about no leaf.
+void begin_check(const char* name);
+
+// Names the leaf that the following findings of this check are about; empty for no leaf.
+void begin_leaf(const char* path);
+
+// Prints one finding: a message, formatted as by printf, which follows the name of the leaf.
 // After a newline it says what to do about a problem; the path of the leaf follows that. It is
 // printed immediately, so that a library that then hangs hides nothing.
-[[gnu::format(printf, 2, 3)]] void add_ok(Report& report, const char* message, ...);
-[[gnu::format(printf, 2, 3)]] void add_note(Report& report, const char* message, ...);
-[[gnu::format(printf, 2, 3)]] void add_wrong(Report& report, const char* message, ...);
+[[gnu::format(printf, 2, 3)]] void report(Verdict verdict, const char* message, ...);
+
+// True when a finding is wrong.
+bool is_anything_wrong();
 
 // Prints the summary.
-void end_report(const Report& report);
+void end_report();
 
 // A part of a message. Nothing must be released, which keeps the many places that print one small.
 struct Words {

@@ -1,14 +1,11 @@
 #include "console/command.h"
 #include "doctor/doctor.h"
 
-#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
-#include <string_view>
 
 #include <link.h>
 #include <sys/stat.h>
@@ -17,25 +14,23 @@
 namespace
 {
 
-// The directory from which a save removes downloads.
-constexpr char downloads[] = "/jffs/downloads";
-
 // The simulated meter has no shell: its commands are its own, and missing ones do no harm.
 bool has_shell()
 {
     return std::system(nullptr) != 0;
 }
 
-void check_shell(Doctor& doctor)
+void check_shell()
 {
+    begin_check("shell");
     if (has_shell())
-        add_ok(doctor.report, "system() has a shell");
+        report(ok, "system() has a shell");
     else if (access("/bin/sh", X_OK) == 0)
-        add_note(doctor.report, "system() runs no command: this is a simulated meter\n"
-                                "Missing commands are only to note here. A meter needs them.");
+        report(note, "system() runs no command: this is a simulated meter\n"
+                     "A missing command is a note here. On a meter it is WRONG.");
     else
-        add_wrong(doctor.report, "system() has no shell: there is no /bin/sh\n"
-                                 "Install a shell. The utility runs its commands with it.");
+        report(wrong, "system() has no shell: /bin/sh is missing\n"
+                      "Install a shell. The utility runs its commands with it.");
 }
 
 struct File {
@@ -76,113 +71,117 @@ File find_command(const char* name, int length)
     }
 }
 
-void judge_command(Report& report, const char* name, bool is_needed)
+void judge_command(const char* name, Verdict verdict)
 {
+    constexpr char problem[] =
+        "command %.*s is %s%s\n"
+        "Install it and make it executable. The utility does not notice when it fails.";
     const auto length = static_cast<int>(std::strcspn(name, " "));
     const File file = find_command(name, length);
-    const auto add_problem = is_needed ? add_wrong : add_note;
+    const Words path = quoted(file.path);
     if (file.path[0] == '\0')
-        add_problem(report,
-                    "command %.*s is missing\n"
-                    "The utility ignores the failure and reports success.",
-                    length, name);
+        report(verdict, problem, length, name, "missing", "");
     else if (!is_executable(file))
-        add_problem(report,
-                    "command %.*s is not executable: %s\n"
-                    "The utility ignores the failure and reports success.",
-                    length, name, quoted(file.path).text);
+        report(verdict, problem, length, name, "not executable: ", path.text);
     else
-        add_ok(report, "command %.*s: %s", length, name, quoted(file.path).text);
+        report(ok, "command %.*s: %s", length, name, path.text);
 }
 
-void check_commands(Doctor& doctor)
+void check_commands()
 {
-    const bool are_needed = has_shell();
+    begin_check("commands");
+    const Verdict verdict = has_shell() ? wrong : note;
     for (const CommandLine& line : command_lines)
-        judge_command(doctor.report, line.text, are_needed);
-    judge_command(doctor.report, "sh", are_needed);
+        judge_command(line.text, verdict);
+    judge_command("sh", verdict);
 }
 
-void check_downloads(Doctor& doctor)
+// The directory from which a save removes downloads.
+void check_downloads()
 {
+    begin_check("downloads");
+    constexpr char downloads[] = "/jffs/downloads";
     struct stat status = {};
     if (stat(downloads, &status) != 0)
-        add_note(doctor.report,
-                 "%s is missing\n"
-                 "A save then finds no downloaded configuration to remove.",
-                 downloads);
+        report(note,
+               "%s is missing\n"
+               "Create it if this meter downloads configurations. A save removes them from there.",
+               downloads);
     else if (!S_ISDIR(status.st_mode) || access(downloads, W_OK | X_OK) != 0)
-        add_wrong(doctor.report,
-                  "%s is not a directory that can be changed\n"
-                  "A save cannot remove downloaded configurations from it.",
-                  downloads);
+        report(wrong,
+               "%s is not a directory that can be changed\n"
+               "Correct it. A save cannot remove downloaded configurations from it.",
+               downloads);
     else
-        add_ok(doctor.report, "%s is there", downloads);
+        report(ok, "%s exists", downloads);
 }
 
-void check_machine(Doctor& doctor)
+void check_machine()
 {
+    begin_check("machine");
     const std::uint16_t one = 1;
     unsigned char first_byte = 0;
     std::memcpy(&first_byte, &one, 1);
-    add_ok(doctor.report, "the page size is %ld bytes", sysconf(_SC_PAGESIZE));
-    add_ok(doctor.report, "the byte order is %s-endian", first_byte == 1 ? "little" : "big");
-    add_ok(doctor.report, "long has %zu bits", sizeof(long) * CHAR_BIT);
-    add_ok(doctor.report, "char is %s", CHAR_MIN < 0 ? "signed" : "unsigned");
+    report(ok, "the page size is %ld bytes", sysconf(_SC_PAGESIZE));
+    report(ok, "the byte order is %s-endian", first_byte == 1 ? "little" : "big");
+    report(ok, "long has %zu bits", sizeof(long) * CHAR_BIT);
+    report(ok, "char is %s", CHAR_MIN < 0 ? "signed" : "unsigned");
 }
 
-void check_c_library(Doctor& doctor)
+void check_c_library()
 {
+    begin_check("c-library");
     char version[64] = "of no known version";
 #ifdef _CS_GNU_LIBC_VERSION
     confstr(_CS_GNU_LIBC_VERSION, version, sizeof version);
 #endif
-    add_ok(doctor.report, "the C library is %s", version);
+    report(ok, "the C library is %s", version);
 }
 
-void check_cpp_library(Doctor& doctor)
+void check_cpp_library()
 {
+    begin_check("c++-library");
 #ifdef _GLIBCXX_RELEASE
-    add_ok(doctor.report, "the C++ library of the build is libstdc++ %d", _GLIBCXX_RELEASE);
+    report(ok, "the C++ library of the build is libstdc++ %d", _GLIBCXX_RELEASE);
 #else
-    add_ok(doctor.report, "the C++ library of the build is not libstdc++");
+    report(ok, "the C++ library of the build is not libstdc++");
 #endif
 }
 
-bool is_of_interest(std::string_view file)
+bool is_of_interest(const char* file)
 {
-    constexpr const char* names[] = {"/libcds", "/libstdc++", "/libc++", "/libc.so"};
-    return std::any_of(std::begin(names), std::end(names),
-                       [&](const char* name) { return file.find(name) != std::string_view::npos; });
+    constexpr char names[][12] = {"/libcds", "/libstdc++", "/libc++", "/libc.so"};
+    bool is_one = false;
+    for (const auto& name : names)
+        is_one = is_one || std::strstr(file, name) != nullptr;
+    return is_one;
 }
 
 // The name of the file itself says the version of the library.
-int add_loaded(dl_phdr_info* object, std::size_t /*size*/, void* report)
+int report_loaded(dl_phdr_info* object, std::size_t /*size*/, void* /*unused*/)
 {
     char resolved[PATH_MAX];
     if (is_of_interest(object->dlpi_name) && realpath(object->dlpi_name, resolved) != nullptr)
-        add_ok(*static_cast<Report*>(report), "%s is loaded", resolved);
+        report(ok, "%s is loaded", resolved);
     return 0;
 }
 
-void check_loaded(Doctor& doctor)
+void check_loaded()
 {
-    dl_iterate_phdr(add_loaded, &doctor.report);
+    begin_check("loaded-libraries");
+    dl_iterate_phdr(report_loaded, nullptr);
 }
-
-constexpr Check system_checks[] = {
-    {"shell", check_shell, RunWhen::asked},
-    {"commands", check_commands, RunWhen::asked},
-    {"downloads", check_downloads, RunWhen::asked},
-    {"machine", check_machine, RunWhen::asked},
-    {"c-library", check_c_library, RunWhen::asked},
-    {"c++-library", check_cpp_library, RunWhen::asked},
-    {"loaded-libraries", check_loaded, RunWhen::asked},
-};
 
 } // namespace
 
-void check_system(Doctor& doctor)
+void check_system()
 {
-    run_checks(doctor, "System", system_checks);
+    begin_group("System");
+    check_shell();
+    check_commands();
+    check_downloads();
+    check_machine();
+    check_c_library();
+    check_cpp_library();
+    check_loaded();
 }

@@ -2,18 +2,20 @@
 
 #include "meterinit/option_tokens.h"
 #include "network/update_triggers.h"
-#include "store/leaf_path.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace
 {
 
 void append(std::vector<std::string>& paths, const char* branch, const char* name)
 {
-    paths.emplace_back(branch);
-    paths.back() += name;
-    paths.back() += "/Value";
+    std::string path = branch;
+    path += name;
+    path += "/Value";
+    std::replace(path.begin(), path.end(), '?', '1'); // the number of the port
+    paths.push_back(path);
 }
 
 } // namespace
@@ -26,10 +28,8 @@ void append_main_menu_paths(std::vector<std::string>& paths)
 
 void append_port_menu_paths(std::vector<std::string>& paths)
 {
-    const std::size_t first = paths.size();
     for (const auto& row : port_leaves)
         append(paths, "", row.path);
-    number_paths(paths, first, std::size(port_leaves), InterfaceSettings().number);
 }
 
 void append_init_menu_paths(std::vector<std::string>& paths)
@@ -81,5 +81,8 @@ bool is_leaf_of_utility(const char* path)
     append_mirror_paths(paths);
     append_option_paths(paths);
     append_trigger_paths(paths);
-    return std::find(paths.begin(), paths.end(), path) != paths.end();
+    bool is_found = false;
+    for (const std::string& other : paths)
+        is_found = is_found || other == path;
+    return is_found;
 }

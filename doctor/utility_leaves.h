@@ -9,7 +9,7 @@
 
 // Each appends whole paths to `paths`, in the order of the utility's table.
 void append_main_menu_paths(std::vector<std::string>& paths);
-void append_port_menu_paths(std::vector<std::string>& paths);
+void append_port_menu_paths(std::vector<std::string>& paths); // of port 1
 void append_init_menu_paths(std::vector<std::string>& paths);
 
 // All that the screens read.

@@ -41,8 +41,6 @@ constexpr EnclosureType enclosure_codes[] = {
 };
 // clang-format on
 
-static_assert(std::size(enclosure_codes) == 20);
-
 void show_help()
 {
     std::puts("Below are the Meter Enclosure Types; Enter the abbreviated string.\n");

@@ -18,7 +18,7 @@ namespace
 
 void load_identity(SettingsSession& session)
 {
-    if (!load_leaves(init_leaves, leaf_paths(init_leaves), session))
+    if (!load_leaves(init_leaves, session))
         std::puts("Warning: couldn't read Velmora II settings!");
 }
 

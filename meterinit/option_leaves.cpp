@@ -1,13 +1,15 @@
 #include "meterinit/option_leaves.h"
 
+#include "settings/setting_leaves.h"
 #include "store/connection.h"
+#include "store/leaf_path.h"
 
 namespace
 {
 
 bool options_pending = false;
 
-// The leaf added last to the batch or to a clear.
+// The leaf that was prepared last, for the batch or for the clear action.
 std::string current_path;
 toolkit::CElement current_element;
 
@@ -31,7 +33,7 @@ bool contains(LeafSet leaves, std::size_t row)
 
 std::string path_of(const OptionLeaf& leaf)
 {
-    return std::string(option_branch) + leaf.name + "/Value";
+    return value_path(std::string(option_branch) + leaf.name);
 }
 
 } // namespace
@@ -87,7 +89,8 @@ void push_current_path(std::vector<std::string>& paths)
 
 int clear_option_leaves()
 {
-    current_path = "/VMIC/OptionsList/Value";
+    constexpr const char* options_list = path_of(init_leaves, &SettingsSession::options_list);
+    current_path = value_path(options_list);
     current_element = std::string();
     std::vector<std::string> paths;
     push_current_path(paths);

@@ -258,6 +258,29 @@ constexpr bool members_are_neighbours(const OptionToken (&tokens)[count])
 }
 static_assert(members_are_neighbours(option_tokens));
 
+// Otherwise one batch could set a leaf to true for its token and to false for its own group.
+template <std::size_t count>
+constexpr bool leaves_are_in_their_groups(const OptionToken (&tokens)[count])
+{
+    for (const OptionToken& token : tokens) {
+        const bool is_ready = same_text(token.text.data(), "PQR"); // may accompany any of its group
+        if (!is_ready && (token.leaves & ~leaves_of(token.group)) != 0)
+            return false;
+    }
+    return true;
+}
+static_assert(leaves_are_in_their_groups(option_tokens));
+
+template <std::size_t count>
+constexpr bool every_leaf_is_set(const OptionToken (&tokens)[count])
+{
+    LeafSet set = 0;
+    for (const OptionToken& token : tokens)
+        set |= token.leaves;
+    return set == 2 * leaf_named("MID") - 1;
+}
+static_assert(every_leaf_is_set(option_tokens));
+
 // Returns the text in lower case; digits stay as they are.
 constexpr TokenText lower_form(TokenText text)
 {

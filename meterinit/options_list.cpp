@@ -203,6 +203,7 @@ void explain_rejection(const std::string& entry, const Attempt& attempt)
 void check_options_list(const std::string& entry, int input_result, EditableText& options_list)
 {
     Attempt attempt = {"-" + entry, static_cast<int>(entry.size()) + 1, 0, input_result};
+    // never true, because the copy is always complete; deliberate
     if (attempt.dashed_list.size() != static_cast<std::size_t>(attempt.total_chars)) {
         std::fputs("\nLength mismatch between entered list and created list.", stdout);
         return;

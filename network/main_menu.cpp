@@ -16,7 +16,7 @@ namespace
 
 void load_name_servers(SettingsSession& session)
 {
-    if (!load_leaves(dns_leaves, leaf_paths(dns_leaves), session))
+    if (!load_leaves(dns_leaves, session))
         std::puts("Warning: couldn't read network settings!");
 }
 

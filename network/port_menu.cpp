@@ -13,9 +13,7 @@ namespace
 
 void load_port(InterfaceSettings& port)
 {
-    std::vector<std::string> paths = leaf_paths(port_leaves);
-    number_paths(paths, 0, paths.size(), port.number);
-    if (!load_leaves(port_leaves, paths, port))
+    if (!load_leaves(port_leaves, port))
         std::puts("Warning: couldn't read interface settings!");
 }
 

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 namespace
 {
@@ -64,12 +65,16 @@ void collect_port(SaveLists& lists, const InterfaceSettings& port)
                  port.number);
 }
 
-// The primary configuration consists of the initialisation settings that are numbers.
+bool is_in_prim_cfg(const Edit& edit)
+{
+    return std::strncmp(edit.path, prim_cfg_branch, std::strlen(prim_cfg_branch)) == 0;
+}
+
+// Returns true when the save sets a leaf of the primary configuration.
 bool prim_cfg_changed(const std::vector<Edit>& edits)
 {
-    return std::any_of(edits.begin(), edits.end(), [](const Edit& edit) {
-        return edit.type == LeafType::number && !is_emptied(edit);
-    });
+    return std::any_of(edits.begin(), edits.end(),
+                       [](const Edit& edit) { return is_in_prim_cfg(edit) && !is_emptied(edit); });
 }
 
 void collect_triggers(SaveLists& lists)
@@ -102,7 +107,7 @@ void write_mirror(const Edit& edit, api_status_t& status)
     const bool is_flag = edit.type == LeafType::boolean;
     const toolkit::CElement saved = element_to_save(edit);
     const toolkit::CElement written = is_flag ? element_of(saved.to_int()) : saved;
-    const std::string path = std::string(mirror_branch) + edit.mirror + "/Value";
+    const std::string path = value_path(std::string(mirror_branch) + edit.mirror);
     const int result = cds().set_leaf(path, written, status, setting_flag, "");
     if (result != 0 || status != status_success) {
         const char* byte = is_flag ? "\x93" : ""; // deliberate: a stray byte in this one message
@@ -123,7 +128,7 @@ void add_option_triggers(TriggerStage stage)
 {
     for (const UpdateTrigger& trigger : update_triggers) {
         if (trigger.stage == stage)
-            add_option_trigger(std::string(trigger.path) + "/Value");
+            add_option_trigger(value_path(trigger.path));
     }
 }
 

@@ -13,6 +13,9 @@ struct UpdateTrigger {
     TriggerStage stage;
 };
 
+// A save that writes a leaf below this branch also writes the trigger of the settings.
+inline constexpr char prim_cfg_branch[] = "/VMC/PrimCfg/";
+
 // In the order of writing.
 // clang-format off
 inline constexpr UpdateTrigger update_triggers[] = {

@@ -12,16 +12,16 @@ bool port_changed(const InterfaceSettings& port)
     return !edits_of(port_leaves, port).empty();
 }
 
-template <typename Record, std::size_t count>
-void clear_flags(const SettingLeaf<Record> (&leaves)[count], Record& record)
+template <typename Settings, std::size_t count>
+void clear_flags(const SettingLeaf<Settings> (&leaves)[count], Settings& settings)
 {
-    for (const SettingLeaf<Record>& leaf : leaves) {
+    for (const SettingLeaf<Settings>& leaf : leaves) {
         if (leaf.use != LeafUse::saved)
             continue;
         if (leaf.type == LeafType::boolean)
-            (record.*leaf.member.flag).changed = false;
+            (settings.*leaf.member.flag).changed = false;
         else
-            (record.*leaf.member.text).changed = false;
+            (settings.*leaf.member.text).changed = false;
     }
 }
 

@@ -22,26 +22,26 @@ enum class LeafUse : unsigned char {
     list_source, // names separated by ";": the choices for another setting
 };
 
-// A text or a flag of `Record`; the other pointer is null. The constructors convert implicitly, so
-// that a row can name its member directly.
-template <typename Record>
+// A text or a flag of `Settings`; the other pointer is null. The constructors convert implicitly,
+// so that a row can name its member directly.
+template <typename Settings>
 struct Member {
     // cppcheck-suppress noExplicitConstructor
-    constexpr Member(EditableText Record::*member) : text(member) {}
+    constexpr Member(EditableText Settings::*member) : text(member) {}
     // cppcheck-suppress noExplicitConstructor
-    constexpr Member(EditableFlag Record::*member) : flag(member) {}
+    constexpr Member(EditableFlag Settings::*member) : flag(member) {}
 
-    EditableText Record::*text = nullptr;
-    EditableFlag Record::*flag = nullptr;
+    EditableText Settings::*text = nullptr;
+    EditableFlag Settings::*flag = nullptr;
 };
 
-// A member of `Record` and its leaf.
-template <typename Record>
+// A member of `Settings` and its leaf.
+template <typename Settings>
 struct SettingLeaf {
     char path[73]; // without "/Value"; "?" is replaced by the port's number
     LeafType type;
     LeafUse use;
-    Member<Record> member;
+    Member<Settings> member;
     char mirror[15] = "";       // name below `mirror_branch`, or empty
     bool if_unreadable = false; // the flag's value when the leaf cannot be read
 };
@@ -78,11 +78,11 @@ inline constexpr SettingLeaf<SettingsSession> init_leaves[] = {
 // clang-format on
 
 // A boolean leaf needs a flag; every other leaf needs a text.
-template <typename Record, std::size_t count>
-constexpr bool members_match_types(const SettingLeaf<Record> (&leaves)[count])
+template <typename Settings, std::size_t count>
+constexpr bool members_match_types(const SettingLeaf<Settings> (&leaves)[count])
 {
     // NOLINTNEXTLINE(readability-use-anyofallof): std::all_of is not constexpr in C++17
-    for (const SettingLeaf<Record>& leaf : leaves) {
+    for (const SettingLeaf<Settings>& leaf : leaves) {
         if ((leaf.member.flag != nullptr) != (leaf.type == LeafType::boolean))
             return false;
     }
@@ -91,6 +91,18 @@ constexpr bool members_match_types(const SettingLeaf<Record> (&leaves)[count])
 static_assert(members_match_types(dns_leaves));
 static_assert(members_match_types(port_leaves));
 static_assert(members_match_types(init_leaves));
+
+// Returns the path of the leaf that holds `text`. In a constant expression, a text without a row
+// does not compile.
+template <typename Settings, std::size_t count>
+constexpr const char* path_of(const SettingLeaf<Settings> (&leaves)[count],
+                              EditableText Settings::*text)
+{
+    const SettingLeaf<Settings>* leaf = leaves;
+    while (leaf->member.text != text)
+        ++leaf;
+    return leaf->path;
+}
 
 // A changed setting, which a save must write.
 struct Edit {
@@ -101,26 +113,19 @@ struct Edit {
     const EditableFlag* flag; // null for the other types
 };
 
-template <typename Record>
-std::vector<Edit> edits_between(const SettingLeaf<Record>* first, const SettingLeaf<Record>* last,
-                                const Record& record)
+// Returns the edits of `settings` in the order of the rows. They point into `settings`.
+template <typename Settings, std::size_t count>
+std::vector<Edit> edits_of(const SettingLeaf<Settings> (&leaves)[count], const Settings& settings)
 {
     std::vector<Edit> edits;
-    for (const SettingLeaf<Record>* leaf = first; leaf != last; ++leaf) {
-        const Member<Record>& member = leaf->member;
-        const EditableText* text = member.text != nullptr ? &(record.*member.text) : nullptr;
-        const EditableFlag* flag = member.flag != nullptr ? &(record.*member.flag) : nullptr;
-        const bool changed =
-            member.text != nullptr ? (record.*member.text).changed : (record.*member.flag).changed;
-        if (leaf->use == LeafUse::saved && changed)
-            edits.push_back({leaf->path, leaf->mirror, leaf->type, text, flag});
+    for (const SettingLeaf<Settings>& leaf : leaves) {
+        const Member<Settings>& member = leaf.member;
+        const EditableText* text = member.text != nullptr ? &(settings.*member.text) : nullptr;
+        const EditableFlag* flag = member.flag != nullptr ? &(settings.*member.flag) : nullptr;
+        const bool changed = member.text != nullptr ? (settings.*member.text).changed
+                                                    : (settings.*member.flag).changed;
+        if (leaf.use == LeafUse::saved && changed)
+            edits.push_back({leaf.path, leaf.mirror, leaf.type, text, flag});
     }
     return edits;
-}
-
-// Returns the edits of `record` in the order of the rows. They point into `record`.
-template <typename Record, std::size_t count>
-std::vector<Edit> edits_of(const SettingLeaf<Record> (&leaves)[count], const Record& record)
-{
-    return edits_between(leaves, leaves + count, record);
 }

@@ -12,7 +12,7 @@ namespace
 using simulator::LeafValue;
 using simulator::Leaves;
 
-// Type codes of elements; any other is a string.
+// Type codes of elements. Every other element is a string.
 constexpr int boolean_code = 1;
 constexpr int integer_code = 3;
 
@@ -38,8 +38,9 @@ LeafValue leaf_value(const CElement& element)
     return text;
 }
 
-// The course that every call takes: faults first, then `handle_leaves` with the positions of
-// the leaves whose status no fault decides. It returns false when the store cannot be used.
+// The common part of every call. Applies the faults, then calls `handle_leaves` with the positions
+// of the leaves whose status no fault sets. `handle_leaves` returns false when the store cannot be
+// read or written.
 template <typename HandleLeaves>
 int run_call(const pcd_connection* handle, const char* name, const std::vector<std::string>& paths,
              std::vector<api_status_t>& statuses, HandleLeaves handle_leaves)
@@ -53,7 +54,7 @@ int run_call(const pcd_connection* handle, const char* name, const std::vector<s
     std::vector<std::size_t> positions;
     for (std::size_t i = 0; i < paths.size(); ++i) {
         if (simulator::decides_status(fault, paths[i]))
-            statuses[i] = *fault->status; // NOLINT(bugprone-unchecked-optional-access): it decides
+            statuses[i] = *fault->status; // NOLINT(bugprone-unchecked-optional-access): it has one
         else
             positions.push_back(i);
     }
@@ -62,7 +63,7 @@ int run_call(const pcd_connection* handle, const char* name, const std::vector<s
     return handle_leaves(meter.store, positions) ? 0 : call_failed;
 }
 
-// Applies `change` to the leaves at `positions`, in one replacement of the store.
+// Applies `change` to the leaves at `positions`, and replaces the store atomically.
 template <typename Change>
 bool write_leaves(simulator::MeterStore& store, const std::vector<std::size_t>& positions,
                   std::vector<api_status_t>& statuses, Change change)
@@ -72,7 +73,7 @@ bool write_leaves(simulator::MeterStore& store, const std::vector<std::size_t>& 
             change(leaves, i);
         return true;
     };
-    std::string error; // not shown: the calls report by their result alone
+    std::string error; // not printed: the caller only gets the result
     if (!(positions.empty() ? refresh_leaves(store, error) : edit_leaves(store, edit, error)))
         return false;
     for (const std::size_t i : positions)
@@ -88,7 +89,7 @@ int CCds::get_leaves(const std::vector<std::string>& paths, std::vector<api_stat
     elements.assign(paths.size(), CElement());
     properties.assign(paths.size(), element_property_t());
     const auto read = [&](simulator::MeterStore& store, const std::vector<std::size_t>& positions) {
-        std::string error; // not shown: the calls report by their result alone
+        std::string error; // not printed: the caller only gets the result
         if (!refresh_leaves(store, error))
             return false;
         for (const std::size_t i : positions) {

@@ -6,7 +6,7 @@
 #include <string>
 
 struct pcd_connection {
-    int options; // cppcheck-suppress unusedStructMember ; the meter has none
+    int options; // cppcheck-suppress unusedStructMember ; the simulated meter ignores the options
 };
 
 namespace
@@ -14,12 +14,12 @@ namespace
 
 using namespace simulator;
 
-// Returns why the meter cannot be reached; empty: it can.
+// Returns why the meter cannot be reached, or an empty text when it can.
 std::string trouble_reaching_meter()
 {
     const std::string folder = meter_folder();
     if (folder.empty())
-        return "METER_SIM_DIR names no folder of a simulated meter";
+        return "METER_SIM_DIR is not set to the folder of a simulated meter";
 
     Meter& meter = this_meter();
     if (!meter.faults_error.empty())
@@ -42,7 +42,7 @@ pcd_connection* pcd_init(int options)
 {
     const std::string trouble = trouble_reaching_meter();
     if (!trouble.empty())
-        tell_trouble(trouble);
+        print_trouble(trouble);
     pcd_connection* connection = trouble.empty() ? new pcd_connection{options} : nullptr;
     trace_pcd_init(connection != nullptr);
     return connection;

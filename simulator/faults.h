@@ -16,23 +16,23 @@ constexpr std::string_view fault_calls[] = {"pcd_init", "get_leaves", "set_leaf"
 
 struct Fault {
     std::string call;
-    std::optional<std::string> path;    // none: calls with any leaves, or without
-    std::optional<std::int32_t> result; // none, or 0: the call takes its course
-    std::optional<std::int32_t> status; // none: the leaves keep theirs
-    std::int64_t after = 0;
-    std::optional<std::int64_t> times; // none: no end
-    unsigned line = 0;                 // of the faults file
+    std::optional<std::string> path;    // empty: matches a call whatever its leaves
+    std::optional<std::int32_t> result; // empty or 0: the call is carried out
+    std::optional<std::int32_t> status; // empty: the leaves keep their status
+    std::int64_t after = 0;             // matching calls before the first hit
+    std::optional<std::int64_t> times;  // most hits; empty: no limit
+    unsigned line = 0;                  // in the faults file
 
     std::int64_t let_pass = 0;
     std::int64_t hit = 0;
 };
 
-// Counts a call for every fault that matches it, and returns the one that applies to it;
-// null: none does.
+// Counts a call for every fault that matches it. Returns the fault that applies to the call, or
+// null.
 const Fault* take_fault(std::vector<Fault>& faults, std::string_view call,
                         const std::vector<std::string>& paths);
 
-// Whether the fault decides the status of a leaf of the call.
+// Returns true when the fault sets the status of this leaf of the call.
 bool decides_status(const Fault* fault, const std::string& path);
 
 } // namespace simulator

@@ -23,7 +23,7 @@ namespace
 constexpr int first_own_descriptor = 3;
 constexpr mode_t permission_bits = 07777;
 
-// Repeats a system call that a signal has broken off.
+// Repeats a system call while a signal interrupts it.
 template <typename Call>
 auto unbroken(Call call)
 {
@@ -39,7 +39,7 @@ std::int64_t nanoseconds(const timespec& time)
     return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
-// More than any meter's leaves need; a file beyond it is refused before memory is asked for.
+// Far more than any meter needs. A larger file is rejected before memory is allocated for it.
 constexpr std::uint64_t largest_file = 256 * 1024 * 1024;
 
 FileStamp stamp_of(const struct stat& status)
@@ -53,7 +53,8 @@ FileStamp stamp_of(const struct stat& status)
     return stamp;
 }
 
-// `text` has the size that is expected, and one byte more to meet the end.
+// Reads to the end of the file. On entry, the size of `text` is the expected size of the file plus
+// one byte, so that the read that meets the end needs no larger buffer.
 bool read_expected(int fd, std::string& text)
 {
     std::size_t filled = 0;
@@ -62,7 +63,7 @@ bool read_expected(int fd, std::string& text)
             errno = EFBIG;
             return false;
         }
-        if (filled == text.size()) // there is more than was expected
+        if (filled == text.size()) // the file is larger than expected
             text.resize(static_cast<std::size_t>(
                 std::min<std::uint64_t>(2 * filled + 1, largest_file + 1)));
         const ssize_t got =
@@ -82,9 +83,9 @@ bool flush(int fd)
     return unbroken([&] { return fsync(fd); }) == 0;
 }
 
-// What a killed writer left under the name is removed, not opened: it may be a link, or
-// closed to writing.
-OpenFile create_afresh(int folder, const char* name, mode_t mode)
+// Creates a file. Removes one that a killed writer left under this name instead of opening it: it
+// may be a link, or write-protected.
+OpenFile create_new(int folder, const char* name, mode_t mode)
 {
     constexpr int flags = O_WRONLY | O_CREAT | O_EXCL;
     OpenFile file = open_file(folder, name, flags, mode);
@@ -93,14 +94,15 @@ OpenFile create_afresh(int folder, const char* name, mode_t mode)
     return open_file(folder, name, flags, mode);
 }
 
-// What a change of the owner fails with that this user may not make, or nobody on such a file
-// system.
+// Returns true for the errors of a change of owner that this user may not make, or that the file
+// system does not support.
 bool means_not_permitted(int error)
 {
     return error == EPERM || error == EINVAL || error == ENOSYS || error == EOPNOTSUPP;
 }
 
-// Where the owner cannot be kept, the group may still be.
+// Gives the new file the owner and the group of the old one. When the owner cannot be kept, tries
+// the group alone. Returns true when the system permits neither.
 bool keep_owner(int fd, const struct stat& old)
 {
     constexpr auto same_owner = static_cast<uid_t>(-1);
@@ -115,7 +117,7 @@ bool keep_owner(int fd, const struct stat& old)
            (fchown(fd, same_owner, old.st_gid) == 0 || means_not_permitted(errno));
 }
 
-// In this order: a change of the owner clears some of the permission bits.
+// Sets the owner before the permission bits, because a change of owner clears some of the bits.
 bool keep_attributes(int fd, const struct stat& old)
 {
     return keep_owner(fd, old) && fchmod(fd, old.st_mode & permission_bits) == 0;
@@ -184,7 +186,7 @@ bool read_stamp(int folder, const char* name, FileStamp& stamp)
 
 bool read_file(int folder, const char* name, std::string& text, FileStamp& stamp)
 {
-    // Without O_NONBLOCK a pipe of that name would be waited for.
+    // O_NONBLOCK: opening a pipe of that name would otherwise wait for a writer.
     const OpenFile file = open_file(folder, name, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     struct stat status;
     if (!file || fstat(file.fd, &status) != 0)
@@ -210,10 +212,10 @@ bool read_to_end(int fd, std::string& text)
 
 bool write_all(int fd, std::string_view text)
 {
-    // Past a limit on the size of files a write then fails, instead of ending the program.
+    // Makes a write beyond the limit on file sizes fail instead of ending the program.
     std::signal(SIGXFSZ, SIG_IGN);
     while (!text.empty()) {
-        errno = ENOSPC; // what a write of nothing means
+        errno = ENOSPC; // the reason when `write` returns 0
         const ssize_t written = unbroken([&] { return ::write(fd, text.data(), text.size()); });
         if (written <= 0)
             return false;
@@ -232,18 +234,18 @@ std::string parent_of(const std::string& file)
 
 std::string name_of(const std::string& file)
 {
-    return file.substr(file.rfind('/') + 1); // all of it when there is no slash
+    return file.substr(file.rfind('/') + 1); // the whole path when it has no slash
 }
 
 bool follow_links(int folder, const std::string& name, std::vector<std::string>& names)
 {
-    constexpr std::size_t most_links = 40; // as many as the system follows
+    constexpr std::size_t most_links = 40; // the limit of the kernel
     names = {name};
     for (;;) {
         char buffer[PATH_MAX];
         const ssize_t size = readlinkat(folder, names.back().c_str(), buffer, sizeof buffer);
         if (size < 0)
-            return errno == EINVAL || errno == ENOENT; // no link, or nothing there
+            return errno == EINVAL || errno == ENOENT; // not a link, or it does not exist
         if (names.size() > most_links) {
             errno = ELOOP;
             return false;
@@ -275,7 +277,7 @@ LockedFile lock_file(const std::string& folder, const std::string& name)
     FileStamp there;
     if (!target || !read_stamp(locked.fd, ".", here) || !read_stamp(target.fd, ".", there))
         return {};
-    if (here.device == there.device && here.inode == there.inode) // to lock it again would wait
+    if (here.device == there.device && here.inode == there.inode) // a second lock would hang
         return {std::move(locked), {}, name_of(names.back())};
     if (!lock(target))
         return {};
@@ -286,12 +288,12 @@ bool replace_file(int folder, const std::string& name, std::string_view text)
 {
     struct stat old;
     const bool replaces = fstatat(folder, name.c_str(), &old, 0) == 0;
-    if (!replaces && errno != ENOENT) // it may be there, with permission bits to be kept
+    if (!replaces && errno != ENOENT) // it may exist, with permission bits to keep
         return false;
     const mode_t mode = replaces ? old.st_mode & permission_bits : 0666;
 
     const std::string fresh_name = name + ".new";
-    const OpenFile fresh = create_afresh(folder, fresh_name.c_str(), mode);
+    const OpenFile fresh = create_new(folder, fresh_name.c_str(), mode);
     if (!fresh)
         return false;
     const bool replaced = (!replaces || keep_attributes(fresh.fd, old)) &&
@@ -301,7 +303,7 @@ bool replace_file(int folder, const std::string& name, std::string_view text)
         discard(folder, fresh_name.c_str());
         return false;
     }
-    return flush(folder) || errno == EINVAL; // EINVAL: a file system that has no such flush
+    return flush(folder) || errno == EINVAL; // EINVAL: the file system cannot flush a directory
 }
 
 bool list_folder(int folder, std::vector<std::string>& names)

@@ -1,4 +1,5 @@
-// Plain files, as a program may handle them that owns none of its standard descriptors.
+// Plain files, for a library inside a program: it never uses descriptors 0, 1 and 2, which belong
+// to the program.
 #pragma once
 
 #include <sys/types.h>
@@ -11,9 +12,9 @@
 namespace simulator
 {
 
-// An open file or folder; closed with the record. `fd` is -1 when there is none.
-// A file opened by the routines below never has one of the descriptors 0, 1 and 2: a program
-// started without a standard input would otherwise take its keys from the store.
+// An open file or directory; the destructor closes it. `fd` is -1 when nothing is open.
+// The functions below never open a file as descriptor 0, 1 or 2. Otherwise a program that was
+// started without standard input would read its keys from the store.
 struct OpenFile {
     int fd = -1;
 
@@ -30,52 +31,56 @@ struct OpenFile {
     int release();
 };
 
-// What tells one state of a file from another without reading it. Times are in nanoseconds.
+// Identifies a version of a file without reading it: a change to the file changes the stamp, within
+// the precision of the file system's times. Times are in nanoseconds.
 struct FileStamp {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
     std::uint64_t size = 0;
-    std::int64_t modified = 0; // its content
-    std::int64_t changed = 0;  // anything about it
+    std::int64_t modified = 0; // last change of the contents (mtime)
+    std::int64_t changed = 0;  // last change of the contents or the attributes (ctime)
 
     bool operator==(const FileStamp& other) const;
 };
 
-// The routines below leave `errno` as the reason when they fail. This tells it: "file: what:
-// reason".
+// The functions below set `errno` when they fail. This returns "FILE: WHAT: REASON" with the reason
+// from `errno`.
 std::string failure_text(const std::string& file, const char* what);
 
-// `folder` is an open folder, or AT_FDCWD with a whole file path for `name`.
+// In all functions below, an int `folder` is the descriptor of an open directory, and `name` is a
+// file in it. With AT_FDCWD, `name` is a path.
 
 OpenFile open_file(int folder, const char* name, int flags, mode_t mode = 0);
 
 bool read_stamp(int folder, const char* name, FileStamp& stamp);
 
-// Reads all of a regular file. `stamp` is that of the moment before its first byte was read.
+// Reads a regular file. Takes `stamp` before it reads the first byte.
 bool read_file(int folder, const char* name, std::string& text, FileStamp& stamp);
 
-// Reads what is left of any open file, a pipe included.
+// Reads an open file, even a pipe, from its present position to the end.
 bool read_to_end(int fd, std::string& text);
 
-// Writes all of the text to any open file. Past a limit on the size of files it fails, as it does
-// on a full disk, and the signal for that is ignored from then on.
+// Writes all of `text` to an open file. Fails when the disk is full or the limit on file sizes is
+// reached. For the latter it sets the process to ignore SIGXFSZ.
 bool write_all(int fd, std::string_view text);
 
-// The folder of a file as a path, and its name in there. A path without a slash is in ".".
+// The two parts of a path: its directory ("." when the path has no slash), and the name in it.
 std::string parent_of(const std::string& file);
 std::string name_of(const std::string& file);
 
-// Where symbolic links lead from `name`: first `name` itself, last what is no link or is missing.
-// All are relative to `folder`, unless they are whole paths.
+// Follows symbolic links from `name`. `names` becomes `name` and then the target of each link; the
+// last one is not a link, or does not exist. They are relative to `folder` or absolute.
 bool follow_links(int folder, const std::string& name, std::vector<std::string>& names);
 
-// Opens `folder` and waits until nobody else holds its lock. Closing it gives the lock back.
+// Opens a directory and locks it, waiting while another process holds the lock. Closing the result
+// releases the lock.
 OpenFile lock_folder(const std::string& folder);
 
-// A file that nobody else writes: the folders where a writer can come upon it are locked.
+// A file locked against other writers. When it is a symbolic link, both the directory of the link
+// and that of its target are locked.
 struct LockedFile {
-    OpenFile folder; // that was named; none: it cannot be locked
-    OpenFile target; // the folder to which symbolic links lead from there; none: the same one
+    OpenFile folder; // the directory of the file; not open when locking failed
+    OpenFile target; // the directory of the link's target; not open when it is the same directory
     std::string name;
 
     int parent() const
@@ -84,20 +89,20 @@ struct LockedFile {
     }
 };
 
-// Locks `folder`, then the folder to which symbolic links lead from its file `name`, which need not
-// exist.
+// Locks the directory `folder`. When its file `name` is a symbolic link, also locks the directory
+// of the link's target. The file need not exist.
 LockedFile lock_file(const std::string& folder, const std::string& name);
 
-// Replaces a file of the locked `folder`, or makes it; a symbolic link is replaced as such. Keeps
-// the permission bits, and the owner and the group where the system permits it. A power cut
-// leaves the old or the new file. On failure the old file stays, but for one case: when only
-// the last flush, that of the folder, fails, the new file stands.
+// Replaces or creates a file in the locked directory `folder`. Replaces a symbolic link itself, not
+// its target. Keeps the permission bits, and the owner and the group where the system permits it.
+// After a power cut either the old or the new file is there. On failure the old file stays, with
+// one exception: when only the final flush of the directory fails, the new file is in place.
 bool replace_file(int folder, const std::string& name, std::string_view text);
 
-// Everything in an open folder but "." and "..".
+// Lists an open directory, without "." and "..".
 bool list_folder(int folder, std::vector<std::string>& names);
 
-// Removes a file, or a folder with all that is in it. A symbolic link goes, not what it names.
+// Removes a file, or a directory with its contents. Removes a symbolic link, not its target.
 bool remove_entry(int folder, const char* name);
 
 } // namespace simulator

@@ -10,10 +10,10 @@
 namespace simulator
 {
 
-// The alternative that is held is the leaf's type.
+// The type of a leaf is the alternative that it holds.
 using LeafValue = std::variant<bool, std::int32_t, std::string>;
 
-// By whole leaf path, sorted by its bytes.
+// Keyed by the complete leaf path and sorted by its bytes.
 using Leaves = std::map<std::string, LeafValue, std::less<>>;
 
 } // namespace simulator

@@ -15,7 +15,7 @@ namespace simulator
 namespace
 {
 
-// Built by the first call, not at start-up.
+// The meter is constructed by the first call, not at program start-up.
 std::optional<Meter>& only_meter()
 {
     static std::optional<Meter> meter;
@@ -56,7 +56,7 @@ std::string meter_folder()
     return folder == nullptr ? "" : folder;
 }
 
-void tell_trouble(std::string text)
+void print_trouble(std::string text)
 {
     for (char& character : text) {
         const auto code = static_cast<unsigned char>(character);
@@ -64,7 +64,7 @@ void tell_trouble(std::string text)
             character = '?';
     }
     text += '\n';
-    // There is no other place to say that it failed.
+    // Nothing can be done when this fails: there is no other output.
     [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, text.data(), text.size());
 }
 

@@ -1,4 +1,4 @@
-// The one simulated meter of a running program.
+// The simulated meter of the running program. There is only one.
 #pragma once
 
 #include "simulator/faults.h"
@@ -14,19 +14,19 @@ struct Meter {
     MeterStore store;
 
     std::vector<Fault> faults;
-    std::string faults_error; // one line; empty: none
+    std::string faults_error; // one line; empty: no error
 };
 
-// The meter, its faults read.
+// Returns the meter. The first call reads its faults.
 Meter& this_meter();
 
-// The folder that the environment names; empty: none.
+// Returns the directory that METER_SIM_DIR names, or an empty text.
 std::string meter_folder();
 
-// Writes one line on standard error, whatever characters the text has.
-void tell_trouble(std::string text);
+// Prints `text` to standard error as one line, with "?" for each control character.
+void print_trouble(std::string text);
 
-// For tests: the next call is a process's first one.
+// For tests: discards the meter, so that the next call of `this_meter` is like a process's first.
 void forget_meter();
 
 } // namespace simulator

@@ -19,7 +19,8 @@ namespace
 
 constexpr std::int64_t second = 1'000'000'000; // nanoseconds
 
-// A file's times come from a clock that advances in steps of some milliseconds.
+// The clock for file times advances in steps of some milliseconds, so a file written within this
+// time may get the same stamp as before. In nanoseconds.
 constexpr std::int64_t clock_doubt = second / 10;
 
 std::int64_t present_time()
@@ -34,14 +35,14 @@ bool is_distant(std::int64_t file_time, std::int64_t now)
     return file_time < now - clock_doubt || file_time > now + clock_doubt;
 }
 
-// Some file systems keep times in steps of one or two seconds. Two states of a file may then have
-// the same times, so whole seconds prove nothing.
+// Some file systems keep times in steps of one or two seconds. Two versions of a file may then have
+// the same times, so a time in whole seconds proves nothing.
 bool is_whole_seconds(std::int64_t file_time)
 {
     return file_time % second == 0;
 }
 
-// Whether a change after `now`, of whatever kind, is sure to alter this time of the file.
+// Returns true when any change of the file after `now` is certain to alter this time.
 bool shows_changes(std::int64_t file_time, std::int64_t now)
 {
     return is_distant(file_time, now) && !is_whole_seconds(file_time);
@@ -58,7 +59,7 @@ bool fail(const std::string& file, const char* what, std::string& error)
     return false;
 }
 
-// Does `work` on a file, which fails like one that cannot be read when the memory does not hold it.
+// Runs `work`; running out of memory is reported as a read error.
 template <typename Work>
 bool within_memory(const std::string& file, std::string& error, Work work)
 {
@@ -70,19 +71,19 @@ bool within_memory(const std::string& file, std::string& error, Work work)
     }
 }
 
-// Takes in what was read. The same bytes have the same leaves, or the same error.
+// Parses the file's text into the store. Does nothing for the same text as before.
 void take_text(MeterStore& store, std::string&& text)
 {
     if (store.text == text)
         return;
-    store.text.reset(); // and so it stays when the memory ends
+    store.text.reset(); // stays empty when parsing runs out of memory
     store.error.clear();
     parse_leaves(text, path_of(store), store.leaves, store.error);
     ++store.parses;
     store.text = std::move(text);
 }
 
-// Reads the file whatever its stamp is. `folder` and `name` are as for `read_file`.
+// Reads the file without comparing its stamp. `folder` and `name` are as for `read_file`.
 bool read_again(MeterStore& store, int folder, const char* name, std::string& error)
 {
     const std::int64_t now = present_time();
@@ -125,13 +126,13 @@ bool can_be_written(const Leaves& leaves, const std::string& file, std::string& 
     return true;
 }
 
-// As `edit_leaves`, but for want of memory.
+// Does the work of `edit_leaves`. May throw std::bad_alloc.
 bool edit_locked(MeterStore& store, const LeafEdit& edit, std::string& error)
 {
     const LockedFile file = lock_file(store.folder, store_file);
     if (!file.folder)
         return fail(store.folder, "cannot be locked", error);
-    if (!read_again(store, file.parent(), file.name.c_str(), error)) // a write trusts no stamp
+    if (!read_again(store, file.parent(), file.name.c_str(), error)) // never trusts the stamp
         return false;
 
     Leaves leaves = store.leaves;

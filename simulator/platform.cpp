@@ -1,5 +1,5 @@
-// `system` and `sleep` of a program on the simulated meter. Standing in the program itself,
-// they are found before those of the C library.
+// `system` and `sleep` for a program on the simulated meter. They are linked into the program
+// itself, so it uses them instead of those of the C library.
 
 #include "simulator/files.h"
 #include "simulator/meter.h"
@@ -23,18 +23,19 @@ namespace
 
 using namespace simulator;
 
-// As `wait` has them.
+// Exit statuses, encoded as `wait` returns them.
 constexpr int command_succeeded = 0;
 constexpr int command_failed = 1 << 8;
 constexpr int command_not_found = 127 << 8;
 
 bool restore_factory_leaves()
 {
-    std::string error; // not shown: the command's own output goes nowhere
+    std::string error; // not printed: the command's output goes to /dev/null
     return !meter_folder().empty() && restore_factory(meter_folder(), error);
 }
 
-// Opens the folder `name`, which may not lead out of the meter's folder.
+// Opens the directory `name`. Fails for a symbolic link, which could lead out of the meter's
+// directory.
 OpenFile open_inner_folder(int folder, const char* name)
 {
     return open_file(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
@@ -71,7 +72,7 @@ struct Command {
 };
 
 // clang-format off
-constexpr Command commands[] = {   // whole command lines, as the meter's shell is given them
+constexpr Command commands[] = {   // complete command lines for the meter's shell
     { "fw_reset.sh > /dev/null 2>&1",                restore_factory_leaves },
     { "sernetpwreset.sh > /dev/null 2>&1",           do_nothing             },
     { "vmkeys -m >/dev/null 2>&1",                   do_nothing             },
@@ -95,7 +96,7 @@ bool is_delayed()
     return no_delay == nullptr || *no_delay == '\0';
 }
 
-// Returns the seconds that are left when a signal ends it.
+// Returns 0, or the remaining seconds when a signal interrupts the pause.
 unsigned pause_for(unsigned seconds)
 {
     constexpr auto longest = std::numeric_limits<std::time_t>::max();
@@ -111,7 +112,7 @@ unsigned pause_for(unsigned seconds)
 
 extern "C" int system(const char* command)
 {
-    // Null asks whether there is a shell: there is none.
+    // A null command asks whether a shell is available. There is none.
     const int result = command == nullptr ? 0 : run_command(command);
     trace_system(command, result);
     return result;

@@ -6,11 +6,11 @@
 #define TOML_HEADER_ONLY 1
 #define TOML_EXCEPTIONS 0
 #define TOML_ENABLE_FORMATTERS 0
-#define TOML_FLOAT_CHARCONV 1 // else the string streams come in, and all locales with them
+#define TOML_FLOAT_CHARCONV 1 // otherwise it links the string streams and all locales
 
-// The parser takes two things for impossible that a file can hold, and reports both when it is kept
-// from relying on them: a table header that begins with no key, such as "[?]", and a letter beyond
-// ASCII where a blank may stand, such as "= \u00e9".
+// The parser assumes that two things never occur: a table header without a key, such as "[?]", and
+// a letter beyond ASCII where a space may be, such as "= \u00e9". A file can contain both. With
+// these macros the parser does not rely on the assumptions and reports an error.
 #include <toml++/impl/preprocessor.h>
 static_assert(
     TOML_LIB_MAJOR == 3 && TOML_LIB_MINOR == 3,
@@ -37,9 +37,9 @@ namespace simulator
 namespace
 {
 
-// The first thing in a file that is not as it must be.
+// The first error in a file.
 struct Complaint {
-    std::uint32_t line = 0; // 0: none
+    std::uint32_t line = 0; // 0: no error
     std::string reason;
 };
 
@@ -62,7 +62,7 @@ bool continues_sequence(char byte)
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-// The text before `place`.
+// Returns the text before `place`.
 std::string_view text_before(std::string_view text, const toml::source_position& place)
 {
     std::size_t begin = 0;
@@ -78,7 +78,7 @@ std::string_view text_before(std::string_view text, const toml::source_position&
 
 std::string reason_of(const toml::parse_error& error, std::string_view text)
 {
-    // Of a key given twice the parser tells a text that may mix it with the key before.
+    // For a duplicate key, the parser's message may mix the key with the one before it.
     const std::string_view description = error.description();
     constexpr std::string_view given_twice =
         "Error while parsing key-value pair: cannot redefine existing ";
@@ -88,19 +88,20 @@ std::string reason_of(const toml::parse_error& error, std::string_view text)
     return std::string(description);
 }
 
-// The parser takes apart what it made by as many calls within each other as the text is deep.
+// Rejects text that is nested too deeply: the parser destroys its result by recursion, one call per
+// level.
 bool check_depth(std::string_view text, Complaint& complaint)
 {
     const std::uint32_t line = line_too_deep(text);
     if (line != 0)
         complain(complaint, line,
-                 "keys, arrays and tables are more than " + std::to_string(deepest_nesting) +
-                     " deep within each other");
+                 "keys, arrays and tables are nested more than " + std::to_string(deepest_nesting) +
+                     " levels deep");
     return line == 0;
 }
 
-// Text that was checked for its depth. The file's name is kept from the parser, which would carry
-// it along with every value.
+// Parses text that `check_depth` has accepted. Does not pass the file's name to the parser, which
+// would store it with every value.
 toml::parse_result parse(std::string_view text, Complaint& complaint)
 {
     toml::parse_result parsed = toml::parse(text);
@@ -130,7 +131,7 @@ std::optional<LeafValue> leaf_value(toml::node& node)
     return std::nullopt;
 }
 
-// A table to take keys from, and where to complain of them.
+// A table whose keys are read, and the place for the first error.
 struct Keys {
     const toml::table& table;
     Complaint& complaint;
@@ -171,7 +172,7 @@ void read_count(const Keys& keys, std::string_view key, std::optional<std::int64
 }
 
 template <std::size_t count>
-void refuse_unknown_keys(const Keys& keys, const std::string_view (&known)[count])
+void reject_unknown_keys(const Keys& keys, const std::string_view (&known)[count])
 {
     for (const auto& [key, node] : keys.table) {
         if (std::find(std::begin(known), std::end(known), key.str()) == std::end(known))
@@ -201,7 +202,7 @@ Fault read_fault(const toml::table& table, Complaint& complaint)
     std::optional<std::int64_t> after;
 
     fault.line = table.source().begin.line;
-    refuse_unknown_keys(keys, known);
+    reject_unknown_keys(keys, known);
     read_call(keys, fault);
     read_text(keys, "path", fault.path);
     read_number(keys, "result", fault.result);
@@ -223,7 +224,7 @@ void read_faults(const toml::node& list, Complaint& complaint, std::vector<Fault
         faults.push_back(read_fault(*table.as_table(), complaint));
 }
 
-// Where the parser stands at the end of the text.
+// Returns the parser's position at the end of the text.
 toml::source_position end_of(std::string_view text)
 {
     toml::source_position end = {1, 1};
@@ -264,11 +265,11 @@ TomlReading parse_value(std::string_view text, LeafValue& value)
 {
     constexpr std::string_view beginning = "v=";
     const std::string line = std::string(beginning) += text;
-    if (line_too_deep(line) != 0) // an array or a table, or no value at all
+    if (line_too_deep(line) != 0) // too deep to parse: an array, a table, or not a value
         return text[0] == '[' || text[0] == '{' ? TomlReading::other_value : TomlReading::no_value;
     toml::parse_result parsed = toml::parse(line);
     toml::node* node = parsed ? parsed.table().get("v") : nullptr;
-    // Blanks and comments around a value are no part of it.
+    // The value must fill the text: spaces or comments around it are not part of it.
     if (node == nullptr || node->source().begin != end_of(beginning) ||
         node->source().end != end_of(line))
         return TomlReading::no_value;
@@ -291,7 +292,7 @@ bool parse_faults(std::string_view text, const std::string& file, std::vector<Fa
 
     faults.clear();
     constexpr std::string_view known[] = {"fault"};
-    refuse_unknown_keys(Keys{parsed.table(), complaint}, known);
+    reject_unknown_keys(Keys{parsed.table(), complaint}, known);
     if (const toml::node* list = parsed.table().get("fault"))
         read_faults(*list, complaint, faults);
     return report(complaint, file, error);

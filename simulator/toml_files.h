@@ -1,4 +1,4 @@
-// The contents of the simulated meter's TOML files.
+// Parsing the simulated meter's TOML files.
 #pragma once
 
 #include "simulator/faults.h"
@@ -11,8 +11,8 @@
 namespace simulator
 {
 
-// Both read the text of the file named `file`. When it is not as it must be they return false,
-// `error` is "file:line: reason", and the other result is not to be used.
+// Both parse the text of the file named `file`. On failure they return false, `error` is
+// "FILE:LINE: REASON", and the other result is undefined.
 
 bool parse_leaves(std::string_view text, const std::string& file, Leaves& leaves,
                   std::string& error);
@@ -20,11 +20,11 @@ bool parse_leaves(std::string_view text, const std::string& file, Leaves& leaves
 bool parse_faults(std::string_view text, const std::string& file, std::vector<Fault>& faults,
                   std::string& error);
 
-// What a text is when it is read as one TOML value, from its first byte to its last.
+// Parses all of `text` as one TOML value. Only leaf_value changes `value`.
 enum class TomlReading {
-    no_value,    // `value` is left alone
-    leaf_value,  // `value` is it
-    other_value, // of a type that no leaf has; `value` is left alone
+    no_value,    // not a TOML value
+    leaf_value,  // a value that a leaf can hold
+    other_value, // a TOML value of another type
 };
 TomlReading parse_value(std::string_view text, LeafValue& value);
 

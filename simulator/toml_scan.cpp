@@ -10,8 +10,8 @@ namespace simulator
 namespace
 {
 
-// Where the string ends that begins at `at`: after its last quote, at the end of the line when it
-// should have ended there, or at the end of the text.
+// Returns where the string that begins at `at` ends: after its closing quote. Without one it ends
+// at the end of the line, or of the text when the string may have several lines.
 std::size_t end_of_string(std::string_view text, std::size_t at)
 {
     const char quote = text[at];
@@ -27,7 +27,7 @@ std::size_t end_of_string(std::string_view text, std::size_t at)
     }
     at += end.size();
     for (int more = 0; is_long && more < 2 && at < text.size() && text[at] == quote; ++more)
-        ++at; // a long string may end with up to two quotes of its own
+        ++at; // up to two quotes before the closing ones belong to the string
     return std::min(at, text.size());
 }
 
@@ -36,8 +36,8 @@ std::size_t end_of_comment(std::string_view text, std::size_t at)
     return std::min(text.find('\n', at), text.size());
 }
 
-// Calls `visit` with each character outside of strings and comments, and its place, until it
-// returns false.
+// Calls `visit` with each character outside strings and comments and with its position. Stops when
+// `visit` returns false.
 template <typename Visit>
 void visit_outside_of_strings(std::string_view text, Visit visit)
 {
@@ -54,13 +54,13 @@ void visit_outside_of_strings(std::string_view text, Visit visit)
     }
 }
 
-// How deep the present place of a text is.
+// The nesting depth at the present position of a scan.
 struct Depth {
-    std::vector<std::size_t> outside; // for each bracket that is open
-    std::size_t inside = 0;           // the innermost bracket, with no key or value begun
+    std::vector<std::size_t> outside; // the depth before each open bracket
+    std::size_t inside = 0;           // the depth directly inside the innermost open bracket
     std::size_t now = 0;
     bool in_header = false;
-    bool in_value = false; // where a dot parts no keys
+    bool in_value = false; // a dot in a value does not separate keys
 };
 
 void open_bracket(Depth& depth)
@@ -86,7 +86,7 @@ void begin_next(Depth& depth)
     depth.in_value = false;
 }
 
-// A header ends with its line, whatever brackets it leaves open.
+// A header ends with its line, even with brackets still open.
 void end_line(Depth& depth)
 {
     if (depth.in_header)
@@ -139,9 +139,9 @@ std::string_view last_key(std::string_view text)
             key = text.substr(begin, at - begin);
         return true;
     });
-    constexpr std::string_view blanks = " \t";
-    key.remove_prefix(std::min(key.find_first_not_of(blanks), key.size()));
-    return key.substr(0, key.find_last_not_of(blanks) + 1);
+    constexpr std::string_view white_space = " \t";
+    key.remove_prefix(std::min(key.find_first_not_of(white_space), key.size()));
+    return key.substr(0, key.find_last_not_of(white_space) + 1);
 }
 
 } // namespace simulator

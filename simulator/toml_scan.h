@@ -1,4 +1,4 @@
-// What can be seen of TOML text without parsing it.
+// What a scan of TOML text shows without a parser.
 #pragma once
 
 #include <cstddef>
@@ -8,15 +8,15 @@
 namespace simulator
 {
 
-// How deep the values of a file may lie within each other. Each part of a dotted key, each array
-// and each inline table counts.
+// The deepest nesting of values that a file may have. Each part of a dotted key, each array and
+// each inline table is one level.
 constexpr std::size_t deepest_nesting = 32;
 
-// The first line where values lie deeper than that; 0: none. What is not TOML may count as deeper
-// than it is, never as less deep than a parser takes it that stops at the first error.
+// Returns the first line with deeper nesting, or 0. For text that is not TOML the result may be too
+// strict, but never too lenient: a parser that stops at the first error never nests deeper.
 std::uint32_t line_too_deep(std::string_view text);
 
-// The key before the last "=" in `text`, as it is written there; the text ends within its value.
+// Returns the key before the last "=", as it is written. `text` must end within that key's value.
 std::string_view last_key(std::string_view text);
 
 } // namespace simulator

@@ -14,7 +14,7 @@ unsigned byte_at(std::string_view text, std::size_t at)
     return static_cast<unsigned char>(text[at]);
 }
 
-// The bytes that a sequence beginning with `lead` has; 0: no sequence begins so.
+// Returns the length of a UTF-8 sequence that begins with the byte `lead`, or 0 when none does.
 std::size_t sequence_length(unsigned lead)
 {
     if (lead < 0x80)
@@ -28,7 +28,8 @@ std::size_t sequence_length(unsigned lead)
     return 0;
 }
 
-// The second byte also keeps out the overlong forms, the surrogates and what is beyond U+10FFFF.
+// The range of the second byte also excludes overlong forms, surrogates and code points beyond
+// U+10FFFF.
 bool second_byte_fits(unsigned lead, unsigned second)
 {
     const unsigned lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;

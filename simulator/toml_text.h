@@ -1,4 +1,4 @@
-// Leaves as TOML text.
+// Writing leaves as TOML text.
 #pragma once
 
 #include "simulator/leaves.h"
@@ -9,15 +9,16 @@
 namespace simulator
 {
 
-// Whether TOML can hold the text: it holds UTF-8 only.
+// Returns true for UTF-8 text. TOML cannot hold any other text.
 bool is_utf8(std::string_view text);
 
-// A basic string, quotes included. Bytes that are not UTF-8 are passed on as they are.
+// Returns the text as a TOML basic string, with its quotes. Copies bytes that are not UTF-8
+// unchanged.
 std::string toml_string(std::string_view text);
 
 std::string toml_value(const LeafValue& value);
 
-// One line a leaf, sorted by path. Every path and text must be UTF-8.
+// Returns one line per leaf, sorted by path. Every path and text must be UTF-8.
 std::string toml_text(const Leaves& leaves);
 
 } // namespace simulator

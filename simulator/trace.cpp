@@ -21,9 +21,9 @@ namespace simulator
 namespace
 {
 
-using Json = nlohmann::ordered_json; // keys stay in the order in which they are given
+using Json = nlohmann::ordered_json; // keeps the keys in the order of insertion
 
-bool trouble_told = false;
+bool trouble_printed = false;
 
 const char* trace_name()
 {
@@ -31,8 +31,8 @@ const char* trace_name()
     return name == nullptr ? "" : name;
 }
 
-// As `write`, but a pipe that nobody reads any more, and a limit on the size of files, are failures
-// only: the signals that come with them are taken away.
+// Like `write`, but suppresses SIGPIPE and SIGXFSZ: a pipe without a reader and the limit on file
+// sizes are only failures of the call.
 ssize_t write_without_signals(int fd, const std::string& text)
 {
     sigset_t signals;
@@ -42,7 +42,7 @@ ssize_t write_without_signals(int fd, const std::string& text)
     sigaddset(&signals, SIGXFSZ);
     pthread_sigmask(SIG_BLOCK, &signals, &before);
 
-    errno = ENOSPC; // what a line cut short means
+    errno = ENOSPC; // the reason when only a part of the line is written
     const ssize_t written = write(fd, text.data(), text.size());
     const int reason = errno;
     if (written < 0 && (reason == EPIPE || reason == EFBIG)) {
@@ -54,8 +54,9 @@ ssize_t write_without_signals(int fd, const std::string& text)
     return written;
 }
 
-// One write, so that the lines of several processes do not mix. Without O_NONBLOCK a pipe would be
-// waited for that nobody reads; one that is read is waited for, so that no line is lost.
+// Appends the line with a single write, so that the lines of several processes do not mix. Opens
+// with O_NONBLOCK, because opening a pipe without a reader would wait; then removes O_NONBLOCK, so
+// that the write waits for a slow reader and no line is lost.
 bool append_line(const char* name, const std::string& line)
 {
     constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY;
@@ -68,9 +69,9 @@ void append(const Json& call)
 {
     const char* name = trace_name();
     const std::string line = call.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-    if (append_line(name, line) || std::exchange(trouble_told, true))
+    if (append_line(name, line) || std::exchange(trouble_printed, true))
         return;
-    tell_trouble(std::string(name) + ": the trace cannot be written: " + std::strerror(errno));
+    print_trouble(std::string(name) + ": the trace cannot be written: " + std::strerror(errno));
 }
 
 Json json_value(const LeafValue& value)
@@ -160,7 +161,7 @@ void trace_sleep(unsigned seconds)
 
 void forget_trace()
 {
-    trouble_told = false;
+    trouble_printed = false;
 }
 
 } // namespace simulator

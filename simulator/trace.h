@@ -1,4 +1,4 @@
-// The trace of the calls: one line of JSON for each, when METER_SIM_TRACE names a file.
+// The trace of the calls: one line of JSON per call, in the file that METER_SIM_TRACE names.
 #pragma once
 
 #include "simulator/leaves.h"
@@ -9,7 +9,7 @@
 namespace simulator
 {
 
-// One leaf of a write.
+// One written leaf.
 struct TracedLeaf {
     const std::string& path;
     LeafValue value;
@@ -17,9 +17,9 @@ struct TracedLeaf {
     int status;
 };
 
-// Each appends its line before it returns. Bytes that are not UTF-8 are replaced in the line.
-// A trace that cannot be written, a pipe without a reader among others, is said so on standard
-// error, once. A reader that is slow is waited for.
+// Each function appends its line before it returns, and replaces bytes that are not UTF-8. When the
+// trace cannot be written, for example to a pipe without a reader, the first failure is reported on
+// standard error. When the reader of a pipe is slow, the functions wait for it.
 
 void trace_pcd_init(bool connected);
 void trace_pcd_close();
@@ -29,13 +29,13 @@ void trace_set_leaf(const TracedLeaf& leaf, const std::string& source, int resul
 void trace_set_leaves(const std::vector<TracedLeaf>& leaves, const std::string& source, int result);
 void trace_clear_leaves(const std::vector<std::string>& paths, const std::vector<int>& statuses,
                         const std::string& source, int result);
-void trace_system(const char* command, int result); // null: no command
+void trace_system(const char* command, int result); // `command` may be null, as for `system`
 void trace_sleep(unsigned seconds);
 
-// Whether there is a trace. The routines above see to it themselves.
+// Returns true when METER_SIM_TRACE names a file. The functions above check this themselves.
 bool is_traced();
 
-// For tests: a trace that cannot be written is said so once more.
+// For tests: the next failure to write the trace is reported again.
 void forget_trace();
 
 } // namespace simulator

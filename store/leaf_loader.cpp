@@ -42,9 +42,3 @@ void load_flag(EditableFlag& target, LeafCursor& next, bool fallback)
     const bool holds_boolean = element != nullptr && element->type() == boolean_type;
     target.value = holds_boolean ? element->to_bool() : fallback;
 }
-
-int read_values(std::vector<std::string> paths, LeafValues& values)
-{
-    append_value_names(paths);
-    return cds_get(paths, values.statuses, values.elements);
-}

@@ -7,7 +7,6 @@
 
 #include <cstddef>
 #include <string>
-#include <utility>
 #include <vector>
 
 // A position in the results of one read. The results are in the order of the paths.
@@ -33,27 +32,22 @@ struct LeafValues {
     std::vector<toolkit::CElement> elements;
 };
 
-// Reads the "/Value" of each path in one call. Returns what `cds_get` returns.
-int read_values(std::vector<std::string> paths, LeafValues& values);
-
-// Reads the leaves of a table in one call and loads them into `record`. `paths` are the paths of
-// the rows, without "/Value" and with each "?" already replaced. Returns false when the read
-// failed; `record` is then unchanged.
-template <typename Record, std::size_t count>
-bool load_leaves(const SettingLeaf<Record> (&leaves)[count], std::vector<std::string> paths,
-                 Record& record)
+// Reads the leaves of a table in one call and loads them into `settings`. Returns false when the
+// read failed; `settings` is then unchanged.
+template <typename Settings, std::size_t count>
+bool load_leaves(const SettingLeaf<Settings> (&leaves)[count], Settings& settings)
 {
     LeafValues values;
-    if (read_values(std::move(paths), values) != 0)
+    if (cds_get(leaf_paths(leaves, settings), values.statuses, values.elements) != 0)
         return false;
     LeafCursor next = {values.statuses.begin(), values.elements.begin()};
-    for (const SettingLeaf<Record>& leaf : leaves) {
+    for (const SettingLeaf<Settings>& leaf : leaves) {
         switch (leaf.type) {
         case LeafType::boolean:
-            load_flag(record.*leaf.member.flag, next, leaf.if_unreadable);
+            load_flag(settings.*leaf.member.flag, next, leaf.if_unreadable);
             break;
-        case LeafType::string: load_string_text(record.*leaf.member.text, next); break;
-        default: load_text(record.*leaf.member.text, next); break; // a number
+        case LeafType::string: load_string_text(settings.*leaf.member.text, next); break;
+        default: load_text(settings.*leaf.member.text, next); break; // a number
         }
     }
     return true;

@@ -8,8 +8,13 @@ void number_paths(std::vector<std::string>& paths, std::size_t first, std::size_
         paths[i].replace(paths[i].find('?'), 1, digits);
 }
 
+std::string value_path(const std::string& path)
+{
+    return path + "/Value";
+}
+
 void append_value_names(std::vector<std::string>& paths)
 {
     for (std::string& path : paths)
-        path += "/Value";
+        path = value_path(path);
 }

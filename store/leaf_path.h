@@ -7,17 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <type_traits>
 #include <vector>
-
-// Returns the paths of a table's rows, unaltered.
-template <typename Record, std::size_t count>
-std::vector<std::string> leaf_paths(const SettingLeaf<Record> (&leaves)[count])
-{
-    std::vector<std::string> paths;
-    for (const SettingLeaf<Record>& leaf : leaves)
-        paths.push_back(leaf.path);
-    return paths;
-}
 
 // Replaces the first "?" in each of `count` paths, starting at index `first`, by `number` in
 // decimal. Throws std::out_of_range at a path without "?"; the paths before it are then already
@@ -25,5 +16,22 @@ std::vector<std::string> leaf_paths(const SettingLeaf<Record> (&leaves)[count])
 void number_paths(std::vector<std::string>& paths, std::size_t first, std::size_t count,
                   std::uint32_t number);
 
-// Appends "/Value", the name of the leaf that holds a path's value, to every path.
+// Returns the path of the leaf that holds a path's value.
+std::string value_path(const std::string& path);
+
+// Replaces every path by its `value_path`.
 void append_value_names(std::vector<std::string>& paths);
+
+// Returns the complete paths of the leaves that hold `settings`, in the order of the rows.
+template <typename Settings, std::size_t count>
+std::vector<std::string> leaf_paths(const SettingLeaf<Settings> (&leaves)[count],
+                                    const Settings& settings)
+{
+    std::vector<std::string> paths;
+    for (const SettingLeaf<Settings>& leaf : leaves)
+        paths.push_back(leaf.path);
+    if constexpr (std::is_same_v<Settings, InterfaceSettings>)
+        number_paths(paths, 0, count, settings.number);
+    append_value_names(paths);
+    return paths;
+}

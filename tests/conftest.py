@@ -1,4 +1,4 @@
-"""Collects the dialogues as tests, and lets the ones that wait for time-outs start first."""
+"""Collects the dialogues as tests, and starts the ones that wait for time-outs first."""
 
 import collections
 import os
@@ -18,7 +18,7 @@ WAIT = re.compile(r"‹wait (\d+) s›")
 
 @pytest.fixture
 def meter(request):
-    """A fresh meter as shipped, kept when the test fails."""
+    """A new meter with the factory defaults. It is kept if the test fails."""
     made = Meter(request.node.name, tomllib.loads(FACTORY.read_text()))
     failures = request.session.testsfailed
     yield made
@@ -28,7 +28,7 @@ def meter(request):
 
 @pytest.fixture
 def plain_folder():
-    """A folder with a path that PATH and the like may list, whatever the project's own path holds."""
+    """A directory whose path is safe in variables such as PATH, whatever the project's own path contains."""
     with tempfile.TemporaryDirectory() as made:
         yield pathlib.Path(made)
 
@@ -64,21 +64,21 @@ class DialogueFailure(Exception):
 
 
 def seconds_waited(item):
-    """What a test spends waiting: its dialogue's pauses."""
+    """Returns the seconds that a test spends in the waits of its dialogue."""
     if not isinstance(item, DialogueItem):
         return 0
     return sum(int(seconds) for seconds in WAIT.findall(item.path.read_text(encoding="utf-8")))
 
 
 def pytest_addoption(parser):
-    parser.addoption("--quick", action="store_true", help="leave out the tests that wait or build")
-    parser.addoption("--page", action="store_true", help="also the tests of the page, in browsers")
-    parser.addoption("--fleet", action="store_true", help="also the tests of meter-fleet on consoles")
-    parser.addoption("--full", action="store_true", help="also the tests that are left out otherwise")
+    parser.addoption("--quick", action="store_true", help="skip the tests that wait or build")
+    parser.addoption("--page", action="store_true", help="also run the tests of the page in browsers")
+    parser.addoption("--fleet", action="store_true", help="also run the tests of meter-fleet on consoles")
+    parser.addoption("--full", action="store_true", help="also run the tests that take minutes")
 
 
 def pytest_terminal_summary(terminalreporter):
-    """Leaves the failed tests in the file $FAILED_TESTS, each as a shell's word on a line of its own."""
+    """Writes the failed tests to the file $FAILED_TESTS, one per line, quoted for a shell."""
     path = os.environ.get("FAILED_TESTS")
     reports = [*terminalreporter.stats.get("failed", ()), *terminalreporter.stats.get("error", ())]
     if path and reports:
@@ -87,12 +87,12 @@ def pytest_terminal_summary(terminalreporter):
 
 
 def pytest_configure(config):
-    config.addinivalue_line("markers", "host_only: says the same of every build, so of one only")
-    config.addinivalue_line("markers", "builds: builds the program again; not with --quick")
-    config.addinivalue_line("markers", "page: needs the page and browsers; only with --page")
-    config.addinivalue_line("markers", "consoles: takes seconds, most of them on consoles; not with --quick")
-    config.addinivalue_line("markers", "fleet: takes minutes on consoles, or measures times; only with --fleet")
-    config.addinivalue_line("markers", "full: takes minutes; only with --full")
+    config.addinivalue_line("markers", "host_only: has the same result on every build, so runs on the host build only")
+    config.addinivalue_line("markers", "builds: builds the program again; skipped with --quick")
+    config.addinivalue_line("markers", "page: needs the page and browsers; runs only with --page")
+    config.addinivalue_line("markers", "consoles: takes seconds, most of them on consoles; skipped with --quick")
+    config.addinivalue_line("markers", "fleet: takes minutes on consoles, or measures times; runs only with --fleet")
+    config.addinivalue_line("markers", "full: takes minutes; runs only with --full")
 
 
 def is_left_out(item, config):
@@ -108,11 +108,11 @@ def is_left_out(item, config):
 
 def pytest_runtest_setup(item):
     if item.get_closest_marker("host_only") and BUILD.name in ("asan", "powerpc", "web"):
-        pytest.skip("says the same of every build, and is run on the host's")
+        pytest.skip("has the same result on every build; runs on the host build")
 
 
 def pytest_collection_modifyitems(config, items):
-    items.sort(key=seconds_waited, reverse=True)  # stable: otherwise as collected
+    items.sort(key=seconds_waited, reverse=True)  # a stable sort: otherwise in the order of collection
     left_out = [item for item in items if is_left_out(item, config)]
     config.hook.pytest_deselected(items=left_out)
     items[:] = [item for item in items if item not in left_out]
@@ -123,9 +123,9 @@ def pytest_xdist_make_scheduler(config, log):
     from xdist.scheduler import LoadScheduling
 
     class OneAtATime(LoadScheduling):
-        """Hands out one test at a time, by turns from the front, where the waits are, and the back.
+        """Assigns one test at a time, in turn from the front, which has the waits, and from the back.
 
-        A process is told its next test while it runs one. So no wait is kept behind another."""
+        A process gets its next test while it still runs one. Therefore a wait never queues behind another wait."""
 
         def __init__(self, *arguments):
             super().__init__(*arguments)

@@ -48,7 +48,7 @@ void add(std::string& call, const Names& names, bool value)
         call += " " + option_path(name) + (value ? "=true/1" : "=false/1");
 }
 
-// The leaves that the options set of which `is_chosen` holds, in the order of the file.
+// Returns the leaves of the options for which `is_chosen` returns true, in the order of the file.
 template <typename Predicate>
 Names leaves_that(const Predicate& is_chosen)
 {
@@ -139,7 +139,7 @@ std::string batch_of(const std::set<std::string>& options)
             return option.name == row->name || (!row->group.empty() && option.group == row->group);
         };
         if (row->group == "ready" || (row + 1 != rows.end() && in_group(row[1])))
-            continue; // a group's leaves come at its last row, those of PQR after power quality
+            continue; // the last row of a group has its leaves; those of PQR follow power quality
         const auto chosen =
             std::find_if(rows.begin(), rows.end(), [&](const GrammarOption& option) {
                 return in_group(option) && is_named(option);

@@ -1,5 +1,5 @@
-// The options list as tests/grammar.toml states it, and what follows from that for a list that the
-// program accepts.
+// The grammar of the options list, read from tests/grammar.toml, and the results that the program
+// must produce for an accepted list.
 #pragma once
 
 #include <cstddef>
@@ -12,11 +12,11 @@ using Names = std::vector<std::string>;
 
 struct GrammarOption {
     std::string name;  // in upper case
-    std::string group; // "": of none
-    Names leaves;      // that it sets
+    std::string group; // empty: in no group
+    Names leaves;      // set to true by this option
 };
 
-// The members are explained in the file.
+// tests/grammar.toml explains the members.
 struct OptionGrammar {
     std::size_t cleared_leaves;
     std::size_t known_texts;
@@ -27,22 +27,23 @@ struct OptionGrammar {
     std::map<std::string, Names> further_leaves;
 };
 
-// Read once; the process ends when the file cannot be read.
+// Returns the grammar. The first call reads the file, and ends the process when it cannot be read.
 const OptionGrammar& option_grammar();
 
 bool has(const Names& names, const std::string& name);
 
 std::string lower(std::string text);
 
-// The words of the list, separated by dashes; there are empty ones too.
+// Splits the list at its dashes. Some of the words may be empty.
 Names words_of(const std::string& list);
 
-// The options of a list that is to be accepted: every word is an option in upper or in lower case,
-// none comes twice, and there is one of a group with a message. None for any other list.
+// Returns the options of a list that the program must accept: every word is an option in upper or
+// in lower case, no option occurs twice, and no two options are in the same exclusive group.
+// Returns an empty set for any other list.
 std::set<std::string> options_of(const std::string& list);
 
 // "/VMIC/Options/LEAF/Value"
 std::string option_path(const std::string& leaf);
 
-// The batch that such a list makes, as the fake store shows the call.
+// Returns the call that writes the batch of such a list, as the fake store records it.
 std::string batch_of(const std::set<std::string>& options);

@@ -1,4 +1,4 @@
-"""The C++ test programs, each file of test cases as a test of its own."""
+"""Runs the C++ test programs. Each source file with test cases is one test."""
 
 import pathlib
 import re
@@ -11,22 +11,22 @@ from harness.program import BUILD, STEP_LIMIT, command
 PROGRAMS = ("unit-tests", "simulator-tests", "cdsctl-tests")
 
 
-def told_by(program, *arguments):
-    """How the program ended, and what it said in XML."""
+def run(program, *arguments):
+    """Returns the exit status of the program, and its output in XML."""
     ended = subprocess.run(command(BUILD / program, "--reporters=xml", *arguments),
                            capture_output=True, text=True, timeout=5 * STEP_LIMIT)
     return ended.returncode, ended.stdout + ended.stderr
 
 
-def cases_in(told):
-    return xml.etree.ElementTree.fromstring(told.encode()).iter("TestCase")
+def cases_in(output):
+    return xml.etree.ElementTree.fromstring(output.encode()).iter("TestCase")
 
 
 def all_files():
     for program in PROGRAMS:
         files = {None}
         if (BUILD / program).exists():
-            _, listed = told_by(program, "--list-test-cases")
+            _, listed = run(program, "--list-test-cases")
             files = {case.get("filename") for case in cases_in(listed)} or files
         for file in sorted(files, key=str):
             yield pytest.param(program, file, id=f"{program}: {file and pathlib.Path(file).stem}")
@@ -36,8 +36,8 @@ def all_files():
 def test_cases_of(program, file):
     assert file is not None, f"{BUILD / program} is missing or has no test case"
     escaped = re.sub(r"([,\\])", r"\\\1", file)
-    status, told = told_by(program, f"--source-file={escaped}", "--case-sensitive=true")
-    assert status == 0, told
+    status, output = run(program, f"--source-file={escaped}", "--case-sensitive=true")
+    assert status == 0, output
     checks = {case.get("name"): int(case.find("OverallResultsAsserts").get("successes"))
-              for case in cases_in(told) if case.get("filename") == file}
+              for case in cases_in(output) if case.get("filename") == file}
     assert checks and all(checks.values()), f"these check nothing: {[n for n in checks if not checks[n]]}"

@@ -1,4 +1,4 @@
-"""The dialogue runner itself: what it must notice, and the notation."""
+"""Tests of the dialogue runner: the differences that it must find, and the notation."""
 
 import copy
 import json
@@ -15,7 +15,7 @@ FOLDER = pathlib.Path(__file__).parent / "dialogues"
 
 
 def case(name, **changes):
-    """A dialogue of the collection, each named part changed from one text into another."""
+    """Returns a dialogue of the collection. Each change is a part, an old text and a new text."""
     changed = copy.copy(dialogue.Dialogue(FOLDER / f"{name}.dialogue"))
     for part, (old, new) in changes.items():
         text = getattr(changed, part)
@@ -27,9 +27,9 @@ def case(name, **changes):
 
 
 def report_of(changed):
-    """What the runner tells about it; the meter's folder that it keeps is removed."""
+    """Returns the runner's report, and removes the meter's directory that the runner keeps."""
     report = dialogue.play(changed)
-    kept = pathlib.Path(report.rpartition("the meter's folder is kept: ")[2])
+    kept = pathlib.Path(report.rpartition("the meter's directory is kept: ")[2])
     assert (kept / "meter" / "store.toml").exists() and (kept / "calls").exists()
     shutil.rmtree(kept)
     return report
@@ -38,13 +38,13 @@ def report_of(changed):
 SAVED = "main/dns-servers-saved"
 
 
-@pytest.mark.parametrize("changes, told", [
+@pytest.mark.parametrize("changes, reported", [
     ({"console": ("Settings saved.", "Settings  saved.")}, "wanted b' saved."),
     ({"console": ("Exit           ", "Exit          ")}, "wanted b'\\n"),
     ({"console": ("‹y⏎›", "‹n⏎›")}, "Settings saved."),
     ({"console": (f"‹{SAVE_WITHOUT_INIT}⏎›\n", f"‹{SAVE_WITHOUT_INIT}⏎›")}, "wanted b'Save &"),
     ({"console": ("‹y⏎›", "‹y⏎›‹wait 30 s›")},
-     "should have gone on by itself after 30 s, not 0.0 s"),
+     "should have continued without a key after 30 s, not 0.0 s"),
     ({"ending": ("exit 0", "exit 1")}, "-exit 1\n+exit 0"),
     ({"calls": ("get_leaves main menu  x3", "get_leaves main menu  x2")}, "+get_leaves main menu  x3"),
     ({"calls": ('"198.51.100.2"', '"198.51.100.2"  flag 0')}, '-    /Software/'),
@@ -52,8 +52,8 @@ SAVED = "main/dns-servers-saved"
     ({"calls": ("pcd_close", "pcd_close\npcd_close")}, "-pcd_close"),
     ({"store": ('"198.51.100.2"', '"198.51.100.3"')}, '-> "198.51.100.2"'),
 ])
-def test_a_session_that_differs_is_told(changes, told):
-    assert told in report_of(case(SAVED, **changes))
+def test_a_session_that_differs_is_reported(changes, reported):
+    assert reported in report_of(case(SAVED, **changes))
 
 
 def test_standard_error_is_compared():
@@ -61,20 +61,20 @@ def test_standard_error_is_compared():
     assert "+Error: can't connect to CDS" in report
 
 
-def test_output_during_a_pause_is_told():
+def test_output_during_a_pause_is_reported():
     report = report_of(case(SAVED, console=("Enter Primary", "‹wait 1 s›Enter Primary")))
-    assert "nothing should have come for 1 s" in report
+    assert "expected no output for 1 s" in report
 
 
-def test_a_program_that_writes_without_end_is_told():
+def test_a_program_that_writes_without_end_is_reported():
     console = Console(["yes"], {})
-    with pytest.raises(Mismatch, match="goes on writing"):
+    with pytest.raises(Mismatch, match="keeps writing"):
         console.finish()
     console.close()
 
 
 def edited(folder, name, *changes):
-    """A copy of a dialogue in which each text of a pair becomes the other one, once."""
+    """Returns a copy of a dialogue. In each pair, the first occurrence of the old text is replaced."""
     text = (FOLDER / f"{name}.dialogue").read_text(encoding="utf-8")
     for old, new in changes:
         assert old in text
@@ -88,10 +88,10 @@ QUESTION = "main/exit-question"
 
 
 @pytest.mark.parametrize("old, new, why", [
-    ("[calls]\n", "[calls]\nnone\n[calls]\n", "a section stands twice"),
+    ("[calls]\n", "[calls]\nnone\n[calls]\n", "a section occurs twice"),
     ("«main menu 2»", "", "edited.dialogue:{later}: «main menu 2»: no earlier screen"),
-    ("«main menu 2»", "«main menu 1»", "edited.dialogue:{second}: «main menu 1»: a name stands once"),
-    ("[console]\n", "[console]\n«main menu 5»", "edited.dialogue:6: «main menu 5»: a name stands once"),
+    ("«main menu 2»", "«main menu 1»", "edited.dialogue:{second}: «main menu 1»: the name is not unique"),
+    ("[console]\n", "[console]\n«main menu 5»", "edited.dialogue:6: «main menu 5»: the name is not unique"),
 ])
 def test_a_file_that_cannot_be_read_is_rejected(tmp_path, old, new, why):
     text = (FOLDER / f"{QUESTION}.dialogue").read_text(encoding="utf-8")
@@ -102,10 +102,10 @@ def test_a_file_that_cannot_be_read_is_rejected(tmp_path, old, new, why):
 
 
 @pytest.mark.parametrize("changes, reported", [
-    # A repeated screen is compared byte for byte, and the report shows what it holds.
+    # A repeated screen is compared byte for byte, and the report contains the whole screen.
     ([("«main menu 2 again»", "«main menu 1 again»")], "wanted b'92.0.2.53 "),
     ([("«main menu 2 again»", "«main menu 1 again»")], "\n- 2.  DNS Server (Primary)            :  192.0.2.53  "),
-    # One notation only: not a name of one's own choice, not a repeated screen written out.
+    # Only one notation is accepted: no freely chosen names, and no repeated screen written in full.
     ([("«main menu 2»", "«main menu»")] + [("«main menu 2 again»", "«main menu again»")] * 3,
      "-«main menu»\n+«main menu 2»"),
 ])
@@ -117,16 +117,16 @@ SMALL = {"Port": 1, "Reset": 2, "Save": 3}
 
 @pytest.mark.parametrize("typed, now, retyped", [
     ("3⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "4⏎"),
-    (" +3⏎3⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, " +4⏎3⏎"),  # the second is another answer
+    (" +3⏎3⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, " +4⏎3⏎"),  # the second 3 answers another question
     ("1⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "1⏎"),
     ("3⏎", {str(n): n for n in range(1, 10)} | {"Reset": 10, "Save": 11}, "11⏎"),
     ("23^?^?3^J", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "23^?^?4^J"),
-    ("4⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "5⏎"),  # chooses nothing, as before
+    ("4⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "5⏎"),  # 4 was not an item, and 5 is not one now
     ("9⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "9⏎"),
     ("0⏎", {"Save": 1}, "0⏎"),
     ("-3⏎", {"Save": 1}, "-3⏎"),
     ("3a⏎", {"Save": 1}, "3a⏎"),
-    ("2⏎", {"Port": 1, "Reset all": 2, "Save": 3}, "2⏎"),  # a new label in the same place
+    ("2⏎", {"Port": 1, "Reset all": 2, "Save": 3}, "2⏎"),  # a new label for the same number
     ("3⏎", {}, "3⏎"),  # another question
 ])
 def test_an_item_is_found_by_its_label(typed, now, retyped):
@@ -143,7 +143,7 @@ def test_an_item_that_is_gone_is_reported(now):
 
 
 def test_recording_again_follows_moved_numbers(tmp_path):
-    """A transcript of a menu that had one item fewer, and the answers to it."""
+    """The transcript has a menu with one item fewer, and the answers for that menu."""
     name = "main/password-reset"
     shown = (FOLDER / f"{name}.dialogue").read_text(encoding="utf-8").splitlines(True)
     server = next(line for line in shown if line.startswith(f" {PASSWORDS - 1}.  "))
@@ -174,7 +174,7 @@ def test_the_console_notation_loses_nothing(steps):
     assert not dialogue.SECTION.search(text)
 
 
-def test_an_echoed_key_stands_for_itself_and_the_enter_that_ends_the_line():
+def test_an_echoed_key_and_the_enter_after_it_are_written_as_one_input():
     steps = [("out", b"A: "), ("key", ord("n")), ("out", b"n"), ("key", 0x0D), ("out", b"\nB\n")]
     assert dialogue.format_console(steps) == "A: ‹n⏎›\nB\n"
 

@@ -1,4 +1,4 @@
-"""The manual pages are well formed, and say what the programs say of themselves."""
+"""The manual pages are well formed and describe all options and commands of the programs."""
 
 import datetime
 import re
@@ -22,7 +22,7 @@ def output_of(*words):
 
 
 def options_of_help(*words):
-    """The options of a help text: "-C", "--json"."""
+    """Returns the options in a help text, such as "-C" and "--json"."""
     listed = output_of(CDSCTL, *words, "--help").split("\nOptions:\n")[1].split("\n\n")[0]
     return set(re.findall(r"(?<![\w-])--?[A-Za-z]+", "\n".join(line[:30] for line in listed.splitlines())))
 
@@ -32,7 +32,7 @@ def commands_of_help():
 
 
 def flags_of(text):
-    """The options that a page's text marks up: ".Fl C" is "-C", ".Fl -json" is "--json"."""
+    """Returns the options that the markup of a page names: ".Fl C" is "-C", ".Fl -json" is "--json"."""
     return {"-" + flag for flag in re.findall(r"\bFl (-?\w+)", text)}
 
 
@@ -45,7 +45,7 @@ def test_there_are_pages():
 @pytest.mark.parametrize("file", PAGES, ids=lambda file: file.name)
 def test_a_page_is_well_formed(file):
     done = subprocess.run(["mandoc", "-T", "lint", str(file)], capture_output=True, text=True, timeout=STEP_LIMIT)
-    # The pages that these refer to need not be installed here.
+    # Pages that are referred to do not have to be installed.
     said = [line for line in done.stdout.splitlines() if "STYLE: referenced manual not found" not in line]
     assert said == []
 
@@ -61,7 +61,7 @@ def test_a_page_is_dated_named_and_refers_to_pages_that_are_there(file):
         assert f"{other}.{its_section}" in own | {"flock.2", "tmux.1"}
 
 
-def test_every_command_stands_in_help_and_page():
+def test_every_command_is_in_the_help_and_on_the_page():
     text = page("cdsctl.1")
     in_list = set(re.findall(r"^\.It Cm (\w+)", text, re.M))
     in_synopsis = set(re.findall(r"^\.Cm (\w+)", text.split(".Sh SYNOPSIS")[1].split(".Sh ")[0], re.M))
@@ -69,7 +69,7 @@ def test_every_command_stands_in_help_and_page():
     assert len(in_list) > 5
 
 
-def test_every_option_stands_in_help_and_page():
+def test_every_option_is_in_the_help_and_on_the_page():
     text = page("cdsctl.1")
     in_list = flags_of("\n".join(re.findall(r"^\.It (Fl .*)", text, re.M)))
     in_help = options_of_help().union(*(options_of_help(name) for name in commands_of_help()))
@@ -85,7 +85,7 @@ def test_the_synopsis_gives_each_command_its_own_options():
         assert flags_of(form) == own - ({"-C"} if name == "init" else set()), name
 
 
-def test_the_options_of_the_utility_stand_in_usage_and_page():
+def test_the_options_of_the_utility_are_in_the_usage_and_on_the_page():
     usage = set(re.findall(r"^\t(-\w):", output_of(UTILITY, "1", "2"), re.M))
     text = page("meter-settings.8")
     assert usage == {"-m", "-v"}
@@ -93,7 +93,7 @@ def test_the_options_of_the_utility_stand_in_usage_and_page():
     assert flags_of(text.split(".Sh SYNOPSIS")[1].split(".Sh ")[0]) == usage
 
 
-def test_the_options_of_the_doctor_stand_in_help_and_page():
+def test_the_options_of_the_doctor_are_in_the_help_and_on_the_page():
     usage = set(re.findall(r"^  (--[\w-]+)", output_of(BUILD / "meter-settings-doctor", "--help"), re.M))
     text = page("meter-settings-doctor.8")
     listed = {"-" + flag for flag in re.findall(r"^\.It Fl (-[\w-]+)", text, re.M)}
@@ -101,7 +101,7 @@ def test_the_options_of_the_doctor_stand_in_help_and_page():
     assert len(usage) == 3
 
 
-def test_every_command_that_the_utility_runs_stands_in_its_page():
+def test_every_command_that_the_utility_runs_is_on_its_page():
     source = (REPOSITORY / "simulator" / "platform.cpp").read_text()
     text = page("meter-settings.8")
     lines = re.findall(r'^    \{ "([^"]+)"', source, re.M)

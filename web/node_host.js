@@ -1,15 +1,14 @@
-// The host of a program under node: this machine's terminal and clock. See host_calls.h for what a
-// program asks of it.
+// The host of a program under node: the terminal and clock of this machine. host_calls.h describes the calls.
 "use strict";
 
 const childProcess = require("child_process");
 const fs = require("fs");
 const { isatty } = require("tty");
 
-// The terminal's local modes as the program's C library numbers them.
+// The numbers of the terminal's local modes in the program's C library.
 const localModes = { isig: 0o1, icanon: 0o2, echo: 0o10 };
 
-// Standard input as a queue of bytes. What arrives is taken immediately, as a terminal's driver does.
+// Standard input as a queue of bytes. It accepts input immediately, as a terminal driver does.
 class Keyboard {
     constructor() {
         this.bytes = [];
@@ -20,7 +19,7 @@ class Keyboard {
     start() {
         process.stdin.on("data", chunk => this.take(chunk));
         process.stdin.on("end", () => this.end());
-        process.stdin.on("error", () => this.end()); // the terminal went away
+        process.stdin.on("error", () => this.end()); // the terminal was closed
     }
 
     take(chunk) {
@@ -38,11 +37,11 @@ class Keyboard {
     }
 
     read() {
-        return this.bytes.length > 0 ? this.bytes.shift() : null; // null: the end of the input
+        return this.bytes.length > 0 ? this.bytes.shift() : null; // null at the end of the input
     }
 }
 
-// Collects the bytes of single writes and passes them on whole.
+// Collects the bytes of small writes and passes them on together.
 class Output {
     constructor(descriptor) {
         this.descriptor = descriptor;
@@ -126,7 +125,7 @@ class NodeHost {
         let timer = milliseconds < 0 ? undefined : setTimeout(check, Math.ceil(milliseconds));
     }
 
-    // Goes on with the program. What it throws at its end has been dealt with by `onExit`.
+    // Continues the program. `onExit` has handled what it throws at its end.
     resume(wake) {
         try {
             wake();

@@ -1,5 +1,5 @@
-# Included by cpack before it packs, so that the same sources give the same package: its directories
-# can be entered whatever the umask was, and with SOURCE_DATE_EPOCH set everything has that date.
+# cpack includes this before it packs, so that the same sources give the same package. It makes the
+# directories readable whatever the umask was. If SOURCE_DATE_EPOCH is set, all files get that date.
 function(run)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE status)
     if(NOT status EQUAL 0)

@@ -1,14 +1,14 @@
-# Included by cpack for each kind of package: the architecture, and the packages and versions that the
-# binaries of each component need, as readelf reads them off CPACK_PROGRAM_BINARIES and
-# CPACK_DESK_BINARIES. A binary's symbol versions name the library versions.
+# cpack includes this for each kind of package. It reads CPACK_PROGRAM_BINARIES and CPACK_DESK_BINARIES
+# with readelf and sets the architecture, and the packages and versions that each component depends on.
+# A binary's symbol versions determine the versions of its libraries.
 #
-# The binaries are built first: with Ninja, cpack itself would build nothing.
+# It builds the binaries first, because with Ninja cpack itself builds nothing.
 execute_process(COMMAND ${CPACK_BUILD_FIRST} RESULT_VARIABLE built)
 if(NOT built EQUAL 0)
-    message(FATAL_ERROR "what is packed cannot be built")
+    message(FATAL_ERROR "the files to pack cannot be built")
 endif()
 
-# The version of libstdc++6 that brought each symbol version.
+# The libstdc++6 release that introduced each symbol version.
 set(stdcxx_of_GLIBCXX_3.4 5 3.4.22 6 3.4.23 7 3.4.25 8 3.4.26 9 3.4.28 10 3.4.29 11 3.4.30 12 3.4.31 13
     3.4.33 14 3.4.34 15)
 set(stdcxx_of_CXXABI_1.3 5 1.3.10 6 1.3.11 7 1.3.12 9 1.3.13 11 1.3.14 13 1.3.15 14 1.3.16 15)
@@ -24,7 +24,7 @@ function(readelf out)
     set(${out} "${said}" PARENT_SCOPE)
 endfunction()
 
-# Debian's name of the machine that a binary is for.
+# Sets the Debian architecture of a binary.
 function(read_architecture out file)
     readelf(header -h ${file})
     set(float soft)
@@ -47,7 +47,7 @@ function(read_architecture out file)
     message(FATAL_ERROR "${file}: no Debian architecture is known for: ${machine}")
 endfunction()
 
-# The highest version of the symbols with this prefix that the text names; empty when it names none.
+# Finds the highest symbol version with this prefix in the text. Empty if there is none.
 function(highest_version out prefix text)
     set(highest "")
     string(REGEX MATCHALL "Name: ${prefix}_[0-9.]+" names "${text}")
@@ -60,10 +60,10 @@ function(highest_version out prefix text)
     set(${out} "${highest}" PARENT_SCOPE)
 endfunction()
 
-# The version of libstdc++6 with the symbols GLIBCXX or CXXABI of a version.
+# Finds the libstdc++6 release that has a version of the GLIBCXX or CXXABI symbols.
 function(stdcxx_version out prefix first version)
     if(version VERSION_GREATER newest_${prefix})
-        message(FATAL_ERROR "${prefix}_${version} is newer than ${CMAKE_CURRENT_LIST_FILE} knows")
+        message(FATAL_ERROR "${prefix}_${version} is newer than the versions in ${CMAKE_CURRENT_LIST_FILE}")
     endif()
     set(rows ${first} ${stdcxx_of_${prefix}_${first}})
     set(needed "")
@@ -78,7 +78,7 @@ function(stdcxx_version out prefix first version)
     set(${out} "${needed}" PARENT_SCOPE)
 endfunction()
 
-# The packages that binaries need, as the field Depends names them.
+# Lists the packages that the binaries need, in the syntax of the field Depends.
 function(read_dependencies out)
     set(versions "")
     foreach(file IN LISTS ARGN)

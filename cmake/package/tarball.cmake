@@ -1,5 +1,5 @@
-# Run by cpack -G External: the component `program` as a .tar.gz with paths from the root directory, for
-# images without dpkg. Everything in it belongs to root, whoever packs it.
+# cpack -G External runs this. It packs the component `program` into a .tar.gz for images without dpkg.
+# The paths start at the root directory, and root owns every file.
 set(name ${CPACK_PACKAGE_NAME}_${CPACK_PACKAGE_VERSION}_${CPACK_DEBIAN_PACKAGE_ARCHITECTURE}.tar.gz)
 set(tarball ${CPACK_PACKAGE_DIRECTORY}/${name})
 execute_process(
@@ -8,6 +8,6 @@ execute_process(
     COMMAND gzip -9n
     OUTPUT_FILE ${tarball} RESULTS_VARIABLE results)
 if(NOT results MATCHES "^0;0$")
-    message(FATAL_ERROR "${tarball} cannot be made: ${results}")
+    message(FATAL_ERROR "${tarball} cannot be created: ${results}")
 endif()
 set(CPACK_EXTERNAL_BUILT_PACKAGES ${tarball})

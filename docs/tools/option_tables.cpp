@@ -1,6 +1,6 @@
-// Prints the options parser's own tables as Markdown, for the reference of the options list:
-// "option-tables tokens" or "option-tables groups". "option-tables names" prints the options'
-// upper-case forms alone, one a line.
+// Prints the tables of the options parser as Markdown, for the reference of the options list:
+// "option-tables tokens" or "option-tables groups". "option-tables names" prints only the options
+// in upper case, one per line.
 #include "meterinit/option_tokens.h"
 
 #include <cstdio>
@@ -46,7 +46,7 @@ void print_leaves(LeafSet leaves)
     std::fputs(" |", stdout);
 }
 
-// The leaves of an exclusive group; a single option has no other leaves than its own.
+// Returns the leaves of an exclusive group, or none for a single option.
 LeafSet group_leaves(OptionGroup group)
 {
     return group == OptionGroup::single ? 0 : leaves_of(group);

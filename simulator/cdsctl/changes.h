@@ -1,4 +1,4 @@
-// Leaves as lines, and what differs between two states of them.
+// Leaves as lines of text, and the changes between two sets of leaves.
 #pragma once
 
 #include "simulator/leaves.h"
@@ -13,24 +13,25 @@ namespace cdsctl
 
 struct Change {
     std::string path;
-    std::optional<simulator::LeafValue> old_value; // none: the leaf is new
-    std::optional<simulator::LeafValue> new_value; // none: the leaf is cleared
+    std::optional<simulator::LeafValue> old_value; // empty: the leaf is new
+    std::optional<simulator::LeafValue> new_value; // empty: the leaf is cleared
 };
 
 // Sorted by path.
 std::vector<Change> changes_between(const simulator::Leaves& before,
                                     const simulator::Leaves& after);
 
-// The lines below have values as TOML writes them. A path stands bare; only when it holds control
-// characters, which would spoil the line, it is quoted as TOML does it.
+// The lines below contain TOML values. A path is not quoted, unless it contains control characters,
+// which would break the line; it is then a TOML string.
 
 // "PATH = VALUE"
 std::string leaf_line(const std::string& path, const simulator::LeafValue& value);
 
-// "PATH: OLD -> NEW", with "(new)" and "(cleared)" for the missing one.
+// "PATH: OLD -> NEW". OLD is "(new)" for a new leaf; NEW is "(cleared)" for a cleared one.
 std::string change_line(const Change& change);
 
-// The leaves at or below `prefix`, by whole path components; "/" at its end adds nothing.
+// Returns the leaves at or below `prefix`, which matches whole path components. A "/" at its end
+// has no effect.
 simulator::Leaves leaves_below(const simulator::Leaves& leaves, std::string_view prefix);
 
 } // namespace cdsctl

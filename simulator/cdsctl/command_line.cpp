@@ -16,11 +16,11 @@ namespace cdsctl
 namespace
 {
 
-// What the option parser works on. It does not know the commands: to tell it of every one would
-// take longer than to read a store.
+// The state of parsing. The option parser `app` only knows the options: declaring every command to
+// it would take longer than reading a store.
 struct Parser {
     CLI::App app;
-    std::vector<std::string> option_words;
+    std::vector<std::string> option_arguments;
     const Command* command = nullptr;
     Request request;
 };
@@ -39,7 +39,8 @@ void add_options(Parser& parser)
     parser.app.set_help_flag("-h,--help", "Print this help and exit");
     parser.app.set_version_flag("--version", "cdsctl " CDSCTL_VERSION,
                                 "Print the version and exit");
-    parser.app.add_option("-C", parser.request.folder, "The meter's folder (else: METER_SIM_DIR)")
+    parser.app
+        .add_option("-C", parser.request.folder, "The meter's folder (default: METER_SIM_DIR)")
         ->type_name("DIR")
         ->take_last();
     parser.app.add_flag("--json", parser.request.json, "Print JSON")->take_last();
@@ -49,7 +50,7 @@ void add_options(Parser& parser)
         ->check(CLI::IsMember({"bool", "int", "string"}));
 }
 
-// Takes away what the command that was named has no use for, to be refused like any other word.
+// Removes the options that this command does not accept, so that the option parser rejects them.
 void remove_other_options(Parser& parser)
 {
     const Command* command = parser.command;
@@ -59,61 +60,63 @@ void remove_other_options(Parser& parser)
         parser.app.remove_option(parser.app.get_option("--type"));
 }
 
-// The option that a word names, also as "--type=int" and "-CDIR"; null: none that is known.
-const CLI::Option* named_option(const Parser& parser, const std::string& word)
+// Returns the option that an argument names, even in the forms "--type=int" and "-CDIR". Returns
+// null for an unknown option.
+const CLI::Option* named_option(const Parser& parser, const std::string& argument)
 {
-    const bool is_long = word.compare(0, 2, "--") == 0;
+    const bool is_long = argument.compare(0, 2, "--") == 0;
     const CLI::Option* option = parser.app.get_option_no_throw(
-        is_long ? word.substr(0, word.find('=')) : word.substr(0, 2));
-    const bool fits =
-        is_long || word.size() <= 2 || (option != nullptr && option->get_items_expected_min() > 0);
+        is_long ? argument.substr(0, argument.find('=')) : argument.substr(0, 2));
+    const bool fits = is_long || argument.size() <= 2 ||
+                      (option != nullptr && option->get_items_expected_min() > 0);
     return fits ? option : nullptr;
 }
 
-bool takes_next_word(const CLI::Option& option, const std::string& word)
+bool takes_next_argument(const CLI::Option& option, const std::string& argument)
 {
-    const bool has_argument =
-        word.compare(0, 2, "--") == 0 ? word.find('=') != std::string::npos : word.size() > 2;
-    return option.get_items_expected_min() > 0 && !has_argument;
+    const bool has_value = argument.compare(0, 2, "--") == 0
+                               ? argument.find('=') != std::string::npos
+                               : argument.size() > 2;
+    return option.get_items_expected_min() > 0 && !has_value;
 }
 
-// Whether the next operand is the value of the path before it.
+// Returns true when the next operand is the VALUE of the PATH before it.
 bool awaits_value(const Parser& parser)
 {
     return parser.command != nullptr && parser.command->run == set_leaves &&
            parser.request.operands.size() % 2 == 1;
 }
 
-void take_operand(Parser& parser, const std::string& word)
+void take_operand(Parser& parser, const std::string& argument)
 {
     if (parser.command != nullptr) {
-        parser.request.operands.push_back(word);
+        parser.request.operands.push_back(argument);
         return;
     }
-    parser.command = find_command(word);
+    parser.command = find_command(argument);
     if (parser.command == nullptr)
-        throw CLI::ParseError("unknown command " + word, wrong_usage);
+        throw CLI::ParseError("unknown command " + argument, wrong_usage);
 }
 
-// Parts operands from options. The operands stay away from the option parser, which would take
-// "[1,2]" for two words.
-void part_words(Parser& parser, const std::vector<std::string>& words)
+// Separates the operands from the options. The option parser does not get the operands, because it
+// would split "[1,2]" in two.
+void split_arguments(Parser& parser, const std::vector<std::string>& arguments)
 {
     bool only_operands = false;
-    for (auto word = words.begin(); word != words.end(); ++word) {
-        // NOLINTNEXTLINE(bugprone-branch-clone): an option that is not known is asked for first
-        if (only_operands || word->size() < 2 || word->front() != '-') {
-            take_operand(parser, *word);
-        } else if (*word == "--") {
+    for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
+        // NOLINTNEXTLINE(bugprone-branch-clone): "--" must be recognised before a VALUE is taken
+        if (only_operands || argument->size() < 2 || argument->front() != '-') {
+            take_operand(parser, *argument);
+        } else if (*argument == "--") {
             only_operands = true;
         } else if (awaits_value(parser)) {
-            take_operand(parser, *word);
-        } else if (const CLI::Option* option = named_option(parser, *word)) {
-            parser.option_words.push_back(*word);
-            if (takes_next_word(*option, *word) && word + 1 != words.end())
-                parser.option_words.push_back(*++word);
+            take_operand(parser, *argument);
+        } else if (const CLI::Option* option = named_option(parser, *argument)) {
+            parser.option_arguments.push_back(*argument);
+            if (takes_next_argument(*option, *argument) && argument + 1 != arguments.end())
+                parser.option_arguments.push_back(*++argument);
         } else {
-            parser.option_words.push_back(*word); // for the option parser to refuse
+            parser.option_arguments.push_back(*argument); // the option parser rejects it
         }
     }
 }
@@ -143,7 +146,7 @@ std::string help_text(Parser& parser)
         parser.app.description("Reads, changes and watches the leaves of a simulated meter.");
         for (const Command& command : commands)
             parser.app.add_subcommand(command.name, command.summary)->group("Commands");
-        parser.app.footer("cdsctl COMMAND --help tells more of a command.");
+        parser.app.footer("'cdsctl COMMAND --help' describes a command.");
         parser.app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     } else {
         parser.app.name(synopsis(*parser.command));
@@ -153,7 +156,7 @@ std::string help_text(Parser& parser)
     return parser.app.help();
 }
 
-void refuse(const Parser& parser, const char* reason)
+void reject(const Parser& parser, const char* reason)
 {
     const std::string command =
         parser.command == nullptr ? "" : std::string(" ") + parser.command->name;
@@ -174,10 +177,11 @@ CommandLine read_command_line(int argument_count, const char* const* arguments)
     Parser parser;
     try {
         add_options(parser);
-        part_words(parser, {arguments + 1, arguments + argument_count});
+        split_arguments(parser, {arguments + 1, arguments + argument_count});
         remove_other_options(parser);
-        std::reverse(parser.option_words.begin(), parser.option_words.end()); // as it wants them
-        parser.app.parse(parser.option_words);
+        // The option parser expects its arguments in reverse order.
+        std::reverse(parser.option_arguments.begin(), parser.option_arguments.end());
+        parser.app.parse(parser.option_arguments);
         check_operands(parser);
         line.command = parser.command;
     } catch (const CLI::CallForHelp&) {
@@ -185,7 +189,7 @@ CommandLine read_command_line(int argument_count, const char* const* arguments)
     } catch (const CLI::CallForVersion& version) {
         std::puts(version.what());
     } catch (const CLI::ParseError& error) {
-        refuse(parser, error.what());
+        reject(parser, error.what());
         line.status = wrong_usage;
     }
     if (parser.app.count("-C") == 0)

@@ -7,13 +7,14 @@ namespace cdsctl
 {
 
 struct CommandLine {
-    const Command* command = nullptr; // none: all is said already, and `status` is the program's
+    const Command* command = nullptr; // null: nothing is left to do but to exit with `status`
     Request request;
     Status status = done;
 };
 
-// Reads the arguments of `main`. Options may stand anywhere before "--", but in the place of a
-// value: every word there but "--" is the value, whatever it begins with.
+// Parses the arguments of `main`. Prints the help, the version and usage errors itself. Options may
+// be anywhere before "--", except where `set` expects a VALUE: every argument there, other than
+// "--", is the value, even when it begins with "-".
 CommandLine read_command_line(int argument_count, const char* const* arguments);
 
 } // namespace cdsctl

@@ -29,15 +29,15 @@ using namespace simulator;
 
 void print(const std::string& text)
 {
-    std::fwrite(text.data(), 1, text.size(), stdout); // main looks whether it failed
+    std::fwrite(text.data(), 1, text.size(), stdout); // main checks whether it failed
 }
 
-template <typename Records, typename Line>
-void print_lines(const Records& records, Line line_of)
+template <typename Items, typename Line>
+void print_lines(const Items& items, Line line_of)
 {
     std::string text;
-    for (const auto& record : records)
-        text += line_of(record) + "\n";
+    for (const auto& item : items)
+        text += line_of(item) + "\n";
     print(text);
 }
 
@@ -61,7 +61,7 @@ bool read_store(const Request& request, Leaves& leaves)
     return true;
 }
 
-// Says that there is no such leaf, and which one was perhaps meant.
+// Prints that the leaf is missing, with a similar path if there is one.
 void complain_of_missing(const Request& request, const std::string& path, const Leaves& leaves)
 {
     complain(file_of(request, store_file) + ": no leaf " + toml_string(path) +
@@ -74,8 +74,9 @@ std::string bare_text(const LeafValue& value)
     return text == nullptr ? toml_value(value) : *text;
 }
 
-// `edit` changes the leaves and returns what the command comes to; `wrong_usage`, with the reason
-// said already, leaves the file alone. So does an edit that changes nothing.
+// Applies `edit` to the leaves of the store. Returns the status that `edit` returns, or
+// `store_failed` after printing the error. Does not write the file when `edit` returns
+// `wrong_usage`, for which it must print the reason, or when it changes nothing.
 template <typename Edit>
 Status edit_store(const Request& request, Edit edit)
 {
@@ -88,13 +89,13 @@ Status edit_store(const Request& request, Edit edit)
         status = edit(leaves);
         return status != wrong_usage && leaves != store.leaves;
     };
-    std::string error; // stays empty when `run` refuses
+    std::string error; // stays empty when `run` returns false
     if (edit_leaves(store, run, error) || error.empty())
         return status;
     return fail(error);
 }
 
-// Returns false when it has complained of the path or the word.
+// Returns false after printing why the path or the value is invalid.
 bool set_leaf(const Request& request, const std::string& path, const std::string& word,
               Leaves& leaves)
 {
@@ -118,7 +119,7 @@ std::string shown_operand(const std::string& file)
     return file == "-" ? "standard input" : file;
 }
 
-// A FILE operand, which may be a pipe; "-": standard input.
+// Reads a FILE operand, which may be a pipe, or "-" for standard input.
 bool read_operand(const std::string& file, std::string& text)
 {
     if (file == "-")
@@ -141,7 +142,7 @@ Status replace_by(const Request& request, const std::string& text)
     return replace_store(request.folder, text, error) ? done : fail(error);
 }
 
-// Leaves the reason in `errno` when it fails.
+// On failure sets `errno`.
 bool make_folders(const std::string& folder)
 {
     std::error_code error;
@@ -222,7 +223,7 @@ Status get_leaves(const Request& request)
 Status set_leaves(const Request& request)
 {
     const std::vector<std::string>& words = request.operands;
-    std::map<std::string, std::string> new_leaves; // each with the hint at a near one
+    std::map<std::string, std::string> new_leaves; // path, and the hint at a similar path
     const Status status = edit_store(request, [&](Leaves& leaves) {
         for (std::size_t i = 0; i < words.size(); i += 2) {
             if (leaves.count(words[i]) == 0)
@@ -244,7 +245,7 @@ Status set_leaves(const Request& request)
 Status clear_leaves(const Request& request)
 {
     return edit_store(request, [&](Leaves& leaves) {
-        const Leaves before = leaves; // a path may be given twice
+        const Leaves before = leaves; // a path given twice is not missing the second time
         Status status = done;
         for (const std::string& path : request.operands) {
             leaves.erase(path);
@@ -326,12 +327,12 @@ Status make_meter(const Request& request)
         return wrong_usage;
     }
     if (!make_folders(folder))
-        return fail(folder, "cannot be made");
+        return fail(folder, "cannot be created");
     const OpenFile locked = lock_folder(folder);
     if (!locked)
         return fail(folder, "cannot be locked");
     if (is_there(locked.fd, store_file)) {
-        complain(folder + ": there is a store already");
+        complain(folder + ": a store already exists");
         return wrong_usage;
     }
     std::string text = shipped_factory;
@@ -341,7 +342,7 @@ Status make_meter(const Request& request)
             return status;
     }
     if (!make_folders(folder + "/jffs/downloads"))
-        return fail(folder + "/jffs/downloads", "cannot be made");
+        return fail(folder + "/jffs/downloads", "cannot be created");
     for (const char* name : {factory_file, store_file}) {
         if (!is_there(locked.fd, name) && !replace_file(locked.fd, name, text))
             return fail(folder + "/" + name, "cannot be written");

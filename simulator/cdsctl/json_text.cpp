@@ -10,10 +10,10 @@ namespace cdsctl
 namespace
 {
 
-using Json = nlohmann::ordered_json; // keys stay in the order in which they are given
+using Json = nlohmann::ordered_json; // keeps the keys in the order of insertion
 
 constexpr int on_one_line = -1;
-constexpr int key_a_line = 2;
+constexpr int key_per_line = 2;
 
 Json json_value(const std::optional<simulator::LeafValue>& value)
 {
@@ -22,13 +22,13 @@ Json json_value(const std::optional<simulator::LeafValue>& value)
     return std::visit([](const auto& held) { return Json(held); }, *value);
 }
 
-// The object is not searched for the key, which it does not have.
+// Appends a key that the object does not have yet. Unlike `object[key]`, it does not search for it.
 void append(Json& object, const std::string& key, Json value)
 {
     object.get_ref<Json::object_t&>().emplace_back(key, std::move(value));
 }
 
-// Bytes that are not UTF-8, which only a path asked for can hold, are replaced.
+// Replaces bytes that are not UTF-8. Only a path from the command line can contain them.
 std::string text_of(const Json& json, int indent)
 {
     return json.dump(indent, ' ', false, Json::error_handler_t::replace);
@@ -41,7 +41,7 @@ std::string json_leaves(const FoundLeaves& leaves)
     Json object = Json::object();
     for (const auto& [path, value] : leaves)
         append(object, path, json_value(value));
-    return text_of(object, key_a_line);
+    return text_of(object, key_per_line);
 }
 
 std::string json_changes(const std::vector<Change>& changes)
@@ -50,7 +50,7 @@ std::string json_changes(const std::vector<Change>& changes)
     for (const Change& change : changes)
         append(object, change.path,
                {{"old", json_value(change.old_value)}, {"new", json_value(change.new_value)}});
-    return text_of(object, key_a_line);
+    return text_of(object, key_per_line);
 }
 
 std::string json_change(const Change& change)

@@ -12,7 +12,7 @@
 namespace cdsctl
 {
 
-// The texts below are without a line end. A leaf that is not there is null.
+// The texts below do not end with a newline. A missing leaf is null.
 
 using FoundLeaves = std::map<std::string, std::optional<simulator::LeafValue>>;
 
@@ -22,7 +22,7 @@ std::string json_leaves(const FoundLeaves& leaves);
 // {"PATH": {"old": VALUE, "new": VALUE}, ...}
 std::string json_changes(const std::vector<Change>& changes);
 
-// {"path":"PATH","old":VALUE,"new":VALUE}, one line.
+// {"path":"PATH","old":VALUE,"new":VALUE}
 std::string json_change(const Change& change);
 
 } // namespace cdsctl

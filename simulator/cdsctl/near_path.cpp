@@ -16,7 +16,7 @@ namespace
 
 using simulator::Leaves;
 
-constexpr std::size_t most_edits = 2; // letters put in, left out or replaced
+constexpr std::size_t most_edits = 2; // letters inserted, deleted or replaced
 
 std::string without_capitals(std::string text)
 {
@@ -27,7 +27,7 @@ std::string without_capitals(std::string text)
     return text;
 }
 
-// Cuts off the whole path components with which both begin.
+// Removes the path components that both have in common at the beginning.
 void cut_common_beginning(std::string_view& one, std::string_view& other)
 {
     const auto differ = std::mismatch(one.begin(), one.end(), other.begin(), other.end());
@@ -38,7 +38,7 @@ void cut_common_beginning(std::string_view& one, std::string_view& other)
     other.remove_prefix(cut);
 }
 
-// The same for those with which both end.
+// Removes the path components that both have in common at the end.
 void cut_common_end(std::string_view& one, std::string_view& other)
 {
     const auto differ = std::mismatch(one.rbegin(), one.rend(), other.rbegin(), other.rend());
@@ -49,8 +49,8 @@ void cut_common_end(std::string_view& one, std::string_view& other)
     other.remove_suffix(cut);
 }
 
-// How many edits make one text of the other, as Levenshtein counts them; when there are more than
-// `most_edits`, any number above that.
+// Returns the Levenshtein distance of the two texts, or any number above `most_edits` when the
+// distance is above it.
 std::size_t edits_between(std::string_view one, std::string_view other)
 {
     std::vector<std::size_t> row(other.size() + 1); // for the first letters of `one`
@@ -64,13 +64,14 @@ std::size_t edits_between(std::string_view one, std::string_view other)
             row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
         }
         if (*std::min_element(row.begin(), row.end()) > most_edits)
-            break; // it only grows
+            break; // later rows are not smaller
     }
     return row.back();
 }
 
-// More than `most_edits` when the paths are not close: a single letter may be any, but of several
-// at least half of what differs must be the same.
+// Returns the number of edits between two paths, or more than `most_edits` when they are not
+// similar. One edit needs a path of at least three letters. Two edits may change at most half of
+// the part in which the paths differ.
 std::size_t distance(std::string_view path, std::string_view other)
 {
     constexpr std::size_t not_close = most_edits + 1;
@@ -112,7 +113,7 @@ std::string near_path(const std::string& path, const Leaves& leaves)
 std::string near_path_hint(const std::string& path, const Leaves& leaves)
 {
     const std::string near = near_path(path, leaves);
-    return near.empty() ? "" : " (there is " + simulator::toml_string(near) + ")";
+    return near.empty() ? "" : " (did you mean " + simulator::toml_string(near) + "?)";
 }
 
 } // namespace cdsctl

@@ -1,4 +1,4 @@
-// The leaf that was perhaps meant by a path that names none.
+// A guess at the leaf that was meant by a path that does not exist.
 #pragma once
 
 #include "simulator/leaves.h"
@@ -8,11 +8,13 @@
 namespace cdsctl
 {
 
-// The path of a leaf that differs from `path` by "/Value" at its end, or else the nearest one of
-// those that differ by a few letters, capitals aside. Empty: none is that close.
+// Returns the path of the leaf that differs from `path` only by "/Value" at the end. If there is
+// none, returns the nearest path that differs by a few letters, ignoring case. Returns an empty
+// text if no path is that near.
 std::string near_path(const std::string& path, const simulator::Leaves& leaves);
 
-// " (there is "PATH")" with the path above, quoted as TOML does it; empty: none.
+// Returns " (did you mean "PATH"?)" with the result of `near_path` as a TOML string, or an empty
+// text.
 std::string near_path_hint(const std::string& path, const simulator::Leaves& leaves);
 
 } // namespace cdsctl

@@ -1,4 +1,4 @@
-// The settings with which a simulated meter leaves the factory.
+// The factory defaults of a simulated meter.
 #pragma once
 
 namespace cdsctl

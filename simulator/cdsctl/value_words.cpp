@@ -14,7 +14,7 @@ namespace
 using simulator::LeafValue;
 using simulator::TomlReading;
 
-// By the alternative of `LeafValue`.
+// Indexed by the alternatives of `LeafValue`.
 constexpr std::string_view type_names[] = {"bool", "int", "string"};
 constexpr const char* values_of_types[] = {"true or false", "an integer of 32 bits", "text"};
 static_assert(std::variant_size_v<LeafValue> == std::size(type_names));
@@ -32,7 +32,7 @@ std::size_t wanted_type(std::string_view type, const LeafValue* present)
     return present == nullptr ? any_type : present->index();
 }
 
-bool refuse(const std::string& word, const std::string& why, std::string& reason)
+bool reject(const std::string& word, const std::string& why, std::string& reason)
 {
     reason = simulator::toml_string(word) + " is not " + why;
     return false;
@@ -44,7 +44,7 @@ bool read_value_word(const std::string& word, std::string_view type, const LeafV
                      LeafValue& value, std::string& reason)
 {
     if (!simulator::is_utf8(word))
-        return refuse(word, "UTF-8 text", reason);
+        return reject(word, "UTF-8 text", reason);
 
     const std::size_t wanted = wanted_type(type, present);
     const TomlReading reading =
@@ -54,12 +54,12 @@ bool read_value_word(const std::string& word, std::string_view type, const LeafV
         return true;
     }
     if (wanted == any_type && reading == TomlReading::other_value)
-        return refuse(word,
+        return reject(word,
                       "a string, a boolean or an integer of 32 bits (--type string takes it "
                       "as text)",
                       reason);
     if (wanted != any_type && (reading != TomlReading::leaf_value || value.index() != wanted))
-        return refuse(word, values_of_types[wanted], reason);
+        return reject(word, values_of_types[wanted], reason);
     return true;
 }
 

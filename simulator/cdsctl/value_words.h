@@ -1,4 +1,4 @@
-// Values as they are typed on a command line.
+// Values as command-line arguments.
 #pragma once
 
 #include "simulator/leaves.h"
@@ -9,11 +9,11 @@
 namespace cdsctl
 {
 
-// Reads `word` as the value of a leaf. `type` is "bool", "int" or "string"; when it is empty, the
-// leaf keeps the type of `present` (null: a new leaf, which takes the type that TOML gives the
-// word; what is no TOML value is a string). A string is the word as it stands; only for a new leaf
-// quotes around it are TOML's.
-// When the word does not fit it returns false, and `reason` says why.
+// Reads the argument `word` as the value of a leaf. `type` is "bool", "int" or "string". When
+// `type` is empty, an existing leaf keeps the type of its present value `present`. For a new leaf
+// `present` is null: `word` has the type that TOML gives it, and is a string when it is not TOML.
+// When `type` or `present` is a string, `value` is `word` itself, with any quotes.
+// Returns false when `word` does not have the type; `reason` then says why.
 bool read_value_word(const std::string& word, std::string_view type,
                      const simulator::LeafValue* present, simulator::LeafValue& value,
                      std::string& reason);

@@ -25,31 +25,31 @@ namespace
 
 using namespace simulator;
 
-// A file that is made or written in place is looked at when its writer closes it: before that it
-// would be taken for an empty store. A symbolic link is looked at when it is made.
+// A file that is created or written in place is read only after its writer has closed it; until
+// then it might look like an empty store. IN_CREATE is for symbolic links, which nobody closes.
 constexpr std::uint32_t file_events = IN_CLOSE_WRITE | IN_DELETE | IN_MOVE;
 constexpr std::uint32_t end_events = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT;
 constexpr std::uint32_t watched_events =
     file_events | end_events | IN_CREATE | IN_ONLYDIR | IN_MASK_ADD;
 
-// The store, or a link that leads to it.
+// The store file, or a symbolic link that leads to it.
 struct Place {
-    int number; // of the watch on its folder; several places may share one
+    int number; // the inotify watch on its directory; several places may share one
     std::string folder;
     std::string name;
 };
 
 struct Watch {
     const Request& request;
-    OpenFile signals; // that end it
+    OpenFile signals; // SIGINT and SIGTERM end the watch
     OpenFile events;
-    struct stat folder = {}; // as it was at the start
-    // gcc misses the initialisers of what has none. NOLINTBEGIN(readability-redundant-member-init)
-    std::vector<std::string> files = {};
-    std::vector<Place> places = {}; // of the files
+    struct stat folder = {}; // the meter's directory at the start
+    // gcc warns of missing initialisers. NOLINTBEGIN(readability-redundant-member-init)
+    std::vector<std::string> files = {}; // the watched links, and the store file
+    std::vector<Place> places = {};      // one per file
     MeterStore store = {};
     Leaves shown = {};
-    std::string error = {}; // as it was last told
+    std::string error = {}; // the last error printed
     // NOLINTEND(readability-redundant-member-init)
 };
 
@@ -60,11 +60,11 @@ OpenFile catch_end_signals()
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
-    std::signal(SIGPIPE, SIG_IGN); // a reader that goes away is an end like another one
+    std::signal(SIGPIPE, SIG_IGN); // a closed output ends the watch like a signal
     return OpenFile(signalfd(-1, &signals, SFD_CLOEXEC));
 }
 
-// When it fails, the last place is the one that cannot be watched.
+// Watches the directory of each file. On failure, the last place is the one that cannot be watched.
 bool watch_files(Watch& watch, const std::vector<std::string>& files)
 {
     watch.places.clear();
@@ -79,9 +79,10 @@ bool watch_files(Watch& watch, const std::vector<std::string>& files)
     return true;
 }
 
-// Watches every folder on the way to the store, until the way is the one that is watched. Links
-// that lead in a circle are watched as far as they were followed.
-bool watch_way(Watch& watch)
+// Watches every directory on the chain of links to the store. A link may change before its
+// directory is watched, so it repeats this until the chain is the watched one. Watches a circle of
+// links as far as it was followed.
+bool watch_chain(Watch& watch)
 {
     for (;;) {
         std::vector<std::string> files;
@@ -93,24 +94,27 @@ bool watch_way(Watch& watch)
     }
 }
 
-// While a process works in a folder that is removed, only the folder above shows the removal.
+// Watches the parent directory: when the meter's directory is removed while it is a process's
+// working directory, only the parent reports the removal.
 void watch_above(const Watch& watch)
 {
     const std::string above = watch.request.folder + "/..";
-    // One that may not be read is not watched: the removal then shows when nobody works there.
+    // A parent that may not be read is not watched. The removal is then reported later, when no
+    // process works in the directory.
     inotify_add_watch(watch.events.fd, above.c_str(), IN_DELETE | IN_MOVED_FROM | IN_MASK_ADD);
 }
 
 bool begin_watch(Watch& watch)
 {
     if (!watch.signals || !watch.events || stat(watch.request.folder.c_str(), &watch.folder) != 0 ||
-        !watch_way(watch))
+        !watch_chain(watch))
         return false;
     watch_above(watch);
     return true;
 }
 
-// Of a removed folder in which a process still works, the name may be gone or not.
+// Checks that the meter's directory exists and is the same one. The name of a removed directory can
+// still be found while a process works in it; it has no links then.
 bool folder_is_there(const Watch& watch)
 {
     struct stat now;
@@ -118,15 +122,15 @@ bool folder_is_there(const Watch& watch)
            now.st_dev == watch.folder.st_dev && now.st_ino == watch.folder.st_ino;
 }
 
-// What events say of the store.
+// A summary of the events that were read.
 struct News {
-    std::uint32_t events = 0; // bits of their masks
-    std::string gone_folder;  // empty: none
+    std::uint32_t events = 0; // their masks combined
+    std::string gone_folder;  // a removed directory, or empty
 };
 
 void take_event(const Watch& watch, const inotify_event& event, const char* name, News& news)
 {
-    if ((event.mask & IN_Q_OVERFLOW) != 0) // it may have been anything
+    if ((event.mask & IN_Q_OVERFLOW) != 0) // events were lost
         news.events |= file_events;
     for (const Place& place : watch.places) {
         if (place.number != event.wd)
@@ -138,7 +142,7 @@ void take_event(const Watch& watch, const inotify_event& event, const char* name
     }
 }
 
-// Takes all events that have come.
+// Reads all pending events.
 News take_events(const Watch& watch)
 {
     News news;
@@ -162,7 +166,8 @@ Leaves chosen_leaves(const Watch& watch)
     return operands.empty() ? watch.store.leaves : leaves_below(watch.store.leaves, operands[0]);
 }
 
-// Returns false, with the reason in `errno`, when the output cannot be written.
+// Prints the changes since the last call. Returns false, with `errno` set, when the output cannot
+// be written.
 bool show_changes(Watch& watch)
 {
     std::string error;
@@ -184,14 +189,14 @@ Status fail_output()
     return errno == EPIPE ? done : fail(std::string("standard output: ") + std::strerror(errno));
 }
 
-// Returns whether the watch goes on; otherwise `status` is what it comes to.
+// Handles pending events. Returns false when the watch must end; `status` is then the exit status.
 bool take_news(Watch& watch, Status& status)
 {
     const News news = take_events(watch);
     const std::vector<std::string> files = watch.files;
     if (!news.gone_folder.empty())
         status = fail(news.gone_folder + ": the folder is gone");
-    else if (news.events != 0 && !watch_way(watch))
+    else if (news.events != 0 && !watch_chain(watch))
         status = fail(watch.places.back().folder, "cannot be watched");
     else if (((news.events & file_events) != 0 || files != watch.files) && !show_changes(watch))
         status = fail_output();
@@ -200,7 +205,7 @@ bool take_news(Watch& watch, Status& status)
     return false;
 }
 
-// Returns false when it has complained.
+// Returns false after printing an error.
 bool make_ready(Watch& watch)
 {
     const std::string& folder = watch.request.folder;
@@ -219,7 +224,7 @@ bool make_ready(Watch& watch)
 Status watch_until_end(Watch& watch)
 {
     for (Status status = done;;) {
-        // An output that nobody reads any more is an event by itself.
+        // `poll` reports a closed output even though no event is asked for.
         pollfd waits[] = {
             {watch.signals.fd, POLLIN, 0}, {watch.events.fd, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
         if (poll(waits, std::size(waits), -1) < 0)

@@ -1,7 +1,7 @@
 // libcds++: the class layer of the configuration data store's client library.
 //
-// The stand-in's declaration of exactly what the settings utility uses. The meter's own
-// library brings a header of its own.
+// This header of the simulated client library declares only what the settings utility uses. The
+// meter's own library has its own header.
 #pragma once
 
 #include <cds.h>
@@ -14,7 +14,7 @@
 namespace toolkit
 {
 
-// Property record of a leaf, filled by reads.
+// The properties of a leaf, filled by reads.
 struct element_property_t {
     std::uint32_t flags = 0;
 };
@@ -23,32 +23,32 @@ struct element_property_t {
 class CElement
 {
 public:
-    // When true, an element is stamped with the present time as it is built or assigned.
+    // When true, the constructor and the assignments set the time stamp to the present time.
     static bool _auto_time;
-    // The time of an element that has none.
+    // The time stamp of an element that was never stamped.
     static const std::time_t _invalid_time;
 
-    CElement(); // an empty string, stamped only when `_auto_time` is set
+    CElement(); // an empty string
 
     // Assignment decides the type: 1, 3 or 6.
     CElement& operator=(bool value);
     CElement& operator=(std::int32_t value);
     CElement& operator=(const std::string& value);
-    CElement& operator=(const char* value) = delete; // would otherwise be taken as a boolean
+    CElement& operator=(const char* value) = delete; // would otherwise convert to a boolean
 
     int type() const;
     std::time_t time() const;
 
     // "true"/"false", the decimal number, or the text.
     void to_string(std::string& out) const;
-    // 1/0, the number, or the text's leading decimal number: 0 when there is none,
-    // the nearest limit of 32 bits when it is beyond.
+    // 1 or 0, the number, or the decimal number at the start of the text: 0 when there is no
+    // number, the nearest 32-bit limit when it does not fit.
     std::int32_t to_int() const;
-    // The boolean, whether the number is not 0, or whether the text is "true" or "1".
+    // True for the boolean true, a number other than 0, and the texts "true" and "1".
     bool to_bool() const;
 
-    // Replaces `out` by the parts of `in` as repeated `std::getline` calls with `separator`
-    // cut them; an empty text has no parts.
+    // Replaces `out` by the parts of `in`, split as repeated `std::getline` calls with `separator`
+    // would. An empty text has no parts.
     static void split_string(std::vector<std::string>& out, const std::string& in, char separator);
 
 private:
@@ -58,13 +58,13 @@ private:
     std::time_t _time;
 };
 
-// The calls on an open store. Arrays of one call run in parallel: element i of each belongs
-// to path i. The arrays that a call fills are resized to the number of paths.
-// Every call returns 0, or another number when it failed as a whole.
+// The calls on an open store. Element i of every array belongs to path i. A call resizes the arrays
+// that it fills to the number of paths.
+// Every call returns 0, or another number when the whole call failed.
 class CCds
 {
 public:
-    pcd_connection* handle = nullptr; // set and closed by the user; null: not connected
+    pcd_connection* handle = nullptr; // the caller sets and closes it; null: not connected
 
     int get_leaves(const std::vector<std::string>& paths, std::vector<api_status_t>& statuses,
                    std::vector<CElement>& elements, std::vector<element_property_t>& properties);
@@ -83,7 +83,7 @@ public:
 class CEvent
 {
 public:
-    // `out` = the non-empty ones of the three names joined with "/".
+    // Sets `out` to the non-empty names, joined with "/".
     static void format_source_string(std::string& out, const std::string& first,
                                      const std::string& second, const std::string& third);
 };

@@ -1,7 +1,7 @@
 // libcds: the plain-function layer of the configuration data store's client library.
 //
-// The stand-in's declaration of exactly what the settings utility uses. The meter's own
-// library brings a header of its own.
+// This header of the simulated client library declares only what the settings utility uses. The
+// meter's own library has its own header.
 #pragma once
 
 #ifdef __cplusplus
@@ -10,10 +10,10 @@ extern "C" {
 
 struct pcd_connection;
 
-// Status of one leaf of one call; 1 when the leaf was handled.
+// The status of one leaf of a call; 1 means success.
 typedef int api_status_t;
 
-// Flag given with every leaf that is written; its meaning is the store's own.
+// The flag passed with every written leaf. Only the store interprets it.
 typedef int pcd_tribool_t;
 
 // Opens the store. Returns the connection, or null when the store cannot be reached.

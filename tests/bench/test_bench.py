@@ -1,4 +1,4 @@
-"""What bench/ measures with still builds, runs, and measures what it says."""
+"""The programs in bench/ build, run, and measure what their tables say."""
 
 import re
 import subprocess
@@ -20,11 +20,11 @@ NUMBER = re.compile(r"[\d,]+(?:\.\d+)?")
 
 @pytest.fixture(scope="module", autouse=True)
 def built():
-    measuring.build("contest", "floor", "store-floor")
+    measuring.build("contest", "baseline", "store-baseline")
 
 
-def floor(exit_key="0"):
-    return Contender("floor", [BUILD / "floor", "one ", "two "], {}, f"{exit_key}\r")
+def baseline(exit_key="0"):
+    return Contender("baseline", [BUILD / "baseline", "one ", "two "], {}, f"{exit_key}\r")
 
 
 START, KEY, ENTER = Step("start", "", b"one "), Step("key", "x", b"x"), Step("next", "\r", b"two ")
@@ -34,11 +34,11 @@ def test_a_round_of_compare():
     """The counts are the ones of its page; times are only within what no machine would exceed."""
     done = subprocess.run(
         [REPOSITORY / "bench" / "compare", "--rounds", "2", "--only", "times", "calls", "bytes",
-         "--against", "floor"], capture_output=True, text=True, timeout=10 * STEP_LIMIT)
+         "--against", "baseline"], capture_output=True, text=True, timeout=10 * STEP_LIMIT)
     assert done.returncode == 0, done.stderr
     cells = [[cell.strip() for cell in line.split("|")[1:-1]]
              for line in done.stdout.splitlines() if line.startswith("|")]
-    assert cells[0] == ["", "floor", "meter-settings"]
+    assert cells[0] == ["", "baseline", "meter-settings"]
     rows = {what: [float(NUMBER.search(cell)[0].replace(",", "")) for cell in row if cell]
             for what, *row in cells[2:] if not what.startswith("-")}
     assert rows["system calls, a key"] == [3, 3]
@@ -52,11 +52,11 @@ def test_a_round_of_compare():
 
 
 def test_a_step_is_learnt_with_its_answer():
-    assert measuring.learn(floor(), ("start", ""), ("key", "x"), ("next", "\r")) == [START, KEY, ENTER]
+    assert measuring.learn(baseline(), ("start", ""), ("key", "x"), ("next", "\r")) == [START, KEY, ENTER]
 
 
 def test_a_contest_times_every_step_of_every_round():
-    plan = [(floor(), [START, KEY, ENTER])] * 2
+    plan = [(baseline(), [START, KEY, ENTER])] * 2
     times = measuring.hold_contest(3, 1, plan)
     assert {what: len(values) for what, values in times.items()} == {
         (position, name): 3 for position in (0, 1) for name in ("start", "key", "next", "exit", "end")}
@@ -82,13 +82,13 @@ def test_a_program_that_fails_is_no_contender():
 
 def test_another_answer_is_an_error():
     with pytest.raises(Mismatch):
-        measuring.play(floor(), [START, Step("key", "x", b"y")])
+        measuring.play(baseline(), [START, Step("key", "x", b"y")])
 
 
 @pytest.mark.parametrize("work, writes", [(["get"], False), (["set"], True)])
-def test_the_floor_of_the_store(meter, work, writes):
+def test_the_baseline_of_the_store(meter, work, writes):
     before = (meter.folder / "store.toml").read_bytes()
-    command = [BUILD / "store-floor", *work, meter.folder, *["7"] * writes]
+    command = [BUILD / "store-baseline", *work, meter.folder, *["7"] * writes]
     subprocess.run(command, check=True, timeout=STEP_LIMIT, stdout=subprocess.DEVNULL)
     after = (meter.folder / "store.toml").read_bytes()
     assert after == (b"7" + before[1:] if writes else before)

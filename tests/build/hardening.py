@@ -1,11 +1,11 @@
-"""Checks of one program or shared library, read off the file."""
+"""Checks of one program or shared library. They read the file."""
 
 import re
 
 from harness.elf import readelf, symbols
 
 CHECKED_CALLS = {"__printf_chk", "__fprintf_chk", "__snprintf_chk"}
-# C++ that a small program does without: streams, locales, threads.
+# Parts of the C++ library that a small program must not use: streams, locales, threads.
 UNWANTED = re.compile(r"St6locale|St8ios_base|St6thread|basic_[io]?stream|^_ZNK?S[oi]|St4cout|pthread_create")
 
 

@@ -1,4 +1,4 @@
-"""The program built against an installed client library: the stand-in in the library's shape."""
+"""Builds the program against an installed client library: the simulated one, laid out like a meter's."""
 
 import os
 import re
@@ -9,7 +9,7 @@ import sys
 
 import pytest
 from harness.program import BUILD, REPOSITORY, RUN_WITH
-from tools import LIMIT, shown_by_other_builds, told_by
+from tools import LIMIT, output_of, shown_by_other_builds
 
 LIBRARIES_OF_A_METER = ("libcds++.so", "libcds.so", "libstdc++.so.", "libgcc_s.so.", "libm.so.",
                         "libc.so.")  # fmt: skip
@@ -17,25 +17,25 @@ BINUTILS = "powerpc-linux-gnu-" if RUN_WITH else ""
 
 
 def built_against(library, build):
-    """The program in a build folder of its own, made from an installed library. The folder was
-    configured for another library before, which is gone."""
+    """Builds the program against an installed library, in a build directory that was configured for another
+    library, which no longer exists."""
     other = library.with_name("other")
     shutil.copytree(library, other)
     for root in (other, library):
-        told_by("cmake", "--preset", BUILD.name, "-B", build, f"-DCDS_ROOT={root}", cwd=REPOSITORY)
+        output_of("cmake", "--preset", BUILD.name, "-B", build, f"-DCDS_ROOT={root}", cwd=REPOSITORY)
         shutil.rmtree(other, ignore_errors=True)
-    told_by("cmake", "--build", build)
+    output_of("cmake", "--build", build)
     return build / "meter-settings"
 
 
 def find_libraries_in(folder):
-    """The words before a program that let it find shared libraries there."""
+    """Returns the arguments before a program that make it find shared libraries in the directory."""
     return shlex.join([*RUN_WITH, "-E", f"LD_LIBRARY_PATH={folder}"] if RUN_WITH
                       else ["env", f"LD_LIBRARY_PATH={folder}"])
 
 
-def check_that_nothing_of_the_stand_in_is_in(program):
-    symbols = told_by(f"{BINUTILS}nm", "-C", program)
+def check_that_the_simulated_library_is_not_in(program):
+    symbols = output_of(f"{BINUTILS}nm", "-C", program)
     assert " T main" in symbols
     assert not re.findall(r".*(?:simulator::|toml|nlohmann).*", symbols)
     library = r"pcd_init|pcd_close|toolkit::CCds::\w+\(.*|toolkit::CElement::to_string\(.*"
@@ -45,7 +45,7 @@ def check_that_nothing_of_the_stand_in_is_in(program):
 
 
 def check_that_the_library_is_loaded_by(program):
-    loaded = told_by(f"{BINUTILS}readelf", "-dW", program)
+    loaded = output_of(f"{BINUTILS}readelf", "-dW", program)
     needed = re.findall(r"\(NEEDED\).*\[(.*)\]", loaded)
     assert needed[:2] == ["libcds++.so", "libcds.so"]
     assert "RUNPATH" not in loaded and "RPATH" not in loaded
@@ -64,12 +64,12 @@ def check_the_dialogues_of(program, library):
 
 @shown_by_other_builds
 @pytest.mark.builds
-def test_the_program_is_built_against_a_library_that_is_installed_elsewhere(tmp_path, plain_folder):
+def test_the_program_is_built_against_a_library_in_another_directory(tmp_path, plain_folder):
     prefix = tmp_path / "installed"
-    told_by("cmake", "--install", BUILD, "--prefix", prefix, "--component", "desk")
+    output_of("cmake", "--install", BUILD, "--prefix", prefix, "--component", "desk")
     library = prefix / "lib" / "meter-settings"
     program = built_against(library, tmp_path / "build")
-    check_that_nothing_of_the_stand_in_is_in(program)
+    check_that_the_simulated_library_is_not_in(program)
     check_that_the_library_is_loaded_by(program)
     (plain_folder / "lib").symlink_to(library / "lib")
     check_the_dialogues_of(program, plain_folder / "lib")

@@ -1,4 +1,4 @@
-"""The meter's build takes nothing of this machine's own headers and libraries."""
+"""The meter build uses no headers and libraries of the host."""
 
 import os
 import subprocess
@@ -14,17 +14,17 @@ HEADER_FOLDERS = (f"{REPOSITORY}/", "/usr/powerpc-linux-gnu/", "/usr/lib/gcc-cro
 
 
 @cross_build
-def test_no_header_of_this_machine_is_read():
-    told = subprocess.run(["ninja", "-C", BUILD, "-t", "deps"], capture_output=True, text=True,
+def test_no_header_of_the_host_is_read():
+    listed = subprocess.run(["ninja", "-C", BUILD, "-t", "deps"], capture_output=True, text=True,
                           timeout=STEP_LIMIT, check=True).stdout
-    read = {os.path.realpath(BUILD / line.strip()) for line in told.splitlines() if line[:1] == " "}
+    read = {os.path.realpath(BUILD / line.strip()) for line in listed.splitlines() if line[:1] == " "}
     assert any("/cds++.h" in path for path in read)
     assert not [path for path in sorted(read) if not path.startswith(HEADER_FOLDERS)]
 
 
 @cross_build
-def test_the_program_is_a_dynamic_one_for_a_32_bit_big_endian_powerpc():
-    told = subprocess.run(["powerpc-linux-gnu-readelf", "-hlW", BUILD / "meter-settings"],
+def test_the_program_is_dynamic_and_for_a_32_bit_big_endian_powerpc():
+    listed = subprocess.run(["powerpc-linux-gnu-readelf", "-hlW", BUILD / "meter-settings"],
                           capture_output=True, text=True, timeout=STEP_LIMIT, check=True).stdout
     for wanted in ("ELF32", "big endian", "PowerPC", "interpreter: /lib/ld.so.1"):
-        assert wanted in told
+        assert wanted in listed

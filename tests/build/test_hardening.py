@@ -1,4 +1,4 @@
-"""The programs and libraries are hardened: read off the files as they are installed."""
+"""The installed programs and libraries are hardened. The tests read the files."""
 
 import json
 
@@ -6,7 +6,7 @@ import hardening
 import pytest
 from harness.elf import is_elf
 from harness.program import BUILD
-from tools import shown_by_other_builds, told_by
+from tools import output_of, shown_by_other_builds
 
 pytestmark = [shown_by_other_builds]
 
@@ -14,9 +14,10 @@ pytestmark = [shown_by_other_builds]
 @pytest.fixture(scope="module")
 def installed(tmp_path_factory):
     prefix = tmp_path_factory.mktemp("installed")
-    told_by("cmake", "--install", BUILD, "--prefix", prefix)
+    output_of("cmake", "--install", BUILD, "--prefix", prefix)
     files = [path for path in prefix.rglob("*") if is_elf(path) and not path.is_symlink()]
-    assert {"meter-settings", "cdsctl", "libcds.so", "libcds++.so"} <= {path.name for path in files}
+    assert {"meter-settings", "meter-settings-doctor", "cdsctl", "libcds.so", "libcds++.so"} <= {
+        path.name for path in files}
     return files
 
 
@@ -38,7 +39,7 @@ def test_every_program_is_hardened(programs):
         hardening.check_hardened(file)
 
 
-def test_every_source_is_compiled_with_the_highest_level_that_the_compiler_has():
+def test_every_source_is_compiled_with_the_highest_level_of_the_compiler():
     commands = [entry["command"] for entry in json.loads((BUILD / "compile_commands.json").read_text())]
     assert len(commands) > 20
     for command in commands:

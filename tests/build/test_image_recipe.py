@@ -1,5 +1,5 @@
-"""The example recipe for image builds, run as an image build would: from a directory of its own,
-without a network, on this checkout."""
+"""Runs the example recipe for image builds as an image build does: in its own directory, without a network,
+on this checkout."""
 
 import os
 import shutil
@@ -8,7 +8,7 @@ import subprocess
 import hardening
 import pytest
 from harness.program import REPOSITORY, RUN_WITH
-from tools import check_that_it_runs, installed_library, shown_by_other_builds, told_by
+from tools import check_that_it_runs, installed_library, output_of, shown_by_other_builds
 
 pytestmark = [shown_by_other_builds]
 
@@ -16,18 +16,20 @@ RECIPE = REPOSITORY / "docs" / "examples" / "image-recipe"
 
 
 def without_network():
-    """The arguments that run a command without any network, where the kernel lets us."""
+    """Returns the arguments that run a command without a network, if the kernel permits it."""
     tried = subprocess.run(["unshare", "--net", "true"], capture_output=True)
     return ["unshare", "--net"] if tried.returncode == 0 else []
 
 
 @pytest.mark.builds
 @pytest.mark.skipif(not RUN_WITH, reason="the recipe builds for the meter")
-def test_the_recipe_installs_the_program_into_the_staging_directory(tmp_path, meter):
-    library = installed_library(tmp_path / "installed")
-    recipe = tmp_path / "image" / "meter-settings"
+def test_the_recipe_installs_the_program_into_the_staging_directory(plain_folder, meter):
+    """In a directory in which make can build: one without a colon."""
+    library = installed_library(plain_folder / "installed")
+    recipe = plain_folder / "image" / "meter-settings"
+    (plain_folder / "source").symlink_to(REPOSITORY)
     shutil.copytree(RECIPE, recipe)
-    told_by(*without_network(), "make", f"SOURCE={REPOSITORY}", f"CDS_ROOT={library}", cwd=recipe,
+    output_of(*without_network(), "make", f"SOURCE={plain_folder}/source", f"CDS_ROOT={library}", cwd=recipe,
             env={name: value for name, value in os.environ.items() if name != "MAKEFLAGS"})
     staging = recipe / "staging"
     assert {path.name for path in recipe.iterdir()} == {"Makefile", "work", "staging"}

@@ -1,7 +1,8 @@
-"""What is installed, the Debian packages, and that the same sources give the same bytes."""
+"""The installed files, the Debian packages, and reproducible builds."""
 
 import os
 import re
+import shlex
 import shutil
 import subprocess
 import tarfile
@@ -9,9 +10,10 @@ import tarfile
 import pexpect
 import pytest
 from harness.menus import typed
+from harness.meter import toml_value
 from harness.piped import run
 from harness.program import BUILD, REPOSITORY, RUN_WITH, STEP_LIMIT, command, wait_until
-from tools import shown_by_other_builds, told_by
+from tools import output_of, shown_by_other_builds
 
 pytestmark = [shown_by_other_builds]
 
@@ -25,8 +27,8 @@ PROGRAM_FILES = {
     "share/man/man8/meter-settings-doctor.8.gz",
     "share/man/man8/meter-settings.8.gz",
 }
-GUIDES = ("CHANGELOG", "doctor", "integrator", "options-list", "simulated-meter", "speed", "technician",
-          "what-a-save-does")
+GUIDES = ("CHANGELOG", "compatibility", "doctor", "glossary", "integrator", "options-list", "simulated-meter",
+          "speed", "technician", "technician-card", "trainer", "what-a-save-calls", "what-a-save-does")
 DOC_FILES = {f"share/doc/meter-settings/{name}.md" for name in GUIDES} | {
     "share/doc/meter-settings-doc/changelog.gz",
     "share/doc/meter-settings-doc/copyright",
@@ -74,7 +76,7 @@ FLEET_FILES = {
                    "plugins/doc_fragments/console.py", "plugins/module_utils/console.py",
                    "plugins/modules/meter_settings.py", "plugins/modules/meter_settings_info.py")),
 }
-# The components of this build. What drives the menus depends on no processor: the host's build has it.
+# The components of this build. meter-fleet depends on no processor, so only the host build has it.
 COMPONENTS = {"program": PROGRAM_FILES, "doc": DOC_FILES, "desk": DESK_FILES}
 if not RUN_WITH:
     COMPONENTS["fleet"] = FLEET_FILES
@@ -83,7 +85,7 @@ PACKAGES = {"program": "meter-settings", "doc": "meter-settings-doc", "desk": "m
 
 
 PAGE = REPOSITORY / "build" / "web" / "meter.html"
-if PAGE.exists():  # made by ./page
+if PAGE.exists():  # only after ./page
     DESK_FILES |= {"share/meter-settings/meter.html"}
 
 
@@ -92,39 +94,39 @@ def files_below(folder):
 
 
 def packages_of(build, folder):
-    """The packages that cpack makes of a build, by name."""
-    told_by("cpack", "--config", build / "CPackConfig.cmake", "-B", folder, cwd=build)
+    """Runs cpack on a build. Returns the packages by name."""
+    output_of("cpack", "--config", build / "CPackConfig.cmake", "-B", folder, cwd=build)
     return {path.name.partition("_")[0]: path for path in folder.glob("*.deb")}
 
 
 @pytest.mark.parametrize("component, wanted", COMPONENTS.items(), ids=COMPONENTS)
-def test_a_component_is_installed_below_the_prefix_and_no_more(component, wanted, tmp_path):
-    told_by("cmake", "--install", BUILD, "--prefix", "/usr", "--component", component,
+def test_only_the_files_of_a_component_are_installed_below_the_prefix(component, wanted, tmp_path):
+    output_of("cmake", "--install", BUILD, "--prefix", "/usr", "--component", component,
             env={**os.environ, "DESTDIR": str(tmp_path)})
     assert files_below(tmp_path) == {f"usr/{name}" for name in wanted}
 
 
-def check_that_the_utility_runs_on_a_meter_of_the_desk_package(root, meter):
-    told_by(root / "usr/bin/cdsctl", "init", meter)
+def check_that_the_utility_runs_on_a_meter_of_the_package(root, meter):
+    output_of(root / "usr/bin/cdsctl", "init", meter)
     session = run([root / "usr/lib/meter-settings/bin/meter-settings"],
                   {"METER_SIM_DIR": str(meter), "METER_SIM_NO_DELAY": "1"},
                   typed("{PRIMARY_DNS}\n10.1.2.3\n{SAVE_WITHOUT_INIT}\ny\n0\n").encode())
     assert session.returncode == 0, session.stderr
-    assert told_by(root / "usr/bin/cdsctl", "-C", meter, "get",
+    assert output_of(root / "usr/bin/cdsctl", "-C", meter, "get",
                    "/Software/System Settings/Network/Name Server/1/Value") == "10.1.2.3\n"
 
 
-def check_that_a_watched_session_runs(root, meter):
+def check_that_a_live_view_runs(root, meter):
     temporary = meter.with_name("temporary")
     temporary.mkdir()
     session = pexpect.spawn(str(root / "usr/bin/meter-session"), [str(meter) + "/"], dimensions=(50, 200),
                             env={**os.environ, "TMUX": "", "TERM": "xterm", "TMPDIR": str(temporary)}, timeout=STEP_LIMIT)
     try:
-        session.expect("Initialization")  # the utility is started with -m
+        session.expect("Initialization")  # it runs with -m
         assert list(temporary.iterdir())
         session.send("0\r")
         session.expect(pexpect.EOF)
-        wait_until(lambda: not session.isalive(), lambda: "it does not end")
+        wait_until(lambda: not session.isalive(), lambda: "the session does not end")
         assert session.exitstatus == 0
     finally:
         session.close(force=True)
@@ -132,12 +134,12 @@ def check_that_a_watched_session_runs(root, meter):
     assert list(meter.parent.glob(f"{meter.name}*")) == [meter]
     assert (meter / "store.toml").read_bytes() == (meter / "factory.toml").read_bytes()
     for words in ((), ("-m",)):
-        refused = subprocess.run([root / "usr/bin/meter-session", *words], capture_output=True, text=True,
+        rejected = subprocess.run([root / "usr/bin/meter-session", *words], capture_output=True, text=True,
                                  timeout=STEP_LIMIT)
-        assert (refused.returncode, refused.stderr) == (2, "usage: meter-session METER [ARGUMENT...]\n")
+        assert (rejected.returncode, rejected.stderr) == (2, "usage: meter-session METER [ARGUMENT...]\n")
 
 
-# As dpkg-shlibdeps finds them with the Debian 12 compilers, where it knows the libraries.
+# The same as dpkg-shlibdeps prints with the Debian 12 compilers, for the libraries that it knows.
 NEEDED = {"meter-settings": "libc6 (>= 2.34), libgcc-s1 (>= 3.3.1), libstdc++6 (>= 11)" if RUN_WITH else
           "libc6 (>= 2.35)", "meter-settings-doc": ""}
 
@@ -145,14 +147,15 @@ NEEDED = {"meter-settings": "libc6 (>= 2.34), libgcc-s1 (>= 3.3.1), libstdc++6 (
 def check_what_the_packages_need(packages):
     machine = "powerpc" if RUN_WITH else "amd64"
     for name, package in packages.items():
-        field = told_by("dpkg-deb", "--field", package, "Architecture").strip()
+        field = output_of("dpkg-deb", "--field", package, "Architecture").strip()
         assert field == ("all" if name in ("meter-settings-doc", "meter-fleet") else machine)
     for name, needed in NEEDED.items():
-        assert told_by("dpkg-deb", "--field", packages[name], "Depends").strip() == needed
+        assert output_of("dpkg-deb", "--field", packages[name], "Depends").strip() == needed
 
 
 def check_the_tarball(folder):
-    """It belongs to root, and holds the stripped component from the root directory on."""
+    """Root owns all files of the tarball. It contains the stripped component with paths from the root
+    directory."""
     with tarfile.open(next(folder.glob("meter-settings_*.tar.gz"))) as tarball:
         members = tarball.getmembers()
     assert {member.name for member in members if member.isfile()} == {f"./usr/{name}" for name in PROGRAM_FILES}
@@ -162,62 +165,64 @@ def check_the_tarball(folder):
 
 
 @pytest.mark.builds
-def test_the_packages_hold_the_components_and_lintian_finds_no_fault(tmp_path):
+def test_the_packages_hold_the_components_and_lintian_finds_no_fault(tmp_path, plain_folder):
     packages = packages_of(BUILD, tmp_path / "packages")
-    said = told_by("lintian", "--fail-on", "error,warning", "--display-info", "--allow-root", *packages.values())
+    said = output_of("lintian", "--fail-on", "error,warning", "--display-info", "--allow-root", *packages.values())
     assert "hardening" not in said
     check_what_the_packages_need(packages)
     check_the_tarball(tmp_path / "packages")
     for name, wanted in ((PACKAGES[component], wanted) for component, wanted in COMPONENTS.items()):
-        told_by("dpkg-deb", "--extract", packages.pop(name), tmp_path / name)
+        output_of("dpkg-deb", "--extract", packages.pop(name), tmp_path / name)
         assert files_below(tmp_path / name / "usr") == wanted
     assert not packages
     if not RUN_WITH:
-        check_that_the_utility_runs_on_a_meter_of_the_desk_package(
+        check_that_the_utility_runs_on_a_meter_of_the_package(
             tmp_path / "meter-settings-desk", tmp_path / "meter")
-        check_that_a_watched_session_runs(tmp_path / "meter-settings-desk", tmp_path / "watched")
-        check_that_a_plan_is_applied_from_the_package(tmp_path)
+        check_that_a_live_view_runs(tmp_path / "meter-settings-desk", tmp_path / "watched")
+        check_that_a_plan_is_applied_from_the_package(tmp_path, plain_folder)
 
 
-def check_that_a_plan_is_applied_from_the_package(folder):
-    """With the library of the package alone, on a meter of the desk package."""
+def check_that_a_plan_is_applied_from_the_package(folder, plain_folder):
+    """Uses only the library of the package, on a meter of the package meter-settings-desk."""
     desk, fleet = folder / "meter-settings-desk" / "usr", folder / "meter-fleet" / "usr"
-    told_by(desk / "bin/cdsctl", "init", folder / "fleet-meter")
-    console = f"run:env METER_SIM_DIR={folder}/fleet-meter {desk}/lib/meter-settings/bin/meter-settings -m"
+    output_of(desk / "bin/cdsctl", "init", folder / "fleet-meter")
+    console = "run:" + shlex.join(["env", f"METER_SIM_DIR={folder}/fleet-meter",
+                                   f"{desk}/lib/meter-settings/bin/meter-settings", "-m"])
     plan = folder / "plan.toml"
-    plan.write_text(f'[[meter]]\nname = "one"\nconsole = "{console}"\n[meter.settings]\nenclosure = "RK"\n')
-    library = fleet / "lib/python3/dist-packages"
-    told_by("/usr/bin/python3", fleet / "bin/meter-fleet", "apply", plan, cwd=folder,
+    plan.write_text(f'[[meter]]\nname = "one"\nconsole = {toml_value(console)}\n[meter.settings]\nenclosure = "RK"\n')
+    library = plain_folder / "library"
+    library.symlink_to(fleet / "lib/python3/dist-packages")
+    output_of("/usr/bin/python3", fleet / "bin/meter-fleet", "apply", plan, cwd=folder,
             env={**os.environ, "PYTHONPATH": str(library)})
-    assert told_by(desk / "bin/cdsctl", "-C", folder / "fleet-meter", "get", "/VMIC/Enclosure/Value") == "RK\n"
+    assert output_of(desk / "bin/cdsctl", "-C", folder / "fleet-meter", "get", "/VMIC/Enclosure/Value") == "RK\n"
 
 
 @pytest.mark.skipif(bool(RUN_WITH), reason="the meter's build has no live view, and no page")
-def test_the_page_is_opened(tmp_path):
-    """With a program that opens pages, without one, and where there is no page."""
-    told_by("cmake", "--install", BUILD, "--prefix", "/usr", "--component", "desk",
+def test_the_page_is_opened(tmp_path, plain_folder):
+    """Tests with a program that opens pages, without one, and without the page."""
+    for name in ("bash", "dirname", "readlink", "realpath"):
+        (plain_folder / name).symlink_to(shutil.which(name))
+    alone = {"PATH": str(plain_folder)}
+    output_of("cmake", "--install", BUILD, "--prefix", "/usr", "--component", "desk",
             env={**os.environ, "DESTDIR": str(tmp_path)})
     page = tmp_path / "usr/share/meter-settings/meter.html"
     page.write_text("a page", encoding="utf-8")
-    opener = tmp_path / "programs" / "xdg-open"
-    opener.parent.mkdir()
     session = tmp_path / "usr/bin/meter-session"
-    without = f"{opener.parent}:/usr/bin:/bin"
-    if not shutil.which("xdg-open", path=without):
-        assert told_by(session, "--page", env={"PATH": without}) == f"Open this file in a browser: {page}\n"
+    assert output_of(session, "--page", env=alone) == f"Open this file in a browser: {page}\n"
+    opener = plain_folder / "xdg-open"
     opener.write_text('#!/bin/sh\necho "opened $1"\n', encoding="utf-8")
     opener.chmod(0o755)
-    assert told_by(session, "--page", env={"PATH": without}) == f"opened {page}\n"
+    assert output_of(session, "--page", env=alone) == f"opened {page}\n"
     page.unlink()
-    missing = subprocess.run([session, "--page"], capture_output=True, text=True, timeout=STEP_LIMIT, check=False)
+    missing = subprocess.run([session, "--page"], env=alone, capture_output=True, text=True, timeout=STEP_LIMIT, check=False)
     assert missing.returncode == 3 and "meter.html is missing" in missing.stderr
 
 
 @pytest.mark.builds
 def test_cpack_builds_what_it_packs(tmp_path):
-    """As after ./run, which builds no more than it starts."""
+    """Packs after ./run, which builds only the programs that it starts."""
     build = tmp_path / "it's a build"
-    told_by("cmake", "--preset", BUILD.name, "-B", build, cwd=REPOSITORY)
+    output_of("cmake", "--preset", BUILD.name, "-B", build, cwd=REPOSITORY)
     packages = packages_of(build, tmp_path / "packages")
     assert set(packages) == {PACKAGES[component] for component in COMPONENTS}
     assert not (build / "unit-tests").exists()
@@ -227,26 +232,25 @@ EPOCH = "1700000000"
 
 
 def built_in(folder, mask):
-    """The packages and the programs of a build of these sources, in a folder of its own and built
-    with this umask."""
+    """Builds these sources in another directory with this umask. Returns the packages and programs."""
     folder.mkdir(parents=True)
-    names = told_by("git", "ls-files", "-zco", "--exclude-standard", cwd=REPOSITORY).split("\0")
+    names = output_of("git", "ls-files", "-zco", "--exclude-standard", cwd=REPOSITORY).split("\0")
     for name in filter(None, names):
         (folder / name).parent.mkdir(parents=True, exist_ok=True)
         shutil.copyfile(REPOSITORY / name, folder / name)
         if os.access(REPOSITORY / name, os.X_OK):
             (folder / name).chmod(0o755)
-    environment = {**os.environ, "SOURCE_DATE_EPOCH": EPOCH}
-    told_by("cmake", "--preset", BUILD.name, "-DBUILD_TESTING=OFF", cwd=folder, env=environment, umask=mask)
-    told_by("cmake", "--build", "--preset", BUILD.name, cwd=folder, env=environment, umask=mask)
+    environment = {**os.environ, "SOURCE_DATE_EPOCH": EPOCH, "CCACHE_DISABLE": "1"}  # compile everything twice
+    output_of("cmake", "--preset", BUILD.name, "-DBUILD_TESTING=OFF", cwd=folder, env=environment, umask=mask)
+    output_of("cmake", "--build", "--preset", BUILD.name, cwd=folder, env=environment, umask=mask)
     build = folder / "build" / BUILD.name
-    told_by("cpack", "-B", "packages", cwd=build, env=environment, umask=0o022)  # shows in the archive
+    output_of("cpack", "-B", "packages", cwd=build, env=environment, umask=0o022)  # the archive contains the umask
     return [build / "meter-settings", build / "cdsctl", *sorted((build / "packages").glob("*.deb")),
             *(build / "packages").glob("*.tar.gz")]
 
 
 @pytest.mark.full
-def test_two_builds_in_two_folders_are_the_same_and_show_the_date_that_was_set(tmp_path):
+def test_builds_in_two_directories_are_identical_and_show_the_given_date(tmp_path):
     one, other = built_in(tmp_path / "one", 0o022), built_in(tmp_path / "another" / "folder", 0o077)
     assert len(one) == 3 + len(COMPONENTS)  # two programs, a tarball, and a package of each component
     for left, right in zip(one, other):

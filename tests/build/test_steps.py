@@ -1,4 +1,5 @@
-"""The steps of the developer's guide, followed on a copy of the tree: built, recorded, played."""
+"""Applies the steps of the developer's guide to a copy of the tree, then builds it and records and plays a
+dialogue."""
 
 import os
 import re
@@ -12,8 +13,8 @@ pytestmark = [pytest.mark.full, pytest.mark.host_only]
 
 GUIDE = (REPOSITORY / "docs" / "developer.md").read_text(encoding="utf-8")
 PLAY = "meter: factory\narguments: -m\n\n[console]\n"
-# What the new thing must bring about, in a dialogue of its own: the keys, and a leaf that is written.
-# Then the tests that pass after these steps alone; the guide names what else to edit.
+# For each section of the guide: the keys of a dialogue for the new feature, a leaf that it must write, and
+# the tests that pass after these steps alone. (The guide names the other files to edit.)
 TESTS = ("tests/dialogues", "tests/model", "tests/fuzz", "tests/test_harness.py")
 EXAMPLES = {
     "An option": ("‹5⏎›‹2⏎›‹lte-WEB⏎›‹0⏎›‹6⏎›‹y⏎›‹0⏎›", "/VMIC/Options/LTE/Value = true\n",
@@ -25,7 +26,7 @@ EXAMPLES = {
 
 
 def edits_of(section):
-    """(file, old text, new text) of each hunk of the section's diff."""
+    """Yields (file, old text, new text) for each hunk in the diff of the section."""
     diff = re.search(rf"^### {section}$.*?^```diff\n(.*?)^```$", GUIDE, re.M | re.S)[1]
     for part in re.split(r"^\+\+\+ ", diff, flags=re.M)[1:]:
         name, _, hunks = part.partition("\n")
@@ -42,11 +43,11 @@ def copy_of_the_tree(folder):
 
 
 @pytest.mark.parametrize("section", EXAMPLES)
-def test_the_steps_lead_to_a_program_that_plays(section, tmp_path):
+def test_the_program_has_the_new_feature_after_the_steps(section, tmp_path):
     copy_of_the_tree(tmp_path)
     for name, old, new in edits_of(section):
         text = (tmp_path / name).read_text(encoding="utf-8")
-        assert text.count(old) == 1, f"{name} does not have this once:\n{old}"
+        assert text.count(old) == 1, f"{name} does not contain this exactly once:\n{old}"
         (tmp_path / name).write_text(text.replace(old, new), encoding="utf-8")
     keys, written, tests = EXAMPLES[section]
     example = tmp_path / "tests" / "dialogues" / "example.dialogue"

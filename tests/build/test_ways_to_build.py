@@ -1,16 +1,18 @@
-"""The ways in which integrators build: with makefiles and without presets, each build type, each
-compiler that Debian packages, without RTTI, statically, and with the library of a pkg-config package."""
+"""Builds in all the ways that integrators use: with makefiles and without presets, with each build type and
+each compiler of Debian, without RTTI, statically, and with the library of a pkg-config package."""
 
 import os
+import pathlib
 import shutil
 import subprocess
+import tempfile
 
 import hardening
 import pytest
 from harness.elf import allocated_size, needed_libraries, readelf
 from harness.program import BUILD, REPOSITORY, RUN_WITH
-from tools import (LIMIT, built, check_that_it_runs, configured, installed_library, shown_by_other_builds,
-                   toolchain, told_by)
+from tools import (LIMIT, built, check_that_it_runs, check_that_the_doctor_runs, configured, installed_library,
+                   shown_by_other_builds, sources_for, toolchain, output_of)
 
 pytestmark = [shown_by_other_builds, pytest.mark.builds]
 
@@ -20,27 +22,47 @@ METER_COMPILERS = ("powerpc-linux-gnu-g++-12", "clang++-19")
 COMPILERS = METER_COMPILERS if RUN_WITH else HOST_COMPILERS
 
 
+PROGRAMS = ("meter-settings", "meter-settings-doctor")
+
+
+def check_that_both_run(build, libraries, meter):
+    check_that_it_runs(build / "meter-settings", libraries, meter)
+    check_that_the_doctor_runs(build / "meter-settings-doctor", libraries, meter)
+
+
+def check_programs(build, libraries, meter, calls_checked=True):
+    for name in PROGRAMS:
+        hardening.check_hardened(build / name, calls_checked)
+    check_that_both_run(build, libraries, meter)
+
+
 @pytest.fixture(scope="module")
-def library(tmp_path_factory):
-    return installed_library(tmp_path_factory.mktemp("installed"))
+def library():
+    with tempfile.TemporaryDirectory() as folder:
+        yield installed_library(pathlib.Path(folder))
+
+
+@pytest.fixture
+def tmp_path(plain_folder):
+    """A directory in which make can build."""
+    return plain_folder
 
 
 @pytest.mark.builds
 def test_without_preset_and_build_type_the_program_is_hardened(library, tmp_path, meter):
     program = built(tmp_path / "build", f"-DCDS_ROOT={library}")
-    hardening.check_hardened(program)
-    hardening.check_without_streams_locales_and_threads(program)
-    check_that_it_runs(program, library / "lib", meter)
-    if RUN_WITH:
-        assert allocated_size(program) < allocated_size(BUILD / "meter-settings") + 500
+    check_programs(program.parent, library / "lib", meter)
+    for name in PROGRAMS:
+        hardening.check_without_streams_locales_and_threads(program.with_name(name))
+        if RUN_WITH:
+            assert allocated_size(program.with_name(name)) < allocated_size(BUILD / name) + 500
 
 
 @pytest.mark.full
 @pytest.mark.parametrize("build_type", ["Debug", "Release", "RelWithDebInfo", "MinSizeRel"])
 def test_each_build_type(build_type, library, tmp_path, meter):
     program = built(tmp_path / "build", f"-DCDS_ROOT={library}", f"-DCMAKE_BUILD_TYPE={build_type}")
-    hardening.check_hardened(program, calls_checked=build_type != "Debug")
-    check_that_it_runs(program, library / "lib", meter)
+    check_programs(program.parent, library / "lib", meter, calls_checked=build_type != "Debug")
 
 
 @pytest.mark.full
@@ -52,32 +74,30 @@ def test_each_compiler(compiler, library, tmp_path, meter):
     file = tmp_path / "toolchain.cmake"
     file.write_text("".join(f'include("{path}")\n' for path in toolchain()[1:])
                     + f"set(CMAKE_CXX_COMPILER {compiler})\n")
-    told_by("cmake", "-S", REPOSITORY, "-B", tmp_path / "build", "-G", "Unix Makefiles", f"-DCDS_ROOT={library}",
-            f"-DCMAKE_TOOLCHAIN_FILE={file}", "-DCMAKE_COMPILE_WARNING_AS_ERROR=ON", *target)
-    told_by("cmake", "--build", tmp_path / "build")
+    output_of("cmake", "-S", sources_for(tmp_path / "build"), "-B", tmp_path / "build", "-G", "Unix Makefiles",
+              f"-DCDS_ROOT={library}", f"-DCMAKE_TOOLCHAIN_FILE={file}", "-DCMAKE_COMPILE_WARNING_AS_ERROR=ON", *target)
+    output_of("cmake", "--build", tmp_path / "build")
     program = tmp_path / "build" / "meter-settings"
     assert compiler in (tmp_path / "build" / "CMakeCache.txt").read_text() + file.read_text()
-    # clang knows the checked forms of other calls only than those that the program makes.
-    hardening.check_hardened(program, calls_checked="clang" not in compiler)
-    check_that_it_runs(program, library / "lib", meter)
+    # The programs make no calls for which clang has checked forms.
+    check_programs(program.parent, library / "lib", meter, calls_checked="clang" not in compiler)
 
 
 @pytest.mark.full
 def test_without_rtti(library, tmp_path, meter):
     program = built(tmp_path / "build", f"-DCDS_ROOT={library}", "-DCMAKE_CXX_FLAGS=-fno-rtti")
-    hardening.check_hardened(program)
-    check_that_it_runs(program, library / "lib", meter)
+    check_programs(program.parent, library / "lib", meter)
 
 
 def static_library(library, folder):
-    """A CDS_ROOT with static libraries only, of the simulated library's objects."""
-    archives = BUILD / "simulator"
-    (folder / "lib").mkdir(parents=True)
+    """Creates a CDS_ROOT with static libraries only, from the objects of the simulated library."""
+    for name in ("lib", "parts"):
+        (folder / name).mkdir(parents=True)
     shutil.copytree(library / "include", folder / "include")
-    shutil.copy(archives / "libcds++.a", folder / "lib")
-    script = (f"create {folder}/lib/libcds.a\naddlib {archives}/libcds.a\naddlib {archives}/libmeter_store.a\n"
-              "save\nend\n")
-    subprocess.run([f"{PREFIX}ar", "-M"], input=script, text=True, check=True)
+    for name, to in (("libcds++.a", "lib"), ("libcds.a", "parts"), ("libmeter_store.a", "parts")):
+        shutil.copy(BUILD / "simulator" / name, folder / to)
+    script = "create lib/libcds.a\naddlib parts/libcds.a\naddlib parts/libmeter_store.a\nsave\nend\n"
+    subprocess.run([f"{PREFIX}ar", "-M"], input=script, text=True, check=True, cwd=folder)
     return folder
 
 
@@ -85,14 +105,15 @@ def static_library(library, folder):
 def test_a_static_program(library, tmp_path, meter):
     root = static_library(library, tmp_path / "static")
     program = built(tmp_path / "build", f"-DCDS_ROOT={root}", "-DCMAKE_EXE_LINKER_FLAGS=-static")
-    assert needed_libraries(program) == []
-    assert "INTERP" not in readelf("-l", program)
-    hardening.check_that_no_stack_can_be_executed(program)
-    hardening.check_that_library_calls_are_checked(program)
-    hardening.check_without_streams_locales_and_threads(program)
-    if not RUN_WITH:  # Debian's C library for the meter has no static programs at random addresses
-        hardening.check_loaded_at_a_random_address(program)
-    check_that_it_runs(program, root / "lib", meter)
+    for file in (program.with_name(name) for name in PROGRAMS):
+        assert needed_libraries(file) == []
+        assert "INTERP" not in readelf("-l", file)
+        hardening.check_that_no_stack_can_be_executed(file)
+        hardening.check_that_library_calls_are_checked(file)
+        hardening.check_without_streams_locales_and_threads(file)
+        if not RUN_WITH:  # Debian's C library for the meter has no static PIE
+            hardening.check_loaded_at_a_random_address(file)
+    check_that_both_run(program.parent, root / "lib", meter)
 
 
 PACKAGE = """\
@@ -112,7 +133,8 @@ def test_the_library_of_the_package_cds_in_the_sysroot(library, tmp_path, meter)
         shutil.copytree(library / name, root / "usr" / name)
     (root / "usr" / "lib" / "pkgconfig").mkdir()
     (root / "usr" / "lib" / "pkgconfig" / "cds.pc").write_text(PACKAGE)
-    # The host's compiler would need its own headers in a sysroot; image builds set the variables.
+    # The host's compiler needs its own headers in a sysroot, so the test sets the variables that image builds
+    # use.
     sysroot = [f"-DCMAKE_SYSROOT={root}"] if RUN_WITH else []
     variables = {} if RUN_WITH else {"PKG_CONFIG_SYSROOT_DIR": str(root),
                                      "PKG_CONFIG_LIBDIR": str(root / "usr" / "lib" / "pkgconfig")}
@@ -124,15 +146,23 @@ def test_the_library_of_the_package_cds_in_the_sysroot(library, tmp_path, meter)
 
 def test_without_any_library_the_message_names_each_way_to_give_one(tmp_path):
     nowhere = {**os.environ, "PKG_CONFIG_LIBDIR": str(tmp_path)}
-    done = subprocess.run(["cmake", "-S", REPOSITORY, "-B", tmp_path / "build", *toolchain()], env=nowhere,
+    done = subprocess.run(["cmake", "-S", sources_for(tmp_path / "build"), "-B", tmp_path / "build", *toolchain()], env=nowhere,
                           capture_output=True, text=True, timeout=LIMIT)
     assert done.returncode == 1
     for way in ("-DCDS_ROOT=DIRECTORY", "cds.pc", "PKG_CONFIG_LIBDIR", "-DSIMULATED_METER=ON"):
         assert way in done.stderr
 
 
+def test_a_path_that_make_cannot_handle_is_rejected(tmp_path):
+    (tmp_path / "a:b").symlink_to(REPOSITORY)
+    for source, build in ((tmp_path / "a:b", tmp_path / "build"), (REPOSITORY, tmp_path / "b:c")):
+        done = subprocess.run(["cmake", "-S", source, "-B", build, "-G", "Unix Makefiles", *toolchain(),
+                               "-DSIMULATED_METER=ON"], capture_output=True, text=True, timeout=LIMIT)
+        assert done.returncode == 1 and "path contains a colon" in " ".join(done.stderr.split())
+
+
 def test_a_directory_without_the_library_is_rejected(tmp_path):
-    done = subprocess.run(["cmake", "-S", REPOSITORY, "-B", tmp_path / "build", *toolchain(),
+    done = subprocess.run(["cmake", "-S", sources_for(tmp_path / "build"), "-B", tmp_path / "build", *toolchain(),
                            f"-DCDS_ROOT={tmp_path}"], capture_output=True, text=True, timeout=LIMIT)
     assert done.returncode == 1
     assert f"{tmp_path}/lib" in done.stderr and "cds++" in done.stderr
@@ -140,5 +170,5 @@ def test_a_directory_without_the_library_is_rejected(tmp_path):
 
 def test_a_library_that_is_given_is_preferred_to_the_simulated_one(library, tmp_path):
     configured(tmp_path / "build", f"-DCDS_ROOT={library}", "-DSIMULATED_METER=ON")
-    targets = told_by("cmake", "--build", tmp_path / "build", "--target", "help")
+    targets = output_of("cmake", "--build", tmp_path / "build", "--target", "help")
     assert "meter-settings" in targets and "cdsctl" not in targets

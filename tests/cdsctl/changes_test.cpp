@@ -8,7 +8,7 @@ using simulator::Leaves;
 namespace
 {
 
-// Each change as its line, all in one text.
+// Returns the lines of all changes as one text.
 std::string shown(const Leaves& before, const Leaves& after)
 {
     std::string lines;
@@ -29,13 +29,13 @@ std::string paths_below(const std::string& prefix)
 
 } // namespace
 
-TEST_CASE("leaves that are the same on both sides are no change")
+TEST_CASE("equal leaves are not a change")
 {
     CHECK(shown({}, {}) == "");
     CHECK(shown({{"/a", 1}, {"/b", true}}, {{"/a", 1}, {"/b", true}}) == "");
 }
 
-TEST_CASE("new, cleared and changed leaves are told apart, sorted by path")
+TEST_CASE("new, cleared and changed leaves are distinguished and sorted by path")
 {
     CHECK(
         shown({{"/b", 1}, {"/c", 1}, {"/e", 1}}, {{"/a", 1}, {"/c", 2}, {"/d", true}, {"/e", 1}}) ==
@@ -44,19 +44,19 @@ TEST_CASE("new, cleared and changed leaves are told apart, sorted by path")
     CHECK(shown({{"/a", 1}, {"/b", 2}}, {}) == "/a: 1 -> (cleared)\n/b: 2 -> (cleared)\n");
 }
 
-TEST_CASE("another type is a change although it reads alike")
+TEST_CASE("another type is a change even when the text is the same")
 {
     CHECK(shown({{"/a", 1}}, {{"/a", true}}) == "/a: 1 -> true\n");
     CHECK(shown({{"/a", 1}}, {{"/a", std::string("1")}}) == "/a: 1 -> \"1\"\n");
 }
 
-TEST_CASE("a change stays on one line whatever its path and texts hold")
+TEST_CASE("a change is one line, whatever its path and texts contain")
 {
     CHECK(shown({{"/a\nb", std::string("c\nd")}}, {}) == "\"/a\\nb\": \"c\\nd\" -> (cleared)\n");
     CHECK(shown({}, {{"/\xC3\xA4 \"b", 1}}) == "/\xC3\xA4 \"b: (new) -> 1\n");
 }
 
-TEST_CASE("a prefix is whole path components")
+TEST_CASE("a prefix matches whole path components")
 {
     CHECK(paths_below("/a") == "[/a][/a/b][/a/b/][/a/b/c]");
     CHECK(paths_below("/a/b") == "[/a/b][/a/b/][/a/b/c]");
@@ -67,15 +67,18 @@ TEST_CASE("a prefix is whole path components")
     CHECK(paths_below("a") == "");
 }
 
-TEST_CASE("a slash at the end of a prefix adds nothing")
+TEST_CASE("a slash at the end of a prefix has no effect")
 {
     CHECK(paths_below("/a/") == paths_below("/a"));
     CHECK(paths_below("/a//") == paths_below("/a"));
     CHECK(paths_below("/") == "[][/][/a][/a b/c][/a/b][/a/b/][/a/b/c][/ab]");
 }
 
-TEST_CASE("a leaf stays on one line whatever its path and text hold")
+TEST_CASE("a leaf is one line, whatever its path and text contain")
 {
     CHECK(leaf_line("/\xC3\xA4 \"b", std::string("c\nd")) == "/\xC3\xA4 \"b = \"c\\nd\"");
     CHECK(leaf_line("/a\nb", true) == "\"/a\\nb\" = true");
+    CHECK(leaf_line("/\x1f", true) == "\"/\\u001F\" = true");
+    CHECK(leaf_line("/\x7f", true) == "\"/\\u007F\" = true");
+    CHECK(leaf_line("/ ~\xC2\x80", true) == "/ ~\xC2\x80 = true");
 }

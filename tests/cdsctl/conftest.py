@@ -20,7 +20,7 @@ def cdsctl(meter):
 
 @pytest.fixture
 def answer(cdsctl):
-    """What cdsctl prints when it succeeds, and says nothing else."""
+    """Returns the output of a cdsctl that succeeds and prints nothing on standard error."""
 
     def run(*arguments, **options):
         done = cdsctl(*arguments, **options)
@@ -32,7 +32,7 @@ def answer(cdsctl):
 
 @pytest.fixture
 def new_leaves(cdsctl, meter):
-    """Runs a `set` that succeeds, and returns the leaves that it says are new, hints included."""
+    """Runs a `set` that succeeds. Returns the leaves that it reports as new, including its hints."""
 
     def run(*arguments, **options):
         done = cdsctl(*arguments, **options)
@@ -47,7 +47,7 @@ def new_leaves(cdsctl, meter):
 
 @pytest.fixture
 def refusal(cdsctl):
-    """What cdsctl says on standard error when it ends with `status` and prints nothing."""
+    """Returns the standard error of a cdsctl that exits with `status` and prints nothing else."""
 
     def run(status, *arguments, **options):
         done = cdsctl(*arguments, **options)

@@ -12,7 +12,7 @@ using namespace cdsctl;
 namespace
 {
 
-// What the command says on standard error; it must fail.
+// Runs the command, which must fail. Returns what it prints to standard error.
 std::string said_by(Status (*command)(const Request& request), const Request& request)
 {
     Status status = done;
@@ -31,7 +31,7 @@ Request request_on(const TestMeter& meter, const std::vector<std::string>& opera
 
 } // namespace
 
-TEST_CASE("a new meter's folder that cannot be locked is told")
+TEST_CASE("a directory of a new meter that cannot be locked is reported")
 {
     const TestMeter meter("");
     const std::string folder = meter.path("new");

@@ -1,4 +1,4 @@
-"""Completion in the shells themselves: keys are typed at their prompts, TAB among them."""
+"""Completion in real shells: the tests type keys, including TAB, at the prompts."""
 
 import json
 import re
@@ -23,7 +23,7 @@ NETWORK = "/Software/System Settings/Network"
 
 
 def put_cdsctl(folder, words_of_set):
-    """Puts a `cdsctl` into the folder that also leaves the words of a `set`."""
+    """Creates a `cdsctl` in the directory that also saves the arguments of a `set`."""
     program = folder / "cdsctl"
     program.write_text(f"""#!/bin/sh
 [ "$1" != set ] || printf '%s\\0' "$@" >{quote(str(words_of_set))}
@@ -33,13 +33,13 @@ exec {join(command(BUILD / "cdsctl"))} "$@"
 
 
 class Shell:
-    """A shell at its prompt, in a folder of its own, where `cdsctl` is the one that was built. What
-    is set by it is left in the file `set` of the folder, a zero byte after each word."""
+    """A shell at its prompt, in its own directory, with the built `cdsctl`. The arguments of each `set` are
+    saved in the file `set` of that directory, each followed by a zero byte."""
 
     def __init__(self, name, meter, tools):
         arguments, set_up = START[name]
         self.name = name
-        self.folder = meter.top / "home"
+        self.folder = meter.top / "it's $HOME"  # the name of a home directory may contain anything
         self.folder.mkdir()
         put_cdsctl(tools, self.folder / "set")
         environment = {"HOME": str(self.folder), "PATH": f"{tools}:/usr/bin:/bin", "TERM": "xterm", "LC_ALL": "C.UTF-8",
@@ -53,7 +53,7 @@ class Shell:
         assert self.run("echo ready") == "ready\n"
 
     def run(self, keys):
-        """Types the keys, and Enter after them; what the command that stands there then prints."""
+        """Types the keys and Enter. Returns the output of the command that is then on the line."""
         self.answers += 1
         output = self.folder / f"answer{self.answers}"
         self.process.send(keys)
@@ -65,7 +65,7 @@ class Shell:
         return output.read_text().removesuffix("done\n")
 
     def read(self):
-        """Takes what is shown meanwhile, so that the shell is never held up."""
+        """Reads the output, so that the shell never blocks."""
         try:
             return self.process.read_nonblocking(65536, 0.05)
         except pexpect.TIMEOUT:
@@ -83,12 +83,12 @@ def test_a_leaf_path_is_completed(shell):
     assert shell.run("cdsctl get /VMIC/Ser\t") == "091512345\n"
 
 
-def test_a_path_with_blanks_is_completed_component_by_component(shell):
+def test_a_path_with_spaces_is_completed_component_by_component(shell):
     assert shell.run("cdsctl get /Soft\tNa\t2\t") == "192.0.2.54\n"
     assert shell.run(r"cdsctl get /Software/System\ Set" "\tNa\t1\t") == "192.0.2.53\n"
 
 
-def test_a_path_is_taken_whole_whatever_it_holds(shell, meter):
+def test_a_path_with_special_characters_is_completed(shell, meter):
     meter.change({"/Equal/a = b": 7})
     assert shell.run("cdsctl get /Equ\t") == "7\n"
 
@@ -105,7 +105,7 @@ def test_commands_and_options_are_completed(shell):
     assert shell.run("cdsctl --vers\t").startswith("cdsctl ")
 
 
-def test_the_paths_are_those_of_the_meter_that_is_named(shell, meter):
+def test_the_paths_come_from_the_meter_of_the_option(shell, meter):
     other = shell.folder / "an other"
     other.mkdir()
     (other / "store.toml").write_text(toml_text({"/Only/here x": 7}))
@@ -114,7 +114,7 @@ def test_the_paths_are_those_of_the_meter_that_is_named(shell, meter):
     assert shell.run("cdsctl -C an\t get /On\t") == "7\n"
 
 
-def test_paths_and_values_are_completed_by_turns(shell, meter):
+def test_paths_and_values_are_completed_in_turn(shell, meter):
     shell.run("cdsctl set /VMIC/Options/PQ/\tf\t/Soft\tNa\t1\t10.0.0.1 /VMIC/Options/PMU/\tt\t")
     assert meter.difference() == [
         f'~ "{NETWORK}/Name Server/1/Value" = "192.0.2.53" -> "10.0.0.1"',
@@ -122,13 +122,13 @@ def test_paths_and_values_are_completed_by_turns(shell, meter):
         '~ "/VMIC/Options/PQ/Value" = true -> false']
 
 
-def test_the_present_value_is_offered(shell, meter):
+def test_the_current_value_is_offered(shell, meter):
     meter.change({"/a": "two words"})
     shell.run("cdsctl set /b 1 /a \t")
     assert meter.difference() == ['+ "/a" = "two words"', '+ "/b" = 1']
 
 
-# Values that a shell would change unless they are quoted as is right where they stand.
+# Values that a shell changes unless they are quoted correctly for their place on the line.
 VALUES = ("100Base-TX Full", "two  blanks", "it's", 'say "x"', "back\\slash", "\\", "a\\\\b", "$HOME", "cost: $5", "a$(x)b",
           "`date`", "!x", "a!b c", "~", "~root", "*", "a;b", "a=b", "10:20:30", "#x", "ünï cödé", "{a,b}", "a&b|c", "<x>",
           "(x)", "a@b", "[x]", "?", "^x", "%1", "home", "'", '"', "true story", "a\tb", "a\nb", "a\n")  # fmt: skip
@@ -136,14 +136,14 @@ NOT_OFFERED = {"bash": (), "zsh": (), "fish": ("~", "~root", "a\tb", "a\nb", "a\
 
 
 def words_of_set(shell, keys):
-    """The words that `set` was given in a command line that is typed with these keys."""
+    """Types these keys. Returns the arguments that `set` received."""
     shell.run(keys)
     return (shell.folder / "set").read_text().split("\0")[1:-1]
 
 
 @pytest.mark.parametrize("value", VALUES)
-def test_a_value_is_completed_as_it_is_whatever_quote_is_open(shell, meter, value):
-    (shell.folder / "home").mkdir()  # a directory by the name of a value, which a file name would end with "/"
+def test_a_value_is_completed_exactly_whatever_quote_is_open(shell, meter, value):
+    (shell.folder / "home").mkdir()  # a directory with the name of a value: a completed file name would end with "/"
     meter.change({"/v": value})
     if value in NOT_OFFERED[shell.name]:
         assert words_of_set(shell, "cdsctl set /v \t") == ["/v"]
@@ -156,13 +156,13 @@ def test_a_value_is_completed_as_it_is_whatever_quote_is_open(shell, meter, valu
     ('"100', "100Base-TX Full"), ("'100", "100Base-TX Full"), ("100", "100Base-TX Full"), ("10:2", "10:20:30 x"), ("10:20:", "10:20:"),
     ("a=", "a=b c"), ('a" b', "a b $c"), ('"a" b'.replace(" ", "\\ "), "a b c"), (r"a\$", "a$b c"), ('"a\\$', "a$b c"), ("user@", "user@x y"),
 ])
-def test_a_value_that_is_begun_is_completed(shell, meter, begun, value):
+def test_the_rest_of_a_value_is_completed(shell, meter, begun, value):
     meter.change({"/v": value})
     assert words_of_set(shell, f"cdsctl set /v {begun}\t") == ["/v", value]
 
 
 @pytest.mark.parametrize("begun", ["", "'", '"'])
-def test_a_path_is_completed_whatever_it_holds(shell, meter, begun):
+def test_a_path_with_characters_of_the_shell_is_completed(shell, meter, begun):
     meter.change({"/$x/a`b c": 1, "/$x/it's": 2, "/home": 3})
     dollar = "$" if begun == "'" else r"\$"
     assert shell.run(f"cdsctl get {begun}/{dollar}\ta\t") == "1\n"
@@ -172,7 +172,7 @@ def test_a_path_is_completed_whatever_it_holds(shell, meter, begun):
 
 def test_nothing_on_the_line_is_run_for_a_completion(shell):
     words = ["$(touch run)", "`touch run`", '"$(touch run)"', '"`touch run`"']
-    if shell.name != "zsh":  # whose key TAB itself expands the word that it stands in
+    if shell.name != "zsh":  # in zsh, TAB itself expands the argument
         words += ["$(touch run)a", '"`touch run`']
     for word in words:
         shell.process.send(f"cdsctl set {word} \t\t\x15")  # Ctrl-U
@@ -192,7 +192,7 @@ def test_a_variable_on_the_line_is_its_value(shell):
 
 
 @pytest.mark.parametrize("folder", ["build/host", "a b/it's"])
-def test_the_command_that_was_typed_is_asked(shell, meter, plain_folder, folder):
+def test_completion_runs_the_command_that_was_typed(shell, meter, plain_folder, folder):
     (plain_folder / "cdsctl").unlink()
     (shell.folder / folder).mkdir(parents=True)
     put_cdsctl(shell.folder / folder, shell.folder / "set")
@@ -202,7 +202,7 @@ def test_the_command_that_was_typed_is_asked(shell, meter, plain_folder, folder)
         assert words_of_set(shell, f"{typed} set /VMIC/Ser\t\t") == ["/VMIC/SerialNumber/Value", "091512345"]
 
 
-def test_without_the_command_nothing_is_offered_and_nothing_said(shell, plain_folder):
+def test_without_the_command_nothing_is_offered_or_printed(shell, plain_folder):
     (plain_folder / "cdsctl").unlink()
     shell.read()
     shell.process.send("cdsctl get /VM\t\t\t")
@@ -218,14 +218,14 @@ def test_types_are_completed(shell, meter):
     assert meter.difference() == ['+ "/new" = "5"']
 
 
-def test_files_are_completed_where_a_dump_is_wanted(shell, meter):
+def test_files_are_completed_for_an_argument_that_is_a_file(shell, meter):
     (shell.folder / "a dump.toml").write_text('"/a" = 1\n')
     shell.run("cdsctl load a\\ d\t")
     assert meter.leaves() == {"/a": 1}
 
 
 @pytest.mark.parametrize("name", FILES)
-def test_every_command_and_option_stands_in_the_completion(answer, name):
+def test_the_completion_has_every_command_and_option(answer, name):
     text = FILES[name].read_text()
     for command_name in re.findall(r"^  ([a-z]+) ", answer("--help"), re.M):
         assert re.search(rf"\b{command_name}\b", text), command_name

@@ -1,18 +1,18 @@
-"""Files nested so deeply that to take them apart would need more memory than a program has for it."""
+"""Files that are nested so deeply that parsing them would need more memory than a program has."""
 
 import pytest
 from harness.piped import run
 from harness.program import UTILITY, command
 
 MANY = 150_000
-REASON = ":2: keys, arrays and tables are more than 32 deep within each other\n"
+REASON = ":2: keys, arrays and tables are nested more than 32 levels deep\n"
 
 
 @pytest.mark.parametrize("text", [
     "a." * MANY + "a = 1", "[" + "a." * MANY + "a]", "a = " + "[" * MANY + "]" * MANY,
     "a = " + "{a = " * MANY + "1" + "}" * MANY,
 ], ids=["dotted key", "header", "arrays", "inline tables"])
-def test_a_deep_file_is_told_with_its_line(meter, refusal, text):
+def test_a_deep_file_is_reported_with_its_line(meter, refusal, text):
     store = meter.folder / "store.toml"
     for name in ("store.toml", "factory.toml", "faults.toml"):
         (meter.folder / name).write_text("\n" + text)

@@ -1,9 +1,13 @@
-"""cdsctl's command line: help, version, and what is wrong usage."""
+"""cdsctl's command line: help, version, and wrong usage."""
 
+import os
+import pathlib
 import re
 
 import pytest
 from harness.program import REPOSITORY
+
+HELP = pathlib.Path(__file__).with_name("help.txt")
 
 COMMANDS = ["list", "get", "set", "clear", "watch", "dump", "load", "diff", "reset", "init"]
 
@@ -13,7 +17,7 @@ def test_help_names_every_command(answer):
         text = answer(option, environment={})
         assert re.findall(r"^  ([a-z]+) ", text, re.M) == COMMANDS
         assert "Usage: cdsctl [OPTIONS] [COMMAND]" in text
-        assert set(re.findall(r"--[a-z]+", text)) == {"--help", "--version"}  # and none of a command
+        assert set(re.findall(r"--[a-z]+", text)) == {"--help", "--version"}  # no options of commands
 
 
 @pytest.mark.parametrize("name", COMMANDS)
@@ -25,7 +29,16 @@ def test_every_command_has_help_with_its_operands(answer, name):
     assert ("--type" in text) == (name == "set")
 
 
-def test_version_is_that_of_the_project(answer):
+def test_the_help_is_the_recorded_text(answer):
+    """To record a changed text, run RECORD_HELP=1 ./test tests/cdsctl/test_usage.py."""
+    texts = [f"$ cdsctl {' '.join(words)}\n{answer(*words, environment={})}"
+             for words in (("--help",), *((name, "--help") for name in COMMANDS))]
+    if os.environ.get("RECORD_HELP"):
+        HELP.write_text("\n".join(texts))
+    assert "\n".join(texts) == HELP.read_text()
+
+
+def test_the_version_is_the_version_of_the_project(answer):
     version = re.search(r'"([\d.]+)"', (REPOSITORY / "app/version.h").read_text())[1]
     assert answer("--version", environment={}) == f"cdsctl {version}\n"
 
@@ -60,7 +73,7 @@ def test_version_is_that_of_the_project(answer):
     (("get", "-5"), "-5"),
     (("list", "-C"), "-C"),
 ])
-def test_wrong_usage_is_told_and_touches_nothing(meter, refusal, arguments, said):
+def test_wrong_usage_is_reported_and_changes_nothing(meter, refusal, arguments, said):
     text = refusal(2, *arguments)
     assert text.startswith("cdsctl: ") and said in text
     assert re.search(r"\nTry 'cdsctl( [a-z]+)? --help'\.\n$", text)

@@ -1,4 +1,4 @@
-"""The utility with a live view beside it, in tmux; and without tmux, what to type instead."""
+"""The utility with a live view in tmux, and the commands that are printed without tmux."""
 
 import os
 import pathlib
@@ -22,13 +22,13 @@ pytestmark = pytest.mark.host_only
 
 @pytest.fixture
 def folder():
-    """Holds a meter, and the temporary files of its sessions."""
+    """A directory with a meter and the temporary files of its sessions."""
     made = pathlib.Path(tempfile.mkdtemp(prefix="s-", dir=BUILD))
     (made / "meter").mkdir()
     (made / "tmp").mkdir()
     shutil.copy(FACTORY, made / "meter" / "store.toml")
     yield made
-    wait_until(lambda: not processes_on(made), lambda: processes_on(made))  # they remove files too
+    wait_until(lambda: not processes_on(made), lambda: processes_on(made))  # they also remove files
     shutil.rmtree(made)
 
 
@@ -38,11 +38,11 @@ def environment(folder, **changes):
 
 
 class Tmux:
-    """A tmux server of the test's own, with one shell of 200 columns."""
+    """The test's own tmux server, with one shell of 200 columns."""
 
     def __init__(self, folder, plain_folder):
         self.environment = environment(folder)
-        self.socket = plain_folder / "tmux"  # tmux cannot live with a comma in this
+        self.socket = plain_folder / "tmux"  # tmux does not accept a comma in this path
         self("new-session", "-d", "-x", "200", "-y", "50", "/bin/sh")
         self.first = self("list-panes", "-F", "#{pane_id}").strip()
 
@@ -58,7 +58,7 @@ class Tmux:
         return self("capture-pane", "-p", "-J", "-t", pane)
 
     def wait_for(self, pane, text):
-        wait_until(lambda: text in self.text(pane), lambda: f"{text!r} did not come:\n{self.text(pane)}")
+        wait_until(lambda: text in self.text(pane), lambda: f"{text!r} is missing:\n{self.text(pane)}")
 
     def type(self, *keys):
         self("send-keys", "-t", self.first, *keys)
@@ -72,7 +72,7 @@ def tmux(folder, plain_folder):
 
 
 def spawned(folder, meter, *arguments, programs=BUILD, dimensions=(50, 200), **changes):
-    """A session on a terminal that is not in tmux."""
+    """Starts a session on a terminal outside tmux."""
     session = pexpect.spawn(str(SESSION), [str(programs), str(meter), *arguments], env=environment(folder, **changes),
                             dimensions=dimensions, timeout=STEP_LIMIT)
     session.delaybeforesend = None
@@ -80,7 +80,7 @@ def spawned(folder, meter, *arguments, programs=BUILD, dimensions=(50, 200), **c
 
 
 def ended(session, keys="", prompt="Select an option ==>"):
-    """Types the keys at the prompt; how the session then ends. Its output is in session.before."""
+    """Types the keys at the prompt. Returns the exit status. The output is in session.before."""
     try:
         if prompt:
             session.expect(prompt)
@@ -93,7 +93,7 @@ def ended(session, keys="", prompt="Select an option ==>"):
 
 
 def start(tmux, folder, *arguments, meter=None):
-    """Starts a session at the shell's prompt; returns the pane of the view."""
+    """Starts a session at the shell's prompt. Returns the pane of the live view."""
     words = shlex.join(map(str, (SESSION, BUILD, meter or folder / "meter", *arguments)))
     tmux.type(words + '; echo "status $?"', "Enter")
     wait_until(lambda: len(tmux.panes()) == 2, lambda: tmux.text(tmux.first))
@@ -107,7 +107,7 @@ def files(folder):
     return sorted(str(file.relative_to(folder)) for file in folder.rglob("*"))
 
 
-def test_the_view_shows_what_is_changed_and_run(tmux, folder):
+def test_the_view_shows_changed_leaves_and_commands(tmux, folder):
     view = start(tmux, folder)
     tmux.type(str(PRIMARY_DNS), "Enter")
     tmux.wait_for(tmux.first, "Enter Primary DNS Server:")
@@ -122,15 +122,15 @@ def test_the_view_shows_what_is_changed_and_run(tmux, folder):
     assert "runs: rm -rf /jffs/downloads/vmconfig.*" in tmux.text(view)
 
 
-def test_the_utility_has_the_keys_and_the_room_it_needs(tmux, folder):
+def test_the_utility_has_the_keyboard_and_enough_columns(tmux, folder):
     view = start(tmux, folder, "-m")
     widths = dict(line.split() for line in tmux("list-panes", "-F", "#{pane_id} #{pane_width}").splitlines())
     assert int(widths[tmux.first]) >= 80 and int(widths[view]) >= 40
     assert tmux("display-message", "-p", "#{pane_id}").strip() == tmux.first
-    assert ".  Velmora II Initialization" in tmux.text(tmux.first)  # its argument came through
+    assert ".  Velmora II Initialization" in tmux.text(tmux.first)  # the argument -m reached it
 
 
-def test_leaving_the_utility_leaves_tmux_and_the_folder_as_they_were(tmux, folder):
+def test_leaving_the_utility_restores_tmux_and_removes_temporary_files(tmux, folder):
     before = files(folder)
     start(tmux, folder)
     assert list((folder / "tmp").iterdir())
@@ -141,7 +141,7 @@ def test_leaving_the_utility_leaves_tmux_and_the_folder_as_they_were(tmux, folde
     wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
 
 
-def test_a_utility_that_is_killed_leaves_tmux_clean_too(tmux, folder):
+def test_killing_the_utility_also_restores_tmux(tmux, folder):
     start(tmux, folder)
     utility, = [pid for pid, words in processes_on(folder) if words[0].endswith("meter-settings")]
     os.kill(utility, signal.SIGKILL)
@@ -158,7 +158,7 @@ def test_closing_the_pane_ends_the_session(tmux, folder):
 
 
 def processes_on(folder):
-    """The programs of the session that still run on the folder's meter: (id, words)."""
+    """Returns the processes of the session that still use the directory's meter: (id, arguments)."""
     found = []
     for entry in pathlib.Path("/proc").iterdir():
         try:
@@ -173,28 +173,28 @@ def processes_on(folder):
     return found
 
 
-def test_outside_tmux_it_brings_a_server_of_its_own_and_takes_it_away(folder):
+def test_outside_tmux_a_session_starts_and_ends_its_own_server(folder):
     before = files(folder)
     session = pexpect.spawn(str(SESSION), [str(BUILD), str(folder / "meter")], env=environment(folder),
                             dimensions=(50, 200), timeout=STEP_LIMIT)
     try:
         session.delaybeforesend = None
         session.expect("Select an option ==>")
-        session.send("\x02")  # no key of tmux: the utility ignores it
+        session.send("\x02")  # tmux does not intercept it, and the utility ignores it
         session.send("9\r")
         session.expect("Error: Invalid selection")
         session.send("0\r")
         session.expect(pexpect.EOF)
         wait_until(lambda: not session.isalive(), lambda: "it does not end")
         assert (session.exitstatus, session.signalstatus) == (0, None)
-        assert b"\x1b[?1049l" in session.before  # the terminal shows again what it showed before
+        assert b"\x1b[?1049l" in session.before  # the earlier contents of the terminal are restored
     finally:
         session.close(force=True)
     assert files(folder) == before
     wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
 
 
-def test_a_meter_deep_down_is_no_hindrance(folder):
+def test_a_meter_with_a_long_path_works(folder):
     deep = folder / ("d" * 120)
     shutil.copytree(folder / "meter", deep / "meter")
     (deep / "tmp").mkdir()
@@ -203,7 +203,7 @@ def test_a_meter_deep_down_is_no_hindrance(folder):
     wait_until(lambda: files(deep) == before, lambda: files(deep))
 
 
-def test_a_session_that_is_ended_from_outside_is_no_success(folder):
+def test_a_session_that_another_process_ends_fails(folder):
     session = pexpect.spawn(str(SESSION), [str(BUILD), str(folder / "meter")], env=environment(folder),
                             dimensions=(50, 200), timeout=STEP_LIMIT)
     try:
@@ -219,38 +219,38 @@ def test_a_session_that_is_ended_from_outside_is_no_success(folder):
         session.close(force=True)
 
 
-def test_a_terminal_that_goes_away_takes_the_session_with_it(folder):
+def test_closing_the_terminal_ends_the_session(folder):
     before = files(folder)
     session = pexpect.spawn(str(SESSION), [str(BUILD), str(folder / "meter")], env=environment(folder),
                             dimensions=(50, 200), timeout=STEP_LIMIT)
     session.expect("Select an option ==>")
     assert processes_on(folder)
     try:
-        session.ptyproc.fileobj.close()  # and not session.close(): it kills what does not end at once
+        session.ptyproc.fileobj.close()  # not session.close(), which kills processes that do not end immediately
         wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
         wait_until(lambda: files(folder) == before, lambda: files(folder))
     finally:
         session.close(force=True)
 
 
-def heed_signals():
-    """In a new process, which would ignore an interrupt where these tests run in the background."""
+def restore_signals():
+    """Runs in a new process, which would ignore an interrupt if these tests run in the background."""
     for number in (signal.SIGINT, signal.SIGTERM):
         signal.signal(number, signal.SIG_DFL)
 
 
 @pytest.mark.parametrize("signal_of_end", [signal.SIGINT, signal.SIGTERM])
-def test_without_tmux_it_says_what_to_type_in_two_terminals(folder, plain_folder, signal_of_end):
+def test_without_tmux_the_commands_for_two_terminals_are_printed(folder, plain_folder, signal_of_end):
     for tool in ("bash", "env", "readlink", "realpath", "mktemp", "tail", "sed", "sh", "cat"):
         (plain_folder / tool).symlink_to(shutil.which(tool))
     surroundings = environment(folder, PATH=str(plain_folder))
-    told = subprocess.run([SESSION, BUILD, folder / "meter", "-m"], env=surroundings, capture_output=True,
+    done = subprocess.run([SESSION, BUILD, folder / "meter", "-m"], env=surroundings, capture_output=True,
                           text=True, timeout=STEP_LIMIT)
-    assert (told.returncode, told.stderr) == (0, "")
-    first, second = re.findall(r"^    (.*)$", told.stdout, re.M)
+    assert (done.returncode, done.stderr) == (0, "")
+    first, second = re.findall(r"^    (.*)$", done.stdout, re.M)
 
     view = subprocess.Popen(["sh", "-c", f"exec {second}"], env=surroundings, stdout=subprocess.PIPE,
-                            stderr=subprocess.PIPE, preexec_fn=heed_signals)
+                            stderr=subprocess.PIPE, preexec_fn=restore_signals)
     try:
         assert read_from(view.stderr.fileno(), b"\n").startswith(b"cdsctl: watching")
         done = subprocess.run(["sh", "-c", first], env=surroundings, input=f"{PASSWORDS}\ny\n0\n",
@@ -263,7 +263,7 @@ def test_without_tmux_it_says_what_to_type_in_two_terminals(folder, plain_folder
     wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
 
 
-# A name in a directory has at most 255 bytes.
+# A file name has at most 255 bytes.
 @pytest.mark.parametrize("name", ["n" * 250, "meter;", "a;b", "b\\;", ";", "it's $HOME", "#{pane_id}", "ünï %1"])
 def test_a_meter_may_have_any_name(folder, tmux, name):
     meter = folder / name
@@ -280,7 +280,7 @@ def test_a_meter_may_have_any_name(folder, tmux, name):
 
 
 @pytest.mark.parametrize("rows, columns", [(1, 100), (2, 100), (2, 50), (1, 1)])
-def test_a_window_without_room_for_both_has_the_utility_alone(folder, rows, columns):
+def test_in_a_small_window_the_utility_runs_without_the_view(folder, rows, columns):
     session = spawned(folder, folder / "meter", dimensions=(rows, columns))
     calls = folder / "tmp"
     wait_until(lambda: any('"get_leaves"' in file.read_text() for file in calls.glob("*/calls")), lambda: files(folder))
@@ -288,21 +288,21 @@ def test_a_window_without_room_for_both_has_the_utility_alone(folder, rows, colu
     assert ended(session, "0\r", prompt=None) == 0
 
 
-def test_a_pane_without_room_for_both_has_the_utility_alone(folder, tmux):
+def test_in_a_small_pane_the_utility_runs_without_the_view(folder, tmux):
     tmux("set-option", "-g", "window-size", "manual")
     tmux("resize-window", "-x", "100", "-y", "2")
     tmux.type(shlex.join(map(str, (SESSION, BUILD, folder / "meter"))) + '; echo "status $?"', "Enter")
     tmux.wait_for(tmux.first, "Select an option ==>")
     assert tmux.panes() == [tmux.first]
-    assert "The live view is left out: " in tmux("capture-pane", "-p", "-J", "-S", "-", "-t", tmux.first)
+    assert "There is no live view: " in tmux("capture-pane", "-p", "-J", "-S", "-", "-t", tmux.first)
     tmux.type("0", "Enter")
     tmux.wait_for(tmux.first, "status 0")
 
 
-# -- what the utility said when it ends --
+# -- the output of a utility that ends --
 
 def a_utility(folder, script):
-    """A folder of programs in which the utility is this script."""
+    """Creates a directory of programs in which the utility is this script."""
     programs = folder / "programs"
     programs.mkdir()
     (programs / "cdsctl").symlink_to(BUILD / "cdsctl")
@@ -312,12 +312,12 @@ def a_utility(folder, script):
 
 
 def left_on_the_terminal(session):
-    """What stays there, line by line, when the session's own screen is gone."""
+    """Returns the lines that the terminal shows after the session's screen is gone."""
     return session.before.decode().rpartition("\x1b[?1049l")[2].split("\r\n")
 
 
 @pytest.mark.parametrize("arguments, store", [(("-v",), ""), (("1", "2"), ""), (("-m",), "this is no store\n")])
-def test_the_reason_why_the_utility_ends_can_be_read(folder, arguments, store):
+def test_the_reason_for_the_end_of_the_utility_is_shown(folder, arguments, store):
     if store:
         (folder / "meter" / "store.toml").write_text(store)
     plain = subprocess.run([BUILD / "meter-settings", *arguments], capture_output=True, text=True, timeout=STEP_LIMIT,
@@ -330,7 +330,7 @@ def test_the_reason_why_the_utility_ends_can_be_read(folder, arguments, store):
     assert said and set(said) <= set(left), left
 
 
-def test_both_streams_of_a_utility_that_ends_are_kept_whole(folder):
+def test_both_output_streams_of_the_utility_are_shown_in_full(folder):
     programs = a_utility(folder, 'seq 100; echo "an error" >&2; echo; echo end; exit 7')
     session = spawned(folder, folder / "meter", programs=programs)
     assert ended(session, prompt=None) == 7
@@ -338,7 +338,7 @@ def test_both_streams_of_a_utility_that_ends_are_kept_whole(folder):
     assert left[left.index("1"):] == [*map(str, range(1, 101)), "an error", "", "end", ""]
 
 
-def test_what_a_utility_that_is_killed_showed_is_kept(folder):
+def test_the_output_of_a_killed_utility_is_shown(folder):
     session = spawned(folder, folder / "meter")
     session.expect("Select an option ==>")
     utility, = [pid for pid, words in processes_on(folder) if words[0].endswith("meter-settings")]
@@ -347,13 +347,13 @@ def test_what_a_utility_that_is_killed_showed_is_kept(folder):
     assert "Select an option ==>" in "\n".join(left_on_the_terminal(session))
 
 
-def test_a_usual_session_leaves_nothing(folder):
+def test_a_normal_session_shows_nothing_afterwards(folder):
     session = spawned(folder, folder / "meter")
     assert ended(session, "0\r") == 0
     assert "==>" not in "\n".join(left_on_the_terminal(session))
 
 
-def test_the_arguments_arrive_as_they_are(folder):
+def test_the_arguments_are_passed_unchanged(folder):
     programs = a_utility(folder, """printf '<%s>\\n' "$@"; exit 3""")
     words = ["-m;", ";", "a b", "", "it's", "\\;", "$HOME"]
     session = spawned(folder, folder / "meter", *words, programs=programs)
@@ -361,11 +361,11 @@ def test_the_arguments_arrive_as_they_are(folder):
     assert [f"<{word}>" for word in words] == left_on_the_terminal(session)[-len(words) - 1:-1]
 
 
-# -- meter-session, which is installed --
+# -- the installed meter-session --
 
 @pytest.fixture
 def meter_session(folder):
-    """Runs it on a meter's name, from a folder of programs as they are installed."""
+    """Runs meter-session on this meter, from a directory of programs with the installed layout."""
     root = folder / "root"
     programs = root / "lib" / "meter-settings" / "bin"
     programs.mkdir(parents=True)
@@ -382,13 +382,13 @@ def meter_session(folder):
 
 
 @pytest.mark.parametrize("name", ["n" * 250, "new;"])
-def test_meter_session_makes_a_meter_of_any_name(folder, meter_session, name):
+def test_meter_session_creates_a_meter_with_any_name(folder, meter_session, name):
     assert ended(meter_session(name), "0\r") == 0
     assert (folder / name / "store.toml").read_bytes() == FACTORY.read_bytes()
 
 
 @pytest.mark.parametrize("name", ["loop", "file", "link", "n" * 256])
-def test_meter_session_ends_with_3_when_there_can_be_no_meter(folder, meter_session, name):
+def test_meter_session_exits_with_3_if_it_cannot_create_the_meter(folder, meter_session, name):
     (folder / "loop").symlink_to("loop")
     (folder / "file").write_text("")
     (folder / "link").mkdir()
@@ -399,7 +399,7 @@ def test_meter_session_ends_with_3_when_there_can_be_no_meter(folder, meter_sess
 
 
 @pytest.mark.parametrize("temporary", ["missing", "meter/store.toml"])
-def test_meter_session_ends_with_3_when_there_can_be_no_temporary_files(folder, meter_session, temporary):
+def test_meter_session_exits_with_3_if_it_cannot_create_temporary_files(folder, meter_session, temporary):
     session = meter_session("meter", TMPDIR=str(folder / temporary))
     assert ended(session, prompt=None) == 3
     assert b"mktemp: " in session.before or b"realpath: " in session.before

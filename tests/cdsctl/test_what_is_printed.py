@@ -1,4 +1,4 @@
-"""cdsctl list, get, dump and diff: what they print, and what they say of what is not there."""
+"""cdsctl list, get, dump and diff: their output, and their messages about missing leaves and files."""
 
 import json
 import os
@@ -19,7 +19,7 @@ def store_of(meter, text):
 
 # list and dump
 
-def test_list_prints_the_whole_store_with_bare_paths(answer):
+def test_list_prints_the_whole_store_with_unquoted_paths(answer):
     leaves = tomllib.loads(FACTORY.read_text())
     assert answer("list") == "".join(f"{path} = {toml_value(leaves[path])}\n" for path in sorted(leaves))
 
@@ -28,7 +28,7 @@ def test_dump_prints_the_whole_store_as_the_store_writes_it(answer):
     assert answer("dump") == toml_text(tomllib.loads(FACTORY.read_text()))
 
 
-def test_only_a_path_that_would_spoil_its_line_is_quoted(meter, cdsctl, answer):
+def test_only_a_path_with_control_characters_is_quoted(meter, cdsctl, answer):
     store_of(meter, r'"/a\nb" = 1' + "\n" + r'"/c \"d\" = ä\\" = "e\nf"' + "\n")
     assert answer("list") == r'"/a\nb" = 1' + "\n" + r'/c "d" = ä\ = "e\nf"' + "\n"
     assert cdsctl("diff", "/dev/null").stdout == (
@@ -43,7 +43,7 @@ def test_list_prints_what_is_at_or_below_a_prefix_of_whole_components(meter, ans
     assert answer("list", "/V") == ""
 
 
-def test_what_dump_prints_is_taken_by_load(meter, answer):
+def test_load_accepts_the_output_of_dump(meter, answer):
     store_of(meter, r'"/a \"quoted\"\\path" = "line\nbreak\t\u0001 ä \"x\""' + '\n"/b" = -5\n')
     before = meter.leaves()
     text = answer("dump")
@@ -56,18 +56,18 @@ def test_what_dump_prints_is_taken_by_load(meter, answer):
 def test_list_as_json_is_one_object(meter, answer):
     store_of(meter, '"/b" = "ä \\"x\\""\n"/a/1" = true\n"/a/2" = -5\n')
     assert json.loads(answer("list", "--json")) == {"/a/1": True, "/a/2": -5, "/b": 'ä "x"'}
-    assert '"/b": "ä \\"x\\""' in answer("list", "--json")  # letters as they are
+    assert '"/b": "ä \\"x\\""' in answer("list", "--json")  # letters are not escaped
     assert json.loads(answer("list", "--json", "/a")) == {"/a/1": True, "/a/2": -5}
     assert json.loads(answer("--json", "list", "/none")) == {}
 
 
 # get
 
-def test_get_prints_the_values_alone_in_the_order_asked_for(answer):
+def test_get_prints_only_the_values_in_the_order_of_the_arguments(answer):
     assert answer("get", FORM, ENCLOSURE, "/VMIC/Options/PQ/Value", FORM) == "3\nS\ntrue\n3\n"
 
 
-def test_get_prints_a_text_as_it_is(meter, answer):
+def test_get_prints_a_string_without_quotes(meter, answer):
     store_of(meter, '"/a" = "x \\"y\\"\\n\\\\ ä"\n"/b" = ""\n')
     assert answer("get", "/a", "/b") == 'x "y"\n\\ ä\n\n'
 
@@ -79,7 +79,7 @@ def test_get_names_every_missing_leaf_and_prints_the_others(meter, cdsctl):
     store = meter.folder / "store.toml"
     assert done.stderr.splitlines() == [
         f'cdsctl: {store}: no leaf "/nope"',
-        f'cdsctl: {store}: no leaf "/VMIC/SerialNumber" (there is "/VMIC/SerialNumber/Value")']
+        f'cdsctl: {store}: no leaf "/VMIC/SerialNumber" (did you mean "/VMIC/SerialNumber/Value"?)']
 
 
 def test_get_as_json_has_null_for_a_missing_leaf(cdsctl, answer):
@@ -94,7 +94,7 @@ def test_get_as_json_has_null_for_a_missing_leaf(cdsctl, answer):
 
 @pytest.fixture
 def dumped(meter):
-    """A dump that two leaves of the meter have left behind since, and one is new."""
+    """Returns a dump. Since then, two leaves of the meter have changed and one is new."""
     dump = meter.top / "dump.toml"
     dump.write_text(toml_text(meter.leaves()))
     meter.change({FORM: 5, "/VMIC/Extra/Value": 'a "b"'}, [ENCLOSURE])
@@ -106,12 +106,12 @@ DIFFERENCE = (f"{FORM}: 3 -> 5\n"
               '/VMIC/Extra/Value: (new) -> "a \\"b\\""\n')
 
 
-def test_diff_tells_what_changed_since_a_dump(cdsctl, dumped):
+def test_diff_prints_the_changes_since_a_dump(cdsctl, dumped):
     done = cdsctl("diff", str(dumped))
     assert (done.returncode, done.stdout, done.stderr) == (1, DIFFERENCE, "")
 
 
-def test_diff_tells_what_changed_between_two_dumps_without_a_meter(meter, cdsctl, dumped):
+def test_diff_compares_two_dumps_without_a_meter(meter, cdsctl, dumped):
     later = meter.folder / "store.toml"
     done = cdsctl("diff", str(dumped), str(later), environment={"PATH": os.environ["PATH"]})
     assert (done.returncode, done.stdout, done.stderr) == (1, DIFFERENCE, "")
@@ -119,14 +119,14 @@ def test_diff_tells_what_changed_between_two_dumps_without_a_meter(meter, cdsctl
     assert f"{FORM}: 5 -> 3\n" in back.stdout and f'{ENCLOSURE}: (new) -> "S"\n' in back.stdout
 
 
-def test_diff_of_equal_leaves_is_quiet_whatever_the_order(meter, answer):
+def test_diff_of_equal_leaves_prints_nothing_whatever_the_order(meter, answer):
     again = meter.top / "again.toml"
     again.write_text("# the same\n" + "".join(reversed(answer("dump").splitlines(True))))
     assert answer("diff", str(again)) == ""
     assert json.loads(answer("diff", "--json", str(again))) == {}
 
 
-def test_diff_as_json_is_one_object_with_null_for_no_leaf(cdsctl, dumped):
+def test_diff_as_json_is_one_object_with_null_for_a_missing_leaf(cdsctl, dumped):
     done = cdsctl("diff", "--json", str(dumped))
     assert done.returncode == 1
     assert json.loads(done.stdout) == {
@@ -141,14 +141,14 @@ def test_diff_reads_a_pipe_and_standard_input(meter, cdsctl, dumped):
     assert done.stdout == DIFFERENCE
 
 
-def test_diff_takes_standard_input_for_either_file(meter, cdsctl, dumped, refusal):
+def test_diff_accepts_standard_input_for_either_file(meter, cdsctl, dumped, refusal):
     later = meter.folder / "store.toml"
     assert cdsctl("diff", str(dumped), "-", keys=later.read_text()).stdout == DIFFERENCE
     assert cdsctl("diff", "-", str(later), keys=dumped.read_text()).stdout == DIFFERENCE
     assert refusal(2, "diff", "-", "-") == "cdsctl: standard input can be read only once\n"
 
 
-def test_diff_does_not_confuse_a_difference_with_a_file_that_cannot_be_read(meter, refusal):
+def test_diff_exits_with_3_and_not_1_for_an_unreadable_file(meter, refusal):
     missing = meter.top / "no such file"
     assert str(missing) + ": cannot be read: No such file" in refusal(3, "diff", str(missing))
     assert str(missing) + ": cannot be read: No such file" in refusal(3, "diff", str(FACTORY), str(missing))
@@ -166,26 +166,26 @@ COMMANDS = [("list",), ("get", "/a"), ("get", "--json", "/a"), ("set", "/a", "1"
 
 
 @pytest.mark.parametrize("arguments", COMMANDS, ids=" ".join)
-def test_a_broken_store_is_told_with_its_line_and_is_no_missing_leaf(meter, refusal, arguments):
+def test_a_broken_store_is_reported_with_its_line_and_not_as_a_missing_leaf(meter, refusal, arguments):
     store_of(meter, '"/a" = 1\n"/b" = \n')
     assert f"cdsctl: {meter.folder}/store.toml:2: " in refusal(3, *arguments)
     assert (meter.folder / "store.toml").read_text() == '"/a" = 1\n"/b" = \n'
 
 
 @pytest.mark.parametrize("arguments", COMMANDS, ids=" ".join)
-def test_a_store_that_is_not_there_is_no_missing_leaf(meter, refusal, arguments):
+def test_a_missing_store_is_not_reported_as_a_missing_leaf(meter, refusal, arguments):
     (meter.folder / "store.toml").unlink()
     said = refusal(3, *arguments)
     assert said == f"cdsctl: {meter.folder}/store.toml: cannot be read: No such file or directory\n"
 
 
 @pytest.mark.parametrize("arguments", [*COMMANDS, ("load", "/dev/null"), ("reset",)], ids=" ".join)
-def test_no_meter_is_named(refusal, arguments):
+def test_a_missing_meter_argument_is_reported(refusal, arguments):
     for environment in ({}, {"METER_SIM_DIR": ""}):
         assert "METER_SIM_DIR" in refusal(3, *arguments, environment=environment)
 
 
-def test_the_option_c_names_the_folder_before_the_environment(meter, answer):
+def test_the_option_c_overrides_the_environment(meter, answer):
     elsewhere = {"METER_SIM_DIR": "/nonexistent"}
     for option in (("-C", str(meter.folder)), (f"-C{meter.folder}",)):
         assert answer(*option, "get", ENCLOSURE, environment=elsewhere) == "S\n"
@@ -196,21 +196,21 @@ def test_the_option_c_names_the_folder_before_the_environment(meter, answer):
 
 @pytest.mark.skipif(bool(RUN_WITH) or b"__asan_init" in CDSCTL.read_bytes(),
                     reason="the emulator and the sanitizer need more memory than is left here")
-@pytest.mark.parametrize("large, words, told", [
+@pytest.mark.parametrize("large, words, reported", [
     ("store.toml", ["list"], "{}: cannot be read: Cannot allocate memory"),
     ("other.toml", ["diff", "{}"], "std::bad_alloc"),
 ])
-def test_a_file_too_large_for_the_memory_is_told(meter, large, words, told):
+def test_a_file_too_large_for_the_memory_is_reported(meter, large, words, reported):
     file = meter.folder / large
     file.touch()
     os.truncate(file, 200 * 2**20)  # takes no disk space
     words = [word.format(file) for word in words]
     done = subprocess.run(["prlimit", f"--as={100 * 2**20}", *command(CDSCTL, *words)], env=meter.environment(),
                           capture_output=True, text=True, timeout=STEP_LIMIT)
-    assert (done.returncode, done.stdout, done.stderr) == (3, "", f"cdsctl: {told.format(file)}\n")
+    assert (done.returncode, done.stdout, done.stderr) == (3, "", f"cdsctl: {reported.format(file)}\n")
 
 
-def test_an_output_that_cannot_be_written_is_told(meter):
+def test_an_output_that_cannot_be_written_is_reported(meter):
     with open("/dev/full", "w") as full:
         done = subprocess.run(command(CDSCTL, "list"), env=meter.environment(), stdout=full,
                               stderr=subprocess.PIPE, text=True, timeout=STEP_LIMIT)

@@ -1,4 +1,4 @@
-"""cdsctl set, clear, load, reset and init: what becomes of the store, and what is refused."""
+"""cdsctl set, clear, load, reset and init: the changes in the store, and the rejected arguments."""
 
 import os
 import stat
@@ -15,30 +15,30 @@ NEW = "/VMIC/Extra/Value"
 
 @pytest.fixture
 def store(meter):
-    """The store's file, with a comment that any write would lose."""
+    """Returns the store's file. It has a comment, which any write removes."""
     file = meter.folder / "store.toml"
     file.write_text("# as it was\n" + file.read_text())
     return file
 
 
 def state_of(file):
-    """Changes with every write, also with one of the same bytes."""
+    """Returns a value that changes with every write, even with a write of the same bytes."""
     status = file.stat()
     return status.st_ino, status.st_mtime_ns, status.st_ctime_ns, file.read_bytes()
 
 
 # set
 
-def test_set_is_quiet_and_writes_sorted_keys(meter, answer, store):
+def test_set_prints_nothing_and_writes_sorted_keys(meter, answer, store):
     assert answer("set", ENCLOSURE, "RK") == ""
     assert meter.difference() == [f'~ "{ENCLOSURE}" = "S" -> "RK"']
     lines = store.read_text().splitlines()
     assert lines == sorted(lines) and not lines[0].startswith("#")
 
 
-def test_set_writes_several_leaves_in_one_replacement(meter, new_leaves, store):
+def test_set_writes_several_leaves_atomically(meter, new_leaves, store):
     before = store.stat().st_ino
-    os.link(store, meter.top / "kept")  # so that the number of the old file is not used again
+    os.link(store, meter.top / "kept")  # so that the inode number of the old file is not reused
     assert new_leaves("set", ENCLOSURE, "RK", FORM, "5", NEW, "true") == [f'"{NEW}"']
     assert meter.difference() == [f'~ "{FORM}" = 3 -> 5', f'~ "{ENCLOSURE}" = "S" -> "RK"', f'+ "{NEW}" = true']
     assert store.stat().st_ino != before
@@ -49,14 +49,20 @@ def test_set_writes_several_leaves_in_one_replacement(meter, new_leaves, store):
     ("-5", -5), ("--", "--"), ("-x", "-x"), ("--tpye", "--tpye"), ("-", "-"), ("", ""), ("[1.2", "[1.2"),
     ("[None]", "[None]"), ("a,b", "a,b"), ("list", "list"), ("--help", "--help"), ("-h", "-h"), ("--version", "--version"), ("--type=int", "--type=int"),
     ("-Cx", "-Cx"), ("5", 5), ('"5"', "5"), ("true", True), ("ä b", "ä b")])
-def test_a_word_in_the_place_of_a_value_is_a_value(meter, new_leaves, word, value):
+def test_an_argument_in_the_place_of_a_value_is_a_value(meter, new_leaves, word, value):
     before_it = ("--",) if word == "--" else ()
     assert new_leaves("set", *before_it, NEW, word) == [f'"{NEW}"']
     assert meter.leaves()[NEW] == value
     assert type(meter.leaves()[NEW]) is type(value)
 
 
-def test_after_two_dashes_every_word_is_an_operand(meter, answer, new_leaves):
+def test_an_argument_in_the_place_of_a_later_value_is_a_value(meter, new_leaves):
+    new_leaves("set", "/a", "1", "/b", "-5", "/c", "--json", "/d", "-x")
+    assert {path: meter.leaves()[path] for path in ("/a", "/b", "/c", "/d")} == {
+        "/a": 1, "/b": -5, "/c": "--json", "/d": "-x"}
+
+
+def test_after_two_dashes_every_argument_is_an_operand(meter, answer, new_leaves):
     new_leaves("set", "--", NEW, "--help", "-C", "-5", "--", "x")
     assert {path: meter.leaves()[path] for path in (NEW, "-C", "--")} == {NEW: "--help", "-C": -5, "--": "x"}
     assert answer("get", "--", "-C") == "-5\n"
@@ -67,7 +73,7 @@ def test_after_two_dashes_every_word_is_an_operand(meter, answer, new_leaves):
 @pytest.mark.parametrize("arguments", [
     ("set", "--type", "string", NEW, "-5"), ("set", NEW, "-5", "--type", "string"), ("set", "--type=string", NEW, "-5"),
     ("set", "--type", "string", "--", NEW, "-5"), ("--type", "string", "set", NEW, "-5")])
-def test_options_may_stand_anywhere(meter, new_leaves, arguments):
+def test_options_are_accepted_anywhere(meter, new_leaves, arguments):
     new_leaves(*arguments)
     assert meter.leaves()[NEW] == "-5"
 
@@ -79,7 +85,7 @@ def test_a_leaf_keeps_its_type(meter, answer):
         '~ "/VMIC/SerialNumber/Value" = "091512345" -> "5"']
 
 
-def test_a_text_read_with_get_is_set_as_it_was(meter, answer):
+def test_a_string_from_get_can_be_set_again_unchanged(meter, answer):
     for text in ('"quoted"', "'x'", "5", "true", " a ", "a\nb", "\\n", "# x"):
         answer("set", ENCLOSURE, text)
         assert answer("get", ENCLOSURE) == text + "\n"
@@ -96,7 +102,7 @@ def test_a_text_read_with_get_is_set_as_it_was(meter, answer):
     (("", "1"), 'leaf "": the path is empty'),
     (("/\udcff", "1"), 'leaf "/\udcff": the path is not UTF-8 text'),
 ])
-def test_a_value_that_does_not_fit_is_refused_and_nothing_is_written(refusal, store, arguments, why):
+def test_a_value_that_does_not_fit_is_rejected_and_nothing_is_written(refusal, store, arguments, why):
     before = state_of(store)
     assert why in refusal(2, "set", *arguments)
     assert state_of(store) == before
@@ -104,43 +110,43 @@ def test_a_value_that_does_not_fit_is_refused_and_nothing_is_written(refusal, st
 
 @pytest.mark.parametrize("arguments", [
     (ENCLOSURE, "S"), (FORM, "3"), (FORM, "+3", ENCLOSURE, "S"), (FORM, "5", FORM, "3")])
-def test_what_is_set_already_leaves_the_file_untouched(answer, store, arguments):
+def test_setting_the_present_values_does_not_write_the_file(answer, store, arguments):
     before = state_of(store)
     answer("set", *arguments)
     assert state_of(store) == before
 
 
-def test_a_path_is_any_text(meter, new_leaves):
+def test_a_path_may_be_any_text(meter, new_leaves):
     assert new_leaves("set", "no/slash", "1", " ", "2", "ä\n", "3") == ['" "', '"no/slash"', '"ä\\n"']
     assert meter.difference() == ['+ " " = 2', '+ "no/slash" = 1', '+ "ä\\n" = 3']
 
 
-def test_the_same_number_as_another_type_is_written(meter, answer):
+def test_the_same_number_with_another_type_is_written(meter, answer):
     answer("set", "--type", "string", FORM, "3")
     assert meter.difference() == [f'~ "{FORM}" = 3 -> "3"']
 
 
-def test_a_new_leaf_is_named_with_the_nearest_existing_path(meter, new_leaves):
+def test_a_new_leaf_is_reported_with_the_nearest_existing_path(meter, new_leaves):
     assert new_leaves("set", "/VMIC/Enclosre/Value", "RK", "/VMIC/Enclosure", "RK", FORM, "5", NEW, "1") == [
-        f'"/VMIC/Enclosre/Value" (there is "{ENCLOSURE}")', f'"/VMIC/Enclosure" (there is "{ENCLOSURE}")',
+        f'"/VMIC/Enclosre/Value" (did you mean "{ENCLOSURE}"?)', f'"/VMIC/Enclosure" (did you mean "{ENCLOSURE}"?)',
         f'"{NEW}"']
     assert new_leaves("set", NEW, "2", ENCLOSURE, "RK") == []  # now they exist
     assert meter.leaves()["/VMIC/Enclosre/Value"] == "RK"
 
 
-def test_leaves_that_are_new_together_are_not_near_each_other(new_leaves):
+def test_new_leaves_of_one_command_are_no_hints_for_each_other(new_leaves):
     assert new_leaves("set", "/Extra/Name/Value", "1", "/Extra/Nane/Value", "2", "/Extra/Name/Value", "3") == [
         '"/Extra/Name/Value"', '"/Extra/Nane/Value"']
 
 
-def test_a_new_leaf_is_not_named_when_it_was_not_written(meter, refusal):
+def test_a_new_leaf_is_not_reported_if_it_was_not_written(meter, refusal):
     assert "new leaf" not in refusal(2, "set", NEW, "1", FORM, "x")
     (meter.folder / "store.toml.new").mkdir()
     (meter.folder / "store.toml.new" / "in the way").touch()
     assert "new leaf" not in refusal(3, "set", NEW, "1")
 
 
-def test_writers_at_the_same_time_lose_nothing(meter):
+def test_concurrent_writers_lose_nothing(meter):
     writers = [subprocess.Popen(command(CDSCTL, "set", f"/new/{i}", str(i)), env=meter.environment())
                for i in range(12)]
     assert [writer.wait(STEP_LIMIT) for writer in writers] == [0] * 12
@@ -155,21 +161,21 @@ def test_the_file_keeps_its_permissions(answer, store):
 
 # clear
 
-def test_clear_removes_leaves_in_one_replacement(meter, answer):
+def test_clear_removes_leaves_atomically(meter, answer):
     assert answer("clear", ENCLOSURE, FORM, ENCLOSURE) == ""
     assert meter.difference() == [f'- "{FORM}" = 3', f'- "{ENCLOSURE}" = "S"']
 
 
-def test_clear_names_every_missing_leaf_and_removes_the_others(meter, refusal):
+def test_clear_reports_every_missing_leaf_and_removes_the_others(meter, refusal):
     said = refusal(1, "clear", "/nope", ENCLOSURE, "/VMIC/SerialNumber")
     assert said.splitlines() == [
         f'cdsctl: {meter.folder}/store.toml: no leaf "/nope"',
         f'cdsctl: {meter.folder}/store.toml: no leaf "/VMIC/SerialNumber" '
-        '(there is "/VMIC/SerialNumber/Value")']
+        '(did you mean "/VMIC/SerialNumber/Value"?)']
     assert meter.difference() == [f'- "{ENCLOSURE}" = "S"']
 
 
-def test_clear_of_what_is_not_there_leaves_the_file_untouched(refusal, store):
+def test_clearing_missing_leaves_does_not_write_the_file(refusal, store):
     before = state_of(store)
     refusal(1, "clear", "/nope")
     assert state_of(store) == before
@@ -184,7 +190,7 @@ def test_load_writes_the_leaves_of_the_file_as_any_write_does(meter, answer, sto
     assert store.read_text() == '"/a" = "x"\n"/b" = 16\n'
 
 
-def test_load_takes_nothing_at_all_for_a_mishap(meter, refusal, answer, store):
+def test_load_rejects_an_empty_file(meter, refusal, answer, store):
     before = state_of(store)
     nothing = meter.top / "nothing"
     nothing.write_text("")
@@ -207,7 +213,7 @@ def test_load_checks_before_it_replaces(meter, refusal, store, text, line):
     assert state_of(store) == before
 
 
-def test_load_mends_a_broken_store_and_makes_a_missing_one(meter, answer, store):
+def test_load_replaces_a_broken_store_and_creates_a_missing_one(meter, answer, store):
     for spoil in (lambda: store.write_text("broken"), store.unlink):
         spoil()
         answer("load", "-", keys='"/a" = 1\n')
@@ -220,7 +226,7 @@ def test_reset_restores_the_factory_file(meter, answer, store):
     assert store.read_text() == '# factory\n"/a" = 1\n'
 
 
-def test_reset_says_that_there_is_no_factory_file_or_that_it_is_broken(meter, refusal, store):
+def test_reset_reports_a_missing_or_broken_factory_file(meter, refusal, store):
     before = state_of(store)
     factory = meter.folder / "factory.toml"
     assert refusal(3, "reset") == f"cdsctl: {factory}: cannot be read: No such file or directory\n"
@@ -229,14 +235,14 @@ def test_reset_says_that_there_is_no_factory_file_or_that_it_is_broken(meter, re
     assert state_of(store) == before
 
 
-def test_a_folder_that_is_not_there_is_a_store_that_cannot_be_written(meter, refusal):
+def test_a_missing_directory_is_reported_by_a_write(meter, refusal):
     for arguments in (("set", "/a", "1"), ("clear", "/a"), ("load", str(FACTORY))):
         said = refusal(3, "-C", str(meter.top / "none"), *arguments)
         assert said == f"cdsctl: {meter.top}/none: cannot be locked: No such file or directory\n"
 
 
-def test_a_name_that_cannot_be_written_is_told(meter, refusal, store):
-    (meter.folder / "store.toml.new").mkdir()  # where the new file would be made
+def test_a_file_that_cannot_be_written_is_reported(meter, refusal, store):
+    (meter.folder / "store.toml.new").mkdir()  # blocks the temporary file
     before = state_of(store)
     assert f"cdsctl: {store}: cannot be written: " in refusal(3, "set", FORM, "5")
     assert state_of(store) == before
@@ -244,7 +250,7 @@ def test_a_name_that_cannot_be_written_is_told(meter, refusal, store):
 
 # init
 
-def test_init_makes_a_meter_as_shipped(meter, answer):
+def test_init_creates_a_meter_with_the_factory_defaults(meter, answer):
     folder = meter.top / "new" / "meter"
     assert answer("init", str(folder), environment={}) == ""
     shipped = FACTORY.read_bytes()
@@ -256,15 +262,15 @@ def test_init_makes_a_meter_as_shipped(meter, answer):
     assert (folder / "store.toml").read_bytes() == shipped
 
 
-def test_init_refuses_a_folder_that_holds_a_store(meter, refusal, store):
+def test_init_rejects_a_directory_with_a_store(meter, refusal, store):
     store.write_text("broken")
     before = state_of(store)
-    assert refusal(2, "init", str(meter.folder)) == f"cdsctl: {meter.folder}: there is a store already\n"
+    assert refusal(2, "init", str(meter.folder)) == f"cdsctl: {meter.folder}: a store already exists\n"
     assert state_of(store) == before
     assert sorted(os.listdir(meter.folder)) == ["store.toml"]
 
 
-def test_init_keeps_a_factory_file_that_is_there_and_starts_from_it(meter, answer, store):
+def test_init_keeps_an_existing_factory_file_and_copies_it(meter, answer, store):
     store.unlink()
     factory = meter.folder / "factory.toml"
     factory.write_text('# mine\n"/a" = 1\n')
@@ -274,7 +280,7 @@ def test_init_keeps_a_factory_file_that_is_there_and_starts_from_it(meter, answe
     assert store.read_text() == factory.read_text()
 
 
-def test_init_refuses_a_factory_file_that_is_broken(meter, refusal, store):
+def test_init_rejects_a_broken_factory_file(meter, refusal, store):
     store.unlink()
     factory = meter.folder / "factory.toml"
     factory.write_text('"/a" = 1\n"/b" =\n')
@@ -282,17 +288,17 @@ def test_init_refuses_a_factory_file_that_is_broken(meter, refusal, store):
     assert os.listdir(meter.folder) == ["factory.toml"]
 
 
-def test_init_tells_a_folder_that_cannot_be_made(refusal, store):
+def test_init_reports_a_directory_that_cannot_be_created(refusal, store):
     for folder in (store, store / "meter"):
-        assert refusal(3, "init", str(folder)) == f"cdsctl: {folder}: cannot be made: Not a directory\n"
+        assert refusal(3, "init", str(folder)) == f"cdsctl: {folder}: cannot be created: Not a directory\n"
     assert refusal(2, "init", "") == "cdsctl: the name of the folder is empty\n"
 
 
-def test_init_tells_what_stands_in_its_way(meter, refusal, store):
+def test_init_reports_what_prevents_the_creation(meter, refusal, store):
     store.unlink()
-    (meter.folder / "factory.toml.new").mkdir()  # where the new file would be made
+    (meter.folder / "factory.toml.new").mkdir()  # blocks the temporary file
     assert refusal(3, "init", str(meter.folder)).startswith(f"cdsctl: {meter.folder}/factory.toml: cannot be written: ")
     downloads = meter.folder / "jffs" / "downloads"
     downloads.rmdir()
     downloads.touch()
-    assert refusal(3, "init", str(meter.folder)) == f"cdsctl: {downloads}: cannot be made: Not a directory\n"
+    assert refusal(3, "init", str(meter.folder)) == f"cdsctl: {downloads}: cannot be created: Not a directory\n"

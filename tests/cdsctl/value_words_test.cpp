@@ -10,13 +10,13 @@ using simulator::LeafValue;
 namespace
 {
 
-// The value as TOML writes it, or the reason for which the word is refused.
+// Returns the value in TOML, or the reason why the argument is rejected.
 std::string read(const std::string& word, const std::string& type, const LeafValue* present)
 {
     LeafValue value;
     std::string reason;
     return read_value_word(word, type, present, value, reason) ? simulator::toml_value(value)
-                                                               : "refused: " + reason;
+                                                               : "rejected: " + reason;
 }
 
 std::string as_new(const std::string& word)
@@ -29,9 +29,9 @@ std::string over(const LeafValue& present, const std::string& word)
     return read(word, "", &present);
 }
 
-std::string refused(const std::string& word, const std::string& why)
+std::string rejected(const std::string& word, const std::string& why)
 {
-    return "refused: " + simulator::toml_string(word) + " is not " + why;
+    return "rejected: " + simulator::toml_string(word) + " is not " + why;
 }
 
 const std::string of_no_leaf =
@@ -39,7 +39,7 @@ const std::string of_no_leaf =
 
 } // namespace
 
-TEST_CASE("a new leaf has the type that TOML gives the word")
+TEST_CASE("a new leaf has the type that TOML gives the argument")
 {
     CHECK(as_new("true") == "true");
     CHECK(as_new("false") == "false");
@@ -54,7 +54,7 @@ TEST_CASE("a new leaf has the type that TOML gives the word")
     CHECK(as_new("\"\"\"a\nb\"\"\"") == "\"a\\nb\"");
 }
 
-TEST_CASE("what is no TOML value is a string as it stands")
+TEST_CASE("an argument that is not TOML is a string, unchanged")
 {
     for (const char* word :
          {"", "RK", "True", "007", "091512345", "192.0.2.1", "[None]", "a b", "-", "-x", "--", "\"",
@@ -64,7 +64,7 @@ TEST_CASE("what is no TOML value is a string as it stands")
     }
 }
 
-TEST_CASE("a value with anything before or behind it is no TOML value")
+TEST_CASE("a value with anything before or after it is not a TOML value")
 {
     for (const char* word : {" 5", "5 ", "5 # five", "5\n", "\n5", "5\n\"/other\" = 6", "\"a\" ",
                              "\"\xC3\xA4\" ", "true\r\n", "1\nw=2"}) {
@@ -73,12 +73,12 @@ TEST_CASE("a value with anything before or behind it is no TOML value")
     }
 }
 
-TEST_CASE("a TOML value that no leaf can hold is refused for a new leaf")
+TEST_CASE("a TOML value that no leaf can hold is rejected for a new leaf")
 {
     for (const char* word : {"1.5", "2147483648", "-2147483649", "[1,2]", "[]", "{a=1}", "inf",
                              "2026-11-21", "07:32:00"}) {
         CAPTURE(word);
-        CHECK(as_new(word) == refused(word, of_no_leaf));
+        CHECK(as_new(word) == rejected(word, of_no_leaf));
     }
 }
 
@@ -86,26 +86,26 @@ TEST_CASE("a leaf keeps its type")
 {
     CHECK(over(std::string("x"), "5") == "\"5\"");
     CHECK(over(std::string("x"), "true") == "\"true\"");
-    CHECK(over(std::string("x"), "\"y\"") == "\"\\\"y\\\"\""); // the word as it stands
+    CHECK(over(std::string("x"), "\"y\"") == "\"\\\"y\\\"\""); // the argument with its quotes
     CHECK(over(5, "-6") == "-6");
     CHECK(over(false, "true") == "true");
 }
 
-TEST_CASE("a value that does not fit the leaf is refused")
+TEST_CASE("a value that does not fit the leaf is rejected")
 {
     for (const char* word : {"", "x", "true", "\"5\"", "2147483648", "5.0", " 5"})
-        CHECK(over(5, word) == refused(word, "an integer of 32 bits"));
+        CHECK(over(5, word) == rejected(word, "an integer of 32 bits"));
     for (const char* word : {"", "x", "1", "0", "\"true\"", "TRUE", "yes"})
-        CHECK(over(false, word) == refused(word, "true or false"));
-    CHECK(over(std::string("x"), "\xFF") == refused("\xFF", "UTF-8 text"));
+        CHECK(over(false, word) == rejected(word, "true or false"));
+    CHECK(over(std::string("x"), "\xFF") == rejected("\xFF", "UTF-8 text"));
 }
 
-TEST_CASE("a type that is said decides, whatever the leaf has")
+TEST_CASE("a given type decides, whatever type the leaf has")
 {
     const LeafValue present = 5;
     CHECK(read("7", "string", &present) == "\"7\"");
     CHECK(read("\"7\"", "string", nullptr) == "\"\\\"7\\\"\"");
     CHECK(read("true", "bool", &present) == "true");
-    CHECK(read("7", "bool", &present) == refused("7", "true or false"));
-    CHECK(read("x", "int", nullptr) == refused("x", "an integer of 32 bits"));
+    CHECK(read("7", "bool", &present) == rejected("7", "true or false"));
+    CHECK(read("x", "int", nullptr) == rejected("x", "an integer of 32 bits"));
 }

@@ -1,4 +1,4 @@
-"""The command line: usage and version texts, and what counts as an option."""
+"""The command line: usage and version texts, and which arguments are options."""
 
 import re
 
@@ -30,7 +30,7 @@ def test_more_than_one_argument_prints_the_usage(meter, arguments):
     assert meter.calls() == []
 
 
-def test_the_usage_names_the_program_as_it_was_called(meter):
+def test_the_usage_contains_the_name_of_the_call(meter):
     answer = run(command("./meter-settings", "1", "2"), meter.environment(), cwd=BUILD)
     assert answer.stderr.decode() == USAGE.format("./meter-settings")
 
@@ -50,17 +50,17 @@ def test_version_needs_no_meter(meter, name, folder):
 
 @pytest.mark.parametrize("argument", [
     "4", "abc", "1", "0", "-1", "", "-M", "-mm", "-m ", "-V", "-vm", "--version", "-", "--help"])
-def test_any_other_argument_is_as_none(meter, argument):
+def test_any_other_argument_has_no_effect(meter, argument):
     plain = run(command(UTILITY), meter.environment(), f"{INIT}\n0\n".encode())
     calls = meter.calls()
     meter.trace.unlink()
     answer = run(command(UTILITY, argument), meter.environment(), f"{INIT}\n0\n".encode())
     assert (answer.returncode, answer.stdout, answer.stderr) == (0, plain.stdout, b"")
-    assert b"Error: Invalid selection" in plain.stdout  # the item is there only with -m
+    assert b"Error: Invalid selection" in plain.stdout  # only -m adds this item
     assert meter.calls() == calls
 
 
-def test_the_option_m_offers_one_more_line(meter):
+def test_the_option_m_adds_one_item(meter):
     plain = run(command(UTILITY), meter.environment(), b"0\n")
     answer = run(command(UTILITY, "-m"), meter.environment(), b"0\n")
     line = b" %d.  %-73s\n\n" % (INIT, b"Velmora II Initialization (Serial and Options List)")
@@ -75,10 +75,10 @@ def assert_no_connection(answer):
 
 
 @pytest.mark.parametrize("argument", [(), ("-m",), ("4",)])
-def test_no_meter_is_no_connection(meter, argument):
+def test_without_a_meter_there_is_no_connection(meter, argument):
     assert_no_connection(run(command(UTILITY, *argument), without_meter(meter), b"0\n"))
 
 
-def test_an_unreadable_store_is_no_connection(meter):
+def test_with_an_unreadable_store_there_is_no_connection(meter):
     (meter.folder / "store.toml").write_text("no TOML\n")
     assert_no_connection(run(command(UTILITY), meter.environment(), b"0\n"))

@@ -1,6 +1,6 @@
-"""What a technician should see before a command or a pause is on the screen by then.
+"""Texts that must be on the screen before a command or a pause are flushed in time.
 
-Standard output is a pipe here, where nothing but a flush puts anything out in between.
+Standard output is a pipe in these tests, so only a flush writes anything before the end.
 """
 
 import fcntl
@@ -14,9 +14,9 @@ from harness.program import STEP_LIMIT, UTILITY, command
 
 
 class BlockedTrace:
-    """A trace that holds so many bytes and no more: the call after them waits.
+    """A trace file that blocks the call after a given number of bytes.
 
-    A pipe of one page takes its last bytes from a line only as long as the whole line fits."""
+    It is a pipe of one page. A pipe accepts the last bytes of a line only if the whole line fits."""
 
     SIZE = os.sysconf("SC_PAGE_SIZE")
 
@@ -50,7 +50,8 @@ def type_keys(process, keys):
 
 
 SAVE = b"Save & apply all settings? (y/n): "
-# What leads to a question whose answer is "y", what is told then, and what must wait for it.
+# For each case: the keys up to a question, the question, the text after the answer "y", and the command or
+# pause that must wait for this text.
 CASES = {
     "password reset": ((), "{PASSWORDS}\n", b"Reset all passwords ? (y/n): ",
                        b"y\nRestoring defaults: please wait...\n", "sernetpwreset.sh"),
@@ -72,7 +73,7 @@ FAULTS = {"options not set": """
 
 
 def bytes_before(meter, arguments, keys, awaited):
-    """How long the trace lines are that the answer "y" brings before the call that waits."""
+    """Returns the length of the trace lines between the answer "y" and the awaited call."""
     process = begin(meter, arguments)
     type_keys(process, keys + "y\n" + "0\ny\n0\n")
     process.communicate(timeout=STEP_LIMIT)
@@ -96,7 +97,7 @@ def test_the_text_before_a_command_or_a_pause_is_on_the_screen(meter, case):
         read_until(process, question)
         trace.leave_room(room)
         type_keys(process, "y\n")
-        read_until(process, text)  # while the call that follows it cannot return
+        read_until(process, text)  # the next call cannot return yet
         assert awaited.encode() not in trace.drain()
     finally:
         trace.close()

@@ -1,4 +1,4 @@
-"""Sessions without a terminal: standard input a pipe, a file, at its end, or closed."""
+"""Sessions without a terminal: standard input is a pipe or a file, is at its end, or is closed."""
 
 import subprocess
 
@@ -10,8 +10,8 @@ from harness.program import STEP_LIMIT, UTILITY, command
 from harness.terminal import Console
 
 PROMPT = b"Select an option ==>  "
-END_OF_INPUT = b"\xff"  # how the end of input is echoed
-REFUSED = b"\nError: Invalid selection\n\n"
+END_OF_INPUT = b"\xff"  # the echo of the end of input
+REJECTED = b"\nError: Invalid selection\n\n"
 KEYS = typed("{PORT}\n1\ny\n2\n10.0.0.9\n5\n0\n0\n{PRIMARY_DNS}\n256.1.1.1\n"
              "{PRIMARY_DNS}\n10.0.0.53\b4\n{SAVE_WITHOUT_INIT}\ny\n0\n").encode()
 
@@ -30,7 +30,7 @@ def session(meter):
 
 
 def first_screen(meter):
-    """The main screen of the shipped meter, up to its prompt, as a session by pipe shows it."""
+    """Returns the main screen with the factory defaults, up to the prompt, as shown to a pipe."""
     screen = run(command(UTILITY), meter.environment(), b"0\n").stdout
     assert screen.endswith(PROMPT + b"0\n")
     return screen.removesuffix(b"0\n")
@@ -41,7 +41,7 @@ def test_a_session_by_pipe_writes_and_leaves(meter):
     assert answer.returncode == 0
     assert answer.stderr == b""
     assert answer.stdout.endswith(PROMPT + b"0\n")
-    assert len(meter.difference()) == 6  # five leaves that were set, one cleared
+    assert len(meter.difference()) == 6  # five leaves are set, one is cleared
 
 
 def test_a_session_by_file(meter):
@@ -59,7 +59,7 @@ def test_pipe_and_terminal_show_the_same_bytes(meter):
     (meter.folder / "store.toml").write_text(FACTORY.read_text())
     console = Console(command(UTILITY), meter.environment())
     try:
-        while not console.pending.endswith(PROMPT):  # from here on keys are not echoed by the terminal
+        while not console.pending.endswith(PROMPT):  # from here on the terminal does not echo keys
             assert console.receive(STEP_LIMIT)
         console.send(KEYS)
         assert console.finish() == "exit 0"
@@ -71,34 +71,34 @@ def test_pipe_and_terminal_show_the_same_bytes(meter):
 def test_at_the_end_of_input_the_screen_is_drawn_again_and_again(meter, session):
     screen = first_screen(meter)
     process = session(subprocess.DEVNULL)
-    one_pass = screen + END_OF_INPUT + REFUSED
+    one_pass = screen + END_OF_INPUT + REJECTED
     assert read_until(process, one_pass * 3).startswith(one_pass * 3)
     assert process.poll() is None
 
 
-def test_a_pipe_that_ends_within_a_line_ends_the_line(meter, session):
+def test_the_end_of_a_pipe_ends_an_unfinished_line(meter, session):
     process = session(subprocess.PIPE)
     process.stdin.write(b"2\n10.0.0.9")
     process.stdin.close()
     output = read_until(process, b"10.0.0.9 ")
     assert b"Enter Primary DNS Server: 10.0.0.9" + END_OF_INPUT + b"\n\n---" in output
-    read_until(process, PROMPT + END_OF_INPUT + REFUSED)
+    read_until(process, PROMPT + END_OF_INPUT + REJECTED)
     assert process.poll() is None
 
 
-def test_a_file_that_ends_is_like_a_pipe_that_ends(meter, session):
+def test_the_end_of_a_file_is_like_the_end_of_a_pipe(meter, session):
     screen = first_screen(meter)
     keys = meter.top / "keys"
     keys.write_bytes(b"9\n")
     with keys.open("rb") as file:
         process = session(file)
-    start_of_it = screen + b"9\n" + REFUSED + screen + END_OF_INPUT + REFUSED + screen
+    start_of_it = screen + b"9\n" + REJECTED + screen + END_OF_INPUT + REJECTED + screen
     assert read_until(process, start_of_it).startswith(start_of_it)
 
 
 def test_a_closed_input_makes_every_wait_fail(meter, session):
     screen = first_screen(meter)
     process = session(None, ["/bin/sh", "-c", 'exec "$@" <&-', "sh", *command(UTILITY)])
-    one_pass = screen + b"\n"  # what a failed wait puts out; no message of the menu's
+    one_pass = screen + b"\n"  # a failed wait prints only a newline, and the menu prints no message
     assert read_until(process, one_pass * 3).startswith(one_pass * 3)
     assert process.poll() is None

@@ -1,4 +1,4 @@
-"""What the program asks of the system at a terminal: no screen shows it, a slow line does."""
+"""The system calls of the program at a terminal. They do not show on a screen, but on a slow line."""
 
 import re
 import shlex
@@ -14,7 +14,7 @@ pytestmark = pytest.mark.skipif(bool(why_not_traced(UTILITY)), reason=why_not_tr
 
 @pytest.fixture
 def calls_of(meter):
-    """The system calls of these names that a session makes, one a line, as strace writes them."""
+    """Returns the session's system calls with these names, one per line, as strace prints them."""
 
     def session(names, *keys, stdin=None):
         calls = meter.top / "system-calls"
@@ -37,20 +37,20 @@ def calls_of(meter):
 
 
 def settings_of_standard_input(calls):
-    """The requests that set the attributes of a terminal, or try to."""
+    """Returns the requests that set the attributes of a terminal, including those that fail."""
     return re.findall(r"^ioctl\(0, .*?\b(TCSET\w*),", "\n".join(calls), re.MULTILINE)
 
 
 def test_the_terminal_is_set_once_before_the_session_and_once_after_it(calls_of):
-    # At once: neither after what is still to be put out, nor dropping what was typed.
+    # TCSETS takes effect immediately: it neither waits for output nor discards input.
     assert settings_of_standard_input(calls_of("ioctl", b"0\r")) == ["TCSETS", "TCSETS"]
 
 
-def test_what_is_no_terminal_is_never_set(calls_of, meter):
+def test_an_input_that_is_not_a_terminal_is_never_set(calls_of, meter):
     keys = meter.top / "keys"
     keys.write_bytes(b"0\n")
     calls = calls_of("ioctl", stdin=keys)
-    assert any("ENOTTY" in call for call in calls)  # it was asked
+    assert any("ENOTTY" in call for call in calls)  # the program checked for a terminal
     assert settings_of_standard_input(calls) == []
 
 
@@ -58,5 +58,5 @@ def test_a_screen_is_one_write(calls_of):
     writes = [call for call in calls_of("write", b"1\r", b"0\r", b"0\r") if call.startswith("write(1, ")]
     screens = [call for call in writes if "Select an option" in call]
     assert len(screens) == 3  # main menu, port menu, main menu
-    assert len(writes) == 3 + 2 * 3  # and of each answer the echo of its key and of its end
+    assert len(writes) == 3 + 2 * 3  # and for each answer, the echo of its key and of Enter
     assert all("-----" in screen for screen in screens)

@@ -1,4 +1,4 @@
-"""What the program does to its terminal while it runs, and that nothing of it is left behind."""
+"""The changes of the program to its terminal, and that it restores all of them."""
 
 import os
 import pathlib
@@ -15,7 +15,7 @@ OWN_FLAGS = termios.ECHO | termios.ICANON | termios.ISIG
 
 
 def unusual(attributes):
-    """Nearly every flag that a program could touch, the other way round."""
+    """Inverts nearly every flag that a program could change."""
     attributes[IFLAG] ^= termios.ICRNL | termios.IXON | termios.ISTRIP | termios.INLCR | termios.IGNCR
     attributes[CFLAG] ^= termios.HUPCL | termios.PARODD
     attributes[LFLAG] ^= termios.IEXTEN | termios.ECHOE | termios.ECHOK | termios.ECHONL | termios.NOFLSH
@@ -55,15 +55,15 @@ def test_echo_line_editing_and_signals_are_off_and_nothing_else(on_terminal, pre
 
 
 @pytest.mark.parametrize("prepare", [as_usual, unusual, already_raw])
-def test_all_is_restored_at_the_end(on_terminal, prepare):
+def test_everything_is_restored_at_the_end(on_terminal, prepare):
     console = on_terminal(prepare=prepare, controlling=False)
     until_prompt(console)
-    console.send(b"0\x04")  # what ends a line whatever the terminal makes of Enter
+    console.send(b"0\x04")  # Control-D ends a line whatever the terminal does with Enter
     assert console.finish() == "exit 0"
     assert console.attributes() == console.attributes_before
 
 
-def test_the_attributes_of_the_start_are_restored_though_changed_meanwhile(on_terminal):
+def test_the_initial_attributes_are_restored_even_if_they_change_during_the_session(on_terminal):
     console = on_terminal(controlling=False)
     until_prompt(console)
     changed = console.attributes()
@@ -80,7 +80,7 @@ def test_the_keys_of_signals_do_nothing(on_terminal, key):
     until_prompt(console)
     console.take()
     console.send(key + b"9")
-    console.expect(b"9")  # the key before it was read, and was neither echoed nor deadly
+    console.expect(b"9")  # the key before it was read without an echo and without effect
     state = pathlib.Path(f"/proc/{console.process.pid}/stat").read_text().rpartition(")")[2].split()[0]
     assert state in "RSD"
     console.send(b"\x080\r")
@@ -88,11 +88,11 @@ def test_the_keys_of_signals_do_nothing(on_terminal, key):
     assert console.finish() == "exit 0"
 
 
-def test_a_terminal_that_is_hung_up_ends_the_program_and_nothing_is_written(on_terminal, meter):
+def test_a_hang_up_ends_the_program_and_nothing_is_written(on_terminal, meter):
     console = on_terminal()
     until_prompt(console)
     console.send(b"2\r10.0.0.1\r")
-    while b"10.0.0.1 " not in console.pending:  # on the screen that follows
+    while b"10.0.0.1 " not in console.pending:  # on the next screen
         assert console.receive(STEP_LIMIT), console.history()
     console.hang_up()
     assert console.finish() == "killed by SIGHUP"
@@ -101,13 +101,13 @@ def test_a_terminal_that_is_hung_up_ends_the_program_and_nothing_is_written(on_t
 
 
 @pytest.mark.parametrize("arguments", [("-v",), ("-v", "-m"), ("4", "4", "4")])
-def test_a_start_that_only_prints_leaves_the_terminal_alone(on_terminal, arguments):
+def test_a_start_that_only_prints_does_not_change_the_terminal(on_terminal, arguments):
     console = on_terminal(*arguments, prepare=unusual, controlling=False)
     console.finish()
     assert console.attributes() == console.attributes_before
 
 
-def test_a_failed_connection_leaves_the_terminal_alone(on_terminal, meter):
+def test_a_failed_connection_does_not_change_the_terminal(on_terminal, meter):
     (meter.folder / "store.toml").unlink()
     console = on_terminal(prepare=unusual, controlling=False)
     assert console.finish() == "exit 1"
@@ -116,7 +116,7 @@ def test_a_failed_connection_leaves_the_terminal_alone(on_terminal, meter):
     assert console.errors.endswith(b"Error: can't connect to CDS\n")
 
 
-def test_the_terminal_of_the_output_alone_is_not_touched(meter):
+def test_a_terminal_for_output_only_is_not_changed(meter):
     ours, theirs = open_terminal()
     before = termios.tcgetattr(theirs)
     process = subprocess.Popen(command(UTILITY), env=meter.environment(),

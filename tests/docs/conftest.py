@@ -1,4 +1,4 @@
-"""Makes the modules of docs/tools known to the tests."""
+"""Adds docs/tools to the module path."""
 
 import sys
 

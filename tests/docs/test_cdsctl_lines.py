@@ -1,4 +1,4 @@
-"""The `cdsctl` lines of "what a save does" read what the item's line says, and write what a save writes."""
+"""The `cdsctl` lines in docs/what-a-save-calls.md read and write the same leaves as the menus."""
 
 import re
 import shlex
@@ -12,8 +12,8 @@ from harness.program import BUILD, REPOSITORY, STEP_LIMIT, command
 
 pytestmark = pytest.mark.host_only
 
-PAGE = (REPOSITORY / "docs" / "what-a-save-does.md").read_text(encoding="utf-8")
-LINES = dict(re.findall(r"^### (.*)\n\n```sh\n(cdsctl get (?:.|\n)*?)```$", PAGE, re.M))
+PAGE = (REPOSITORY / "docs" / "what-a-save-calls.md").read_text(encoding="utf-8")
+LINES = dict(re.findall(r"^## (.*)\n\n```sh\n(cdsctl get (?:.|\n)*?)```$", PAGE, re.M))
 CDSCTL = BUILD / "cdsctl"
 FACTORY_LEAVES = tomllib.loads(FACTORY.read_text())
 
@@ -35,7 +35,7 @@ def leaves_written(item):
 
 
 def written_to(leaves, lines):
-    """What the lines print on a meter with these leaves, and its leaves then."""
+    """Returns the output of the lines on a meter with these leaves, and the leaves afterwards."""
     meter = Meter("cdsctl-lines", leaves)
     done = run(lines, meter)
     new = [line for line in done.stderr.splitlines() if ": new leaf " in line]

@@ -1,4 +1,4 @@
-"""The exercises of docs/exercises: each is solved by its own solution, and by nothing less."""
+"""The solution of each exercise in docs/exercises solves it, and a session without a save does not."""
 
 import re
 import subprocess
@@ -29,7 +29,7 @@ def start_of(exercise):
 
 
 def difference_after(lines, exercise, name, tmp_path):
-    """What `cdsctl diff` prints after a session with these lines."""
+    """Returns the output of `cdsctl diff` after a session with these lines."""
     meter = Meter(name, start_of(exercise), factory_text=FACTORY.read_text(encoding="utf-8"))
     (tmp_path / "start.toml").write_text(toml_text(meter.at_start), encoding="utf-8")
     keys = "".join(line + "\n" for line in lines).encode()
@@ -46,7 +46,7 @@ def test_the_solution_makes_exactly_the_expected_difference(path, tmp_path):
     assert difference_after(exercise["solution"], exercise, path.stem, tmp_path) == exercise["expected"]
 
 
-def test_nothing_is_solved_without_a_save(path, tmp_path):
+def test_a_session_without_a_save_solves_nothing(path, tmp_path):
     exercise = read(path)
     assert exercise["expected"]
     *before, save, yes, leave = exercise["solution"]
@@ -54,7 +54,7 @@ def test_nothing_is_solved_without_a_save(path, tmp_path):
     assert difference_after([*before, "0", "y"], exercise, path.stem, tmp_path) == []
 
 
-def test_the_file_has_what_the_page_needs(path):
+def test_the_file_has_the_keys_that_the_page_needs(path):
     exercise = read(path)
     assert {"title", "task", "hint", "solution", "expected"} <= exercise.keys() <= KEYS
     assert exercise.get("start", {}).keys() <= {"meter", "set", "remove"}

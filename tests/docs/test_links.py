@@ -1,4 +1,4 @@
-"""What the guides point to is there: links, files, names of the sources, leaves."""
+"""The targets in the guides exist: links, files, names in the sources, leaves."""
 
 import re
 
@@ -17,7 +17,7 @@ def text_of(page):
 
 
 def anchors(page):
-    """The headings as the links name them."""
+    """Returns the anchors of the headings."""
     return [saves.anchor(heading) for heading in re.findall(r"^#+ (.*)$", text_of(page), re.M)]
 
 
@@ -31,11 +31,11 @@ def test_links(name):
             continue
         path, _, anchor = link.partition("#")
         target = (page.parent / path).resolve() if path else page
-        assert words, f"{link} has no words"
-        assert target.exists(), f"{link}: there is no such file"
+        assert words, f"{link} has no text"
+        assert target.exists(), f"{link}: the file does not exist"
         assert target.is_relative_to(REPOSITORY), f"{link} leaves the repository"
-        assert not anchor or anchors(target).count(anchor) == 1, f"{link}: there is no such heading"
-        assert picture != "!" or target.suffix in (".svg", ".png"), f"{link} is not a picture that is made"
+        assert not anchor or anchors(target).count(anchor) == 1, f"{link}: there is not exactly one such heading"
+        assert picture != "!" or target.suffix in (".svg", ".png"), f"{link} is not a generated picture"
 
 
 SOURCES = [path for folder in ("app", "network", "meterinit", "console", "settings", "store", "simulator")
@@ -44,17 +44,18 @@ SOURCES = [path for folder in ("app", "network", "meterinit", "console", "settin
 
 @pytest.mark.parametrize("name", ["docs/developer.md", "docs/integrator.md"])
 def test_files_names_and_leaves(name):
-    """Of what a page has in backquotes, a file or folder is there, a name occurs in the sources, a
-    leaf in the page that is made."""
-    leaves = (REPOSITORY / "docs" / "what-a-save-does.md").read_text(encoding="utf-8")
+    """A file or directory in backquotes exists, a name occurs in the sources, and a leaf occurs on the
+    generated pages."""
+    leaves = "".join((REPOSITORY / "docs" / page).read_text(encoding="utf-8")
+                     for page in ("what-a-save-does.md", "what-a-save-calls.md"))
     words = set(re.findall(r"\w+", "".join(path.read_text(encoding="utf-8") for path in SOURCES)))
     for quoted in re.findall(r"`([^`\n]+)`", text_of(PAGES[name])):
         if quoted.startswith(("include/", "lib/")):
-            continue  # of the client library
+            continue  # a name of the client library
         if re.match("/(V|Software)", quoted):
             assert f"`{quoted}" in leaves, f"no save writes {quoted}"
         elif re.fullmatch(r"(\w+/)+|(\w+/)*[\w-]+\.(h|cpp|toml|cmake|md)", quoted):
-            beside = [path for path in SOURCES if path.name == quoted]
-            assert beside or (REPOSITORY / quoted).exists(), f"{quoted} is not there"
+            same_name = [path for path in SOURCES if path.name == quoted]
+            assert same_name or (REPOSITORY / quoted).exists(), f"{quoted} does not exist"
         elif re.fullmatch(r"[a-z]+(_[a-z0-9]+)+|([A-Z][a-z]+){2,}", quoted):
-            assert quoted in words, f"the sources have no {quoted}"
+            assert quoted in words, f"{quoted} does not occur in the sources"

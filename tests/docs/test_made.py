@@ -1,4 +1,4 @@
-"""What the guides take from the program is what the program has: docs/tools/write makes it."""
+"""The generated parts of the guides agree with the program. docs/tools/write generates them."""
 
 import re
 from xml.etree import ElementTree
@@ -9,7 +9,7 @@ from harness.program import REPOSITORY
 
 pytestmark = pytest.mark.host_only
 
-MAKE_ANEW = "the guides are not as the program has it; docs/tools/write makes them anew"
+GENERATE_AGAIN = "the guides do not agree with the program; docs/tools/write generates them again"
 
 PICTURES = made.picture_names()
 PAGES = {str(page.relative_to(REPOSITORY)): page for page in made.pages()}
@@ -18,43 +18,43 @@ FENCED = re.compile(r"^```\n(.*?)^```$", re.S | re.M)
 
 def check(path, text):
     if made.present(path) != text:
-        pytest.fail("\n".join([MAKE_ANEW, *made.difference(path, text)]), pytrace=False)
+        pytest.fail("\n".join([GENERATE_AGAIN, *made.difference(path, text)]), pytrace=False)
 
 
 @pytest.mark.parametrize("name", PICTURES)
-def test_a_picture_shows_what_the_program_shows(name):
+def test_a_picture_agrees_with_the_program(name):
     check(pictures.path_of(name), made.make_picture(name))
 
 
 @pytest.mark.parametrize("name", PAGES)
-def test_the_made_parts_of_a_page_are_as_made(name):
+def test_the_generated_parts_of_a_page_are_current(name):
     check(PAGES[name], made.make_page(PAGES[name]))
 
 
-def test_every_made_part_is_in_a_page_and_well_marked():
+def test_every_generated_part_is_on_a_page_between_its_marks():
     text = "".join(made.present(page) for page in PAGES.values())
     assert {match[2] for match in made.PART.finditer(text)} == set(made.PARTS)
     assert len(made.PART.findall(text)) == text.count("<!-- made by ") == text.count("<!-- end -->")
 
 
-def test_every_picture_is_made_and_shown_in_a_page():
+def test_every_picture_is_generated_and_shown_on_a_page():
     text = "".join(made.present(page) for page in PAGES.values())
     in_folder = {path.stem for path in pictures.FOLDER.glob("*.svg")}
     assert in_folder == set(PICTURES)
     assert {name for name in PICTURES if f"pictures/{name}.svg)" not in text} == set()
 
 
-def test_a_screen_quoted_in_a_page_is_one_that_the_program_shows():
+def test_the_program_shows_every_screen_that_a_page_quotes():
     shown = {name: pictures.screen_text(name) for name in ("main-menu", "port-menu", "init-menu")}
     quoted = [(page, block) for page, path in PAGES.items()
               for block in FENCED.findall(made.present(path)) if block.startswith(screens.RULE)]
-    assert quoted, "no page quotes a screen any more: this test has nothing to do"
+    assert quoted, "no page quotes a screen, so this test checks nothing"
     for page, block in quoted:
         assert block in shown.values(), f"{page} quotes a screen that the program does not show"
 
 
 @pytest.mark.parametrize("folder", folders.PROGRAM)
-def test_includes_follow_the_picture_of_the_folders(folder):
+def test_includes_follow_the_picture_of_the_directories(folder):
     assert {folder} <= folders.included(folder) <= folders.reachable(folders.targets(), folder)
 
 

@@ -10,23 +10,23 @@ pytestmark = pytest.mark.host_only
 
 DOCS = REPOSITORY / "docs"
 GUIDE = (DOCS / "technician.md").read_text(encoding="utf-8")
-INTEGRATOR = (DOCS / "integrator.md").read_text(encoding="utf-8")  # explains the commands that are run
+INTEGRATOR = (DOCS / "integrator.md").read_text(encoding="utf-8")  # explains the commands that the program runs
 PAGES = {str(page.relative_to(REPOSITORY)): page for page in made.pages()}
 QUOTED = literals.quotes(GUIDE + INTEGRATOR)
 
-# Leaf paths: the pages that are made hold them.
+# Leaf paths are on the generated pages.
 LEAF_FILES = ("setting_leaves.h", "option_leaves.cpp")
 LEAF_PATH = re.compile("/(V|Software/).*")
 OPTION = re.compile("ML|PQ[123R]")
 MADE_PAGES = "".join((DOCS / name).read_text(encoding="utf-8")
-                     for name in ("what-a-save-does.md", "options-list.md"))
-# The tables of which a whole screen of help consists; the guide has a picture of it.
+                     for name in ("what-a-save-does.md", "what-a-save-calls.md", "options-list.md"))
+# Each of these tables is a whole screen of help, which the guide shows as a picture.
 HELP_HEADS = ("help", "legend", "enclosure_codes", "_names")
 
 
 def texts():
-    """(where, kind, line) of every line of every text of the program. A "fragment" is a part of a
-    text; help and options stand in pictures and in the made pages."""
+    """Yields (where, kind, line) for every line of every text of the program. A "fragment" is a part of a
+    text. Help and options are on the pictures and the generated pages."""
     for path, head, text in literals.program_texts():
         if path.name in LEAF_FILES or LEAF_PATH.fullmatch(text):
             continue
@@ -74,7 +74,7 @@ def test_the_reference_of_the_options_has_every_option_and_leaf():
     assert missing == []
 
 
-def test_every_message_that_the_guide_explains_is_one_of_the_program():
+def test_every_message_that_the_guide_explains_is_in_the_program():
     program = {line for _, _, line in TEXTS}
     explained = literals.first_cells(GUIDE, "## Messages")
     assert len(explained) > 40
@@ -83,8 +83,8 @@ def test_every_message_that_the_guide_explains_is_one_of_the_program():
 
 
 @pytest.mark.parametrize("name", PAGES)
-def test_what_a_page_quotes_of_the_screen_is_there(name):
-    """In backquotes, words that begin with a capital are the screen's."""
+def test_every_text_that_a_page_quotes_is_on_a_screen(name):
+    """Text in backquotes that starts with a capital letter is a quotation from the screen."""
     program = {line for _, _, line in TEXTS}
     shown = "\n".join(pictures.text_of(path) for path in pictures.FOLDER.glob("*.svg"))
     quoted = [quote for quote in literals.quotes(PAGES[name].read_text(encoding="utf-8"))

@@ -21,7 +21,7 @@ struct pcd_connection {
 namespace
 {
 
-bool is_saving = false; // the file shows what the store holds, whatever the conversions do
+bool is_saving = false; // no misbehaviour while the file is written: it must hold the true values
 
 bool odd(const char* misbehaviour)
 {
@@ -83,7 +83,7 @@ bool is_known(const std::string& path)
     return path.find("/meter-settings-doctor/") != 0;
 }
 
-// What becomes of a value that is written.
+// Returns the value that is stored when `value` is written.
 toolkit::CElement stored(const toolkit::CElement& value)
 {
     std::string text;
@@ -104,7 +104,7 @@ toolkit::CElement stored(const toolkit::CElement& value)
     return element;
 }
 
-// The value of a leaf as a read gives it; null for a leaf that is missing.
+// Returns the value that a read returns for a leaf, or null for a missing leaf.
 const toolkit::CElement* find(pcd_connection& connection, const std::string& path)
 {
     if (odd("cache-for-ever") || odd("cache-of-a-connection")) {
@@ -331,7 +331,7 @@ int CCds::clear_leaves(const std::vector<std::string>& paths, std::vector<api_st
 
 } // namespace toolkit
 
-// No command runs; a shell is there unless the misbehaviour is to have none.
+// Runs no command. Returns that a shell is available, unless the misbehaviour is no-shell.
 extern "C" int system(const char*)
 {
     return odd("no-shell") ? 0 : 1;

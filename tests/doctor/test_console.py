@@ -62,7 +62,7 @@ def wait_for_question(console):
 
 @pytest.mark.parametrize("keys, wanted", [
     (b"\b", "ok     Backspace sends 8 (Control-H)"),
-    (b"\x7f", "note   Backspace sends 127 (Delete): what it erases stays on the screen"),
+    (b"\x7f", "note   Backspace sends 127 (Delete): erased characters stay on the screen"),
     (b"\x1b[3~", 'WRONG  Backspace sends "\\x1b[3~", which erases nothing'),
     (b"\x03", 'WRONG  Backspace sends "\\x03", which erases nothing'),
     (b"\b\b", 'WRONG  Backspace sends "\\x08\\x08", which erases nothing'),

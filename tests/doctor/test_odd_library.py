@@ -52,7 +52,7 @@ NAMED = (
     ("cache-of-a-connection", "wrong", "reads come from a cache: what a second connection writes"),
     ("one-connection", "note", "a second connection cannot be opened"),
     ("clear-fails", "wrong", "clear_leaves fails: result -1, status 0"),
-    ("clear-only-empties", "wrong", "clear_leaves only empties the leaf: it is still there"),
+    ("clear-only-empties", "wrong", "clear_leaves only empties the leaf: it still exists"),
     ("clear-does-nothing", "wrong", 'clear_leaves leaves the value as it is: "a b"'),
     ("clear-without-status", "note", "clear_leaves succeeds with status 0"),
     ("clear-with-no-statuses", "note", "clear_leaves succeeds with status 0"),
@@ -163,7 +163,7 @@ def test_the_scratch_leaf_is_restored_when_a_signal_comes_during_a_write(meter, 
     found = examined(f"signal-at-write={write}", "--write-test", SCRATCH)
     assert found.status == 128 + 15
     assert store.read_text() == before
-    assert found.of("ok")[-1] == f"{SCRATCH} is again as it was"
+    assert found.of("ok")[-1] == f"{SCRATCH} is restored"
 
 
 def test_commands_are_wrong_where_there_is_a_shell_and_noted_where_there_is_none(meter):

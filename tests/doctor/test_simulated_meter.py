@@ -50,7 +50,7 @@ def test_a_write_test_leaves_the_store_as_it_was():
     for leaves in (LEAVES, *(LEAVES | {SCRATCH: value} for value in ("text", "", 7, False))):
         found = examine(leaves, "--write-test", SCRATCH)
         assert found.status == 0, found.output
-        assert f"{SCRATCH} is again as it was" in found.of("ok")
+        assert f"{SCRATCH} is restored" in found.of("ok")
 
 
 def test_nothing_is_written_unless_it_is_asked_for():
@@ -125,7 +125,7 @@ def test_what_the_menu_shows_is_told(change, wanted):
 
 
 def test_the_utility_shows_what_the_doctor_says():
-    """Both on the same odd meter: what the doctor quotes stands on the utility's screens."""
+    """Runs both on the same odd meter. The utility's screens contain the texts that the doctor quotes."""
     leaves = LEAVES | {path: value for change, _ in SHOWN[:8] for path, value in change.items()}
     found = examine(leaves)
     meter = Meter("doctor-screens", leaves)

@@ -39,8 +39,8 @@ def make(folder, mode):
     return folder
 
 
-def test_every_command_of_the_utility_is_looked_for(examined, tmp_path):
-    folder = make(tmp_path / "bin", 0o755)
+def test_every_command_of_the_utility_is_looked_for(examined, plain_folder):
+    folder = make(plain_folder / "a b'c", 0o755)
     found = commands(examined(f"/nonexistent:{folder}"))
     for name in NAMES:
         assert ("ok", f'command {name}: "{folder}/{name}"') in found
@@ -49,21 +49,21 @@ def test_every_command_of_the_utility_is_looked_for(examined, tmp_path):
     assert len(network) == 1
 
 
-def test_a_command_that_is_not_executable_is_named(examined, tmp_path):
-    folder = make(tmp_path / "bin", 0o644)
+def test_a_command_that_is_not_executable_is_named(examined, plain_folder):
+    folder = make(plain_folder / "bin", 0o644)
     found = commands(examined(f"{folder}:/nonexistent"))
     assert ("wrong", f'command vmkeys is not executable: "{folder}/vmkeys"') in found
 
 
-def test_an_executable_one_further_on_is_preferred(examined, tmp_path):
-    first, second = make(tmp_path / "first", 0o644), make(tmp_path / "second", 0o755)
+def test_an_executable_one_further_on_is_preferred(examined, plain_folder):
+    first, second = make(plain_folder / "first", 0o644), make(plain_folder / "second", 0o755)
     found = commands(examined(f"{first}:{second}:/nonexistent"))
     assert ("ok", f'command vmkeys: "{second}/vmkeys"') in found
 
 
-def test_a_folder_of_that_name_is_no_command(examined, tmp_path):
-    (tmp_path / "bin" / "vmkeys").mkdir(parents=True)
-    assert ("wrong", "command vmkeys is missing") in commands(examined(str(tmp_path / "bin")))
+def test_a_folder_of_that_name_is_no_command(examined, plain_folder):
+    (plain_folder / "vmkeys").mkdir()
+    assert ("wrong", "command vmkeys is missing") in commands(examined(str(plain_folder)))
 
 
 def test_an_empty_entry_of_the_path_is_the_present_folder(examined, tmp_path, monkeypatch):

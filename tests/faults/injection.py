@@ -1,8 +1,10 @@
-"""Runs a program on a meter of its own, with one of its system calls made to fail, or killed there.
+"""Runs a program on its own meter and injects a fault: one of its system calls fails, or the program is
+killed in it.
 
-strace does it: it counts the calls of each name by themselves, so that a fault is a name and a
-number. Input comes from a pseudo-terminal that holds all keys from the start and stays open: no
-run waits for a key, and one that wants more keys than there are does not end, which is noticed.
+strace injects the fault. It counts the calls of each name separately, so a fault is a name and a number.
+Input comes from a pseudo-terminal that contains all keys from the start and stays open. Therefore no run
+waits for a key, except a run that needs more keys than there are. Such a run does not end, and this is
+reported.
 """
 
 import concurrent.futures
@@ -25,12 +27,12 @@ from harness.terminal import LFLAG
 
 KILL = "KILL"
 ERRORS = ("EIO", "ENOSPC", "EINTR", "EACCES", "EMFILE", "ENOMEM")
-LIMIT = 10.0  # seconds for one run, of some milliseconds usually
-MODE = 0o640  # of a meter's files, which a write must keep
-MASK = 0o077  # under which a file that is made has other permission bits
-SETTLED = 0.3  # seconds after which a file's times tell any later change
+LIMIT = 10.0  # seconds for one run, which usually takes milliseconds
+MODE = 0o640  # the mode of a meter's files, which a write must keep
+MASK = 0o077  # the umask, which gives new files another mode
+SETTLED = 0.3  # seconds after a write, when a later change is sure to change the file's time stamps
 
-# What strace would make fail in a way in which the system does not.
+# Calls that strace would make fail in a way that the system never does.
 CANNOT_FAIL = {
     "exit_group": "it does not return",
     "close": "the descriptor is gone whatever it returns; strace would leave it open, and locked",
@@ -41,53 +43,53 @@ CANNOT_FAIL = {
 class Fault:
     effect: str    # KILL or the name of an error
     call: str      # a system call's name
-    which: int     # 1: the first call of that name
-    position: int  # of the call among all of the undisturbed run
-    aim: str       # what it works on
+    which: int     # 1 is the first call of that name
+    position: int  # the position among all calls of the undisturbed run
+    aim: str       # the file or descriptor that the call uses
 
     def __str__(self):
         return f"{self.effect} at call {self.position} ({self.call} {self.which}, {self.aim})"
 
     def strace_options(self):
-        # Stopping at no other call saves half of the time; a signal would then be lost.
+        # Stopping only at these calls saves half of the time, but would lose a signal.
         fast = () if self.effect == KILL else ("-f", "--seccomp-bpf")
         effect = "signal=KILL" if self.effect == KILL else f"error={self.effect}"
         if self.call == "brk" and self.effect != KILL:
-            effect = "retval=0"  # it never returns an error: a break below the one asked for
+            effect = "retval=0"  # brk never returns an error, only a break below the requested one
         return (*fast, "-e", f"trace={self.call}",
                 "-e", f"inject={self.call}:{effect}:when={self.which}")
 
 
 @dataclasses.dataclass(frozen=True)
 class Subject:
-    """What is run: a command on a meter with these leaves, and the keys typed to it."""
+    """A command, the leaves of its meter, and the keys that are typed."""
     command: tuple
     store: dict
     keys: bytes = b""
-    traced: bool = False  # whether the client library writes down its calls
-    factory: dict | None = None  # the leaves of a factory file
+    traced: bool = False  # True if the client library writes a trace
+    factory: dict | None = None  # the leaves of the factory file
 
     def files(self):
-        """The meter's folder before a run."""
+        """Returns the files of the meter before a run."""
         leaves = {"store.toml": self.store, "factory.toml": self.factory}
         return {name: toml_text(of).encode() for name, of in leaves.items() if of is not None}
 
 
 @dataclasses.dataclass
 class Run:
-    status: int | None  # minus the signal that ended it; None: it did not end
+    status: int | None  # the negative signal number if a signal ended it; None if it did not end
     output: bytes
     errors: str
-    strace: list        # the lines of the calls that strace was to show
-    calls: list         # the library's own trace, one JSON text a call
-    files: dict         # what is in the meter's folder, by name
+    strace: list        # the lines that strace printed
+    calls: list         # the library's trace, one JSON text per call
+    files: dict         # the files in the meter's directory, by name
     modes: dict         # their permission bits
 
     def store(self):
         return self.files.get("store.toml")
 
     def hit_line(self, effect):
-        """The call that was hit, as strace shows it; of a killed one there may be no line."""
+        """Returns the line of strace for the call with the fault. After a kill there may be no line."""
         mark = " = ?" if effect == KILL else "(INJECTED)"
         return next((line for line in self.strace if mark in line), "")
 
@@ -99,8 +101,7 @@ class Run:
 
 
 class Place:
-    """A folder for many meters: in memory where there is such a file system, so that flushing
-    takes no time."""
+    """A directory for many meters. It is in memory if possible, because flushing then takes no time."""
 
     def __init__(self):
         memory = pathlib.Path("/dev/shm")
@@ -115,7 +116,7 @@ class Place:
         shutil.rmtree(self.top)
 
     def make_meter(self, files):
-        """The meter's folder is the folder `meter` in the one that is returned."""
+        """Returns a new directory. The meter is its subdirectory `meter`."""
         top = self.top / str(next(self.numbers))
         (top / "meter").mkdir(parents=True)
         for file, text in files.items():
@@ -125,7 +126,8 @@ class Place:
 
 
 def open_typed(keys):
-    """A pseudo-terminal in raw mode with these keys on it: our descriptor, then the program's."""
+    """Opens a pseudo-terminal in raw mode and types these keys. Returns the test's descriptor and the
+    program's."""
     ours, theirs = os.openpty()
     attributes = termios.tcgetattr(theirs)
     attributes[LFLAG] &= ~(termios.ECHO | termios.ICANON | termios.ISIG)
@@ -140,7 +142,7 @@ def wait_for(process):
         output, errors = process.communicate(timeout=LIMIT)
         return process.returncode, output, errors
     except subprocess.TimeoutExpired:
-        os.killpg(process.pid, signal.SIGKILL)  # strace and what it runs, started in one session
+        os.killpg(process.pid, signal.SIGKILL)  # strace and its program have a session of their own
         output, errors = process.communicate()
         return None, output, errors
 
@@ -158,7 +160,7 @@ def lines_of(file):
 
 
 def run(subject, top, strace_options=None):
-    """One run on the meter in `top`; without `strace_options` not under strace."""
+    """Runs the subject on the meter in `top`. Without `strace_options`, it runs without strace."""
     environment = {"METER_SIM_DIR": str(top / "meter"), "METER_SIM_NO_DELAY": "1"}
     if subject.traced:
         environment["METER_SIM_TRACE"] = str(top / "calls")
@@ -181,17 +183,17 @@ def of_store(aim):
     return any(name == "meter" or ".toml" in name for name in aim.split())
 
 
-PARTS = {"store": of_store}  # parts of a matrix
+PARTS = {"store": of_store}  # parts of the matrix
 
 STANDARD = {"0": "input", "1": "output", "2": "errors"}
 
 
 def aim_of(line):
-    """What a call works on: names of files without their folders, or a standard descriptor."""
+    """Returns what a call works on: file names without directories, or a standard descriptor."""
     arguments = line.rpartition(" = ")[0]
     names = [STANDARD.get(descriptor, file.rpartition("/")[2])
              for descriptor, file in re.findall(r"\b(\d+)<([^>]*)>", arguments)]
-    if not re.match(r"(\d+ +)?p?(read|write)", line):  # their texts are no names
+    if not re.match(r"(\d+ +)?p?(read|write)", line):  # the texts of these calls are data, not names
         names += [file.rpartition("/")[2] for file in re.findall(r'<[^>]*>, "([^"]+)"', arguments)]
     return " ".join(names)
 
@@ -201,7 +203,7 @@ def can_fail(call, line):
 
 
 def faults_of(strace_lines, effects):
-    """Every effect at every call, from the first one after exec to the last."""
+    """Returns every effect for every call, from the first one after exec to the last."""
     names = [line.partition("(")[0] for line in strace_lines]
     assert names[0] == "execve" and names[-1] == "exit_group"
     return [Fault(effect, name, names[:position + 1].count(name), position,
@@ -212,7 +214,7 @@ def faults_of(strace_lines, effects):
 
 
 class Matrix:
-    """A subject's undisturbed run, and the faults to be injected into others like it."""
+    """An undisturbed run of a subject, and the faults to inject into further runs."""
 
     def __init__(self, subject, place, effects=(KILL, *ERRORS), part=None):
         self.subject = subject
@@ -222,13 +224,13 @@ class Matrix:
                        if part is None or PARTS[part](fault.aim)]
 
     def undisturbed(self):
-        """Of a few runs the one of most calls: on a busy machine one may have to do with fewer,
-        because the file that it wrote has settled within the run."""
+        """Returns the one of several runs with the most calls. On a busy machine, a run may make fewer calls
+        because its file gets old enough during the run that it is not read again."""
         return max((run(self.subject, top, ()) for top in self.settled_meters(3)),
                    key=lambda done: len(done.strace))
 
     def outcomes(self, jobs):
-        """Pairs of a fault and its run, as they come."""
+        """Yields pairs of a fault and its run as they finish."""
         with concurrent.futures.ThreadPoolExecutor(jobs) as workers:
             tops = self.settled_meters(len(self.faults))
             yield from workers.map(self.run_until_hit, self.faults, tops)
@@ -236,11 +238,11 @@ class Matrix:
     def settled_meters(self, count):
         files = self.subject.files()
         tops = [self.place.make_meter(files) for _ in range(count)]
-        time.sleep(SETTLED)  # a younger file is read anew, so that the calls would vary
+        time.sleep(SETTLED)  # a newer file is read again, so the calls would vary
         return tops
 
     def run_until_hit(self, fault, top):
-        """A run of fewer calls, in which the fault finds another one or none, is done again."""
+        """Runs again if a run makes fewer calls, so that the fault hits another call or none."""
         for _ in range(5):
             done = run(self.subject, top, fault.strace_options())
             shutil.rmtree(top)

@@ -1,8 +1,8 @@
-"""Kills a writer at random moments, many times over.
+"""Kills a writer many times at random moments.
 
-The writer sets eight leaves to one number after another and says each number when it stands. After
-a kill the leaves must be alike, and hold the last number that was said or the one after it; and
-the next writer goes on from there.
+The writer sets eight leaves to the same number, then to the next number, and so on. It prints each number
+after the write. After a kill, all leaves must be equal, and must have the last printed number or the next
+one. The next writer continues from there.
 """
 
 import collections
@@ -16,12 +16,12 @@ from harness import program
 
 CLIENT = program.BUILD / "store-client"
 LEAVES = [f"/n/{i}" for i in range(1, 9)]
-ENOUGH = 1_000_000  # numbers, more than a writer gets to write
-LONGEST = 0.002  # seconds that a writer goes on after its first number: some dozens of writes
+ENOUGH = 1_000_000  # more numbers than a writer can write
+LONGEST = 0.002  # seconds that a writer runs after its first number: a few dozen writes
 
 
 def kill_once(folder, first, seconds):
-    """The numbers that a writer said before it was killed."""
+    """Returns the numbers that a writer printed before it was killed."""
     writer = subprocess.Popen(program.command(CLIENT, "write", "/n", str(first), str(ENOUGH)),
                               env={"METER_SIM_DIR": str(folder)}, stdout=subprocess.PIPE)
     said = writer.stdout.readline()
@@ -34,14 +34,14 @@ def kill_once(folder, first, seconds):
 
 
 def number_in(folder):
-    """What all leaves hold; None when they differ or when there is anything else."""
+    """Returns the number in all leaves, or None if they differ or there are other files."""
     leaves = tomllib.loads((folder / "store.toml").read_text())
     numbers = set(leaves.values())
     return numbers.pop() if sorted(leaves) == LEAVES and len(numbers) == 1 else None
 
 
 def kill_many(place, worker, count, seed):
-    """Returns what was seen, counted. Stops at the first thing that is wrong."""
+    """Returns counts of the outcomes. Stops at the first error."""
     moments = random.Random(f"{seed}/{worker}")
     folder = place.make_meter({"store.toml": b""}) / "meter"
     seen = collections.Counter()
@@ -49,11 +49,11 @@ def kill_many(place, worker, count, seed):
     for _ in range(count):
         said = kill_once(folder, number + 1, moments.uniform(0, LONGEST))
         if said != list(range(number + 1, number + 1 + len(said))) or not said:
-            print(f"after {number} the writer said {said}")
+            print(f"after {number} the writer printed {said}")
             break
         number = number_in(folder)
         if number not in (said[-1], said[-1] + 1):
-            print(f"{said[-1]} was said to stand, and the store holds {number}")
+            print(f"the writer printed {said[-1]}, but the store has {number}")
             break
         seen["kills"] += 1
         seen["writes said"] += len(said)

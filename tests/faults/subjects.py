@@ -1,4 +1,4 @@
-"""What the faults are injected into."""
+"""The sessions and commands into which faults are injected."""
 
 import shutil
 import tomllib
@@ -8,15 +8,15 @@ from harness.menus import typed
 from harness.meter import FACTORY
 from injection import Subject
 
-# DHCP off and an address for port 1; a second DNS server typed, then emptied, so that the save
-# clears it; a serial number and an options list; the save.
+# Turns DHCP off and sets an address for port 1. Types a second DNS server and empties it, so that the save
+# clears it. Enters a serial number and an options list, and saves.
 SAVE = typed("{PORT}\n" "1\nn\n" "2\n1.1.1.1\n" "0\n"
              "{SECONDARY_DNS}\n1.1.1.2\n" "{SECONDARY_DNS}\n~\n"
              "{INIT}\n" "1\n123456789\n" "2\nWEB\n" "0\n"
              "{SAVE}\ny\n").encode()
 
-# From wherever an error may have led the session, some rounds of this leave the program: the
-# empty answer leaves the question for an enclosure, 0 a menu, y is for "Exit without saving?".
+# A few rounds of these keys leave the program from any screen to which an error can lead: the empty answer
+# leaves the question for an enclosure, 0 leaves a menu, and y answers "Exit without saving?".
 LEAVE = b"0\n" + b"\n0\ny\n" * 4
 
 
@@ -33,8 +33,8 @@ SESSIONS = {
 
 
 def one_replacement(command):
-    """A command that replaces the store once, on a meter with the leaf "/a" and no other."""
+    """A command that replaces the store once, on a meter whose only leaf is "/a"."""
     found = shutil.which(command[0])
     if found is None:
-        raise SystemExit(f"error: {command[0]} is no program")
+        raise SystemExit(f"error: {command[0]} is not a program")
     return Subject((found, *command[1:]), {"/a": "old"})

@@ -1,4 +1,4 @@
-"""A part of the matrix; `tests/faults/matrix` runs the whole."""
+"""Runs a part of the matrix; `tests/faults/matrix` runs all of it."""
 
 import re
 import subprocess
@@ -25,28 +25,28 @@ def run_matrix(*arguments):
             re.findall(r"^(\w+) +right at (\d+) of (\d+)", ended.stdout, re.M) if right == count}
 
 
-def test_a_save_withstands_a_kill_and_a_full_disk_at_each_call_on_the_store():
+def test_a_save_survives_a_kill_and_a_full_disk_at_each_call_on_the_store():
     right = run_matrix("--session", "save", "--only", "store", "--effects", "KILL,ENOSPC")
     assert right.keys() == {"KILL", "ENOSPC"}
     assert right["KILL"] > 100 and right["ENOSPC"] > 80
 
 
-def test_a_factory_reset_withstands_a_kill_at_each_call_on_the_store():
+def test_a_factory_reset_survives_a_kill_at_each_call_on_the_store():
     right = run_matrix("--session", "reset", "--only", "store", "--effects", "KILL")
     assert right.keys() == {"KILL"} and right["KILL"] > 30
 
 
-def test_a_single_write_withstands_a_kill_a_signal_and_an_error_at_every_call():
+def test_a_single_write_survives_a_kill_a_signal_and_an_error_at_every_call():
     right = run_matrix("--effects", "KILL,EINTR,EIO", "--",
                        str(BUILD / "store-client"), "set", "/a", "new", "/b", "x")
     assert right.keys() == {"KILL", "EINTR", "EIO"}
     assert right["KILL"] > 50 and right["EINTR"] == right["EIO"] > 40
 
 
-def test_a_writer_that_truncates_the_store_is_found_out():
-    """The matrix itself."""
+def test_the_matrix_detects_a_writer_that_truncates_the_store():
+    """This tests the matrix itself."""
     in_place = 'echo "\'/a\' = 1" > "$METER_SIM_DIR/store.toml"'
     ended = run("--effects", "KILL", "--only", "store", "--", "sh", "-c", in_place)
     assert ended.returncode == 1
-    assert "undisturbed: no new store takes its name" in ended.stdout
+    assert "undisturbed: no new store is renamed to store.toml" in ended.stdout
     assert "the store is neither the old nor the new one" in ended.stdout

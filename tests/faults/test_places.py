@@ -1,7 +1,7 @@
-"""A meter's folder that a running session can no longer write or read, and later can again.
+"""A running session that can no longer read or write its meter's directory, and later can again.
 
-The full disk and the read-only one are real: they are mounted for the program alone, in a mount
-namespace of its own. (Permission bits do not bind root.)
+The full disk and the read-only disk are real. They are mounted only for the program, in its own mount
+namespace. (Permission bits have no effect on root.)
 """
 
 import errno
@@ -28,7 +28,8 @@ FACTORY_LEAVES = tomllib.loads(FACTORY.read_text())
 PROMPT = b"==>  "
 
 
-# Each makes the folder useless to the process; calling what it returns undoes that.
+# Each function makes the directory unusable for the process. It returns a function that makes the directory
+# usable again.
 
 def fill_disk(process, folder):
     ballast = seen_by(process, folder / "ballast")
@@ -61,7 +62,7 @@ def limit_file_size(process, _):
 def outgrow_memory(process, folder):
     put_back = take_store_away(process, folder)
     (folder / "store.toml").touch()
-    os.truncate(folder / "store.toml", 200 * 2**20)  # takes no disk space
+    os.truncate(folder / "store.toml", 200 * 2**20)  # a sparse file takes no disk space
     limit(process, resource.RLIMIT_AS, 100 * 2**20)
     return put_back
 
@@ -82,10 +83,10 @@ def remount(process, folder, how):
                    check=True)
 
 
-# Where such a thing can happen: what is mounted before the program starts, if anything.
+# Commands that mount a file system before the program starts.
 SMALL_DISK = ('mount -t tmpfs -o size=16k tmpfs "$METER_SIM_DIR"; '
               'cp "$METER_SIM_DIR/../store.toml" "$METER_SIM_DIR"')
-DISK_OF_ITS_OWN = 'mount --bind "$METER_SIM_DIR" "$METER_SIM_DIR"'
+SEPARATE_DISK = 'mount --bind "$METER_SIM_DIR" "$METER_SIM_DIR"'
 
 
 def start(folder, mounted):
@@ -93,7 +94,7 @@ def start(folder, mounted):
     if mounted:
         own = ["unshare", "--map-root-user", "--mount"]
         if subprocess.run([*own, "true"], capture_output=True, check=False).returncode != 0:
-            pytest.skip("no mount namespace is to be had here")
+            pytest.skip("this system does not permit mount namespaces")
         prefix = [*own, "sh", "-ec", mounted + '; exec "$@"', "sh"]
     return subprocess.Popen([*prefix, *command(UTILITY)], stdin=subprocess.PIPE,
                             stdout=subprocess.PIPE, stderr=subprocess.PIPE,
@@ -101,7 +102,7 @@ def start(folder, mounted):
 
 
 def typed(process, keys):
-    """What the program puts out, up to its next menu."""
+    """Types the keys. Returns the output up to the next menu."""
     process.stdin.write(keys)
     process.stdin.flush()
     return piped.read_until(process, PROMPT)
@@ -109,14 +110,14 @@ def typed(process, keys):
 
 @pytest.mark.parametrize("spoil, mounted, can_read", [
     (fill_disk, SMALL_DISK, True),
-    (make_read_only, DISK_OF_ITS_OWN, True),
+    (make_read_only, SEPARATE_DISK, True),
     (take_store_away, None, False),
     (take_folder_away, None, False),
     (limit_file_size, None, True),
     pytest.param(outgrow_memory, None, False, marks=pytest.mark.skipif(
-        bool(why_not_traced(UTILITY)), reason="it needs more memory than is left here")),
-], ids=["full disk", "read-only disk", "no store", "no folder", "limited files", "huge store"])
-def test_a_save_that_the_folder_does_not_take_is_told_and_can_be_repeated(spoil, mounted, can_read):
+        bool(why_not_traced(UTILITY)), reason="this build needs more memory than the test leaves")),
+], ids=["full disk", "read-only disk", "no store", "no directory", "limited files", "huge store"])
+def test_a_save_that_fails_because_of_the_directory_is_reported_and_can_be_repeated(spoil, mounted, can_read):
     old = toml_text(FACTORY_LEAVES).encode()
     new = toml_text({**FACTORY_LEAVES, **TO_SAVE}).encode()
     with injection.Place() as place:
@@ -129,16 +130,16 @@ def test_a_save_that_the_folder_does_not_take_is_told_and_can_be_repeated(spoil,
                 typed(process, keys)
 
             restore = spoil(process, folder)
-            told = typed(process, b"%d\ny\n" % SAVE_WITHOUT_INIT)
-            assert f"set_leaf failed for {GENERAL}\nError saving settings!\n".encode() in told
-            assert b"Settings saved." not in told and b"Save & apply" in told
-            assert (b"Warning: couldn't read network settings!\n" in told) == (not can_read)
+            output = typed(process, b"%d\ny\n" % SAVE_WITHOUT_INIT)
+            assert f"set_leaf failed for {GENERAL}\nError saving settings!\n".encode() in output
+            assert b"Settings saved." not in output and b"Save & apply" in output
+            assert (b"Warning: couldn't read network settings!\n" in output) == (not can_read)
             restore()
             assert injection.files_of(seen_by(process, folder)) == {"store.toml": old}
 
-            told = typed(process, b"%d\ny\n" % SAVE_WITHOUT_INIT)
-            assert b"Settings saved.\n" in told and b"failed" not in told
-            assert b"Error" not in told and b"Warning" not in told
+            output = typed(process, b"%d\ny\n" % SAVE_WITHOUT_INIT)
+            assert b"Settings saved.\n" in output and b"failed" not in output
+            assert b"Error" not in output and b"Warning" not in output
             assert injection.files_of(seen_by(process, folder)) == {"store.toml": new}
             _, errors = process.communicate(b"0\n", timeout=piped.STEP_LIMIT)
             assert (process.returncode, errors) == (0, b"")

@@ -11,7 +11,7 @@ from harness.program import BUILD, RUN_WITH, STEP_LIMIT, command
 CLIENT = BUILD / "store-client"
 WRITERS = [f"/w{n}" for n in range(8)]
 READERS = 4
-WRITES = 50 if RUN_WITH else 400  # of each writer; an emulated program is slow
+WRITES = 50 if RUN_WITH else 400  # writes of each writer; emulation is slow
 KILLS = 15 if RUN_WITH else 60
 
 
@@ -26,7 +26,7 @@ def said(process):
     return process.returncode, [int(line) for line in output.split()]
 
 
-def test_eight_writers_lose_nothing_and_four_readers_see_only_whole_writes():
+def test_eight_writers_lose_nothing_and_four_readers_see_only_complete_writes():
     with injection.Place() as place:
         folder = place.make_meter({"store.toml": b""}) / "meter"
         readers = [start(folder, "watch", WRITES, *WRITERS) for _ in range(READERS)]
@@ -44,6 +44,6 @@ def test_eight_writers_lose_nothing_and_four_readers_see_only_whole_writes():
             {f"{name}/{leaf}": WRITES for name in WRITERS for leaf in range(1, 9)}).encode()}
 
 
-def test_a_writer_killed_at_random_moments_leaves_whole_writes_and_hinders_no_other():
+def test_a_killed_writer_leaves_complete_writes_and_does_not_block_others():
     with injection.Place() as place:
         assert random_kills.kill_many(place, 0, KILLS, seed=os.getpid())["kills"] == KILLS

@@ -1,8 +1,8 @@
-"""What must be true after a run with a fault.
+"""The conditions that must be true after a run with a fault.
 
-The store holds what the library's trace says was written, each write whole; what the console says
-agrees with it; nothing lies in the way, and the next undisturbed run does all of its work.
-Each routine yields what is wrong, as one line each.
+The store contains the writes in the library's trace, each of them complete. The text on the console agrees
+with the trace. The directory contains no other files, and the next undisturbed run succeeds. Each function
+yields one line for each violation.
 """
 
 import json
@@ -16,7 +16,7 @@ from harness.meter import toml_text
 NO_TRACE = "the trace cannot be written"
 NO_CONNECTION = "Error: can't connect to CDS"
 
-# Calls that are repeated when a signal breaks them off.
+# Calls that the program repeats if a signal interrupts them.
 REPEATED = ("openat", "read", "write", "fsync", "flock")
 
 
@@ -26,7 +26,7 @@ RESET = "fw_reset.sh > /dev/null 2>&1"
 
 
 def writes(calls):
-    """The calls that change leaves, decoded."""
+    """Returns the decoded calls that change leaves."""
     return [call for call in map(json.loads, calls)
             if call["call"] in ("set_leaf", "set_leaves", "clear_leaves")
             or call.get("command") == RESET]
@@ -47,7 +47,7 @@ def after_write(leaves, call, factory):
 
 
 def states(leaves, calls, factory):
-    """The store before the first of these writes, and after each."""
+    """Returns the store before the first of these writes, and after each of them."""
     passed = [leaves]
     for call in calls:
         passed.append(after_write(passed[-1], call, factory))
@@ -61,21 +61,22 @@ def file_of(leaves):
 # -- the program's calls --
 
 def own_calls_begin(strace_lines):
-    """Where the program itself begins: at the first call on the meter's folder or a file in it."""
+    """Returns the index of the first call on the meter's directory or its files, where the loader has
+    finished."""
     return next(at for at, line in enumerate(strace_lines) if re.search(r'/meter["/>]', line))
 
 
 # -- the console --
 
-def refusals(calls):
-    """The attempts to connect that failed, by their positions among these."""
+def failed_connections(calls):
+    """Returns the positions of the failed attempts among all attempts to connect."""
     attempts = [call for call in map(json.loads, calls) if call["call"] == "pcd_init"]
     return [at for at, call in enumerate(attempts) if not call["connected"]]
 
 
 def expected_messages(calls):
-    """What the console must have said of the library's calls: a message, and how many times."""
-    reconnections_refused = len([at for at in refusals(calls) if at > 0])
+    """Returns the messages that the calls in the trace must cause, and how many times."""
+    failed_reconnections = len([at for at in failed_connections(calls) if at > 0])
     calls = [json.loads(call) for call in calls]
     failed = [call for call in calls if call.get("result", 0) != 0]
     reads = [call for call in failed if call["call"] == "get_leaves"]
@@ -91,22 +92,22 @@ def expected_messages(calls):
     yield b"Error while setting Velmora II Options list in cds.\n", len(options)
     yield b"Error saving settings!\n", 1 if failed_batches else 0
     yield b"Settings saved.\n", 1 if saved else 0
-    # Said also of a reset that failed: nobody looks at what the command came to.
+    # A failed reset also causes this message, because the program ignores the status of the command.
     yield b"Settings reset to defaults.\n", len([c for c in calls if c.get("command") == RESET])
-    yield NO_CONNECTION.encode() + b"\n", reconnections_refused
+    yield NO_CONNECTION.encode() + b"\n", failed_reconnections
 
 
 def wrong_messages(fault_aim, run):
     for message, count in expected_messages(run.calls):
         shown = run.output.count(message)
         if shown != count and not (fault_aim == "output" and shown < count):
-            yield f"{message!r} stood {shown} times on the console, not {count}"
+            yield f"{message!r} was on the console {shown} times, not {count}"
 
 
 def is_of_a_write(fault):
-    """Whether it makes a write of the store fail, or is repeated."""
+    """Returns True if the fault makes a write of the store fail, or makes the program repeat it."""
     if fault.effect == "EINVAL" and is_flush_of_folder(fault):
-        return False  # so answers a file system that has no such flush
+        return False  # a file system that cannot flush directories returns this error
     return fault.call in ("flock", "fsync") or "store.toml.new" in fault.aim.split()
 
 
@@ -123,52 +124,52 @@ def is_without_one(part, whole):
 
 
 def flushes_missing(strace_lines):
-    """What a power cut could undo: a new store that takes its name without a flush after its last
-    write, or without a flush of the folder right after."""
+    """Yields writes that a power failure could undo: a new store that is renamed without a flush after its
+    last write, or without a flush of the directory immediately afterwards."""
     steps = [(line.partition("(")[0], injection.aim_of(line)) for line in strace_lines]
     steps = [(call, aim) for call, aim in steps
              if call in ("write", "fsync") and aim in ("store.toml.new", "meter")
              or call.startswith("rename")]
     if not any(call.startswith("rename") for call, _ in steps):
-        yield "no new store takes its name"
+        yield "no new store is renamed to store.toml"
     for at, (call, _) in enumerate(steps):
         if call.startswith("rename"):
             if steps[at - 1:at] != [("fsync", "store.toml.new")]:
-                yield "a new store takes its name without being flushed"
+                yield "a new store is renamed without a flush"
             if steps[at + 1:at + 2] != [("fsync", "meter")]:
-                yield "the folder is not flushed after a new store took its name"
+                yield "the directory is not flushed after a new store was renamed"
 
 
 class Judge:
-    """Of the runs of one matrix."""
+    """Judges the runs of one matrix."""
 
     def __init__(self, matrix):
         self.subject = matrix.subject
         self.place = matrix.place
         self.plain = matrix.plain
         self.begin = own_calls_begin(matrix.plain.strace)
-        self.next_runs = {}  # what a run left in the folder: what is wrong with the run after it
+        self.next_runs = {}  # maps the files after a run to the errors of the next run
         if self.subject.traced:
             self.final = states(self.subject.store, writes(self.plain.calls), self.subject.factory)
         else:
             self.final = [self.subject.store, None]
 
     def wrong_at_first(self):
-        """With the undisturbed run: it must have done its work for the others to mean anything."""
+        """Checks the undisturbed run. If it fails, the other runs mean nothing."""
         plain = self.plain
         if plain.status != 0 or plain.errors:
-            yield f"it ended with {plain.status}, telling {plain.errors!r}"
+            yield f"its exit status was {plain.status}; standard error: {plain.errors!r}"
         if plain.store() != (file_of(self.final[-1]) if self.subject.traced else plain.store()):
-            yield "the store is not what was written to it"
+            yield "the store differs from the writes in the trace"
         if plain.store() == file_of(self.subject.store):
-            yield "it left the store as it was"
+            yield "it did not change the store"
         yield from flushes_missing(plain.strace)
 
     # -- one run --
 
     def wrong_with(self, fault, run):
         if run.status is None:
-            return [f"it did not end; its output ended so: {run.output[-80:]!r}"]
+            return [f"it did not end; the end of its output is {run.output[-80:]!r}"]
         if not run.is_hit(fault):
             return ["the call was not reached"]
         wrong = [*self.wrong_end(fault, run), *self.wrong_files(fault, run)]
@@ -183,40 +184,41 @@ class Judge:
         if fault.effect == injection.KILL:
             return
         if fault.position < self.begin:
-            return  # what the loader makes of it is not the program's
+            return  # the fault hit the loader, not the program
         if run.status < 0:
             yield f"it was ended by signal {-run.status}"
-        elif self.subject.traced and run.status != (1 if 0 in refusals(run.calls) else 0):
+        elif self.subject.traced and run.status != (1 if 0 in failed_connections(run.calls) else 0):
             yield f"its exit status was {run.status}"
 
     def wrong_files(self, fault, run):
-        """Only a killed writer leaves its new file."""
+        """Only a killed writer may leave its new file."""
         may_be_left = {"store.toml.new"} if fault.effect == injection.KILL else set()
         strange = run.files.keys() ^ self.subject.files().keys()
         if strange - may_be_left:
-            yield f"other files in the folder: {', '.join(sorted(strange))}"
+            yield f"other files in the directory: {', '.join(sorted(strange))}"
         if run.modes.get("store.toml") != injection.MODE:
-            yield "the store's permission bits are other ones"
+            yield "the store's permission bits have changed"
 
-    # -- of a program that writes down its calls --
+    # -- programs with a trace of their calls --
 
     def wrong_store(self, fault, run):
         if fault.effect == injection.KILL:
             if run.calls != self.plain.calls[:len(run.calls)]:
-                yield "a killed run made other calls than the undisturbed one"
+                yield "the calls of a killed run differ from those of the undisturbed one"
             done = len(writes(run.calls))
-            allowed = self.final[done:done + 2]  # the write that was being made, or not
+            allowed = self.final[done:done + 2]  # with or without the interrupted write
         elif NO_TRACE in run.errors:
             if not is_without_one(run.calls, self.plain.calls):
                 yield "more than one call is missing in the trace"
             allowed = self.final[-1:]
         else:
-            allowed = self.stores_told(fault, run)
+            allowed = self.stores_in_trace(fault, run)
         if run.store() not in [file_of(leaves) for leaves in allowed]:
-            yield "the store is not what was written to it"
+            yield "the store differs from the writes in the trace"
 
-    def stores_told(self, fault, run):
-        """A write that failed has changed nothing, but when the flush of the folder failed."""
+    def stores_in_trace(self, fault, run):
+        """Returns the stores that the trace permits. A failed write changes nothing, unless only the flush of
+        the directory failed."""
         leaves = self.subject.store
         for call in writes(run.calls):
             if call["result"] == 0 or is_flush_of_folder(fault):
@@ -229,28 +231,28 @@ class Judge:
         yield from self.wrong_errors(fault, run)
         if NO_TRACE in run.errors:
             if run.output != self.plain.output:
-                yield "a trace that cannot be written changed what the console shows"
+                yield "the console differs although only the trace could not be written"
             return
         yield from wrong_messages(fault.aim, run)
         if "select" in fault.call and run.output == self.plain.output:
-            yield "a wait for a key failed, and nobody could see it"
+            yield "a wait for a key failed, but the console does not show it"
         failed = any(json.loads(call).get("result", 0) != 0 for call in run.calls)
         if is_repeated(fault) and failed:
-            yield "a call that a signal broke off was not repeated"
+            yield "a call that a signal interrupted was not repeated"
         if is_of_a_write(fault) and not is_repeated(fault) and not failed:
-            yield "a call of a write failed, and the write is said to have succeeded"
+            yield "a call of a write failed, but the write reported success"
 
     def wrong_errors(self, fault, run):
         expected = []
         if fault.aim == "calls" and (fault.call, fault.effect) != ("openat", "EINTR"):
             expected = [NO_TRACE]
-        for at in refusals(run.calls):
+        for at in failed_connections(run.calls):
             expected += ["cannot be read: "] + [NO_CONNECTION] * (at == 0)
         lines = run.errors.splitlines()
         if len(lines) != len(expected) or any(e not in l for e, l in zip(expected, lines)):
             yield f"standard error: {run.errors!r}"
 
-    # -- of any other program: it does one replacement of the store --
+    # -- other programs: they replace the store once --
 
     def wrong_result(self, fault, run):
         old, new = file_of(self.subject.store), self.plain.store()
@@ -260,14 +262,14 @@ class Judge:
             return
         succeeded = run.status == self.plain.status
         if succeeded and run.store() != new:
-            yield "it says that it succeeded, and the store is the old one"
+            yield "it reports success, but the store is the old one"
         if is_of_a_write(fault) and succeeded != is_repeated(fault):
-            yield f"a call of the write failed, and it ended with {run.status}"
+            yield f"a call of the write failed, but the exit status was {run.status}"
 
     # -- the next run --
 
     def wrong_next_run(self, run):
-        """Runs the same once more, on what is left. Equal folders have equal next runs."""
+        """Runs the same program on the remaining files. Equal files have equal next runs."""
         left = tuple(sorted(run.files.items()))
         if left not in self.next_runs:
             follow = self.wrong_session_after if self.subject.traced else self.wrong_command_after
@@ -285,25 +287,25 @@ class Judge:
         try:
             left = tomllib.loads(files.get("store.toml", b"\xFF").decode())
         except (tomllib.TOMLDecodeError, UnicodeDecodeError):
-            yield "no session can follow: the store is missing or cannot be read"
+            yield "the store is missing or unreadable, so no session can follow"
             return
         after = self.run_on(files)
-        # Keys that an error had led astray may have set other leaves.
+        # After an error, keys may have reached another question and set other leaves.
         done = writes(self.plain.calls)
         expected = file_of(states(left, done, self.subject.factory)[-1])
         if writes(after.calls) != done:
             yield "the next session did not write all of its leaves"
         if (after.status, after.errors) != (self.plain.status, ""):
-            yield f"the next session ended with {after.status}, telling {after.errors!r}"
+            yield f"the exit status of the next session was {after.status}; standard error: {after.errors!r}"
         if after.files != {**self.subject.files(), "store.toml": expected}:
-            yield "the next session did not leave the new store, and nothing else"
+            yield "the next session did not leave only the new store"
         yield from wrong_messages("", after)
 
     def wrong_command_after(self, files):
-        """Nothing but the store makes a difference to it."""
+        """The next run depends only on the store."""
         after = self.run_on(files)
         alone = self.run_on({name: files[name] for name in files.keys() & self.subject.files().keys()})
         if (after.status, after.output, after.errors) != (alone.status, alone.output, alone.errors):
-            yield f"the next run ended with {after.status}, telling {after.errors!r}"
+            yield f"the exit status of the next run was {after.status}; standard error: {after.errors!r}"
         if after.files != alone.files:
-            yield "the next run was hindered by what was left"
+            yield "the remaining files prevented the next run"

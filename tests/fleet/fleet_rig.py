@@ -8,6 +8,7 @@ import os
 import pathlib
 import random
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -47,19 +48,17 @@ class FleetMeter:
         self.environment = {"METER_SIM_DIR": str(self.meter), "METER_SIM_TRACE": str(self.trace),
                             "METER_SIM_NO_DELAY": "1"}
         if scale != 1.0 or command_seconds:
-            self.environment |= {"LD_PRELOAD": str(METER_TIME), "METER_TIME_SCALE": repr(scale),
+            self.environment |= {"LD_PRELOAD": f"./{METER_TIME.name}", "METER_TIME_SCALE": repr(scale),
                                  "METER_TIME_COMMAND": repr(command_seconds),
                                  "METER_TIME_BUSY": str(self.folder / "busy")}
         self.is_direct = line is None
-        plan = {"command": self.command, "environment": self.environment, **(line or {})}
+        plan = {"command": in_build_folder(self.environment, self.command), **(line or {})}
         (self.folder / "line.json").write_text(json.dumps(plan, indent=1))
 
     @property
     def console(self):
-        if self.is_direct:
-            variables = [f"{name}={value}" for name, value in self.environment.items()]
-            return "run:" + " ".join(["env", *variables, *self.command])
-        return f"run:{NOISY_LINE} {self.folder}"
+        words = in_build_folder(self.environment, self.command) if self.is_direct else [NOISY_LINE, self.folder]
+        return "run:" + shlex.join(map(str, words))
 
     def leaves(self):
         """The store as cdsctl shows it, path to value."""
@@ -74,6 +73,12 @@ class FleetMeter:
         """For each connection, in order, what happened on the line."""
         files = sorted((self.folder / "sessions").glob("*.jsonl"), key=lambda path: int(path.stem))
         return [[json.loads(line) for line in path.read_text().splitlines()] for path in files]
+
+
+def in_build_folder(variables, words):
+    """The command with these variables, and the build folder to work in: lists of paths among them
+    name it as ".", since its own path may hold what such a list is split at."""
+    return ["env", "-C", str(BUILD), *(f"{name}={value}" for name, value in variables.items()), *map(str, words)]
 
 
 def scratch(name):

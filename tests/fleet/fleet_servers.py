@@ -10,9 +10,10 @@ import shlex
 import shutil
 import socket
 import subprocess
+import tempfile
 
-from fleet_rig import NOISY_LINE
-from harness.program import STEP_LIMIT, UTILITY, wait_until
+from fleet_rig import NOISY_LINE, in_build_folder
+from harness.program import STEP_LIMIT, wait_until
 
 METER_SHELL = pathlib.Path(__file__).with_name("meter-shell")
 SSHD = "/usr/sbin/sshd"  # must be started by its whole path
@@ -22,8 +23,17 @@ PRIVATE_DIRECTORY = pathlib.Path("/run/sshd")
 def shell_command(meter, user="", password=""):
     """A command that is the meter's console before the utility runs."""
     variables = {**meter.environment, "METER_USER": user, "METER_PASSWORD": password,
-                 "PATH": f"{UTILITY.parent}:/usr/bin:/bin"}
-    return ["env", *(f"{name}={value}" for name, value in variables.items()), str(METER_SHELL)]
+                 "PATH": ".:/usr/bin:/bin"}
+    return in_build_folder(variables, [METER_SHELL])
+
+
+@contextlib.contextmanager
+def plain_path(folder):
+    """The directory by a path that means a file wherever it is named: in PATH, to sshd and to socat."""
+    with tempfile.TemporaryDirectory() as made:
+        link = pathlib.Path(made) / "folder"
+        link.symlink_to(folder)
+        yield link
 
 
 def free_port():
@@ -111,40 +121,48 @@ def ssh_server(folder, command):
     port = free_port()
     for name in ("host_key", "key"):
         make_key(folder / name)
-    write_client(folder, port)
-    config = SSHD_CONFIG.format(port=port, folder=folder, command=shlex.join(command))
-    (folder / "sshd_config").write_text(config)
-    words = with_private_directory([SSHD, "-D", "-e", "-f", str(folder / "sshd_config")])
-    environment = {**os.environ, "PATH": f"{folder}/bin:{os.environ['PATH']}"}
-    with open(folder / "sshd.log", "wb") as log, running(words, lambda: answers(port), stderr=log):
-        yield f"ssh:{getpass.getuser()}@127.0.0.1:{port}", environment
+    with plain_path(folder) as plain, open(folder / "sshd.log", "wb") as log:
+        write_client(plain, port)
+        config = SSHD_CONFIG.format(port=port, folder=plain, command=shlex.join(command))
+        (folder / "sshd_config").write_text(config)
+        words = with_private_directory([SSHD, "-D", "-e", "-f", str(plain / "sshd_config")])
+        environment = {**os.environ, "PATH": f"{plain}/bin:{os.environ['PATH']}"}
+        with running(words, lambda: answers(port), stderr=log):
+            yield f"ssh:{getpass.getuser()}@127.0.0.1:{port}", environment
 
 
 # --- serial lines and terminal servers
+
+ON_TERMINAL = "pty,setsid,ctty,stderr"
+
+
+def console_script(folder, command):
+    """The command as a file: socat's addresses take no quotes."""
+    script = folder / "console"
+    script.write_text(f"#!/bin/sh\nexec {shlex.join(map(str, command))}\n")
+    script.chmod(0o755)
+    return script
 
 
 @contextlib.contextmanager
 def serial_port(folder, command):
     """The device of a serial line whose other end is `command`."""
-    device = folder / "ttyMeter"
-    script = folder / "console"  # socat's addresses take no quotes
-    script.write_text(f"#!/bin/sh\nexec {shlex.join(map(str, command))}\n")
-    script.chmod(0o755)
-    words = ["socat", f"PTY,link={device},raw,echo=0", f"EXEC:{script},pty,setsid,ctty,stderr"]
-    with running(words, device.exists):
-        yield device
+    with plain_path(folder) as plain:
+        device = plain / "ttyMeter"
+        words = ["socat", f"PTY,link={device},raw,echo=0", f"EXEC:{console_script(plain, command)},{ON_TERMINAL}"]
+        with running(words, device.exists):
+            yield device
 
 
 @contextlib.contextmanager
 def raw_terminal_server(folder, command):
     """A port behind which each connection has a console of its own, without telnet's own bytes."""
     port = free_port()
-    script = folder / "console"
-    script.write_text(f"#!/bin/sh\nexec {shlex.join(map(str, command))}\n")
-    script.chmod(0o755)
-    words = ["socat", f"TCP-LISTEN:{port},bind=127.0.0.1,reuseaddr,fork", f"EXEC:{script},pty,setsid,ctty,stderr"]
-    with running(words, lambda: is_listening(port)):
-        yield f"telnet:127.0.0.1:{port}"
+    with plain_path(folder) as plain:
+        words = ["socat", f"TCP-LISTEN:{port},bind=127.0.0.1,reuseaddr,fork",
+                 f"EXEC:{console_script(plain, command)},{ON_TERMINAL}"]
+        with running(words, lambda: is_listening(port)):
+            yield f"telnet:127.0.0.1:{port}"
 
 
 SER2NET_CONFIG = """\

@@ -9,7 +9,7 @@ using nlohmann::json;
 namespace
 {
 
-// Leaves the member as it is when the plan does not name it.
+// Reads a member of the plan. Leaves it unchanged when the plan does not have it.
 template <typename Member>
 void take(const json& from, const char* name, Member& member)
 {
@@ -19,7 +19,7 @@ void take(const json& from, const char* name, Member& member)
 
 } // namespace
 
-// nlohmann's library finds these by their names.
+// The JSON library calls functions with this name.
 
 static void from_json(const json& from, LineEvent& event)
 {
@@ -40,7 +40,6 @@ static void from_json(const json& from, Substitution& substitution)
 static void from_json(const json& from, LinePlan& plan)
 {
     take(from, "command", plan.command);
-    take(from, "environment", plan.environment);
     take(from, "seed", plan.seed);
     take(from, "key_rate", plan.key_rate);
     take(from, "output_rate", plan.output_rate);

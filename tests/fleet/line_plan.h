@@ -1,11 +1,11 @@
 #pragma once
 
-#include <map>
 #include <string>
 #include <vector>
 
-// Something that happens on the line when the driver's key number `at_key` of session `session`
-// arrives, both counted from 0. `keys` and `seconds` mean what the list says that it is in.
+// An event on the line. It happens when key number `at_key` of session number `session` arrives
+// from the driver; both numbers start at 0. The list that holds the event decides what it is and
+// whether it uses `keys` or `seconds`.
 struct LineEvent {
     unsigned session = 0;
     unsigned long at_key = 0;
@@ -13,8 +13,8 @@ struct LineEvent {
     std::string keys;
 };
 
-// Output in which the text `from` is replaced the `occurrence`th time that it is put out, counted
-// from 0 over one session. Both texts have one length.
+// Replaces one occurrence of the text `from` in the output. `occurrence` is its number in the
+// session, starting at 0. Both texts must have the same length.
 struct Substitution {
     std::string from;
     std::string to;
@@ -22,23 +22,22 @@ struct Substitution {
     unsigned session = 0;
 };
 
-// What a line does to the bytes that it carries. A rate is a probability.
+// The damage that a line does to the bytes that it carries. A rate is a probability.
 struct LinePlan {
     std::vector<std::string> command;
-    std::map<std::string, std::string> environment;
     unsigned seed = 0;
-    double key_rate = 0;    // per key: it is lost, doubled, flipped, or a foreign one comes with it
-    double output_rate = 0; // per byte of output: it is lost or flipped, or a burst is lost
-    double message_rate = 0; // per key: a kernel message comes inside of the output that follows
-    double baud = 0;         // 8N1, in both directions; 0: as fast as it goes
-    std::string prelude;     // keys of someone who was there before; what they lead to is not shown
-    std::vector<LineEvent> stalls;  // nothing passes for `seconds`, and everything comes then
+    double key_rate = 0;     // per key: it is lost, doubled or altered, or a foreign key is added
+    double output_rate = 0;  // per byte of output: it is lost or altered, or a burst is lost
+    double message_rate = 0; // per key: a kernel message is inserted into the output that follows
+    double baud = 0;         // 8N1, in both directions; 0: no limit
+    std::string prelude;     // keys typed before the first session; their output is discarded
+    std::vector<LineEvent> stalls;  // for `seconds` nothing passes; then all of it arrives
     std::vector<LineEvent> typists; // someone else types `keys`
     std::vector<LineEvent> ends;    // the line closes
-    std::vector<LineEvent> deaths;  // nothing passes any more, and the line stays open
+    std::vector<LineEvent> deaths;  // nothing passes any more, but the line stays open
     std::vector<Substitution> substitutions;
 };
 
-// Reads a plan, a JSON object with these members, each of them optional. Throws nlohmann's
-// exceptions or std::runtime_error, which name what is wrong.
+// Reads a plan: a JSON object with these members, all of them optional. Throws an exception of the
+// JSON library or std::runtime_error; its message says what is wrong.
 LinePlan read_line_plan(const std::string& path);

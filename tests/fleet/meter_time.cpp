@@ -1,12 +1,11 @@
-// The time of a simulated meter, so that a test need not wait out the real one and commands take as
-// long as they do on a meter. Loaded into the utility with LD_PRELOAD.
+// Changes the speed of a simulated meter: time-outs can be shorter than on a meter, and commands
+// can take as long as on a meter. Loaded into the utility with LD_PRELOAD.
 //
-//   METER_TIME_SCALE     what the time-out of each `select` is multiplied by. The time that is left
-//   is
-//                        scaled back, so the caller sees a clock of its own.
-//   METER_TIME_COMMAND   for how many seconds each command and pause goes on. The simulated meter
-//                        traces one when it is done; it is done when its line has been traced.
-//   METER_TIME_BUSY      a file that is there meanwhile
+//   METER_TIME_SCALE     Factor for the time-out of each `select`. The remaining time that `select`
+//                        returns is divided by it, so the caller does not notice.
+//   METER_TIME_COMMAND   Duration in seconds of each slow command and each pause. The time passes
+//                        before the simulated meter writes the call to its trace.
+//   METER_TIME_BUSY      A file that exists while such a command or pause lasts.
 
 #include <cstdlib>
 #include <cstring>

@@ -1,11 +1,11 @@
-// A bad serial line: runs a program on a terminal of its own and carries the bytes between it and
-// standard input and output, damaging them as planned.
+// A bad serial line. Runs a program on a pseudo-terminal, carries the bytes between it and standard
+// input and output, and damages them as a plan says.
 //
 //   noisy-line FOLDER    FOLDER/line.json is the plan (line_plan.h)
 //
-// Each start is one session: it writes FOLDER/sessions/N.jsonl, one JSON object for each key and
-// each thing that happened, with its seconds since the start; N.in, what the driver typed; and
-// N.out, what the driver was shown. The same plan, session and keys give the same damage. Exits
+// Each start is one session. It writes three files: FOLDER/sessions/N.jsonl has one JSON object per
+// key and per event, with its time in seconds since the start; N.in has what the driver typed;
+// N.out has what the driver received. The same plan, session and keys give the same damage. Exits
 // with the program's status, or with 1 when the line ended before the program did.
 
 #include "tests/fleet/line_plan.h"
@@ -36,7 +36,7 @@ namespace
 
 constexpr double bits_per_byte = 10; // 8N1: a start bit and a stop bit with each byte
 constexpr double forever = 1e9;
-constexpr unsigned long longest_screen = 1500; // bytes, about
+constexpr unsigned long longest_screen = 1500; // approximately, in bytes
 
 struct TimedByte {
     double at;               // cppcheck-suppress unusedStructMember ; used through the queue
@@ -45,25 +45,25 @@ struct TimedByte {
     bool is_foreign = false; // cppcheck-suppress unusedStructMember ; input: not the driver's
 };
 
-// One direction of the line. A byte leaves no sooner than the one before it has gone.
+// One direction of the line. A byte leaves only after the one before it has left.
 struct Channel {
     std::deque<TimedByte> bytes;
     double free_at = 0;
 };
 
-// A screen that the driver did not ask for: after a line end that it did not type, or after the
-// program's time-out. Nobody can know of it before its first byte has come through, and the key
-// that is on its way then cannot be held back.
+// A screen that the driver did not ask for: it follows an Enter that the driver did not type, or a
+// time-out of the program. The driver cannot know of it before its first byte arrives, and cannot
+// take back a key that is then on its way.
 struct UnaskedScreen {
     bool is_due = false;
-    bool was_excused = false; // a key since its first byte came through
-    long line_ends = 1; // that the program got and has not shown a prompt after; its start is one
+    bool was_excused = false; // one key was excused since the first byte arrived
+    long line_ends = 1; // Enters that the program has not answered with a prompt; its start counts
 };
 
 struct Line {
     LinePlan plan;
     unsigned session = 0;
-    std::string busy_file; // is there while the meter runs a command (meter_time.cpp)
+    std::string busy_file; // exists while the meter runs a command (meter_time.cpp)
     std::mt19937_64 random;
     int terminal = -1; // the program's
     pid_t program = -1;
@@ -73,14 +73,14 @@ struct Line {
     Channel to_program;
     Channel to_driver;
     unsigned long keys = 0;
-    unsigned long message_in = 0;  // bytes of output until a kernel message comes; 0: none is due
-    bool enter_is_foreign = false; // the last Enter that the program got was not the driver's
+    unsigned long message_in = 0;  // bytes of output before the next kernel message; 0: no message
+    bool enter_is_foreign = false; // the last Enter that reached the program was not the driver's
     UnaskedScreen unasked;
-    bool screen_is_seen = false; // a byte of the last screen has come through
+    bool screen_is_seen = false; // a byte of the last screen has reached the driver
     bool open = true;
-    std::string current_line;           // of what the program put out, before any damage
+    std::string current_line;           // of the program's output, before any damage
     std::vector<unsigned> found_so_far; // occurrences of each substitution's text
-    std::string tail;                   // of what the program put out, for the substitutions
+    std::string tail;                   // the last output, to search for substitutions
 };
 
 double now()
@@ -150,7 +150,8 @@ char flipped(Line& line, char byte, unsigned bits)
     return static_cast<char>(static_cast<unsigned char>(byte) ^ (1U << pick(line, bits)));
 }
 
-// Mostly what a technician could have typed: digits and letters do more harm than noise.
+// Returns a key that a technician could have typed, or sometimes any byte. Digits and letters do
+// more harm than random bytes.
 std::string foreign_keys(Line& line)
 {
     static const std::array<std::string, 24> keys = {
@@ -195,7 +196,7 @@ bool begins(const std::string& text, const char* with)
     return text.rfind(with, 0) == 0;
 }
 
-// The program has put out a whole prompt, and echoes what comes.
+// Returns true after the program has printed a complete prompt; it then echoes keys.
 bool is_asking(const Line& line)
 {
     static const std::array<const char*, 7> questions = {"Select an option (",
@@ -213,7 +214,7 @@ bool is_asking(const Line& line)
            (is_question && text.find(": ") != std::string::npos);
 }
 
-// All of the last screen has come through. What is on its way yet is the echo of a key.
+// Returns true when all of the last screen has reached the driver. Only echoes of keys may follow.
 bool screen_is_complete(const Line& line)
 {
     const std::deque<TimedByte>& bytes = line.to_driver.bytes;
@@ -221,7 +222,7 @@ bool screen_is_complete(const Line& line)
                                           [](const TimedByte& byte) { return byte.is_echo; });
 }
 
-// Control-Q goes on with output that was stopped. The terminal takes it, not the program.
+// Control-Q resumes stopped output. The terminal handles it, not the program.
 bool is_for_the_terminal(const Line& line, char key)
 {
     termios attributes{};
@@ -238,7 +239,7 @@ bool is_excused(Line& line)
     return true;
 }
 
-// Why the driver should not have typed now, or "".
+// Returns why the driver should not type now, or "".
 const char* too_early(Line& line, char key)
 {
     if (is_for_the_terminal(line, key))
@@ -391,7 +392,7 @@ void take_output(Line& line, char byte)
 
 // --- carrying
 
-// What may leave by now. `watch` gets each byte as it leaves.
+// Removes and returns the bytes that may leave by now. `watch` gets each byte as it leaves.
 template <typename Watch>
 std::string due(Channel& channel, Watch watch)
 {
@@ -411,7 +412,7 @@ void write_all(int descriptor, const std::string& bytes)
     while (written < bytes.size()) {
         const ssize_t count = write(descriptor, bytes.data() + written, bytes.size() - written);
         if (count < 0 && errno != EINTR)
-            return; // the other side is gone, which the next read shows
+            return; // the other side has closed; the next read reports it
         written += count > 0 ? static_cast<std::size_t>(count) : 0;
     }
 }
@@ -438,7 +439,7 @@ int milliseconds_until_next(const Line& line)
     return static_cast<int>(std::clamp((at - now()) * 1000, shortest, longest));
 }
 
-// Takes what can be read. False when there will be nothing more.
+// Reads the available bytes. Returns false at the end of input.
 template <typename Take>
 bool read_from(int descriptor, Take take)
 {
@@ -449,7 +450,8 @@ bool read_from(int descriptor, Take take)
     return count > 0 || (count < 0 && errno == EINTR);
 }
 
-// Carries until one side has gone. True when the program has ended and all it put out is through.
+// Carries bytes until one side closes. Returns true when the program has ended and all of its
+// output has left.
 bool carry(Line& line)
 {
     bool running = true;
@@ -468,7 +470,7 @@ bool carry(Line& line)
     return line.open;
 }
 
-// Drops what the program puts out until it has been quiet for so long.
+// Discards the program's output until there is none for `milliseconds`.
 void drop_output(const Line& line, int milliseconds)
 {
     pollfd source{line.terminal, POLLIN, 0};
@@ -476,7 +478,7 @@ void drop_output(const Line& line, int milliseconds)
     }
 }
 
-// Only the first session finds the console as someone left it.
+// Types the prelude, and only in the first session: it leaves the console in some other state.
 void play_prelude(Line& line)
 {
     if (line.plan.prelude.empty() || line.session > 0)
@@ -497,7 +499,7 @@ void set_raw()
 {
     termios attributes{};
     if (tcgetattr(STDIN_FILENO, &attributes) != 0)
-        return; // a pipe carries bytes as they are
+        return; // not a terminal: a pipe needs no change
     cfmakeraw(&attributes);
     tcsetattr(STDIN_FILENO, TCSANOW, &attributes);
 }
@@ -508,7 +510,7 @@ FILE* session_file(const std::string& folder, unsigned session, const char* suff
     return std::fopen(path.c_str(), "wxe");
 }
 
-// The first number that no session has had.
+// Opens the session's files, numbered with the first unused number.
 void open_session(Line& line, const std::string& folder)
 {
     mkdir((folder + "/sessions").c_str(), 0755);
@@ -526,9 +528,7 @@ void open_session(Line& line, const std::string& folder)
 
 [[noreturn]] void become(const LinePlan& plan)
 {
-    std::signal(SIGHUP, SIG_DFL); // these tests may ignore it, under nohup
-    for (const auto& [name, value] : plan.environment)
-        setenv(name.c_str(), value.c_str(), 1);
+    std::signal(SIGHUP, SIG_DFL); // ignored when the tests run under nohup
     std::vector<char*> words;
     for (const std::string& word : plan.command)
         words.push_back(const_cast<char*>(word.c_str()));
@@ -552,7 +552,7 @@ int run(const std::string& folder)
     Line line;
     line.plan = read_line_plan(folder + "/line.json");
     line.busy_file = folder + "/busy";
-    unlink(line.busy_file.c_str()); // of a program that was ended in the middle of a command
+    unlink(line.busy_file.c_str()); // left by a program that was killed during a command
     line.found_so_far.resize(line.plan.substitutions.size());
     open_session(line, folder);
     std::seed_seq seed{line.plan.seed, line.session};
@@ -562,7 +562,7 @@ int run(const std::string& folder)
     play_prelude(line);
     const bool ended = carry(line);
     note(line, ended ? "program-ended" : "line-ended");
-    close(line.terminal); // hangs up
+    close(line.terminal); // sends SIGHUP to the program
     int status = 0;
     waitpid(line.program, &status, 0);
     return ended && WIFEXITED(status) ? WEXITSTATUS(status) : 1;

@@ -2,7 +2,6 @@
 
 import json
 import os
-import pathlib
 import shutil
 import subprocess
 
@@ -28,11 +27,21 @@ SANITY = ("action-plugin-docs", "compile", "empty-init", "future-import-boilerpl
           "use-compat-six")  # fmt: skip
 
 
+@pytest.fixture
+def folder(folder, plain_folder):
+    """The directory by a path that Ansible can handle: it splits lists of paths at colons, and does not
+    quote its home directory. `project` next to it is the project."""
+    (plain_folder / "project").symlink_to(REPOSITORY)
+    (plain_folder / "folder").symlink_to(folder)
+    return plain_folder / "folder"
+
+
 def environment(folder):
+    project = folder.with_name("project")
     return {**os.environ, "HOME": str(folder), "ANSIBLE_HOME": str(folder / "ansible"), "ANSIBLE_NOCOLOR": "1",
-            "ANSIBLE_COLLECTIONS_PATH": str(ANSIBLE), "PYTHONPATH": str(REPOSITORY / "fleet"),
+            "ANSIBLE_COLLECTIONS_PATH": str(project / "fleet" / "ansible"), "PYTHONPATH": str(project / "fleet"),
             "ANSIBLE_STDOUT_CALLBACK": "results",
-            "ANSIBLE_CALLBACK_PLUGINS": str(pathlib.Path(__file__).with_name("callbacks")),
+            "ANSIBLE_CALLBACK_PLUGINS": str(project / "tests" / "fleet" / "callbacks"),
             "ANSIBLE_LOCALHOST_WARNING": "False", "NO_COLOR": "1"}
 
 
@@ -115,11 +124,11 @@ def test_a_meter_that_cannot_be_saved_fails_and_says_what_it_holds(folder):
     assert done["meter"]["result"] == "unknown" and done["meter"]["messages"]
 
 
-def test_documentation():
+def test_documentation(folder):
     for module in ("meter_settings", "meter_settings_info"):
         shown = subprocess.run(["ansible-doc", "--json", f"meter_settings.fleet.{module}"], capture_output=True,
                                text=True, timeout=LIMIT, check=True,
-                               env={**os.environ, "ANSIBLE_COLLECTIONS_PATH": str(ANSIBLE)}).stdout
+                               env=environment(folder)).stdout
         documented = json.loads(shown)[f"meter_settings.fleet.{module}"]
         assert documented["doc"]["options"]["console"]["required"]
         assert documented["examples"] and documented["return"]

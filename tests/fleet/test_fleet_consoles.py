@@ -1,6 +1,7 @@
 """meter-fleet over real consoles: OpenSSH, serial devices, terminal servers, a 9,600 baud line."""
 
 import json
+import shlex
 
 import fleet_verdict
 import pytest
@@ -99,13 +100,13 @@ def test_a_terminal_server_that_speaks_telnet_at_9600_baud(folder):
 
 def test_a_command_that_leads_to_a_shell(folder):
     meter = FleetMeter(folder / "meter")
-    console = "shell:" + " ".join(shell_command(meter))
+    console = "shell:" + shlex.join(shell_command(meter))
     check_a_console(folder, meter, console, defaults="")
 
 
 def test_a_command_that_leads_to_a_login(folder):
     meter = FleetMeter(folder / "meter")
-    console = "shell:" + " ".join(shell_command(meter, "tech", "secret"))
+    console = "shell:" + shlex.join(shell_command(meter, "tech", "secret"))
     environment = environment_with_password("secret")
     first, _ = check_a_console(folder, meter, console, environment)
     assert "secret" not in json.dumps(first["messages"])
@@ -114,7 +115,7 @@ def test_a_command_that_leads_to_a_login(folder):
 @pytest.mark.parametrize("password", ["wrong", None])
 def test_a_wrong_or_missing_password_is_unreachable(password, folder):
     meter = FleetMeter(folder / "meter")
-    console = "shell:" + " ".join(shell_command(meter, "tech", "secret"))
+    console = "shell:" + shlex.join(shell_command(meter, "tech", "secret"))
     result = on_console("apply", folder, console, EIGHT, environment_with_password(password))
     assert result["result"] in ("unreachable", "rejected"), result
     assert result["messages"] and "wrong" not in " ".join(result["messages"]).split()
@@ -124,7 +125,7 @@ def test_a_wrong_or_missing_password_is_unreachable(password, folder):
 def test_a_setting_of_the_network_needs_no_initialisation_menu(folder):
     """The utility is started with -m only when a setting needs it."""
     meter = FleetMeter(folder / "meter")
-    console = "shell:" + " ".join(shell_command(meter))
+    console = "shell:" + shlex.join(shell_command(meter))
     on_console("apply", folder, console, {"ip_address": "198.51.100.20"}, defaults="")
     reads = [call["paths"] for call in meter.calls() if call["call"] == "get_leaves"]
     assert not [paths for paths in reads if "/VMIC/SerialNumber/Value" in paths]
@@ -132,7 +133,7 @@ def test_a_setting_of_the_network_needs_no_initialisation_menu(folder):
 
 def test_the_program_of_a_plan_is_what_is_typed(folder):
     meter = FleetMeter(folder / "meter")
-    console = "shell:" + " ".join(shell_command(meter))
-    program = f'[defaults]\nprogram = "env A=1 {meter.command[0]}"\n'
+    console = "shell:" + shlex.join(shell_command(meter))
+    program = '[defaults]\nprogram = "env A=1 ./meter-settings"\n'
     result = on_console("apply", folder, console, EIGHT, defaults=program)
     assert result["result"] == "changed", result

@@ -1,6 +1,7 @@
 """How a session ends that cannot go on: signals, lost lines, someone else at the console."""
 
 import json
+import shlex
 import signal
 import subprocess
 import sys
@@ -145,7 +146,7 @@ def test_a_console_with_a_running_utility_is_left_and_started_again(folder):
     meter = FleetMeter(folder / "meter", scale=0.1)
     line = {"prelude": "meter-settings -m\r2\r10.9.9.9\r1\r2\r10.", "command": shell_command(meter)}
     left = FleetMeter(folder / "left", line=line, scale=0.1)
-    with serial_port(folder, left.console.removeprefix("run:").split()) as device:
+    with serial_port(folder, shlex.split(left.console.removeprefix("run:"))) as device:
         path = folder / "plan.toml"
         path.write_text(plan_text([("left", f"serial:{device}", {"ip_address": "198.51.100.20"})]))
         done = run_fleet("apply", path, "--json", "--records", folder / "records", scale=0.1)

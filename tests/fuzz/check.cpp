@@ -29,7 +29,7 @@ void check(bool holds, const char* what, const std::string& of)
 {
     if (holds)
         return;
-    // Not through stderr, which a session may have been given another one of.
+    // Not through `stderr`, which a fuzz target may have redirected.
     dprintf(STDERR_FILENO, "\nCHECK FAILED: %s: %s\n", what, readable(of).c_str());
     std::abort();
 }

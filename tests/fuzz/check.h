@@ -1,11 +1,11 @@
-// What must hold after every input.
+// Checks on every input.
 #pragma once
 
 #include <string>
 
-// Unless `holds`, says what is wrong, and of what, and ends the process as a failure that a fuzzer
-// keeps.
+// When `holds` is false, prints `what` and `of` and aborts the process, so that a fuzzer saves the
+// input.
 void check(bool holds, const char* what, const std::string& of = "");
 
-// As `check` that two texts are equal; shows both.
+// Checks that two texts are equal. Prints both when they are not.
 void check_equal(const std::string& actual, const std::string& expected, const char* what);

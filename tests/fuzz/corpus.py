@@ -1,6 +1,6 @@
-"""The inputs of the fuzz targets: the kept ones, seeds made of the dialogues, dictionaries.
+"""The inputs of the fuzz targets: the saved ones, seeds made from the dialogues, and dictionaries.
 
-`corpus/TARGET.inputs` has one input a line, as a JSON string in which each character is a byte."""
+`corpus/TARGET.inputs` has one input per line, a JSON string in which each character is a byte."""
 
 import hashlib
 import json
@@ -17,7 +17,7 @@ sys.path.insert(0, str(FOLDER.parent))
 from harness import dialogue, menus  # noqa: E402
 
 ESCAPE = 0xFE
-MOST_REPEATS = 8  # of a fault without an end
+MOST_REPEATS = 8  # repeats of a fault without a limit
 LEAF = re.compile(r'^    \{(".*?"|port_branch \+ ".*?"|supported_types_path), (text|number|boolean), ',
                   re.M)
 
@@ -35,12 +35,12 @@ def keep(target, inputs):
 
 
 def name_of(data):
-    """As the fuzzer names an input."""
+    """Returns the name that the fuzzer gives to an input."""
     return hashlib.sha1(data).hexdigest()
 
 
 def unpack(inputs, folder):
-    """Writes each input as a file of its own."""
+    """Writes each input to a file."""
     folder.mkdir(parents=True, exist_ok=True)
     for data in inputs:
         (folder / name_of(data)).write_bytes(data)
@@ -53,7 +53,7 @@ def all_dialogues():
 
 
 def leaf_numbers():
-    """The leaves that the session target knows, by path, in its order."""
+    """Maps the paths of the leaves that the session target knows to their numbers."""
     source = (FOLDER / "fuzz_session.cpp").read_text()
     port = re.search(r'port_branch = "(.*)";', source)[1]
     supported = port + re.search(r'supported_types_path = port_branch \+ "(.*)";', source)[1]
@@ -66,7 +66,7 @@ def leaf_numbers():
 
 
 def leaf_event(numbers, path, value):
-    """The change of one leaf; None: it is removed. Nothing for one that the program does not read."""
+    """Returns the change of one leaf, where None removes it. Empty for a leaf that the program does not read."""
     if path not in numbers:
         return b""
     kind = 0 if value is None else 1 if isinstance(value, bool) else 2 if isinstance(value, int) else 3
@@ -81,7 +81,7 @@ def store_events(numbers, text):
 
 
 def fault_events(text):
-    """The faults of a meter, roughly: the session target counts calls and leaves, not paths."""
+    """Returns an approximation of a meter's faults: the session target counts calls and leaves, not paths."""
     events = b""
     for fault in tomllib.loads(text).get("fault", []):
         call, after = fault["call"], fault.get("after", 0)
@@ -122,7 +122,7 @@ def session_seed(played, numbers):
 
 
 def options_seed(played):
-    """The options lists that were typed: the lines after the choice that asks for one."""
+    """Returns the options lists that were typed: the lines after the choice of the options list."""
     answers = re.findall(r"Enter Options List: ‹([^›]*)⏎›", played.console)
     return "".join(answer.replace("\\\\", "\\") + "\n" for answer in answers).encode("latin-1", "replace")
 
@@ -141,7 +141,7 @@ def seeds(target):
 # -- dictionaries --
 
 def words(target):
-    """What is worth typing or writing, taken from the program's own tables."""
+    """Returns useful words to type or write, taken from the program's own tables."""
     def quoted(path, pattern):
         return set(re.findall(pattern, (ROOT / path).read_text()))
 

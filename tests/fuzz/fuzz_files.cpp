@@ -1,6 +1,6 @@
-// An input is read as the simulated meter's files, and taken apart into leaves that are written.
-// Whatever was read must be written so that it is read back equal; what cannot be read must be
-// said to be so, with its line.
+// Parses an input as each of the simulated meter's files, and also splits it into leaves to write.
+// Leaves that were read or made must be equal after they are written and read again. An input that
+// cannot be parsed must give an error with its line.
 #include "simulator/toml_files.h"
 #include "simulator/toml_text.h"
 #include "tests/fuzz/check.h"
@@ -18,7 +18,7 @@ using namespace simulator;
 namespace
 {
 
-// An error names the file and one of its lines, and gives a reason.
+// Checks that an error names the file and one of its lines, and gives a reason.
 void check_error(const std::string& error, const std::string& text)
 {
     const std::string file = "store.toml:";
@@ -38,9 +38,9 @@ void check_round_trip(const Leaves& leaves)
     const std::string text = toml_text(leaves);
     Leaves again;
     std::string error;
-    check(parse_leaves(text, "store.toml", again, error), "what was written is read", error);
-    check(again == leaves, "what was written is read back equal", text);
-    check_equal(toml_text(again), text, "a second writing");
+    check(parse_leaves(text, "store.toml", again, error), "a written file can be read", error);
+    check(again == leaves, "the leaves that were written are read back equal", text);
+    check_equal(toml_text(again), text, "writing again gives the same text");
 }
 
 void read_store(const std::string& text)
@@ -76,7 +76,8 @@ void read_faults(const std::string& text)
         check(fault.after >= 0 && fault.times.value_or(0) >= 0, "a fault's counts are numbers");
         check(fault.line >= 1, "a fault has a line");
     }
-    // A fault hits no more often than it says, and lets as many calls pass as it says.
+    // Each fault must honour its counts: `times`, the most hits, and `after`, the calls it lets
+    // pass.
     std::int64_t hits = 0;
     const std::vector<std::string> no_paths;
     const auto is_open = [](const Fault& fault) { return !fault.times; };
@@ -91,7 +92,7 @@ void read_faults(const std::string& text)
     check(endless || hits <= allowed, "faults hit no more often than they say");
 }
 
-// Takes the input apart into leaves: "PATH NUL TYPE VALUE NUL" and so on, whatever bytes there are.
+// Splits any bytes into leaves: "PATH NUL TYPE VALUE NUL", repeated.
 Leaves leaves_of(const std::string& bytes)
 {
     Leaves leaves;
@@ -128,7 +129,7 @@ void write_store(const std::string& bytes)
     check_round_trip(leaves);
 }
 
-// A value by itself, as it is typed to be set, is read with nothing before or after it.
+// Checks the parsing of a single value, as `cdsctl set` uses it: nothing may precede or follow it.
 void read_value(const std::string& text)
 {
     LeafValue value;
@@ -137,7 +138,7 @@ void read_value(const std::string& text)
     LeafValue again;
     check(parse_value(text + " ", again) == TomlReading::no_value &&
               parse_value("\t" + text, again) == TomlReading::no_value,
-          "a blank beside a value is no part of it", text);
+          "a space around a value is not accepted", text);
     check(parse_value(toml_value(value), again) == TomlReading::leaf_value && again == value,
           "a value that was read is written and read back equal", text);
     Leaves leaves;
@@ -147,7 +148,7 @@ void read_value(const std::string& text)
           "a value is read as it is in a file", text);
 }
 
-// An integer is read as it stands when it has 32 bits, and refused otherwise.
+// Checks that a 32-bit integer is read as the same number, and that any other integer is rejected.
 void read_number(const std::string& bytes)
 {
     std::int64_t number = 0;
@@ -162,10 +163,9 @@ void read_number(const std::string& bytes)
     const bool is_leaf = parse_leaves("n = " + text, "store.toml", leaves, error);
     const bool is_result = parse_faults("[[fault]]\ncall = \"set_leaf\"\nresult = " + text,
                                         "store.toml", faults, error);
-    check(is_leaf == fits && is_result == fits, "an integer of 32 bits is taken, and no other",
-          text);
+    check(is_leaf == fits && is_result == fits, "a 32-bit integer is accepted, and no other", text);
     check(!fits || (leaves == Leaves{{"n", narrow}} && faults.front().result == narrow),
-          "an integer is read as it stands", text);
+          "an integer is read as the same number", text);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
-// Each line of an input is typed as an options list, one after the other in one session. Whether a
-// list is accepted, and which leaves it writes then, must be as the grammar says; a rejected list
-// leaves the text as it is and makes a batch of nothing that it does not name.
+// Types each line of an input as an options list, all in one session. The program must accept the
+// lists that the grammar allows and write the leaves that it gives. A rejected list must leave the
+// text unchanged, and its batch may set only leaves of options that the list names.
 #include "meterinit/option_leaves.h"
 #include "meterinit/options_list.h"
 #include "tests/fuzz/check.h"
@@ -29,7 +29,7 @@ std::string printable_only(const std::string& line)
     return text;
 }
 
-// Whether a word of the list begins with an option that sets the leaf.
+// Returns true when a word of the list begins with an option that sets the leaf.
 bool may_set(const std::string& list, const std::string& leaf)
 {
     const auto sets = [&](const GrammarOption& option) {
@@ -46,7 +46,8 @@ bool may_set(const std::string& list, const std::string& leaf)
     return false;
 }
 
-// Each leaf is there, and true only when a word begins with an option that sets it.
+// Checks that the batch has every option leaf, and that a leaf is true only when `may_set` allows
+// it.
 void check_rejected_batch(const std::string& batch, const std::string& entry)
 {
     std::istringstream rest(batch);
@@ -66,19 +67,20 @@ void check_rejected_batch(const std::string& batch, const std::string& entry)
     check(missing.empty(), "every option leaf is in the batch", batch);
 }
 
-void check_told(const std::string& told, const std::string& entry, bool accepted)
+void check_output(const std::string& output, const std::string& entry, bool accepted)
 {
     const std::string extra_dash = "\nError: Extra '-' at the beginning of the options list.";
     const std::string check_entry = "\nCheck the entry.\n";
     if (!entry.empty() && (accepted || entry[0] == '~' || entry[0] == '-'))
-        check_equal(told, entry[0] == '-' ? extra_dash : "", "what is printed of a list");
+        check_equal(output, entry[0] == '-' ? extra_dash : "", "the output for an unchecked list");
     else
-        check(told.size() >= check_entry.size() &&
-                  told.substr(told.size() - check_entry.size()) == check_entry,
-              "a list is rejected in so many words", told);
+        check(output.size() >= check_entry.size() &&
+                  output.substr(output.size() - check_entry.size()) == check_entry,
+              "a rejected list ends with its message", output);
 }
 
-// Types the list. `batch` is the one that a save would write, before and after.
+// Types the list and checks the result. `batch` is the call that would write the batch; it is
+// updated.
 void judge(const std::string& entry, SettingsSession& session, std::string& batch)
 {
     const std::set<std::string> options = options_of(entry);
@@ -91,9 +93,9 @@ void judge(const std::string& entry, SettingsSession& session, std::string& batc
     const std::string screen = console_of(entry + "\n", [&] { enter_options_list(session); });
     const std::size_t asked = screen.find(prompt + entry + "\n");
     check(asked != std::string::npos, "the list is asked for", screen);
-    check_told(screen.substr(asked + prompt.size() + entry.size() + 1), entry, !options.empty());
+    check_output(screen.substr(asked + prompt.size() + entry.size() + 1), entry, !options.empty());
     check_equal(session.options_list.text, list.text, "the list after the entry");
-    check(session.options_list.changed == list.changed, "the mark after the entry", entry);
+    check(session.options_list.changed == list.changed, "the changed flag after the entry", entry);
 
     fake_store.calls.clear();
     check(write_option_batch() == 0, "the fake store takes every batch");

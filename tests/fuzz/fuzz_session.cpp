@@ -1,26 +1,27 @@
-// An input is a whole session: the meter, what the technician types, and what fails.
+// An input describes a whole session: the meter, the keys that the technician types, and the
+// faults.
 //
-// Its bytes are keys, but for the byte 0xFE, which begins something else:
+// Each byte is a key, except 0xFE, which begins an event:
 //
 // clang-format off
-//   FE 't'                    nobody types until the wait ends
-//   FE 'i'                    a signal breaks the wait
-//   FE 'e'                    the input ends, for good
-//   FE 'c'                    from now on every wait fails
+//   FE 't'                    the wait times out
+//   FE 'i'                    a signal interrupts the wait
+//   FE 'e'                    the input ends
+//   FE 'c'                    every later wait fails
 //   FE 'E'                    the meter loses all its leaves; it begins with `leaves_at_start`
-//   FE 'L' leaf type size ..  the leaf of that number is set to the text of `size` bytes that
-//                             follows, or removed; see `set_leaf`
-//   FE 'F' call result        what the next such call returns that is not decided yet; signed
-//   FE 'W' skip status        the status of a leaf that is written, after `skip` others; signed
-//   FE 'R' skip status        of a leaf that is read
-//   FE 'U', FE 'D'            the store can be opened from now on, or cannot
-//   FE 'A' number             the arguments; before the first key, like the next
-//   FE 'T' modes              the terminal's modes; 0xFF: no terminal
+//   FE 'L' leaf type size ..  the leaf with that number is set to the `size` bytes that follow, or
+//                             removed; see `set_leaf`
+//   FE 'F' call result        a result for one call of that kind; such calls use them in order; signed
+//   FE 'W' skip status        the status of a written leaf, after `skip` other leaves; signed
+//   FE 'R' skip status        the status of a read leaf, likewise
+//   FE 'U', FE 'D'            later attempts to open the store succeed, or fail
+//   FE 'A' number             the program's arguments; ignored after the first key
+//   FE 'T' modes              the terminal's modes (0xFF: no terminal); ignored after the first key
 //   FE and any other byte     that byte as a key
 // clang-format on
 //
-// What stands before the first key happens before the start. After the last one the technician
-// goes away and the session is left; that must be possible from everywhere.
+// Events before the first key happen before the program starts. After the last byte the keys of
+// `leave_from_anywhere` follow; they must end the session from any question.
 #include "app/run.h"
 #include "meterinit/option_leaves.h"
 #include "store/connection.h"
@@ -55,14 +56,14 @@ struct Step {
     Wait wait;
     int key = 0;
     std::function<void()> change = {}; // for Wait::none
-    bool for_ever = false;             // every wait from now on ends so
+    bool for_ever = false;             // every later wait ends in the same way
 };
 
-// Unwinds a session that cannot be left: its input has ended or its terminal is gone.
+// Thrown to end a session that no key can end: its input has ended, or every wait fails.
 struct SessionCut {
 };
 
-// A status that waits for a leaf: `skip` leaves pass before it.
+// A status for a leaf, after `skip` other leaves.
 struct StatusFault {
     unsigned char skip;
     api_status_t status;
@@ -71,12 +72,12 @@ struct StatusFault {
 struct Session {
     std::vector<Step> steps;
     std::size_t next = 0;
-    int waits_left = 12; // once they end alike for ever
+    int waits_left = 12; // waits allowed after a step with `for_ever`
 
     SessionWatch watch;
     std::vector<StatusFault> read_faults;
     std::vector<StatusFault> write_faults;
-    std::size_t seen = 0; // bytes of the console
+    std::size_t seen = 0; // bytes of console output already checked
     bool in_line = false;
 
     bool started = false;
@@ -90,7 +91,7 @@ Session* playing = nullptr;
 
 // -- the input --
 
-// Takes an input from its front; zeros when it is over.
+// The rest of an input. After its end, `take` returns zeros.
 struct Bytes {
     const std::uint8_t* data;
     std::size_t left;
@@ -124,7 +125,7 @@ struct Leaf {
 const std::string port_branch = "/Software/System Settings/Network/Interface/1/";
 const std::string supported_types_path = port_branch + "Media Type/Supported Types/Value";
 
-// All that the program reads.
+// Every leaf that the program reads.
 const Leaf leaves_at_start[] = {
     {"/Software/System Settings/Network/Name Server/1/Value", text, "192.0.2.53"},
     {"/Software/System Settings/Network/Name Server/2/Value", text, "192.0.2.54"},
@@ -144,7 +145,7 @@ const Leaf leaves_at_start[] = {
     {"/VMIC/Enclosure/Value", text, "S"},
 };
 
-// A boolean is true when the value has any bytes.
+// Sets or removes a leaf. A boolean becomes true when `value` is not empty.
 void set_leaf(const std::string& path, LeafKind kind, const std::string& value)
 {
     switch (kind) {
@@ -183,7 +184,7 @@ void set_terminal(std::uint8_t modes)
     if (playing->started)
         return;
     playing->has_terminal = modes != 0xFF;
-    playing->modes_before.c_lflag = modes * tcflag_t{0x101}; // all of the usual modes, in two bytes
+    playing->modes_before.c_lflag = modes * tcflag_t{0x101}; // repeated in the two low bytes
     playing->modes = playing->modes_before;
 }
 
@@ -199,7 +200,7 @@ void add_status_fault(std::uint8_t kind, const StatusFault& fault)
     playing->watch.writes_may_fail = true;
 }
 
-// Counts a leaf; returns the status that a fault has for it, or else `usual`.
+// Counts one leaf. Returns the status that a fault sets for it, or `usual`.
 api_status_t next_status(std::vector<StatusFault>& faults, api_status_t usual)
 {
     if (faults.empty())
@@ -261,7 +262,7 @@ Step take_step(Bytes& bytes)
     }
 }
 
-// Out of the question, out of the submenu, and out of the main menu.
+// Adds keys that leave any question, then any submenu, then the main menu.
 void leave_from_anywhere(std::vector<Step>& steps)
 {
     for (int i = 0; i < 3; ++i) {
@@ -295,7 +296,7 @@ std::string keys_of(const Session& session)
 
 // -- playing it --
 
-// Lets happen what stands before the next wait.
+// Applies the events before the next wait.
 void make_changes(Session& session)
 {
     for (; session.next < session.steps.size(); ++session.next) {
@@ -329,11 +330,11 @@ void check_wait(const Session& session, int count, const fd_set* readable, const
 {
     check(count == 1 && readable != nullptr && FD_ISSET(0, readable) && timeout != nullptr &&
               timeout->tv_sec == 30,
-          "keys are waited for, for 30 seconds");
+          "the program waits 30 seconds for each key");
     termios raw = session.modes_before;
     raw.c_lflag &= ~switched_off;
     check(same_modes(session.modes, session.has_terminal ? raw : session.modes_before),
-          "the terminal neither echoes nor edits while keys are waited for");
+          "the terminal neither echoes nor edits while the program waits for a key");
 }
 
 int end_wait(Session& session)
@@ -356,7 +357,7 @@ int end_wait(Session& session)
     return step.wait == Wait::time_out ? 0 : -1;
 }
 
-// What outlives a session in the process; the meter's program ends with it.
+// Resets the state that outlives a session in this process. On a meter each session is a process.
 void reset_program()
 {
     cds_disconnect();
@@ -366,7 +367,7 @@ void reset_program()
     toolkit::CElement::_auto_time = false;
 }
 
-// What the program wrote to standard error while `action` ran.
+// Runs `action` and returns what it wrote to standard error.
 std::string errors_of(const std::function<void()>& action)
 {
     char* text = nullptr;
@@ -376,18 +377,18 @@ std::string errors_of(const std::function<void()>& action)
     action();
     std::fclose(stderr);
     stderr = usual;
-    const std::string told(text, size);
+    const std::string errors(text, size);
     std::free(text);
-    return told;
+    return errors;
 }
 
-// The arguments are refused, or ask for the version only: nothing else happens.
+// Checks a run whose arguments are wrong or ask for the version: there is no session.
 void check_without_session(const Session& session, int status, const std::string& errors)
 {
     const bool is_usage = session.arguments.size() > 2;
     check(fake_store.calls.empty(), "no call without a session");
     check(status == (is_usage ? 1 : 0), "the exit status without a session");
-    check(errors.empty() == !is_usage, "the usage, and only that, is told on standard error");
+    check(errors.empty() == !is_usage, "standard error has the usage, and is otherwise empty");
 }
 
 void play(Session& session)
@@ -411,16 +412,17 @@ void play(Session& session)
     if (cut)
         return;
     check(same_modes(session.modes, session.modes_before),
-          "the terminal is left as it was before the program");
+          "the program restores the terminal's modes");
     if (!has_session) {
         check_without_session(session, status, errors);
     } else if (!reached) {
-        check_equal(fake_store.calls.front(), "pcd_init", "the only call when the store is away");
+        check_equal(fake_store.calls.front(), "pcd_init",
+                    "the only call when the store cannot be reached");
         check(fake_store.calls.size() == 1 && status == 1, "the end of a failed start");
-        check_equal(errors, "Error: can't connect to CDS\n", "what is told of a failed start");
+        check_equal(errors, "Error: can't connect to CDS\n", "the message of a failed start");
     } else {
-        check(status == 0, "a session ends well");
-        check(errors.empty(), "a session leaves standard error alone", errors);
+        check(status == 0, "a session exits with status 0");
+        check(errors.empty(), "a session writes nothing to standard error", errors);
         check(toolkit::CElement::_auto_time, "elements are stamped");
         watch_end(session.watch);
     }
@@ -428,11 +430,11 @@ void play(Session& session)
 
 } // namespace
 
-// Stand-ins, found before those of the C library.
+// Linked into the program, so these replace the functions of the C library.
 
 extern "C" int select(int count, fd_set* readable, fd_set*, fd_set*, timeval* timeout)
 {
-    check(playing != nullptr, "keys are waited for only in a session");
+    check(playing != nullptr, "the program waits for keys only in a session");
     check_wait(*playing, count, readable, timeout);
     return end_wait(*playing);
 }
@@ -450,8 +452,8 @@ extern "C" int tcgetattr(int descriptor, termios* modes) noexcept
 extern "C" int tcsetattr(int descriptor, int when, const termios* modes) noexcept
 {
     check(playing != nullptr && descriptor == STDIN_FILENO && when == TCSANOW,
-          "the terminal's modes are set at once");
-    check(playing->has_terminal, "what is no terminal is left alone");
+          "the terminal's modes are set immediately");
+    check(playing->has_terminal, "without a terminal no modes are set");
     playing->modes = *modes;
     return 0;
 }

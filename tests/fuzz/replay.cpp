@@ -1,5 +1,5 @@
-// Stands in for libFuzzer where there is none: plays every file given, and every file of every
-// folder given, once each. A failed check or a sanitizer ends it; its last line then names the
+// A replacement for libFuzzer's main: runs every given file, and every file in each given
+// directory, once. A failed check or a sanitizer ends the process; its last line then names the
 // input.
 #include <cstddef>
 #include <cstdint>

@@ -15,19 +15,20 @@ namespace
 
 enum class Kind { text, chosen, flag, number };
 
-// A value that can be entered. In the order in which a save writes them.
+// A value that the technician can enter.
 struct Entry {
     Kind kind;
     const char* question;
-    const char* label; // on its screen
+    const char* label; // on the screen
     std::string path;
-    std::string general_path; // written as well; "": none
+    std::string general_path; // the general leaf that a save also writes, or empty
 };
 
 const std::string network = "/Software/System Settings/Network/";
 const std::string port = network + "Interface/1/";
 const std::string general = "/VMC/Comms/EthPort/1/General/";
 
+// In the order in which a save writes them.
 // clang-format off
 const Entry entries[] = {
     {Kind::text,   "Enter Primary DNS Server",        "DNS Server (Primary)",      network + "Name Server/1/Value", ""},
@@ -45,7 +46,7 @@ const Entry entries[] = {
     {Kind::text,   "Enter Meter Enclossure Type",     "Enclosure Type",            "/VMIC/Enclosure/Value",        ""},
 };
 
-// What a call is, by the texts that it begins and ends with; the first row that fits.
+// Classifies a call by its first and last texts. The first row that matches counts.
 struct CallKind { char letter; std::string begins; std::string ends; };
 const CallKind call_kinds[] = {
     {'o', "pcd_init", ""},
@@ -67,7 +68,8 @@ const CallKind call_kinds[] = {
     {'p', "system sernetpwreset.sh > /dev/null 2>&1", ""},
 };
 
-// The calls that a yes may bring about. No other answer brings about any but the screen's read.
+// The calls that may follow a yes, as regular expressions of their letters. After any other answer
+// there is only the read for the next screen.
 struct Confirmed { const char* question; const char* calls; };
 const Confirmed confirmed_calls[] = {
     {"Save & apply all settings? (y/n): ",    "g*(s(bwl)?)?c?(m?dn)?"},
@@ -111,7 +113,7 @@ bool is_yes(const SessionWatch& watch)
 
 // -- screens --
 
-// Each side of the title has dashes, with one more on the right when they are odd.
+// Checks that the title has equally many dashes on both sides, or one more on the right.
 void check_title(const std::string& line)
 {
     const std::size_t left = std::min(line.find(' '), line.size());
@@ -137,22 +139,23 @@ void check_line(SessionWatch& watch, const std::string& line)
     }
 }
 
-// An edit is offered to be saved as long as it is neither saved nor given up.
-void check_offers(SessionWatch& watch, const std::string& screen, const std::string& told)
+// Checks that the main menu offers a save as long as there are unsaved edits.
+void check_offers(SessionWatch& watch, const std::string& screen, const std::string& response)
 {
     const bool offered = contains(screen, ".  Save & apply all settings ");
     check(contains(screen, "\n 0.  Exit without saving ") == offered &&
               contains(screen, "\n 0.  Exit  ") != offered,
           "the exit says whether there is something to save", screen);
-    check(offered || (watch.kept.empty() && !ends_with(told, "Error saving settings!\n")),
-          "what is not saved is offered to be saved", screen);
-    check(!offered || !watch.answered_labels.empty(), "a save is offered for an answer", screen);
+    check(offered || (watch.kept.empty() && !ends_with(response, "Error saving settings!\n")),
+          "the menu offers to save unsaved edits", screen);
+    check(!offered || !watch.answered_labels.empty(), "the menu offers a save only after an answer",
+          screen);
     check(offered || !watch.save_offered || watch.answered_labels.empty(),
-          "a save is offered until one succeeds", screen);
+          "the menu offers a save until one succeeds", screen);
     watch.save_offered = offered;
 }
 
-// `screen` begins with its first rule and ends where the choice is asked for.
+// Checks a screen, from its first line of dashes to the question for a choice.
 void check_screen(SessionWatch& watch, const std::string& screen)
 {
     std::istringstream rest(screen);
@@ -170,7 +173,7 @@ void check_screen(SessionWatch& watch, const std::string& screen)
             continue;
         check_line(watch, line);
         if (line.compare(2, 3, ".  ") == 0 && !begins_with(line, " 0"))
-            check(std::atoi(line.c_str()) == ++number, "numbers run on from 1", line);
+            check(std::atoi(line.c_str()) == ++number, "the choices are numbered from 1", line);
     }
 }
 
@@ -182,7 +185,7 @@ char letter_of(const std::string& call)
         if (begins_with(call, kind.begins) && ends_with(call, kind.ends))
             return kind.letter;
     }
-    check(false, "every call is one of those that the program has", call);
+    check(false, "every call is of a known kind", call);
     return 0;
 }
 
@@ -194,7 +197,7 @@ std::string letters_of(const std::vector<std::string>& calls)
     return letters;
 }
 
-// The read of the screen, by the letter of `call_kinds`.
+// Returns the letter in `call_kinds` of the read before this screen.
 char read_for(const std::string& screen)
 {
     if (contains(screen, "\n 1.  Ethernet Port 1 Settings "))
@@ -202,7 +205,7 @@ char read_for(const std::string& screen)
     return contains(screen, "\n 1.  Serial Number ") ? '3' : '2';
 }
 
-// Takes `text` from the front of what is left of a call.
+// Removes `text` from the beginning of `rest`. Returns false when `rest` does not begin with it.
 bool take(std::string& rest, const std::string& text)
 {
     const bool taken = begins_with(rest, text);
@@ -216,7 +219,7 @@ std::string trimmed(const std::string& text)
     return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
-// Takes the value that the screen shows, of which blanks at the end cannot be seen.
+// Removes the value that the screen shows. A screen does not show spaces at the end of a value.
 bool take_shown(std::string& rest, Kind kind, const std::string& shown)
 {
     if (kind == Kind::flag)
@@ -230,8 +233,9 @@ bool take_shown(std::string& rest, Kind kind, const std::string& shown)
     return take(rest, "\"");
 }
 
-// The batch that a save begins with: answers in their order, as the screens show them, and the
-// trigger of the numbers. Those with a general leaf are what was just written there.
+// Checks the first batch of a save: it has answers only, in the order of `entries` and with the
+// values that the screens show, and then the trigger of the numbers. The general leaves of these
+// answers must have been written directly before.
 void check_settings(SessionWatch& watch, const std::vector<std::string>& calls, std::size_t batch)
 {
     std::string rest = calls[batch].substr(std::string("set_leaves").size());
@@ -243,7 +247,7 @@ void check_settings(SessionWatch& watch, const std::vector<std::string>& calls, 
         check(watch.answered_labels.count(entry.label) != 0 &&
                   take_shown(rest, entry.kind, trimmed(watch.shown.at(entry.label))) &&
                   take(rest, "/1"),
-              "what is saved is an answer as the screens show it", entry.path + " " + rest);
+              "a saved value is an answer, as the screens show it", entry.path + " " + rest);
         any_number = any_number || entry.kind == Kind::number;
         watch.batch_is_owed = watch.batch_is_owed || ends_with(entry.question, "Options List");
         if (!entry.general_path.empty())
@@ -270,7 +274,7 @@ void check_cleared(const SessionWatch& watch, const std::string& call)
     check(begins_with(rest, " \"\" statuses "), "nothing else is cleared", call);
 }
 
-// The leaves that a save writes, against the screens.
+// Compares the leaves that a save writes with the screens.
 void check_written(SessionWatch& watch, const std::vector<std::string>& calls,
                    const std::string& letters)
 {
@@ -285,20 +289,21 @@ void check_written(SessionWatch& watch, const std::vector<std::string>& calls,
 }
 
 void check_save(SessionWatch& watch, const std::vector<std::string>& calls,
-                const std::string& letters, const std::string& told)
+                const std::string& letters, const std::string& response)
 {
     if (!watch.values_break_lines)
         check_written(watch, calls, letters);
     const bool saved = ends_with(letters, "dn");
-    check(ends_with(told, saved ? "Settings saved.\n" : "Error saving settings!\n"),
-          "a save says how it went", told);
-    check(saved || watch.writes_may_fail || !watch.connected, "a save fails for a reason", told);
-    check(!saved || !watch.save_offered || letters != "dn", "a save saves something", letters);
+    check(ends_with(response, saved ? "Settings saved.\n" : "Error saving settings!\n"),
+          "a save prints its outcome", response);
+    check(saved || watch.writes_may_fail || !watch.connected, "a save fails only after a fault",
+          response);
+    check(!saved || !watch.save_offered || letters != "dn", "a save writes something", letters);
     if (contains(letters, "b"))
         check(watch.batch_is_owed || watch.values_break_lines, "options are saved with their list");
     else
         check(!saved || !contains(letters, "s") || !watch.batch_is_owed,
-              "options are not forgotten");
+              "a save writes the batch that is owed");
     watch.batch_is_owed = watch.batch_is_owed && !contains(letters, "b");
     if (!saved)
         return;
@@ -314,9 +319,10 @@ void check_clearing(const std::string& call)
     check_equal(call, expected + " \"\"", "the options are cleared in one call");
 }
 
-// There are the calls that a yes may bring about, then the read of the next screen, and no others:
-// nothing that was not asked for is written, and nothing is called while the store is closed.
-void check_calls(SessionWatch& watch, const std::string& read, const std::string& told)
+// Checks the calls since the last question. Allowed are the calls that follow a yes to it, then the
+// read for the next screen, and no others. So nothing is written without a yes, and nothing is
+// called while the store is closed.
+void check_calls(SessionWatch& watch, const std::string& read, const std::string& response)
 {
     std::vector<std::string> calls;
     calls.swap(fake_store.calls);
@@ -329,22 +335,23 @@ void check_calls(SessionWatch& watch, const std::string& read, const std::string
     check(std::regex_match(letters, std::regex(may_be + read)), "the calls after an answer",
           letters + " after \"" + watch.answer + "\" to " + watch.question);
     if (begins_with(may_be, "g"))
-        check_save(watch, calls, letters.substr(0, letters.size() - read.size()), told);
+        check_save(watch, calls, letters.substr(0, letters.size() - read.size()), response);
     if (may_be == "k")
         check_clearing(calls.front());
     if (ends_with(may_be, "o"))
         watch.connected = fake_store.reachable;
 }
 
-// The answer may have become an edit; a text did when nothing was said against it.
-void take_answer(SessionWatch& watch, const std::string& told)
+// Notes the answer to the last question. A text is certain to be an edit when the program printed
+// no error.
+void take_answer(SessionWatch& watch, const std::string& response)
 {
     for (const Entry& entry : entries) {
         if (!watch.answered || !ends_with(watch.question, std::string(entry.question) + ": "))
             continue;
         watch.answered_labels.insert(entry.label);
         watch.kept.erase(entry.label);
-        if (entry.kind == Kind::text && (told.empty() || told == "Found valid match.\n") &&
+        if (entry.kind == Kind::text && (response.empty() || response == "Found valid match.\n") &&
             !watch.answer.empty() && watch.answer[0] != '~')
             watch.kept[entry.label] = watch.answer;
     }
@@ -359,23 +366,24 @@ bool is_menu(const std::string& question)
 
 void watch_question(SessionWatch& watch, const std::string& printed)
 {
-    // What follows the echo of the last answer; all that was printed when there was none.
+    // The output after the echo of the last answer.
     const std::string after = printed.substr(std::min(watch.echo, printed.size()));
-    const std::size_t line = after.rfind('\n') + 1; // 0 when there is none
+    const std::size_t line = after.rfind('\n') + 1; // 0 when `after` has no newline
     const std::string question = after.substr(line);
     const std::size_t frame = is_menu(question) ? after.find(screen_beginning) : line;
-    check(frame != std::string::npos, "a choice is asked for below a screen", after);
-    check(is_menu(question) || ends_with(question, ": "), "a key is waited for after a question");
+    check(frame != std::string::npos, "the program asks for a choice below a screen", after);
+    check(is_menu(question) || ends_with(question, ": "),
+          "the program waits for a key only after a question");
     const std::string screen = is_menu(question) ? after.substr(frame + 2) : "";
     const std::string before = after.substr(0, frame);
-    const std::string told = before.substr(0, before.find("Warning: couldn't read "));
+    const std::string response = before.substr(0, before.find("Warning: couldn't read "));
 
-    take_answer(watch, told);
-    check_calls(watch, screen.empty() ? "" : std::string(1, read_for(screen)), told);
+    take_answer(watch, response);
+    check_calls(watch, screen.empty() ? "" : std::string(1, read_for(screen)), response);
     if (!screen.empty() && !watch.values_break_lines) {
         check_screen(watch, screen);
         if (read_for(screen) == '1')
-            check_offers(watch, screen, told);
+            check_offers(watch, screen, response);
     }
     watch.question = question;
     watch.answered = false;
@@ -416,6 +424,6 @@ void watch_end(SessionWatch& watch)
     const bool at_exit = ends_with(watch.question, "Exit without saving? (y/n): ") && is_yes(watch);
     const bool at_menu = is_menu(watch.question) && std::atoi(watch.answer.c_str()) == 0;
     check(at_exit || (at_menu && !watch.save_offered),
-          "the program ends at a menu, and edits are given up only after a yes", watch.question);
+          "the program exits from a menu, and discards edits only after a yes", watch.question);
     check_equal(letters_of(fake_store.calls), watch.connected ? "x" : "", "the calls at the end");
 }

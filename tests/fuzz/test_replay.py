@@ -1,4 +1,4 @@
-"""The kept inputs of the fuzz targets, and the dialogues as inputs, played by the present build."""
+"""Plays the saved inputs of the fuzz targets, and the dialogues as inputs, on this build."""
 
 import random
 import re
@@ -12,7 +12,7 @@ from harness.program import BUILD, RUN_WITH, command
 LIMIT = 300
 
 
-CHANGED = 50 if RUN_WITH else 500  # an emulated program is slow
+CHANGED = 50 if RUN_WITH else 500  # emulation is slow
 
 
 def play(target, inputs, folder):
@@ -24,7 +24,7 @@ def play(target, inputs, folder):
 
 
 @pytest.mark.parametrize("target", corpus.TARGETS)
-def test_every_input_holds(target, tmp_path):
+def test_every_input_passes(target, tmp_path):
     kept = corpus.kept(target)
     assert kept
     inputs = {*kept, *corpus.seeds(target)}
@@ -32,7 +32,8 @@ def test_every_input_holds(target, tmp_path):
 
 
 def changed(rng, inputs, words):
-    """An input with a few bytes replaced or left out, words put in, or another one's end."""
+    """Returns an input with a random change: bytes replaced or removed, words inserted, or the end of another
+    input."""
     data = bytearray(rng.choice(inputs))
     for _ in range(rng.randint(1, 4)):
         first = rng.randint(0, len(data))
@@ -45,8 +46,8 @@ def changed(rng, inputs, words):
 
 
 @pytest.mark.parametrize("target", corpus.TARGETS)
-def test_changed_inputs_hold(target, tmp_path):
-    """The fuzzer's work in little and without its guidance, the same each time."""
+def test_changed_inputs_pass(target, tmp_path):
+    """A small fuzzing run without coverage guidance, the same each time."""
     rng = random.Random(1)
     inputs = sorted({*corpus.kept(target), *corpus.seeds(target)})
     words = [word.encode("latin-1") for word in sorted(corpus.words(target))]
@@ -54,20 +55,20 @@ def test_changed_inputs_hold(target, tmp_path):
     play(target, made - set(inputs), tmp_path)
 
 
-def test_every_dialogue_makes_a_seed():
+def test_every_dialogue_becomes_a_seed():
     assert corpus.seeds("fuzz_session") and len(corpus.leaf_numbers()) == sum(map(len, MENU_READS.values()))
     typed = b"".join(corpus.seeds("fuzz_options"))
     assert b"1C-2B-4-5-WEB-IEC-IB-IEEE-NTP-PPS-DLP-ML-THP-EAP-DC-PQ3-PMU\n" in typed
 
 
-def test_the_dictionary_has_the_words_of_the_tables():
+def test_the_dictionary_contains_the_words_of_the_tables():
     assert {"1A", "1a", "4", "WEB", "web", "PQR", "MID", "mid"} <= corpus.words("fuzz_options")
     assert {"K1F\n", "W\n", "PQ3"} <= corpus.words("fuzz_session")
     assert {"times", '"pcd_init"'} <= corpus.words("fuzz_files")
 
 
 @pytest.mark.parametrize("target", corpus.TARGETS)
-def test_a_dictionary_is_written_as_the_fuzzer_reads_it(target, tmp_path):
+def test_the_fuzzer_can_read_the_dictionary(target, tmp_path):
     file = tmp_path / "words"
     corpus.write_dictionary(target, file)
     for line in file.read_text().splitlines():

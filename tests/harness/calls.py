@@ -1,8 +1,8 @@
-"""The trace of the client library's calls, in the notation of the dialogues.
+"""Formats the trace of the client library's calls in the notation of the dialogues.
 
-One call a line, its leaves indented below it. What is usual is left out: result 0, status 1,
-flag 1 and an empty source; whatever else a call says is written out, and a call of an
-unexpected form stands as its JSON text. So two traces read alike only when they are equal.
+Each call is one line, with its leaves indented below it. Usual values are left out: result 0, status 1,
+flag 1 and an empty source. All other values are written. A call with unknown members is written as JSON.
+Therefore two traces have the same text only if they are equal.
 """
 
 import json
@@ -10,8 +10,8 @@ import re
 
 INTERFACE = "/Software/System Settings/Network/Interface/1/"
 
-# What a menu reads on each pass. "get_leaves port menu" is the read of exactly these leaves, in
-# this order, each of them found.
+# The leaves that each menu reads on each pass. "get_leaves port menu" means a read of exactly these leaves,
+# in this order, that found all of them.
 MENU_READS = {
     "main menu": [
         "/Software/System Settings/Network/Name Server/1/Value",
@@ -56,7 +56,7 @@ def show_path(path):
 
 
 def unless_usual(usual, word, value):
-    """"  WORD VALUE", or nothing for the usual value (as JSON: true is not 1)."""
+    """Returns "  WORD VALUE", or "" for the usual value. Compares them as JSON: true is not 1."""
     shown = json.dumps(value)
     return "" if shown == json.dumps(usual) else f"  {word} {shown}"
 
@@ -86,7 +86,7 @@ def show_read(call):
 
 
 def show_call(text):
-    """One call's JSON text as the lines that stand for it."""
+    """Returns the lines for one call, given as JSON."""
     call = json.loads(text)
     name = call.get("call")
     leaves = call.get("leaves", [])
@@ -112,7 +112,7 @@ def show_call(text):
 
 
 def show_trace(texts):
-    """A whole trace; equal one-line calls that follow each other are counted: "get_leaves main menu  x3"."""
+    """Returns the lines for a whole trace. Repeated one-line calls are counted: "get_leaves main menu  x3"."""
     shown = []
     counts = []
     for text in texts:

@@ -1,23 +1,24 @@
-"""Dialogue tests: transcripts of whole sessions, played against the program and recorded.
+"""Dialogue tests: transcripts of whole sessions that are recorded and played against the program.
 
-A file says in a sentence what it shows, then gives the meter before, the console, how the
-program ended, the calls that it made and what became of the store:
+A file starts with a sentence that says what it shows. Then it gives the meter at the start, the text on
+the console, how the program ended, the calls that it made, and the changes in the store:
 
-    A refused address leaves the DNS server alone.
+    A rejected address does not change the DNS server.
 
-    meter: factory                   or "empty", a meter without any leaf; or "unknown", in the
-                                     transcript of a real meter, which can be read but not played
-    arguments: -m                    the command line; from here on each line may be missing
-    terminal: icrnl off              carriage return reaches the program as it is
-    set:                             leaves added or replaced before the start, as TOML
+    meter: factory                   "factory" has the factory defaults, "empty" has no leaves;
+                                     "unknown" is for the transcript of a real meter, which cannot
+                                     be played
+    arguments: -m                    the command line; this line and all others are optional
+    terminal: icrnl off              the program receives a carriage return unchanged
+    set:                             leaves to add or replace before the start, in TOML
         "/VMIC/Enclosure/Value" = "RK"
-    remove:                          leaves removed before the start, one a line
+    remove:                          leaves to remove before the start, one per line
         "/VMIC/SerialNumber/Value"
     faults:                          the meter's faults.toml
         [[fault]]
         call = "set_leaves"
         result = -1
-    factory file: absent             or "broken"; otherwise the meter has the shipped one
+    factory file: absent             or "broken"; without this line, the meter has the shipped file
 
     [console]
     ...
@@ -26,32 +27,32 @@ program ended, the calls that it made and what became of the store:
     Error: invalid address
     ...
     [exit 0]
-    [stderr]                         only when something was written to standard error; the
-    ...                              meter's folder reads as METER there
+    [stderr]                         only if the program wrote to standard error; METER replaces
+    ...                              the meter's directory
     [calls]
-    ...                              calls.py says how to read them
+    ...                              calls.py describes the notation
     [store]
-    unchanged                        or one line a leaf: + added, - removed, ~ changed
+    unchanged                        or one line per leaf: + added, - removed, ~ changed
 
-In the console, a name such as «main menu 1» stands before each new screen, and «main menu 1 again»
-is all of that screen once more, byte for byte (screens.py). A report of a difference shows every
-screen whole. What else stands outside ‹ › is the output, byte for byte. A backslash is written \\\\,
-a byte that is neither printable ASCII nor a newline \\t, \\r or \\xNN, and a single backslash at
-the end of a line says that no newline was put out there. Inside ‹ › stands what was typed:
+In the console section, a name such as «main menu 1» comes before each new screen. «main menu 1 again»
+means that the whole screen appears once more, byte for byte (screens.py). A report of a difference shows
+every screen in full. All other text outside ‹ › is the output, byte for byte. A backslash is written
+\\\\. A byte that is neither printable ASCII nor a newline is written \\t, \\r or \\xNN. A single backslash
+at the end of a line means that the output has no newline there. The text inside ‹ › is input:
 
-    a printable character   that key, and its own echo
-    ⏎                       Enter. It sends a carriage return; the line break after it is the
-                            echo, which the program puts out like any other output.
-    ^H ^[ ^? ^J ...         that control key, \\xNN that byte, both without an echo: whatever
-                            the program answers follows outside. (\\^ and \\\\ are the two keys.)
-    wait 30 s               no key: the program must go on by itself, not before 29.5 s, not
-                            after 33 s, counted from the last key. Any number from 30 on works so.
-    wait 29 s               a pause in which nothing may be put out; any number below 30
+    a printable character   this key and its own echo
+    ⏎                       Enter, which sends a carriage return. The line break after it is the echo,
+                            which the program writes like any other output.
+    ^H ^[ ^? ^J ...         this control key; \\xNN is this byte. Neither includes an echo: the
+                            program's answer follows outside. (\\^ and \\\\ are the two keys.)
+    wait 30 s               no key: the program must continue by itself between 29.5 s and 33 s after
+                            the last key. Any number from 30 on has the same meaning.
+    wait 29 s               a pause without any output; for any number below 30
     store: "/A/Value" = 1   another process changes the store here
     store: remove "/A/Value"
 
-A file with nothing in ‹ › but keys, and with only the header above them, is a draft: recording
-plays the keys and fills in everything else.
+A file that has only the header and a console section with keys in ‹ › is a draft. Recording plays the
+keys and adds everything else.
 """
 
 import difflib
@@ -67,22 +68,22 @@ from harness.program import STEP_LIMIT
 from harness.terminal import Console, Mismatch, as_usual, without_icrnl
 
 HEADER_KEYS = ("meter", "arguments", "terminal", "set", "remove", "faults", "factory file")
-HEADER_WORDS = {  # None: the line may be missing
+HEADER_WORDS = {  # None means that the line is optional
     "meter": ("factory", "empty", "unknown"),
     "terminal": (None, "icrnl off"),
     "factory file": (None, "absent", "broken"),
 }
 SECTION = re.compile(r"^\[(console|exit \d+|killed by \w+|stderr|calls|store)\]\n", re.M)
 ENTER = 0x0D
-JOIN = "\0"  # while a text is made: a "›" that the next key may move
-# The two ways in which the program asks; it waits for a key when its output ends so.
+JOIN = "\0"  # marks a "›" in an unfinished text that the next key may move
+# The two forms of a prompt. The program waits for a key when its output ends with one of them.
 PROMPT_ENDS = (b"==>  ", b": ")
 
 
 # -- the file --
 
 class Dialogue:
-    """One file: `shows` (its sentence), `header` (key to text) and the sections' texts."""
+    """A file: `shows` is its sentence, `header` maps keys to text, and each section has an attribute."""
 
     def __init__(self, path):
         self.path = path
@@ -94,7 +95,7 @@ class Dialogue:
         ends = [place.start() for place in places[1:]] + [len(text)]
         sections = {p[1]: text[p.end():end] for p, end in zip(places, ends)}
         if len(sections) < len(places):
-            raise ValueError(f"{path}: a section stands twice")
+            raise ValueError(f"{path}: a section occurs twice")
         self.folded = sections.pop("console")
         self.console = screens.unfold(self.folded, path, text.count("\n", 0, places[0].end()) + 1)
         self.ending = next((s for s in sections if s.startswith(("exit", "killed"))), None)
@@ -130,7 +131,7 @@ def parse_header(text, path):
         if header.get(key) not in words:
             raise ValueError(f"{path}: {key!r} must be one of {words}")
     if not shows:
-        raise ValueError(f"{path}: a sentence that says what it shows is needed")
+        raise ValueError(f"{path}: a sentence that says what the file shows is missing")
     return shows, header
 
 
@@ -175,7 +176,7 @@ def parse_console(text):
 
 
 def joined(steps):
-    """The same steps with output that follows output made one."""
+    """Merges consecutive steps of output."""
     merged = []
     for kind, value in steps:
         if kind == "out" and merged and merged[-1][0] == "out":
@@ -214,7 +215,7 @@ def parse_typed(text):
 
 
 def format_console(steps):
-    """The text that `parse_console` reads back as the same steps."""
+    """Returns a text from which `parse_console` gets the same steps."""
     text = ""
     steps = joined(steps)
     before = ("", b"")
@@ -228,7 +229,7 @@ def format_console(steps):
                 text = text.removesuffix(JOIN) + key
             else:
                 text += "‹" + key
-            # A control key stands alone, and so does what follows Enter.
+            # A control key gets its own ‹ ›, and so does a key after Enter.
             text += "›" if key.startswith("^") or key == "⏎" else JOIN
         else:
             text += f"‹wait {value} s›" if kind == "wait" else f"‹store: {value}›"
@@ -237,7 +238,7 @@ def format_console(steps):
 
 
 def whole_lines(text):
-    """`text` with its last line ended, by a backslash where no newline was put out."""
+    """Ends the last line of `text`, with a backslash if the output has no newline there."""
     return text if text == "" or text.endswith("\n") else text + "\\\n"
 
 
@@ -246,7 +247,7 @@ def printable(byte):
 
 
 def is_echo(key, output):
-    """Whether two steps are a printable key and output that begins with the same character."""
+    """Returns True for a printable key that is followed by output of the same character."""
     return (key[0], output[0]) == ("key", "out") and printable(key[1]) and output[1][0] == key[1]
 
 
@@ -296,16 +297,16 @@ def act(step, console, meter):
 
 
 def follow(steps, console, meter, done):
-    """Plays the steps, each input only after all the output before it; `done` is what took place."""
+    """Plays the steps. Sends an input only after all output before it. Adds to `done` what happened."""
     for step in steps:
         kind, value = step
         if kind == "out":
-            console.expect(value)  # what differs stays with the console
+            console.expect(value)  # on a difference, the console keeps the output
             done.append(step)
             continue
         done.append(step)
         if kind == "wait" and value >= 30:
-            console.expect_to_go_on_after(value)
+            console.expect_to_continue_after(value)
         elif kind == "wait":
             console.expect_silence(value)
         else:
@@ -325,7 +326,7 @@ def difference(title, wanted, got):
 
 
 def play(dialogue):
-    """Plays the dialogue. Returns None, or the text of a report when anything differs."""
+    """Plays the dialogue. Returns None, or the text of a report if anything differs."""
     if dialogue.ending is None:
         return f"{dialogue.path} is a draft: tests/record --update fills it in"
     meter = make_meter(dialogue.path.stem, dialogue.header)
@@ -343,7 +344,7 @@ def play(dialogue):
     done.append(("out", console.take()))
     got = format_console(done)
     wanted_lines, got_lines = dialogue.console.splitlines(), got.splitlines()
-    if report:  # what would have come after the mismatch was not tried
+    if report:  # the session ended at the mismatch
         wanted_lines = wanted_lines[:len(got_lines) + 2]
     report += difference("console", wanted_lines, got_lines)
     if not report:
@@ -361,15 +362,15 @@ def play(dialogue):
         "sent and received:", *console.history(), "",
         "standard error:", shown_errors(console, meter),
         "calls:", *calls.show_trace(meter.calls()), "",
-        f"the meter's folder is kept: {meter.top}"])
+        f"the meter's directory is kept: {meter.top}"])
 
 
 # -- recording --
 
 def until_waiting(console, limit=STEP_LIMIT):
-    """Takes the output up to where the program waits for a key, or has ended.
+    """Takes the output until the program waits for a key or ends.
 
-    It waits when its output ends as a prompt does and no more comes."""
+    The program waits if its output ends with a prompt and no more output arrives."""
     until = time.monotonic() + limit
     while not console.ended and time.monotonic() < until:
         if console.pending.endswith(PROMPT_ENDS) and not console.receive(0.15):
@@ -387,19 +388,19 @@ def until_echoed(console, count):
 
 
 def after_key(byte, console, icrnl):
-    """What the program answers to one key."""
+    """Returns the program's answer to one key."""
     if printable(byte):
         return until_echoed(console, 1)
     if byte in (0x08, 0x7F):
         return until_echoed(console, 3)
     if byte in (0x0A, 0x04) or byte == ENTER and icrnl:
         return until_waiting(console)
-    console.receive(0.1)  # nothing should come
+    console.receive(0.1)  # no output is expected
     return console.take()
 
 
 def after_menus(steps):
-    """The inputs of a session in groups, each with the items of the menu that was shown before it."""
+    """Groups the inputs of a session. Each group has the items of the menu before it."""
     groups = [({}, [])]
     for kind, value in steps:
         if kind != "out":
@@ -410,8 +411,8 @@ def after_menus(steps):
 
 
 def replay(groups, console, meter, icrnl):
-    """Gives the program the inputs, each when it waits for one. Returns the steps of the session,
-    and which keys became others because the menu before them has other numbers now."""
+    """Sends each input when the program waits for it. Returns the steps of the session, and the keys that
+    changed because the numbers of the menu before them have changed."""
     steps = [("out", until_waiting(console))]
     changes = []
     for items, inputs in groups:
@@ -430,8 +431,8 @@ def replay(groups, console, meter, icrnl):
 
 
 def record(dialogue, inputs=None):
-    """Rewrites the dialogue's file from a session with its keys, or with `inputs`. Returns the
-    changes of keys; with a ValueError or a Mismatch the file stays as it is."""
+    """Plays the dialogue's keys, or `inputs`, and rewrites the file. Returns the keys that changed. A
+    ValueError or a Mismatch leaves the file unchanged."""
     groups = [({}, inputs)] if inputs else after_menus(parse_console(dialogue.console))
     meter = make_meter(dialogue.path.stem, dialogue.header)
     console = start(dialogue, meter)
@@ -441,7 +442,7 @@ def record(dialogue, inputs=None):
             ending = console.finish()
         except Mismatch:
             steps.append(("out", console.take()))
-            raise Mismatch(f"{dialogue.path}: after the last key the program goes on:\n"
+            raise Mismatch(f"{dialogue.path}: the program continues after the last key:\n"
                            + format_console(steps)[-1500:]) from None
         steps.append(("out", console.take()))
     except ValueError as error:
@@ -451,7 +452,7 @@ def record(dialogue, inputs=None):
         console.close()
     text = format_console(steps)
     if parse_console(text) != joined(steps):
-        raise Mismatch(f"{dialogue.path}: the notation cannot tell these keys from a mark: {text}")
+        raise Mismatch(f"{dialogue.path}: the notation of these keys is ambiguous: {text}")
     dialogue.write(text, ending, shown_errors(console, meter),
                    calls.show_trace(meter.calls()), meter.difference())
     meter.remove()

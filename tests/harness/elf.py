@@ -1,4 +1,4 @@
-"""What readelf says of a program or a shared library, of whatever machine."""
+"""Reads programs and shared libraries of any processor with readelf."""
 
 import re
 import subprocess
@@ -13,15 +13,15 @@ def readelf(option, file):
 
 
 def sections(file):
-    """Each section's type, size and flags, by its name."""
+    """Maps the name of each section to its type, size and flags."""
     rows = re.findall(r"^ +\[ *\d+\] (\S+) +(\S+) +[0-9a-f]+ [0-9a-f]+ ([0-9a-f]+) [0-9a-f]+ +([A-Za-z]*) ",
                       readelf("-S", file), re.MULTILINE)
     return {name: (kind, int(size, 16), flags) for name, kind, size, flags in rows}
 
 
 def allocated_size(file):
-    """Bytes of the sections that a start loads from the file: code, data, what the loader reads.
-    Without .bss, of which the file holds nothing."""
+    """Returns the size of the sections that are loaded from the file at a start: code, data, and data for the
+    loader. This excludes .bss, which takes no space in the file."""
     return sum(size for kind, size, flags in sections(file).values() if "A" in flags and kind != "NOBITS")
 
 
@@ -34,5 +34,5 @@ def needed_libraries(file):
 
 
 def symbols(file):
-    """The names of all symbols, without their versions."""
+    """Returns the names of all symbols, without versions."""
     return set(re.findall(r"^ +\d+: .* ([^ @\n]+)(?:@\S*)?(?: \(\d+\))?$", readelf("-s", file), re.MULTILINE))

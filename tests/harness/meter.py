@@ -1,4 +1,4 @@
-"""The folder of one simulated meter: made for a session, read, and changed from outside."""
+"""The directory of one simulated meter, which is created for a session, read, and changed from outside."""
 
 import fcntl
 import json
@@ -15,7 +15,7 @@ FACTORY = REPOSITORY / "simulator" / "factory.toml"
 
 
 def toml_value(value):
-    """A leaf's value as TOML writes it; also tells 1 from true, which Python takes as equal."""
+    """Returns a leaf's value in TOML. It distinguishes 1 from true, which are equal in Python."""
     if isinstance(value, str):
         return json.dumps(value, ensure_ascii=False).replace("\x7f", "\\u007f")
     return json.dumps(value)
@@ -34,7 +34,7 @@ def locks(folder):
 
 
 class Meter:
-    """A meter's folder below the build folder, with the calls' trace beside it."""
+    """A meter's directory below the build directory. The trace of the calls is next to it."""
 
     def __init__(self, name, leaves, faults="", factory_text=None):
         base = BUILD / "test-meters"
@@ -52,7 +52,7 @@ class Meter:
         self.at_start = self.leaves()
 
     def environment(self):
-        """The caller's environment with nothing of another meter in it."""
+        """Returns the caller's environment without the variables of other meters."""
         variables = {k: v for k, v in os.environ.items() if not k.startswith("METER_SIM_")}
         variables["METER_SIM_DIR"] = str(self.folder)
         variables["METER_SIM_TRACE"] = str(self.trace)
@@ -63,12 +63,12 @@ class Meter:
         return tomllib.loads((self.folder / "store.toml").read_text())
 
     def replace_store(self, leaves):
-        beside = self.folder / "store.toml.new"
-        beside.write_text(toml_text(leaves))
-        beside.rename(self.folder / "store.toml")
+        new_file = self.folder / "store.toml.new"
+        new_file.write_text(toml_text(leaves))
+        new_file.rename(self.folder / "store.toml")
 
     def change(self, to_set, to_remove=()):
-        """What another process does: both in one replacement, under the folder's lock."""
+        """Changes the store as another process does: all leaves atomically, under the directory's lock."""
         lock = os.open(self.folder, os.O_RDONLY)
         try:
             wait_until(lambda: locks(lock), lambda: f"{self.folder} stays locked")
@@ -81,11 +81,11 @@ class Meter:
             os.close(lock)
 
     def calls(self):
-        """The trace so far, one JSON text a call."""
+        """Returns the trace so far, one JSON text per call."""
         return self.trace.read_text().splitlines() if self.trace.exists() else []
 
     def difference(self):
-        """How the store differs from the one the session began with, one line a leaf."""
+        """Returns the differences from the store at the start of the session, one line per leaf."""
         try:
             before, now = self.at_start, self.leaves()
         except tomllib.TOMLDecodeError:

@@ -1,4 +1,4 @@
-"""The program with pipes or files in the place of the terminal."""
+"""Runs the program with pipes or files instead of a terminal."""
 
 import os
 import select
@@ -9,7 +9,7 @@ from harness.program import STEP_LIMIT
 
 
 def run(command, environment, keys=b"", **options):
-    """A whole session with these keys on standard input."""
+    """Runs a whole session with these keys on standard input."""
     return subprocess.run(command, env=environment, input=keys, capture_output=True,
                           timeout=STEP_LIMIT, check=False, **options)
 
@@ -20,7 +20,7 @@ def start(command, environment, stdin):
 
 
 def read_until(process, wanted, limit=STEP_LIMIT):
-    """What the process puts out, up to where `wanted` has come."""
+    """Returns the output of the process up to and including `wanted`."""
     return read_from(process.stdout.fileno(), wanted, limit)
 
 
@@ -30,7 +30,7 @@ def read_from(descriptor, wanted, limit=STEP_LIMIT):
     while wanted not in output:
         ready = select.select([descriptor], [], [], max(until - time.monotonic(), 0))[0]
         part = os.read(descriptor, 65536) if ready else b""
-        assert part, f"{wanted!r} did not come; all that came: {output!r}"
+        assert part, f"{wanted!r} is missing; the output is {output!r}"
         output += part
     return output
 

@@ -1,4 +1,4 @@
-"""Where the built programs are, and how they are started."""
+"""The paths of the built programs, and the commands that start them."""
 
 import os
 import pathlib
@@ -11,16 +11,16 @@ BUILD = pathlib.Path(os.environ.get("BUILD_DIR") or REPOSITORY / "build" / "host
 UTILITY = BUILD / "meter-settings"
 CDSCTL = BUILD / "cdsctl"
 
-# A command put before the program, for instance an emulator of the meter's processor.
+# A command that runs the program, such as an emulator of the meter's processor.
 RUN_WITH = shlex.split(os.environ.get("RUN_WITH", ""))
 
-# How long the program may take for one step that has no wait of its own, in seconds: much longer
-# than it ever should, for a machine that has much else to do.
-STEP_LIMIT = 60.0
+# The limit in seconds for one step without a wait. It is much longer than a step ever takes, because the
+# machine may be busy. Mutants get less.
+STEP_LIMIT = float(os.environ.get("STEP_LIMIT", "60"))
 
 
 def wait_until(is_true, shown):
-    """Asks again and again; `shown` tells what there is instead when it never becomes true."""
+    """Waits until `is_true` returns true. On a time-out, fails with the text that `shown` returns."""
     until = time.monotonic() + STEP_LIMIT
     while not is_true():
         assert time.monotonic() < until, shown()
@@ -28,7 +28,7 @@ def wait_until(is_true, shown):
 
 
 def why_not_traced(program):
-    """The reason why a program's own system calls cannot be seen in this build, or ""."""
+    """Returns the reason why strace cannot show the program's own system calls, or ""."""
     if RUN_WITH:
         return "under emulation strace shows the emulator's system calls, not the program's"
     if program.exists() and re.search(b"__asan_init|__llvm_profile", program.read_bytes()):

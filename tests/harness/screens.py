@@ -1,7 +1,7 @@
-"""The screens of a console's text: each is written once in a file, and its menu items have labels.
+"""Names the screens in the text of a console, and finds their menu items by label.
 
-A screen is a menu from its two empty lines to its question, or at least five lines put out before
-another question. In a transcript «NAME» stands before a screen, and «NAME again» for that screen.
+A screen is a menu, from its two empty lines to its question, or a block of at least five lines before
+another question. A transcript contains each screen once, after «NAME». «NAME again» repeats it.
 """
 
 import collections
@@ -26,7 +26,7 @@ def kind_of(screen):
 
 
 def fold(text):
-    """`text` with a name before each screen, and the name alone where the screen comes again."""
+    """Returns `text` with a name before each screen. A repeated screen becomes its name only."""
     names = {}
     counts = collections.Counter()
 
@@ -41,13 +41,13 @@ def fold(text):
 
 
 def unfold(text, path="", line=1):
-    """The text that `fold` folds; it begins at that line of the file. ValueError for a wrong name."""
+    """Reverses `fold`. `line` is the line of the file where `text` starts. A wrong name is a ValueError."""
     screens = {}
 
     def screen(name):
         again = name[0].endswith(" again»")
         if name[2] is None and not again or again != (name[1] in screens):
-            why = "no earlier screen has this name" if again else "a name stands once, before its screen"
+            why = "no earlier screen has this name" if again else "the name is not unique, or not before its screen"
             raise ValueError(f"{path}:{line + text.count(chr(10), 0, name.start())}: «{name[1]}»: {why}")
         return screens.setdefault(name[1], name[2])
 
@@ -55,15 +55,15 @@ def unfold(text, path="", line=1):
 
 
 def items(output):
-    """The numbers of the menu that the output ends with, by label; none when it ends otherwise."""
+    """Maps the labels of the menu at the end of the output to their numbers. Empty if there is no menu."""
     text = output.decode("latin-1")
     menu = text.rpartition("-" * 78 + "\n")[2] if text.endswith(QUESTION) else ""
     return {label: int(number) for number, label in ITEM.findall(menu)}
 
 
 def number_now(number, before, now):
-    """The number that the same item has now. A number without an item gets none now either.
-    ValueError when the item is gone; one with a new label in the same place is still the item."""
+    """Returns the item's number in the menu `now`. A number without an item still gets one without an item.
+    An item with a new label at the same number is the same item. If the item is gone, raises ValueError."""
     label = next((label for label in before if before[label] == number), None)
     if label is None:
         return number + len(now) - len(before) if number in now.values() else number
@@ -74,9 +74,10 @@ def number_now(number, before, now):
 
 
 def renumbered(inputs, before, now):
-    """The inputs with the number that now chooses the item that they chose before; the change, or
-    None. `inputs` begins with the answer to the menu, which may have been corrected."""
-    answer = []  # the places of the keys that were not erased again
+    """Changes the answer to the menu so that it chooses the same item as before. `inputs` begins with this
+    answer, which may contain erased keys. Returns the inputs, and a text that describes the change or
+    None."""
+    answer = []  # the positions of the keys that were not erased
     for place, (kind, value) in enumerate(inputs):
         if kind == "key" and value in ENDS_LINE or kind == "wait" and value >= 30:
             break

@@ -1,8 +1,8 @@
-"""A program on a pseudo-terminal of its own, which is also its controlling terminal.
+"""Runs a program on its own pseudo-terminal, which is also its controlling terminal.
 
-Before the program starts, the terminal's output processing (OPOST) is switched off, so that the
-bytes read here are exactly those the program wrote. Its input processing stays as a terminal
-has it, carriage return mapped to newline (ICRNL) included. Standard error is a pipe.
+The terminal's output processing (OPOST) is off, so that the tests read exactly the bytes that the program
+writes. Input processing has the usual settings, including the mapping of carriage return to newline
+(ICRNL). Standard error is a pipe.
 """
 
 import fcntl
@@ -16,17 +16,17 @@ import time
 
 from harness.program import STEP_LIMIT
 
-MOST_AT_THE_END = 1 << 20  # bytes that a program may still write after the last key
+MOST_AT_THE_END = 1 << 20  # bytes that a program may write after the last key
 
 IFLAG, OFLAG, CFLAG, LFLAG, CC = 0, 1, 2, 3, 6
 
 
 class Mismatch(Exception):
-    """The session did not go as it should have."""
+    """The session differs from the expected one."""
 
 
 def as_usual(attributes):
-    """Leaves a new terminal's attributes as they are."""
+    """Keeps the attributes of a new terminal."""
 
 
 def without_icrnl(attributes):
@@ -34,7 +34,7 @@ def without_icrnl(attributes):
 
 
 def open_terminal(prepare=as_usual):
-    """A new pseudo-terminal: its two descriptors, the program's one prepared as said above."""
+    """Opens a pseudo-terminal. Returns its two descriptors: the test's and the program's."""
     ours, theirs = os.openpty()
     attributes = termios.tcgetattr(theirs)
     attributes[OFLAG] &= ~termios.OPOST
@@ -44,22 +44,28 @@ def open_terminal(prepare=as_usual):
 
 
 def attributes_of(descriptor):
-    """As `tcgetattr` has them, but VMIN and VTIME bytes whether ICANON is on or off."""
+    """Returns what `tcgetattr` returns, but VMIN and VTIME are always bytes, whether ICANON is on or off."""
     attributes = termios.tcgetattr(descriptor)
     attributes[CC] = [bytes([c]) if isinstance(c, int) else c for c in attributes[CC]]
     return attributes
 
 
-def take_terminal():
-    """In the new process: the terminal on standard input becomes the controlling one, whose hang-up
-    it does not ignore, though these tests may (under nohup)."""
+def take_signals():
+    """Runs in the new process. Restores the default action for hang-ups and interrupts, because the tests
+    may ignore them (under nohup, in the background)."""
     signal.signal(signal.SIGHUP, signal.SIG_DFL)
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
+
+
+def take_terminal():
+    """Calls take_signals and makes the terminal on standard input the controlling one."""
+    take_signals()
     fcntl.ioctl(0, termios.TIOCSCTTY, 0)
 
 
 class Console:
-    """`controlling` false: the program can be neither interrupted nor hung up from this terminal,
-    whose attributes stay as the program leaves them. (The end of a session resets them.)"""
+    """With `controlling` false, this terminal can neither interrupt nor hang up the program, and it keeps the
+    attributes that the program leaves. (Otherwise the end of the session resets them.)"""
 
     def __init__(self, command, environment, prepare=as_usual, controlling=True):
         self.terminal, theirs = open_terminal(prepare)
@@ -69,9 +75,9 @@ class Console:
         self.waits_since = self.start
         self.process = subprocess.Popen(
             command, env=environment, stdin=theirs, stdout=theirs, stderr=subprocess.PIPE,
-            start_new_session=True, preexec_fn=take_terminal if controlling else None)
+            start_new_session=True, preexec_fn=take_terminal if controlling else take_signals)
         os.close(theirs)
-        self.pending = b""  # received, not yet taken
+        self.pending = b""  # received, but not taken yet
         self.ended = False
         self.errors = b""
         self.errors_reader = threading.Thread(target=self.read_errors, daemon=True)
@@ -82,7 +88,7 @@ class Console:
             self.errors += part
 
     def attributes(self):
-        return attributes_of(self.terminal)  # of the pair's other side, which is the program's
+        return attributes_of(self.terminal)  # both sides of the pair share them
 
     def note(self, what, data=b""):
         self.log.append((time.monotonic() - self.start, what, data))
@@ -93,15 +99,15 @@ class Console:
         try:
             os.write(self.terminal, data)
         except OSError:
-            raise Mismatch(f"{data!r} cannot be sent: the program has left the terminal") from None
+            raise Mismatch(f"{data!r} cannot be sent: the program has closed the terminal") from None
 
     def receive(self, seconds):
-        """Adds what comes within `seconds` to `pending`; False when nothing came or all is over."""
+        """Adds output that arrives within `seconds` to `pending`. Returns False if there is none."""
         if self.ended or not select.select([self.terminal], [], [], max(seconds, 0))[0]:
             return False
         try:
             data = os.read(self.terminal, 65536)
-        except OSError:  # the program's side is closed and all it wrote has been read
+        except OSError:  # the program's side is closed and all output has been read
             data = b""
         self.ended = data == b""
         self.note("received" if data else "end of output", data)
@@ -113,30 +119,31 @@ class Console:
         return data
 
     def expect(self, wanted, limit=STEP_LIMIT):
-        """Takes exactly `wanted` from the output; the first byte that differs ends it."""
+        """Takes exactly `wanted` from the output. Raises a Mismatch at the first byte that differs."""
         until = time.monotonic() + limit
         while len(self.pending) < len(wanted) and wanted.startswith(self.pending):
             if not self.receive(until - time.monotonic()):
-                why = "the output ended" if self.ended else f"no more came within {limit:g} s"
+                why = "the output ended" if self.ended else f"no more output within {limit:g} s"
                 raise Mismatch(f"{why}; still wanted: {wanted[len(self.pending):]!r}")
         if not self.pending.startswith(wanted):
             same = len(os.path.commonprefix([wanted, self.pending]))
             raise Mismatch(f"wanted {wanted[same:same + 60]!r}, got {self.pending[same:same + 60]!r}")
         self.pending = self.pending[len(wanted):]
 
-    # Both count from the last key, or from the wait before. What came since has been taken, on a
-    # busy machine perhaps late, while the program was waiting already.
+    # Both methods count from the last key, or from the wait before. On a busy machine, the output since then
+    # may have arrived late, while the program was already waiting.
 
     def expect_silence(self, seconds):
         if self.pending or self.receive(self.waits_since + seconds - time.monotonic()):
-            raise Mismatch(f"nothing should have come for {seconds} s, but {self.pending[:60]!r} did")
+            raise Mismatch(f"expected no output for {seconds} s, got {self.pending[:60]!r}")
 
-    def expect_to_go_on_after(self, seconds):
-        """No output sooner than half a second before `seconds`, some at most three after."""
-        went_on = self.pending or self.receive(self.waits_since + seconds + 3 - time.monotonic())
+    def expect_to_continue_after(self, seconds):
+        """Expects output no earlier than half a second before `seconds` and no later than three seconds
+        after."""
+        continued = self.pending or self.receive(self.waits_since + seconds + 3 - time.monotonic())
         waited = time.monotonic() - self.waits_since
-        if not went_on or waited < seconds - 0.5:
-            raise Mismatch(f"should have gone on by itself after {seconds} s, not {waited:.1f} s")
+        if not continued or waited < seconds - 0.5:
+            raise Mismatch(f"should have continued without a key after {seconds} s, not {waited:.1f} s")
         self.waits_since = time.monotonic()
 
     def hang_up(self):
@@ -145,13 +152,13 @@ class Console:
         self.ended = True
 
     def finish(self, limit=STEP_LIMIT):
-        """Waits for the program's end; what it still wrote is then in `pending`. Returns how it
-        ended: "exit 0", or "killed by SIGHUP"."""
+        """Waits until the program ends. The rest of its output is in `pending`. Returns the way it ended:
+        "exit 0" or "killed by SIGHUP"."""
         until = time.monotonic() + limit
         while not self.ended and time.monotonic() < until:
             self.receive(until - time.monotonic())
             if len(self.pending) > MOST_AT_THE_END:
-                raise Mismatch("the program goes on writing")
+                raise Mismatch("the program keeps writing")
         try:
             status = self.process.wait(max(until - time.monotonic(), 0.1))
         except subprocess.TimeoutExpired:
@@ -167,9 +174,9 @@ class Console:
         self.process.stderr.close()
         try:
             os.close(self.terminal)
-        except OSError:  # hung up before
+        except OSError:  # already closed by hang_up
             pass
 
     def history(self):
-        """All that was sent and received, with times."""
+        """Returns everything that was sent and received, with the times."""
         return [f"{seconds:8.3f} s  {what:13}  {data!r}" for seconds, what, data in self.log]

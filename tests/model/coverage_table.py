@@ -1,5 +1,5 @@
-"""What a differential run has reached: every message that a session can show, every
-question and how it ended, every kind of fault. A zero says what the run did not try."""
+"""Lists what a differential run has covered: every message that a session can show, every question and the
+ways it ended, and every kind of fault. A zero means that the run did not cover it."""
 
 from collections import Counter
 
@@ -101,10 +101,10 @@ EVENTS = (
     "save: batch written without its list",
     "save: instead of Velmora II Options list set in CDS",
     "save: instead of Velmora II ML Config sent",
-    "media type: automatic", "media type: named", "media type: empty name", "media type: refused",
-    "options: taken", "options: taken, over 72", "options: emptied", "options: emptied, edited",
-    "options: refused by count", "options: refused by count, no complaint",
-    "options: refused by group alone", "serial: taken", "serial: placeholder",
+    "media type: automatic", "media type: named", "media type: empty name", "media type: rejected",
+    "options: accepted", "options: accepted, over 72", "options: emptied", "options: emptied, edited",
+    "options: rejected by count", "options: rejected by count, no complaint",
+    "options: rejected by group alone", "serial: accepted", "serial: placeholder",
 )  # fmt: skip
 
 EXPECTED = (

@@ -1,20 +1,19 @@
-"""An executable model of the settings utility: what one session shows, tells the meter and
-leaves behind. `play` is a pure function of the session and of what is typed.
+"""An executable model of the settings utility. It predicts the screens of a session, its calls, and the files
+that it leaves. `play` is a pure function of the session and of the typed keys.
 
-A session is a dict, as it stands in a saved JSON file:
+A session is a dict with these keys, which are also the keys of a saved JSON file:
 
-  arguments  the words after the program's name
-  home       "set" (the default), "empty" or "unset": the variable naming the meter's folder
-  store      a dict of leaves, a text that is written as it is, or null for no file
-  factory    the same
-  faults     a list of dicts, or a text that is written as it is
-  jffs       the names in the downloads folder, or null for no folder
+  arguments  the arguments of the program
+  home       "set" (the default), "empty" or "unset": the variable with the meter's directory
+  store      a dict of leaves, a text that is the file's content, or null for no file
+  factory    the same for the factory file
+  faults     a list of dicts, or a text that is the file's content
+  jffs       the names in the downloads directory, or null for no directory
   script     what happens at each wait for a key (see `waits_of`)
 
-The input side is a callable that takes the name of the question being asked and how many
-answers are offered by number; it returns what ends the wait: a key (0 to 255), END, TIME_OUT
-or INTERRUPTED. It raises ScriptEnded when nothing more happens, which ends the program where
-it stands.
+The input is a callable. Its arguments are the name of the question and the number of answers that it offers
+by number. It returns what ends the wait: a key (0 to 255), END, TIME_OUT or INTERRUPTED. When nothing more
+happens, it raises ScriptEnded, which ends the program immediately.
 """
 
 import re
@@ -30,28 +29,28 @@ END = -1
 TIME_OUT = "time-out"
 INTERRUPTED = "interrupted"
 
-ANSWERED, TIMED_OUT, REFUSED = 1, 0, -1
+ANSWERED, TIMED_OUT, REJECTED = 1, 0, -1
 
 EXIT_SCRIPT_ENDED = 97
-REASON = None  # a line on standard error whose words are the library's own
-BUILD_STAMP = b"\0"  # stands in for the build's date and time
+REASON = None  # a line on standard error with any text
+BUILD_STAMP = b"\0"  # replaces the build's date and time
 
 
 class ScriptEnded(Exception):
-    """Nothing more happens at the console."""
+    """The script has no more input."""
 
 
 @dataclass
 class Outcome:
     stdout: bytes
-    stderr: list  # lines, REASON for one that may say anything
+    stderr: list  # lines; REASON for a line with any text
     status: int
     trace: list
-    store: object  # as the session's
+    store: object  # in the format of the session's store
     rewritten: bool  # the library has written the store's file (keys sorted)
-    downloads: object  # as the session's jffs
-    waits: list  # one per wait: whether it is a line's first, keys read, bytes shown
-    tally: Counter  # what was reached
+    downloads: object  # in the format of the session's jffs
+    waits: list  # (is it the first of a line, number of keys read, number of bytes shown) for each wait
+    tally: Counter  # counts of what was covered
 
 
 @dataclass
@@ -82,7 +81,7 @@ class Flag:
 
 @dataclass
 class Record:
-    """The one settings record of a run."""
+    """The settings of a run."""
 
     primary_dns: Text = field(default_factory=Text)
     secondary_dns: Text = field(default_factory=Text)
@@ -148,7 +147,7 @@ PORT_LEAVES = (
 )  # fmt: skip
 SERVICE = "/VMF/UpdateService/"
 
-# what the menus show of a number: words between the number and its name, the names
+# what the menus show for a number: the text before the name, and the names
 NUMBER_NAMES = {
     "meter_form": (" = Form ", ("5(35)", "6(36)", "8", "9", "45", "U")),
     "class_amps": (" = Class Amps ", ("2", "10", "20")),
@@ -275,8 +274,8 @@ NO_CONNECTION = "Error: can't connect to CDS"
 
 # --- texts and numbers
 
-# A number as C's scan takes it: blanks, a sign, digits, and never a digit given back. With
-# a width the sign takes one place of it.
+# A number in the syntax of C's scanf: spaces, a sign and digits, without backtracking. If there is a width,
+# the sign counts.
 ANY_NUMBER = r" *+([+-]?\d++)"
 TWO_PLACES = r" *+((?>[+-]\d|\d{1,2}+))"
 FIVE_PLACES = r" *+((?>[+-]\d{1,4}+|\d{1,5}+))"
@@ -293,13 +292,13 @@ def unsigned(digits):
 
 
 def scanned(pattern, answer):
-    """The unsigned numbers, or None where the scan reads fewer than the pattern has."""
+    """Returns the unsigned numbers, or None if the scan reads fewer than the pattern has."""
     match = pattern.match(answer)
     return [unsigned(digits) for digits in match.groups()] if match else None
 
 
 def chosen(answer):
-    """The number that the whole answer is, or None."""
+    """Returns the number if the whole answer is one, otherwise None."""
     match = CHOICE.fullmatch(answer)
     return int(match[1]) if match else None
 
@@ -316,12 +315,12 @@ def as_text(element):
 
 
 def padded(text, width):
-    """On the left edge of a column as many bytes wide."""
+    """Pads the text on the right to this many bytes."""
     return text + " " * (width - len(text.encode()))
 
 
 class Console:
-    """What is typed and shown."""
+    """The input and output of the program."""
 
     def __init__(self, source, tally):
         self.source = source
@@ -337,7 +336,7 @@ class Console:
         self.write(text + "\n")
 
     def read(self, question, offered=0):
-        """How the line ended, and what was typed."""
+        """Reads a line. Returns the way it ended, and the typed text."""
         typed = ""
         self.tally["asked: " + question] += 1
         first = True
@@ -349,7 +348,7 @@ class Console:
                 self.write("\n")
                 self.tally[f"{event} with text typed" if typed else event] += 1
                 self.tally[f"{question}: {event}"] += 1
-                return (TIMED_OUT if event == TIME_OUT else REFUSED), typed
+                return (TIMED_OUT if event == TIME_OUT else REJECTED), typed
             self.keys_read += event != END
             if event in (10, 4, END):
                 self.shown.append(event & 0xFF)
@@ -370,22 +369,22 @@ class Console:
         return self.read(question.strip().splitlines()[0], offered)
 
     def yes_no(self, question):
-        """How it was answered, and whether with yes."""
+        """Asks a question. Returns the way the answer ended, and whether it is yes."""
         result, answer = self.ask(question)
         if result == ANSWERED and not answer:
             self.tally[question + ": empty"] += 1
-            return REFUSED, False
+            return REJECTED, False
         yes = result == ANSWERED and answer[0] in "yY"
         if result == ANSWERED:
             self.tally[question + (": yes" if yes else ": no")] += 1
         return result, yes
 
     def menu(self, where, title, sections, exit_label):
-        """`sections` holds (numbered, lines) with lines of (label, value). The number
-        chosen, or REFUSED."""
+        """Shows a menu. `sections` has pairs (numbered, lines), and lines are pairs (label, value). Returns
+        the chosen number, or REJECTED."""
         dashes = 78 - 2 - len(title.encode())
         left, right = dashes // 2, dashes - dashes // 2
-        if dashes < 0:  # no room: the whole rule on either side
+        if dashes < 0:  # no room for the title: a full rule on either side
             left = right = 78
         self.write("\n\n" + "-" * 78 + "\n")
         self.line(f"{'-' * left} {title} {'-' * right}")
@@ -403,18 +402,18 @@ class Console:
         self.write("Select an option ==>  ")
         result, answer = self.read(where, count)
         if result != ANSWERED:
-            return REFUSED
+            return REJECTED
         number = chosen(answer)
         if number is not None and (0 if exit_label else 1) <= number <= count:
             self.tally[f"{where}: {number}"] += 1
             return number
         self.write("\nError: Invalid selection\n\n")
         self.tally[f"{where}: invalid selection"] += 1
-        return REFUSED
+        return REJECTED
 
 
 class Utility:
-    """One run, from connecting to leaving."""
+    """One run, from the connection to the exit."""
 
     def __init__(self, meter, console, init_menu, tally):
         self.meter = meter
@@ -429,7 +428,7 @@ class Utility:
         return self.record.changed(TRACKED)
 
     def load(self, names, warning, strings_only=True):
-        """One read; a loaded value never replaces what the technician has entered."""
+        """Reads leaves. A loaded value never replaces a value that the technician has entered."""
         result, statuses, elements = self.meter.get([LEAVES[name] for name in names])
         if result != 0:
             self.console.line(warning)
@@ -457,7 +456,7 @@ class Utility:
                 return
 
     def main_items(self):
-        """The lines in groups, each with its label, its value and what it leads to."""
+        """Returns the lines in groups. A line has a label, a value and the function that it calls."""
         self.load(DNS, "Warning: couldn't read network settings!")
         items = [
             [("Ethernet Port 1 Settings", "", self.port_menu)],
@@ -488,7 +487,7 @@ class Utility:
             self.console.line("Passwords reset to defaults.")
 
     def enter_address(self, question, name):
-        """True unless the answer timed out or was refused."""
+        """Returns True unless the answer timed out or was rejected."""
         target = getattr(self.record, name)
         result, answer = self.console.ask(question)
         if result == TIMED_OUT:
@@ -497,13 +496,13 @@ class Utility:
         numbers = scanned(SCAN_ADDRESS, answer) if result == ANSWERED else None
         if numbers and max(numbers) <= 255:
             target.enter(answer)
-            self.tally[question + ": taken"] += 1
+            self.tally[question + ": accepted"] += 1
         elif result == ANSWERED and not numbers and answer.startswith("~"):
             target.text = ""
             self.tally[question + ": emptied" + (", edited" if target.changed else "")] += 1
         else:
             self.console.line("Error: invalid address")
-            self.tally[question + (": number above 255" if numbers else ": refused")] += 1
+            self.tally[question + (": number above 255" if numbers else ": rejected")] += 1
             return False
         return True
 
@@ -563,7 +562,7 @@ class Utility:
 
     def choose_media(self):
         types = self.record.supported_media_types.text.split(";")
-        if not types[-1]:  # nothing, or nothing more, after the last separator
+        if not types[-1]:  # the text after the last separator is empty
             types.pop()
         offered = "".join(f"{number}) {name}\n" for number, name in enumerate(types, 1))
         result, answer = self.console.ask(
@@ -577,7 +576,7 @@ class Utility:
         number = chosen(answer) if result == ANSWERED else None
         if number is None or not 0 <= number <= len(types):
             self.console.line("Error: invalid selection")
-            self.tally["media type: refused"] += 1
+            self.tally["media type: rejected"] += 1
             return
         self.record.media_type.enter(types[number - 1] if number else "")
         self.tally["media type: " + ("named" if self.record.media_type.text else
@@ -596,7 +595,7 @@ class Utility:
         self.meter.system(simulated_meter.NETWORK_RESTART)
 
     def write_changes(self):
-        """False when the save has failed; the marks stay as they were then."""
+        """Returns False if the save failed. The changed flags then stay set."""
         to_set, to_clear = self.collect()
         if to_set and not self.write_batches(to_set):
             return False
@@ -628,19 +627,19 @@ class Utility:
                 element = value.value if isinstance(value, Flag) else value.text
             to_set.append((LEAVES[name], element, 1))
             if name in AT_ONCE:
-                self.write_at_once(AT_ONCE[name], element)
+                self.write_immediately(AT_ONCE[name], element)
             if name == "options_list":
                 self.options_pending = True
         if any(path in (LEAVES[name] for name in NUMBERS) for path, _, _ in to_set):
             to_set.append((SERVICE + "SetPrimCfg/Value", True, 1))
         return to_set, to_clear
 
-    def write_at_once(self, path, element):
+    def write_immediately(self, path, element):
         if isinstance(element, bool):
             element = int(element)
         result, status = self.meter.set_one(path, element)
         if result != 0 or status != 1:
-            # one stray byte stands in the message of the DHCP leaf alone
+            # the stray byte in the message of the DHCP leaf is deliberate
             self.console.write("set_leaf failed for ")
             if path == AT_ONCE["dhcp"]:
                 self.console.shown.append(0x93)
@@ -746,7 +745,7 @@ class Utility:
                 self.console.line("Invalid Model number XXXXX must be > 0")
             else:
                 serial.enter(answer)
-                self.tally["serial: taken"] += 1
+                self.tally["serial: accepted"] += 1
                 return
         elif result == ANSWERED and answer.startswith("~"):
             serial.enter("YYMMXXXXX")
@@ -766,7 +765,7 @@ class Utility:
         numbers = scanned(SCAN_NUMBER, answer)
         if numbers and numbers[0] < len(NUMBER_NAMES[name][1]):
             target.enter(answer)
-            self.tally[name + ": taken"] += 1
+            self.tally[name + ": accepted"] += 1
         elif numbers:
             self.console.line(refusal)
         elif answer.startswith("~"):
@@ -801,7 +800,7 @@ class Utility:
         if result == TIMED_OUT:
             self.console.line("\nTimed out.")
             return
-        if result == REFUSED:
+        if result == REJECTED:
             return
         if entry.startswith("~"):
             options.text = ""
@@ -816,7 +815,7 @@ class Utility:
             self.console.write(message)
         if finding.accepted:
             options.enter(entry)
-            self.tally["options: taken" + (", over 72" if len(entry) > 72 else "")] += 1
+            self.tally["options: accepted" + (", over 72" if len(entry) > 72 else "")] += 1
             return
         if finding.total != finding.found:
             self.console.line(
@@ -824,10 +823,10 @@ class Utility:
             )
             for word in finding.complaints:
                 self.console.write(f"\nError: {word} is NOT a valid option.")
-            self.tally["options: refused by count" + ("" if finding.complaints else
+            self.tally["options: rejected by count" + ("" if finding.complaints else
                                                       ", no complaint")] += 1  # fmt: skip
         else:
-            self.tally["options: refused by group alone"] += 1
+            self.tally["options: rejected by group alone"] += 1
         self.console.line("\nCheck the entry.")
 
     def clear_options(self):
@@ -843,7 +842,7 @@ class Utility:
         )
 
     def factory_reset(self):
-        """False when the store could not be reached again."""
+        """Returns False if the store could not be opened again."""
         if not self.console.yes_no("Reset all to Factory Defaults? (y/n)")[1]:
             return True
         self.meter.close()
@@ -858,8 +857,8 @@ class Utility:
 
 
 def play(session, source, program="meter-settings"):
-    """The outcome of the session with what `source` types. `program` is the name it is
-    started by."""
+    """Returns the outcome of the session with the input from `source`. `program` is the name in the call of
+    the program."""
     tally = Counter()
     meter = SimulatedMeter(session, tally)
     console = Console(source, tally)
@@ -904,8 +903,8 @@ WAIT_LETTERS = {END: "k", TIME_OUT: "t", INTERRUPTED: "i"}
 
 
 def waits_of(script):
-    """A script as its events. It is a list of texts, whose characters are keys (0 to 255),
-    and of {"wait": "time-out" | "interrupted" | "end", "times": n}."""
+    """Converts a script to events. A script is a list of texts, whose characters are keys (0 to 255), and of
+    {"wait": "time-out" | "interrupted" | "end", "times": n}."""
     events = []
     for item in script:
         if isinstance(item, str):
@@ -917,7 +916,7 @@ def waits_of(script):
 
 
 def script_of(events):
-    """The inverse of `waits_of`, with a new item after each line."""
+    """Converts events to a script. Each line starts a new item."""
     script = []
     for event in events:
         if isinstance(event, int) and event != END:
@@ -933,14 +932,14 @@ def script_of(events):
 
 
 def keys_and_waits(events):
-    """Standard input as bytes, and a letter for each wait."""
+    """Returns the bytes of standard input, and a letter for each wait."""
     keys = bytes(event for event in events if isinstance(event, int) and event != END)
     return keys, "".join(WAIT_LETTERS.get(event, "k") for event in events)
 
 
 def scripted(events):
-    """A source that plays events. Keys come in their order whatever wait they stood at,
-    and the input ends after the last: that is how a program reads them from a file."""
+    """Returns a source that plays events. Keys keep their order but not their waits, and the input ends after
+    the last key. This is how a program reads keys from a file."""
     keys = iter([event for event in events if isinstance(event, int) and event != END])
     remaining = iter(events)
 

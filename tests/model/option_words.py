@@ -1,10 +1,10 @@
-"""The options list, stated over the words between its dashes.
+"""The grammar of the options list, defined on the words between its dashes.
 
-A word is what stands between two dashes, or between a dash and an end. The utility looks
-for "-" and an option's name anywhere in "-" and the list. No name holds a dash, so that
-finds exactly the words that begin with the name; and since no name begins another, each
-word is found by one name at most. Hence the two statements of this file: `examine` says
-what any list leads to, `acceptable` says which lists are taken, without counting anything.
+A word is the text between two dashes, or between a dash and the start or end. The utility searches for "-"
+and an option's name in "-" plus the list. No name contains a dash, so the search finds exactly the words
+that begin with the name. No name is the beginning of another, so each word matches at most one name. This
+file has two functions: `examine` returns the effects of any list, and `acceptable` decides without
+counting whether a list is accepted.
 """
 
 import tomllib
@@ -15,31 +15,33 @@ GRAMMAR = tomllib.loads((Path(__file__).parents[1] / "grammar.toml").read_text()
 
 
 def spelled(group, own=()):
-    """An option's own leaves as "+LEAF", then the others of its group as "-LEAF"."""
+    """Returns an option's own leaves as "+LEAF", then the other leaves of its group as "-LEAF"."""
     members = {leaf for _, of, leaves in GRAMMAR["options"] if of == group for leaf in leaves}
     others = [leaf for leaf in GRAMMAR["leaves"] if group and leaf in members and leaf not in own]
     return " ".join([*(f"+{leaf}" for leaf in own), *(f"-{leaf}" for leaf in others)])
 
 
-# name, group, leaves below /VMIC/Options: + true, - false; names are found in this order.
+# Each entry has a name, a group, and leaves below /VMIC/Options: + for true, - for false. The utility
+# searches for the names in this order.
 OPTIONS = tuple((name, group, spelled(group, own)) for name, group, own in GRAMMAR["options"])
-# group, its leaves when none of its options is installed, the words of its message
+# Maps a group to the leaves that are written when none of its options is installed, and to its name in
+# the message.
 GROUPS = {group: (spelled(group), words) for group, words in GRAMMAR["messages"].items()}
 
 NAMES = tuple(name for name, _, _ in OPTIONS)
-# MID is taken, but a list that is refused for another reason complains about it as well.
+# MID is accepted, but a list that is rejected for another reason also complains about it.
 UNCOMPLAINED = {form for name in NAMES if name != "MID" for form in (name, name.lower())}
 
 
 @dataclass
 class Finding:
-    """What one list leads to."""
+    """The effects of one list."""
 
-    total: int  # characters, the dash in front counted
-    found: int  # characters of the options found, each with its dash
+    total: int  # characters, including the dash in front
+    found: int  # characters of the options found, including the dash before each
     messages: list = field(default_factory=list)  # about groups, in the order printed
     batch: list = field(default_factory=list)  # (path, value) in the order written
-    complaints: list = field(default_factory=list)  # words that are no option
+    complaints: list = field(default_factory=list)  # words that are not options
 
     @property
     def accepted(self):
@@ -75,8 +77,8 @@ def examine(entry):
 
 
 def add_quality(finding, chosen, logging_typed, ready_typed):
-    """The leaves that follow PQ1 to PQ3: capturing needs measurement logging, and any
-    power quality option, "ready" included, sets the common leaf, each on its own account."""
+    """Adds the leaves after PQ1 to PQ3. Capturing needs measurement logging. Any power quality option,
+    including "ready", sets the common leaf, each separately."""
     if chosen:
         add(finding, "+PQ")
     if "ML" in GRAMMAR["further_leaves"].get(chosen, ()) and not logging_typed:
@@ -93,8 +95,8 @@ def add(finding, leaves):
 
 
 def acceptable(entry):
-    """The lists that are taken: every word is an option in capitals or in small letters,
-    no option comes twice, and no two come from one group."""
+    """Returns True for the lists that are accepted: every word is an option in upper or lower case, no option
+    occurs twice, and no two are from the same group."""
     options = {form: row for row in OPTIONS for form in (row[0], row[0].lower())}
     rows = [options.get(word) for word in entry.split("-")]
     if None in rows or len(set(rows)) < len(rows):
@@ -104,5 +106,5 @@ def acceptable(entry):
 
 
 PATHS = tuple(f"/VMIC/Options/{leaf}/Value" for leaf in GRAMMAR["leaves"])
-# What clearing the options writes false, in this order, after the emptied list itself.
+# The leaves that are set to false when the options are cleared, in this order, after the empty list.
 CLEARED = PATHS[: GRAMMAR["cleared_leaves"]]

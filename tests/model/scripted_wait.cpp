@@ -1,17 +1,18 @@
-// Stands in for `select`, so that a test decides how each wait for a key ends without
-// waiting for it. Loaded with LD_PRELOAD; the keys themselves come from standard input.
+// Replaces `select`, so that a test decides how each wait for a key ends and does not have to wait.
+// Loaded with LD_PRELOAD. The keys come from standard input.
 //
-// SCRIPTED_WAIT names a file of one character per wait:
-//   k  a key is there, or the input has ended: select returns 1
-//   t  nobody typed in time: it returns 0
-//   i  a signal broke the wait: it returns -1 with EINTR
-// After the last of them the process ends at once with status 97, nothing flushed: what a
-// technician would be looking at is what has been written by then.
+// SCRIPTED_WAIT names a file with one character per wait:
+//   k  a key is available, or the input has ended: select returns 1
+//   t  time-out: select returns 0
+//   i  a signal interrupts the wait: select returns -1 with EINTR
+// At the first wait after these, the process exits immediately with status 97 and does not flush
+// its output. The output then is exactly what a technician would see while the program waits.
 //
-// SCRIPTED_WAIT_LOG names a file that gets one line per wait: the seconds and microseconds of
-// its time-out, how many keys have been read and how many bytes shown so far (standard input
-// and output being files); or "unexpected" when the wait is not for standard input alone. The
-// time left that is handed back is never one that a caller could take for its next time-out.
+// SCRIPTED_WAIT_LOG names a file for one line per wait: the seconds and microseconds of the
+// time-out, how many keys were read and how many bytes were written so far (standard input and
+// output must be files). The line is "unexpected" when the wait is not for standard input alone.
+// `select` returns a strange remaining time on purpose: if the program used it as its next
+// time-out, the log would show it.
 
 #include <cerrno>
 #include <cstdio>

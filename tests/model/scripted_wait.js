@@ -1,6 +1,6 @@
-// What scripted_wait.cpp is for a native build, for the web build under node: loaded before it with
-// NODE_OPTIONS. Keys are read from standard input one at a time, when the program asks for them.
-// A wait ends in a later turn of the event loop, as a real one does.
+// Replaces scripted_wait.cpp for the web build under node. NODE_OPTIONS loads it before the program. It
+// reads keys from standard input, one each time the program asks for a key. A wait ends in a later turn
+// of the event loop, like a real wait.
 "use strict";
 
 const fs = require("fs");

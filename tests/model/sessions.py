@@ -1,7 +1,7 @@
-"""Plays one session against the program and against the model, and says how they differ.
+"""Plays one session on the program and on the model, and reports the differences.
 
-The program runs in a folder of its own that is gone afterwards. Its waits for keys are
-scripted (scripted_wait.cpp), so no session waits for anything.
+The program runs in a temporary directory. Its waits for keys are scripted (scripted_wait.cpp), so a
+session never waits.
 """
 
 import itertools
@@ -28,7 +28,7 @@ SCRATCH = BUILD / "differential"
 
 LONGEST_RUN_MS = 30_000
 IDLE_SECONDS = 30
-MICROSECONDS_LEFT = 123456  # by the scripted wait
+MICROSECONDS_LEFT = 123456  # the time that the scripted wait reports
 BUILD_STAMP_SHAPE = rb"[A-Z][a-z]{2} [ \d]\d \d{4} \d\d:\d\d:\d\d"
 COMMENT = "# a note that no rewriting keeps\n"
 FOLDER_NUMBERS = itertools.count()
@@ -36,7 +36,7 @@ FOLDER_NUMBERS = itertools.count()
 
 @dataclass
 class Run:
-    """What the program did."""
+    """The results of the program."""
 
     status: object
     stdout: bytes
@@ -84,11 +84,12 @@ def prepare(session, events, folder):
     (folder / "waits").write_text(waits)
 
 
-PRELOADED = 3  # the descriptor by which the loader finds the library: in a list, a path may have no blank or colon
+# LD_PRELOAD does not allow spaces and colons in a path, so the loader finds the library through this descriptor.
+PRELOADED = 3
 
 
 def environment(session, folder):
-    # An emulator must not load what is meant for the program it runs.
+    # The program must load the library, but not its emulator.
     preloading = ("QEMU_SET_ENV", "LD_PRELOAD=") if RUN_WITH else ("LD_PRELOAD", "")
     if IN_NODE:
         preloading = ("NODE_OPTIONS", "--require=")
@@ -108,7 +109,7 @@ def environment(session, folder):
 
 
 def spawn_and_wait(program, arguments, settings, folder, preload):
-    """The exit status, "signal N" or "hung"."""
+    """Returns the exit status, "signal N" or "hung"."""
     writing = os.O_WRONLY | os.O_CREAT | os.O_TRUNC
     words = command(program, *arguments)
     child = os.posix_spawnp(
@@ -171,7 +172,7 @@ def collect(status, folder):
 
 
 def first_difference(expected, got):
-    """Where two byte strings part, with a little of what surrounds it."""
+    """Describes the first difference of two byte strings, with some context."""
     at = next((i for i, (a, b) in enumerate(zip(expected, got)) if a != b), None)
     if at is None:
         at = min(len(expected), len(got))
@@ -209,7 +210,7 @@ def compare_stderr(outcome, run):
 
 
 def compare_trace(outcome, run):
-    """Objects, the order of their keys, and the types of their values."""
+    """Compares the objects, the order of their keys, and the types of their values."""
     expected = [json.dumps(call) for call in outcome.trace]
     try:
         got = [json.dumps(json.loads(line)) for line in run.trace]
@@ -219,8 +220,8 @@ def compare_trace(outcome, run):
 
 
 def compare_waits(outcome, run):
-    """The time-outs, that each key is read when it has been waited for and no sooner, and
-    that all is on the screen before a wait begins."""
+    """Compares the time-outs. Checks that the program reads a key only after a wait for it, and has written
+    all output before a wait."""
     expected = [
         f"{IDLE_SECONDS} {0 if first else MICROSECONDS_LEFT} {keys} {shown}"
         for first, keys, shown in outcome.waits
@@ -239,7 +240,7 @@ def compare_store(outcome, run):
     except tomllib.TOMLDecodeError as error:
         return f"store: {error}"
     if list(got) != sorted(got):
-        return f"store: keys in the order {list(got)}"
+        return f"store: the order of the keys is {list(got)}"
     pair = [
         [f"{path} = {toml_value(value)}" for path, value in sorted(leaves.items())]
         for leaves in (outcome.store, got)
@@ -277,14 +278,14 @@ def differences(session, outcome, run):
 
 @dataclass
 class Player:
-    """Where the program is and where it may write."""
+    """The program, and the directory where it may write."""
 
     program: Path = UTILITY
     scratch: Path = SCRATCH
     preload: Path = SCRIPTED_WAIT
 
     def check(self, session, events, outcome=None):
-        """The differences; `outcome` saves playing the model when it has been."""
+        """Returns the differences. With `outcome`, the model is not played again."""
         if outcome is None:
             outcome = meter_model.play(
                 session, meter_model.scripted(events), program=str(self.program)
@@ -293,11 +294,11 @@ class Player:
         return differences(session, outcome, run)
 
 
-# --- making a session small
+# --- reducing a session
 
 
 def shorter(items):
-    """Copies with a part left out, large parts first."""
+    """Yields copies without some part, the largest parts first."""
     size = len(items)
     while size:
         for start in range(0, len(items), size):
@@ -306,7 +307,7 @@ def shorter(items):
 
 
 def smaller(session, events):
-    """Sessions with something left out, the likely ones first."""
+    """Yields smaller sessions, the most promising first."""
     for script in shorter(lines_of(events)):
         yield session, [event for line in script for event in line]
     for key in ("faults", "jffs"):
@@ -341,7 +342,7 @@ def lines_of(events):
 
 
 def shrink(player, session, events, tries=600):
-    """A session with the same kind of difference, as small as so many tries make it."""
+    """Returns a smaller session with the same kind of difference, after at most this many tries."""
     kinds = kinds_of(player.check(session, events))
     progress = True
     while progress and kinds:
@@ -369,6 +370,6 @@ def save(path, session, events, shows):
 
 
 def load(path):
-    """The session and its events."""
+    """Returns the session and its events."""
     session = json.loads(Path(path).read_text())
     return session, meter_model.waits_of(session.pop("script"))

@@ -1,7 +1,7 @@
-"""What the simulated meter's library answers and does, call by call, faults included.
+"""Models the simulated client library call by call, including faults.
 
-A store's content is a dict of leaves, a text (a file as it is, broken ones too) or None
-(no file).
+The content of a store is a dict of leaves, a text (the content of the file, which may be invalid), or None
+for no file.
 """
 
 import tomllib
@@ -19,7 +19,7 @@ MISSING = 2
 
 
 def leaves_of(content):
-    """The leaves, or None where the library could not read the store."""
+    """Returns the leaves, or None if the library cannot read the store."""
     if isinstance(content, str):
         try:
             content = tomllib.loads(content)
@@ -31,13 +31,13 @@ def leaves_of(content):
 
 
 def is_leaf(value):
-    if isinstance(value, int):  # a bool is one as well
+    if isinstance(value, int):  # a bool is also an int
         return -(2**31) <= value < 2**31
     return isinstance(value, str)
 
 
 class Fault:
-    """One entry of the faults file, with what it has seen and done so far."""
+    """One entry of the faults file, with its counters."""
 
     def __init__(self, entry):
         self.entry = entry
@@ -48,7 +48,7 @@ class Fault:
         return self.entry["call"] == call and self.entry.get("path") in (None, *paths)
 
     def notice(self):
-        """One more matching call: whether the fault is ready to hit it."""
+        """Counts a matching call. Returns True if the fault may apply to it."""
         self.seen += 1
         spent = self.hits >= self.entry.get("times", float("inf"))
         return self.seen > self.entry.get("after", 0) and not spent
@@ -66,8 +66,8 @@ class SimulatedMeter:
         self.tally = tally
         self.connected = False
         self.trace = []
-        self.reasons = 0  # lines on standard error that say why a connection failed
-        self.rewritten = False  # the store's file is no longer the one it was given
+        self.reasons = 0  # lines on standard error with the reason of a failed connection
+        self.rewritten = False  # True after the library has written the store's file
 
     # --- faults
 
@@ -88,8 +88,8 @@ class SimulatedMeter:
             self.tally["fault: several ready for one call"] += 1
 
     def outcome(self, call, paths, normal):
-        """Result, statuses, and which paths are left to be handled. `normal` gives the
-        status of a path that nothing goes wrong with."""
+        """Returns the result, the statuses, and the paths that still have to be handled. `normal` returns the
+        status of a path without a fault."""
         if not self.connected:
             return -1, [0] * len(paths), []
         fault = self.struck(call, paths)

@@ -1,4 +1,4 @@
-"""The settings utility against its model."""
+"""Compares the settings utility with its model."""
 
 import random
 from pathlib import Path
@@ -10,7 +10,7 @@ import walker
 from harness.program import RUN_WITH
 
 SEED = 20240229
-SESSIONS = 80 if RUN_WITH else 400  # an emulated program starts slowly
+SESSIONS = 80 if RUN_WITH else 400  # emulated programs start slowly
 PARTS = 8
 REGRESSIONS = sorted((Path(__file__).parent / "regressions").glob("*.json"))
 
@@ -21,7 +21,7 @@ def described(session, events, found):
 
 
 @pytest.mark.parametrize("part", range(PARTS))
-def test_generated_sessions_go_as_the_model_says(part, tmp_path):
+def test_generated_sessions_agree_with_the_model(part, tmp_path):
     player = sessions.Player()
     for number in range(part, SESSIONS, PARTS):
         rng = random.Random(f"{SEED}/{number}")
@@ -37,13 +37,13 @@ def test_generated_sessions_go_as_the_model_says(part, tmp_path):
 
 
 @pytest.mark.parametrize("path", REGRESSIONS, ids=lambda path: path.stem)
-def test_saved_sessions_go_as_the_model_says(path):
+def test_saved_sessions_agree_with_the_model(path):
     session, events = sessions.load(path)
     found = sessions.Player().check(session, events)
     assert not found, described(session, events, found)
 
 
-def test_a_program_that_does_nothing_is_found_out_and_its_session_made_small(tmp_path):
+def test_a_program_that_does_nothing_is_detected_and_its_session_is_reduced(tmp_path):
     player = sessions.Player(Path("/bin/true"), tmp_path)
     session = {"arguments": ["-m"], "store": {"/a": 1}, "faults": [], "jffs": ["x"]}
     session, events = sessions.shrink(player, session, meter_model.waits_of(["1\n0\n", "0\n"]))

@@ -1,4 +1,4 @@
-"""The model of the settings utility against worked examples."""
+"""Compares the model of the settings utility with worked examples."""
 
 import itertools
 import random
@@ -28,7 +28,7 @@ def screen(*script, **session):
 
 
 def option(entry):
-    """The screen after an options entry, and the record's text and mark."""
+    """Returns the screen after an options entry, and the text and changed flag of the setting."""
     session = {"arguments": ["-m"], "store": {}}
     console = meter_model.Console(
         meter_model.scripted(meter_model.waits_of([entry + "\n"])), meter_model.Counter()
@@ -40,7 +40,7 @@ def option(entry):
     return after, utility.record.options_list, utility.batch
 
 
-def test_the_list_with_all_options_is_taken_with_sixty_characters():
+def test_the_list_with_all_options_has_sixty_characters_and_is_accepted():
     finding = option_words.examine(ALL_OPTIONS)
     assert (len(ALL_OPTIONS), finding.total, finding.found) == (59, 60, 60)
     after, text, _ = option(ALL_OPTIONS)
@@ -61,8 +61,8 @@ def test_the_shipped_meter_has_the_option_leaves():
     assert {path for path in shipped if path.startswith("/VMIC/Options/")} == {*option_words.PATHS}
 
 
-def test_the_longest_list_is_taken():
-    groups = {group or name: name for name, group, _ in option_words.OPTIONS}  # one name of each
+def test_the_longest_list_is_accepted():
+    groups = {group or name: name for name, group, _ in option_words.OPTIONS}  # one name from each group
     longest = "-".join(groups.values())
     assert option_words.acceptable(longest)
     assert len(longest) == option_words.GRAMMAR["longest_list"]
@@ -103,7 +103,7 @@ def test_what_an_options_entry_prints(entry, after):
 
 
 def leaves(entry, *names):
-    """The entry's batch, as far as it concerns the named leaves."""
+    """Returns the part of the entry's batch that concerns these leaves."""
     paths = [f"/VMIC/Options/{name}/Value" for name in names]
     return [
         f"{'+' if value else '-'}{path[len('/VMIC/Options/') : -len('/Value')]}"
@@ -133,8 +133,7 @@ def test_power_quality_leaves():
 
 
 def counted(entry):
-    """How the utility counts, word for word: each name is looked for once, in capitals
-    first, anywhere behind a dash."""
+    """Counts as the utility does: it searches for each name once, in upper case first, anywhere after a dash."""
     dashed = "-" + entry
     found = [n for n in option_words.NAMES if "-" + n in dashed or "-" + n.lower() in dashed]
     groups = [g for n, g, _ in option_words.OPTIONS if n in found and g in option_words.GROUPS]
@@ -156,23 +155,23 @@ def grammar_examples():
         yield from map("".join, itertools.product(alphabet, repeat=size))
 
 
-def test_the_lists_taken_are_those_whose_words_are_options_of_different_groups():
-    taken = 0
+def test_a_list_is_accepted_if_its_words_are_options_of_different_groups():
+    accepted = 0
     for entry in grammar_examples():
         count, exclusive = counted(entry)
         finding = option_words.examine(entry)
         assert finding.found == count, entry
         assert finding.accepted == (count == len(entry) + 1 and exclusive), entry
         assert finding.accepted == option_words.acceptable(entry), entry
-        taken += finding.accepted
-    assert taken > 2000
+        accepted += finding.accepted
+    assert accepted > 2000
 
 
 @pytest.mark.parametrize(
     ("length", "left", "right"),
     ((0, 38, 38), (19, 28, 29), (75, 0, 1), (76, 0, 0), (77, 78, 78), (90, 78, 78)),
 )
-def test_a_title_stands_in_the_middle_with_an_odd_dash_to_the_right(length, left, right):
+def test_a_title_is_centred_with_an_odd_dash_on_the_right(length, left, right):
     console = meter_model.Console(meter_model.scripted([]), meter_model.Counter())
     with pytest.raises(meter_model.ScriptEnded):
         console.menu("", "T" * length, [], "")
@@ -181,19 +180,19 @@ def test_a_title_stands_in_the_middle_with_an_odd_dash_to_the_right(length, left
 
 
 @pytest.mark.parametrize("answer", ("1", " 1", "+1", "01"))
-def test_what_a_menu_takes(answer):
+def test_answers_that_a_menu_accepts(answer):
     assert "Network Settings: Ethernet Port 1" in screen(answer + "\n")
 
 
 @pytest.mark.parametrize(
     "answer", ("", " ", "1 ", "1a", "8", "7", "-1", "99999999999999999999", "1\x081a")
 )
-def test_what_a_menu_refuses(answer):
+def test_answers_that_a_menu_rejects(answer):
     assert "\nError: Invalid selection\n\n" in screen(answer + "\n")
 
 
 @pytest.mark.parametrize(
-    ("answer", "taken"),
+    ("answer", "accepted"),
     (
         ("255.255.255.255", True),
         ("010.0.0.1abc", True),
@@ -207,10 +206,10 @@ def test_what_a_menu_refuses(answer):
         (" ~", False),
     ),
 )
-def test_addresses(answer, taken):
+def test_addresses(answer, accepted):
     shown = screen(f"2\n{answer}\n")
-    assert ("Error: invalid address" in shown) != taken
-    assert (f" 2.  DNS Server (Primary)            :  {answer:38}\n" in shown) == taken
+    assert ("Error: invalid address" in shown) != accepted
+    assert (f" 2.  DNS Server (Primary)            :  {answer:38}\n" in shown) == accepted
 
 
 @pytest.mark.parametrize(
@@ -240,12 +239,12 @@ def test_serial_numbers(answer, message):
         assert after.startswith(message + "Error: Invalid Serial number\n\n\n---")
 
 
-def test_a_tilde_leaves_a_placeholder_as_the_serial_number_and_it_is_written():
+def test_a_tilde_enters_and_saves_a_placeholder_for_the_serial_number():
     outcome = played(typed("{INIT}\n1\n~\n0\n{SAVE}\ny\n"))
     assert outcome.store["/VMIC/SerialNumber/Value"] == "YYMMXXXXX"
 
 
-def test_a_tilde_has_no_effect_on_what_was_never_edited():
+def test_a_tilde_has_no_effect_on_an_unedited_value():
     store = {"/VMC/PrimCfg/Form/Value": 2}
     shown = screen(f"{INIT}\n3\n~\n", store=store)
     assert shown.count("Meter Form                      :  2 = Form 8") == 2
@@ -266,7 +265,7 @@ def test_a_tilde_has_no_effect_on_what_was_never_edited():
         ("NomFreq", "4294967296", "4294967296 IS INVALID!!!"),
     ),
 )
-def test_how_a_stored_number_is_shown(name, stored, shown):
+def test_the_text_for_a_stored_number(name, stored, shown):
     assert f"  :  {shown:38}\n" in screen(f"{INIT}\n", store={f"/VMC/PrimCfg/{name}/Value": stored})
 
 
@@ -284,7 +283,7 @@ def test_media_types_of_two_names():
         assert "Error: invalid selection\n" in screen(f"1\n5\n{answer}\n", store=store)
 
 
-def test_a_session_is_typed_and_written_down_alike():
+def test_a_script_survives_a_round_trip_through_events():
     pause = {"wait": "time-out", "times": 2}
     script = ["5\n", "2\xff\x08", pause, "\x04", {"wait": "end", "times": 3}]
     assert meter_model.script_of(meter_model.waits_of(script)) == script
@@ -298,7 +297,7 @@ def test_keys_come_before_the_end_of_input():
 
 
 def test_every_message_is_reached_by_generated_sessions():
-    """What a technician never sees in so many sessions is not compared either."""
+    """The differential test does not compare messages that the generated sessions never reach."""
     reached = meter_model.Counter()
     for number in range(1000):
         rng = random.Random(f"{SEED}/{number}")

@@ -1,5 +1,5 @@
-"""Makes up sessions: a meter with something wrong with it, and a technician who knows the
-way through the menus, mistypes, dawdles and tries what he should not."""
+"""Generates sessions: a meter with a problem, and a technician who knows the menus but mistypes, waits too
+long and tries invalid input."""
 
 import option_words
 from harness import menus
@@ -99,7 +99,7 @@ def leaves(rng):
 def fault(rng):
     call = rng.choices(CALLS, (2, 5, 8, 5, 2))[0]
     entry = {"call": call}
-    if call == "set_leaves" and often(rng, 0.4):  # one write of a save
+    if call == "set_leaves" and often(rng, 0.4):  # one of the writes of a save
         entry |= {"after": rng.randrange(4), "times": rng.choice((1, 1, 2))}
         return entry | ({"result": -1} if often(rng, 0.5) else {"status": rng.choice(STATUSES)})
     if call == "pcd_init":
@@ -136,7 +136,7 @@ def fault(rng):
 
 
 def meter(rng):
-    """A session without its script."""
+    """Returns a session without a script."""
     session = {
         "arguments": rng.choices(
             (["-m"], [], ["2"], ["abc"], [""], ["-V"], ["-v"], ["-v", "-m"], ["-m", "-m"],
@@ -148,7 +148,7 @@ def meter(rng):
         "faults": [fault(rng) for _ in range(rng.choice((0, 0, 0, 1, 1, 2, 2, 3, 5)))],
         "jffs": rng.sample(DOWNLOADS, rng.randrange(5)) if often(rng, 0.5) else None,
     }  # fmt: skip
-    if often(rng, 0.06):  # nothing is wrong but the first save's main write
+    if often(rng, 0.06):  # the only fault is in the main write of the first save
         session["faults"] = [{"call": "set_leaves", "result": -1, "times": 1}]
     if often(rng, 0.05):
         session["factory"] = rng.choice(BROKEN_STORES)
@@ -185,7 +185,7 @@ def address_entry(rng):
 
 
 def options_entry(rng):
-    """A list that is taken, nearly always."""
+    """Returns a list that is nearly always accepted."""
     chosen, groups = [], set()
     for name, group, _ in option_words.OPTIONS:
         if group not in groups and often(rng, 0.35):
@@ -202,7 +202,7 @@ def options_entry(rng):
 
 
 def spoilt(rng, entry):
-    """One near miss on the way from a good list."""
+    """Returns the list with one small mistake."""
     words = entry.split("-")
     at = rng.randrange(len(words))
     any_name = rng.choice(option_words.NAMES)
@@ -280,7 +280,7 @@ def menu_answer(rng, number):
     return rng.choice(forms).format(number)
 
 
-# items that a technician with an errand goes for, by menu
+# the items that a technician with a task chooses, by menu
 ERRANDS = (
     {},
     {},
@@ -294,7 +294,7 @@ ERRANDS = (
 
 
 class Walker:
-    """The technician: a source for the model that makes up what comes next, and keeps it."""
+    """The technician: a source for the model that invents and keeps the next input."""
 
     def __init__(self, rng, session):
         self.rng = rng
@@ -302,14 +302,14 @@ class Walker:
         self.lines_left = rng.choice((3, 10, 20, 40, 60))
         self.noise = rng.choice((0, 0, 0.02, 0.1))
         self.slips = rng.choice((0, 0.02, 0.05, 0.2))
-        self.taste = {}  # how much this technician likes each item of each menu
+        self.taste = {}  # this technician's preference for each item of each menu
         self.errand = rng.choice(ERRANDS)
         self.line = []
         self.events = []
         self.ended = False
-        self.saved = False  # at least tried
-        self.regretful = often(rng, 0.2)  # wants no options any more once saving was tried
-        self.plan = []  # items to choose next, the last of them first
+        self.saved = False  # or tried to save
+        self.regretful = often(rng, 0.2)  # clears the options after the first save
+        self.plan = []  # the items to choose next, in reverse order
         self.leaving = False
 
     def __call__(self, question, offered):
@@ -362,7 +362,7 @@ class Walker:
         return [*keys, 10]
 
     def mistyped(self, text):
-        """The text with keys in between that change nothing in the end, and some that do."""
+        """Inserts keys into the text. Most of them have no effect in the end."""
         if not often(self.rng, self.noise * 10):
             return text
         typed = ""

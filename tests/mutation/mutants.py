@@ -1,7 +1,7 @@
-"""The mutants of the program: small changes to its sources, each of which a test should notice.
+"""The mutants: small changes to the sources, each of which a test should notice.
 
-They are found in the syntax tree (libclang) and, for literals, among the tokens. What stands in a
-static_assert or an #include is left alone.
+libclang's syntax tree shows the places and, for literals, its tokens. A static_assert and a
+preprocessor directive are left alone.
 
 Within routines most mutants are expressions, of which several can be compiled into one program that
 is told at its start which of them is to be in effect."""
@@ -13,7 +13,9 @@ import re
 from clang import cindex
 from clang.cindex import CursorKind, TokenKind, TypeKind
 
-FOLDERS = ("app", "console", "settings", "store", "network", "meterinit")
+# The parts of the project that have mutants, and their directories.
+PARTS = {"program": ("app", "console", "settings", "store", "network", "meterinit"),
+         "simulator": ("simulator", "simulator/cdsctl")}
 
 COMPARISONS = {"==": ("!=",), "!=": ("==",), "<": ("<=", ">="), "<=": ("<", ">"), ">": (">=", "<="),
                ">=": (">", "<")}
@@ -151,10 +153,11 @@ def literal_changes(token):
         return [("text", change) for change in string_changes(text)]
     if text.startswith("'"):
         return [("text", "'y'" if text == "'x'" else "'x'")]
-    number = re.fullmatch(r"(0x[0-9a-fA-F]+|[0-9]+)([uUlL]*)", text)
+    number = re.fullmatch(r"(0x[0-9a-fA-F]+|[0-9]+)([uUlL]*)", text.replace("'", ""))
     if number is None:
         return []
-    value = int(number[1], 0)
+    is_octal = re.match(r"0[0-9]", text)
+    value = int(number[1], 8 if is_octal else 0)
     return [("constant", f"{other}{number[2]}") for other in (value + 1, value - 1) if other >= 0]
 
 
@@ -165,7 +168,7 @@ def add_literals(unit, source, path):
     for token in unit.get_tokens(extent=whole):
         start, end = token.extent.start.offset, token.extent.end.offset
         line = source.text[source.text.rfind(b"\n", 0, start) + 1:start]
-        if line.startswith(b"#include"):
+        if line.startswith(b"#"):
             continue
         for operator, change in literal_changes(token):
             source.add(operator, start, end, change, (start, end))
@@ -329,13 +332,19 @@ def note_places(source, cursor):
         source.constant.append((start, end))
 
 
-def visit(cursor, sources, root):
+def part_of(name):
+    """The part that a file belongs to; None when it has no mutants."""
+    top = name.split("/")[0]
+    return next((part for part, folders in PARTS.items() if top in folders), None)
+
+
+def visit(cursor, sources, root, part):
     for child in cursor.get_children():
         name = child.location.file and child.location.file.name
         if not name or not name.startswith(str(root)):
             continue
         name = str(pathlib.Path(name).relative_to(root))
-        if name.split("/")[0] not in FOLDERS:
+        if part_of(name) != part:
             continue
         source = sources.get(name) or sources.setdefault(name, Source(root, name))
         note_places(source, child)
@@ -345,22 +354,25 @@ def visit(cursor, sources, root):
             add_statements(source, child)
         if child.kind in (CursorKind.BREAK_STMT, CursorKind.CONTINUE_STMT):
             source.add("jump removed", *span(child), EMPTY_STATEMENT)
-        visit(child, sources, root)
+        visit(child, sources, root, part)
 
 
-def all_mutants(root):
-    """Every mutant of the program below `root`, in the order of files and places."""
-    root = pathlib.Path(root).resolve()
+def all_mutants(root, parts=("program",)):
+    """Every mutant of these parts below `root`, in the order of files and places."""
+    return [mutant for part in parts for mutant in mutants_of_part(pathlib.Path(root).resolve(), part)]
+
+
+def mutants_of_part(root, part):
     index = cindex.Index.create()
-    arguments = ["-std=c++17", f"-I{root}", f"-I{root}/simulator/include"]
+    arguments = ["-std=c++17", f"-I{root}", f"-I{root}/simulator/include", '-DCDSCTL_VERSION=""']
     sources, units = {}, {}
-    for folder in FOLDERS:
+    for folder in PARTS[part]:
         for path in sorted((root / folder).glob("*.cpp")):
             unit = index.parse(str(path), arguments)
             errors = [d for d in unit.diagnostics if d.severity >= cindex.Diagnostic.Error]
             if errors:
                 raise RuntimeError(f"{path} cannot be read: {errors[0]}")
-            visit(unit.cursor, sources, root)
+            visit(unit.cursor, sources, root, part)
             for name in sources:
                 units.setdefault(name, unit)
     for name, unit in units.items():

@@ -2,10 +2,12 @@
 
 The sources themselves are never touched. The tests run in the order of their cost, and the first
 that fails ends it: unit tests, dialogues without real waits, tests of the console, and, when asked
-for, sessions compared with the model."""
+for, sessions compared with the model. Mutants of the simulator and cdsctl, which write and remove
+files, run in a sandbox: unit tests, the quick Python tests, and the dialogues."""
 
 import collections
 import contextlib
+import functools
 import os
 import pathlib
 import re
@@ -14,20 +16,33 @@ import shlex
 import shutil
 import subprocess
 import sys
+import time
 
 import mutants
+import sandbox
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = ROOT / "build" / "mutation"
 PROGRAMS = ("unit-tests", "meter-settings")
+# A mutant of cdsctl alters cdsctl alone; one of the simulator alters every program.
+CDSCTL = "simulator/cdsctl"
+CDSCTL_PROGRAMS = ("cdsctl-tests", "cdsctl")
+SIMULATOR_PROGRAMS = ("simulator-tests", *CDSCTL_PROGRAMS, "store-client", "meter-settings")
+WRITTEN_FOLDERS = ("tests/simulator", "tests/cdsctl")  # by the unit tests, in the build directory
+TESTS_OF_SCRIPTS = ("cdsctl/test_completion.py", "cdsctl/test_watched_session.py")
 WAITS = re.compile(r"‹wait \d+ s›")
 
 BUILD_LIMIT = 600  # seconds
 TEST_LIMIT = 150  # of one program of tests; for a busy machine, and for mutants that wait
 BUSY_LIMIT = 20  # of the processor
+# In the sandbox, where many mutants wait for what never comes.
+UNIT_TEST_LIMIT = 60
+STEP_LIMIT = 12  # of the Python tests
 # A mutant may print, or ask for memory, without end.
 LIMITS = {resource.RLIMIT_FSIZE: 16 << 20, resource.RLIMIT_AS: 3 << 30, resource.RLIMIT_CORE: 0,
           resource.RLIMIT_CPU: BUSY_LIMIT}
+# The simulator's tests make a file that is larger than any store may be.
+SANDBOX_LIMITS = {**LIMITS, resource.RLIMIT_FSIZE: 512 << 20}
 
 # Read by every compilation ahead of its source, and compiled once.
 COMMON_HEADERS = "".join(f"#include <{name}>\n" for name in (
@@ -37,20 +52,38 @@ inline const int mutant_number = std::getenv("MUTANT") ? std::atoi(std::getenv("
 # Warnings are no errors here: a mutant is to be run, not to be criticised.
 FLAGS = "-std=c++17 -O0 -w"
 
+PYTEST = ("/usr/bin/python3", "-m", "pytest", "-x", "-q", "-p", "no:cacheprovider", "-p", "no:xdist")
+
 # What became of a mutant.
 NOT_COMPILED, SURVIVED, NOT_RUN = "not compiled", "survived", "not run"
-UNIT_TESTS, DIALOGUES, CONSOLE_TESTS, MODEL, TIME_OUT = (
-    "unit tests", "dialogues", "console tests", "model", "time-out")
-KILLED = (UNIT_TESTS, DIALOGUES, CONSOLE_TESTS, MODEL, TIME_OUT)
+UNIT_TESTS, DIALOGUES, CONSOLE_TESTS, PYTHON_TESTS, MODEL, TIME_OUT = (
+    "unit tests", "dialogues", "console tests", "Python tests", "model", "time-out")
+KILLED = (UNIT_TESTS, DIALOGUES, CONSOLE_TESTS, PYTHON_TESTS, MODEL, TIME_OUT)
 
 
 class Broken(Exception):
     """The unchanged program cannot be built or tested."""
 
 
-def set_limits():
-    for limit, value in LIMITS.items():
+def set_limits(limits):
+    for limit, value in limits.items():
         resource.setrlimit(limit, (value, value))
+
+
+def is_simulated(name):
+    """Whether a file belongs to the simulator or to cdsctl."""
+    return mutants.part_of(name) == "simulator"
+
+
+def programs_of(name):
+    """What tests a mutant of the file `name`, unit tests first."""
+    if not is_simulated(name):
+        return PROGRAMS
+    return CDSCTL_PROGRAMS if name.startswith(f"{CDSCTL}/") else SIMULATOR_PROGRAMS
+
+
+def unit_programs(name):
+    return [program for program in programs_of(name) if program.endswith("-tests")]
 
 
 def project_files():
@@ -120,17 +153,38 @@ class Tree:
             return subprocess.run(command, stdout=log, stderr=log, timeout=BUILD_LIMIT,
                                   check=False).returncode == 0
 
-    def run(self, *command):
+    def run(self, *command, limits=LIMITS, seconds=TEST_LIMIT):  # pylint: disable=dangerous-default-value
         """True when the command succeeded; what it printed is in the log."""
         with self.log.open("w") as log:
             return subprocess.run([str(word) for word in command], stdin=subprocess.DEVNULL, stdout=log,
-                                  stderr=log, cwd=self.build_folder, timeout=TEST_LIMIT,
-                                  preexec_fn=set_limits, check=False).returncode == 0
+                                  stderr=log, cwd=self.build_folder, timeout=seconds,
+                                  preexec_fn=lambda: set_limits(limits), check=False).returncode == 0
+
+    def run_in_sandbox(self, programs, *command, seconds=TEST_LIMIT):
+        kept = (*programs, *WRITTEN_FOLDERS)
+        return self.run(*sandbox.command(self.folder, self.build_folder, kept, *command),
+                        limits=SANDBOX_LIMITS, seconds=seconds)
+
+    def run_pytest_in_sandbox(self, *folders):
+        tests = self.folder / "tests"
+        scripts = [f"--ignore={tests / name}" for name in TESTS_OF_SCRIPTS]
+        return self.run_in_sandbox(SIMULATOR_PROGRAMS, "env", f"STEP_LIMIT={STEP_LIMIT}", *PYTEST, "--quick", *scripts,
+                                   *(tests / folder for folder in folders))
 
     def unit_tests_pass(self, name):
+        """Those of the file itself come first."""
         own = f"*{pathlib.Path(name).stem}_test.cpp"
-        program = (self.build_folder / "unit-tests", "-aa=1", "--no-colors=true")
-        return self.run(*program, f"-sf={own}") and self.run(*program, f"-sfe={own}")
+        for program in unit_programs(name):
+            words = (self.build_folder / program, "-aa=1", "--no-colors=true")
+            for choice in (f"-sf={own}", f"-sfe={own}"):
+                if not self.run_unit_tests(name, program, *words, choice):
+                    return False
+        return True
+
+    def run_unit_tests(self, name, program, *command):
+        if is_simulated(name):
+            return self.run_in_sandbox([program], *command, seconds=UNIT_TEST_LIMIT)
+        return self.run(*command)
 
     def dialogues_pass(self):
         for dialogue in sorted(self.dialogues, key=lambda each: -self.kills[each.path]):
@@ -145,40 +199,49 @@ class Tree:
         return True
 
     def console_tests_pass(self):
-        return self.run("/usr/bin/python3", "-m", "pytest", "-x", "-q", "-p", "no:cacheprovider",
-                        "-p", "no:xdist", self.folder / "tests" / "console")
+        return self.run(*PYTEST, self.folder / "tests" / "console")
 
     def model_agrees(self):
+        if not self.model_sessions or "MUTANT" in os.environ:
+            return True
         return self.run(self.folder / "tests" / "model" / "differential", "--jobs", 1, "--sessions",
                         self.model_sessions, "--scratch", self.build_folder / "differences")
 
     def outcome(self, name):
         """What becomes of the mutant that stands in the file `name` now."""
-        return self.tested(name) if self.builds(PROGRAMS[0]) else NOT_COMPILED
+        return self.tested(name) if self.builds(*unit_programs(name)) else NOT_COMPILED
 
     def tested(self, name):
         try:
             if not self.unit_tests_pass(name):
                 return UNIT_TESTS
-            if not self.builds(*PROGRAMS):
+            if not self.builds(*programs_of(name)):
                 return NOT_COMPILED
-            if not self.dialogues_pass():
-                return DIALOGUES
-            if not self.console_tests_pass():
-                return CONSOLE_TESTS
-            if self.model_sessions and "MUTANT" not in os.environ and not self.model_agrees():
-                return MODEL
+            for outcome, passes in self.later_tests(name):
+                if not passes():
+                    return outcome
         except subprocess.TimeoutExpired:
             return TIME_OUT
         finally:
             shutil.rmtree(self.build_folder / "test-meters", ignore_errors=True)
         return SURVIVED
 
-    def must_pass_unchanged(self):
-        self.must("ninja", "-j1", "-C", self.build_folder, *PROGRAMS, "scripted_wait")
-        became = self.outcome("unchanged.cpp")
+    def later_tests(self, name):
+        """What runs after the unit tests, each with the outcome that its failure is."""
+        if not is_simulated(name):
+            return ((DIALOGUES, self.dialogues_pass), (CONSOLE_TESTS, self.console_tests_pass),
+                    (MODEL, self.model_agrees))
+        pytest = functools.partial(functools.partial, self.run_pytest_in_sandbox)
+        if programs_of(name) == CDSCTL_PROGRAMS:
+            return ((PYTHON_TESTS, pytest("cdsctl")),)
+        return (PYTHON_TESTS, pytest("simulator", "cdsctl", "faults")), (DIALOGUES, pytest("dialogues"))
+
+    def must_pass_unchanged(self, part):
+        programs = SIMULATOR_PROGRAMS if part == "simulator" else (*PROGRAMS, "scripted_wait")
+        self.must("ninja", "-j1", "-C", self.build_folder, *programs)
+        became = self.outcome("simulator/unchanged.cpp" if part == "simulator" else "app/unchanged.cpp")
         if became != SURVIVED:
-            raise Broken(f"the unchanged program fails: {became}\n{self.log.read_text()[-3000:]}")
+            raise Broken(f"the unchanged {part} fails: {became}\n{self.log.read_text()[-3000:]}")
 
     @contextlib.contextmanager
     def changed(self, name, change):
@@ -198,16 +261,18 @@ class Tree:
         with self.changed(mutant.file, change):
             return self.outcome(mutant.file)
 
-    def test_together(self, group):
-        """What becomes of each mutant of a group with scopes that lie apart; None when they cannot be
-        compiled into one program, or when that program fails without any of them."""
+    def test_together(self, group, deadline):
+        """What becomes of each mutant of a group with scopes that lie apart, up to the deadline; None
+        when they cannot be compiled into one program, or when that program fails without any of them."""
         name = group[0].file
         outcomes = []
         with self.changed(name, lambda text: mutants.with_mutants(text, group)):
             try:
-                if not self.builds(PROGRAMS[0]) or not self.unit_tests_pass(name):
+                if not self.builds(*unit_programs(name)) or not self.unit_tests_pass(name):
                     return None
                 for number in range(1, len(group) + 1):
+                    if time.monotonic() > deadline:
+                        break
                     os.environ["MUTANT"] = str(number)
                     outcomes.append(self.tested(name))
             except subprocess.TimeoutExpired:
@@ -216,12 +281,13 @@ class Tree:
                 os.environ.pop("MUTANT", None)
         return outcomes
 
-    def test(self, group):
-        """What becomes of each mutant of a group of one file."""
-        outcomes = self.test_together(group) if len(group) > 1 else None
+    def test(self, group, deadline=float("inf")):
+        """What becomes of each mutant of a group of one file; of the first ones when the deadline comes."""
+        outcomes = self.test_together(group, deadline) if len(group) > 1 else None
         if outcomes is None:
-            return [self.test_alone(mutant) for mutant in group]
-        if self.model_sessions:  # whose sessions have an environment of their own
+            return [self.test_alone(mutant) for mutant in group if time.monotonic() < deadline]
+        # Some tests start programs in an environment of their own, without the mutant's number.
+        if self.model_sessions or is_simulated(group[0].file):
             outcomes = [self.test_alone(mutant) if outcome == SURVIVED else outcome
                         for mutant, outcome in zip(group, outcomes)]
         return outcomes

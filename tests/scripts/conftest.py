@@ -7,7 +7,7 @@ from harness.program import REPOSITORY
 
 @pytest.fixture
 def copy_to():
-    """Copies the project's sources to a directory, which it makes a repository of and returns."""
+    """Returns a function that copies the project's sources to a directory and makes it a git repository."""
 
     def copy(folder):
         listed = subprocess.run(["git", "ls-files", "-zco", "--exclude-standard"], cwd=REPOSITORY,

@@ -1,4 +1,4 @@
-"""What `./test` prints when tests fail."""
+"""The output of `./test` when tests fail."""
 
 import os
 import re
@@ -34,13 +34,14 @@ FAILED = ["tests/test_it.py::test_fails[it's - a case [x]]", "tests/test_it.py::
 
 @pytest.fixture
 def project(copy_to, tmp_path, plain_folder):
-    """A copy with few tests, and a cmake that only makes the build directory that it is to configure."""
+    """A copy of the project with few tests. Its cmake only writes some variables to the file build/seen."""
     copy = copy_to(tmp_path / "a copy")
     for path in (copy / "tests").iterdir():
         if path.name not in ("conftest.py", "harness"):
             subprocess.run(["rm", "-r", path], check=True)
     (copy / "tests" / "test_it.py").write_text(TESTS)
-    (plain_folder / "cmake").write_text("#!/bin/sh\nexit 0\n")
+    (plain_folder / "cmake").write_text(
+        '#!/bin/sh\nprintf "%s\\n" "$CMAKE_CXX_COMPILER_LAUNCHER" "$CCACHE_DIR" "$CCACHE_TEMPDIR" >build/seen\n')
     (plain_folder / "cmake").chmod(0o755)
     environment = {name: value for name, value in os.environ.items() if name not in ("BUILD_DIR", "PRESET", "RUN_WITH")}
     environment["PATH"] = f"{plain_folder}:{environment['PATH']}"
@@ -52,7 +53,7 @@ def project(copy_to, tmp_path, plain_folder):
 
 
 def listed(output):
-    """The failed tests by build, and the command that repeats one, at the end of the output."""
+    """Returns the failed tests by build, and the command that repeats one, from the end of the output."""
     *_, end = re.split(r"^(?=== failed on )", output, maxsplit=1, flags=re.M)
     tests = {}
     for line in end.splitlines():
@@ -75,6 +76,13 @@ def test_the_failed_tests_of_all_builds_are_listed_last(project):
     assert "1 failed" in project(again).stdout
 
 
+def test_the_compiler_cache_is_below_the_build_directory(project):
+    done = project("unset CMAKE_CXX_COMPILER_LAUNCHER ${!CCACHE@}; ./test --quick")
+    assert done.returncode == 1
+    top, launcher, *folders = project("pwd; cat build/seen").stdout.splitlines()
+    assert launcher == "ccache" and folders == [f"{top}/build/ccache", f"{top}/build/ccache/tmp"]
+
+
 @pytest.mark.parametrize("command, preset", [("./test --quick", "host"), ("./test tests/test_it.py", "host"),
                                              ("PRESET=asan ./test -k fails", "asan")])
 def test_the_failed_tests_of_one_build_are_listed_last(project, command, preset):
@@ -87,7 +95,7 @@ def test_the_failed_tests_of_one_build_are_listed_last(project, command, preset)
     assert repeated.returncode == 1 and listed(repeated.stdout) == ({preset: FAILED[:1]}, again)
 
 
-def test_a_list_of_an_earlier_run_is_not_shown_again(project):
+def test_the_list_of_an_earlier_run_is_not_shown(project):
     project("./test --quick")
     done = project("./test -k passes")
     assert done.returncode == 0 and "failed on" not in done.stdout

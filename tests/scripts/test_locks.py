@@ -1,4 +1,4 @@
-"""Whatever configures or builds a build directory waits while another process does."""
+"""Every tool that configures or builds a build directory waits for the lock of that directory."""
 
 import importlib.util
 import os
@@ -10,7 +10,7 @@ from harness.program import STEP_LIMIT, wait_until
 
 pytestmark = [pytest.mark.host_only, pytest.mark.builds]
 
-# What is started, in which build directory it builds, and a tool that it asks for first.
+# Each entry is a command, its build directory, and a tool that it needs.
 TOOLS = (
     ("run -v", "host", ""),
     ("test --quick", "host", ""),
@@ -20,24 +20,24 @@ TOOLS = (
     ("tests/fuzz/fuzz", "fuzz", "clang++-19"),
     ("tests/mutation/mutate --sample 1 --jobs 1", "mutation", ""),
     ("bench/cdsctl-speed", "host", "valgrind"),
-    ("bench/compare --only times --against floor", "host", ""),
+    ("bench/compare --only times --against baseline", "host", ""),
     ("bench/footprint", "host", ""),
 )
 ON_A_TERMINAL = [sys.executable, "-c", "import os, pty, sys; "
                  "sys.exit(os.waitstatus_to_exitcode(pty.spawn(sys.argv[1:])))"]  # fmt: skip
-BUILDS_NOTHING = "tests/analysis/analyse"  # it reads what the configuration leaves
+BUILDS_NOTHING = "tests/analysis/analyse"  # it only reads the configured directory
 
 
 @pytest.fixture
 def stubs(plain_folder):
-    """A directory for PATH in which `cmake` notes that it was called, and fails."""
+    """A directory for PATH whose `cmake` records that it was called, and fails."""
     (plain_folder / "cmake").write_text(f"#!/bin/sh\n: >'{plain_folder}/called'\nexit 1\n")
     (plain_folder / "cmake").chmod(0o755)
     return plain_folder
 
 
 def hold(locked, folder):
-    """Takes the lock of a build directory; closing the input of what it returns gives it back."""
+    """Takes the lock of a build directory. Closing the input of the returned process releases it."""
     holder = subprocess.Popen([locked, folder, "cat"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
     holder.stdin.write(b"\n")
     holder.stdin.flush()
@@ -46,7 +46,7 @@ def hold(locked, folder):
 
 
 @pytest.mark.parametrize("words, preset, wanted", TOOLS, ids=[tool[0] for tool in TOOLS])
-def test_it_waits_for_the_lock_and_prints_for_whom(copy_to, tmp_path, stubs, words, preset, wanted):
+def test_it_waits_for_the_lock_and_prints_the_holder(copy_to, tmp_path, stubs, words, preset, wanted):
     if "mutate" in words and not importlib.util.find_spec("clang"):
         pytest.skip("needs python3-clang-19, of packages/full")
     copy = copy_to(tmp_path / "copy")
@@ -64,13 +64,13 @@ def test_it_waits_for_the_lock_and_prints_for_whom(copy_to, tmp_path, stubs, wor
             assert tool.poll() is None, said.read_text()
             assert not (stubs / "called").exists()
             holder.stdin.close()
-            assert tool.wait(timeout=5 * STEP_LIMIT) != 0  # its cmake fails
+            assert tool.wait(timeout=5 * STEP_LIMIT) != 0  # because its cmake fails
         finally:
             tool.terminate()
     assert (stubs / "called").exists() == (name != BUILDS_NOTHING), said.read_text()
 
 
-def test_a_holder_that_was_killed_holds_up_nobody(copy_to, tmp_path):
+def test_a_killed_process_does_not_keep_the_lock(copy_to, tmp_path):
     copy = copy_to(tmp_path / "copy")
     with hold(copy / "cmake" / "locked", tmp_path / "build") as holder:
         holder.kill()

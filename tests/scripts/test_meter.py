@@ -1,4 +1,4 @@
-"""Which simulated meter ./run and ./watch-session work on."""
+"""The simulated meter that ./run and ./watch-session use."""
 
 import os
 import subprocess
@@ -15,7 +15,7 @@ DNS = "/Software/System Settings/Network/Name Server/1/Value"
 
 @pytest.fixture
 def project(copy_to, tmp_path, plain_folder):
-    """A copy in which the built programs are in place, and a cmake that has nothing to do."""
+    """A copy of the project with the built programs, and with a cmake that does nothing."""
     copy = copy_to(tmp_path / "a copy")
     (copy / "build" / "host").mkdir(parents=True)
     for program in (UTILITY, CDSCTL):
@@ -59,8 +59,8 @@ def meters_in(folder):
 
 @pytest.mark.parametrize("script", SCRIPTS)
 @pytest.mark.parametrize("name", ["class/07", "it's -a 'meter"])
-def test_a_named_meter_is_worked_on(session, tmp_path, script, name):
-    """A relative name counts from the directory in which the script was called."""
+def test_the_option_meter_names_the_meter(session, tmp_path, script, name):
+    """A relative name is relative to the directory where the script was called."""
     make_meter(tmp_path / name, "203.0.113.7")
     shown, status = session(script, "--meter", name)
     assert status == 0 and "203.0.113.7" in shown
@@ -81,7 +81,7 @@ def test_the_environment_names_the_meter(session, tmp_path, script):
 @pytest.mark.parametrize("words, environment, meter", [
     ((), {}, "a copy/build/meter"), ((), {"METER_SIM_DIR": ""}, "a copy/build/meter"),
     (("--meter", "-new/7"), {}, "-new/7")])
-def test_a_missing_meter_is_made_with_the_factory_defaults(session, tmp_path, script, words, environment, meter):
+def test_a_missing_meter_is_created_with_the_factory_defaults(session, tmp_path, script, words, environment, meter):
     shown, status = session(script, *words, **environment)
     assert status == 0 and "192.0.2.53" in shown
     assert meters_in(tmp_path) == [meter]

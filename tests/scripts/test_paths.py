@@ -4,6 +4,7 @@ import os
 import re
 import subprocess
 import time
+import urllib.parse
 
 import pytest
 from harness.program import STEP_LIMIT
@@ -46,7 +47,18 @@ def test_what_is_built_in_an_odd_directory_is_built_once(copy_to, tmp_path):
     assert "option_tables.cpp.o" in run(copy, *build).stdout
 
 
-@pytest.mark.skip(reason="ten tests of the newest parts still fail there: doctor, page, fleet guide, fish")
+def test_the_page_is_named_by_an_address_that_a_browser_opens(copy_to, tmp_path, plain_folder):
+    copy = copy_to(tmp_path / ODD_NAME)
+    for name, does in (("dpkg-query", "printf installed"), ("npm", ""), ("cmake", "")):  # nothing is built
+        (plain_folder / name).write_text(f"#!/bin/sh\n{does}\n")
+        (plain_folder / name).chmod(0o755)
+    done = run(copy, "page", PATH=f"{plain_folder}:/usr/bin:/bin")
+    assert done.returncode == 0, done.stdout + done.stderr
+    address = urllib.parse.urlsplit(done.stdout.splitlines()[-1].strip())
+    named = (address.scheme, urllib.parse.unquote(address.path), address.query)
+    assert named == ("file", f"{copy}/build/web/meter.html", "")
+
+
 @pytest.mark.full
 def test_the_quick_tests_pass_in_an_odd_directory(copy_to, tmp_path):
     done = run(copy_to(tmp_path / ODD_NAME), "test", "--quick", limit=30 * STEP_LIMIT)

@@ -26,7 +26,7 @@ ChangedStatus::~ChangedStatus()
     change_status = nullptr;
 }
 
-// Standing in the program itself, these are found before those of the C library.
+// Linked into the program, so these replace the functions of the C library.
 
 extern "C" int fstat64(int fd, struct stat64* status) noexcept
 {

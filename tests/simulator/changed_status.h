@@ -1,10 +1,10 @@
-// Lets the system report something else about files, as a test decides.
+// Changes the file status that the system reports.
 #pragma once
 
 #include <sys/stat.h>
 
-// While it lives, `change` is applied to the status of every file that is asked about. One at a
-// time.
+// During its lifetime, `change` is applied to the result of every call that reads a file's status.
+// Only one may exist at a time.
 struct ChangedStatus {
     explicit ChangedStatus(void (*change)(struct stat64& status));
     ChangedStatus(const ChangedStatus&) = delete;

@@ -71,7 +71,7 @@ TEST_CASE("to_string gives true and false, a decimal number, or the text")
     CHECK(as_text(text("")) == "");
 }
 
-TEST_CASE("an assigned value leaves nothing of the old one")
+TEST_CASE("an assigned value replaces the old one completely")
 {
     CElement element = text("12");
     element = std::int32_t{3};
@@ -95,7 +95,7 @@ TEST_CASE("to_int gives 1 and 0, the number, or the text's leading number")
     CHECK(text("true").to_int() == 0);
 }
 
-TEST_CASE("to_int takes leading blanks and one sign")
+TEST_CASE("to_int accepts leading spaces and one sign")
 {
     CHECK(text("  \t\n5").to_int() == 5);
     CHECK(text("+5").to_int() == 5);
@@ -130,7 +130,7 @@ TEST_CASE("to_bool gives the boolean, non-zero, or whether the text is true or 1
 
 TEST_CASE("elements are stamped with the time only when that is switched on")
 {
-    CHECK(CElement::_invalid_time == std::time_t{-1}); // what the C library calls no time
+    CHECK(CElement::_invalid_time == std::time_t{-1}); // the C library's value for an invalid time
     CElement::_auto_time = false;
     CHECK(CElement().time() == CElement::_invalid_time);
     CHECK(integer(1).time() == CElement::_invalid_time);
@@ -146,7 +146,7 @@ TEST_CASE("elements are stamped with the time only when that is switched on")
     CElement::_auto_time = false;
 }
 
-TEST_CASE("a text is cut as repeated getline calls cut it")
+TEST_CASE("a text is split as by repeated getline calls")
 {
     CHECK(parts("") == Parts{});
     CHECK(parts("a") == Parts{"a"});
@@ -160,7 +160,7 @@ TEST_CASE("a text is cut as repeated getline calls cut it")
     CHECK(parts("a;b/c", '/') == Parts{"a;b", "c"});
 }
 
-TEST_CASE("a part can be cut in its own list")
+TEST_CASE("a text can be split into the list that holds it")
 {
     Parts list = {"x", "a;b"};
     CElement::split_string(list, list[1], ';');

@@ -61,7 +61,7 @@ TEST_CASE("the shipped meter has every leaf of the utility, typed as the utility
         CHECK(has<bool>(leaves, std::string("/VMF/UpdateService/") + name));
 }
 
-TEST_CASE("the shipped options list says what the option leaves say")
+TEST_CASE("the shipped options list agrees with the option leaves")
 {
     const Leaves leaves = factory_leaves();
     CHECK(leaves.at("/VMIC/OptionsList/Value") ==

@@ -1,8 +1,8 @@
-// Lets one call of a system function fail, as a test decides.
+// Makes one call of a system function fail.
 #pragma once
 
-// While it lives, the call number `which` of `function` (read, write, fsync, fchown, flock, poll or
-// unlinkat) fails with `error`; all others take their course. One at a time.
+// During its lifetime, call number `which` of `function` (read, write, fsync, fchown, flock, poll
+// or unlinkat) fails with `error`. All other calls are carried out. Only one may exist at a time.
 struct FailingCall {
     FailingCall(const char* function, int error, int which = 1);
     FailingCall(const FailingCall&) = delete;
@@ -12,6 +12,6 @@ struct FailingCall {
     bool has_failed() const;
 };
 
-// How often the program has closed a descriptor that was not open: it may by then be another
-// file's.
+// Returns how often the program has closed a descriptor that was not open. That is an error,
+// because the descriptor may by then belong to another file.
 int count_of_wrong_closes();

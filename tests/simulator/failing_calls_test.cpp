@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 
 using namespace simulator;
@@ -20,7 +21,7 @@ namespace
 const std::string old_text = "\"/a\" = 1\n";
 const std::string new_text = "\"/a\" = 2\n";
 
-// Every file then has an owner of its own, so that a new one never has the old one's.
+// Gives every file its own owner, so that a new file's owner differs from that of the old one.
 void to_another_owner(struct stat64& status)
 {
     static uid_t last_owner = 100'000;
@@ -29,13 +30,13 @@ void to_another_owner(struct stat64& status)
 
 } // namespace
 
-TEST_CASE("a call that a signal breaks off is repeated")
+TEST_CASE("a call that a signal interrupts is repeated")
 {
     for (const char* function : {"read", "write", "fsync", "flock"}) {
         CAPTURE(function);
         const TestMeter meter(old_text);
         TestStore store;
-        meter.write("store.toml", old_text); // so that it is read once more
+        meter.write("store.toml", old_text); // makes the next call read the file
         const FailingCall broken(function, EINTR);
         CHECK(set(store, "/a", integer(2)) == "0: 1");
         CHECK(broken.has_failed());
@@ -66,7 +67,7 @@ TEST_CASE("the reason of a failed write is not lost while the new file is remove
     CHECK(errno == ENOSPC);
 }
 
-TEST_CASE("a write that takes no byte is a full disk")
+TEST_CASE("a write of no bytes counts as a full disk")
 {
     const TestMeter meter(old_text);
     const OpenFile folder = lock_folder(meter.folder);
@@ -76,7 +77,7 @@ TEST_CASE("a write that takes no byte is a full disk")
     CHECK(meter.read("store.toml") == old_text);
 }
 
-TEST_CASE("a failed flush of the folder fails the write although the new file stands")
+TEST_CASE("a failed flush of the directory fails the write although the new file is in place")
 {
     const TestMeter meter(old_text);
     TestStore store;
@@ -85,7 +86,7 @@ TEST_CASE("a failed flush of the folder fails the write although the new file st
     CHECK(meter.read("store.toml") == new_text);
 }
 
-TEST_CASE("a file system that cannot flush folders does not fail the write")
+TEST_CASE("a file system that cannot flush directories does not fail the write")
 {
     const TestMeter meter(old_text);
     TestStore store;
@@ -94,7 +95,7 @@ TEST_CASE("a file system that cannot flush folders does not fail the write")
     CHECK(broken.has_failed());
 }
 
-TEST_CASE("an owner that the system does not let the writer keep does not fail the write")
+TEST_CASE("an owner that the writer is not permitted to keep does not fail the write")
 {
     for (const int reason : {EPERM, EINVAL, ENOSYS, EOPNOTSUPP}) {
         CAPTURE(reason);
@@ -123,7 +124,7 @@ TEST_CASE("a read that fails fails the call, and the next one reads again")
 {
     const TestMeter meter(old_text);
     TestStore store;
-    meter.write("store.toml", old_text); // so that it is read once more
+    meter.write("store.toml", old_text); // makes the next call read the file
     {
         const FailingCall broken("read", EIO);
         CHECK(get(store, {"/a"}) == "-1: 0 ''");
@@ -140,7 +141,7 @@ TEST_CASE("a settled store that vanishes fails the next call")
     CHECK(get(store, {"/a"}) == "-1: 0 ''");
 }
 
-TEST_CASE("a descriptor of a standard file that is free is passed over")
+TEST_CASE("a free standard descriptor is not used")
 {
     const TestMeter meter(old_text);
     const int kept = dup(STDIN_FILENO);
@@ -153,7 +154,7 @@ TEST_CASE("a descriptor of a standard file that is free is passed over")
     CHECK(is_free);
 }
 
-TEST_CASE("what is no folder has no names to list")
+TEST_CASE("a file that is not a directory cannot be listed")
 {
     const TestMeter meter(old_text);
     const OpenFile file = open_file(AT_FDCWD, meter.path("store.toml").c_str(), O_RDONLY);
@@ -162,7 +163,7 @@ TEST_CASE("what is no folder has no names to list")
     CHECK(names.empty());
 }
 
-TEST_CASE("an entry that cannot be removed is said so")
+TEST_CASE("an entry that cannot be removed is an error")
 {
     const TestMeter meter("");
     std::filesystem::create_directories(meter.path("folder"));
@@ -170,19 +171,32 @@ TEST_CASE("an entry that cannot be removed is said so")
     const OpenFile folder = lock_folder(meter.folder);
     CHECK_FALSE(remove_entry(folder.fd, "none"));
     {
-        const FailingCall busy("unlinkat", EBUSY, 2); // the file within
+        const FailingCall busy("unlinkat", EBUSY, 2); // the second call: for the file inside
         CHECK_FALSE(remove_entry(folder.fd, "folder"));
     }
     CHECK(meter.has("folder/file"));
     {
-        const FailingCall replaced("unlinkat", EISDIR); // a folder no more when it is opened
+        const FailingCall replaced("unlinkat", EISDIR); // as if a directory was replaced by a file
         CHECK_FALSE(remove_entry(folder.fd, "store.toml"));
     }
     CHECK(remove_entry(folder.fd, "folder"));
     CHECK_FALSE(meter.has("folder"));
 }
 
-TEST_CASE("a first call without a meter's folder finds no faults and fails")
+TEST_CASE("a removal fails when one file stays, and takes the others")
+{
+    const TestMeter meter("");
+    std::filesystem::create_directories(meter.path("jffs/downloads"));
+    meter.write("jffs/downloads/vmconfig.1", "");
+    meter.write("jffs/downloads/vmconfig.2", "");
+    {
+        const FailingCall busy("unlinkat", EBUSY);
+        CHECK(system("rm -rf /jffs/downloads/vmconfig.*") == 256);
+    }
+    CHECK(meter.has("jffs/downloads/vmconfig.1") != meter.has("jffs/downloads/vmconfig.2"));
+}
+
+TEST_CASE("a first call without a meter finds no faults and fails")
 {
     const TestMeter meter("");
     meter.write("faults.toml", "[[fault]]\ncall = 'get_leaves'\nresult = 7\n");

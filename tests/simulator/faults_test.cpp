@@ -1,3 +1,4 @@
+#include "simulator/meter.h"
 #include "tests/simulator/test_meter.h"
 
 #include <doctest/doctest.h>
@@ -9,7 +10,7 @@ namespace
 
 constexpr char two_leaves[] = "\"/a\" = 1\n\"/b\" = 2\n";
 
-// A meter with the two leaves and one or more faults.
+// A meter with two leaves and the given faults.
 struct FaultyMeter : TestMeter {
     explicit FaultyMeter(const std::string& faults) : TestMeter(two_leaves)
     {
@@ -77,7 +78,7 @@ TEST_CASE("a fault with a path hits only the calls that name the leaf")
     CHECK(get(store, {"/a", "/b"}) == "-1: 0 '', 0 ''");
 }
 
-TEST_CASE("a status without a path is that of every leaf of the call")
+TEST_CASE("a status without a path applies to every leaf of the call")
 {
     const FaultyMeter meter(
         fault("call = 'get_leaves'\nstatus = 5") + fault("call = 'set_leaves'\nstatus = 6") +
@@ -108,14 +109,14 @@ TEST_CASE("a status with a path keeps only that leaf from being written")
     CHECK(meter.read("store.toml") == "\"/a\" = 1\n\"/c\" = 9\n");
 }
 
-TEST_CASE("a leaf hit by status 1 is an empty string element all the same")
+TEST_CASE("a leaf with an injected status of 1 is still an empty string element")
 {
     const FaultyMeter meter(fault("call = 'get_leaves'\npath = '/a'\nstatus = 1"));
     TestStore store;
     CHECK(get_both(store) == "0: 1 '', 1 2");
 }
 
-TEST_CASE("with result and status the leaves that the status does not name have status 0")
+TEST_CASE("with a result and a status, the other leaves have status 0")
 {
     const FaultyMeter meter(fault("call = 'get_leaves'\npath = '/a'\nresult = -3\nstatus = 5") +
                             fault("call = 'set_leaves'\nresult = -3\nstatus = 1"));
@@ -125,7 +126,7 @@ TEST_CASE("with result and status the leaves that the status does not name have 
     CHECK(meter.read("store.toml") == two_leaves);
 }
 
-TEST_CASE("a result of 0, or no effect at all, lets the call take its course")
+TEST_CASE("a fault with result 0 or without any effect does not change the call")
 {
     const FaultyMeter meter(fault("call = 'get_leaves'\nresult = 0") + fault("call = 'set_leaf'"));
     TestStore store;
@@ -134,7 +135,7 @@ TEST_CASE("a result of 0, or no effect at all, lets the call take its course")
     CHECK(meter.read("store.toml") == "\"/a\" = 9\n\"/b\" = 2\n");
 }
 
-TEST_CASE("after lets so many matching calls pass, times hits so many")
+TEST_CASE("\"after\" is the number of matching calls that pass, \"times\" the number that are hit")
 {
     const FaultyMeter meter(fault("call = 'get_leaves'\nresult = -1\nafter = 2\ntimes = 1"));
     TestStore store;
@@ -152,17 +153,17 @@ TEST_CASE("only matching calls count")
     CHECK(set(store, "/a", integer(3)) == "0: 1");
     CHECK(get(store, {"/a"}) == "0: 1 3");
     CHECK(get(store, {"/a"}) == "-1: 0 ''");
-    CHECK(get(store, {"/a"}) == "-1: 0 ''"); // without times: no end
+    CHECK(get(store, {"/a"}) == "-1: 0 ''"); // without "times" there is no limit
 }
 
-TEST_CASE("times of 0 hits no call")
+TEST_CASE("a \"times\" of 0 hits no call")
 {
     const FaultyMeter meter(fault("call = 'get_leaves'\nresult = -1\ntimes = 0"));
     TestStore store;
     CHECK(get_both(store) == both_as_stored);
 }
 
-TEST_CASE("of several matching faults the first that is due applies and is used up")
+TEST_CASE("of several matching faults only the first that is due applies and counts the hit")
 {
     const FaultyMeter meter(fault("call = 'get_leaves'\nresult = 1\ntimes = 1") +
                             fault("call = 'get_leaves'\nresult = 2\ntimes = 1"));
@@ -172,7 +173,7 @@ TEST_CASE("of several matching faults the first that is due applies and is used 
     CHECK(get(store, {"/a"}) == "0: 1 1");
 }
 
-TEST_CASE("every matching fault counts a call for its after, whichever applies")
+TEST_CASE("every matching fault counts a call for its \"after\", whichever applies")
 {
     const FaultyMeter meter(fault("call = 'get_leaves'\nresult = 1\ntimes = 2") +
                             fault("call = 'get_leaves'\nresult = 2\nafter = 2\ntimes = 1") +
@@ -184,7 +185,7 @@ TEST_CASE("every matching fault counts a call for its after, whichever applies")
     CHECK(results == "112003");
 }
 
-TEST_CASE("a fault with a path does not use up a call that another one hits")
+TEST_CASE("a fault does not count a hit of another fault")
 {
     const FaultyMeter meter(fault("call = 'get_leaves'\npath = '/b'\nresult = 1\ntimes = 1") +
                             fault("call = 'get_leaves'\nresult = 2\ntimes = 1"));
@@ -194,7 +195,7 @@ TEST_CASE("a fault with a path does not use up a call that another one hits")
     CHECK(get(store, {"/b"}) == "0: 1 2");
 }
 
-TEST_CASE("pcd_init fails by any fault without a path, with one line that names it")
+TEST_CASE("any fault without a path makes pcd_init fail with one line that names it")
 {
     for (const char* keys : {"", "result = 0", "result = -1\nstatus = 5", "status = 1"}) {
         CAPTURE(keys);
@@ -206,13 +207,13 @@ TEST_CASE("pcd_init fails by any fault without a path, with one line that names 
     }
 }
 
-TEST_CASE("pcd_init names no leaf, so a fault with a path does not hit it")
+TEST_CASE("pcd_init has no leaf, so a fault with a path does not hit it")
 {
     const FaultyMeter meter(fault("call = 'pcd_init'\npath = '/a'"));
     CHECK(connects());
 }
 
-TEST_CASE("after and times count connections")
+TEST_CASE("\"after\" and \"times\" count connections")
 {
     const FaultyMeter meter(fault("call = 'pcd_init'\nafter = 1\ntimes = 2"));
     CHECK(connects());
@@ -221,7 +222,7 @@ TEST_CASE("after and times count connections")
     CHECK(connects());
 }
 
-TEST_CASE("a connection counts also when the store cannot be read")
+TEST_CASE("a connection counts even when the store cannot be read")
 {
     const FaultyMeter meter(fault("call = 'pcd_init'\nafter = 1\ntimes = 1"));
     meter.write("store.toml", "broken");
@@ -240,7 +241,7 @@ TEST_CASE("without a connection no fault applies or counts")
     CHECK(get_both(store) == "4: 5 '', 5 ''");
 }
 
-TEST_CASE("a fault applies also to a store that cannot be read")
+TEST_CASE("a fault applies even to a store that cannot be read")
 {
     const FaultyMeter meter(fault("call = 'get_leaves'\nresult = 4\nstatus = 5\ntimes = 1") +
                             fault("call = 'get_leaves'\npath = '/a'\nstatus = 6\ntimes = 1") +
@@ -263,7 +264,7 @@ TEST_CASE("a fault's statuses stay when the store cannot be written")
     CHECK(set_all(store, {"/a", "/b"}, {integer(9), integer(9)}) == "-1: 5 0");
 }
 
-TEST_CASE("the faults are read once, at the first call of all")
+TEST_CASE("the faults are read once, at the first call")
 {
     const FaultyMeter meter(fault("call = 'get_leaves'\nresult = 1"));
     toolkit::CCds unconnected;
@@ -282,6 +283,7 @@ TEST_CASE("a broken faults file fails every connection, with its line")
         CHECK(standard_error_of([&] { connection = pcd_init(0); }) ==
               meter.path("faults.toml") + ":6: unknown key \"calls\"\n");
         CHECK(connection == nullptr);
+        CHECK(simulator::this_meter().faults.empty());
     }
 }
 

@@ -37,7 +37,7 @@ std::int64_t in_nanoseconds(const timespec& time)
 
 } // namespace
 
-TEST_CASE("an opened file never takes the place of a standard one")
+TEST_CASE("an opened file never gets a standard descriptor")
 {
     const TestMeter meter("");
     const int status = exit_status_of([&] {
@@ -88,7 +88,7 @@ TEST_CASE("no call leaves a file open")
     CHECK(after.fd == before.fd + 1);
 }
 
-TEST_CASE("a folder that is listed is closed once")
+TEST_CASE("listing a directory closes it only once")
 {
     const TestMeter meter("");
     const OpenFile folder = lock_folder(meter.folder);
@@ -124,7 +124,7 @@ TEST_CASE("a new file has the permissions that the mask leaves")
     CHECK(meter.read("new") == "text");
 }
 
-TEST_CASE("what a killed writer left behind is no hindrance")
+TEST_CASE("a file that a killed writer left is replaced")
 {
     const TestMeter meter("");
     const OpenFile folder = lock_folder(meter.folder);
@@ -147,7 +147,7 @@ TEST_CASE("a link in place of the new file is not written through")
     CHECK_FALSE(std::filesystem::is_symlink(meter.path("store.toml")));
 }
 
-TEST_CASE("the folder and the name of a file are parts of its path")
+TEST_CASE("a path is split into directory and name")
 {
     CHECK(parent_of("store.toml") == ".");
     CHECK(parent_of("/store.toml") == "/");
@@ -157,7 +157,7 @@ TEST_CASE("the folder and the name of a file are parts of its path")
     CHECK(name_of("a/") == "");
 }
 
-TEST_CASE("links are followed from folder to folder, to a file that need not exist")
+TEST_CASE("links are followed across directories, to a file that need not exist")
 {
     const TestMeter meter("");
     const OpenFile folder = lock_folder(meter.folder);
@@ -173,7 +173,7 @@ TEST_CASE("links are followed from folder to folder, to a file that need not exi
     CHECK(names == std::vector<std::string>{"store.toml"});
 }
 
-TEST_CASE("as many links are followed as the system follows, and no more")
+TEST_CASE("the limit on links is that of the system")
 {
     const TestMeter meter("");
     const OpenFile folder = lock_folder(meter.folder);
@@ -193,11 +193,11 @@ TEST_CASE("as many links are followed as the system follows, and no more")
     CHECK(errno == ENOTDIR);
 }
 
-TEST_CASE("a disk that fills up in the middle of a write leaves the old file")
+TEST_CASE("when the disk fills up during a write, the old file stays")
 {
     const TestMeter meter("\"/a\" = 1\n");
     const int status = exit_status_of([&] {
-        const rlimit limit = {100, 100}; // a write beyond is cut short, the next one fails
+        const rlimit limit = {100, 100}; // cuts the first write short; the next one fails
         setrlimit(RLIMIT_FSIZE, &limit);
         TestStore store;
         return set(store, "/a", text(std::string(1000, 'x'))) == "-1: 0" ? 0 : 1;
@@ -207,18 +207,18 @@ TEST_CASE("a disk that fills up in the middle of a write leaves the old file")
     CHECK_FALSE(meter.has("store.toml.new"));
 }
 
-TEST_CASE("a writer waits for the lock of the folder")
+TEST_CASE("a writer waits for the lock of the directory")
 {
     const TestMeter meter("\"/a\" = 1\n");
     int writer = 0;
     {
         const OpenFile held = lock_folder(meter.folder);
         writer = start_process([&] {
-            close(held.fd); // the lock stays the test's alone
+            close(held.fd); // only the test's process holds the lock
             TestStore store;
             return set(store, "/a", integer(2)) == "0: 1" ? 0 : 1;
         });
-        let_file_settle(); // time enough for a writer that would not wait
+        let_file_settle(); // long enough for a writer that did not wait
         CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
         TestStore reader; // a reader does not wait
         CHECK(get(reader, {"/a"}) == "0: 1 1");
@@ -227,7 +227,7 @@ TEST_CASE("a writer waits for the lock of the folder")
     CHECK(meter.read("store.toml") == "\"/a\" = 2\n");
 }
 
-TEST_CASE("the reset waits for the lock of the folder")
+TEST_CASE("the reset waits for the lock of the directory")
 {
     const TestMeter meter("\"/a\" = 1\n");
     meter.write("factory.toml", "\"/a\" = 2\n");
@@ -235,7 +235,7 @@ TEST_CASE("the reset waits for the lock of the folder")
     {
         const OpenFile held = lock_folder(meter.folder);
         resetter = start_process([&] {
-            close(held.fd); // the lock stays the test's alone
+            close(held.fd); // only the test's process holds the lock
             return system("fw_reset.sh > /dev/null 2>&1");
         });
         let_file_settle();
@@ -249,13 +249,13 @@ TEST_CASE("a file that grows while it is read is read to its end")
 {
     std::string text;
     FileStamp stamp;
-    // Its size is told as 0.
+    // The system reports a size of 0 for this file.
     REQUIRE(read_file(AT_FDCWD, "/proc/self/maps", text, stamp));
     CHECK(text.find("[stack]") != std::string::npos);
     CHECK(text.back() == '\n');
 }
 
-TEST_CASE("a file too large for any meter is refused before memory is asked for")
+TEST_CASE("a file too large for any meter is rejected before memory is allocated")
 {
     const TestMeter meter("");
     const std::string file = meter.folder + "/store.toml";
@@ -267,7 +267,7 @@ TEST_CASE("a file too large for any meter is refused before memory is asked for"
     CHECK(text.empty());
 }
 
-TEST_CASE("a file is not replaced whose permission bits cannot be known")
+TEST_CASE("a file is not replaced when its permission bits cannot be read")
 {
     const TestMeter meter("");
     const OpenFile folder = lock_folder(meter.folder);
@@ -277,7 +277,7 @@ TEST_CASE("a file is not replaced whose permission bits cannot be known")
     CHECK(std::filesystem::is_symlink(meter.path("loop")));
 }
 
-TEST_CASE("a stamp tells a replaced file from the one before")
+TEST_CASE("replacing a file changes its stamp")
 {
     const TestMeter meter("same");
     FileStamp before;
@@ -291,7 +291,7 @@ TEST_CASE("a stamp tells a replaced file from the one before")
     CHECK_FALSE(before == after);
 }
 
-TEST_CASE("a stamp is another one by any of its parts")
+TEST_CASE("two stamps are equal only when all parts are equal")
 {
     const FileStamp stamp = {1, 2, 3, 4, 5};
     CHECK(stamp == FileStamp{1, 2, 3, 4, 5});
@@ -302,7 +302,7 @@ TEST_CASE("a stamp is another one by any of its parts")
     CHECK_FALSE(stamp == FileStamp{1, 2, 3, 4, 9});
 }
 
-TEST_CASE("a stamp holds what the system says of the file")
+TEST_CASE("a stamp holds the values that the system reports")
 {
     const TestMeter meter("text");
     struct stat status;
@@ -321,7 +321,7 @@ TEST_CASE("a stamp holds what the system says of the file")
     CHECK(stamp.modified == 5'000'000'007);
 }
 
-TEST_CASE("all that is left of a pipe is read, whatever pieces it comes in")
+TEST_CASE("a pipe is read to its end, even in small pieces")
 {
     int ends[2];
     REQUIRE(pipe(ends) == 0);
@@ -341,7 +341,7 @@ TEST_CASE("all that is left of a pipe is read, whatever pieces it comes in")
     CHECK(wait_for_process(writer) == 0);
 }
 
-TEST_CASE("what has no end is refused once it is larger than any store")
+TEST_CASE("endless input is rejected once it is larger than any store")
 {
     const OpenFile endless = open_file(AT_FDCWD, "/dev/zero", O_RDONLY);
     std::string text;

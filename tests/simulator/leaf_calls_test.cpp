@@ -14,7 +14,7 @@ namespace
 
 constexpr char three_leaves[] = "\"/b\" = true\n\"/n\" = -2147483648\n\"/s\" = \"RK\"\n";
 
-// Overwrites part of a file where it stands: same file, same size.
+// Overwrites a part of a file in place, without changing its size.
 void overwrite(const std::string& file, off_t at, const std::string& bytes)
 {
     const int fd = open(file.c_str(), O_WRONLY | O_CLOEXEC);
@@ -25,7 +25,7 @@ void overwrite(const std::string& file, off_t at, const std::string& bytes)
 
 } // namespace
 
-TEST_CASE("leaves are read typed as they are stored")
+TEST_CASE("leaves are read with the type that is stored")
 {
     const TestMeter meter(three_leaves);
     TestStore store;
@@ -60,7 +60,7 @@ TEST_CASE("elements that are read are stamped with the time")
     CHECK(elements[1].time() != toolkit::CElement::_invalid_time);
 }
 
-TEST_CASE("set_leaf creates and replaces a leaf, typed as its element")
+TEST_CASE("set_leaf creates or replaces a leaf, with the type of the element")
 {
     const TestMeter meter(three_leaves);
     TestStore store;
@@ -73,17 +73,17 @@ TEST_CASE("set_leaf creates and replaces a leaf, typed as its element")
     CHECK(get(store, {"/new", "/s", "/n", "/b"}) == "0: 1 'x', 1 5, 1 false, 1 'true'");
 }
 
-TEST_CASE("set_leaves writes all of its leaves in one replacement")
+TEST_CASE("set_leaves writes all of its leaves atomically")
 {
     const TestMeter meter("\"/old\" = 1\n");
     TestStore store;
     std::filesystem::create_hard_link(meter.path("store.toml"), meter.path("before"));
     CHECK(set_all(store, {"/c", "/a"}, {text("x"), boolean(true)}) == "0: 1 1");
     CHECK(meter.read("store.toml") == "\"/a\" = true\n\"/c\" = \"x\"\n\"/old\" = 1\n");
-    CHECK(meter.read("before") == "\"/old\" = 1\n"); // another file took its place
+    CHECK(meter.read("before") == "\"/old\" = 1\n"); // the old file was replaced, not overwritten
 }
 
-TEST_CASE("of a path that a batch has twice the later value stays")
+TEST_CASE("when a batch has a path twice, the later value is stored")
 {
     const TestMeter meter("");
     TestStore store;
@@ -92,7 +92,7 @@ TEST_CASE("of a path that a batch has twice the later value stays")
     CHECK(meter.read("store.toml") == "\"/ML\" = true\n\"/PQ\" = true\n");
 }
 
-TEST_CASE("a write of no leaves leaves the file alone")
+TEST_CASE("a write of no leaves does not change the file")
 {
     const TestMeter meter("# as the editor left it\n");
     TestStore store;
@@ -101,7 +101,7 @@ TEST_CASE("a write of no leaves leaves the file alone")
     CHECK(meter.read("store.toml") == "# as the editor left it\n");
 }
 
-TEST_CASE("clear_leaves removes leaves, and a missing one has status 1 too")
+TEST_CASE("clear_leaves removes leaves, and even a missing one has status 1")
 {
     const TestMeter meter(three_leaves);
     TestStore store;
@@ -126,7 +126,7 @@ TEST_CASE("any UTF-8 text can be a path and a value")
         std::string("\"quo\\ted\"\n\t\x01\x7f/") + '\0' + "\xC3\xA4\xF0\x9F\x94\x8C";
     CHECK(set(store, odd, text(odd)) == "0: 1");
     CHECK(get(store, {odd}) == "0: 1 '" + odd + "'");
-    simulator::forget_meter(); // so that it is read from the file
+    simulator::forget_meter(); // makes the next call read the file
     TestStore again;
     CHECK(get(again, {odd}) == "0: 1 '" + odd + "'");
 }
@@ -158,7 +158,7 @@ TEST_CASE("a change of the file is seen by the next call")
     CHECK(meter.read("store.toml") == "\"/a\" = 3\n\"/b\" = 4\n");
 }
 
-TEST_CASE("a write of the same size in place, right after a read, is seen")
+TEST_CASE("a write of the same size in place, directly after a read, is seen")
 {
     const TestMeter meter("\"/a\" = 0\n");
     TestStore store;
@@ -183,7 +183,7 @@ TEST_CASE("a write of the same size in place is seen although its time is set ba
     CHECK(get(store, {"/a"}) == "0: 1 1");
 }
 
-TEST_CASE("a change in place right after an own write is seen")
+TEST_CASE("a change in place directly after the library's own write is seen")
 {
     const TestMeter meter("");
     TestStore store;
@@ -228,7 +228,7 @@ TEST_CASE("a file that was replaced by the same bytes is not parsed again")
     CHECK(simulator::this_meter().store.parses == 2);
 }
 
-TEST_CASE("own writes are not parsed again")
+TEST_CASE("the library does not parse its own writes again")
 {
     const TestMeter meter(three_leaves);
     TestStore store;

@@ -33,21 +33,21 @@ std::string refreshed(MeterStore& store)
     return std::to_string(std::get<std::int32_t>(store.leaves.at("/a")));
 }
 
-// Times as FAT keeps them.
+// Rounds a file's times as FAT does.
 void to_two_seconds(struct stat64& status)
 {
     status.st_mtim = {status.st_mtim.tv_sec / 2 * 2, 0};
     status.st_ctim = {status.st_ctim.tv_sec / 2 * 2, 0};
 }
 
-// Times as some other file systems keep them.
+// Rounds a file's times to whole seconds, as some other file systems do.
 void to_seconds(struct stat64& status)
 {
     status.st_mtim.tv_nsec = 0;
     status.st_ctim.tv_nsec = 0;
 }
 
-// A clock that has stopped long ago.
+// Gives every file the same times, long ago.
 void to_one_moment(struct stat64& status)
 {
     status.st_mtim = {1, 1};
@@ -62,7 +62,7 @@ void set_modified(const TestMeter& meter, const timespec& time)
 
 } // namespace
 
-TEST_CASE("an edit works on the leaves as they are in the file by then")
+TEST_CASE("an edit starts from the leaves in the file")
 {
     const TestMeter meter("\"/a\" = 1\n");
     MeterStore store = store_in(meter);
@@ -83,7 +83,7 @@ TEST_CASE("an edit works on the leaves as they are in the file by then")
     CHECK(meter.read("store.toml") == "\"/b\" = 3\n");
 }
 
-TEST_CASE("a refused edit changes nothing and keeps its reason")
+TEST_CASE("a rejected edit changes nothing and keeps its reason")
 {
     const TestMeter meter("\"/a\" = 1\n");
     MeterStore store = store_in(meter);
@@ -101,7 +101,7 @@ TEST_CASE("a refused edit changes nothing and keeps its reason")
     CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
 }
 
-TEST_CASE("an edit that the memory cannot hold changes nothing and says so")
+TEST_CASE("an edit that runs out of memory changes nothing and reports it")
 {
     const TestMeter meter("\"/a\" = 1\n");
     MeterStore store = store_in(meter);
@@ -133,7 +133,7 @@ TEST_CASE("an edit that the file cannot hold names the leaf")
     CHECK(error == meter.path("store.toml") + ": leaf \"/a\" is not UTF-8 text");
 }
 
-TEST_CASE("a folder that is not there is named")
+TEST_CASE("the error for a missing directory names it")
 {
     MeterStore store;
     store.folder = TEST_FOLDER "/no such meter";
@@ -147,21 +147,21 @@ TEST_CASE("a folder that is not there is named")
     CHECK(error == store.folder + ": cannot be locked: No such file or directory");
 }
 
-TEST_CASE("a failed reading leaves an empty error once it succeeds again")
+TEST_CASE("the next successful read clears the error of a failed one")
 {
     const TestMeter meter("broken");
     MeterStore store = store_in(meter);
     std::string error;
     CHECK_FALSE(refresh_leaves(store, error));
     CHECK_FALSE(refresh_leaves(store, error));
-    CHECK(store.parses == 1); // the same bytes have the same error
+    CHECK(store.parses == 1); // the same bytes are not parsed again
     CHECK(error != "");
     meter.write("store.toml", "\"/a\" = 1\n");
     CHECK(refresh_leaves(store, error));
     CHECK(error == "");
 }
 
-TEST_CASE("a settled file is known by its stamp")
+TEST_CASE("a settled file is not read again while its stamp is the same")
 {
     const TestMeter meter("\"/a\" = 1\n");
     MeterStore store = store_in(meter);
@@ -171,13 +171,13 @@ TEST_CASE("a settled file is known by its stamp")
     CHECK(store.stamp);
 }
 
-TEST_CASE("a young file is not known by its stamp")
+TEST_CASE("a recently changed file is read again although its stamp is the same")
 {
     const TestMeter meter("");
     MeterStore store = store_in(meter);
     std::string error;
     bool known = true;
-    for (int i = 0; known && i < 50; ++i) { // on a busy machine a file may be old when it is read
+    for (int i = 0; known && i < 50; ++i) { // on a busy machine the first reads may come too late
         meter.write("store.toml", "");
         REQUIRE(refresh_leaves(store, error));
         known = store.stamp.has_value();
@@ -185,7 +185,7 @@ TEST_CASE("a young file is not known by its stamp")
     CHECK_FALSE(known);
 }
 
-TEST_CASE("a file whose times are whole seconds is read by every call")
+TEST_CASE("every call reads a file whose times are whole seconds")
 {
     for (const auto change : {to_seconds, to_two_seconds}) {
         const TestMeter meter("\"/a\" = 1\n");
@@ -203,7 +203,7 @@ TEST_CASE("a file whose times are whole seconds is read by every call")
     }
 }
 
-TEST_CASE("either time of a file in whole seconds is too coarse to trust")
+TEST_CASE("a file is read again when either of its times is in whole seconds")
 {
     const TestMeter meter("\"/a\" = 1\n");
     MeterStore store = store_in(meter);
@@ -216,7 +216,7 @@ TEST_CASE("either time of a file in whole seconds is too coarse to trust")
     CHECK(store.parses == parses); // read again, not parsed again
 }
 
-TEST_CASE("a modification time in the future is as good as one in the past")
+TEST_CASE("a modification time in the future is trusted like one in the past")
 {
     const TestMeter meter("\"/a\" = 1\n");
     MeterStore store = store_in(meter);
@@ -226,7 +226,7 @@ TEST_CASE("a modification time in the future is as good as one in the past")
     CHECK(store.stamp);
 }
 
-TEST_CASE("a write reads the file whatever its stamp says")
+TEST_CASE("a write always reads the file, whatever its stamp")
 {
     const TestMeter meter("\"/a\" = 1\n");
     MeterStore store = store_in(meter);
@@ -243,7 +243,7 @@ TEST_CASE("a write reads the file whatever its stamp says")
     CHECK(meter.read("store.toml") == "\"/a\" = 2\n\"/b\" = true\n");
 }
 
-TEST_CASE("a store that is a link is read and replaced where the link leads")
+TEST_CASE("when the store is a link, its target is read and replaced")
 {
     for (const std::string target : {"real.toml", "elsewhere/real.toml"}) {
         CAPTURE(target);
@@ -266,7 +266,7 @@ TEST_CASE("a store that is a link is read and replaced where the link leads")
     }
 }
 
-TEST_CASE("a link that leads to no file is kept, and the file is made")
+TEST_CASE("a dangling link is kept, and its target is created")
 {
     const TestMeter meter("");
     std::filesystem::remove(meter.path("store.toml"));
@@ -292,7 +292,7 @@ TEST_CASE("a link that cannot be followed fails the write with the reason")
     CHECK(std::filesystem::is_symlink(meter.path("store.toml")));
 }
 
-TEST_CASE("a folder to which a link leads and that cannot be locked fails the write")
+TEST_CASE("the write fails when the directory of a link's target cannot be locked")
 {
     const TestMeter meter("\"/a\" = 1\n");
     std::filesystem::create_directory(meter.path("other"));
@@ -304,7 +304,7 @@ TEST_CASE("a folder to which a link leads and that cannot be locked fails the wr
     CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
 }
 
-TEST_CASE("a writer through a link waits for the lock of the folder that it leads to")
+TEST_CASE("a writer through a link waits for the lock of the target's directory")
 {
     const TestMeter meter("\"/a\" = 1\n");
     std::filesystem::create_directory(meter.path("other"));
@@ -313,18 +313,18 @@ TEST_CASE("a writer through a link waits for the lock of the folder that it lead
     {
         const OpenFile held = lock_folder(meter.folder);
         writer = start_process([&] {
-            close(held.fd); // the lock stays the test's alone
+            close(held.fd); // only the test's process holds the lock
             std::string error;
             return replace_store(meter.path("other"), "\"/a\" = 2\n", error) ? 0 : 1;
         });
-        let_file_settle(); // time enough for a writer that would not wait
+        let_file_settle(); // long enough for a writer that did not wait
         CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
     }
     CHECK(wait_for_process(writer) == 0);
     CHECK(meter.read("store.toml") == "\"/a\" = 2\n");
 }
 
-TEST_CASE("a store is replaced by other bytes as they are")
+TEST_CASE("a store is replaced by any bytes unchanged")
 {
     const TestMeter meter("\"/a\" = 1\n");
     std::string error;

@@ -10,8 +10,8 @@
 namespace
 {
 
-// What a `pcd_init` that fails says.
-std::string refusal()
+// Calls `pcd_init`, which must fail. Returns its message.
+std::string init_error()
 {
     pcd_connection* connection = nullptr;
     std::string said = standard_error_of([&] { connection = pcd_init(0); });
@@ -22,7 +22,7 @@ std::string refusal()
 
 } // namespace
 
-TEST_CASE("a connection is made silently, to an empty store too")
+TEST_CASE("a connection prints nothing, even to an empty store")
 {
     const TestMeter meter("");
     CHECK(standard_error_of([] { TestStore store; }) == "");
@@ -36,67 +36,73 @@ TEST_CASE("two connections are two handles")
     CHECK(one.handle != other.handle);
 }
 
-TEST_CASE("without a named folder there is no connection")
+TEST_CASE("without METER_SIM_DIR there is no connection")
 {
     const TestMeter meter("");
     setenv("METER_SIM_DIR", "", 1);
-    CHECK(refusal() == "METER_SIM_DIR names no folder of a simulated meter\n");
+    CHECK(init_error() == "METER_SIM_DIR is not set to the folder of a simulated meter\n");
     unsetenv("METER_SIM_DIR");
-    CHECK(refusal() == "METER_SIM_DIR names no folder of a simulated meter\n");
+    CHECK(init_error() == "METER_SIM_DIR is not set to the folder of a simulated meter\n");
 }
 
-TEST_CASE("a store that is not there is named with the reason")
+TEST_CASE("the error for a missing store names it and the reason")
 {
     const TestMeter meter("");
     std::filesystem::remove(meter.path("store.toml"));
-    CHECK(refusal() == meter.path("store.toml") + ": cannot be read: No such file or directory\n");
+    CHECK(init_error() ==
+          meter.path("store.toml") + ": cannot be read: No such file or directory\n");
     std::filesystem::create_directory(meter.path("store.toml"));
-    CHECK(refusal() == meter.path("store.toml") + ": cannot be read: Is a directory\n");
+    CHECK(init_error() == meter.path("store.toml") + ": cannot be read: Is a directory\n");
 }
 
-TEST_CASE("a pipe in place of the store is refused, not waited for")
+TEST_CASE("a pipe in place of the store is rejected without waiting for a writer")
 {
     const TestMeter meter("");
     std::filesystem::remove(meter.path("store.toml"));
     REQUIRE(mkfifo(meter.path("store.toml").c_str(), 0600) == 0);
-    CHECK(refusal() == meter.path("store.toml") + ": cannot be read: Invalid argument\n");
+    CHECK(init_error() == meter.path("store.toml") + ": cannot be read: Invalid argument\n");
 }
 
-TEST_CASE("a broken store is named with line and reason, on one line")
+TEST_CASE("the error for a broken store is one line with line number and reason")
 {
     const TestMeter meter("\"/a\" = 1\n\"/b\" = \n");
-    const std::string said = refusal();
+    const std::string said = init_error();
     CHECK(said.rfind(meter.path("store.toml") + ":2: ", 0) == 0);
     CHECK(said.size() > (meter.path("store.toml") + ":2: \n").size());
     CHECK(said.find('\n') == said.size() - 1);
 }
 
-TEST_CASE("a leaf of another type is named with its line")
+TEST_CASE("the error for a leaf of another type has its line")
 {
     const TestMeter meter("\"/a\" = 1\n\n\"/line\\nbreak\" = 1.5\n");
-    CHECK(refusal() == meter.path("store.toml") +
-                           ":3: leaf \"/line\\nbreak\" is not a string, a boolean or an integer of "
-                           "32 bits\n");
+    CHECK(init_error() ==
+          meter.path("store.toml") +
+              ":3: leaf \"/line\\nbreak\" is not a string, a boolean or an integer of "
+              "32 bits\n");
 }
 
-TEST_CASE("a mended store can be connected to")
+TEST_CASE("a store can be opened after it is repaired")
 {
     const TestMeter meter("broken");
-    refusal();
+    init_error();
     meter.write("store.toml", "\"/a\" = 1\n");
     TestStore store;
     CHECK(get(store, {"/a"}) == "0: 1 1");
 }
 
-TEST_CASE("the message is one line whatever the folder is called")
+TEST_CASE("the message is one line, whatever the name of the directory")
 {
     const TestMeter meter("");
     setenv("METER_SIM_DIR", (meter.folder + "/no\nsuch").c_str(), 1);
-    CHECK(refusal() == meter.folder + "/no?such/store.toml: cannot be read: No such file or "
-                                      "directory\n");
+    CHECK(init_error() == meter.folder + "/no?such/store.toml: cannot be read: No such file or "
+                                         "directory\n");
+    setenv("METER_SIM_DIR", (meter.folder + "/~ \x1f\x7f\xc3\xa4").c_str(), 1);
+    CHECK(init_error() == meter.folder +
+                              "/~ ??\xc3\xa4/store.toml: cannot be read: No such file or "
+                              "directory\n");
 }
 
-TEST_CASE("another folder is another meter")
+TEST_CASE("another directory is another meter")
 {
     const TestMeter first("\"/a\" = 1\n");
     TestStore store;

@@ -62,7 +62,7 @@ TEST_CASE("a broken factory file is copied, and fails the next connection")
     CHECK(connection == nullptr);
 }
 
-TEST_CASE("the reset brings a missing store back")
+TEST_CASE("the reset restores a missing store")
 {
     const TestMeter meter("");
     fs::remove(meter.path("store.toml"));
@@ -83,7 +83,7 @@ TEST_CASE("a reset that cannot read or write its files fails and keeps the store
     CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
 }
 
-TEST_CASE("the removal takes the vmconfig files of the meter's own downloads")
+TEST_CASE("the removal deletes the vmconfig files in the meter's downloads")
 {
     const TestMeter meter("");
     fs::create_directories(meter.path("jffs/downloads/vmconfig.d/inner"));
@@ -119,7 +119,7 @@ TEST_CASE("the removal never follows a link")
     CHECK(meter.has("outside/vmconfig.a"));
 }
 
-TEST_CASE("with no downloads there is nothing to remove, and that succeeds")
+TEST_CASE("without downloads the removal succeeds")
 {
     const TestMeter meter("");
     CHECK(system(remove_command) == 0);
@@ -136,7 +136,7 @@ TEST_CASE("the other commands of the utility succeed")
     CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
 }
 
-TEST_CASE("any other command is not run and was not found")
+TEST_CASE("any other command is not run, and its status is \"not found\"")
 {
     const TestMeter meter("\"/a\" = 1\n");
     meter.write("factory.toml", "\"/a\" = 3\n");
@@ -155,7 +155,7 @@ TEST_CASE("there is no shell")
     CHECK(system(nullptr) == 0);
 }
 
-TEST_CASE("without a meter's folder the commands that need one fail")
+TEST_CASE("without a meter the commands that need one fail")
 {
     const TestMeter meter("");
     setenv("METER_SIM_DIR", "", 1);
@@ -179,7 +179,7 @@ TEST_CASE("an empty METER_SIM_NO_DELAY keeps the pauses")
     CHECK(seconds_of([] { sleep(1); }) >= 1.0);
 }
 
-TEST_CASE("METER_SIM_NO_DELAY leaves the pauses out")
+TEST_CASE("METER_SIM_NO_DELAY skips the pauses")
 {
     const TestMeter meter("");
     setenv("METER_SIM_NO_DELAY", "0", 1);
@@ -188,18 +188,18 @@ TEST_CASE("METER_SIM_NO_DELAY leaves the pauses out")
     CHECK(left == 0);
 }
 
-TEST_CASE("a signal ends a pause, and the seconds left are told")
+TEST_CASE("a signal ends a pause, and the remaining seconds are returned")
 {
     const TestMeter meter("");
     struct sigaction action = {};
     action.sa_handler = do_nothing;
     struct sigaction before;
     sigaction(SIGALRM, &action, &before);
-    const itimerval timer = {{0, 50'000}, {0, 50'000}}; // again, should the pause begin late
+    const itimerval timer = {{0, 50'000}, {0, 50'000}}; // repeats in case the pause begins late
     setitimer(ITIMER_REAL, &timer, nullptr);
     unsigned left = 0;
     CHECK(seconds_of([&] { left = sleep(30); }) < 5.0);
-    CHECK(left == 30); // the broken second counts as a whole
+    CHECK(left == 30); // an incomplete second counts as a whole one
     const itimerval no_timer = {};
     setitimer(ITIMER_REAL, &no_timer, nullptr);
     sigaction(SIGALRM, &before, nullptr);

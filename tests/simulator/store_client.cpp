@@ -1,16 +1,17 @@
-// A small program on the client library, to be watched and interfered with from outside.
+// A small program that uses the client library. Tests run it under strace, or kill it during a
+// call.
 //
 //   store-client set PATH TEXT [PATH TEXT]...   sets the leaves in one call
 //   store-client get PATH COUNT                 reads the leaf COUNT times, pausing before each
-//   store-client write NAME FIRST LAST          sets the leaves of NAME to each number in turn, one
-//                                               call for all of them, and says each when it stands
-//   store-client watch LAST NAME...             reads until all leaves of all NAMEs are LAST, and
-//                                               says how many times it did
+//   store-client write NAME FIRST LAST          for each number from FIRST to LAST, sets the leaves
+//                                               of NAME in one call, then prints the number
+//   store-client watch LAST NAME...             reads until all leaves of all NAMEs are LAST, then
+//                                               prints the number of reads
 //
-// A NAME's leaves are NAME/1 to NAME/8.
+// The leaves of NAME are NAME/1 to NAME/8.
 //
-// Exit status: 0 when every call succeeded, 1 when one did not, 2 without a connection, 3 when the
-// leaves that were read had lost a write or held half of one.
+// Exit status: 0 when every call succeeded; 1 when a call failed; 2 without a connection; 3 when
+// the leaves that were read had lost a write or held half of one.
 
 #include <cds++.h>
 
@@ -43,7 +44,7 @@ int get_leaf(toolkit::CCds& store, const std::string& path, int count)
     std::vector<toolkit::element_property_t> properties;
     for (int i = 0; i < count; ++i) {
         const timespec pause = {0, 1'000'000};
-        nanosleep(&pause, nullptr); // parts the reads from one another in a list of system calls
+        nanosleep(&pause, nullptr); // separates the reads in a list of system calls
         if (store.get_leaves({path}, statuses, elements, properties) != 0)
             return 1;
     }
@@ -59,8 +60,8 @@ void add_leaves(std::vector<std::string>& paths, const std::string& name)
         paths.push_back(name + "/" + std::to_string(i));
 }
 
-// The numbers that the names' leaves hold: 0 where there are none, `torn` where they differ.
-// Empty when the call failed.
+// Returns the number in the leaves of each name: 0 when they are missing, `torn` when they differ.
+// Returns an empty list when the call failed.
 std::vector<int> read_numbers(toolkit::CCds& store, const std::vector<std::string>& paths)
 {
     std::vector<api_status_t> statuses;

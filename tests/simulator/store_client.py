@@ -1,4 +1,4 @@
-"""Runs the program store-client on a meter of its own, under strace."""
+"""Runs the program store-client on its own meter, under strace."""
 
 import contextlib
 import pathlib
@@ -16,7 +16,7 @@ needs_plain_program = pytest.mark.skipif(bool(why_not_traced(CLIENT)), reason=wh
 
 @contextlib.contextmanager
 def meter_with(store_text):
-    """A meter's folder in the build folder, removed at the end."""
+    """Creates a meter in the build directory and removes it at the end."""
     folder = pathlib.Path(tempfile.mkdtemp(prefix="meter-", dir=BUILD))
     try:
         (folder / "store.toml").write_text(store_text)
@@ -30,9 +30,9 @@ def environment(folder):
 
 
 def run_traced(folder, arguments, strace_options=(), closed=()):
-    """The exit status of the program under strace, and its system calls, one a line.
+    """Returns the exit status of the program under strace, and its system calls, one per line.
 
-    `closed` names descriptors that are closed when it starts.
+    `closed` lists the descriptors that are closed at the start.
     """
     with tempfile.NamedTemporaryFile("r", prefix="calls-", dir=BUILD) as calls:
         command = ["strace", "-o", calls.name, *strace_options, "--", CLIENT, *arguments]

@@ -1,6 +1,6 @@
-"""Edits of a store on a file system that keeps times in whole seconds.
+"""Edits of a store on a file system whose time stamps are whole seconds.
 
-It is a real one: ext2 with inodes of 128 bytes, mounted for the program alone.
+The file system is real: ext2 with inodes of 128 bytes, mounted only for the program.
 """
 
 import os
@@ -33,10 +33,10 @@ def why_not_mounted(meter):
 
 @pytest.fixture
 def session(meter):
-    """The utility at its first menu, and its store as seen from outside."""
+    """Starts the utility. Yields its process at the first menu, and the path of its store from outside."""
     make_image(meter)
     if reason := why_not_mounted(meter):
-        pytest.skip(f"no file system image can be mounted here: {reason}")
+        pytest.skip(f"this system cannot mount a file system image: {reason}")
     copy = 'cp "$METER_SIM_DIR/../store.toml" "$METER_SIM_DIR"'
     (meter.folder / "store.toml").rename(meter.top / "store.toml")
     process = subprocess.Popen(
@@ -56,7 +56,7 @@ def typed(process, keys):
 
 
 def edit_in_place(store, address):
-    """Changes the first server; the file and its length stay the same."""
+    """Changes the first server in place. The length of the file stays the same."""
     with open(store, "r+b") as file:
         text = file.read()
         file.seek(0)
@@ -74,13 +74,13 @@ def servers(store):
     return [leaves[f"/Software/System Settings/Network/Name Server/{n}/Value"] for n in (1, 2)]
 
 
-def test_an_edit_within_the_second_of_the_last_reading_is_seen_and_not_lost(session):
+def test_an_edit_in_the_second_of_the_last_read_is_noticed_and_kept(session):
     process, store = session
     for attempt in range(3):
         first, second = b"192.0.2.6%d" % attempt, b"192.0.2.7%d" % attempt
         wait_for_next_second()
         edit_in_place(store, first)
-        time.sleep(0.2)  # longer than a fine clock leaves in doubt
+        time.sleep(0.2)  # longer than the resolution of fine time stamps
         assert first in typed(process, b"9\n")
         edit_in_place(store, second)
         assert second in typed(process, b"9\n")

@@ -1,4 +1,4 @@
-// What the tests of the simulated meter share.
+// Helpers for the tests of the simulated meter.
 #pragma once
 
 #include <cds++.h>
@@ -8,8 +8,9 @@
 #include <string>
 #include <vector>
 
-// A meter of a test's own: a new folder with a store file, named by METER_SIM_DIR. The library
-// begins afresh with it, as in a new process, without a trace. The folder goes with the record.
+// A meter for one test: a new directory with a store file. The constructor sets METER_SIM_DIR to
+// it, resets the library as in a new process, and switches the trace off. The destructor removes
+// the directory.
 struct TestMeter {
     std::string folder;
 
@@ -23,11 +24,11 @@ struct TestMeter {
     std::string read(const std::string& name) const;
     bool has(const std::string& name) const;
 
-    // From now on calls are traced, to the file "trace".
+    // Traces all later calls to the file "trace".
     void begin_trace() const;
 };
 
-// An open store; closed with the record.
+// An open store; the destructor closes it.
 struct TestStore : toolkit::CCds {
     TestStore();
     TestStore(const TestStore&) = delete;
@@ -39,26 +40,28 @@ toolkit::CElement boolean(bool value);
 toolkit::CElement integer(std::int32_t value);
 toolkit::CElement text(const std::string& value);
 
-// As one word: "true", "12" and "'text'", so that the type is seen.
+// The value in a form that shows its type: "true", "12" or "'text'".
 std::string shown(const toolkit::CElement& element);
 
-// What one call came to, everything that it fills included: "0: 1 'RK', 2 ''" is the result,
-// then each leaf's status and, for reads, its element.
+// Each makes one call and returns its results as text, such as "0: 1 'RK', 2 ''": the result of the
+// call, then the status of each leaf and, for reads, its element.
 std::string get(toolkit::CCds& store, const std::vector<std::string>& paths);
 std::string set(toolkit::CCds& store, const std::string& path, const toolkit::CElement& value);
 std::string set_all(toolkit::CCds& store, const std::vector<std::string>& paths,
                     const std::vector<toolkit::CElement>& values, const std::string& source = "");
 std::string clear(toolkit::CCds& store, const std::vector<std::string>& paths);
 
-// What `act` writes to standard error.
+// Returns what `act` writes to standard error.
 std::string standard_error_of(const std::function<void()>& act);
 
-// Runs `act` in a process of its own; returns what it returns, or -1 when it did not end by itself.
+// Runs `act` in a separate process. Returns the result of `act`, or -1 when the process did not
+// exit by itself.
 int exit_status_of(const std::function<int()>& act);
 
-// Starts `act` in a process of its own; the test waits for the process.
+// `start_process` runs `act` in a separate process; the test must pass the result to
+// `wait_for_process`.
 int start_process(const std::function<int()>& act);
 int wait_for_process(int process);
 
-// Long enough for a file's times to tell any later change.
+// Pauses until any later change of a file is certain to change the file's times.
 void let_file_settle();

@@ -1,4 +1,4 @@
-"""What a read asks of the system, and of which files."""
+"""The system calls of a read, and the files that it reads."""
 
 import re
 import time
@@ -11,7 +11,7 @@ STORE = '"/a" = "x"\n'
 
 
 def calls_of_reads(folder, count):
-    """The system calls of each read after the first one, which comes with the connection."""
+    """Returns the system calls of each read after the first, which includes the connection."""
     status, calls = store_client.run_traced(folder, ("get", "/a", str(count)))
     assert status == 0
     reads = []
@@ -26,7 +26,7 @@ def calls_of_reads(folder, count):
 
 def test_a_read_of_an_unchanged_file_is_one_system_call():
     with store_client.meter_with(STORE) as folder:
-        time.sleep(0.3)  # a younger file is read anew, to be sure
+        time.sleep(0.3)  # a newer file is always read again
         for calls in calls_of_reads(folder, 5):
             assert len(calls) == 1
             assert "stat" in calls[0] and "store.toml" in calls[0]
@@ -41,7 +41,7 @@ def test_a_connection_and_a_read_take_a_dozen_system_calls():
     assert len([call for call in calls[first:] if not call.startswith("+++")]) <= 12
 
 
-def test_the_stores_files_never_have_a_standard_descriptor():
+def test_the_store_never_uses_a_standard_descriptor():
     for closed in ((0,), (0, 1), (0, 1, 2)):
         with store_client.meter_with(STORE) as folder:
             for arguments in (("get", "/a", "2"), ("set", "/a", "y")):
@@ -55,7 +55,7 @@ def test_the_stores_files_never_have_a_standard_descriptor():
                 assert used == []
 
 
-def test_every_file_is_closed_in_programs_that_are_started():
+def test_child_programs_inherit_no_files():
     with store_client.meter_with(STORE) as folder:
         status, calls = store_client.run_traced(folder, ("set", "/a", "y"), ("-e", "trace=openat,open"))
     assert status == 0

@@ -1,4 +1,4 @@
-"""The trace of a session into a pipe whose reader is missing or goes away."""
+"""Sessions that write their trace to a pipe whose reader is missing or exits."""
 
 import os
 import select
@@ -17,17 +17,17 @@ def pipe(meter):
     return meter.trace
 
 
-def complaint(pipe):
+def message_for(pipe):
     return f"{pipe}: the trace cannot be written: No such device or address\n".encode()
 
 
-def test_without_a_reader_the_session_goes_on(meter, pipe):
+def test_without_a_reader_the_session_continues(meter, pipe):
     session = run(command(UTILITY), meter.environment(), b"0\n")
-    assert (session.returncode, session.stderr) == (0, complaint(pipe))
+    assert (session.returncode, session.stderr) == (0, message_for(pipe))
     assert session.stdout.endswith(PROMPT + b"0\n")
 
 
-def test_a_session_goes_on_when_the_reader_goes_away(meter, pipe):
+def test_a_session_continues_when_the_reader_exits(meter, pipe):
     reader = os.open(pipe, os.O_RDONLY | os.O_NONBLOCK)
     session = subprocess.Popen(command(UTILITY), env=meter.environment(), stdin=subprocess.PIPE,
                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
@@ -40,7 +40,7 @@ def test_a_session_goes_on_when_the_reader_goes_away(meter, pipe):
             session.stdin.write(b"9\n")
             session.stdin.flush()
             read_until(session, PROMPT)
-            assert session.communicate(b"0\n", timeout=STEP_LIMIT)[1] == complaint(pipe)
+            assert session.communicate(b"0\n", timeout=STEP_LIMIT)[1] == message_for(pipe)
             assert session.returncode == 0
         finally:
             session.kill()

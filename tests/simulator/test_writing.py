@@ -1,4 +1,4 @@
-"""What a write makes of a file system that lacks something; tests/faults has every failing call."""
+"""Writes on file systems that lack a feature. tests/faults covers every failing call."""
 
 import contextlib
 import os
@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 import store_client
-from harness.program import STEP_LIMIT, command
+from harness.program import BUILD, STEP_LIMIT, command
 
 USER, GROUP, OTHER_GROUP = 12345, 23456, 34567
 needs_root = pytest.mark.skipif(os.geteuid() != 0, reason="only root can give files away")
@@ -14,7 +14,7 @@ needs_root = pytest.mark.skipif(os.geteuid() != 0, reason="only root can give fi
 
 @contextlib.contextmanager
 def meter_of(owner, group, mode):
-    """A meter whose store has this owner, group and mode, in a folder that anyone may write."""
+    """Creates a meter whose store has this owner, group and mode, in a directory that everyone may write."""
     with store_client.meter_with('"/a" = 1\n') as folder:
         folder.chmod(0o777)
         os.chown(folder / "store.toml", owner, group)
@@ -23,36 +23,38 @@ def meter_of(owner, group, mode):
 
 
 def owner_group_and_mode_after_write(folder, **user):
-    subprocess.run(command(store_client.CLIENT, "set", "/b", "x"), timeout=STEP_LIMIT, check=True,
-                   env=store_client.environment(folder), **user)
+    """Both names are relative to the build directory, because another user may not have access to the
+    directories above it."""
+    subprocess.run(command(f"./{store_client.CLIENT.name}", "set", "/b", "x"), timeout=STEP_LIMIT, check=True,
+                   cwd=BUILD, env={"METER_SIM_DIR": folder.name}, **user)
     status = (folder / "store.toml").stat()
     assert (folder / "store.toml").read_text() == '"/a" = 1\n"/b" = "x"\n'
     return status.st_uid, status.st_gid, status.st_mode & 0o7777
 
 
 @needs_root
-def test_root_leaves_the_store_to_its_owner():
+def test_a_write_by_root_keeps_the_owner():
     for mode in (0o600, 0o640, 0o6755):
         with meter_of(USER, GROUP, mode) as folder:
             assert owner_group_and_mode_after_write(folder) == (USER, GROUP, mode)
 
 
 @needs_root
-def test_a_member_of_the_group_keeps_the_group():
+def test_a_write_by_a_member_of_the_group_keeps_the_group():
     with meter_of(USER, GROUP, 0o664) as folder:
         kept = owner_group_and_mode_after_write(folder, user=USER + 1, group=OTHER_GROUP, extra_groups=[GROUP])
         assert kept == (USER + 1, GROUP, 0o664)
 
 
 @needs_root
-def test_a_writer_who_may_keep_neither_owner_nor_group_still_writes():
+def test_a_write_succeeds_without_permission_to_keep_owner_and_group():
     with meter_of(USER, GROUP, 0o666) as folder:
         kept = owner_group_and_mode_after_write(folder, user=USER + 1, group=OTHER_GROUP, extra_groups=[])
         assert kept == (USER + 1, OTHER_GROUP, 0o666)
 
 
 @store_client.needs_plain_program
-def test_a_file_system_that_cannot_flush_folders_does_not_fail_the_write():
+def test_a_write_succeeds_on_a_file_system_that_cannot_flush_directories():
     with store_client.meter_with('"/a" = 1\n') as folder:
         status, calls = store_client.run_traced(folder, ("set", "/b", "x"),
                                                 ("-e", "inject=fsync:error=EINVAL:when=2"))

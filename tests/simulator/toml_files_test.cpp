@@ -60,7 +60,7 @@ TEST_CASE("a leaf's type is the type of its TOML value")
                            {"bare", std::string()}});
 }
 
-TEST_CASE("line ends and a byte order mark of other systems are taken")
+TEST_CASE("newlines and a byte order mark of other systems are accepted")
 {
     Leaves leaves;
     std::string error;
@@ -68,7 +68,7 @@ TEST_CASE("line ends and a byte order mark of other systems are taken")
     CHECK(leaves == Leaves{{"/a", std::int32_t{1}}, {"/b", std::int32_t{2}}});
 }
 
-TEST_CASE("values of other types are refused by line and leaf")
+TEST_CASE("values of other types are rejected with line and leaf")
 {
     const std::string reason = " is not a string, a boolean or an integer of 32 bits";
     for (const char* value : {"1.0", "2147483648", "-2147483649", "9223372036854775807", "nan",
@@ -82,12 +82,12 @@ TEST_CASE("values of other types are refused by line and leaf")
     CHECK(leaf_error("[[list]]\na = 1\n") == "store.toml:1: leaf \"list\"" + reason);
 }
 
-TEST_CASE("of several wrong values the first in the file is told")
+TEST_CASE("the error names the first of several wrong values")
 {
     CHECK(begins_with(leaf_error("\"/z\" = 1.0\n\"/a\" = 1.0\n"), "store.toml:1: leaf \"/z\""));
 }
 
-TEST_CASE("what is not TOML is refused by its line")
+TEST_CASE("text that is not TOML is rejected with its line")
 {
     CHECK(begins_with(leaf_error("\"/a\" = 1\n\"/b\" = \n"), "store.toml:2: "));
     CHECK(begins_with(leaf_error("\"/a\" = 1\n\"/a\" = 2\n"), "store.toml:2: "));
@@ -98,7 +98,7 @@ TEST_CASE("what is not TOML is refused by its line")
     CHECK(begins_with(leaf_error("\"/a\" = 1\n<<<<<<<\n"), "store.toml:2: "));
 }
 
-TEST_CASE("a key given twice is told as it is written the second time")
+TEST_CASE("the error for a duplicate key quotes its second occurrence")
 {
     const std::string first = "\"/a\" = \"one\"\n\"/a/a\" = 1\n";
     CHECK(leaf_error(first + "\"/a\" = \"two\"\n") == "store.toml:3: key \"/a\" is given twice");
@@ -112,7 +112,7 @@ TEST_CASE("a key given twice is told as it is written the second time")
           "faults.toml:3: key call is given twice");
 }
 
-TEST_CASE("a key given twice in an inline table is told without what is before it")
+TEST_CASE("the error for a duplicate key in an inline table quotes the key alone")
 {
     CHECK(leaf_error("\"/a\" = {x = 1, x = 2}\n") == "store.toml:1: key x is given twice");
     CHECK(leaf_error("\n\"/a\" = [{'y, =' = 3, z = 1, 'y, =' = {x = 1}}]\n") ==
@@ -124,9 +124,9 @@ TEST_CASE("a key given twice in an inline table is told without what is before i
           "faults.toml:1: key call is given twice");
 }
 
-TEST_CASE("whatever is nested too deeply is refused by its line")
+TEST_CASE("values nested too deeply are rejected with their line")
 {
-    const std::string reason = "2: keys, arrays and tables are more than 32 deep within each other";
+    const std::string reason = "2: keys, arrays and tables are nested more than 32 levels deep";
     const auto repeated = [](const std::string& text) {
         std::string out;
         for (int i = 0; i < 150'000; ++i)
@@ -147,7 +147,7 @@ TEST_CASE("whatever is nested too deeply is refused by its line")
     CHECK(parse_value("{" + repeated("a.") + "a=1}", value) == TomlReading::other_value);
 }
 
-TEST_CASE("what the parser takes for impossible is refused by its line")
+TEST_CASE("text that the parser assumes impossible is rejected with its line")
 {
     CHECK(begins_with(leaf_error("\n[?]\n"), "store.toml:2: "));
     CHECK(begins_with(fault_error("[[[fault]]]\n"), "faults.toml:1: "));
@@ -155,7 +155,7 @@ TEST_CASE("what the parser takes for impossible is refused by its line")
     CHECK(begins_with(leaf_error("\n\"/a\" \xD0\x83 = 1\n"), "store.toml:2: "));
 }
 
-TEST_CASE("a fault has its keys, and defaults for those that are not given")
+TEST_CASE("a fault has its keys, with defaults for the missing ones")
 {
     const std::vector<Fault> faults = faults_of("# none\n\n"
                                                 "[[fault]]\ncall = \"pcd_init\"\n\n"
@@ -179,7 +179,7 @@ TEST_CASE("a fault has its keys, and defaults for those that are not given")
     CHECK(faults[1].line == 6);
 }
 
-TEST_CASE("every call can be named, and a file may hold no fault")
+TEST_CASE("a fault can name every call, and a file may be empty")
 {
     for (const char* call : {"pcd_init", "get_leaves", "set_leaf", "set_leaves", "clear_leaves"})
         CHECK(faults_of("[[fault]]\ncall = \"" + std::string(call) + "\"\n").size() == 1);
@@ -187,7 +187,7 @@ TEST_CASE("every call can be named, and a file may hold no fault")
     CHECK(faults_of("fault = []\n").empty());
 }
 
-TEST_CASE("a faults file that is not as it must be is refused by line and reason")
+TEST_CASE("an invalid faults file is rejected with line and reason")
 {
     const std::string head = "[[fault]]\ncall = \"set_leaf\"\n";
     CHECK(begins_with(fault_error(head + "path = \n"), "faults.toml:3: "));
@@ -219,7 +219,7 @@ TEST_CASE("a faults file that is not as it must be is refused by line and reason
           "faults.toml:2: \"fault\" must be [[fault]] tables");
 }
 
-TEST_CASE("a text is one TOML value only from its first byte to its last")
+TEST_CASE("a text is a TOML value only if the value fills the text")
 {
     const auto read = [](const std::string& text) {
         LeafValue value = std::string("left alone");
@@ -240,10 +240,10 @@ TEST_CASE("a text is one TOML value only from its first byte to its last")
     }
 }
 
-TEST_CASE("a letter outside of ASCII is refused where a line, a value or a comment should begin")
+TEST_CASE("a letter outside ASCII is rejected where a line, a value or a comment should begin")
 {
-    // U+00A1 to U+0499, in their two bytes of UTF-8: sanitizers hold what the parser does with
-    // them.
+    // U+00A1 to U+0499, each as two bytes of UTF-8. The builds with sanitizers check that the
+    // parser has no undefined behaviour.
     for (unsigned code = 0xA1; code <= 0x499; ++code) {
         const std::string letter = {static_cast<char>(0xC0 | code >> 6),
                                     static_cast<char>(0x80 | (code & 0x3F))};

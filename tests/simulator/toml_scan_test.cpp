@@ -17,7 +17,7 @@ std::string repeated(const std::string& text, std::size_t count)
     return out;
 }
 
-// A key of so many parts.
+// Returns a key with `parts` parts.
 std::string key_of(std::size_t parts)
 {
     return repeated("a.", parts - 1) + "a";
@@ -46,7 +46,7 @@ TEST_CASE("each part of a key, each array and each inline table counts")
     }
 }
 
-TEST_CASE("the line of what is too deep is named")
+TEST_CASE("the line of the first value nested too deeply is returned")
 {
     const std::string deep = key_of(deepest_nesting + 2);
     CHECK(line_too_deep(deep) == 1);
@@ -55,7 +55,7 @@ TEST_CASE("the line of what is too deep is named")
     CHECK(line_too_deep("a = [\n" + repeated("[\n", deepest_nesting)) == deepest_nesting + 1);
 }
 
-TEST_CASE("what lies one after the other is not deep")
+TEST_CASE("values in sequence do not add to the depth")
 {
     const std::size_t many = 3 * deepest_nesting;
     for (const std::string text :
@@ -65,7 +65,7 @@ TEST_CASE("what lies one after the other is not deep")
         CHECK(line_too_deep(repeated(text, many)) == 0);
     }
     CHECK(line_too_deep("a = [" + repeated("{b.c = 1.5}, ", many) + "]") == 0);
-    CHECK(line_too_deep("a = " + repeated(".", many)) == 0); // no key, so no table
+    CHECK(line_too_deep("a = " + repeated(".", many)) == 0); // these dots do not separate keys
 }
 
 TEST_CASE("brackets and dots in strings and comments do not count")
@@ -92,7 +92,7 @@ TEST_CASE("a string ends where a parser ends it")
     }
 }
 
-TEST_CASE("the last key is what is written before the last equals sign")
+TEST_CASE("the last key is the one before the last equals sign")
 {
     CHECK(last_key("a = ") == "a");
     CHECK(last_key("x = 1\n \t\"a = b\" . c \t= [") == "\"a = b\" . c");

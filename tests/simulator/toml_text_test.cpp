@@ -34,10 +34,10 @@ Leaves read_back(const std::string& text)
     return leaves;
 }
 
-// Mostly what is escaped or ends something, then anything else.
+// Returns a random text, mostly of characters that need an escape or end a token.
 std::string random_text(std::mt19937& random)
 {
-    static constexpr char telling[] = "\"\\'#=\n\r\t\b\f\x1B\x7F []{}.u0";
+    static constexpr char special[] = "\"\\'#=\n\r\t\b\f\x1B\x7F []{}.u0";
     std::string text;
     for (unsigned left = static_cast<unsigned>(random() % 12); left > 0; --left) {
         const unsigned pick = static_cast<unsigned>(random());
@@ -45,14 +45,14 @@ std::string random_text(std::mt19937& random)
         if (code >= 0xD800 && code <= 0xDFFF)
             code = 0xFFFD;
         text +=
-            pick % 4 != 0 ? std::string(1, telling[pick / 4 % (sizeof telling)]) : encoded(code);
+            pick % 4 != 0 ? std::string(1, special[pick / 4 % (sizeof special)]) : encoded(code);
     }
     return text;
 }
 
 } // namespace
 
-TEST_CASE("leaves are written one a line, sorted by the bytes of their paths")
+TEST_CASE("leaves are written one per line, sorted by the bytes of their paths")
 {
     const Leaves leaves = {{"/b", true},
                            {"/a/1", std::string("x")},
@@ -104,7 +104,7 @@ TEST_CASE("random texts are read back as they were written, as one line each")
     }
 }
 
-TEST_CASE("UTF-8 is told from other bytes")
+TEST_CASE("UTF-8 is distinguished from other bytes")
 {
     for (const unsigned code :
          {0x00u, 0x7Fu, 0x80u, 0x7FFu, 0x800u, 0xD7FFu, 0xE000u, 0xFFFFu, 0x10000u, 0x10FFFFu}) {
@@ -112,7 +112,7 @@ TEST_CASE("UTF-8 is told from other bytes")
         CHECK(is_utf8("a" + encoded(code) + "z"));
     }
     CHECK(is_utf8(""));
-    CHECK_FALSE(is_utf8(std::string_view("\xC3\xA4", 1))); // what follows is not of the text
+    CHECK_FALSE(is_utf8(std::string_view("\xC3\xA4", 1))); // the second byte is not in the view
     CHECK_FALSE(is_utf8(std::string_view("\xF0\x9F\x94\x8C", 3)));
     for (const char* bad : {"\x80",
                             "\xBF",

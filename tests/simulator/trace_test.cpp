@@ -17,7 +17,7 @@
 #include <cstring>
 #include <filesystem>
 
-TEST_CASE("a connection is traced as it opens and closes")
+TEST_CASE("opening and closing a connection are traced")
 {
     const TestMeter meter("");
     meter.begin_trace();
@@ -28,7 +28,7 @@ TEST_CASE("a connection is traced as it opens and closes")
           "{\"call\":\"pcd_init\",\"connected\":true}\n{\"call\":\"pcd_close\"}\n");
 }
 
-TEST_CASE("a refused connection is traced, closing none is not")
+TEST_CASE("a rejected connection is traced, closing a null one is not")
 {
     const TestMeter meter("broken");
     meter.begin_trace();
@@ -39,7 +39,7 @@ TEST_CASE("a refused connection is traced, closing none is not")
                                  "{\"call\":\"pcd_init\",\"connected\":false}\n");
 }
 
-TEST_CASE("each handle that is closed is traced once")
+TEST_CASE("each closed handle is traced once")
 {
     const TestMeter meter("");
     pcd_connection* one = pcd_init(0);
@@ -103,7 +103,7 @@ TEST_CASE("a write of several leaves is traced leaf by leaf")
           "{\"call\":\"set_leaves\",\"leaves\":[],\"source\":\"\",\"result\":0}\n");
 }
 
-TEST_CASE("a clearing is traced with its paths, statuses, source and result")
+TEST_CASE("a clear is traced with its paths, statuses, source and result")
 {
     const TestMeter meter("");
     TestStore store;
@@ -165,7 +165,7 @@ TEST_CASE("a text that is not UTF-8 is traced with replacements")
           "\"flag\":1,\"source\":\"\",\"status\":0,\"result\":-1}\n");
 }
 
-TEST_CASE("a trace is appended to what its file holds")
+TEST_CASE("a trace is appended to its file")
 {
     const TestMeter meter("");
     meter.write("trace", "from before\n");
@@ -186,7 +186,7 @@ TEST_CASE("without a named file there is no trace")
     CHECK_FALSE(meter.has("trace"));
 }
 
-TEST_CASE("a trace that cannot be written is said so once, and the calls go on")
+TEST_CASE("a trace that cannot be written is reported once, and the calls go on")
 {
     const TestMeter meter("\"/a\" = 1\n");
     setenv("METER_SIM_TRACE", meter.folder.c_str(), 1);
@@ -198,7 +198,7 @@ TEST_CASE("a trace that cannot be written is said so once, and the calls go on")
     CHECK(read == "0: 1 1");
 }
 
-TEST_CASE("a full disk under the trace is said so once")
+TEST_CASE("a full disk under the trace is reported once")
 {
     const TestMeter meter("");
     setenv("METER_SIM_TRACE", "/dev/full", 1);
@@ -206,7 +206,7 @@ TEST_CASE("a full disk under the trace is said so once")
           "/dev/full: the trace cannot be written: No space left on device\n");
 }
 
-TEST_CASE("a pipe that nobody reads is said so once, and the calls go on")
+TEST_CASE("a pipe without a reader is reported once, and the calls go on")
 {
     const TestMeter meter("\"/a\" = 1\n");
     REQUIRE(mkfifo(meter.path("trace").c_str(), 0600) == 0);
@@ -219,7 +219,7 @@ TEST_CASE("a pipe that nobody reads is said so once, and the calls go on")
     CHECK(read == "0: 1 1");
 }
 
-TEST_CASE("a pipe that is read gets its lines whole, however slowly it is read")
+TEST_CASE("a pipe gets whole lines, however slow its reader is")
 {
     const TestMeter meter("\"/a\" = 1\n");
     const std::string path(1000, 'x');
@@ -230,14 +230,14 @@ TEST_CASE("a pipe that is read gets its lines whole, however slowly it is read")
     const int writer = start_process([&] {
         close(reader);
         TestStore store;
-        for (int i = 0; i < 100; ++i) // more than a pipe holds
+        for (int i = 0; i < 100; ++i) // more than fits into a pipe
             get(store, {path});
         return 0;
     });
     fcntl(reader, F_SETFL, 0);
     let_file_settle();
     std::string text;
-    CHECK(simulator::read_to_end(reader, text)); // at its first end there may be more to come
+    CHECK(simulator::read_to_end(reader, text)); // a first end of file may not be the last
     for (std::string more; waitpid(writer, nullptr, WNOHANG) == 0; text += more)
         CHECK(simulator::read_to_end(reader, more));
     std::string rest;
@@ -248,7 +248,7 @@ TEST_CASE("a pipe that is read gets its lines whole, however slowly it is read")
     CHECK(text.size() > 100 * path.size());
 }
 
-TEST_CASE("a reader that goes away and a limit on the size of files do not end the program")
+TEST_CASE("a reader that goes away and the limit on file sizes do not end the program")
 {
     for (const int reason : {EPIPE, EFBIG}) {
         CAPTURE(reason);

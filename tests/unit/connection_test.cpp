@@ -12,7 +12,7 @@
 
 using Calls = std::vector<std::string>;
 
-TEST_CASE("connecting twice opens the store once")
+TEST_CASE("connecting twice opens the store only once")
 {
     fresh_store();
     cds_disconnect();
@@ -36,7 +36,7 @@ TEST_CASE("a store that cannot be reached leaves the connection closed")
     CHECK(cds_connect() == 0);
 }
 
-TEST_CASE("disconnecting twice closes the store once")
+TEST_CASE("disconnecting twice closes the store only once")
 {
     fresh_store();
     cds_disconnect();
@@ -62,7 +62,7 @@ TEST_CASE("a connection that is open at the program's end is closed then")
     CHECK(WEXITSTATUS(status) == closed);
 }
 
-TEST_CASE("a read gives the library's result, statuses and elements")
+TEST_CASE("a read returns the library's result, statuses and elements")
 {
     FakeStore& store = fresh_store();
     store.leaves["/a"] = number_element(7);
@@ -77,7 +77,7 @@ TEST_CASE("a read gives the library's result, statuses and elements")
     CHECK(store.calls == Calls{"get_leaves /a /b", "get_leaves /a"});
 }
 
-TEST_CASE("a read whose arrays have another length than the paths has failed")
+TEST_CASE("a read fails when its arrays do not match the number of paths")
 {
     FakeStore& store = fresh_store();
     std::vector<api_status_t> statuses;
@@ -96,4 +96,10 @@ TEST_CASE("a read whose arrays have another length than the paths has failed")
             CHECK(cds_get({"/a", "/b"}, statuses, elements) == 7);
         }
     }
+}
+
+TEST_CASE("an element's time stamp is its own")
+{
+    const toolkit::CElement element = element_of(true);
+    CHECK(time_stamp(element) == element.time());
 }

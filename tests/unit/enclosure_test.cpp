@@ -57,7 +57,7 @@ TEST_CASE("each enclosure code is accepted and stored")
     }
 }
 
-TEST_CASE("an unknown code is told and asked again without the help")
+TEST_CASE("after an unknown code the question is repeated with an error, without the help")
 {
     for (const char* code :
          {"s", "rk", " S", "S ", "K1 ", "K", "K11", "~", "G7", "RKX", "KS Retrofit"}) {
@@ -69,14 +69,14 @@ TEST_CASE("an unknown code is told and asked again without the help")
     }
 }
 
-TEST_CASE("an enclosure that is entered as it was is marked changed")
+TEST_CASE("entering the same enclosure again sets the changed flag")
 {
     EditableText enclosure = {"W", false};
     console_of("W\n", [&] { enter_enclosure(enclosure); });
     CHECK(enclosure.changed);
 }
 
-TEST_CASE("an empty answer changes nothing and says so in one line")
+TEST_CASE("an empty answer changes nothing and prints so in one line")
 {
     const EnclosureEntry entry = entered("zz\n\n");
     CHECK(entry.screen == help + prompt + "zz\nError: zz is NOT a valid enclosure type.\n" +
@@ -86,7 +86,7 @@ TEST_CASE("an empty answer changes nothing and says so in one line")
     CHECK_FALSE(entry.enclosure.changed);
 }
 
-TEST_CASE("a failed wait asks again without a word")
+TEST_CASE("a failed wait asks again without a message")
 {
     EditableText enclosure = {"before", false};
     CHECK(console_of(
@@ -96,7 +96,7 @@ TEST_CASE("a failed wait asks again without a word")
     CHECK(enclosure.changed);
 }
 
-TEST_CASE("a time-out leaves the enclosure alone, whatever was typed")
+TEST_CASE("a time-out leaves the enclosure unchanged, whatever was typed")
 {
     for (const char* wait : {"t", "kkt"}) {
         EditableText enclosure = {"before", false};

@@ -24,7 +24,7 @@ int memory_file(const std::string& content)
     return file;
 }
 
-// Puts `file` in the place of descriptor `number` and returns what stood there.
+// Makes descriptor `number` refer to `file`. Returns a copy of the old descriptor.
 int replace(int number, int file)
 {
     const int saved = dup(number);
@@ -101,8 +101,8 @@ std::string console_on(int keyboard, const std::function<void()>& action)
     return printed;
 }
 
-// Standing in the program itself, it is found before that of the C library. Weak: a program may
-// have one of its own beside it.
+// Linked into the program, so it replaces that of the C library. Weak, so that a test program may
+// define its own.
 extern "C" [[gnu::weak]] int select(int count, fd_set* readable, fd_set* writable,
                                     fd_set* exceptional, timeval* time_out)
 {

@@ -1,4 +1,4 @@
-// Standard input and output in the hands of a test.
+// Standard input and output under the control of a test.
 #pragma once
 
 #include <cstddef>
@@ -8,26 +8,26 @@
 
 #include <sys/time.h>
 
-// Runs `action` with `keys` as what the technician types, and returns all that it printed.
-// When the keys are used up, input has ended. The waits for a key end as `waits` says, a character
-// each: k there is one, t none came in time, f the wait failed; those after them take their course.
+// Runs `action` with `keys` as standard input and returns everything that it printed. The input
+// ends after the last key. Each character of `waits` decides how one wait for a key ends: k a key
+// is available, t time-out, f the wait fails. The waits after these are real.
 std::string console_of(const std::string& keys, const std::function<void()>& action,
                        const std::string& waits = "");
 
-// As `console_of`, with the descriptor `keyboard` as standard input; it stays open.
+// Like `console_of`, with the descriptor `keyboard` as standard input. Does not close it.
 std::string console_on(int keyboard, const std::function<void()>& action);
 
-// What has been flushed to standard output so far, from the byte `from` on; only while one of the
-// above runs.
+// Returns what was flushed to standard output so far, starting at byte `from`. May be called only
+// while one of the above runs.
 std::string console_so_far(std::size_t from = 0);
 
-// Whether the text stands somewhere on the screen.
+// Returns true when `shown` contains `text`.
 bool shows(const std::string& shown, const std::string& text);
 
 struct WaitForKey {
-    timeval time;            // that it was given; a wait that `waits` ends leaves 7.5 seconds of it
-    bool for_keyboard_alone; // and for nothing else than standard input
+    timeval time;            // the time-out passed; a wait in `waits` leaves 7.5 seconds of it
+    bool for_keyboard_alone; // waited for standard input and nothing else
 };
 
-// Every wait since the last of the above began.
+// Returns the waits since the last call of `console_of` or `console_on` began.
 const std::vector<WaitForKey>& waits_so_far();

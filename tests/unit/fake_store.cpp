@@ -69,7 +69,7 @@ int next_leaf_result(const toolkit::CCds& store, const std::string& call)
     return store.handle != nullptr ? next_result(call) : -1;
 }
 
-// Writes one leaf of a call that succeeds; the status is 1 unless the test decides it.
+// Writes one leaf of a successful call. The status is 1 unless the test changes it.
 void write_leaf(const std::string& path, const toolkit::CElement& value, api_status_t& status)
 {
     if (fake_store.decide_status)
@@ -173,7 +173,7 @@ int CCds::clear_leaves(const std::vector<std::string>& paths, std::vector<api_st
 
 } // namespace toolkit
 
-// No command runs and nothing sleeps.
+// These run no command and do not sleep.
 extern "C" int system(const char* command)
 {
     if (fake_store.before_command)

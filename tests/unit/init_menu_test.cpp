@@ -28,7 +28,7 @@ TEST_CASE("every pass reads the six leaves in order, in one call")
     CHECK(store.calls == std::vector<std::string>{read_call, read_call});
 }
 
-TEST_CASE("each value is shown with what the store holds")
+TEST_CASE("each line shows the value in the store")
 {
     FakeStore& store = fresh_store();
     store.leaves["/VMIC/SerialNumber/Value"] = text_element("091512345");
@@ -36,7 +36,7 @@ TEST_CASE("each value is shown with what the store holds")
     store.leaves["/VMC/PrimCfg/Form/Value"] = number_element(2);
     store.leaves["/VMC/PrimCfg/ClassAmps/Value"] = text_element("9");
     store.leaves["/VMC/PrimCfg/NomFreq/Value"] = boolean_element(true);
-    store.leaves["/VMIC/Enclosure/Value"] = number_element(4); // no string: as if empty
+    store.leaves["/VMIC/Enclosure/Value"] = number_element(4); // not a string: shown as empty
     SettingsSession session;
     const std::string screen = menu_on(session, "0\n");
     CHECK(shows(screen, " Velmora II Settings "));
@@ -79,11 +79,11 @@ TEST_CASE("each choice opens its own entry")
         const std::string screen = menu_on(session, std::to_string(choice) + "\n\n0\n");
         for (int other = 1; other <= 8; ++other)
             CHECK(shows(screen, prompts[other - 1]) == (other == choice));
-        CHECK(fake_store.calls.size() == 2); // the two passes: nothing is written
+        CHECK(fake_store.calls.size() == 2); // the reads of two passes, and no write
     }
 }
 
-TEST_CASE("an edit wins over the store on the next pass, an emptied unedited value comes back")
+TEST_CASE("the next pass keeps an edit, but reloads a value that was only emptied")
 {
     FakeStore& store = fresh_store();
     store.leaves["/VMC/PrimCfg/Form/Value"] = number_element(2);
@@ -98,7 +98,7 @@ TEST_CASE("an edit wins over the store on the next pass, an emptied unedited val
     CHECK(session.meter_form.changed);
 }
 
-TEST_CASE("clearing the options tells of success and of failure, and asks first")
+TEST_CASE("clearing the options asks first, and prints whether it succeeded")
 {
     SettingsSession session;
     fresh_store();
@@ -127,7 +127,7 @@ TEST_CASE("a factory reset closes the store, runs its script, and opens the stor
     CHECK(shows(screen, waiting + "Settings reset to defaults.\n\n\n-"));
 }
 
-TEST_CASE("neither a factory reset nor clearing the options touches the batch of the next save")
+TEST_CASE("neither a factory reset nor clearing the options changes the batch of the next save")
 {
     FakeStore& store = fresh_store();
     begin_option_batch();
@@ -141,19 +141,19 @@ TEST_CASE("neither a factory reset nor clearing the options touches the batch of
     CHECK(store.calls.back() == "set_leaves /untouched=true/1 \"\"");
 }
 
-TEST_CASE("the end of a factory reset is on the screen before the store is opened again")
+TEST_CASE("the last message of a factory reset is on the screen before the store is opened again")
 {
     FakeStore& store = fresh_store();
     std::string before;
     store.before_connect = [&] { before = console_so_far(); };
     SettingsSession session;
     menu_on(session, "8\ny\n0\n");
-    const std::string told = "please wait...\nSettings reset to defaults.\n";
-    REQUIRE(before.size() > told.size());
-    CHECK(before.substr(before.size() - told.size()) == told);
+    const std::string message = "please wait...\nSettings reset to defaults.\n";
+    REQUIRE(before.size() > message.size());
+    CHECK(before.substr(before.size() - message.size()) == message);
 }
 
-TEST_CASE("a reconnection that fails leaves the menu")
+TEST_CASE("when the store cannot be opened again, the menu ends")
 {
     FakeStore& store = fresh_store();
     store.before_command = [&] { store.reachable = false; };
@@ -164,7 +164,7 @@ TEST_CASE("a reconnection that fails leaves the menu")
     CHECK(store.calls.back() == "pcd_init");
 }
 
-TEST_CASE("a question about the options or the defaults that is not answered changes nothing")
+TEST_CASE("an unanswered question about the options or the defaults changes nothing")
 {
     for (const char* choice : {"7", "8"}) {
         for (const char* waits : {"kkt", "kkf"}) {
@@ -178,7 +178,7 @@ TEST_CASE("a question about the options or the defaults that is not answered cha
     }
 }
 
-TEST_CASE("a reset that is not confirmed closes nothing")
+TEST_CASE("a reset that is not confirmed does not close the store")
 {
     fresh_store();
     SettingsSession session;

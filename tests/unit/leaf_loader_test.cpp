@@ -41,7 +41,7 @@ EditableFlag flag_loaded(api_status_t status, const toolkit::CElement& element, 
 
 } // namespace
 
-TEST_CASE("a leaf that was read becomes the text, whatever its type")
+TEST_CASE("a leaf of any type is loaded as its text")
 {
     for (const Loaded& result : {loaded(load_text, 1, text_element("x")),
                                  loaded(load_string_text, 1, text_element("x"))}) {
@@ -53,7 +53,7 @@ TEST_CASE("a leaf that was read becomes the text, whatever its type")
     CHECK(loaded(load_text, 1, boolean_element(true)).text.text == "true");
 }
 
-TEST_CASE("a leaf that must hold a string and does not is loaded as empty")
+TEST_CASE("a leaf of another type than string is loaded as empty where a string is required")
 {
     for (const toolkit::CElement& element : {number_element(3), boolean_element(true)}) {
         const Loaded result = loaded(load_string_text, 1, element);
@@ -74,7 +74,7 @@ TEST_CASE("a leaf with any other status is loaded as empty")
     }
 }
 
-TEST_CASE("an edit wins over whatever the store holds")
+TEST_CASE("loading does not overwrite an edit")
 {
     for (Loader load : {&load_text, &load_string_text}) {
         for (const api_status_t status : {1, 2}) {
@@ -111,7 +111,7 @@ TEST_CASE("a table is read in one call and loaded row by row")
     store.leaves["/VMC/PrimCfg/Form/Value"] = number_element(3);
     store.leaves["/VMIC/Enclosure/Value"] = number_element(3);
     SettingsSession session;
-    CHECK(load_leaves(init_leaves, leaf_paths(init_leaves), session));
+    CHECK(load_leaves(init_leaves, session));
     CHECK(store.calls ==
           std::vector<std::string>{"get_leaves /VMIC/SerialNumber/Value /VMIC/OptionsList/Value"
                                    " /VMC/PrimCfg/Form/Value /VMC/PrimCfg/ClassAmps/Value"
@@ -121,12 +121,12 @@ TEST_CASE("a table is read in one call and loaded row by row")
     CHECK(session.enclosure.text == "");
 }
 
-TEST_CASE("a read that fails leaves the record as it is")
+TEST_CASE("a read that fails leaves the values unchanged")
 {
     FakeStore& store = fresh_store();
     SettingsSession session;
     session.primary_dns.text = "kept";
     store.results["get_leaves"] = {3};
-    CHECK_FALSE(load_leaves(dns_leaves, leaf_paths(dns_leaves), session));
+    CHECK_FALSE(load_leaves(dns_leaves, session));
     CHECK(session.primary_dns.text == "kept");
 }

@@ -29,10 +29,10 @@ Line line_of(const std::string& keys)
     return line;
 }
 
-// A keyboard that stays open: a pipe, or the raw side of a pseudo-terminal.
+// A keyboard that stays open: a pipe or a pseudo-terminal.
 struct OpenKeyboard {
     int reader = -1;
-    int keys = -1; // the end to type at
+    int keys = -1; // the end that the test writes to
 
     ~OpenKeyboard()
     {
@@ -50,7 +50,7 @@ void open_pipe(OpenKeyboard& keyboard)
     keyboard.keys = ends[1];
 }
 
-// A terminal with its own echo and line editing off and everything else as it is by default.
+// Opens a terminal with echo and line editing off and all other modes at their defaults.
 void open_terminal(OpenKeyboard& keyboard)
 {
     keyboard.keys = posix_openpt(O_RDWR | O_NOCTTY);
@@ -64,7 +64,7 @@ void open_terminal(OpenKeyboard& keyboard)
     tcsetattr(keyboard.reader, TCSANOW, &raw);
 }
 
-// Types `keys` and reads a line, a second of patience before each key.
+// Types `keys` and reads a line, allowing one second before each key.
 Line line_on(const OpenKeyboard& keyboard, const std::string& keys)
 {
     REQUIRE(write(keyboard.keys, keys.data(), keys.size()) == static_cast<ssize_t>(keys.size()));
@@ -82,7 +82,7 @@ int answer_to(const std::string& keys, EditableFlag& flag)
 
 } // namespace
 
-TEST_CASE("a line is taken as typed, and echoed with its end")
+TEST_CASE("a line is read as typed, and echoed with its newline")
 {
     const Line line = line_of("eth 0~!\nrest");
     CHECK(line.result == answer_taken);
@@ -168,7 +168,7 @@ TEST_CASE("a time-out ends the line on the screen and keeps what was typed")
     CHECK(line.echo == "ab\n");
 }
 
-TEST_CASE("the newline of a time-out is on the screen at once")
+TEST_CASE("the newline of a time-out is on the screen immediately")
 {
     OpenKeyboard keyboard;
     open_pipe(keyboard);
@@ -181,7 +181,7 @@ TEST_CASE("the newline of a time-out is on the screen at once")
     CHECK(at_return == "\n");
 }
 
-TEST_CASE("a line is taken from an open pipe, and no more than that line")
+TEST_CASE("only one line is read from an open pipe")
 {
     OpenKeyboard keyboard;
     open_pipe(keyboard);
@@ -189,7 +189,8 @@ TEST_CASE("a line is taken from an open pipe, and no more than that line")
     CHECK(line_on(keyboard, "").text == "cd");
 }
 
-TEST_CASE("on a terminal Enter ends a line through the driver's mapping, Ctrl-C is dropped")
+TEST_CASE(
+    "on a terminal Enter ends a line although it sends a carriage return, and Ctrl-C is dropped")
 {
     OpenKeyboard keyboard;
     open_terminal(keyboard);
@@ -209,7 +210,7 @@ TEST_CASE("a terminal without a key times out")
     CHECK(line.text == "x");
 }
 
-TEST_CASE("a wait that a signal breaks is not retried")
+TEST_CASE("a wait that a signal interrupts is not retried")
 {
     struct sigaction action = {};
     action.sa_handler = [](int) {};
@@ -221,7 +222,7 @@ TEST_CASE("a wait that a signal breaks is not retried")
     std::string text;
     int result = 77;
     const std::string echo = console_on(keyboard.reader, [&] {
-        const itimerval soon = {{0, 20000}, {0, 20000}}; // repeated, should the first come early
+        const itimerval soon = {{0, 20000}, {0, 20000}}; // repeats in case the first is too early
         const itimerval never = {};
         setitimer(ITIMER_REAL, &soon, nullptr);
         result = read_line_timed(text, 10);
@@ -232,7 +233,7 @@ TEST_CASE("a wait that a signal breaks is not retried")
     CHECK(echo == "\n");
 }
 
-TEST_CASE("a closed input makes the wait fail")
+TEST_CASE("the wait fails on a closed input")
 {
     std::string text = "old";
     int result = 77;
@@ -245,7 +246,7 @@ TEST_CASE("a closed input makes the wait fail")
     CHECK(echo == "\n");
 }
 
-TEST_CASE("a prompt is followed by a colon and a blank")
+TEST_CASE("a prompt is followed by a colon and a space")
 {
     std::string text;
     int result = 77;
@@ -277,7 +278,7 @@ TEST_CASE("an answer is yes when it begins with y, and no otherwise")
     }
 }
 
-TEST_CASE("an empty answer to a question leaves the flag alone")
+TEST_CASE("an empty answer leaves the flag unchanged")
 {
     EditableFlag flag = {true, false};
     CHECK(answer_to("\n", flag) == answer_rejected);
@@ -285,7 +286,7 @@ TEST_CASE("an empty answer to a question leaves the flag alone")
     CHECK_FALSE(flag.changed);
 }
 
-TEST_CASE("a failed wait at a question leaves the flag alone")
+TEST_CASE("a failed wait leaves the flag unchanged")
 {
     EditableFlag flag = {true, false};
     int result = 77;
@@ -311,7 +312,7 @@ TEST_CASE("only a clear yes confirms")
     CHECK_FALSE(confirms(""));
 }
 
-TEST_CASE("each key is given the whole time, the microseconds that are left once more")
+TEST_CASE("the seconds of the time-out are reset for each key, the microseconds are not")
 {
     std::string text;
     int result = 77;
@@ -330,7 +331,7 @@ TEST_CASE("each key is given the whole time, the microseconds that are left once
     CHECK(waits[0].time.tv_sec == 12);
     CHECK(waits[0].time.tv_usec == 0);
     CHECK(waits[1].time.tv_sec == 12);
-    CHECK(waits[1].time.tv_usec == 500000); // what the wait before has left, which is deliberate
+    CHECK(waits[1].time.tv_usec == 500000); // deliberate: left over from the wait before
     CHECK(waits[2].time.tv_sec == 12);
     CHECK(waits[2].time.tv_usec == 500000);
 }
@@ -353,7 +354,7 @@ TEST_CASE("a prompt allows 30 seconds without a key")
     CHECK(wait.tv_usec == 0);
 }
 
-TEST_CASE("a prompt and each echo are on the screen while a key is waited for")
+TEST_CASE("a prompt and each echo are on the screen before the next wait")
 {
     OpenKeyboard keyboard;
     open_pipe(keyboard);
@@ -368,7 +369,7 @@ TEST_CASE("a prompt and each echo are on the screen while a key is waited for")
     CHECK(before_the_end == "Enter: a\b \b\n");
 }
 
-TEST_CASE("a question that times out leaves the flag alone and confirms nothing")
+TEST_CASE("a question that times out leaves the flag unchanged and confirms nothing")
 {
     EditableFlag flag = {true, false};
     int result = 77;
@@ -384,22 +385,22 @@ TEST_CASE("a question that times out leaves the flag alone and confirms nothing"
     CHECK_FALSE(yes);
 }
 
-TEST_CASE("what brought no answer is told, an answer is not")
+TEST_CASE("a time-out and a rejection are reported, an answer is not")
 {
-    const auto told = [](int result, const char* refusal) {
-        return console_of("", [&] { report_no_answer(result, refusal); });
+    const auto report_of = [](int result, const char* rejection) {
+        return console_of("", [&] { report_no_answer(result, rejection); });
     };
-    CHECK(told(answer_timed_out, "Error: no") == "Timed out.\n");
-    CHECK(told(answer_timed_out, nullptr) == "Timed out.\n");
-    CHECK(told(answer_rejected, "Error: no") == "Error: no\n");
-    CHECK(told(answer_rejected, nullptr) == "");
-    CHECK(told(answer_taken, "Error: no") == "");
+    CHECK(report_of(answer_timed_out, "Error: no") == "Timed out.\n");
+    CHECK(report_of(answer_timed_out, nullptr) == "Timed out.\n");
+    CHECK(report_of(answer_rejected, "Error: no") == "Error: no\n");
+    CHECK(report_of(answer_rejected, nullptr) == "");
+    CHECK(report_of(answer_taken, "Error: no") == "");
 }
 
 namespace
 {
 
-// Leaves nothing but ones where the next routine has its variables.
+// Fills the stack with set bits where the next function has its variables.
 void dirty_the_stack()
 {
     volatile unsigned char bytes[4096];
@@ -409,7 +410,7 @@ void dirty_the_stack()
 
 } // namespace
 
-TEST_CASE("a key is waited for on standard input alone")
+TEST_CASE("the wait for a key is for standard input only")
 {
     std::string text;
     std::vector<WaitForKey> waits;

@@ -18,8 +18,8 @@ SettingsSession session_with_ports(std::size_t count, bool init_menu_requested =
     return session;
 }
 
-// What the choice leads to, by the first thing that it asks or shows. Every question is answered
-// with Enter, which changes nothing, and every menu is left with 0.
+// Makes a choice in the main menu. Returns the first text that it prints. Answers every question
+// with Enter, which changes nothing, and leaves every menu with 0.
 std::string led_to(SettingsSession session, int choice)
 {
     fresh_store();
@@ -41,7 +41,7 @@ SettingsSession changed(SettingsSession session)
     return session;
 }
 
-// Answers a choice of the main menu with `keys`. Returns what it showed before the next screen.
+// Makes a choice in the main menu and types `keys`. Returns the output before the next screen.
 std::string answered(SettingsSession& session, int choice, const std::string& keys,
                      const std::string& waits = "")
 {
@@ -87,7 +87,8 @@ TEST_CASE("with several ports the initialisation menu is still choice 5 alone")
     const SettingsSession two = session_with_ports(2, true);
     CHECK(led_to(two, 2) == "Ethernet Port 2 -");
     CHECK(led_to(two, 5) == "Reset all passwords ? (y/n)");
-    CHECK(led_to(two, 6) == "Save & apply all settings? (y/n)"); // its own line saves
+    // Deliberate: the menu lists the initialisation as 6, but choice 6 saves.
+    CHECK(led_to(two, 6) == "Save & apply all settings? (y/n)");
     CHECK(led_to(changed(two), 7) == "Save & apply all settings? (y/n)");
 
     const SettingsSession three = session_with_ports(3, true);
@@ -97,7 +98,7 @@ TEST_CASE("with several ports the initialisation menu is still choice 5 alone")
     CHECK(led_to(three, 7) == "Save & apply all settings? (y/n)");
 }
 
-TEST_CASE("without a port the choices after the password reset still follow the number 5")
+TEST_CASE("without a port, choice 5 still opens the initialisation menu")
 {
     CHECK(led_to(session_with_ports(0, true), 4) == "Save & apply all settings? (y/n)");
     CHECK(led_to(changed(session_with_ports(0, true)), 5) == "Clear Velmora II");
@@ -122,7 +123,7 @@ TEST_CASE("every pass reads the two name servers once and shows all ports")
     CHECK(shows(screen, " 0.  Exit  "));
 }
 
-TEST_CASE("a change offers the save last and asks before it is given up")
+TEST_CASE("after a change the save is offered last, and leaving asks first")
 {
     fresh_store();
     SettingsSession session = session_with_ports(1, true);
@@ -174,7 +175,7 @@ TEST_CASE("the message of a password reset is on the screen before its script ru
     CHECK_FALSE(any_changed(session));
 }
 
-TEST_CASE("a name server that is not entered is reported and left alone")
+TEST_CASE("a name server that is not entered is reported and unchanged")
 {
     for (const int choice : {2, 3}) {
         fresh_store();
@@ -190,7 +191,7 @@ TEST_CASE("a name server that is not entered is reported and left alone")
     }
 }
 
-TEST_CASE("each name server is entered into its own text")
+TEST_CASE("each name server has its own text")
 {
     fresh_store();
     SettingsSession session = session_with_ports(1);
@@ -202,7 +203,7 @@ TEST_CASE("each name server is entered into its own text")
     CHECK(session.secondary_dns.text == "192.0.2.2");
 }
 
-TEST_CASE("a password reset that is not confirmed runs nothing and says nothing")
+TEST_CASE("a password reset that is not confirmed runs and prints nothing")
 {
     const std::string question = "Reset all passwords ? (y/n): ";
     const FakeStore& store = fresh_store();
@@ -214,7 +215,7 @@ TEST_CASE("a password reset that is not confirmed runs nothing and says nothing"
         CHECK(call.substr(0, 10) == "get_leaves");
 }
 
-TEST_CASE("a time-out at the question before leaving means staying")
+TEST_CASE("after a time-out at the question before leaving, the program stays in the menu")
 {
     fresh_store();
     SettingsSession session = session_with_ports(1);

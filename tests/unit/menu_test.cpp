@@ -31,7 +31,7 @@ std::string title_line(const std::string& title)
     return screen.substr(start, screen.find('\n', start) - start);
 }
 
-// The choice that `answer` makes in a menu of three numbered lines.
+// Returns the choice after typing `answer` in a menu of three numbered lines.
 int choice_of(const std::string& answer, const std::string& exit_label = "Exit")
 {
     return menu_of(answer + "\n", "T", {{{"a", ""}, {"b", ""}}, {{"c", ""}}}, {true, true},
@@ -48,17 +48,18 @@ std::string padded(const std::string& text, std::size_t width)
 
 TEST_CASE("a menu is drawn with its frame, its sections and its exit line")
 {
-    const Shown shown = menu_of(
-        "2\n", "Title",
-        {{{"First", ""}, {"Second", "value"}}, {{"Plain", ""}, {"Told", "more"}}, {{"Third", ""}}},
-        {true, false, true}, "Exit");
+    const Shown shown = menu_of("2\n", "Title",
+                                {{{"First", ""}, {"Second", "value"}},
+                                 {{"Plain", ""}, {"Valued", "more"}},
+                                 {{"Third", ""}}},
+                                {true, false, true}, "Exit");
     CHECK(shown.choice == 2);
     CHECK(shown.screen ==
           "\n\n" + rule + "\n" + std::string(35, '-') + " Title " + std::string(36, '-') + "\n" +
               rule + "\n\n"                                                             //
               + " 1.  " + padded("First", 73) + "\n"                                    //
               + " 2.  " + padded("Second", 30) + "  :  " + padded("value", 38) + "\n\n" //
-              + "     " + padded("Plain", 73) + "\n" + "     " + padded("Told", 30) + "  :  " +
+              + "     " + padded("Plain", 73) + "\n" + "     " + padded("Valued", 30) + "  :  " +
               padded("more", 38) + "\n\n"              //
               + " 3.  " + padded("Third", 73) + "\n\n" //
               + " 0.  " + padded("Exit", 73) + "\n\n" + "Select an option ==>  2\n");
@@ -71,14 +72,15 @@ TEST_CASE("without an exit label there is no exit line")
     CHECK(shown.screen.find(padded("a", 73) + "\n\nSelect an option ==>  ") != std::string::npos);
 }
 
-TEST_CASE("a title stands centred, an odd dash to its right")
+TEST_CASE("a title is centred, with the odd dash on its right")
 {
     CHECK(title_line("abcd") == std::string(36, '-') + " abcd " + std::string(36, '-'));
     CHECK(title_line("abcde") == std::string(35, '-') + " abcde " + std::string(36, '-'));
     CHECK(title_line("") == std::string(38, '-') + "  " + std::string(38, '-'));
 }
 
-TEST_CASE("a title that fills the line has blanks and no dashes, a longer one the whole rule twice")
+TEST_CASE(
+    "a title that fills the line has spaces and no dashes, a longer one has the whole rule twice")
 {
     const std::string title_75(75, 't');
     CHECK(title_line(title_75) == " " + title_75 + " -");
@@ -90,7 +92,7 @@ TEST_CASE("a title that fills the line has blanks and no dashes, a longer one th
     }
 }
 
-TEST_CASE("labels and values are never cut")
+TEST_CASE("labels and values are never truncated")
 {
     const std::string label(31, 'l');
     const std::string value(39, 'v');
@@ -103,7 +105,7 @@ TEST_CASE("labels and values are never cut")
                             "\n\n") != std::string::npos);
 }
 
-TEST_CASE("numbers run on across sections and are right-aligned to two places")
+TEST_CASE("numbers continue across sections and are right-aligned to two digits")
 {
     const MenuSection six = {{"x", ""}, {"x", ""}, {"x", ""}, {"x", ""}, {"x", ""}, {"x", ""}};
     const Shown shown = menu_of("12\n", "T", {six, {{"info", ""}}, six}, {true, false, true}, "");
@@ -140,7 +142,7 @@ TEST_CASE("0 is no choice without an exit label")
     CHECK(choice_of("1", "") == 1);
 }
 
-TEST_CASE("a menu without choices and exit accepts no answer at all")
+TEST_CASE("a menu without choices or exit accepts no answer")
 {
     for (const char* answer : {"0", "1", ""}) {
         const Shown shown = menu_of(answer + std::string("\n"), "T", {{{"a", ""}}, {{"b", "c"}}},
@@ -150,7 +152,7 @@ TEST_CASE("a menu without choices and exit accepts no answer at all")
     }
 }
 
-TEST_CASE("an invalid answer is told between empty lines")
+TEST_CASE("an invalid answer is reported between empty lines")
 {
     const Shown shown = menu_of("9\n", "T", {{{"a", ""}}}, {true}, "Exit");
     const std::string tail = "Select an option ==>  9\n\nError: Invalid selection\n\n";
@@ -158,7 +160,7 @@ TEST_CASE("an invalid answer is told between empty lines")
     CHECK(shown.screen.substr(shown.screen.size() - tail.size()) == tail);
 }
 
-TEST_CASE("a choice is waited for 30 seconds; without one nothing more is told")
+TEST_CASE("the wait for a choice is 30 seconds; after a time-out nothing is printed")
 {
     for (const char* wait : {"t", "f"}) {
         int choice = 77;

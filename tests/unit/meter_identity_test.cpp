@@ -9,7 +9,7 @@ namespace
 
 struct SerialEntry {
     EditableText serial = {"before", false};
-    std::string told; // after the echo of the answer
+    std::string printed; // after the echo of the answer
 };
 
 SerialEntry serial_answered(const std::string& answer)
@@ -19,13 +19,13 @@ SerialEntry serial_answered(const std::string& answer)
         console_of(answer + "\n", [&] { enter_serial_number(entry.serial); });
     const std::string prompt = "Enter Serial Number (YYMMXXXXX): " + answer + "\n";
     REQUIRE(screen.substr(0, prompt.size()) == prompt);
-    entry.told = screen.substr(prompt.size());
+    entry.printed = screen.substr(prompt.size());
     return entry;
 }
 
 struct IndexEntry {
     EditableText value = {"before", false};
-    std::string told;
+    std::string printed;
 };
 
 IndexEntry index_answered(const IndexedSetting& setting, const std::string& answer)
@@ -50,11 +50,11 @@ TEST_CASE("a serial number is stored exactly as typed")
         const SerialEntry entry = serial_answered(answer);
         CHECK(entry.serial.text == answer);
         CHECK(entry.serial.changed);
-        CHECK(entry.told == "");
+        CHECK(entry.printed == "");
     }
 }
 
-TEST_CASE("a serial number's first wrong part is told, then that it is invalid")
+TEST_CASE("the first wrong part of a serial number is reported, then that the number is invalid")
 {
     const std::string year = "Invalid Year (YY) entry must be 09->99\n";
     const std::string week = "Invalid Week of year (WW) must be 1->52\n";
@@ -63,20 +63,20 @@ TEST_CASE("a serial number's first wrong part is told, then that it is invalid")
         const char* answer;
         std::string reason;
     };
-    for (const Case& refused :
+    for (const Case& rejected :
          {Case{"089912345", year}, Case{"000000000", year}, Case{"-9 1 1", year},
           Case{"095312345", week}, Case{"090012345", week}, Case{"09-112345", week},
           Case{"091200000", model}, Case{"0912-0000", model}, Case{"0912000001", model}}) {
-        CAPTURE(refused.answer);
-        const SerialEntry entry = serial_answered(refused.answer);
-        CHECK(entry.told == refused.reason + "Error: Invalid Serial number\n");
+        CAPTURE(rejected.answer);
+        const SerialEntry entry = serial_answered(rejected.answer);
+        CHECK(entry.printed == rejected.reason + "Error: Invalid Serial number\n");
         CHECK(entry.serial.text == "before");
         CHECK_FALSE(entry.serial.changed);
     }
-    CHECK(serial_answered("0912-1").told == ""); // a negative model is a huge one, so not 0
+    CHECK(serial_answered("0912-1").printed == ""); // -1 is read as a large number, so it is valid
 }
 
-TEST_CASE("a value that is entered as it was is marked changed")
+TEST_CASE("entering the same value again sets the changed flag")
 {
     EditableText serial = {"091512345", false};
     console_of("091512345\n", [&] { enter_serial_number(serial); });
@@ -88,21 +88,21 @@ TEST_CASE("a value that is entered as it was is marked changed")
     CHECK(session.meter_form.changed);
 }
 
-TEST_CASE("an answer without three numbers is no serial number")
+TEST_CASE("an answer without three numbers is not a serial number")
 {
     for (const char* answer : {"", "0915", "abc", "09x", "09-", " ~"}) {
         const SerialEntry entry = serial_answered(answer);
-        CHECK(entry.told == "Error: Invalid Serial number\n");
+        CHECK(entry.printed == "Error: Invalid Serial number\n");
         CHECK(entry.serial.text == "before");
     }
 }
 
-TEST_CASE("a tilde puts the placeholder in the place of the serial number, marked changed")
+TEST_CASE("a tilde replaces the serial number by the placeholder and sets the changed flag")
 {
     const SerialEntry entry = serial_answered("~");
     CHECK(entry.serial.text == "YYMMXXXXX");
     CHECK(entry.serial.changed);
-    CHECK(entry.told == "");
+    CHECK(entry.printed == "");
 }
 
 TEST_CASE("indexes in range are shown with their names")
@@ -118,7 +118,7 @@ TEST_CASE("indexes in range are shown with their names")
     CHECK(indexed_value(frequency_setting, {"1", false}) == "1 = 60 Hz");
 }
 
-TEST_CASE("any other number is shown as invalid, a text without one as index 0")
+TEST_CASE("any other number is shown as invalid, and a text without a number as index 0")
 {
     CHECK(indexed_value(meter_form_setting, {"6", false}) == "6 IS INVALID!!!");
     CHECK(indexed_value(class_amps_setting, {"3", false}) == "3 IS INVALID!!!");
@@ -140,49 +140,50 @@ TEST_CASE("an index in range is stored exactly as typed")
             const IndexEntry entry = index_answered(*setting, answer);
             CHECK(entry.value.text == answer);
             CHECK(entry.value.changed);
-            CHECK(entry.told == "");
+            CHECK(entry.printed == "");
         }
     }
     CHECK(index_answered(meter_form_setting, "5").value.changed);
     CHECK(index_answered(class_amps_setting, "2").value.changed);
 }
 
-TEST_CASE("an index beyond the names is refused in the setting's words")
+TEST_CASE("an index out of range is rejected with the setting's message")
 {
     struct Case {
         const IndexedSetting& setting;
-        const char* first_refused;
+        const char* first_rejected;
         const char* message;
     };
-    for (const Case& refused :
+    for (const Case& rejected :
          {Case{meter_form_setting, "6", "Invalid. Meter Form must be 0->5\n"},
           Case{class_amps_setting, "3", "Invalid. Meter Class Amps must be 0->2\n"},
           Case{frequency_setting, "2", "Invalid. Meter Frequency must be 0 or 1\n"}}) {
         for (const char* answer :
-             {refused.first_refused, "-1", "4294967296", "99999999999999999999"}) {
+             {rejected.first_rejected, "-1", "4294967296", "99999999999999999999"}) {
             CAPTURE(answer);
-            const IndexEntry entry = index_answered(refused.setting, answer);
+            const IndexEntry entry = index_answered(rejected.setting, answer);
             CHECK(entry.value.text == "before");
             CHECK_FALSE(entry.value.changed);
-            CHECK(entry.told == refused.message);
+            CHECK(entry.printed == rejected.message);
         }
     }
 }
 
-TEST_CASE("an answer that is no number is passed over, a tilde empties without a mark")
+TEST_CASE("an answer that is not a number is ignored, and a tilde empties without setting the "
+          "changed flag")
 {
     for (const char* answer : {"", "x", "-", " ~"}) {
         const IndexEntry entry = index_answered(class_amps_setting, answer);
         CHECK(entry.value.text == "before");
-        CHECK(entry.told == "");
+        CHECK(entry.printed == "");
     }
     const IndexEntry emptied = index_answered(class_amps_setting, "~2");
     CHECK(emptied.value.text == "");
     CHECK_FALSE(emptied.value.changed);
-    CHECK(emptied.told == "");
+    CHECK(emptied.printed == "");
 }
 
-TEST_CASE("the help of each index stands before its prompt")
+TEST_CASE("the help of each index is printed before its prompt")
 {
     SettingsSession session;
     CHECK(console_of("x\n", [&] { enter_indexed_value(meter_form_setting, session); }) ==
@@ -210,11 +211,11 @@ TEST_CASE("the help of each index stands before its prompt")
           "Enter Meter Frequency: x\n");
 }
 
-TEST_CASE("an index that is not entered in time is told, a failed wait is not")
+TEST_CASE("a time-out at an index is reported, a failed wait is not")
 {
     for (const IndexedSetting* setting :
          {&meter_form_setting, &class_amps_setting, &frequency_setting}) {
-        const auto told = [setting](const char* waits) {
+        const auto printed = [setting](const char* waits) {
             SettingsSession session;
             session.*setting->text = {"before", false};
             const std::string screen = console_of(
@@ -224,12 +225,12 @@ TEST_CASE("an index that is not entered in time is told, a failed wait is not")
             const std::string prompt = std::string(setting->prompt) + ": ";
             return screen.substr(screen.find(prompt) + prompt.size());
         };
-        CHECK(told("kt") == "1\nTimed out.\n");
-        CHECK(told("kf") == "1\n");
+        CHECK(printed("kt") == "1\nTimed out.\n");
+        CHECK(printed("kf") == "1\n");
     }
 }
 
-TEST_CASE("a serial number that is not entered is told and left alone")
+TEST_CASE("a serial number that is not entered is reported and unchanged")
 {
     const std::string prompt = "Enter Serial Number (YYMMXXXXX): ";
     EditableText serial = {"before", false};

@@ -5,7 +5,7 @@
 namespace
 {
 
-// What a scan of `text` reads, as text; "none" when there is no number. What is left follows it.
+// Scans `text`. Returns the number, or "none", and then the rest of the text.
 std::string scanned(const std::string& text, unsigned width = any_width)
 {
     const char* cursor = text.c_str();
@@ -25,7 +25,7 @@ std::string whole(const std::string& text)
 
 } // namespace
 
-TEST_CASE("an unsigned scan takes blanks, a sign and digits, and stops behind them")
+TEST_CASE("an unsigned scan reads spaces, a sign and digits, and stops after them")
 {
     CHECK(scanned("10.0") == "10|.0");
     CHECK(scanned("  7x") == "7|x");
@@ -46,7 +46,7 @@ TEST_CASE("an unsigned scan without digits reads nothing")
     CHECK(scanned("~") == "none");
 }
 
-TEST_CASE("an unsigned scan reads what does not fit 32 bits as the largest number")
+TEST_CASE("an unsigned scan reads a number that does not fit 32 bits as the largest number")
 {
     CHECK(scanned("4294967295") == "4294967295|");
     CHECK(scanned("4294967296") == "4294967295|");
@@ -58,7 +58,7 @@ TEST_CASE("an unsigned scan reads what does not fit 32 bits as the largest numbe
     CHECK(scanned("-4294967296") == "4294967295|");
 }
 
-TEST_CASE("the width of an unsigned scan counts the sign and the digits, not the blanks")
+TEST_CASE("the width of an unsigned scan counts the sign and the digits, not the spaces")
 {
     CHECK(scanned("0915", 2) == "9|15");
     CHECK(scanned("   0915", 2) == "9|15");
@@ -83,7 +83,7 @@ TEST_CASE("a decimal value saturates at the limits of 32 bits")
     CHECK(decimal_value("-99999999999999999999") == -2147483647 - 1);
 }
 
-TEST_CASE("a decimal value is that of the leading digits, 0 when there are none")
+TEST_CASE("a decimal value is that of the leading digits, or 0 without digits")
 {
     CHECK(decimal_value("") == 0);
     CHECK(decimal_value("abc") == 0);
@@ -95,7 +95,7 @@ TEST_CASE("a decimal value is that of the leading digits, 0 when there are none"
     CHECK(decimal_value("- 5") == 0);
 }
 
-TEST_CASE("a whole number may have blanks and a sign before it and nothing but a line end after")
+TEST_CASE("spaces and a sign may precede a whole number, and only a newline may follow it")
 {
     CHECK(whole("3") == "3");
     CHECK(whole(" 3") == "3");

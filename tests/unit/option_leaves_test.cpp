@@ -17,7 +17,7 @@ TEST_CASE("a batch is written in the order it was filled, triggers with the flag
     CHECK(store.calls.back() == "set_leaves /b=true/1 /a=false/1 /b=false/1 /t=true/0 \"\"");
 }
 
-TEST_CASE("writing keeps the batch, beginning a new one empties it")
+TEST_CASE("writing keeps the batch, and beginning a new one empties it")
 {
     FakeStore& store = fresh_store();
     begin_option_batch();
@@ -31,7 +31,7 @@ TEST_CASE("writing keeps the batch, beginning a new one empties it")
     CHECK(store.calls.back() == "set_leaves \"\"");
 }
 
-TEST_CASE("the path being prepared is that of the last leaf")
+TEST_CASE("the current path is that of the leaf added last")
 {
     begin_option_batch();
     add_option_leaf("/first", true);
@@ -66,7 +66,7 @@ TEST_CASE("clearing again writes the same leaves once")
     CHECK(store.calls[0] == store.calls[1]);
 }
 
-TEST_CASE("options that are pending stay so when the batch begins anew")
+TEST_CASE("options stay pending when a new batch begins")
 {
     set_options_pending(true);
     begin_option_batch();
@@ -74,7 +74,7 @@ TEST_CASE("options that are pending stay so when the batch begins anew")
     set_options_pending(false);
 }
 
-TEST_CASE("clearing reports the library's result")
+TEST_CASE("clearing returns the library's result")
 {
     fresh_store().results["set_leaves"] = {12};
     CHECK(clear_option_leaves() == 12);

@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <string>
 
-// The checks of the tables, on tables that they must reject; the compiler runs them on those of the
-// program.
+// Runs the checks of the tables on tables that they must reject. For the program's own tables the
+// compiler runs them.
 
 TEST_CASE("a token that begins another one is rejected")
 {
@@ -28,7 +28,7 @@ TEST_CASE("a token that begins another one is rejected")
     CHECK_FALSE(accepted({"5"}, {"WEBX"}));
 }
 
-TEST_CASE("members of a group that are not neighbours are rejected")
+TEST_CASE("members of a group that are not adjacent are rejected")
 {
     const auto accepted = [](OptionGroup second, OptionGroup third, OptionGroup fourth) {
         const OptionToken tokens[] = {{{"A"}, OptionGroup::serial, 0},
@@ -47,7 +47,7 @@ TEST_CASE("members of a group that are not neighbours are rejected")
     CHECK_FALSE(accepted(serial, modem, serial));
 }
 
-TEST_CASE("a token of a group without a message is rejected, a single one needs none")
+TEST_CASE("a token of a group without a message is rejected, but a single token needs no message")
 {
     const OptionToken known[] = {{{"A"}, OptionGroup::single, 0},
                                  {{"B"}, OptionGroup::power_quality, 0},
@@ -58,13 +58,41 @@ TEST_CASE("a token of a group without a message is rejected, a single one needs 
     CHECK_FALSE(every_group_has_message(unknown));
 }
 
-// The program has none, so that a name that is not in a table does not compile.
+TEST_CASE("a token that sets a leaf of another group is rejected, except PQR")
+{
+    const auto accepted = [](TokenText text, OptionGroup group, LeafSet set) {
+        const OptionToken tokens[] = {{{"A"}, OptionGroup::single, leaf_named("Web")},
+                                      {text, group, set}};
+        return leaves_are_in_their_groups(tokens);
+    };
+    CHECK(accepted({"2D"}, OptionGroup::ethernet, leaves("Ethernet/2", "Ethernet/Wifi")));
+    CHECK(accepted({"PQR"}, OptionGroup::power_quality, leaves("PQ")));
+    CHECK_FALSE(accepted({"PQ4"}, OptionGroup::power_quality, leaves("PQ")));
+    CHECK_FALSE(accepted({"2D"}, OptionGroup::ethernet, leaves("Ethernet/1", "Web")));
+    CHECK_FALSE(accepted({"B"}, OptionGroup::single, leaves("Web", "Serial/1")));
+}
+
+TEST_CASE("a leaf that no token sets is rejected")
+{
+    const LeafSet all = (LeafSet{1} << std::size(option_leaves)) - 1;
+    const auto accepted = [](LeafSet one, LeafSet other) {
+        const OptionToken tokens[] = {{{"A"}, OptionGroup::single, one},
+                                      {{"B"}, OptionGroup::single, other}};
+        return every_leaf_is_set(tokens);
+    };
+    CHECK(accepted(all, 1));
+    CHECK(accepted(1, all - 1));
+    CHECK_FALSE(accepted(all - 1, 2));
+    CHECK_FALSE(accepted(leaf_named("MID") - 1, 0));
+}
+
+// The program does not define this function, so that an unknown name does not compile.
 void name_is_not_in_table()
 {
     throw std::out_of_range("no such name");
 }
 
-TEST_CASE("a leaf is named by its row, a token by its text")
+TEST_CASE("a leaf is found by its name, a token by its text")
 {
     CHECK_THROWS_AS(leaf_named("Serial"), std::out_of_range);
     CHECK_THROWS_AS(leaf_named("Serial/11"), std::out_of_range);
@@ -72,7 +100,7 @@ TEST_CASE("a leaf is named by its row, a token by its text")
     CHECK(token_named("PQ2").leaves == leaf_named("PQ2"));
     const LeafSet first = leaf_named("Serial/1");
     LeafSet two = 0;
-    // An initialiser would be made by the compiler, and the function never run.
+    // The compiler would evaluate an initialiser itself, and the function would not run.
     // cppcheck-suppress redundantInitialization
     two = leaves("Serial/1", "Serial/3");
     const LeafSet mid = leaf_named("MID");
@@ -86,7 +114,7 @@ TEST_CASE("a leaf is named by its row, a token by its text")
     CHECK((cleared_leaves | mid) == 2 * mid - 1);
 }
 
-TEST_CASE("the lower form changes letters alone")
+TEST_CASE("the lower form changes only letters")
 {
     CHECK(std::string(lower_form({"A@Z["}).data()) == "a@z[");
     CHECK(std::string(lower_form({"`az{"}).data()) == "`az{");
@@ -94,7 +122,7 @@ TEST_CASE("the lower form changes letters alone")
     CHECK_FALSE(has_lower_form({{"4"}, OptionGroup::single, 0}));
 }
 
-TEST_CASE("the diagnostic knows every form of every token but MID, in this order")
+TEST_CASE("the diagnostic accepts both forms of every token except MID, in this order")
 {
     Names known;
     for (const GrammarOption& option : option_grammar().options) {
@@ -104,7 +132,7 @@ TEST_CASE("the diagnostic knows every form of every token but MID, in this order
         }
     }
     CHECK(known.size() == option_grammar().known_texts);
-    // An initialiser would be made by the compiler, and the function never run.
+    // The compiler would evaluate an initialiser itself, and the function would not run.
     auto tokens = valid_tokens;
     // cppcheck-suppress redundantInitialization
     tokens = collect_valid_tokens();

@@ -20,7 +20,7 @@ namespace
 
 struct Entered {
     EditableText list = {"before", false};
-    std::string told; // after the echo of the entry
+    std::string printed; // after the echo of the entry
     std::string batch;
 };
 
@@ -54,7 +54,7 @@ Names all_options()
     return names;
 }
 
-// The options of each group of which a list may name one, in the order of the table.
+// The options of each exclusive group, in the order of the table.
 std::map<std::string, Names> exclusive_groups()
 {
     std::map<std::string, Names> groups;
@@ -80,20 +80,20 @@ std::string joined(const Names& words)
     return list;
 }
 
-std::string refused_by_count(std::size_t total, std::size_t valid, const Names& invalid)
+std::string rejected_by_count(std::size_t total, std::size_t valid, const Names& invalid)
 {
-    std::string told = "Could be an error, totalChars=" + std::to_string(total) +
-                       ", validChars=" + std::to_string(valid) + "\n";
+    std::string printed = "Could be an error, totalChars=" + std::to_string(total) +
+                          ", validChars=" + std::to_string(valid) + "\n";
     for (const std::string& word : invalid)
-        told += "\nError: " + word + " is NOT a valid option.";
-    return told + "\nCheck the entry.\n";
+        printed += "\nError: " + word + " is NOT a valid option.";
+    return printed + "\nCheck the entry.\n";
 }
 
 void check_accepted(const std::string& list, const std::set<std::string>& options)
 {
     CAPTURE(list);
     const Entered result = entered(list);
-    CHECK(result.told == "");
+    CHECK(result.printed == "");
     CHECK(result.list.text == list);
     CHECK(result.list.changed);
     CHECK(result.batch == batch_of(options));
@@ -107,7 +107,7 @@ void check_kept(const Entered& result)
 
 } // namespace
 
-TEST_CASE("the help stands before the prompt, whole")
+TEST_CASE("the whole help is printed before the prompt")
 {
     SettingsSession session;
     CHECK(console_of("~\n", [&] { enter_options_list(session); }) ==
@@ -154,7 +154,8 @@ TEST_CASE("every option alone is accepted in both forms and sets its leaves")
     }
 }
 
-TEST_CASE("two options of one group are refused in either order, the first of the table taken")
+TEST_CASE(
+    "two options of one group are rejected in either order, and the first in the table is used")
 {
     for (const auto& [group, members] : exclusive_groups()) {
         for (std::size_t i = 0; i < members.size(); ++i) {
@@ -165,9 +166,9 @@ TEST_CASE("two options of one group are refused in either order, the first of th
                      {Names{first, second}, Names{second, first}, Names{lower(first), second}}) {
                     CAPTURE(joined(words));
                     const Entered result = entered(joined(words));
-                    CHECK(result.told == "\nError: Enter only one option for " +
-                                             option_grammar().messages.at(group) +
-                                             "\nCheck the entry.\n");
+                    CHECK(result.printed == "\nError: Enter only one option for " +
+                                                option_grammar().messages.at(group) +
+                                                "\nCheck the entry.\n");
                     check_kept(result);
                     CHECK(result.batch == batch_of({first}));
                 }
@@ -176,111 +177,110 @@ TEST_CASE("two options of one group are refused in either order, the first of th
     }
 }
 
-TEST_CASE("a third option of one group is refused like the second")
+TEST_CASE("a third option of one group is rejected like the second")
 {
     const std::string message = "\nError: Enter only one option for Modem (3A, 3B, 3C or 3D)";
-    CHECK(entered("3D-3C-3B-3A").told == message + message + message + "\nCheck the entry.\n");
+    CHECK(entered("3D-3C-3B-3A").printed == message + message + message + "\nCheck the entry.\n");
 }
 
-TEST_CASE("an option that stands twice is counted once and named by nothing")
+TEST_CASE("an option that occurs twice is counted once, and no message names it")
 {
     for (const std::string& option : all_options()) {
         const std::size_t length = option.size() + 1;
-        // MID is accepted and yet unknown to the diagnostic.
+        // Deliberate: MID is accepted, but the diagnostic does not accept it.
         const Names invalid = option == "MID" ? Names{"MID", "MID"} : Names{};
         const Entered result = entered(option + "-" + option);
-        CHECK(result.told == refused_by_count(2 * length, length, invalid));
+        CHECK(result.printed == rejected_by_count(2 * length, length, invalid));
         CHECK(result.batch == batch_of({option}));
         check_kept(result);
     }
 }
 
-TEST_CASE("an option in both forms is found once, so the count refuses it without a group message")
+TEST_CASE("an option in both forms is found once, so the count rejects it without a group message")
 {
-    CHECK(entered("WEB-web").told == refused_by_count(8, 4, {}));
-    CHECK(entered("web-WEB").told == refused_by_count(8, 4, {}));
-    CHECK(entered("1A-1a").told == refused_by_count(6, 3, {}));
+    CHECK(entered("WEB-web").printed == rejected_by_count(8, 4, {}));
+    CHECK(entered("web-WEB").printed == rejected_by_count(8, 4, {}));
+    CHECK(entered("1A-1a").printed == rejected_by_count(6, 3, {}));
     CHECK(entered("1A-1a").batch == batch_of({"1A"}));
 }
 
-TEST_CASE(
-    "an option with anything before it is not found, with anything after it found but refused")
+TEST_CASE("a prefix hides an option; with a suffix it is found but the list is rejected")
 {
     for (const std::string& option : all_options()) {
         const std::string before = "x" + option;
-        CHECK(entered(before).told == refused_by_count(before.size() + 1, 0, {before}));
+        CHECK(entered(before).printed == rejected_by_count(before.size() + 1, 0, {before}));
         CHECK(entered(before).batch == batch_of({}));
         const std::string after = option + "x";
-        CHECK(entered(after).told ==
-              refused_by_count(after.size() + 1, option.size() + 1, {after}));
+        CHECK(entered(after).printed ==
+              rejected_by_count(after.size() + 1, option.size() + 1, {after}));
         CHECK(entered(after).batch == batch_of({option}));
     }
-    CHECK(entered("45").told == refused_by_count(3, 2, {"45"}));
+    CHECK(entered("45").printed == rejected_by_count(3, 2, {"45"}));
 }
 
-TEST_CASE("an option cut short or in mixed case is not found")
+TEST_CASE("a truncated option or one in mixed case is not found")
 {
     for (const std::string& option : all_options()) {
         if (option.size() == 1)
             continue;
         const std::string cut = option.substr(0, option.size() - 1);
-        CHECK(entered(cut).told == refused_by_count(cut.size() + 1, 0, {cut}));
+        CHECK(entered(cut).printed == rejected_by_count(cut.size() + 1, 0, {cut}));
         for (const std::string& mixed : {lower(option.substr(0, 1)) + option.substr(1),
                                          option.substr(0, 1) + lower(option.substr(1))}) {
             if (mixed == upper(option) || mixed == lower(option))
                 continue;
-            CHECK(entered(mixed).told == refused_by_count(mixed.size() + 1, 0, {mixed}));
+            CHECK(entered(mixed).printed == rejected_by_count(mixed.size() + 1, 0, {mixed}));
         }
     }
 }
 
-TEST_CASE("dashes that are doubled or trailing are refused by the count")
+TEST_CASE("the count rejects doubled and trailing dashes")
 {
-    CHECK(entered("WEB-").told == refused_by_count(5, 4, {}));
-    CHECK(entered("WEB--NTP").told == refused_by_count(9, 8, {}));
-    CHECK(entered("WEB-NTP---").told == refused_by_count(11, 8, {}));
-    CHECK(entered("WEB- NTP").told == refused_by_count(9, 4, {" NTP"}));
+    CHECK(entered("WEB-").printed == rejected_by_count(5, 4, {}));
+    CHECK(entered("WEB--NTP").printed == rejected_by_count(9, 8, {}));
+    CHECK(entered("WEB-NTP---").printed == rejected_by_count(11, 8, {}));
+    CHECK(entered("WEB- NTP").printed == rejected_by_count(9, 4, {" NTP"}));
 }
 
-TEST_CASE("a leading dash is refused before anything is checked")
+TEST_CASE("a leading dash is rejected before anything is checked")
 {
     for (const char* list : {"-", "-WEB", "--"}) {
         const Entered result = entered(list);
-        CHECK(result.told == "\nError: Extra '-' at the beginning of the options list.");
+        CHECK(result.printed == "\nError: Extra '-' at the beginning of the options list.");
         check_kept(result);
         CHECK(result.batch == untouched_batch);
     }
 }
 
-TEST_CASE("an empty line is refused by the count, and every option leaf is prepared as false")
+TEST_CASE("the count rejects an empty line, and the batch has every option leaf as false")
 {
     const Entered result = entered("");
-    CHECK(result.told == refused_by_count(1, 0, {}));
+    CHECK(result.printed == rejected_by_count(1, 0, {}));
     check_kept(result);
     CHECK(result.batch == batch_of({}));
     CHECK(result.batch.find("true") == std::string::npos);
 }
 
-TEST_CASE("a tilde empties the text, leaves its mark, and does not touch the batch")
+TEST_CASE("a tilde empties the text and changes neither its changed flag nor the batch")
 {
     for (const char* list : {"~", "~WEB"}) {
         const Entered result = entered(list);
-        CHECK(result.told == "");
+        CHECK(result.printed == "");
         CHECK(result.list.text == "");
         CHECK_FALSE(result.list.changed);
         CHECK(result.batch == untouched_batch);
     }
 }
 
-TEST_CASE("the unknown pieces are named in the order typed, MID among them")
+TEST_CASE("the unknown pieces, and MID, are reported in the order typed")
 {
-    CHECK(entered("MID-XYZ").told == refused_by_count(8, 4, {"MID", "XYZ"}));
-    CHECK(entered("Q-WEB-~-web2").told == refused_by_count(13, 4, {"Q", "~", "web2"}));
-    CHECK(entered("+WEB").told == refused_by_count(5, 0, {"+WEB"}));
-    CHECK(entered("WEB-NTP-pmu-XYZ").told == refused_by_count(16, 12, {"XYZ"}));
+    CHECK(entered("MID-XYZ").printed == rejected_by_count(8, 4, {"MID", "XYZ"}));
+    CHECK(entered("Q-WEB-~-web2").printed == rejected_by_count(13, 4, {"Q", "~", "web2"}));
+    CHECK(entered("+WEB").printed == rejected_by_count(5, 0, {"+WEB"}));
+    CHECK(entered("WEB-NTP-pmu-XYZ").printed == rejected_by_count(16, 12, {"XYZ"}));
 }
 
-TEST_CASE("a mark stays set through a refusal and a tilde, and is set by the same list again")
+TEST_CASE("a rejected list and a tilde keep the changed flag, and the same list sets it again")
 {
     SettingsSession session;
     const auto enter = [&](const std::string& list) {
@@ -304,7 +304,7 @@ TEST_CASE("the sample of the help is accepted")
                     "THP", "EAP", "DC", "PQ3", "PMU"});
 }
 
-TEST_CASE("the longest list that the grammar has is accepted, in any order")
+TEST_CASE("the longest list of the grammar is accepted in any order")
 {
     std::map<std::string, std::string> one_of_each;
     for (const GrammarOption& option : option_grammar().options)
@@ -322,10 +322,10 @@ TEST_CASE("the longest list that the grammar has is accepted, in any order")
 TEST_CASE("an entry of any length is checked")
 {
     const std::string unknown(500, 'z');
-    CHECK(entered("WEB-" + unknown).told == refused_by_count(505, 4, {unknown}));
+    CHECK(entered("WEB-" + unknown).printed == rejected_by_count(505, 4, {unknown}));
 }
 
-TEST_CASE("power quality brings measurement logging and PQ as it should")
+TEST_CASE("power quality options also set measurement logging and PQ")
 {
     CHECK(entered("PQ2").batch.find("/VMIC/Options/ML/Value=false/1") != std::string::npos);
     CHECK(entered("PQ2").batch.find("/VMIC/Options/ML/Value=true/1") != std::string::npos);
@@ -334,16 +334,16 @@ TEST_CASE("power quality brings measurement logging and PQ as it should")
     check_accepted("pqr-pq3-ml", {"PQR", "PQ3", "ML"});
 }
 
-TEST_CASE("measurement logging comes with a capture that was chosen, also in a refused list")
+TEST_CASE("a chosen capture option sets measurement logging, even in a rejected list")
 {
-    // PQ1 takes the group, so PQ2's capture is not chosen; PQ2 keeps its capture when PQ3 follows.
+    // PQ1 comes first, so PQ2 is rejected and does not choose capture. PQ2 before PQ3 does.
     CHECK(entered("PQ1-PQ2").batch == batch_of({"PQ1"}));
     CHECK(entered("PQ1-PQ3").batch == batch_of({"PQ1"}));
     CHECK(entered("PQ2-PQ3").batch == batch_of({"PQ2"}));
     CHECK(entered("PQ1-PQ2-PQ3-PQR").batch == batch_of({"PQ1", "PQR"}));
 }
 
-TEST_CASE("generated lists of one option a group are accepted as the grammar says")
+TEST_CASE("generated lists with one option per group are accepted as the grammar requires")
 {
     std::mt19937 random(20240229);
     int accepted = 0;
@@ -362,7 +362,7 @@ TEST_CASE("generated lists of one option a group are accepted as the grammar say
     }
 }
 
-TEST_CASE("a failed wait is passed over silently")
+TEST_CASE("a failed wait changes and prints nothing")
 {
     SettingsSession session;
     session.options_list = {"before", false};
@@ -375,7 +375,7 @@ TEST_CASE("a failed wait is passed over silently")
     CHECK(session.options_list.text == "before");
 }
 
-TEST_CASE("an options list that is not entered in time is told after an empty line")
+TEST_CASE("a time-out at the options list is reported after an empty line")
 {
     SettingsSession session;
     session.options_list = {"before", false};

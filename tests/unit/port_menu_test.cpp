@@ -19,10 +19,10 @@ InterfaceSettings port_after(const std::string& keys, std::string* screen = null
     return port;
 }
 
-// Answers the media-type question on a port that supports `types`.
+// The outcome of answering the media-type question.
 struct MediaAnswer {
     EditableText media;
-    bool refused;
+    bool rejected;
 };
 
 MediaAnswer media_answered(const std::string& types, const std::string& reply)
@@ -52,7 +52,7 @@ TEST_CASE("every pass reads the port's eight leaves in order, numbered, in one c
     CHECK(store.calls == std::vector<std::string>{read, read});
 }
 
-TEST_CASE("a port is shown with what the store holds")
+TEST_CASE("the port menu shows the values in the store")
 {
     FakeStore& store = fresh_store();
     store.leaves[branch + "DHCP Enabled/Value"] = boolean_element(false);
@@ -76,7 +76,7 @@ TEST_CASE("a port is shown with what the store holds")
     CHECK_FALSE(port.dhcp.changed);
 }
 
-TEST_CASE("leaves that do not exist show DHCP on and all else empty")
+TEST_CASE("missing leaves are shown as DHCP enabled and all else empty")
 {
     fresh_store();
     std::string screen;
@@ -110,7 +110,7 @@ TEST_CASE("a link that was enabled is shown as disabled once it cannot be read")
                 "Link Status                     :  Disabled "));
 }
 
-TEST_CASE("no text of a port is taken from a leaf that holds a number")
+TEST_CASE("a leaf that holds a number is not loaded into a text of a port")
 {
     FakeStore& store = fresh_store();
     for (const char* name : {"IP Address", "Subnet Mask", "Default Gateway", "MAC Address",
@@ -125,7 +125,7 @@ TEST_CASE("no text of a port is taken from a leaf that holds a number")
     CHECK(port.media_type.text == "");
 }
 
-TEST_CASE("the DHCP question takes an answer and tells of none")
+TEST_CASE("the DHCP question takes an answer, and reports a missing one")
 {
     fresh_store();
     const InterfaceSettings port = port_after("1\nn\n");
@@ -137,7 +137,7 @@ TEST_CASE("the DHCP question takes an answer and tells of none")
     CHECK(shows(screen, "Enable DHCP? (y/n): \nError: invalid response\n"));
 }
 
-TEST_CASE("addresses go where they belong, whatever the DHCP state")
+TEST_CASE("each address is stored in its setting, whatever the DHCP state")
 {
     fresh_store();
     const InterfaceSettings port = port_after("2\n192.0.2.2\n3\n255.255.0.0\n4\n192.0.2.4\n");
@@ -149,7 +149,7 @@ TEST_CASE("addresses go where they belong, whatever the DHCP state")
     CHECK(port.default_gateway.changed);
 }
 
-TEST_CASE("a mask that is emptied becomes the default mask, marked changed")
+TEST_CASE("an emptied mask becomes the default mask and sets the changed flag")
 {
     fresh_store();
     const InterfaceSettings port = port_after("3\n~\n");
@@ -158,7 +158,7 @@ TEST_CASE("a mask that is emptied becomes the default mask, marked changed")
     CHECK(port_after("2\n~\n").ip_address.text == "");
 }
 
-TEST_CASE("a refused mask leaves an empty mask empty")
+TEST_CASE("a rejected mask leaves an empty mask empty")
 {
     fresh_store();
     const InterfaceSettings port = port_after("3\n1.2.3\n");
@@ -176,26 +176,26 @@ TEST_CASE("the media types are listed in the prompt")
                         "2) B b\n\nSelect an option (0-2) ==>  : 2\n"));
 }
 
-TEST_CASE("a media type is chosen by its number, 0 being none")
+TEST_CASE("a media type is chosen by its number, and 0 empties it")
 {
     for (const char* reply : {"2", " 2", "+2", "02"}) {
         const MediaAnswer answer = media_answered("A;B", reply);
         CHECK(answer.media.text == "B");
         CHECK(answer.media.changed);
-        CHECK_FALSE(answer.refused);
+        CHECK_FALSE(answer.rejected);
     }
     for (const char* reply : {"0", "-0"}) {
         const MediaAnswer answer = media_answered("A;B", reply);
         CHECK(answer.media.text == "");
         CHECK(answer.media.changed);
-        CHECK_FALSE(answer.refused);
+        CHECK_FALSE(answer.rejected);
     }
     CHECK(media_answered(";A", "1").media.text == "");
     CHECK(media_answered("A;;B", "3").media.text == "B");
     CHECK(media_answered("", "0").media.changed);
 }
 
-TEST_CASE("any other reply leaves the media type alone")
+TEST_CASE("any other reply leaves the media type unchanged")
 {
     for (const char* reply : {"3", "-1", "1x", "1 ", "", " ", "x", "4294967297", "4294967296",
                               "99999999999999999999", "-99999999999999999999"}) {
@@ -203,13 +203,13 @@ TEST_CASE("any other reply leaves the media type alone")
         const MediaAnswer answer = media_answered("A;B", reply);
         CHECK(answer.media.text == "old");
         CHECK_FALSE(answer.media.changed);
-        CHECK(answer.refused);
+        CHECK(answer.rejected);
     }
-    CHECK(media_answered("", "1").refused);
-    CHECK(media_answered("A;", "2").refused);
+    CHECK(media_answered("", "1").rejected);
+    CHECK(media_answered("A;", "2").rejected);
 }
 
-TEST_CASE("each question that is not answered in time is told")
+TEST_CASE("each question reports a time-out")
 {
     const char* questions[] = {"Enable DHCP? (y/n): ", "Enter IP Address: ", "Enter Subnet Mask: ",
                                "Enter Default Gateway: ", "Select an option (0-0) ==>  : "};
@@ -228,23 +228,23 @@ TEST_CASE("each question that is not answered in time is told")
     }
 }
 
-TEST_CASE("each question whose wait fails is refused in its own words")
+TEST_CASE("each question has its own message for a failed wait")
 {
-    const char* told[] = {"Enable DHCP? (y/n): \nError: invalid response\n",
-                          "Enter IP Address: \nError: invalid address\n",
-                          "Enter Subnet Mask: \nError: invalid address\n",
-                          "Enter Default Gateway: \nError: invalid address\n",
-                          "Select an option (0-0) ==>  : \nError: invalid selection\n"};
+    const char* messages[] = {"Enable DHCP? (y/n): \nError: invalid response\n",
+                              "Enter IP Address: \nError: invalid address\n",
+                              "Enter Subnet Mask: \nError: invalid address\n",
+                              "Enter Default Gateway: \nError: invalid address\n",
+                              "Select an option (0-0) ==>  : \nError: invalid selection\n"};
     for (int item = 1; item <= 5; ++item) {
         fresh_store();
         InterfaceSettings port;
         const std::string screen = console_of(
             std::to_string(item) + "\n0\n", [&] { run_port_menu(port); }, "kkf");
-        CHECK(shows(screen, told[item - 1] + std::string("\n\n-")));
+        CHECK(shows(screen, messages[item - 1] + std::string("\n\n-")));
     }
 }
 
-TEST_CASE("what was typed before a wait failed is no choice of a media type")
+TEST_CASE("keys typed before a failed wait do not choose a media type")
 {
     FakeStore& store = fresh_store();
     store.leaves[branch + "Media Type/Supported Types/Value"] = text_element("A");

@@ -17,7 +17,7 @@
 namespace
 {
 
-// The slave of a pseudo-terminal, whose master is typed at.
+// A pseudo-terminal. The program gets the slave; the test types at the master.
 struct Terminal {
     int master = posix_openpt(O_RDWR | O_NOCTTY);
     int slave = -1;
@@ -50,7 +50,7 @@ struct Ran {
     std::string errors;
 };
 
-// Runs the program as "prog" with these arguments; nothing is typed but `keys`.
+// Runs the program as "prog" with these arguments and with `keys` as input.
 Ran ran(const std::vector<const char*>& arguments, const std::string& keys = "0\n")
 {
     std::vector<const char*> words = {"prog"};
@@ -70,7 +70,7 @@ Ran ran(const std::vector<const char*>& arguments, const std::string& keys = "0\
     return result;
 }
 
-// With a store that is closed, and no calls so far.
+// Returns the fake store, closed and without recorded calls.
 FakeStore& closed_store()
 {
     FakeStore& store = fresh_store();
@@ -83,7 +83,7 @@ const std::string init_item = "Velmora II Initialization (Serial and Options Lis
 
 } // namespace
 
-TEST_CASE("more than one argument prints the usage on standard error and touches nothing")
+TEST_CASE("more than one argument prints the usage on standard error and opens no store")
 {
     closed_store();
     const Ran answer = ran({"-v", "-m"});
@@ -122,7 +122,7 @@ TEST_CASE("a store that cannot be reached ends the program")
     CHECK(fake_store.calls == std::vector<std::string>{"pcd_init"});
 }
 
-TEST_CASE("only the option m offers the initialisation")
+TEST_CASE("only the option -m offers the initialisation menu")
 {
     closed_store();
     CHECK(ran({"-m"}).output.find(".  " + init_item) != std::string::npos);
@@ -135,7 +135,7 @@ TEST_CASE("only the option m offers the initialisation")
     }
 }
 
-TEST_CASE("the terminal is in raw local mode during a session and as before after it")
+TEST_CASE("a session switches the terminal's local modes off, and restores them at its end")
 {
     FakeStore& store = closed_store();
     const Terminal terminal;
@@ -200,10 +200,10 @@ TEST_CASE("a session opens the store, stamps elements, and closes the store at i
     CHECK(fake_store.calls.back() == "pcd_close");
     CHECK(fake_store.calls.size() == 3);
     CHECK(screen.find(" 1.  Ethernet Port 1 Settings") != std::string::npos);
-    CHECK(screen.find("Ethernet Port 2") == std::string::npos); // whatever number was given
+    CHECK(screen.find("Ethernet Port 2") == std::string::npos); // deliberate: ignores the number
 }
 
-TEST_CASE("an exception from the menus leaves the terminal and the connection as they are")
+TEST_CASE("an exception from the menus does not restore the terminal or close the connection")
 {
     FakeStore& store = fresh_store();
     store.before_read = [] { throw std::runtime_error("the store is on fire"); };

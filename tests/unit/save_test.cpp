@@ -34,7 +34,7 @@ std::string saved(SettingsSession& session)
 
 const std::string question = "Save & apply all settings? (y/n): y\n";
 
-// The calls that a complete save makes, its closing commands left out.
+// Runs a complete save. Returns its calls, without the commands at its end.
 Calls calls_of_save(SettingsSession& session)
 {
     fresh_store();
@@ -48,7 +48,7 @@ Calls calls_of_save(SettingsSession& session)
 
 } // namespace
 
-TEST_CASE("a save with nothing changed writes nothing and still applies")
+TEST_CASE("a save with nothing changed writes nothing but runs the commands that apply")
 {
     SettingsSession session = unchanged_session();
     CHECK(calls_of_save(session).empty());
@@ -56,7 +56,7 @@ TEST_CASE("a save with nothing changed writes nothing and still applies")
     CHECK(saved(session) == question + "Settings saved.\n");
 }
 
-TEST_CASE("a script that fails is run once, and the save goes on")
+TEST_CASE("a script that fails is not repeated, and the save continues")
 {
     FakeStore& store = fresh_store();
     store.results["system"] = {256, 256, 256};
@@ -69,7 +69,7 @@ TEST_CASE("a script that fails is run once, and the save goes on")
           Calls{"system vmkeys -m >/dev/null 2>&1", closing_commands[0], closing_commands[1]});
 }
 
-TEST_CASE("anything but yes at the question does nothing, silently")
+TEST_CASE("any answer but yes at the question does and prints nothing")
 {
     for (const char* answer : {"n\n", "\n", "x\n"}) {
         fresh_store();
@@ -82,7 +82,7 @@ TEST_CASE("anything but yes at the question does nothing, silently")
     }
 }
 
-TEST_CASE("only changed texts are written: the empty ones cleared, the others set")
+TEST_CASE("only changed texts are written; empty ones are cleared, the others set")
 {
     SettingsSession session = unchanged_session();
     session.primary_dns = {"", true};
@@ -92,11 +92,11 @@ TEST_CASE("only changed texts are written: the empty ones cleared, the others se
     CHECK(calls_of_save(session) ==
           Calls{"set_leaves " + network + "Name Server/2/Value=\"192.0.2.2\"/1 \"Console\"",
                 "clear_leaves " + network + "Name Server/1/Value \"\" statuses 1"});
-    CHECK(fake_store.statuses_given == 1); // one for each leaf that is set
+    CHECK(fake_store.statuses_given == 1); // one per leaf that was set
     CHECK_FALSE(any_changed(session));
 }
 
-TEST_CASE("with nothing to set, the clear alone is made, with an empty status list")
+TEST_CASE("with nothing to set, only the clear is called, with an empty status list")
 {
     SettingsSession session = unchanged_session();
     session.primary_dns = {"", true};
@@ -104,7 +104,7 @@ TEST_CASE("with nothing to set, the clear alone is made, with an empty status li
           Calls{"clear_leaves " + network + "Name Server/1/Value \"\" statuses 0"});
 }
 
-TEST_CASE("a port is written to its own leaves in a batch and to the general leaves before it")
+TEST_CASE("a port is written to its general leaves first, then to its own leaves in one batch")
 {
     SettingsSession session = unchanged_session();
     InterfaceSettings& port = session.interfaces[0];
@@ -128,7 +128,7 @@ TEST_CASE("a port is written to its own leaves in a batch and to the general lea
           });
 }
 
-TEST_CASE("emptied addresses and media type are cleared, without a write to the general leaves")
+TEST_CASE("emptied addresses and media types are cleared without a write to the general leaves")
 {
     SettingsSession session = unchanged_session();
     InterfaceSettings& port = session.interfaces[0];
@@ -139,7 +139,7 @@ TEST_CASE("emptied addresses and media type are cleared, without a write to the 
                 "Default Gateway/Value " + own + "Media Type/Current Type/Value \"\" statuses 0"});
 }
 
-TEST_CASE("every port is numbered, and all of them write port 1's general leaves")
+TEST_CASE("every port writes its own numbered leaves and the general leaves of port 1")
 {
     SettingsSession session = unchanged_session(2);
     session.primary_dns = {"192.0.2.9", true};
@@ -159,7 +159,7 @@ TEST_CASE("every port is numbered, and all of them write port 1's general leaves
           });
 }
 
-TEST_CASE("a failed general write is told and does not fail the save")
+TEST_CASE("a failed general write is reported and does not fail the save")
 {
     FakeStore& store = fresh_store();
     store.results["set_leaf"] = {-1, 3, 1, 9};
@@ -175,10 +175,10 @@ TEST_CASE("a failed general write is told and does not fail the save")
     CHECK_FALSE(any_changed(session));
 }
 
-TEST_CASE("the status of the general writes is not reset between a port's leaves")
+TEST_CASE("the status of the general writes is not reset for each leaf of a port")
 {
     FakeStore& store = fresh_store();
-    // The first write's status is refused; the library leaves the later ones as it finds them.
+    // The first leaf is rejected. For the later ones the library does not set the status.
     store.decide_status = [](const std::string& path, api_status_t& status) {
         if (path == general + "DHCP/Value")
             status = 4;
@@ -193,7 +193,7 @@ TEST_CASE("the status of the general writes is not reset between a port's leaves
                                 "set_leaf failed for " + general + "IPAddress/Value\n" +
                                 "Settings saved.\n");
     CHECK(store.calls[1].substr(store.calls[1].size() - 8) == "status 4");
-    CHECK(store.calls[2].substr(store.calls[2].size() - 8) == "status 1"); // the next port's own
+    CHECK(store.calls[2].substr(store.calls[2].size() - 8) == "status 1"); // reset for each port
 }
 
 TEST_CASE("the initialisation texts are written in order, the numbers as integers")
@@ -212,7 +212,7 @@ TEST_CASE("the initialisation texts are written in order, the numbers as integer
                 "system vmkeys -m >/dev/null 2>&1"});
 }
 
-TEST_CASE("each number alone triggers the primary configuration, when set and not when cleared")
+TEST_CASE("setting any of the numbers triggers the primary configuration, clearing it does not")
 {
     for (const auto number : {&SettingsSession::meter_form, &SettingsSession::class_amps,
                               &SettingsSession::nominal_frequency}) {
@@ -227,7 +227,7 @@ TEST_CASE("each number alone triggers the primary configuration, when set and no
     }
 }
 
-TEST_CASE("the enclosure alone updates the model number and triggers nothing else")
+TEST_CASE("a changed enclosure updates the model number and triggers nothing")
 {
     SettingsSession session = unchanged_session();
     session.enclosure = {"W", true};
@@ -240,7 +240,7 @@ TEST_CASE("the enclosure alone updates the model number and triggers nothing els
     CHECK(fake_store.calls.size() == 4);
 }
 
-TEST_CASE("an options list writes the batch with its triggers, pauses, and tells the logs")
+TEST_CASE("an options list writes the batch with its triggers, pauses, and triggers the logs")
 {
     begin_option_batch();
     add_option_leaf("/VMIC/Options/Web/Value", true);
@@ -257,7 +257,7 @@ TEST_CASE("an options list writes the batch with its triggers, pauses, and tells
                 "system vmkeys -m >/dev/null 2>&1"});
     CHECK_FALSE(are_options_pending());
 
-    // The two triggers stay in the batch until the next list is checked.
+    // Deliberate: these two triggers stay in the batch until the next list is checked.
     session.options_list = {"WEB", true};
     CHECK(calls_of_save(session)[1] == "set_leaves /VMF/UpdateService/SetMeasLog/1/Value=true/0 "
                                        "/VMF/UpdateService/SetMeasLog/2/Value=true/0 "
@@ -280,7 +280,8 @@ TEST_CASE("an emptied options list is cleared and writes no batch")
     CHECK_FALSE(are_options_pending());
 }
 
-TEST_CASE("a batch that fails as a whole stops the save, keeps the marks and the pending options")
+TEST_CASE(
+    "a batch that fails as a whole stops the save, and keeps the changed flags and pending options")
 {
     FakeStore& store = fresh_store();
     store.results["set_leaves"] = {7};
@@ -293,7 +294,7 @@ TEST_CASE("a batch that fails as a whole stops the save, keeps the marks and the
     CHECK(session.options_list.changed);
     CHECK(are_options_pending());
 
-    // Options stay pending even when the list is emptied before the retry.
+    // The options stay pending even when the list is emptied before the retry.
     session.options_list.text.clear();
     session.enclosure = {"W", true};
     store.calls.clear();
@@ -315,22 +316,22 @@ TEST_CASE("a status other than success fails the save after the options have bee
     CHECK(saved(session) == question + "Velmora II Options list set in CDS\n"
                                        "Velmora II ML Config sent\n"
                                        "Error saving settings!\n");
-    CHECK(store.calls.size() == 4); // neither the clear nor a command
+    CHECK(store.calls.size() == 4); // the clear and the commands were not called
     CHECK(session.options_list.changed);
     CHECK_FALSE(are_options_pending());
 }
 
-TEST_CASE("either option batch that fails is told in the same words and fails the save")
+TEST_CASE("a failure of either option batch has the same message and fails the save")
 {
-    const std::string told = "Error while setting Velmora II Options list in cds.\n";
+    const std::string message = "Error while setting Velmora II Options list in cds.\n";
     struct Case {
         std::vector<int> results;
         std::string screen;
     };
     for (const Case& failing : {
-             Case{{0, 1, 0}, told + "Velmora II ML Config sent\n"},
-             Case{{0, 0, -3}, "Velmora II Options list set in CDS\n" + told},
-             Case{{0, -1, -1}, told + told},
+             Case{{0, 1, 0}, message + "Velmora II ML Config sent\n"},
+             Case{{0, 0, -3}, "Velmora II Options list set in CDS\n" + message},
+             Case{{0, -1, -1}, message + message},
          }) {
         FakeStore& store = fresh_store();
         store.results["set_leaves"] = failing.results;
@@ -344,7 +345,7 @@ TEST_CASE("either option batch that fails is told in the same words and fails th
     }
 }
 
-TEST_CASE("a clear that fails keeps the marks and runs no command; the retry succeeds")
+TEST_CASE("a clear that fails keeps the changed flags and runs no command; the retry succeeds")
 {
     FakeStore& store = fresh_store();
     store.results["clear_leaves"] = {3};

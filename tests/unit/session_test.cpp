@@ -35,7 +35,7 @@ SettingsSession session_with_ports(std::size_t count)
 
 } // namespace
 
-TEST_CASE("a row whose member is of another kind than its type is rejected")
+TEST_CASE("a row whose member does not match its type is rejected")
 {
     using Row = SettingLeaf<InterfaceSettings>;
     const Row text = {"/a", LeafType::string, LeafUse::saved, &InterfaceSettings::media_type};
@@ -73,7 +73,7 @@ TEST_CASE("each text of the session counts as a change, the last six as initiali
     }
 }
 
-TEST_CASE("what can be edited of any port counts as a change")
+TEST_CASE("an edit of any port counts as a change")
 {
     for (const std::size_t port : {0U, 2U}) {
         for (const auto text : editable_port_texts) {
@@ -92,7 +92,7 @@ TEST_CASE("what can be edited of any port counts as a change")
     }
 }
 
-TEST_CASE("clearing the marks leaves the values")
+TEST_CASE("clearing the changed flags keeps the values")
 {
     SettingsSession session = session_with_ports(1);
     session.primary_dns = {"192.0.2.1", true};
@@ -102,7 +102,7 @@ TEST_CASE("clearing the marks leaves the values")
     CHECK(session.interfaces[0].dhcp.value);
 }
 
-TEST_CASE("what is only shown of a port is no change, and its marks are not cleared")
+TEST_CASE("values that are only shown do not count as changes, and their flags are not cleared")
 {
     SettingsSession session = session_with_ports(1);
     InterfaceSettings& port = session.interfaces[0];

@@ -10,7 +10,7 @@
 namespace
 {
 
-// Answers the prompt for an address that holds "1.1.1.1" and is not changed.
+// The outcome of answering the prompt for an unchanged address "1.1.1.1".
 struct AddressEntry {
     int result = 77;
     EditableText address = {"1.1.1.1", false};
@@ -39,7 +39,7 @@ TEST_CASE("an IPv4 answer is stored exactly as typed")
     }
 }
 
-TEST_CASE("an answer that is no IPv4 address leaves the target alone")
+TEST_CASE("an answer that is not an IPv4 address leaves the target unchanged")
 {
     for (const char* answer :
          {"256.1.1.1", "1.1.1.256", "1.2.3", "1.2.3.", "", " ", "abc", "1 .2.3.4", "1,2,3,4",
@@ -54,7 +54,7 @@ TEST_CASE("an answer that is no IPv4 address leaves the target alone")
     }
 }
 
-TEST_CASE("a tilde empties an address without marking it changed")
+TEST_CASE("a tilde empties an address without setting the changed flag")
 {
     for (const char* answer : {"~", "~~", "~1.2.3.4"}) {
         const AddressEntry entry = address_answered(answer);
@@ -64,7 +64,7 @@ TEST_CASE("a tilde empties an address without marking it changed")
     }
 }
 
-TEST_CASE("a tilde leaves the mark of an edited address set")
+TEST_CASE("a tilde keeps the changed flag of an edited address")
 {
     EditableText address = {"1.1.1.1", true};
     console_of("~\n", [&] { prompt_ipv4("Enter IP Address", address); });
@@ -72,14 +72,14 @@ TEST_CASE("a tilde leaves the mark of an edited address set")
     CHECK(address.changed);
 }
 
-TEST_CASE("an address that is entered as it was is marked changed")
+TEST_CASE("entering the same address again sets the changed flag")
 {
     EditableText address = {"10.0.0.1", false};
     console_of("10.0.0.1\n", [&] { prompt_ipv4("Enter IP Address", address); });
     CHECK(address.changed);
 }
 
-TEST_CASE("an address that was typed before a wait failed is not taken")
+TEST_CASE("an address typed before a failed wait is not stored")
 {
     EditableText address = {"1.1.1.1", false};
     int result = 77;
@@ -90,7 +90,7 @@ TEST_CASE("an address that was typed before a wait failed is not taken")
     CHECK_FALSE(address.changed);
 }
 
-TEST_CASE("a failed wait at an address is refused and leaves it alone")
+TEST_CASE("a failed wait is rejected and leaves the address unchanged")
 {
     EditableText address = {"1.1.1.1", false};
     int result = 77;
@@ -103,7 +103,7 @@ TEST_CASE("a failed wait at an address is refused and leaves it alone")
     CHECK_FALSE(address.changed);
 }
 
-TEST_CASE("entering an address tells when none was taken")
+TEST_CASE("entering an address reports an answer that was not taken")
 {
     EditableText address;
     bool taken = true;
@@ -128,7 +128,7 @@ TEST_CASE("assigning sets the changed flag and never clears it")
     CHECK(text.changed);
 }
 
-TEST_CASE("an address that is not entered in time is reported and left alone")
+TEST_CASE("a time-out at an address is reported and leaves it unchanged")
 {
     EditableText address = {"1.1.1.1", false};
     bool taken = true;

@@ -1,7 +1,7 @@
-"""The page in a browser: Chromium by chromedriver, Firefox by the protocol that it speaks itself.
+"""Drives the page in a browser: Chromium through chromedriver, Firefox through its own protocol.
 
-Both give the same few operations: `open` an address, run a `script` in the page, `send_keys` to an
-element. Keys are WebDriver's, so the page gets the events that a keyboard makes.
+Both classes have the same few methods: `open` opens an address, `script` runs a script in the page, and
+`send_keys` types into an element. The keys are WebDriver's, so the page gets the events of a keyboard.
 """
 
 import json
@@ -26,7 +26,7 @@ def address(fragment="", page=PAGE):
 
 
 class Chromium:
-    """Headless; its downloads go to `downloads`."""
+    """Headless Chromium. Its downloads go to `downloads`."""
 
     def __init__(self, width=1400, height=900):
         from selenium import webdriver
@@ -48,21 +48,21 @@ class Chromium:
         self.driver.set_script_timeout(STEP_LIMIT)
 
     def open(self, url):
-        self.driver.get("about:blank")  # an address that differs in its fragment alone is not loaded again
+        self.driver.get("about:blank")  # the browser does not load an address again if only its fragment differs
         self.driver.get(url)
 
     def script(self, text, *arguments):
         return self.driver.execute_script(text, *arguments)
 
     def async_script(self, text, *arguments):
-        """Of a script that calls its last argument with the result."""
+        """Runs a script that calls its last argument with the result. Returns the result."""
         return self.driver.execute_async_script(text, *arguments)
 
     def send_keys(self, keys, selector=TERMINAL):
         self.driver.find_element("css selector", selector).send_keys(keys)
 
     def press(self, keys):
-        """To whatever has the focus."""
+        """Types into the element that has the focus."""
         self.driver.switch_to.active_element.send_keys(keys)
 
     def click(self, selector):
@@ -78,8 +78,8 @@ class Chromium:
     def set_colours(self, scheme):
         self.devtools("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": scheme}])
 
-    def complaints(self):
-        """What the page has written to the browser's console since the last call."""
+    def console_messages(self):
+        """Returns the messages in the browser's console since the last call."""
         return [entry["message"] for entry in self.driver.get_log("browser")]
 
     def close(self):
@@ -88,7 +88,8 @@ class Chromium:
 
 
 class Firefox:
-    """Headless, driven over Marionette: "LENGTH:[0, number, command, parameters]" and back."""
+    """Headless Firefox. The protocol is Marionette: "LENGTH:[0, number, command, parameters]" in both
+    directions."""
 
     def __init__(self):
         BUILD.mkdir(parents=True, exist_ok=True)
@@ -128,7 +129,7 @@ class Firefox:
     def receive(self):
         part = self.socket.recv(65536)
         if not part:
-            raise EOFError("Firefox has ended the connection")
+            raise EOFError("Firefox has closed the connection")
         self.received += part
 
     def call(self, command, parameters):
@@ -170,7 +171,7 @@ class Firefox:
 
 
 def output_of(browser):
-    """All that the program has written."""
+    """Returns everything that the program has written."""
     text = browser.script("""
         let text = "";
         for (const byte of meter.output())
@@ -180,7 +181,7 @@ def output_of(browser):
 
 
 def wait_for_output(browser, wanted, seconds=STEP_LIMIT):
-    """Until the output holds `wanted`, or the time is over; returns the output."""
+    """Waits until the output contains `wanted` or the time is over. Returns the output."""
     until = time.monotonic() + seconds
     output = output_of(browser)
     while wanted not in output and time.monotonic() < until:
@@ -190,14 +191,14 @@ def wait_for_output(browser, wanted, seconds=STEP_LIMIT):
 
 
 def screen_rows(browser):
-    """The rows of the terminal as a screen reader gets them, without blanks at their ends."""
+    """Returns the rows of the terminal as a screen reader gets them, without leading and trailing spaces."""
     rows = browser.script("""
         return [...document.querySelectorAll(".xterm-accessibility-tree > div")].map(row => row.textContent);""")
     return [row.replace("\xa0", " ").rstrip() for row in rows]
 
 
 def wait_for_rows(browser, wanted):
-    """Until the terminal shows exactly these rows, blank ones left out."""
+    """Waits until the terminal shows exactly these rows, apart from empty ones."""
     def shown():
         return [row for row in screen_rows(browser) if row]
     wait_until(lambda: shown() == wanted, shown)

@@ -1,4 +1,4 @@
-"""Browsers for the tests of the page, one of each for all the tests of a process."""
+"""Browsers for the tests of the page. Each test process starts one of each."""
 
 import http.server
 import sys
@@ -13,7 +13,7 @@ import browsers  # noqa: E402
 
 
 def pytest_collection_modifyitems(items):
-    """Whatever is in this folder needs the page, and is left out where the page is not tested."""
+    """Marks all tests in this directory, which need the page, so that other runs skip them."""
     here = Path(__file__).parent
     for item in items:
         if here in item.path.parents:
@@ -29,9 +29,9 @@ def chromium_process():
 
 @pytest.fixture
 def chromium(chromium_process):
-    """Chromium with the page just opened."""
+    """Chromium with the page newly opened."""
     chromium_process.open(browsers.address())
-    chromium_process.complaints()
+    chromium_process.console_messages()
     return chromium_process
 
 
@@ -44,13 +44,13 @@ def firefox():
 
 @pytest.fixture
 def asked_of_the_server():
-    """The paths that the web server was asked for."""
+    """The paths that were requested from the web server."""
     return []
 
 
 @pytest.fixture
 def web_server(asked_of_the_server):
-    """The address of a server that has the page under every path."""
+    """The address of a server that serves the page under every path."""
 
     class Handler(http.server.BaseHTTPRequestHandler):
         def do_GET(self):

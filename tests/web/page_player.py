@@ -1,4 +1,4 @@
-"""Plays dialogue tests in the page, by key events."""
+"""Plays dialogue tests in the page with key events."""
 
 import difflib
 import json
@@ -12,19 +12,19 @@ from harness.meter import FACTORY, toml_text, toml_value
 from harness.program import STEP_LIMIT
 from harness.terminal import Mismatch
 
-SPEED = 10  # of the waits that a dialogue has
+SPEED = 10  # the speed of the waits in a dialogue
 ERASING = (8, 127)
 
-# The keys that give a byte which is no printable character. Ctrl with a letter gives the letter's.
+# The keys for bytes that are not printable characters. Ctrl with a letter gives the letter's control code.
 KEYS = {13: ENTER, 27: ESCAPE, **{byte: BACKSPACE for byte in ERASING},
         **{byte: CONTROL + chr(byte + 0x60) + RELEASED for byte in range(1, 27) if byte not in (8, 13)}}
 
 
 def why_not_in_a_page(case):
-    """Why a page cannot play this dialogue, or ""."""
+    """Returns the reason why a page cannot play this dialogue, or ""."""
     for key in ("terminal", "factory file"):
         if key in case.header:
-            return f"the page has no other {key}"
+            return f"the page does not support {key}"
     if not (case.ending or "").startswith("exit"):
         return "it does not end by itself"
     typed = {value for kind, value in dialogue.parse_console(case.console) if kind == "key"}
@@ -44,7 +44,7 @@ def start_of(case):
 
 
 def with_change(leaves, text):
-    """The leaves after a mark "store: ..." of a dialogue."""
+    """Returns the leaves after a mark "store: ..." of a dialogue."""
     if text.startswith("remove "):
         return {path: value for path, value in leaves.items() if path != json.loads(text[7:])}
     return leaves | tomllib.loads(text)
@@ -68,7 +68,7 @@ class Player:
         self.browser = browser
         self.case = case
         self.expected = b""
-        self.keys = ""  # not sent yet
+        self.keys = ""  # keys that are not sent yet
         self.last_key = time.monotonic()
 
     def start(self):
@@ -109,7 +109,7 @@ class Player:
         self.check()
 
     def type(self, byte, after):
-        """Keys are sent together as long as each is answered by nothing but its echo."""
+        """Collects keys. They are sent together as long as the only answer to each is its echo."""
         if not self.keys:
             self.check()
         self.keys += KEYS.get(byte) or chr(byte)
@@ -123,7 +123,7 @@ class Player:
         self.keys = ""
 
     def check(self):
-        """All output up to here is there, and no more."""
+        """Checks that the output up to here is complete, and that there is no more."""
         self.send()
         until = time.monotonic() + STEP_LIMIT
         output = output_of(self.browser)
@@ -146,20 +146,21 @@ class Player:
         shown = len(output_of(self.browser))
         while len(output_of(self.browser)) == shown:
             if time.monotonic() > self.last_key + (seconds + 3) / SPEED + 1:
-                raise Mismatch(f"the program does not go on after {seconds} s")
+                raise Mismatch(f"the program does not continue after {seconds} s")
             time.sleep(0.02)
         waited = (time.monotonic() - self.last_key) * SPEED
         if waited < seconds - 0.5:
-            raise Mismatch(f"the program goes on after {waited:.1f} s, not {seconds} s")
+            raise Mismatch(f"the program continued after {waited:.1f} s, not {seconds} s")
         self.last_key = time.monotonic()
 
     def replace(self, mark):
-        """Another program's write: on the store as it is now, which the dialogue may have changed."""
+        """Writes to the store as another program does. It starts from the current store, which the dialogue
+        may have changed."""
         present = tomllib.loads(self.browser.script("return meter.store();"))
         self.browser.script("meter.replaceStore(arguments[0]);", toml_text(with_change(present, mark)))
 
     def report(self):
-        """What differs after the console has been played."""
+        """Returns the differences after the whole console was played."""
         browser, case = self.browser, self.case
         exited = browser.script("return meter.exited();")
         errors = bytes(browser.script("return Array.from(meter.errors());")).decode("latin-1")
@@ -175,7 +176,7 @@ class Player:
 
 
 def play(browser, case):
-    """Returns None, or what differs."""
+    """Returns None, or the differences."""
     player = Player(browser, case)
     try:
         player.start()

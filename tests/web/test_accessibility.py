@@ -1,4 +1,4 @@
-"""For everybody: keyboard alone, screen reader, light and dark, any width, 200 % zoom."""
+"""Accessibility: keyboard only, screen reader, light and dark colours, any width, 200 % zoom."""
 
 import json
 
@@ -14,7 +14,7 @@ ARROW_RIGHT = "\ue014"
 
 @pytest.fixture
 def page(chromium):
-    """Set back to the usual size and colours afterwards."""
+    """The page, which gets its default size and colours back afterwards."""
     yield chromium
     chromium.devtools("Emulation.clearDeviceMetricsOverride")
     chromium.set_colours("light")
@@ -44,7 +44,7 @@ def test_axe_finds_nothing(page, scheme, width):
         assert violations(page) == [], tab
 
 
-def test_axe_would_find_something(page):
+def test_axe_detects_a_violation(page):
     page.script("""
         document.getElementById("state").style.color = "#888";
         document.getElementById("leaf-search").parentNode.firstChild.remove();""")
@@ -59,7 +59,7 @@ def focused(browser):
 
 
 def tab_through(browser, most=200, key=TAB):
-    """What gets the focus, one after the other, until it comes round again."""
+    """Presses the key until the focus is back at the start. Returns the elements that had the focus."""
     seen = []
     for _ in range(most):
         browser.press(key)
@@ -85,7 +85,7 @@ def test_tab_leaves_the_console_and_reaches_every_control(page):
     assert focused(page) == "empty-meter"
 
 
-def test_tabs_are_changed_with_arrow_keys(page):
+def test_arrow_keys_change_the_tab(page):
     page.script("document.getElementById('leaves-tab').focus();")
     for name in (*TABS[1:], TABS[0]):
         page.press(ARROW_RIGHT)
@@ -94,7 +94,7 @@ def test_tabs_are_changed_with_arrow_keys(page):
         assert shown == [f"{name}-panel"]
 
 
-def test_a_leaf_is_changed_and_an_exercise_begun_with_the_keyboard_alone(page):
+def test_a_leaf_can_be_changed_and_an_exercise_begun_with_the_keyboard_only(page):
     page.send_keys("serial number", "#leaf-search")
     page.script("document.getElementById('leaf-search').focus();")
     while not focused(page).startswith("Serial number: 091512345"):
@@ -112,7 +112,7 @@ def test_a_leaf_is_changed_and_an_exercise_begun_with_the_keyboard_alone(page):
     assert focused(page) == "Console of the meter. Tab leaves it."
 
 
-def test_a_screen_reader_gets_the_screen_and_what_is_new(page):
+def test_a_screen_reader_gets_the_screen_and_new_output(page):
     page.send_keys(f"1{ENTER}")
     browsers.wait_until(lambda: any("Dynamic Addressing (DHCP)" in row for row in browsers.screen_rows(page)),
                         lambda: browsers.screen_rows(page))
@@ -153,8 +153,8 @@ def test_nothing_is_cut_off_at_any_width(page, width):
         assert wide == [False, []], tab
 
 
-@pytest.mark.parametrize("width", [640, 700])  # what 200 % leaves of 1280 and 1400
-def test_at_twice_the_size_all_can_be_read(page, width):
+@pytest.mark.parametrize("width", [640, 700])  # 1280 and 1400 pixels at 200 % zoom
+def test_at_twice_the_size_everything_is_readable(page, width):
     page.set_size(width, 450, scale=2)
     page.script("dispatchEvent(new Event('resize'));")
     assert page.script("return document.documentElement.scrollWidth <= innerWidth;")
@@ -163,11 +163,11 @@ def test_at_twice_the_size_all_can_be_read(page, width):
         const frame = document.getElementById("terminal-frame");
         return [frame.scrollWidth - frame.clientWidth, getComputedStyle(document.querySelector(".xterm-rows")).fontSize];""")
     assert float(box[1].removesuffix("px")) >= 11
-    assert box[0] <= 0  # the whole of a line is seen
+    assert box[0] <= 0  # the whole line is visible
 
 
-def test_the_terminal_can_be_read_on_a_telephone(page):
-    """Eighty columns do not fit there: the frame scrolls, and the letters stay large enough."""
+def test_the_terminal_is_readable_on_a_telephone(page):
+    """Eighty columns do not fit. The frame scrolls, and the letters stay large enough."""
     page.set_size(360, 740)
     page.script("dispatchEvent(new Event('resize'));")
     sizes = page.script("""

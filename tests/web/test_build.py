@@ -1,4 +1,4 @@
-"""What the page is made of, how large it is, and that the same sources make the same bytes."""
+"""The sources of the page, its size, and reproducible builds."""
 
 import filecmp
 import gzip
@@ -14,14 +14,15 @@ from harness.program import REPOSITORY
 WEB = REPOSITORY / "build" / "web"
 HOST = REPOSITORY / "build" / "host"
 FOLDERS = ("app", "console", "settings", "store", "network", "meterinit", "simulator")
-# Beyond the program's sources and those of web/: what a page does with a store's text.
+# The page has these sources in addition to the program's and those in web/. They read and write the text of a
+# store.
 STORE_TOOLS = {f"simulator/cdsctl/{name}.cpp" for name in ("changes", "json_text", "value_words")}
 
 KILOBYTE = 1000
 
 
 def sources_of_the_program(build):
-    """All C++ sources that meter-settings is made of, as the build system has it."""
+    """Returns all C++ sources of meter-settings, as the build system lists them."""
     shown = subprocess.run(["ninja", "-C", build, "-t", "inputs", "meter-settings"],
                            capture_output=True, text=True, check=True).stdout
     paths = {os.path.normpath(os.path.join(build, line)) for line in shown.splitlines() if line.endswith(".cpp")}
@@ -33,7 +34,7 @@ def compiled(build):
     return {os.path.relpath(entry["file"], REPOSITORY): entry["command"] for entry in commands}
 
 
-def test_the_program_is_made_of_the_same_sources():
+def test_the_program_has_the_same_sources():
     on_the_host, in_the_page = sources_of_the_program(HOST), sources_of_the_program(WEB)
     assert {path.split("/")[0] for path in on_the_host} == set(FOLDERS)
     added = in_the_page - on_the_host
@@ -41,13 +42,13 @@ def test_the_program_is_made_of_the_same_sources():
     assert {path for path in added if not path.startswith("web/")} == STORE_TOOLS
 
 
-def test_no_source_knows_of_the_page():
+def test_no_source_of_the_program_mentions_the_page():
     files = [path for folder in FOLDERS for path in (REPOSITORY / folder).rglob("*") if path.suffix in (".h", ".cpp")]
     assert len(files) > 50
     assert [path for path in files if re.search(r"EMSCRIPTEN|__wasm|ASYNCIFY", path.read_text(encoding="utf-8"))] == []
 
 
-def test_the_sources_are_compiled_with_no_other_definitions():
+def test_the_sources_are_compiled_with_the_same_definitions():
     allowed = {"main=program_main", "TOML_INT_CHARCONV=1", "NDEBUG", "_FILE_OFFSET_BITS=64"}
     sources = sources_of_the_program(HOST)
     commands = {path: command for path, command in compiled(WEB).items() if path in sources}
@@ -65,7 +66,7 @@ def test_the_page_is_small():
     assert (WEB / "meter-settings.wasm").stat().st_size <= 460 * KILOBYTE
 
 
-def test_the_page_names_no_other_file():
+def test_the_page_refers_to_no_other_file():
     page = PAGE.read_text(encoding="utf-8")
     markup = re.sub(r"<(script|style)>.*?</\1>", "", page, flags=re.S)
     assert re.findall(r"""\b(?:src|href|action|data)\s*=\s*["']([^"']*)""", markup) == ["data:,"]
@@ -81,7 +82,7 @@ def test_the_licences_are_in_the_page():
 
 @pytest.mark.builds
 def test_two_builds_are_the_same_byte_for_byte(tmp_path):
-    """In another folder, at another time."""
+    """The second build is in another directory at another time."""
     other = tmp_path / "other"
     quiet = {"check": True, "stdout": subprocess.DEVNULL}
     subprocess.run(["cmake", "--preset", "web", "-B", other], cwd=REPOSITORY, **quiet)

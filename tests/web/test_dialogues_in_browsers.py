@@ -1,4 +1,4 @@
-"""Dialogue tests in the page: by key events in browsers, from a file on the disk."""
+"""Plays dialogue tests in the page, which is opened from a file, with key events in browsers."""
 
 from pathlib import Path
 
@@ -17,7 +17,7 @@ IN_FIREFOX = ["start/leave-at-once", "start/no-connection", "main/dns-servers-sa
               "save/immediate-dhcp-write-fails", "save/commissioning"]
 
 
-def test_enough_dialogues_are_played_from_every_folder():
+def test_enough_dialogues_are_played_from_every_directory():
     assert len(PLAYABLE) >= 60
     assert {name.split("/")[0] for name in PLAYABLE} == {path.name for path in FOLDER.iterdir()}
 
@@ -38,7 +38,7 @@ def test_in_firefox(firefox, name):
     assert report is None, report
 
 
-def test_a_page_that_differs_is_noticed(chromium):
+def test_a_page_that_differs_is_detected(chromium):
     case = dialogue.Dialogue(FOLDER / "main/dns-servers-saved.dialogue")
     case.console = case.console.replace("Settings saved.", "Settings  saved.")
     assert "-Settings  saved." in page_player.play(chromium, case)

@@ -1,4 +1,4 @@
-"""The exercises in the page: each is solved by its solution, and not before."""
+"""The exercises in the page: the solution of each solves it, and nothing less does."""
 
 import tomllib
 
@@ -20,7 +20,7 @@ def verdict(browser):
     return browser.script("return document.querySelector('.verdict')?.innerText ?? null;")
 
 
-def test_the_page_has_all_of_them(chromium):
+def test_the_page_has_all_exercises(chromium):
     titles = chromium.script("return [...document.querySelectorAll('#exercise-list h3')].map(h => h.textContent);")
     assert titles == [tomllib.loads(path.read_text(encoding="utf-8"))["title"] for path in EXERCISES]
 
@@ -45,14 +45,14 @@ def test_an_exercise_is_solved_by_its_solution_and_not_before(chromium, path):
     assert verdict(chromium) == "Solved. The meter is as the task asks."
 
 
-def test_a_wrong_value_is_named(chromium):
+def test_a_wrong_value_is_reported(chromium):
     begin(chromium, "06-serial-number")
     chromium.send_keys(f"5{ENTER}1{ENTER}261900124{ENTER}0{ENTER}6{ENTER}y{ENTER}")
     assert verdict(chromium) == ("Not solved yet: 0 of 1 leaves are as they should be. These have another value than "
                                  "the task asks for: /VMIC/SerialNumber/Value.")
 
 
-def test_an_exercise_goes_on_when_the_program_is_started_again(chromium):
+def test_an_exercise_continues_when_the_program_is_started_again(chromium):
     begin(chromium, "06-serial-number")
     chromium.send_keys(f"0{ENTER}{ENTER}")
     chromium.click("#start-again")
@@ -60,7 +60,7 @@ def test_an_exercise_goes_on_when_the_program_is_started_again(chromium):
     assert verdict(chromium).startswith("Solved.")
 
 
-def test_another_meter_gives_the_exercise_up(chromium):
+def test_changing_the_meter_ends_the_exercise(chromium):
     begin(chromium, "02-dhcp-on")
     assert verdict(chromium)
     chromium.click("#factory-meter")

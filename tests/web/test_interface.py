@@ -1,4 +1,4 @@
-"""What other pages and tests rely on: the address and window.meter."""
+"""The interface for other pages and tests: the address and window.meter."""
 
 import json
 
@@ -25,7 +25,7 @@ def test_meter_is_there_when_the_page_has_loaded(chromium):
     assert members == ["calls", "errors", "exited", "output", "replaceStore", "start", "store", "waiting"]
     assert chromium.script("return meter.output() instanceof Uint8Array && meter.errors() instanceof Uint8Array;")
     assert chromium.script("return [meter.waiting(), meter.exited()];") == [True, None]
-    assert chromium.complaints() == []
+    assert chromium.console_messages() == []
 
 
 @pytest.mark.parametrize("fragment, has_init_line, store_is_empty", [
@@ -66,7 +66,7 @@ def test_start_takes_arguments_store_faults_and_speed(chromium):
     assert calls[0] == {"call": "pcd_init", "connected": True} and calls[1]["result"] == -1
 
 
-def test_start_without_anything_is_the_start_of_the_address(chromium):
+def test_start_without_arguments_uses_the_address(chromium):
     chromium.open(browsers.address("arguments=&store=empty"))
     start(chromium, store=FACTORY.read_text())
     start(chromium)
@@ -87,15 +87,15 @@ def test_an_unreadable_store_ends_the_program(chromium):
     assert errors.startswith(b"/meter/store.toml:1: leaf") and errors.endswith(b"Error: can't connect to CDS\n")
 
 
-def test_bytes_beyond_ascii_arrive_as_they_are(chromium):
-    """The oddest byte that the program writes, before the path of a failed write."""
+def test_bytes_beyond_ascii_are_not_changed(chromium):
+    """The program writes a stray byte before the path of a failed write."""
     fault = '[[fault]]\ncall = "set_leaf"\npath = "/VMC/Comms/EthPort/1/General/DHCP/Value"\nstatus = 5\n'
     start(chromium, faults=fault)
     chromium.send_keys(f"1{ENTER}1{ENTER}y{ENTER}0{ENTER}6{ENTER}y{ENTER}")
     assert b"set_leaf failed for \x93/VMC" in output_of(chromium)
 
 
-def test_replace_store_is_seen_on_the_next_screen(chromium):
+def test_the_next_screen_shows_a_replaced_store(chromium):
     chromium.script('meter.replaceStore(\'"/Software/System Settings/Network/Name Server/1/Value" = "203.0.113.9"\\n\');')
     assert b"203.0.113.9" not in output_of(chromium)
     chromium.send_keys(ENTER)
@@ -106,7 +106,7 @@ def test_replace_store_is_seen_on_the_next_screen(chromium):
     ('"/a" = 1\n"/b" = 1.5\n', 'store.toml:2: leaf "/b" is not a string, a boolean or an integer of 32 bits'),
     ("what\n", "store.toml:"),
 ])
-def test_a_text_that_is_no_store_is_rejected(chromium, text, reason):
+def test_a_text_that_is_not_a_store_is_rejected(chromium, text, reason):
     before = chromium.script("return meter.store();")
     error = chromium.script("""
         try {
@@ -123,14 +123,14 @@ def test_backspace_sends_8_and_127_after_a_switch(chromium):
     chromium.send_keys(f"12{BACKSPACE}")
     assert output_of(chromium).endswith(b"12\x08 \x08")
     chromium.script("document.getElementById('backspace').focus();")
-    chromium.press("1")  # chooses the item that begins so
+    chromium.press("1")  # selects the item that starts with this digit
     chromium.send_keys(BACKSPACE)
     assert output_of(chromium).endswith(b"\x7f \x7f")
     chromium.send_keys(f"{CONTROL}h{RELEASED}")
     assert output_of(chromium).endswith(b"\x08 \x08")
 
 
-def test_a_paste_arrives_as_keys(chromium):
+def test_pasted_text_is_typed(chromium):
     chromium.send_keys(f"2{ENTER}")
     chromium.script("""
         const data = new DataTransfer();
@@ -158,12 +158,12 @@ def test_the_terminal_shows_what_the_program_wrote(chromium):
     browsers.wait_for_rows(chromium, [line for line in lines if line])
 
 
-def test_a_thousand_leaves_more_are_no_trouble(chromium):
+def test_a_store_with_a_thousand_more_leaves_works(chromium):
     text = FACTORY.read_text() + "".join(f'"/More/{i}/Value" = {i}\n' for i in range(1000))
     start(chromium, store=text)
     chromium.send_keys(f"2{ENTER}198.51.100.7{ENTER}6{ENTER}y{ENTER}")
     assert chromium.script("return meter.store();").count("/More/") == 1000
-    assert chromium.complaints() == []
+    assert chromium.console_messages() == []
 
 
 def test_the_page_works_from_a_web_server_under_any_name(chromium, web_server):

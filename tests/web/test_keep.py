@@ -1,4 +1,4 @@
-"""A session that is kept: as a transcript that becomes a test, as text and as a page."""
+"""Keeping a session: as a transcript that becomes a test, as text, and as a page."""
 
 import shutil
 import subprocess
@@ -47,7 +47,7 @@ def kept_transcript(browser):
 
 @pytest.fixture
 def dialogue_file(request):
-    """Below the folder of the dialogues, where tests/record looks for them."""
+    """A path in the directory of the dialogues, where tests/record searches."""
     folder = Path(dialogue.__file__).parents[1] / "dialogues" / f"kept-{request.node.name[-20:].strip(']').strip('-')}"
     folder.mkdir()
     yield folder / "session.dialogue"
@@ -55,7 +55,7 @@ def dialogue_file(request):
 
 
 def plays_and_updates(path, text):
-    """The transcript is played by the host's program, and `tests/record --update` finds nothing to change."""
+    """Checks that the host's program plays the transcript, and that `tests/record --update` changes nothing."""
     path.write_text(text, encoding="utf-8")
     kept = dialogue.Dialogue(path)
     environment = {"BUILD_DIR": str(BUILD), "PATH": "/usr/bin:/bin"}
@@ -100,13 +100,13 @@ def test_time_outs_and_changes_from_outside_are_kept(chromium, dialogue_file):
     plays_and_updates(dialogue_file, text)
 
 
-def test_keeping_a_session_does_nothing_to_it(chromium):
+def test_keeping_a_session_does_not_change_it(chromium):
     chromium.send_keys(f"2{ENTER}198.51.100.7{ENTER}3{ENTER}19")
     kept_transcript(chromium)
     assert browsers.output_of(chromium).endswith(b"Enter Secondary DNS Server: 19")
 
 
-def test_text_and_page_can_be_read(chromium):
+def test_the_kept_text_and_page_show_the_session(chromium):
     chromium.send_keys(f"2{ENTER}198.51.100.7{ENTER}6{ENTER}y{ENTER}0{ENTER}")
     text = download(chromium, "session.txt", "#keep-text")
     assert "Enter Primary DNS Server: ‹198.51.100.7⏎›\n" in text
@@ -117,7 +117,7 @@ def test_text_and_page_can_be_read(chromium):
     assert "<script" not in page and "src=" not in page
 
 
-def test_what_was_typed_is_no_markup_in_the_page(chromium):
+def test_typed_text_is_escaped_in_the_kept_page(chromium):
     chromium.send_keys(f"2{ENTER}<b>&{ENTER}0{ENTER}")
     page = download(chromium, "session.html", "#keep-page")
     assert "<kbd>&lt;b&gt;&amp;⏎</kbd>" in page

@@ -1,4 +1,4 @@
-"""The page asks nothing of any network and keeps nothing."""
+"""The page makes no network requests and stores nothing."""
 
 import json
 
@@ -7,7 +7,7 @@ from browsers import ENTER
 
 
 def requests_of(browser):
-    """The addresses that were asked for since the last call."""
+    """Returns the addresses that were requested since the last call."""
     entries = [json.loads(entry["message"])["message"] for entry in browser.driver.get_log("performance")]
     return [entry["params"]["request"]["url"] for entry in entries if entry["method"] == "Network.requestWillBeSent"]
 
@@ -22,7 +22,7 @@ def use_everything(browser):
     browser.click("#empty-meter")
 
 
-def test_from_a_file_nothing_is_asked_for_but_the_page(chromium):
+def test_from_a_file_only_the_page_is_requested(chromium):
     requests_of(chromium)
     chromium.open(browsers.address())
     use_everything(chromium)
@@ -30,13 +30,13 @@ def test_from_a_file_nothing_is_asked_for_but_the_page(chromium):
     assert asked == [browsers.address()]
 
 
-def test_a_web_server_is_asked_for_the_page_alone(chromium, web_server, asked_of_the_server):
+def test_from_a_web_server_only_the_page_is_requested(chromium, web_server, asked_of_the_server):
     chromium.open(f"{web_server}/meter.html")
     use_everything(chromium)
     assert asked_of_the_server == ["/meter.html"]
 
 
-def test_a_request_would_be_noticed_and_is_forbidden(chromium, web_server, asked_of_the_server):
+def test_a_request_is_detected_and_forbidden(chromium, web_server, asked_of_the_server):
     chromium.open(f"{web_server}/meter.html")
     outcome = chromium.async_script("""
         fetch("/elsewhere").then(() => arguments[0]("answered"), () => arguments[0]("forbidden"));""")
@@ -44,7 +44,7 @@ def test_a_request_would_be_noticed_and_is_forbidden(chromium, web_server, asked
     assert asked_of_the_server == ["/meter.html"]
 
 
-def test_nothing_is_kept(chromium, web_server):
+def test_nothing_is_stored(chromium, web_server):
     chromium.open(f"{web_server}/meter.html")
     use_everything(chromium)
     kept = chromium.async_script("""

@@ -1,15 +1,15 @@
-"""The pictures in the guides show the page as it is. tests/web/make-pictures makes them again."""
+"""The pictures in the guides agree with the page. tests/web/make-pictures creates them."""
 
 import pictures
 import pytest
 
 
-def test_there_are_no_others():
+def test_there_are_no_other_pictures():
     assert {path.stem for path in pictures.FOLDER.glob("page-*.png")} == pictures.SCENES.keys()
 
 
 @pytest.mark.parametrize("name", pictures.SCENES)
-def test_a_picture_shows_the_page_as_it_is(chromium, name):
+def test_a_picture_agrees_with_the_page(chromium, name):
     kept = (pictures.FOLDER / f"{name}.png").read_bytes()
     made, text = pictures.play(chromium, name)
     assert pictures.text_in(kept) == text

@@ -1,10 +1,10 @@
-"""Waits: as long as they are to be, as fast as the speed says, also in a tab that nobody sees."""
+"""The length of waits at each speed, even in a hidden tab."""
 
 import browsers
 import pytest
 
-# Restarts the program at a speed, or changes the speed of the running one, or neither; then counts the
-# milliseconds until the program writes again, by the page's own clock.
+# Restarts the program at a speed, or changes the speed of the running one, or does neither. Then measures the
+# milliseconds until the program writes again, with the page's own clock.
 UNTIL_OUTPUT = """
     const [restartSpeed, newSpeed, done] = arguments;
     if (restartSpeed)
@@ -41,18 +41,18 @@ def test_a_real_wait_times_out_after_thirty_seconds(chromium):
 
 
 @pytest.mark.parametrize("speed, least, most", [(10, 3_000, 3_100), (100, 300, 400)])
-def test_at_a_higher_speed_it_takes_that_much_less(chromium, speed, least, most):
+def test_a_wait_is_shorter_at_a_higher_speed(chromium, speed, least, most):
     assert least <= until_output(chromium, restart=speed) <= most
 
 
-def test_a_change_of_speed_counts_for_the_running_wait(chromium):
-    """Three seconds of thirty at speed 1, then the rest at speed 100."""
+def test_a_change_of_speed_applies_to_the_running_wait(chromium):
+    """The first three of thirty seconds run at speed 1, the rest at speed 100."""
     restart(chromium, 1)
     pause(chromium, 3_000)
     assert 220 <= until_output(chromium, speed=100) <= 400
 
 
-def test_a_slower_speed_makes_the_rest_longer(chromium):
+def test_a_lower_speed_makes_the_rest_of_a_wait_longer(chromium):
     restart(chromium, 10)
     pause(chromium, 1_000)
     assert 3_700 <= until_output(chromium, speed=5) <= 4_200  # about twenty seconds at speed 5
@@ -65,7 +65,7 @@ def test_each_key_restarts_the_wait(chromium):
     assert 2_800 <= until_output(chromium) <= 3_100
 
 
-def test_the_pause_of_a_save_runs_at_the_speed_too(chromium):
+def test_the_speed_applies_to_the_pause_of_a_save(chromium):
     restart(chromium, 10)
     enter = browsers.ENTER
     chromium.send_keys(f"5{enter}2{enter}WEB{enter}0{enter}6{enter}")
@@ -75,8 +75,8 @@ def test_the_pause_of_a_save_runs_at_the_speed_too(chromium):
     assert b"Settings saved." in browsers.output_of(chromium)
 
 
-def test_timers_of_a_hidden_tab_are_not_held_back(chromium):
-    """A page's own timers would ring once a second there, so at most ten times."""
+def test_timers_run_on_time_in_a_hidden_tab(chromium):
+    """A page's own timers run only once a second in a hidden tab, so at most ten times."""
     driver = chromium.driver
     page = driver.current_window_handle
     chromium.script("document.addEventListener('visibilitychange', () => { window.seen = document.visibilityState; });")
@@ -87,5 +87,5 @@ def test_timers_of_a_hidden_tab_are_not_held_back(chromium):
     finally:
         driver.close()
         driver.switch_to.window(page)
-    assert chromium.script("return window.seen;") == "visible"  # so it was hidden before
+    assert chromium.script("return window.seen;") == "visible"  # the tab was hidden until now
     assert browsers.output_of(chromium).count(b"Select an option") >= 25

@@ -1,4 +1,4 @@
-"""What is seen beside the console: leaves, calls, the next save; and the controls."""
+"""The views next to the console: leaves, calls, the next save, and the controls."""
 
 import json
 import time
@@ -27,7 +27,7 @@ def open_tab(browser, name):
 
 
 def edit(browser, path, word):
-    """By clicks and keys, as a person edits a leaf."""
+    """Edits a leaf with clicks and keys, as a person does."""
     row = f'#leaves tr[data-path="{path}"]'
     browser.click(f"{row} button.value")
     field = browser.driver.find_element("css selector", f"{row} .edit input")
@@ -41,7 +41,7 @@ def store_of(browser):
 
 # -- leaves --
 
-def test_all_leaves_are_shown_and_can_be_searched(chromium):
+def test_all_leaves_are_shown_and_searchable(chromium):
     paths = "return [...document.querySelectorAll('#leaves tr')].map(row => row.dataset.path);"
     assert sorted(chromium.script(paths)) == sorted(tomllib.loads(FACTORY.read_text()))
     chromium.send_keys("dns primary", "#leaf-search")
@@ -61,7 +61,7 @@ def test_an_edit_is_on_the_next_screen_fifty_times_out_of_fifty(chromium):
     assert seen == 50
 
 
-def test_an_edit_keeps_the_type_and_says_what_does_not_fit(chromium):
+def test_an_edit_keeps_the_type_and_rejects_other_values(chromium):
     edit(chromium, "/VMC/PrimCfg/Form/Value", "two")
     assert "not" in text_of(chromium, "#leaves .edit .error")
     assert store_of(chromium)["/VMC/PrimCfg/Form/Value"] == 3
@@ -76,7 +76,7 @@ def test_an_edit_keeps_the_type_and_says_what_does_not_fit(chromium):
     assert store_of(chromium)["/VMIC/Options/DLMS/Value"] is True
 
 
-def test_a_leaf_can_be_removed_and_escape_leaves_it(chromium):
+def test_a_leaf_can_be_removed_and_escape_cancels_the_edit(chromium):
     row = f'#leaves tr[data-path="{SERIAL}"]'
     chromium.click(f"{row} button.value")
     chromium.send_keys("9" + browsers.ESCAPE, f"{row} .edit input")
@@ -87,7 +87,7 @@ def test_a_leaf_can_be_removed_and_escape_leaves_it(chromium):
     assert "(no leaf)" in text_of(chromium, row) and "was 091512345" in text_of(chromium, row)
 
 
-def test_changes_are_highlighted_with_the_value_before(chromium):
+def test_changes_are_highlighted_with_the_old_value(chromium):
     chromium.send_keys(f"2{ENTER}198.51.100.7{ENTER}6{ENTER}y{ENTER}")
     wait_for_text(chromium, "#leaf-count", "1 changed")
     changed = "return [...document.querySelectorAll('#leaves tr.changed')].map(row => row.dataset.path);"
@@ -99,7 +99,7 @@ def test_changes_are_highlighted_with_the_value_before(chromium):
 
 # -- calls and the next save --
 
-def test_calls_and_commands_are_said_in_plain_words(chromium):
+def test_calls_and_commands_are_described_in_plain_words(chromium):
     chromium.send_keys(f"1{ENTER}1{ENTER}y{ENTER}0{ENTER}6{ENTER}y{ENTER}")
     wait_for_text(chromium, "#activity", "Restarts the network")
     text = text_of(chromium, "#activity")
@@ -109,7 +109,7 @@ def test_calls_and_commands_are_said_in_plain_words(chromium):
         assert words in text
 
 
-def test_what_fails_is_said_too(chromium):
+def test_failures_are_described(chromium):
     chromium.script("meter.start({faults: arguments[0]});",
                     '[[fault]]\ncall = "set_leaves"\npath = "/VMIC/Enclosure/Value"\nstatus = 5\n')
     chromium.send_keys(f"5{ENTER}6{ENTER}RK{ENTER}0{ENTER}6{ENTER}y{ENTER}")
@@ -118,12 +118,12 @@ def test_what_fails_is_said_too(chromium):
 
 
 def next_save(browser):
-    """The note and the lines, when they are up to date: nothing is planned that would change them."""
+    """Returns the note and the lines when no update is pending."""
     browser.async_script("setTimeout(arguments[0], 50);")
     return text_of(browser, "#next-save-note"), text_of(browser, "#next-save")
 
 
-def test_the_next_save_is_foretold(chromium):
+def test_the_next_save_is_predicted(chromium):
     open_tab(chromium, "next-save")
     assert next_save(chromium) == ("Nothing has been changed, so there is nothing to save.", "")
     chromium.send_keys(f"1{ENTER}2{ENTER}198.51.100.20{ENTER}5{ENTER}0{ENTER}")
@@ -142,10 +142,10 @@ def test_the_next_save_is_foretold(chromium):
     (f"5{ENTER}6{ENTER}RK{ENTER}", '[[fault]]\ncall = "set_leaves"\npath = "/VMIC/Enclosure/Value"\nstatus = 5\n'),
     (f"2{ENTER}198.51.100.7{ENTER}1{ENTER}1{ENTER}y{ENTER}3{ENTER}25", ""),
     (f"2{ENTER}198.51.100.7{ENTER}2{ENTER}~{ENTER}0{ENTER}", ""),
-    (f"2{ENTER}198.51.100.7{ENTER}3{ENTER}198.51.100.8", ""),  # would be taken if Enter followed
+    (f"2{ENTER}198.51.100.7{ENTER}3{ENTER}198.51.100.8", ""),  # without Enter, the address is not entered
 ])
-def test_a_save_does_what_was_foretold(chromium, keys, faults):
-    """Also from inside a menu, at a question and with faults: then it is saved in earnest."""
+def test_a_save_agrees_with_the_prediction(chromium, keys, faults):
+    """Predicts the save inside a menu, at a question and with faults, and then saves for comparison."""
     open_tab(chromium, "next-save")
     chromium.script("meter.start({faults: arguments[0], speed: 100});", faults)
     chromium.send_keys(keys)
@@ -169,7 +169,7 @@ def test_a_save_does_what_was_foretold(chromium, keys, faults):
     assert "\n".join(items[-len(done):]).splitlines() == foretold
 
 
-def test_foretelling_does_nothing_to_the_session(chromium):
+def test_the_prediction_does_not_change_the_session(chromium):
     open_tab(chromium, "next-save")
     chromium.send_keys(f"2{ENTER}198.51.100.7{ENTER}3{ENTER}19")
     next_save(chromium)
@@ -179,7 +179,7 @@ def test_foretelling_does_nothing_to_the_session(chromium):
 
 # -- controls --
 
-def test_start_again_keeps_the_store_and_other_meters_do_not(chromium):
+def test_start_again_keeps_the_store_and_a_new_meter_replaces_it(chromium):
     edit(chromium, SERIAL, "261900123")
     chromium.click("#start-again")
     assert store_of(chromium)[SERIAL] == "261900123"
@@ -232,7 +232,7 @@ def test_the_store_is_downloaded_and_uploaded(chromium, tmp_path):
     ("Values cannot be removed", f"2{ENTER}1.2.3.4{ENTER}2{ENTER}~{ENTER}6{ENTER}y{ENTER}", b"Error saving settings!"),
     ("The connection is lost after a factory reset", f"5{ENTER}8{ENTER}y{ENTER}", b"Error: can't connect to CDS"),
 ])
-def test_a_prepared_fault_does_what_it_says(chromium, name, keys, shown):
+def test_a_prepared_fault_has_the_described_effect(chromium, name, keys, shown):
     open_tab(chromium, "faults")
     chromium.script("""
         const choice = document.getElementById("fault-choice");
@@ -252,11 +252,11 @@ def test_a_prepared_fault_does_what_it_says(chromium, name, keys, shown):
 
 def test_every_prepared_fault_has_a_test(chromium):
     names = chromium.script("return [...document.querySelectorAll('#fault-choice option')].map(o => o.textContent);")
-    [mark] = [mark for mark in test_a_prepared_fault_does_what_it_says.pytestmark if mark.name == "parametrize"]
+    [mark] = [mark for mark in test_a_prepared_fault_has_the_described_effect.pytestmark if mark.name == "parametrize"]
     assert names == ["Nothing is wrong", *(case[0] for case in mark.args[1])]
 
 
-def test_faults_can_be_written_and_wrong_ones_are_named(chromium):
+def test_faults_can_be_edited_and_errors_are_reported(chromium):
     open_tab(chromium, "faults")
     area = chromium.driver.find_element("css selector", "#fault-text")
     area.send_keys('[[fault]]\ncall = "set_leafs"\n')

@@ -1,11 +1,11 @@
-// What the program does to the meter, as it happens.
+// The view of the program's calls, updated as they happen.
 
 import { byId, element, soon } from "./dom.mjs";
 import { describeCall } from "./meter_words.mjs";
 
 const mostEntries = 400;
 
-// One described call as a list item.
+// Returns a list item for one described call.
 export function callItem({ text, details, trouble, kind }) {
     const item = element("li", { class: `call ${kind}` }, element("span", { class: "what" }, text));
     if (trouble)

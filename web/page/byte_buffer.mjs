@@ -1,4 +1,4 @@
-// Bytes that are added one at a time.
+// A buffer to which bytes are added one at a time.
 export class ByteBuffer {
     constructor() {
         this.bytes = new Uint8Array(4096);
@@ -14,7 +14,7 @@ export class ByteBuffer {
         this.bytes[this.length++] = byte;
     }
 
-    // A copy of the bytes from `begin` on.
+    // Returns a copy of the bytes from `begin` to the end.
     from(begin = 0, end = this.length) {
         return this.bytes.slice(begin, Math.min(end, this.length));
     }
@@ -24,7 +24,7 @@ export class ByteBuffer {
     }
 }
 
-// Each byte as the character of that number.
+// Returns a text with one character per byte.
 export function byteText(bytes) {
     let text = "";
     for (let begin = 0; begin < bytes.length; begin += 4096)

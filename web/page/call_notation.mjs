@@ -1,4 +1,4 @@
-// The calls of the client library in the notation of the dialogue tests (tests/harness/calls.py).
+// Formats the calls of the client library in the notation of the dialogue tests (tests/harness/calls.py).
 
 import { menuReads } from "./meter_words.mjs";
 
@@ -67,7 +67,7 @@ function showCall(text) {
     return known && sameList(Object.keys(call).sort(), [...known].sort()) ? shown[call.call](call) : [text];
 }
 
-// A whole trace as lines; equal one-line calls that follow each other are counted.
+// Returns the lines for a whole trace. Repeated one-line calls are counted.
 export function showTrace(text) {
     const groups = [];
     for (const line of text.split("\n").filter(Boolean)) {

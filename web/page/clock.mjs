@@ -1,6 +1,6 @@
 // Waits that run `speed` times as fast as the clock.
 
-// Timers in a worker: a hidden tab's own are held back.
+// The timers run in a worker, because browsers delay the timers of a hidden tab.
 export class Alarms {
     constructor() {
         this.callbacks = new Map();
@@ -10,7 +10,7 @@ export class Alarms {
         this.worker.onmessage = ({ data: id }) => this.ring(id);
     }
 
-    // Returns the number by which `cancel` knows it.
+    // Returns a number for `cancel`.
     set(milliseconds, callback) {
         const id = ++this.lastId;
         this.callbacks.set(id, callback);
@@ -44,17 +44,17 @@ function workerBody() {
 }
 
 export class ScaledWait {
-    // Calls `onEnd` when `milliseconds` at `speed` are over, never sooner.
+    // Calls `onEnd` after `milliseconds` at `speed`, never earlier.
     constructor(alarms, milliseconds, speed, onEnd) {
         this.alarms = alarms;
         this.onEnd = onEnd;
         this.speed = speed;
-        this.rest = milliseconds; // left at `since`
+        this.rest = milliseconds; // the time that was left at `since`
         this.since = performance.now();
         this.arm();
     }
 
-    // In milliseconds at speed 1.
+    // Returns the rest of the wait in milliseconds at speed 1.
     get left() {
         return Math.max(this.rest - (performance.now() - this.since) * this.speed, 0);
     }
@@ -68,7 +68,7 @@ export class ScaledWait {
         });
     }
 
-    // What is left of the wait goes on at the new speed.
+    // The rest of the wait continues at the new speed.
     setSpeed(speed) {
         this.rest = this.left;
         this.since = performance.now();

@@ -1,4 +1,4 @@
-// The buttons above the terminal, the faults, and the line that says what the program is doing.
+// The buttons above the terminal, the faults, and the line that shows the state of the program.
 
 import { announce, byId, element, saveFile } from "./dom.mjs";
 import { preparedFaults } from "./meter_words.mjs";
@@ -9,7 +9,7 @@ function report(error) {
     byId("problem").textContent = error.message;
 }
 
-// Runs `work`; the page shows what is wrong with its input.
+// Runs `work` and shows errors in its input on the page.
 function attempt(work) {
     byId("problem").textContent = "";
     try {
@@ -69,7 +69,7 @@ export class ControlsView {
         if (file === undefined)
             return;
         const text = await file.text();
-        input.value = ""; // so that the same file can be chosen again
+        input.value = ""; // the same file can then be chosen again
         if (attempt(() => this.meter.replaceStore(text)))
             announce(`The meter has the leaves of ${file.name} now. The next screen shows them.`);
     }
@@ -103,7 +103,7 @@ export class ControlsView {
         this.showSpeed();
     }
 
-    // A speed that is not in the list is added to it.
+    // Adds a speed that is not in the list.
     showSpeed() {
         const select = byId("speed");
         const { speed } = this.meter;

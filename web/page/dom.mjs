@@ -1,4 +1,4 @@
-// Small help with the document.
+// Helpers for the document.
 
 export function byId(id) {
     return document.getElementById(id);
@@ -17,7 +17,7 @@ export function element(name, attributes = {}, ...children) {
     return made;
 }
 
-// Says something that a person should not miss, also one who does not see it.
+// Announces an important message, also to screen readers.
 export function announce(text) {
     byId("announcement").textContent = text;
 }
@@ -28,7 +28,7 @@ export function saveFile(name, type, text) {
     setTimeout(() => URL.revokeObjectURL(address), 10000);
 }
 
-// Runs `work`, at most once in a turn of the event loop, after what is to be drawn first.
+// Runs `work` after pending drawing, at most once in each turn of the event loop.
 export function soon(work) {
     let planned = false;
     return () => {

@@ -1,12 +1,12 @@
-// Instances of the compiled program. The module is compiled once; an instance lives in a memory that
-// is given to it and can be used again for the next one.
+// Instances of the compiled program. The module is compiled once. The caller gives each instance its memory,
+// which the next instance can use again.
 
 const pageSize = 65536;
 const firstPages = 64;
-const mostPages = 32768; // both as in web/CMakeLists.txt
+const mostPages = 32768; // both must agree with web/CMakeLists.txt
 
 export class Engine {
-    // `createProgram` is what emcc made; `bytes` the WebAssembly.
+    // `createProgram` comes from emcc. `bytes` is the WebAssembly.
     constructor(createProgram, bytes) {
         this.createProgram = createProgram;
         this.wasm = new WebAssembly.Module(bytes);
@@ -16,7 +16,7 @@ export class Engine {
         return new WebAssembly.Memory({ initial: firstPages, maximum: mostPages });
     }
 
-    // Returns the instance, ready to be called. Whatever used `memory` before is lost.
+    // Returns an instance that is ready to be called. The earlier contents of `memory` are lost.
     instantiate(memory, settings) {
         new Uint8Array(memory.buffer).fill(0);
         const instance = {

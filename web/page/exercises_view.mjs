@@ -1,5 +1,5 @@
-// The exercises of docs/exercises: each begins on a meter of its own and is solved when the meter's
-// leaves have changed as it asks.
+// The exercises of docs/exercises. Each starts on its own meter. It is solved when the changes of the leaves
+// are exactly the expected ones.
 
 import { announce, byId, element, soon } from "./dom.mjs";
 
@@ -8,12 +8,12 @@ function paragraphs(text) {
 }
 
 export class ExercisesView {
-    // `exercises`: a list of {name, title, task, hint, arguments, store, expected}.
+    // `exercises` is a list of {name, title, task, hint, arguments, store, expected}.
     constructor(meter, exercises, terminal) {
         this.meter = meter;
         this.exercises = exercises;
         this.terminal = terminal;
-        this.current = null; // {exercise} that is being solved
+        this.current = null; // the current {exercise}
         this.solved = new Set();
         this.list = byId("exercise-list");
         meter.addEventListener("change", soon(() => this.check()));
@@ -52,7 +52,7 @@ export class ExercisesView {
         if (this.current === null)
             return;
         if (this.meter.baseline !== this.current.exercise.store) {
-            this.current = null; // another meter: it is given up
+            this.current = null; // a change of the meter ends the exercise
             this.draw();
             return;
         }
@@ -71,7 +71,7 @@ export class ExercisesView {
         this.draw();
     }
 
-    // What the meter's changes lack, and what they have beyond those expected.
+    // Returns the expected changes that are missing, and the changes that are not expected.
     differences() {
         const { exercise } = this.current;
         const made = this.meter.tools.diff(exercise.store, this.meter.store);

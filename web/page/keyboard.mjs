@@ -1,16 +1,16 @@
-// From what a person types in the terminal to what the program reads.
+// Converts what a person types in the terminal to what the program reads.
 
 const carriageReturn = 13;
 const newline = 10;
 const deleteKey = 127;
 
-// What the terminal's driver makes of a byte: Enter's carriage return becomes a newline.
+// Converts a byte as a terminal driver does: Enter's carriage return becomes a newline.
 export function driverInput(byte) {
     return byte === carriageReturn ? newline : byte;
 }
 
-// The bytes of a text from the terminal. Its Backspace key gives 127; `backspace` is the byte that the
-// console is set to send for it.
+// Returns the bytes of a text from the terminal. The terminal sends 127 for Backspace. This is replaced with
+// `backspace`, the byte that the console is set to send.
 export function typedBytes(text, backspace) {
     return [...new TextEncoder().encode(text)].map(byte => byte === deleteKey ? backspace : byte);
 }

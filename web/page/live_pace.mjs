@@ -1,16 +1,16 @@
-// The pace of the run that a person works: keys as they are typed, time-outs by the clock.
+// The pace of an interactive run: keys when they are typed, time-outs from the clock.
 
 import { ScaledWait } from "./clock.mjs";
 import { driverInput } from "./keyboard.mjs";
 
 export class LivePace {
-    // `onChange` is called when the program has come to wait for a key, to a pause, or to its end.
+    // Calls `onChange` when the program starts to wait for a key, starts a pause, or ends.
     constructor(alarms, speed, onChange) {
         this.alarms = alarms;
         this.speed = speed;
         this.onChange = onChange;
         this.keys = [];
-        this.wait = null; // the running one: {clock, wake, forKey}
+        this.wait = null; // the current wait: {clock, wake, forKey}
         this.millisecondsLeft = 0;
     }
 
@@ -45,7 +45,7 @@ export class LivePace {
         this.onChange();
     }
 
-    // Returns whether the program goes on because of it.
+    // Returns true if the program continues because of it.
     type(bytes) {
         this.keys.push(...bytes);
         if (!this.waitsForKey)
@@ -68,7 +68,7 @@ export class LivePace {
         return this.wait !== null && this.wait.forKey;
     }
 
-    // What is left of the wait for a key, in milliseconds at speed 1; null when there is no such wait.
+    // Returns the rest of the wait for a key in milliseconds at speed 1, or null if there is no such wait.
     get idleLeft() {
         return this.waitsForKey ? this.wait.clock.left : null;
     }
@@ -78,7 +78,7 @@ export class LivePace {
         this.wait?.clock.setSpeed(speed);
     }
 
-    // The program is left where it waits.
+    // The program stays in its wait.
     stop() {
         this.wait?.clock.cancel();
         this.wait = null;

@@ -1,4 +1,4 @@
-// The page: makes the meter, connects what is seen of it, and starts the program.
+// The page: creates the meter, connects its views, and starts the program.
 
 import { ActivityView } from "./activity_view.mjs";
 import { ControlsView } from "./controls_view.mjs";
@@ -21,7 +21,7 @@ function bytesOf(base64) {
     return bytes;
 }
 
-// What tests and other pages rely on.
+// The interface for tests and other pages.
 function publicInterface(meter) {
     return {
         start: ({ arguments: programArguments, store, faults, speed } = {}) =>

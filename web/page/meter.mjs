@@ -1,5 +1,5 @@
-// The simulated meter of the page with the program that runs on it: everything that the page can do,
-// without what it looks like.
+// The simulated meter of the page and the program that runs on it: all functions of the page, without the
+// views.
 
 import { Alarms } from "./clock.mjs";
 import { typedBytes } from "./keyboard.mjs";
@@ -17,7 +17,7 @@ export function validSpeed(speed) {
     return Number.isFinite(number) ? Math.min(Math.max(number, slowest), fastest) : slowest;
 }
 
-// What the part of the address after "#" says of the start.
+// Returns the options of the start from the part of the address after "#".
 export function startFromFragment(fragment, factory) {
     const words = new URLSearchParams(fragment.replaceAll("+", "%2B"));
     const programArguments = words.get("arguments") ?? "-m";
@@ -30,8 +30,8 @@ export function startFromFragment(fragment, factory) {
 }
 
 export class Meter extends EventTarget {
-    // `usual` is what a start has that is not given. Events: "start" after each start, "change" whenever
-    // the program has come to a wait or to its end, or the store was changed from outside.
+    // `usual` has the defaults of a start. Events: "start" after each start; "change" when the program starts
+    // to wait or ends, or when the store was changed from outside.
     constructor(engine, factory, usual) {
         super();
         this.engine = engine;
@@ -45,8 +45,8 @@ export class Meter extends EventTarget {
         this.run = null;
     }
 
-    // Ends the present run. The promise is fulfilled when the program waits for a key or has ended.
-    // `baseline` is the store that changes are counted from.
+    // Ends the current run and starts a new one. The promise is fulfilled when the program waits for a key or
+    // has ended. Changes are counted from the store `baseline`.
     start({ programArguments = this.usual.programArguments, store = this.usual.store,
             faults = this.usual.faults, speed = this.usual.speed, baseline = store } = {}) {
         this.baseline = baseline;
@@ -60,7 +60,7 @@ export class Meter extends EventTarget {
         return this.settled();
     }
 
-    // A new run that differs from this one only in `changes`, and keeps its store.
+    // Starts a run that keeps the store and differs from this one only in `changes`.
     startAgain(changes = {}) {
         const { programArguments, faults } = this.run.setup;
         const store = changes.store ?? this.run.store;
@@ -85,7 +85,7 @@ export class Meter extends EventTarget {
         });
     }
 
-    // What the terminal gives for a key or a paste.
+    // Handles the text that the terminal sends for a key or a paste.
     type(text) {
         this.pace.type(typedBytes(text, this.backspace));
     }
@@ -110,7 +110,7 @@ export class Meter extends EventTarget {
         return this.run.store;
     }
 
-    // Throws an Error with line and reason when `text` is no store; the store is then as it was.
+    // Throws an Error with line and reason if `text` is not a store. The store is then unchanged.
     replaceStore(text) {
         this.tools.checkStore(text);
         this.run.replaceStore(text);
@@ -121,24 +121,25 @@ export class Meter extends EventTarget {
         return this.run.calls;
     }
 
-    // Trace lines of what a save at this moment would write, in order; null: there is nothing to save.
+    // Returns the trace lines that a save would write now, in order, or null if there is nothing to save.
     nextSave() {
         return this.exited === null ? nextSave(this.engine, this.shadowMemory, this.run) : null;
     }
 
-    // The session up to now as a transcript. One that goes on is left without saving in it.
+    // Returns the session so far as a transcript. If the session continues, the transcript ends it without
+    // saving.
     transcript(shows) {
         const whole = this.exited === null
             ? leftWithoutSaving(this.engine, this.shadowMemory, this.run) : this.run;
         return transcriptOf(whole, this.tools, shows);
     }
 
-    // The session for reading: parts {text, typed}.
+    // Returns the session for reading: parts {text, typed}.
     readable() {
         return readableParts(this.run);
     }
 
-    // How the store differs from what it was before the first of the runs on this meter.
+    // Returns the differences of the store from the start of the first run on this meter.
     changes() {
         return this.tools.changes(this.baseline, this.store);
     }

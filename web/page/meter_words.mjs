@@ -1,10 +1,10 @@
-// The meter's leaves, calls and commands in words that a technician knows.
+// Describes the meter's leaves, calls and commands in words that a technician knows.
 
 const network = "/Software/System Settings/Network";
 const port = `${network}/Interface/1`;
 const mirror = "/VMC/Comms/EthPort/1/General";
 
-// What each menu reads on every pass.
+// The leaves that each menu reads on every pass.
 export const menuReads = {
     "main menu": [`${network}/Name Server/1/Value`, `${network}/Name Server/2/Value`],
     "port menu": [
@@ -107,7 +107,7 @@ const commandWords = {
     "fw_reset.sh > /dev/null 2>&1": "Restores the factory defaults",
 };
 
-// What a leaf is for; a leaf that is not known is named by its path.
+// Returns the purpose of a leaf, or its path if the leaf is unknown.
 export function leafName(path) {
     return leafWords[path] ?? path;
 }
@@ -171,15 +171,15 @@ const descriptions = {
     sleep: call => ({ text: `Pauses for ${call.seconds} s` }),
 };
 
-// One line of the trace as {text, details, trouble, kind}: a sentence, what it names one by one, and
-// what went wrong.
+// Returns {text, details, trouble, kind} for one line of the trace: a sentence, a list of details, and the
+// error.
 export function describeCall(line) {
     const call = JSON.parse(line);
     const kinds = { get_leaves: "read", set_leaf: "write", set_leaves: "write", clear_leaves: "write", system: "command" };
     return { details: [], trouble: "", kind: kinds[call.call] ?? "other", ...descriptions[call.call](call) };
 }
 
-// Faults that can be chosen; `toml` is the text of a faults.toml.
+// The prepared faults. `toml` is the text of a faults.toml.
 export const preparedFaults = [
     { name: "Nothing is wrong", toml: "" },
     { name: "The meter cannot be reached", toml: '[[fault]]\ncall = "pcd_init"\n' },

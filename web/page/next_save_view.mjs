@@ -1,4 +1,4 @@
-// What the next save would write. It is found by playing the session once more and saving there.
+// The view of what the next save would write. To find it, the session is played again and saved there.
 
 import { callItem } from "./activity_view.mjs";
 import { byId, element, soon } from "./dom.mjs";
@@ -23,7 +23,7 @@ export class NextSaveView {
         byId("next-save-note").textContent = this.note(lines, calls);
     }
 
-    // Letters of an answer change nothing until Enter.
+    // The letters of an answer change nothing until Enter.
     isStale() {
         const { run } = this.meter;
         const count = run.inputs.filter(({ kind, typed }) => kind !== "key" || typed < 0x20).length;

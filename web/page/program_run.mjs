@@ -1,29 +1,29 @@
-// One run of the program on a meter of its own, from its start to its end.
+// One run of the program on its own meter, from start to end.
 //
-// The pace decides how its waits end: {waitForKey(run, milliseconds, wake), pause(run, milliseconds,
-// wake), timeLeft(), readKey(run)}. `wake` is called inside run.resume, or from within the call itself.
+// The pace decides how the waits end: {waitForKey(run, milliseconds, wake), pause(run, milliseconds, wake),
+// timeLeft(), readKey(run)}. `wake` is called inside run.resume, or from within the call itself.
 
 import { ByteBuffer } from "./byte_buffer.mjs";
 
 const meterFolder = "/meter";
 const callsFile = "/calls";
-const usualLocalModes = 0o13; // ISIG, ICANON and ECHO, as a terminal has them before a program starts
-const crashStatus = 134; // as a shell reports an abort
+const usualLocalModes = 0o13; // ISIG, ICANON and ECHO: the modes of a terminal before a program starts
+const crashStatus = 134; // the status that a shell reports for an abort
 
-// Thrown out of the program to leave it where it is, for good.
+// This is thrown to leave the program for good.
 export const leaveProgram = new (class LeaveProgram extends Error {})("left");
 
 export class ProgramRun {
-    // `setup`: {programArguments, store, faults, factory}, the last three TOML texts; an empty `faults`
-    // is no file.
+    // `setup` is {programArguments, store, faults, factory}. The last three are TOML texts; an empty `faults`
+    // means no file.
     constructor(engine, memory, setup, pace) {
         this.setup = setup;
         this.pace = pace;
         this.output = new ByteBuffer();
         this.errors = new ByteBuffer();
         this.exitStatus = null;
-        // What the program was given, in order: {kind, at, ...}, `at` being the length of the output at
-        // that moment. Kinds: "key" (typed), "wait" (seconds: a time-out), "store" (text).
+        // The inputs of the program, in order: {kind, at, ...}. `at` is the length of the output at that
+        // moment. The kinds are "key" (typed), "wait" (a time-out, with seconds) and "store" (text).
         this.inputs = [];
         this.localModes = usualLocalModes;
         this.instance = engine.instantiate(memory, {
@@ -64,7 +64,7 @@ export class ProgramRun {
         this.resume(() => this.instance.callMain(this.setup.programArguments));
     }
 
-    // Lets the program go on by `action`, up to its next wait or its end.
+    // Continues the program with `action` until its next wait or its end.
     resume(action) {
         try {
             action();
@@ -92,7 +92,8 @@ export class ProgramRun {
         return this.read(`${meterFolder}/store.toml`);
     }
 
-    // As another program does it: the time stamps have whole seconds, but a new file is seen as one.
+    // Replaces the file as another program does. Time stamps have whole seconds, but the program notices a new
+    // file.
     replaceStore(text) {
         const { FS } = this.instance;
         this.note({ kind: "store", before: this.store, text });
@@ -100,12 +101,12 @@ export class ProgramRun {
         FS.rename(`${meterFolder}/store.toml.page`, `${meterFolder}/store.toml`);
     }
 
-    // The trace so far, one JSON object a line.
+    // Returns the trace so far, one JSON object per line.
     get calls() {
         return this.instance.FS.analyzePath(callsFile).exists ? this.read(callsFile) : "";
     }
 
-    // The standard error of a run elsewhere would name that meter's folder.
+    // Replaces the meter's directory, which differs between hosts.
     get errorText() {
         return this.errors.text().replaceAll(meterFolder, "METER");
     }

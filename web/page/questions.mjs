@@ -1,11 +1,11 @@
-// What the program asks at the moment, read off what it has put out, and how to get on from there.
+// Finds the current question of the program in its output, and the keys to continue from there.
 
 import { byteText } from "./byte_buffer.mjs";
 import { keysOf, replay } from "./replay.mjs";
 
 const backspace = 8;
-const mostRounds = 20; // of questions until the program has been left
-const tail = 8192; // bytes; more than any screen has
+const mostRounds = 20; // the most questions to answer before the program ends
+const tail = 8192; // bytes, more than any screen has
 
 function lastScreen(run) {
     const text = byteText(run.output.from(Math.max(run.output.length - tail, 0)));
@@ -17,7 +17,7 @@ function lastLine(run) {
     return text.slice(text.lastIndexOf("\n") + 1);
 }
 
-// How many characters of an answer have been typed and not sent.
+// Returns the number of characters of an answer that were typed, but not sent.
 function lettersTyped(inputs) {
     let count = 0;
     for (const { kind, typed } of inputs) {
@@ -31,7 +31,7 @@ function lettersTyped(inputs) {
     return count;
 }
 
-// The session again, and then left by the menus without saving anything.
+// Plays the session again and leaves it through the menus without saving.
 export function leftWithoutSaving(engine, memory, run) {
     let erased = false;
     let rounds = 0;
@@ -50,7 +50,7 @@ function answerThatLeaves(question) {
     return question.startsWith("Select an option ==>  ") ? "0\r" : "\r";
 }
 
-// The keys that lead from the screen to the question whether to save; null when nothing is to be saved.
+// Returns the keys from this screen to the question whether to save, or null if there is nothing to save.
 function wayToSave(run) {
     const screen = lastScreen(run);
     if (screen.includes(" 0.  Exit to previous menu"))
@@ -59,8 +59,8 @@ function wayToSave(run) {
     return save ? keysOf(`${save[1]}\r`) : null;
 }
 
-// The calls that the program would make if the answer that is being typed were dropped and everything
-// were saved: the lines of their trace, or null when it has nothing to save.
+// Returns the calls of a save of everything, without the answer that is being typed: the lines of their trace,
+// or null if there is nothing to save.
 export function nextSave(engine, memory, run) {
     let begin = null;
     let dropped = false;

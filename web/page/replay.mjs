@@ -1,11 +1,10 @@
-// The same session again, without its waits, on a run of its own: to find out what the program would
-// do next without doing it.
+// Plays the session again without waits in a separate run, to find out what the program would do next.
 
 import { leaveProgram, ProgramRun } from "./program_run.mjs";
 import { driverInput } from "./keyboard.mjs";
 
 class ReplayPace {
-    // `decide(run)` gives the inputs that follow the last one, or null to leave the program.
+    // `decide(run)` returns the inputs after the last one, or null to leave the program.
     constructor(inputs, decide) {
         this.inputs = [...inputs];
         this.decide = decide;
@@ -21,7 +20,7 @@ class ReplayPace {
         wake(input.kind === "key" ? 1 : 0);
     }
 
-    // The next input that ends a wait.
+    // Returns the next input that ends a wait.
     next(run) {
         for (;;) {
             if (this.inputs.length === 0)
@@ -52,7 +51,7 @@ class ReplayPace {
     }
 }
 
-// Plays `inputs` on a meter as `setup` has it, then what `decide` gives. Returns the run.
+// Plays `inputs` on the meter of `setup`, then the inputs from `decide`. Returns the run.
 export function replay(engine, memory, setup, inputs, decide) {
     const run = new ProgramRun(engine, memory, setup, new ReplayPace(inputs, decide));
     run.start();

@@ -1,11 +1,11 @@
-// What is done with the text of a store outside the program: the functions of web/store_tools.cpp.
+// Functions for the text of a store outside the program; see web/store_tools.cpp.
 
 export class StoreTools {
     constructor(engine) {
         this.instance = engine.instantiate(engine.newMemory(), {});
     }
 
-    // Throws an Error with the reason, which begins with file and line where there is one.
+    // Throws an Error with the reason. It starts with file and line if they are known.
     call(name, ...texts) {
         const pointers = texts.map(text => this.instance.allocateUTF8(text));
         const answer = this.instance.UTF8ToString(this.instance[`_${name}`](...pointers));
@@ -15,12 +15,12 @@ export class StoreTools {
         return answer;
     }
 
-    // A Map from path to boolean, number or string, in the order of the paths.
+    // Returns a Map from path to boolean, number or string, in the order of the paths.
     leaves(text) {
         return new Map(Object.entries(JSON.parse(this.call("store_leaves", text))));
     }
 
-    // The store's text with the leaf set to what `word` means for its type.
+    // Returns the store's text after setting the leaf to `word`, which is read in the leaf's type.
     set(text, path, word) {
         return this.call("store_set", text, path, word);
     }
@@ -29,13 +29,13 @@ export class StoreTools {
         return this.call("store_clear", text, path);
     }
 
-    // A list of {path, old, now}; null: no such leaf.
+    // Returns a list of {path, old, now}, where null means that there is no such leaf.
     changes(before, after) {
         const changes = JSON.parse(this.call("store_changes", before, after));
         return Object.entries(changes).map(([path, change]) => ({ path, old: change.old, now: change.new }));
     }
 
-    // The lines of `cdsctl diff`.
+    // Returns the lines of `cdsctl diff`.
     diff(before, after) {
         return this.call("store_diff", before, after).split("\n").slice(0, -1);
     }

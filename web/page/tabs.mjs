@@ -1,4 +1,4 @@
-// The tabs: arrow keys go from one to the next, as the pattern for tabs has it.
+// The tabs. Arrow keys move between them, as the ARIA pattern for tabs requires.
 
 export function connectTabs(list) {
     const tabs = [...list.querySelectorAll("[role=tab]")];

@@ -1,4 +1,4 @@
-// The terminal on the page, which shows what the program has written and takes the keys.
+// The terminal on the page. It shows the program's output and takes the keys.
 
 import { Terminal } from "./xterm.mjs";
 import { byId } from "./dom.mjs";
@@ -29,7 +29,7 @@ export class TerminalView {
             scrollback: 5000, fontSize: this.fontSize(), minimumContrastRatio: 4.5, cursorBlink: false,
         });
         this.terminal.open(byId("terminal"));
-        // The program has no use for a tab; with this key one leaves the terminal, as anything else.
+        // The program does not use the Tab key, so Tab leaves the terminal like any other element.
         this.terminal.attachCustomKeyEventHandler(event => event.key !== "Tab");
         this.terminal.onData(text => this.type(text));
         this.terminal.textarea.setAttribute("aria-label", "Console of the meter. Tab leaves it.");
@@ -38,7 +38,8 @@ export class TerminalView {
         const rendered = this.terminal.onRender(() => {
             performance.mark("first screen");
             rendered.dispose();
-            // Not sooner: what a screen reader gets is laid over the rows, whose height is known now.
+            // This cannot run earlier: the text for screen readers is placed over the rows, and their height is
+            // known only now.
             this.terminal.options.screenReaderMode = true;
         });
         new ResizeObserver(() => this.fit()).observe(this.frame);
@@ -80,12 +81,12 @@ export class TerminalView {
         return Math.min(Math.max(Math.floor(fitting * 4) / 4, smallestFont), largestFont);
     }
 
-    // As large as fits the width; where that is too small to read, the frame scrolls instead.
+    // Uses the largest size that fits the width. If that is too small to read, the frame scrolls instead.
     fit() {
         const size = this.fontSize();
         if (this.terminal.options.fontSize !== size)
             this.terminal.options.fontSize = size;
-        const below = 330; // pixels for what is under it
+        const below = 330; // pixels for the contents below the terminal
         const top = this.frame.getBoundingClientRect().top + scrollY;
         const rows = Math.floor((innerHeight - top - below) / (size * 1.2));
         const fitting = Math.min(Math.max(rows, fewestRows), mostRows);

@@ -1,4 +1,4 @@
-// A session as the transcript of a dialogue test (tests/harness/dialogue.py says what it holds).
+// Writes a session as the transcript of a dialogue test (see tests/harness/dialogue.py).
 
 import { byteText } from "./byte_buffer.mjs";
 import { showTrace } from "./call_notation.mjs";
@@ -13,7 +13,7 @@ function hex(byte) {
     return `\\x${byte.toString(16).padStart(2, "0")}`;
 }
 
-// The session's steps: {kind: "out", bytes} between the inputs.
+// Returns the session's steps, with {kind: "out", bytes} between the inputs.
 function stepsOf(run) {
     const steps = [];
     let shown = 0;
@@ -57,12 +57,12 @@ function tomlValue(value) {
     return JSON.stringify(value).replaceAll("\x7f", "\\u007f");
 }
 
-// For a place where only ASCII is safe.
+// For places where only ASCII is safe.
 function asciiTomlValue(value) {
     return tomlValue(value).replace(/[^ -~]/g, c => `\\u${c.charCodeAt(0).toString(16).padStart(4, "0")}`);
 }
 
-// What another program changed, one mark a leaf.
+// Returns the changes by another program, one mark per leaf.
 function formatStoreChange(tools, input) {
     return tools.changes(input.before, input.text).map(({ path, now }) =>
         now === null ? `‹store: remove ${asciiTomlValue(path)}›`
@@ -75,7 +75,7 @@ function wholeLines(text) {
 
 function formatConsole(steps, tools) {
     let text = "";
-    let open = false; // whether a next key may join the mark that ends `text`
+    let open = false; // true if the next key may be added to the mark at the end of `text`
     steps.forEach((step, i) => {
         if (step.kind === "key") {
             const key = formatKey(step.typed, isEcho(step, steps[i + 1]));
@@ -97,7 +97,7 @@ function formatConsole(steps, tools) {
     return wholeLines(text);
 }
 
-// How `leaves` are made from one of the two meters that a transcript can begin with.
+// Returns the header lines that make `leaves` from one of the two meters of a transcript.
 function fromBase(base, baseLeaves, leaves) {
     const set = [...leaves].filter(([path, value]) => baseLeaves.get(path) !== value)
         .map(([path, value]) => `${tomlValue(path)} = ${tomlValue(value)}`);
@@ -142,8 +142,7 @@ export function transcriptOf(run, tools, shows) {
     ].join("");
 }
 
-// For reading and sending: what was on the console, with what was typed in brackets of its own, as
-// parts {text, typed}.
+// Returns the console for reading and sending, with the typed text in separate parts {text, typed}.
 export function readableParts(run) {
     const parts = [];
     const add = (text, typed) => {

@@ -1,4 +1,4 @@
-"""Whole runs of the doctor, on a terminal of 80 columns."""
+"""Runs the doctor on a terminal of 80 columns and returns its output for the guides."""
 
 import fcntl
 import struct
@@ -15,7 +15,8 @@ DHCP = "/Software/System Settings/Network/Interface/1/DHCP Enabled/Value"
 
 
 def run(leaves, *arguments):
-    """What it prints on a simulated meter with these leaves, with Control-H for Backspace."""
+    """Returns the doctor's output for a simulated meter with these leaves, with Control-H as the Backspace
+    key."""
     meter = Meter("docs-doctor", leaves)
     program = command(BUILD / DOCTOR, *arguments)
     environment = {**meter.environment(), "PATH": "/usr/bin:/bin"}
@@ -46,8 +47,8 @@ def whole_run():
 
 
 def problems():
-    """The lines of what is wrong and to note, on a meter with a wrong type, a missing leaf and an
-    invalid number."""
+    """Returns the lines with errors and notes, for a meter with a wrong type, a missing leaf and an invalid
+    number."""
     leaves = FACTORY_LEAVES | {DHCP: 0, "/VMC/PrimCfg/Form/Value": 7}
     del leaves["/VMF/UpdateService/SetPrimCfg/Value"]
     text, status = run(leaves)

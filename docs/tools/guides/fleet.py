@@ -1,14 +1,16 @@
-"""What meter-fleet prints: the picture of its progress, and what its commands say of the plan in the
-commissioning guide."""
+"""The output of meter-fleet for the guides: the picture of its progress, and the results of its commands for
+the plan in the commissioning guide."""
 
 import contextlib
 import io
 import re
+import shlex
 import subprocess
 import sys
 
 from guides import svg
 from harness import dialogue
+from harness.meter import toml_value
 from harness.program import REPOSITORY, STEP_LIMIT, UTILITY
 
 FLEET = REPOSITORY / "fleet"
@@ -33,7 +35,7 @@ def ended(name, result, seconds, *differences):
                   diff=[Difference(*difference) for difference in differences])
 
 
-# Seconds, meter, and what begins there or how it ends.
+# Each entry is the time in seconds, the meter, and the step that begins or the result.
 STEPS = (
     (0.0, "feeder-12", "reading"), (0.0, "feeder-13", "reading"), (0.0, "busbar", "reading"),
     (0.0, "feeder-14", "reading"), (5.9, "feeder-12", ended("feeder-12", "ok", 5.9)),
@@ -46,7 +48,7 @@ STEPS = (
 
 
 class Clock:
-    """A clock that stands where the picture is drawn."""
+    """A clock that always shows the time of the picture."""
 
     def __init__(self):
         self.now = 0.0
@@ -65,7 +67,7 @@ def play(shown, clock, steps):
 
 
 def progress_text(count, steps, seconds):
-    """What is on the terminal so many seconds after the start."""
+    """Returns the contents of the terminal this many seconds after the start."""
     clock, terminal = Clock(), io.StringIO()
     real = progress.time
     progress.time = clock
@@ -91,21 +93,22 @@ def draw():
 
 
 def guide_plan():
-    """The first plan of the guide, without the indentation of its list."""
+    """Returns the first plan of the guide, without the indentation of its list."""
     indented = re.search(r"^ *```toml\n(.*?)^ *```$", GUIDE.read_text(encoding="utf-8"), re.S | re.M)[1]
     return re.sub(r"^ {3}", "", indented, flags=re.M)
 
 
 def on_simulated_meters(plan, meters):
-    """The plan with the console of each meter in the place of its own."""
+    """Returns the plan with the consoles of simulated meters."""
     for name, meter in meters.items():
-        console = f"run:env METER_SIM_DIR={meter.folder} METER_SIM_NO_DELAY=1 {UTILITY} -m"
-        plan = re.sub(rf'(name = "{name}"\nconsole = )"[^"]*"', lambda m, c=console: f'{m[1]}"{c}"', plan)
+        words = ["env", f"METER_SIM_DIR={meter.folder}", "METER_SIM_NO_DELAY=1", str(UTILITY), "-m"]
+        console = toml_value(f"run:{shlex.join(words)}")
+        plan = re.sub(rf'(name = "{name}"\nconsole = )"[^"]*"', lambda m, c=console: f'{m[1]}{c}', plan)
     return plan
 
 
 def commands():
-    """What check and apply print, one after the other. The times are left as a reader may see them."""
+    """Returns the outputs of check and apply. The times are replaced with fixed ones."""
     plan = guide_plan()
     names = re.findall(r'^name = "(.*)"$', plan, re.M)
     meters = {name: dialogue.make_meter(f"docs-fleet-{name}", {"meter": "factory"}) for name in names}

@@ -1,11 +1,11 @@
-"""The folders of the program and what each of them builds on, from the CMake targets."""
+"""Draws the dependencies of the program's directories, which it reads from the CMake targets."""
 
 import re
 
 from guides.svg import frame
 from harness.program import REPOSITORY
 
-# The folders of the program, and what its targets of other names belong to.
+# The program's directories. Targets with other names are mapped to their directory.
 PROGRAM = ("app", "network", "meterinit", "console", "settings", "store")
 LIBRARY = "client_library"
 LABELS = {LIBRARY: "client library"}
@@ -13,7 +13,7 @@ LINK = re.compile(r"target_link_libraries\((\w+) (?:PUBLIC|PRIVATE|INTERFACE) ([
 
 
 def targets():
-    """Each folder's target, to the targets that it builds on."""
+    """Maps the target of each directory to the targets that it links."""
     edges = {}
     for folder in PROGRAM:
         text = (REPOSITORY / folder / "CMakeLists.txt").read_text()
@@ -30,13 +30,13 @@ def reachable(edges, folder):
 
 
 def included(folder):
-    """The folders that a folder's sources include from."""
+    """Returns the directories from which a directory's sources include headers."""
     text = "".join(path.read_text() for path in (REPOSITORY / folder).glob("*.[ch]*"))
     return set(re.findall(r'^#include "(\w+)/', text, re.M))
 
 
 def rows(edges):
-    """The folders in rows, each below all that build on it."""
+    """Returns the directories in rows. Each is below all directories that depend on it."""
     depths = {}
 
     def place(folder, depth):
@@ -78,5 +78,5 @@ def draw():
     tip = ('<marker id="tip" viewBox="0 0 10 10" refX="6" refY="5" markerWidth="7" markerHeight="7"'
            ' orient="auto"><path d="M0 0 L10 5 L0 10 Z" fill="#7cc4ff"/></marker>')
     words = "; ".join(f"{folder} on {', '.join(others)}" for folder, others in edges.items() if others)
-    return frame("Folders", f"What each folder builds on: {words}.", total,
+    return frame("Directories", f"What each directory builds on: {words}.", total,
                  TOP + len(lines) * (HEIGHT + BETWEEN) - 8, [f"<defs>{tip}</defs>", *parts])

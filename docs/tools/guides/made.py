@@ -1,13 +1,13 @@
-"""All that is made: the files of the pictures, and the made parts of the pages."""
+"""All generated files: the pictures, and the generated parts of the pages."""
 
 import concurrent.futures
 import difflib
 import re
 
-from guides import doctor, fleet, folders, options, pictures, saves
+from guides import doctor, exercises, fleet, folders, live_view, options, pictures, saves
 from harness.program import REPOSITORY
 
-# The makers of the parts, by the name that stands in the page's mark.
+# The functions that generate the parts, by the name in the page's mark.
 PARTS = {
     "leaves that the screens read": saves.leaves_read,
     "what each save sets off": saves.overview,
@@ -20,19 +20,20 @@ PARTS = {
     "power quality": options.power_quality,
     "a whole run of the doctor": doctor.whole_run,
     "problems that the doctor finds": doctor.problems,
+    "exercises": exercises.exercises,
     "fleet check": fleet.check,
     "fleet apply": fleet.apply,
 }
 
-# The pictures that are not of a session.
+# The pictures that do not show a session.
 FOLDERS = "folders"
-OTHERS = {FOLDERS: folders.draw, fleet.PICTURE: fleet.draw}
+OTHERS = {FOLDERS: folders.draw, fleet.PICTURE: fleet.draw, live_view.PICTURE: live_view.draw}
 
 PART = re.compile(r"(<!-- made by docs/tools/write: ([^\n]*) -->\n)(.*?)(<!-- end -->\n)", re.S)
 
 
 def pages():
-    return [REPOSITORY / "README.md", *sorted((REPOSITORY / "docs").rglob("*.md"))]
+    return [*sorted(REPOSITORY.glob("*.md")), *sorted((REPOSITORY / "docs").rglob("*.md"))]
 
 
 def present(path):
@@ -40,7 +41,7 @@ def present(path):
 
 
 def make_page(path):
-    """The page with its made parts as they should be."""
+    """Returns the page with its generated parts as they should be."""
     def part(match):
         text = PARTS[match[2]]()
         return f"{match[1]}\n{text}\n\n{match[4]}"
@@ -57,7 +58,7 @@ def make_picture(name):
 
 
 def all_files():
-    """Path to text of every page and picture; None for a picture that should not be there."""
+    """Maps the path of every page and picture to its text, or to None for a picture that should not exist."""
     with concurrent.futures.ProcessPoolExecutor(8) as pool:
         files = {path: pool.submit(make_page, path) for path in pages()}
         files |= {pictures.path_of(name): pool.submit(make_picture, name) for name in picture_names()}
@@ -69,4 +70,4 @@ def all_files():
 def difference(path, wanted):
     name = str(path.relative_to(REPOSITORY))
     return difflib.unified_diff((present(path) or "").splitlines(), (wanted or "").splitlines(),
-                                name, f"{name}, made anew", lineterm="", n=1)
+                                name, f"{name}, generated", lineterm="", n=1)

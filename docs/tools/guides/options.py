@@ -1,5 +1,5 @@
-"""The reference of the options list: the parser's own tables, and what becomes of the option
-leaves, from the calls of a session that saves one list after the other."""
+"""The reference of the options list: the parser's own tables, and the option leaves after a save of each
+list, taken from the calls of a session."""
 
 import subprocess
 
@@ -22,15 +22,15 @@ def groups():
 
 
 def leaves_after(lists):
-    """The option leaves that a save of each of these options lists leaves behind."""
+    """Returns the option leaves after a save of each of these options lists."""
     keys = "".join(f"{INIT.enter}2⏎{entry}⏎0⏎{SAVE}" for entry in lists)
     saves = saved("options", keys + "0⏎")
-    assert len(saves) == len(lists), "an options list was refused"
+    assert len(saves) == len(lists), "an options list was rejected"
     return [last_values(calls) for calls in saves]
 
 
 def last_values(calls):
-    """The option leaves written, a leaf that is written twice with its last value."""
+    """Returns the written option leaves with their last values."""
     leaves = [leaf for call in calls if call["call"] == "set_leaves" for leaf in call["leaves"]]
     return {leaf["path"]: leaf["value"] for leaf in leaves if leaf["path"].startswith(OPTIONS)}
 

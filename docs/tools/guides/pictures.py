@@ -1,4 +1,4 @@
-"""The pictures of the guides, each drawn from a session of its own: pictures.toml says which."""
+"""Draws the pictures of the guides. Each shows the session that pictures.toml describes."""
 
 import re
 import tomllib
@@ -42,11 +42,11 @@ def path_of(name):
 
 
 def screen_text(name):
-    """The screen at which the session of a picture ends, as plain text."""
+    """Returns the screen at the end of a picture's session as plain text."""
     lines = shown_part(session_of(name, table()[name]), 0, True, True)
     return "".join(plain(line) + "\n" for line in lines)
 
 
 def text_of(path):
-    """What a drawn picture shows, without its line ends: a long line is in one piece."""
+    """Returns the text of a picture without line breaks, so that a long line is in one piece."""
     return unescape("".join(re.findall(r"<tspan[^>]*>([^<]*)", path.read_text(encoding="utf-8"))))

@@ -1,5 +1,5 @@
-"""What each item of the screens reads, and what a save of it writes, triggers and runs: printed
-from the calls that the program makes."""
+"""Describes what each item of the screens reads, and what a save of the item writes, triggers and runs.
+Everything is taken from the calls of the program."""
 
 import json
 import re
@@ -16,7 +16,7 @@ from harness.meter import FACTORY
 
 class Screen(NamedTuple):
     name: str
-    enter: str  # the keys that lead there from the main menu, and back
+    enter: str  # the keys that open the screen from the main menu, and leave it
     leave: str
 
 
@@ -64,11 +64,10 @@ def as_json(value):
     return json.dumps(value, ensure_ascii=False)
 
 
-# -- what is read --
+# -- reads --
 
 def values_shown(output, screen):
-    """Label and value of each such line of the screen, which is the first of a session or the one
-    after it."""
+    """Maps labels to values on the first screen of a session, or on the one after it."""
     text = output.split(f"\n\n{RULE}\n")[1 if screen is MAIN else 2]
     lines = [line[5:].split("  :  ", 1) for line in text.splitlines() if "  :  " in line]
     return {label.rstrip(): value.rstrip() for label, value in lines}
@@ -81,14 +80,14 @@ def read(screen, keys="", **header):
 
 
 def another(value):
-    """Another value of the same type."""
+    """Returns another value of the same type."""
     if isinstance(value, bool):
         return not value
     return value - 1 if isinstance(value, int) else value + "0"
 
 
 def label_of_leaf(path, value, screen):
-    """The line of the screen that shows the leaf: it is changed, and the line changes."""
+    """Returns the label of the line that shows the leaf: the line changes when the leaf changes."""
     changed = {"set": f"{as_json(path)} = {as_json(another(value))}"}
     before = values_shown(read(screen)[0], screen)
     after = values_shown(read(screen, **changed)[0], screen)
@@ -105,7 +104,7 @@ def type_name(value):
 
 def leaves_read():
     factory = tomllib.loads(FACTORY.read_text())
-    rows = ["| screen | item | leaf | type at the factory |", "|---|---|---|---|"]
+    rows = ["| screen | item | leaf | factory type |", "|---|---|---|---|"]
     for screen in (MAIN, PORT, INIT):
         for path in read(screen)[1]:
             label = label_of_leaf(path, factory[path], screen)
@@ -113,10 +112,10 @@ def leaves_read():
     return "\n".join(rows)
 
 
-# -- what a save does --
+# -- saves --
 
 def saved(name, keys):
-    """What the saves of a session did, one list of calls for each."""
+    """Returns a list of calls for each save of a session."""
     groups = piped(name, keys)[1]
     done = [[call for call in group if call["call"] not in ("get_leaves", "pcd_init", "pcd_close")]
             for group in groups]
@@ -124,12 +123,12 @@ def saved(name, keys):
 
 
 def leaf_words(leaf):
-    trigger = ", a trigger" if leaf["path"].startswith(TRIGGERS) else ""
+    trigger = " (a trigger)" if leaf["path"].startswith(TRIGGERS) else ""
     return f"{code(leaf['path'])} = {code(as_json(leaf['value']))}{trigger}"
 
 
 def batch_words(call):
-    """The leaves of one batch; option leaves are counted, as they fill a page of their own."""
+    """Describes the leaves of one batch. Option leaves are counted, because another page lists them."""
     options = [leaf for leaf in call["leaves"] if leaf["path"].startswith(OPTIONS)]
     words = [leaf_words(leaf) for leaf in call["leaves"] if leaf not in options]
     if options and len({leaf["value"] for leaf in options}) == 1:
@@ -138,13 +137,13 @@ def batch_words(call):
         words.insert(0, f"the {len(options)} [option leaves](options-list.md)")
     if len(words) == 1:
         return "writes " + words[0]
-    return "\n   - ".join(["writes in one batch", *words])
+    return "\n   - ".join(["writes in one batch:", *words])
 
 
 def step_words(call):
     kind = call["call"]
     if kind == "set_leaf":
-        return f"writes at once {leaf_words(call)}"
+        return f"writes {leaf_words(call)} in a call of its own"
     if kind == "set_leaves":
         return batch_words(call)
     if kind == "clear_leaves":
@@ -165,9 +164,10 @@ def commands(calls):
 
 
 def emptied_words(first, emptied):
-    """How a save of the emptied item differs: in what it writes, never in what it runs."""
+    """Describes how the save of an emptied item differs. It only writes differently and runs the same
+    commands."""
     assert commands(first) == commands(emptied)
-    return "; ".join(step_words(call) for call in emptied if call not in commands(emptied))
+    return " and ".join(step_words(call) for call in emptied if call not in commands(emptied))
 
 
 def edits(item, answer):
@@ -175,7 +175,7 @@ def edits(item, answer):
 
 
 def leaves_written(calls):
-    """Path and value of all leaves that are set, in order."""
+    """Returns (path, value) for all leaves that are set, in order."""
     leaves = []
     for call in calls:
         leaves += [call] if call["call"] == "set_leaf" else call.get("leaves", [])
@@ -186,7 +186,7 @@ CDSCTL_TYPES = {bool: "bool", int: "int", str: "string"}
 
 
 def cdsctl_set(calls):
-    """The commands that write the same leaves, one for each type; option leaves are left out."""
+    """Returns the commands that write the same leaves, one for each type, without the option leaves."""
     words = {}
     for path, value in leaves_written(calls):
         if not path.startswith(OPTIONS):
@@ -200,22 +200,32 @@ def yes(calls):
     return "yes" if calls else ""
 
 
+CALLS_PAGE = "what-a-save-calls.md"
+
+
+def leaf_of(item, calls):
+    """Returns the leaf of the item's value: a save writes it, and the item's screen reads it."""
+    reads = set(read(item.screen)[1])
+    return next(path for path, _ in leaves_written(calls) if path in reads)
+
+
 def overview():
-    """What a save of each item sets off, beside the write of its leaf and the commands of any save."""
-    rows = ["| item | at once | a trigger | option leaves | model number |", "|---|---|---|---|---|"]
+    """Returns a table with the leaf of each item, and the additional effects of saving it."""
+    rows = ["| item | leaf | mirror | trigger | option leaves | model number |", "|---|---|---|---|---|---|"]
     for item in ITEMS:
         (calls,) = saved("save", edits(item, item.answer) + SAVE + EXIT)
         written = [path for path, _ in leaves_written(calls)]
-        cells = (yes([call for call in calls if call["call"] == "set_leaf"]),
+        cells = (code(leaf_of(item, calls)),
+                 yes([call for call in calls if call["call"] == "set_leaf"]),
                  yes([path for path in written if path.startswith(TRIGGERS)]),
                  yes([path for path in written if path.startswith(OPTIONS)]),
                  yes([call for call in calls if "vmkeys" in call.get("command", "")]))
-        rows.append(f"| [{item.label}](#{anchor(item.label)}) | " + " | ".join(cells) + " |")
+        rows.append(f"| [{item.label}]({CALLS_PAGE}#{anchor(item.label)}) | " + " | ".join(cells) + " |")
     return "\n".join(rows)
 
 
 def anchor(heading):
-    """The heading as links name it."""
+    """Returns the anchor of a heading."""
     return re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-")
 
 
@@ -224,14 +234,12 @@ def section(item):
     if item.emptied_by:
         keys += edits(item, item.answer) + edits(item, item.emptied_by) + SAVE
     first, *others = saved("save", keys + EXIT)
-    reads = set(read(item.screen)[1])
-    leaf = next(path for path, _ in leaves_written(first) if path in reads)
-    lines = [f"### {item.label}", "",
-             "```sh", f"cdsctl get {shlex.quote(leaf)}", cdsctl_set(first), "```", "",
-             f"With the answer {code(item.answer)} a save", "", *steps(first), ""]
+    lines = [f"## {item.label}", "",
+             "```sh", f"cdsctl get {shlex.quote(leaf_of(item, first))}", cdsctl_set(first), "```", "",
+             f"After the answer {code(item.answer)}, a save does this:", "", *steps(first), ""]
     for emptied in others:
-        lines += [f"After {code(item.emptied_by)} on an edited value it {emptied_words(first, emptied)}, "
-                  "and runs the same.", ""]
+        lines += [f"After {code(item.emptied_by)} on an edited value, a save {emptied_words(first, emptied)}. "
+                  "It runs the same commands.", ""]
     return lines
 
 
@@ -258,7 +266,7 @@ ACTIONS = (
 def action_calls(keys):
     groups = piped("action", keys + EXIT)[1]
     calls = [call for group in groups for call in group if call["call"] != "get_leaves"]
-    return calls[1:-1]  # without the connection at the start, and its end
+    return calls[1:-1]  # without the first and last calls: the connection and its end
 
 
 def actions():

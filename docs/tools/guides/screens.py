@@ -1,12 +1,13 @@
-"""What a technician sees of a session: lines of runs, each a kind and its text.
+"""Converts a session to the lines that a technician sees. A line is a list of runs, each with a kind and a
+text.
 
-The kinds are "out" for what the program put out, "key" for typed characters at the place of their
-echo, and "enter" for the Enter key."""
+The kinds are "out" for output of the program, "key" for typed characters at the place of their echo, and
+"enter" for the Enter key."""
 
 from harness import dialogue
 
 RULE = "-" * 78
-COLUMNS = 80  # of the terminal; a longer line goes on in the next
+COLUMNS = 80  # of the terminal; longer lines are wrapped
 
 
 def lines_of(steps):
@@ -45,13 +46,13 @@ def plain(runs):
 
 
 def shown_part(session, parts, screen_before, screen_after):
-    """The lines of a session's last `parts` parts. `screen_before`: with the whole screen on
-    which their first key is typed; `screen_after`: with the screen that they lead to."""
+    """Returns the lines of the last `parts` parts of a session. `screen_before` adds the screen on which
+    their first key is typed, and `screen_after` the screen that follows them."""
     begin = len(session.parts) - parts
     lead = [step for steps, _ in session.parts[:begin] for step in steps]
     shown = [step for steps, _ in session.parts[begin:] for step in steps]
     lines = lines_of(lead + shown)
-    first = len(lines_of(lead)) - 1  # the line on which the first shown key is typed
+    first = len(lines_of(lead)) - 1  # the line where the first shown key is typed
     screens = screen_starts(lines)
     if screen_before:
         first = max(start for start in screens if start <= first)
@@ -73,7 +74,7 @@ def without_empty_ends(lines):
 
 
 def wrapped(lines):
-    """As a terminal of that many columns shows them, trailing blanks left out."""
+    """Wraps the lines as a terminal of COLUMNS columns does, without trailing spaces."""
     rows = []
     for runs in lines:
         cells = [(kind, c) for kind, text in runs for c in (text or " ")]

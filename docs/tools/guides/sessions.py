@@ -1,4 +1,4 @@
-"""Plays sessions on the built program, each on a simulated meter of its own."""
+"""Plays sessions on the built program, each on its own simulated meter."""
 
 import json
 
@@ -9,9 +9,9 @@ from harness.terminal import Console
 
 
 class Session:
-    """A session in parts: `parts[0]` is the start, each further one what came of one of `keys`,
-    keys and Enter in the notation of the dialogues without the ‹ ›. A part is its steps,
-    ("out", bytes) and ("key", byte), and the calls made meanwhile."""
+    """A session in parts. `parts[0]` is the start. Each further part is the result of one of `keys`, which is
+    a text of keys in the notation of the dialogues without ‹ ›. A part has its steps, ("out", bytes) and
+    ("key", byte), and its calls."""
 
     def __init__(self, name, keys=(), arguments="-m", **header):
         self.meter = dialogue.make_meter(f"docs-{name}", {"meter": "factory", **header})
@@ -33,20 +33,20 @@ class Session:
         steps = dialogue.parse_typed(part)
         for kind, value in steps:
             if kind == "out":
-                self.console.expect(value)  # a key's echo
+                self.console.expect(value)  # the echo of a key
             else:
                 self.console.send(bytes([value]))
         return [*steps, ("out", dialogue.until_waiting(self.console))]
 
 
 def piped(name, keys, **header):
-    """A whole session with these keys, "⏎" for Enter, on a pipe: what the program put out, and
-    its calls in groups, one for each time it read the store: what it did before the next read."""
+    """Plays a session with these keys, "⏎" for Enter, through a pipe. Returns the output of the program, and
+    its calls in groups. A group ends before the next read of the store."""
     meter = dialogue.make_meter(f"docs-{name}", {"meter": "factory", **header})
     typed = keys.replace("⏎", "\n").encode()
     session = piped_program.run(command(UTILITY, "-m"), meter.environment(), typed)
     if session.returncode != 0:
-        raise RuntimeError(f"{keys}: the program ended with {session.returncode}")
+        raise RuntimeError(f"{keys}: the program exited with status {session.returncode}")
     groups = [[]]
     for call in map(json.loads, meter.calls()):
         groups[-1].append(call)

@@ -1,5 +1,5 @@
-"""Draws what a technician sees as a picture: text that can be selected, typed keys as key caps,
-on a ground of its own that suits light and dark pages alike."""
+"""Draws a screen as a picture. Its text can be selected, typed keys are drawn as key caps, and the background
+suits light and dark pages."""
 
 import re
 from itertools import groupby
@@ -7,7 +7,7 @@ from xml.sax.saxutils import escape
 
 from guides.screens import COLUMNS, wrapped
 
-CELL = 8.4  # a column; runs of text are stretched to it whatever the font
+CELL = 8.4  # the width of a column; text is stretched to it in any font
 LINE = 19
 MARGIN = 22
 HEADER = 38
@@ -24,7 +24,7 @@ text { font: 14px ui-monospace, "DejaVu Sans Mono", Menlo, Consolas, monospace; 
 .enter { font-size: 11px; font-weight: 700; fill: #ffd166 }
 """
 
-# How the parts of a screen's lines are told apart: the first pattern that matches a line.
+# The styles for the parts of a line. The first pattern that matches a line is used.
 LINE_PARTS = (
     (r"(-{78})", ("rule",)),
     (r"(-+)( \S.*\S )(-+)", ("rule", "title", "rule")),
@@ -35,7 +35,7 @@ LINE_PARTS = (
 
 
 def styles_of(row):
-    """A style for each cell of a row."""
+    """Returns a style for each cell of a row."""
     text = "".join(c for _, c in row)
     if all(kind == "out" for kind, _ in row):
         for pattern, names in LINE_PARTS:
@@ -70,7 +70,7 @@ def draw_row(row, baseline):
 
 
 def frame(title, shows, width, height, parts):
-    """A picture with a heading; `parts` are drawn below it."""
+    """Returns a picture with a heading. `parts` are drawn below it."""
     return "\n".join([
         f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}"'
         f' viewBox="0 0 {width} {height}" role="img" aria-labelledby="title shows">',
@@ -86,7 +86,7 @@ def frame(title, shows, width, height, parts):
 
 
 def draw_screen(title, shows, lines, waits_at=None):
-    """`waits_at`: the column of the last row at which the program waits for a key."""
+    """Draws a screen. `waits_at` is the column of the last row where the program waits for a key."""
     rows = wrapped(lines)
     baselines = [HEADER + MARGIN + 10 + i * LINE for i in range(len(rows))]
     parts = [draw_row(row, baseline) for row, baseline in zip(rows, baselines) if row]

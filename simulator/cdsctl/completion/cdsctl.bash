@@ -1,11 +1,11 @@
 # Completion of cdsctl for bash: commands, options, leaf paths and values.
 #
-# The line is taken apart here, because bash (COMP_WORDS) leaves the quotes in its words and parts
-# them at "=" and ":". Local names begin with "_", since a variable on the line may have any other.
+# This script parses the line itself, because bash's COMP_WORDS keeps the quotes and splits words at "=" and
+# ":". Local names begin with "_", because a variable on the line may have any other name.
 
-# Sets _index to the end of the substitution that begins there, and appends to _word what it stands
-# for: the value of a variable. Commands are not run for a completion; what they would print is
-# represented by a character that no leaf path has.
+# Sets _index to the end of the substitution that begins there, and appends its result to _word: the value of
+# a variable. A completion does not run commands. A character that no leaf path contains represents their
+# output.
 _cdsctl_read_substitution() {
     local -i _depth=0
     if [[ ${_line:_index} =~ ^\$([A-Za-z_][A-Za-z_0-9]*) || ${_line:_index} =~ ^\$\{([A-Za-z_][A-Za-z_0-9]*)\} ]]; then
@@ -32,7 +32,7 @@ _cdsctl_end_word() {
     _word='' _kept='' _begun=''
 }
 
-# Takes one character of the line, or several that belong together, as the shell would.
+# Parses one character of the line, or several that belong together, as the shell does.
 _cdsctl_read_character() {
     local _character=${_line:_index:1} _next=${_line:_index + 1:1}
     case $_quote$_character in
@@ -61,7 +61,7 @@ _cdsctl_read_character() {
         ;;
     *)
         [[ $_character != '~' || $_begun || $_next != / ]] || _character=$HOME
-        [[ $_character != @ ]] || _kept=$_word # this one begins what readline completes
+        [[ $_character != @ ]] || _kept=$_word # readline completes from this character on
         _word+=$_character
         [[ $_character == @ || $COMP_WORDBREAKS != *"$_character"* ]] || _kept=$_word
         ;;
@@ -69,8 +69,8 @@ _cdsctl_read_character() {
     _begun=1
 }
 
-# Sets _words, without their quotes; the last one is being typed. There, _quote is the quote that is
-# open, and _kept the beginning of the word that stays on the line: a completion replaces the rest.
+# Sets _words to the words of the line without quotes. The last one is being typed. For it, sets _quote to the
+# open quote, and _kept to the start of the word that stays on the line. A completion replaces the rest.
 _cdsctl_read_line() {
     local _line=${COMP_LINE:0:COMP_POINT} _word='' _begun='' _before_quote=''
     local -i _index
@@ -81,8 +81,8 @@ _cdsctl_read_line() {
     [[ ! $_quote ]] || _kept=$_before_quote
 }
 
-# Sets _quoted to the text as it is written where _quote is open: from that quote on, which readline
-# does not double.
+# Sets _quoted to the text in the syntax of the open quote _quote, including that quote. Readline does not
+# repeat the quote.
 _cdsctl_quote() {
     _quoted=$1
     case $_quote in
@@ -92,15 +92,15 @@ _cdsctl_quote() {
         _quoted=${_quoted//\"/"\\\""}
         _quoted=${_quoted//\$/"\\\$"}
         _quoted=${_quoted//\`/"\\\`"}
-        _quoted=${_quoted//\!/"\"'!'\""} # for the history: a backslash would stay
+        _quoted=${_quoted//\!/"\"'!'\""} # not with a backslash, which history expansion would leave in the text
         ;;
     *) [[ ! $_quoted ]] || printf -v _quoted %q "$_quoted" ;;
     esac
     _quoted=$_quote$_quoted
 }
 
-# Offers those of the texts that begin as what was typed does, quoted here: readline's own quoting
-# (`compopt -o filenames` alone) would leave some "$", and add "/" to the name of a directory.
+# Offers the texts that begin with the typed text, and quotes them. Readline's own quoting (`compopt -o
+# filenames` alone) leaves some "$" unquoted and adds "/" to the name of a directory.
 _cdsctl_offer() {
     local _text _quoted
     for _text in "$@"; do
@@ -112,11 +112,11 @@ _cdsctl_offer() {
     case ${#COMPREPLY[@]} in
     0) ;;
     1) COMPREPLY[0]+=$_quote ;;
-    *) compopt -o filenames -o noquote ;; # lists only the last component
+    *) compopt -o filenames -o noquote ;; # list only the last component
     esac
 }
 
-# Prints what may follow $1 in the leaf paths, up to the next component that leaves a choice.
+# Prints the possible next components of the leaf paths after $1, up to the component where the paths differ.
 _cdsctl_next_components() {
     sed -n 's/^"\([^"\\]*\)" = .*/\1/p' | beginning=$1 awk '
         index($0, ENVIRON["beginning"]) == 1 { paths[++count] = $0 }
@@ -166,8 +166,8 @@ _cdsctl_offer_options() {
     esac
 }
 
-# Sets _command, _operands and _meter to what the words before the last one say, and _option to the
-# option whose value the last one is.
+# Sets _command, _operands and _meter from the words before the last one. If the last one is the value of an
+# option, sets _option to that option.
 _cdsctl_read_words() {
     local -i _at _last=${#_words[@]}-1
     for ((_at = 1; _at < _last; ++_at)); do

@@ -1,6 +1,6 @@
 # Completion of cdsctl for fish: commands, options, leaf paths and values.
 
-# Prints the command and its operands, one a line, and before them the folder that -C names.
+# Prints the directory of the option -C, the command, and its operands, one per line.
 function __cdsctl_words
     set -l folder
     set -l words
@@ -15,7 +15,7 @@ function __cdsctl_words
             case --type
                 set -e tokens[1]
             case '-?*'
-                # In the place of a value it is one.
+                # After a path of `set`, every argument is a value.
                 if test "$words[1]" = set; and test (math (count $words) % 2) -eq 0
                     set -a words $tokens[1]
                 end
@@ -27,20 +27,29 @@ function __cdsctl_words
     printf '%s\n' "$folder" $words
 end
 
-# True when the command is one of $argv; without any, when there is none yet.
+# True if the command is one of $argv. Without arguments, true if there is no command yet.
 function __cdsctl_command_is
     set -l words (__cdsctl_words)
     contains -- "$words[2]" $argv; or test -z "$words[2]$argv"
 end
 
-# Runs the command that was typed, when there is one of that name.
+# Prints a path as the shell expands it: "~" at its start becomes the home directory.
+function __cdsctl_expand
+    if string match -q -- '~/*' "$argv"
+        printf '%s\n' ~/(string sub -s 3 -- $argv)
+    else
+        printf '%s\n' $argv
+    end
+end
+
+# Runs the typed command, if it exists.
 function __cdsctl_on_meter
-    set -l program (string replace -r '^~/' ~/ -- (commandline -opc)[1])
-    set -l folder (string replace -r '^~/' ~/ -- (__cdsctl_words)[1])
+    set -l program (__cdsctl_expand (commandline -opc)[1])
+    set -l folder (__cdsctl_expand (__cdsctl_words)[1])
     type -q -- $program; and $program (test -n "$folder"; and printf '%s\n' -C $folder) $argv 2>/dev/null
 end
 
-# The value of a leaf is its description.
+# The description of a leaf is its value.
 function __cdsctl_paths
     __cdsctl_on_meter dump | string replace -rf '^"([^"\\\\]*)" = (.*)' '$1\t$2'
 end
@@ -56,7 +65,7 @@ function __cdsctl_paths_or_value
         case true false
             printf '%s\n' true false
         case '?*'
-            # fish takes what follows a tab for a description, and does not quote a tilde.
+            # fish treats text after a tab as a description, and does not quote a tilde.
             test (count $value) -eq 1; and not string match -qr '^~|\t' -- $value; and printf '%s\n' $value
     end
 end
@@ -64,20 +73,20 @@ end
 complete -c cdsctl -f
 complete -c cdsctl -s h -l help -d 'Print help and exit'
 complete -c cdsctl -l version -d 'Print the version and exit'
-complete -c cdsctl -s C -x -a '(__fish_complete_directories)' -d 'The folder of the meter'
+complete -c cdsctl -s C -x -a '(__fish_complete_directories)' -d 'The directory of the meter'
 complete -c cdsctl -n '__cdsctl_command_is list get watch diff' -l json -d 'Print JSON'
 complete -c cdsctl -n '__cdsctl_command_is set' -l type -x -a 'bool int string' -d 'The type of the values'
 
 complete -c cdsctl -n __cdsctl_command_is -a list -d 'Print leaves as PATH = VALUE'
 complete -c cdsctl -n __cdsctl_command_is -a get -d 'Print the values of leaves'
-complete -c cdsctl -n __cdsctl_command_is -a set -d 'Set leaves, all of them in one write'
+complete -c cdsctl -n __cdsctl_command_is -a set -d 'Set leaves atomically'
 complete -c cdsctl -n __cdsctl_command_is -a clear -d 'Remove leaves'
-complete -c cdsctl -n __cdsctl_command_is -a watch -d 'Print each leaf that changes'
+complete -c cdsctl -n __cdsctl_command_is -a watch -d 'Print changes of leaves'
 complete -c cdsctl -n __cdsctl_command_is -a dump -d 'Print the whole store as TOML'
-complete -c cdsctl -n __cdsctl_command_is -a load -d 'Replace the store by a dump'
-complete -c cdsctl -n __cdsctl_command_is -a diff -d 'Print what differs'
+complete -c cdsctl -n __cdsctl_command_is -a load -d 'Replace the store with a dump'
+complete -c cdsctl -n __cdsctl_command_is -a diff -d 'Print the differences'
 complete -c cdsctl -n __cdsctl_command_is -a reset -d 'Restore the factory defaults'
-complete -c cdsctl -n __cdsctl_command_is -a init -d 'Make the folder of a new meter'
+complete -c cdsctl -n __cdsctl_command_is -a init -d 'Create a new meter'
 
 complete -c cdsctl -n '__cdsctl_command_is list get clear watch' -a '(__cdsctl_paths)'
 complete -c cdsctl -n '__cdsctl_command_is set' -a '(__cdsctl_paths_or_value)'

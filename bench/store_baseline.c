@@ -1,9 +1,8 @@
-/* The least that any program must do to answer `cdsctl get` and `cdsctl set` on a meter's folder:
-   the same file work, without understanding the file. What cdsctl takes beyond this is its own.
+/* The baseline for `cdsctl get` and `cdsctl set`: the same file work, without parsing the file.
 
-   store-floor get FOLDER        reads the store whole and prints one line
-   store-floor set FOLDER DIGIT  reads the store whole under the folder's lock, and replaces it,
-                                 flushed to disk, by a copy whose first byte is a digit */
+   store-baseline get DIR        reads the whole store and prints one line
+   store-baseline set DIR DIGIT  takes the directory's lock, reads the whole store, and replaces it
+                                 with a copy whose first byte is DIGIT, flushed to disk */
 #include <fcntl.h>
 #include <stdio.h>
 #include <string.h>

@@ -1,8 +1,7 @@
-/* The least that any program must do to show a menu and to read an answer: set the terminal, write
-   the screen in one call, wait for a key, read and echo it. What the utility takes beyond this is
-   its own.
+/* The baseline for a menu program: it sets the terminal, writes the screen in one call, waits for a
+   key, reads it and echoes it.
 
-   floor FIRST NEXT: shows FIRST, and NEXT after each answer; the answer 0 ends it. */
+   baseline FIRST NEXT: shows FIRST, and NEXT after each answer. The answer 0 ends it. */
 #include <string.h>
 #include <sys/select.h>
 #include <termios.h>
@@ -12,7 +11,7 @@ int main(int count, char** words)
 {
     struct termios saved, raw;
     char key = 0;
-    char line = 0; /* the answer, when it is one key */
+    char line = 0; /* the answer so far, if it is a single key */
     const char* output = words[1];
     size_t size;
 

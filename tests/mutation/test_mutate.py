@@ -1,0 +1,168 @@
+"""What `mutate` chooses, forgets and leaves when its time is over."""
+
+import contextlib
+import importlib.machinery
+import importlib.util
+import json
+import pathlib
+import sys
+
+import pytest
+from harness.program import REPOSITORY
+
+pytest.importorskip("clang", reason="needs python3-clang-19, of packages/full")
+
+import mutants  # noqa: E402
+import suite  # noqa: E402
+
+pytestmark = pytest.mark.host_only
+FOLDER = pathlib.Path(__file__).parent
+
+
+def load(name):
+    loader = importlib.machinery.SourceFileLoader(name, str(FOLDER / name))
+    module = importlib.util.module_from_spec(importlib.util.spec_from_loader(name, loader))
+    loader.exec_module(module)
+    return module
+
+
+@pytest.fixture
+def mutate(monkeypatch, tmp_path):
+    monkeypatch.setattr(sys, "dont_write_bytecode", True)
+    module = load("mutate")
+    monkeypatch.setattr(module, "OUTCOMES", tmp_path / "outcomes")
+    return module
+
+
+@pytest.fixture
+def options(mutate, monkeypatch):
+    """The options of a command line."""
+
+    def read(*words):
+        monkeypatch.setattr(sys, "argv", ["mutate", *words])
+        return mutate.options()
+
+    return read
+
+
+def mutants_of(tmp_path, text):
+    """The mutants of a source of the simulator, as PLACE: CHANGE."""
+    (tmp_path / "simulator").mkdir()
+    (tmp_path / "simulator" / "source.cpp").write_text(text)
+    return {f"{mutant.line}: {mutant.change}" for mutant in mutants.all_mutants(tmp_path, ("simulator",))}
+
+
+@pytest.mark.parametrize("words, parts", [
+    ((), ["program"]),
+    (("--resume", "--minutes", "5"), ["program"]),
+    (("--simulator",), ["simulator"]),
+    (("--only", "console/menu.cpp"), ["program"]),
+    (("--only", "simulator/cdsctl/watch.cpp"), ["simulator"]),
+    (("--only", "simulator/files.h", "--only", "app/run.cpp"), ["program", "simulator"]),
+])
+def test_the_parts_that_options_name(mutate, options, words, parts):
+    assert mutate.parts_of(options(*words)) == parts
+
+
+@pytest.mark.parametrize("changed, parts", [
+    (("store/leaf_loader.h", "simulator/cdsctl/watch.cpp"), ["program", "simulator"]),
+    (("simulator/files.cpp",), ["simulator"]),
+    ((), ["program"]),
+])
+def test_changed_lines_are_taken_in_both_parts(mutate, options, monkeypatch, changed, parts):
+    monkeypatch.setattr(mutate, "changed_lines", lambda base: dict.fromkeys(changed))
+    assert mutate.parts_of(options("--changed", "HEAD")) == parts
+
+
+def test_every_source_of_the_simulator_is_a_part_of_it():
+    for path in (REPOSITORY / "simulator").rglob("*.cpp"):
+        name = str(path.relative_to(REPOSITORY))
+        assert mutants.part_of(name) == "simulator"
+        assert path.parent in [REPOSITORY / folder for folder in mutants.PARTS["simulator"]]
+    assert mutants.part_of("tests/simulator/main.cpp") is None
+    assert mutants.part_of("app/run.cpp") == "program"
+
+
+def test_numbers_in_octal_and_with_separators_have_mutants(tmp_path):
+    assert mutants_of(tmp_path, "int a()\n{\n    return 07777 + 1'000;\n}\n") >= {
+        "3: 07777 -> 4096", "3: 07777 -> 4094", "3: 1'000 -> 1001", "3: 1'000 -> 999"}
+
+
+def test_directives_have_no_mutants(tmp_path):
+    assert mutants_of(tmp_path, "#define ONE 1\n#if ONE == 1\nint a = 2;\n#endif\n") == {"3: 2 -> 3", "3: 2 -> 1"}
+
+
+def test_a_new_run_forgets_the_outcomes_of_its_part_only(mutate):
+    lines = [[[file, "x", "1 -> 2", 1], suite.SURVIVED] for file in ("app/run.cpp", "simulator/files.h")]
+    mutate.OUTCOMES.write_text("".join(json.dumps(line) + "\n" for line in lines))
+    mutate.forget_outcomes(["simulator"])
+    assert mutate.saved_outcomes() == {tuple(lines[0][0]): suite.SURVIVED}
+
+
+def test_a_listed_mutant_of_the_other_part_is_not_missed(mutate, monkeypatch, tmp_path):
+    entry = '[[equivalent]]\nfile = "%s"\nline = "x"\nchange = "1 -> 2"\nreason = "None."\n'
+    (tmp_path / "equivalent.toml").write_text(entry % "app/run.cpp" + entry % "simulator/files.h")
+    monkeypatch.setattr(mutate, "EQUIVALENT", tmp_path / "equivalent.toml")
+    assert mutate.listed_as_equivalent(["simulator"]) == {("simulator/files.h", "x", "1 -> 2", 1)}
+
+
+def test_without_a_sandbox_no_mutant_of_the_simulator_runs(mutate, options, monkeypatch, capsys):
+    monkeypatch.setattr(mutate.sandbox, "why_not", lambda: "no such thing")
+    assert mutate.run_and_report(options("--simulator")) == 2
+    assert capsys.readouterr().err == (
+        "mutants of the simulator run in a sandbox only, and there can be none here: no such thing\n")
+
+
+def test_each_program_that_a_mutant_is_in_is_tested():
+    assert suite.unit_programs("simulator/files.cpp") == ["simulator-tests", "cdsctl-tests"]
+    assert suite.unit_programs("simulator/cdsctl/watch.cpp") == ["cdsctl-tests"]
+    assert suite.unit_programs("app/run.cpp") == ["unit-tests"]
+    assert "meter-settings" in suite.programs_of("simulator/include/cds.h")
+
+
+class TreeOfNothing(suite.Tree):
+    """Nothing is built; every mutant that is not alone takes ten seconds and survives."""
+
+    def __init__(self, clock):  # pylint: disable=super-init-not-called
+        self.clock = clock
+        self.model_sessions = 0
+        self.alone = []
+
+    def changed(self, name, change):
+        return contextlib.nullcontext()
+
+    def builds(self, *programs):
+        return True
+
+    def unit_tests_pass(self, name):
+        return True
+
+    def tested(self, name):
+        self.clock[0] += 10
+        return suite.SURVIVED
+
+    def test_alone(self, mutant):
+        self.alone.append(mutant)
+        return suite.UNIT_TESTS
+
+
+@pytest.fixture
+def tree(monkeypatch):
+    clock = [0]
+    monkeypatch.setattr(suite.time, "monotonic", lambda: clock[0])
+    return TreeOfNothing(clock)
+
+
+def group_in(file, size):
+    return [mutants.Mutant(file, at, at + 1, "2", "constant", 1, "1", "x", (at, at + 1)) for at in range(size)]
+
+
+def test_a_group_ends_at_the_deadline(tree):
+    assert tree.test(group_in("app/run.cpp", 5), deadline=25) == [suite.SURVIVED] * 3
+    assert tree.test(group_in("app/run.cpp", 5)) == [suite.SURVIVED] * 5
+
+
+def test_a_mutant_of_the_simulator_that_survives_in_a_group_is_tested_alone(tree):
+    group = group_in("simulator/files.cpp", 2)
+    assert tree.test(group) == [suite.UNIT_TESTS] * 2
+    assert tree.alone == group
