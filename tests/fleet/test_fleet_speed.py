@@ -1,4 +1,4 @@
-"""How long one meter takes. On a busy machine the best of some tries counts."""
+"""The time for one meter and for many. On a busy machine the best of some tries counts."""
 
 import os
 import sys
@@ -19,7 +19,7 @@ TRIES = 5
 
 
 def best(folder, settings, wanted, limit, line, tries=TRIES, leaves=None):
-    """The shortest time in which a new meter ends as wanted: as reported, and as measured around."""
+    """Runs an apply on new meters. The shortest reported time must not exceed the limit."""
     shortest = None
     for number in range(tries):
         meter = FleetMeter(folder / f"m{number}", leaves, line=line)
