@@ -91,14 +91,14 @@ def pytest_configure(config):
     config.addinivalue_line("markers", "builds: builds the program again; skipped with --quick")
     config.addinivalue_line("markers", "page: needs the page and browsers; runs only with --page")
     config.addinivalue_line("markers", "consoles: takes seconds, most of them on consoles; skipped with --quick")
-    config.addinivalue_line("markers", "fleet: takes minutes on consoles; runs with --fleet or --full")
+    config.addinivalue_line("markers", "fleet: takes minutes on consoles, or measures times; runs only with --fleet")
     config.addinivalue_line("markers", "full: takes minutes; runs only with --full")
 
 
 def is_left_out(item, config):
     if item.get_closest_marker("page") and not config.getoption("--page"):
         return True
-    if item.get_closest_marker("fleet") and not (config.getoption("--fleet") or config.getoption("--full")):
+    if item.get_closest_marker("fleet") and not config.getoption("--fleet"):
         return True
     if item.get_closest_marker("full"):
         return not config.getoption("--full")

@@ -244,11 +244,18 @@ async def look_at(session: Session, kind: str) -> Menu:
     return menu
 
 
+def looks_damaged(text: str) -> bool:
+    """Whether a value has characters that are hardly ever stored: bytes outside printable ASCII, or
+    text after padding."""
+    return "  " in text or not all(" " <= one <= "~" for one in text)
+
+
 async def read_menu(session: Session, kind: str, doubtful: Mapping[str, str]) -> None:
-    """Reads a menu. Reads it twice after anything unexpected in this session, and when it shows one
-    of the doubtful values."""
+    """Reads a menu. Reads it twice after anything unexpected in this session, and when it shows a
+    value that is doubtful or looks damaged."""
     def is_trusted(menu: Menu) -> bool:
-        in_doubt = any(doubtful.get(name) == text for name, text in menu.values.items())
+        in_doubt = any(doubtful.get(name) == text or looks_damaged(text)
+                       for name, text in menu.values.items())
         return is_clean(session) and not in_doubt and not unexpected(session, menu)
 
     menu = await look(session, kind, is_trusted)

@@ -1,4 +1,4 @@
-"""Generated plans and the stores of the meters that they are for.
+"""Generates plans, and the stores of the meters that they are for.
 
 Settings are keyed and typed as in a plan."""
 
@@ -41,7 +41,7 @@ def as_text(element):
 
 
 def read_setting(leaves, setting):
-    """What the utility's screens say of a setting. A number that no plan can name stays text."""
+    """The value of a setting on the utility's screens. A number that no plan can name stays text."""
     leaf = leaves.get(LEAVES[setting])
     if setting == "dhcp":  # any other type, and a leaf that is missing, is read as on
         return leaf if isinstance(leaf, bool) else True
@@ -63,7 +63,7 @@ def address(rng):
 
 
 def options_list(rng):
-    """A list that the utility accepts, in any order, in capitals or small letters."""
+    """An options list that the utility accepts, in any order, in upper or lower case."""
     chosen, groups = [], set()
     for name, group, _ in rng.sample(option_words.OPTIONS, rng.randrange(1, 20)):
         if group not in groups or group not in option_words.GROUPS:
@@ -83,7 +83,7 @@ def supported_types(leaves):
 
 
 def value(rng, setting, leaves):
-    """A value that the meter's menus can bring about."""
+    """A value that the meter's menus can enter."""
     if setting == "dhcp":
         return rng.random() < 0.5
     if setting in REMOVABLE and rng.random() < 0.1:
@@ -137,7 +137,7 @@ def store(rng):
 
 
 def settings(rng, leaves):
-    """What a plan asks of a meter with these leaves: about half of it as it is already."""
+    """The settings of a plan for a meter with these leaves. About half of them are equal already."""
     named = [setting for setting in LEAVES if rng.random() < rng.choice((0.15, 0.6, 1))]
     chosen = {}
     for setting in named:
@@ -177,7 +177,7 @@ def is_serial(text):
 
 
 def generate(seed, number):
-    """The random numbers to go on with, a store, and the settings planned for it."""
+    """Returns a random generator for further use, a store, and the settings planned for it."""
     rng = random.Random(f"{seed}/{number}")
     leaves = store(rng)
     return rng, leaves, settings(rng, leaves)

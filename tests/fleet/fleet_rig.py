@@ -1,4 +1,4 @@
-"""Simulated meters with lines to them: what the tests of `fleet/` work on.
+"""Simulated meters and their lines, for the tests of `fleet/`.
 
 A meter is a directory below the build folder: `meter/` is its store, `trace` the calls made on it,
 `line.json` and `sessions/` are noisy-line's. Its console is `run:` and a command that reaches it."""
@@ -114,7 +114,7 @@ def run_fleet(*arguments, scale=1.0, program=METER_FLEET, **options):
 
 
 def results_of(done):
-    """The object of each meter, by name."""
+    """The JSON object of each meter, by name."""
     found = [json.loads(line) for line in done.stdout.splitlines()]
     return {result["name"]: result for result in found}
 

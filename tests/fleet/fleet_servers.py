@@ -50,7 +50,7 @@ def answers(port):
 
 @contextlib.contextmanager
 def running(words, is_ready, **options):
-    """A server from when it is ready to the end of the block."""
+    """Runs a server until the end of the block. Begins the block when the server is ready."""
     process = subprocess.Popen(words, stdin=subprocess.DEVNULL, start_new_session=True, **options)
     try:
         wait_until(lambda: is_ready() or process.poll() is not None, lambda: f"{words} is not ready")
@@ -156,7 +156,7 @@ def serial_port(folder, command):
 
 @contextlib.contextmanager
 def raw_terminal_server(folder, command):
-    """A port behind which each connection has a console of its own, without telnet's own bytes."""
+    """A port that gives each connection a console of its own, without telnet commands."""
     port = free_port()
     with plain_path(folder) as plain:
         words = ["socat", f"TCP-LISTEN:{port},bind=127.0.0.1,reuseaddr,fork",
@@ -178,7 +178,7 @@ connection: &meter
 
 @contextlib.contextmanager
 def telnet_server(folder, device):
-    """ser2net in front of a serial device: it speaks telnet, options and all."""
+    """ser2net for a serial device. It uses the telnet protocol with its options."""
     port = free_port()
     config = folder / "ser2net.yaml"
     config.write_text(SER2NET_CONFIG.format(port=port, device=device))
@@ -194,7 +194,7 @@ def is_listening(port):
 
 
 def over_a_slow_line(folder, command, baud=9600):
-    """The same command with a 9,600 baud line in front of it."""
+    """The same command behind a 9,600 baud line."""
     folder.mkdir()
     (folder / "line.json").write_text(json.dumps({"command": list(map(str, command)), "baud": baud}))
     return [str(NOISY_LINE), str(folder)]

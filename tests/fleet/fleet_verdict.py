@@ -1,4 +1,4 @@
-"""What must hold after meter-fleet has been at a meter, whatever its line did."""
+"""Checks the store, the calls and the report after a run of meter-fleet on one meter."""
 
 import option_words
 from fleet_plans import LEAVES, NUMBERS, read_setting
@@ -52,7 +52,7 @@ def clears_the_options(call):
 
 
 def forbidden(calls):
-    """The password resets, factory resets and clearings of the options that were made."""
+    """The password resets, factory resets and clearings of the options list in the calls."""
     found = [line for line in commands(calls) if line.startswith(FORBIDDEN_COMMANDS)]
     return found + ["options cleared" for call in calls if clears_the_options(call)]
 
@@ -67,7 +67,7 @@ def allowed_to_change(settings):
 
 
 def stray_changes(before, after, settings):
-    """Leaves that became something else and have nothing to do with the plan."""
+    """Leaves that changed although the plan does not concern them."""
     allowed = allowed_to_change(settings)
     changed = {path for path in before.keys() | after.keys() if not same(before.get(path), after.get(path))}
     if "options_list" in settings:
@@ -76,7 +76,7 @@ def stray_changes(before, after, settings):
 
 
 def wrong_option_leaves(after, settings):
-    """Option leaves that are not what the list leads to; the last write of a leaf counts."""
+    """Option leaves that differ from what the list requires. The last write of a leaf counts."""
     wanted = dict(option_words.examine(settings["options_list"]).batch)
     return sorted(path for path, leaf in wanted.items() if after.get(path) is not leaf)
 
@@ -95,7 +95,7 @@ def mirrored(wanted):
 
 
 def early_keys(sessions):
-    """The reasons why keys came too early, with how many."""
+    """The number of keys that came too early, by reason."""
     counts = {}
     for event in (event for session in sessions for event in session):
         if event["event"] == "key" and event["early"]:
@@ -114,7 +114,7 @@ def too_early(sessions):
 
 
 def problems(meter, settings, result):
-    """What is wrong after `apply` or `check` of these settings, as lines of text."""
+    """The errors after `apply` or `check` of these settings, as lines of text."""
     before, after, calls = meter.leaves_before, meter.leaves(), meter.calls()
     kind = result["result"]
     found = [f"forbidden: {what}" for what in forbidden(calls)]
@@ -130,7 +130,7 @@ def problems(meter, settings, result):
 
 
 def wrong_report(after, settings, result):
-    """What a good result says of the settings, against the store."""
+    """Compares the settings that a good result reports with the store."""
     if result["result"] not in GOOD_RESULTS:
         return [] if result["messages"] else [f"{result['result']} without a message"] \
             if result["result"] != "differs" else []

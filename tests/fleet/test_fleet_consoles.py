@@ -31,7 +31,7 @@ def on_console(command, folder, console, settings, environment=None, defaults=LO
 
 
 def check_a_console(folder, meter, console, environment=None, defaults=LOGIN):
-    """Eight values are applied; then nothing differs any more."""
+    """Applies eight values. After that nothing differs."""
     first = on_console("apply", folder, console, EIGHT, environment, defaults)
     assert first["result"] == "changed", first
     assert {key: read_settings(meter.leaves())[key] for key in EIGHT} == EIGHT

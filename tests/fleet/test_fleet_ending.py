@@ -1,4 +1,4 @@
-"""How a session ends that cannot go on: signals, lost lines, someone else at the console."""
+"""Sessions that end early: after a signal, a lost line, or keys of someone else."""
 
 import json
 import shlex
@@ -34,7 +34,7 @@ def events(meter, kind):
 
 
 def interrupted(folder, meter, is_due, number):
-    """Sends a signal when it is due. How long it took to end, and the result."""
+    """Sends a signal after some keys. Returns the seconds until the program ended, and the result."""
     process = start(folder, meter, SETTINGS)
     try:
         wait_until(lambda: is_due() or process.poll() is not None, lambda: "the signal was never due")
@@ -65,7 +65,7 @@ def test_a_signal_makes_it_leave_through_the_menus_without_saving(number, keys, 
 
 
 def test_a_signal_leaves_a_quick_console_through_the_menus(folder):
-    """Where nothing hinders it, it does not only say that it could not."""
+    """On a good line it must leave; the message that it could not is not enough."""
     meter = FleetMeter(folder / "quick", line={"baud": 38400})
     _, _, result = interrupted(folder, meter, lambda: len(events(meter, "key")) >= 10, signal.SIGINT)
     assert result["result"] == "unknown"
@@ -84,7 +84,7 @@ def test_a_signal_while_a_command_runs_types_nothing_into_it(folder):
 
 @pytest.mark.parametrize("kind", ["ends", "deaths"])
 def test_a_line_that_is_lost(kind, folder):
-    """At any key, in the first session and in the one that verifies."""
+    """The line is lost at any key, in the first session and in the verifying one."""
     pairs = []
     for session, key in [*((0, key) for key in range(0, 100, 9)), (1, 0), (1, 3)]:
         line = {kind: [{"session": n, "at_key": key} for n in range(session, 50)]}
@@ -130,7 +130,7 @@ LEFT_BEHIND = ["2\r", "2\r10.9.9.9\r", "2\r10.9.9.9\r6\r", "2\r10.9.9.9\r0\r", "
 
 
 def test_a_console_that_someone_left_in_the_middle_of_something(folder):
-    """It is left without saving what is not planned, and nothing that is asked there is confirmed."""
+    """meter-fleet leaves without saving the edits of others, and confirms no question that it finds."""
     pairs = [(FleetMeter(folder / f"m{i}", line={"prelude": keys}, scale=0.1), SETTINGS)
              for i, keys in enumerate(LEFT_BEHIND)]
     _, results = play("apply", folder, pairs, scale=0.1)
@@ -142,7 +142,7 @@ def test_a_console_that_someone_left_in_the_middle_of_something(folder):
 
 
 def test_a_console_with_a_running_utility_is_left_and_started_again(folder):
-    """A shell's console on which the utility still runs: it is left, and the plan is applied."""
+    """The utility still runs on the shell's console. meter-fleet leaves it and applies the plan."""
     meter = FleetMeter(folder / "meter", scale=0.1)
     line = {"prelude": "meter-settings -m\r2\r10.9.9.9\r1\r2\r10.", "command": shell_command(meter)}
     left = FleetMeter(folder / "left", line=line, scale=0.1)

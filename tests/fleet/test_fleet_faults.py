@@ -1,4 +1,4 @@
-"""Every fault of a meter's store at every call of an apply: never a wrong report."""
+"""Every fault of a meter's store at every call of an apply. No fault may lead to a false report."""
 
 import collections
 import re
@@ -37,7 +37,7 @@ def paths_of(call):
 
 
 def fault(kind, after, times, **how):
-    """A fault of the `after`th call of a kind, then of `times` calls or, with None, of all."""
+    """A fault of `times` calls of a kind, or of all with None, after the first `after` calls."""
     lines = [f'call = "{kind}"', f"after = {after}"]
     lines += [f"times = {times}"] if times else []
     lines += [f"{key} = {value!r}".replace("'", '"') for key, value in how.items()]
@@ -77,7 +77,7 @@ def clean_calls():
 
 
 def untold(meter, result):
-    """The settings of the plan of which an `unknown` does not say what the meter holds."""
+    """The planned settings whose value an `unknown` result does not name."""
     said = " ".join(result["messages"])
     after = meter.leaves()
     return [key for key in SETTINGS if f"{key}" not in said and key not in result["settings"]
@@ -135,7 +135,7 @@ def test_a_failed_immediate_write_with_settings_saved_is_unknown(folder):
 @pytest.mark.parametrize("key, held, planned", [("dhcp", False, True), ("secondary_dns", "192.0.2.54", ""),
                                                 ("media_type", "100Base-TX Full", ""), ("meter_form", 2, "")])
 def test_a_planned_value_that_can_never_be_read_is_entered_all_the_same(key, held, planned, folder):
-    """The screens show it as planned. Whatever else is saved, it is saved as well."""
+    """The screens show it as planned, so only entering it together with other changes makes it true."""
     leaves = {**FACTORY_LEAVES, LEAVES[key]: held}
     meter = FleetMeter(folder / "unread", leaves, faults=fault("get_leaves", 0, None, path=LEAVES[key], status=5))
     settings = {key: planned, "ip_address": "198.51.100.20"}

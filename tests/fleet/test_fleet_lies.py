@@ -1,4 +1,4 @@
-"""One byte of one screen is wrong, in the worst place: a value that is shown as planned and is not."""
+"""One screen shows a wrong value: one that differs from the plan looks as planned, or the reverse."""
 
 import pytest
 from fleet_plans import LEAVES

@@ -1,4 +1,4 @@
-"""Many meters at the same time: none waits for another that is bad, and progress is shown."""
+"""Many meters at the same time: a bad console delays no other, and the display shows progress."""
 
 import json
 import os
@@ -105,7 +105,7 @@ def on_a_terminal(folder, consoles, *arguments):
 
 
 def test_progress_on_a_terminal(folder):
-    """A line for each working meter, totals, and the time that is left."""
+    """One line per working meter, the totals, and the time left."""
     meters = [FleetMeter(folder / f"meter-{i}", line={"baud": 19200}) for i in range(6)]
     shown, status = on_a_terminal(folder, [(meter.name, meter.console) for meter in meters], "--jobs", "3")
     assert status == 0

@@ -1,4 +1,4 @@
-"""`check` says exactly what `apply` does, and `show` prints a plan."""
+"""`check` predicts exactly what `apply` does, and `show` prints a plan."""
 
 import tomllib
 
@@ -23,7 +23,7 @@ FORESEEN = {"ok": "ok", "differs": "changed", "unknown": "unknown", "unreachable
 
 
 def not_foreseen(meter, settings, checked, applied):
-    """How a check and the apply that followed it differ."""
+    """The differences between a check and the apply after it."""
     found = []
     if FORESEEN[checked["result"]] != applied["result"]:
         found.append(f"check said {checked['result']}, apply {applied['result']}: {applied['messages']}")

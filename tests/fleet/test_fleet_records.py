@@ -1,4 +1,4 @@
-"""Transcripts: every byte with its time, for nobody else's eyes, in the form of the dialogues."""
+"""Transcripts hold every byte with its time in the notation of the dialogues. Only the user can read them."""
 
 import pathlib
 
@@ -13,7 +13,7 @@ SETTINGS = {"ip_address": "198.51.100.20", "secondary_dns": "", "serial_number":
 
 
 def bytes_of(meter, suffix):
-    """What went over the line in all sessions of a meter."""
+    """The bytes sent and received in all sessions of a meter, according to its line."""
     files = sorted((meter.folder / "sessions").glob(f"*{suffix}"), key=lambda path: int(path.stem))
     return b"".join(path.read_bytes() for path in files)
 

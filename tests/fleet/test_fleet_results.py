@@ -1,4 +1,4 @@
-"""What meter-fleet reports of one meter, and what it does to it, on a good line."""
+"""The result and the effect of each command on one meter, on a good line."""
 
 import json
 import re
@@ -22,7 +22,7 @@ MEMBERS = {"name", "result", "changed", "diff", "settings", "messages", "seconds
 
 
 def one(command, folder, meter, settings, *arguments, **options):
-    """A command on one meter: its exit status and its result, nothing wrong with either."""
+    """Runs a command on one meter and checks it. Returns the exit status and the result."""
     done, results = play(command, folder, [(meter, settings)], *arguments, **options)
     result = results[meter.name]
     assert result.keys() == MEMBERS
@@ -161,7 +161,7 @@ def test_the_worst_result_is_the_exit_status(folder):
 
 
 def test_the_save_is_found_where_there_is_no_initialisation_line(folder):
-    """It is 5 there, which is the initialisation menu elsewhere."""
+    """Save is 5 after a start without -m. With -m, 5 is the initialisation menu."""
     meter = FleetMeter(folder / "plain", arguments=())
     _, result = one("apply", folder, meter, {"primary_dns": "198.51.100.53"})
     assert result["result"] == "changed"

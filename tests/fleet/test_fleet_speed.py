@@ -1,4 +1,4 @@
-"""How long one meter takes. On a busy machine the best of some tries counts."""
+"""The time for one meter and for many. On a busy machine the best of some tries counts."""
 
 import os
 import sys
@@ -9,7 +9,7 @@ import pytest
 from fleet_plans import LEAVES, read_settings
 from fleet_rig import FACTORY_LEAVES, METER_FLEET, FleetMeter, play, plan_text
 
-pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
+pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 
 EIGHT = {"ip_address": "198.51.100.20", "subnet_mask": "255.255.0.0", "default_gateway": "198.51.100.1",
          "primary_dns": "198.51.100.53", "secondary_dns": "198.51.100.54", "serial_number": "101212346",
@@ -19,7 +19,7 @@ TRIES = 5
 
 
 def best(folder, settings, wanted, limit, line, tries=TRIES, leaves=None):
-    """The shortest time in which a new meter ends as wanted: as reported, and as measured around."""
+    """Runs an apply on new meters. The shortest reported time must not exceed the limit."""
     shortest = None
     for number in range(tries):
         meter = FleetMeter(folder / f"m{number}", leaves, line=line)

@@ -1,4 +1,4 @@
-"""The checks after a session find what they are for: each is shown a session that is wrong in its way."""
+"""Each check of fleet_verdict finds the error that it is for."""
 
 import json
 import random
@@ -106,7 +106,7 @@ def test_generated_plans_are_the_same_again_and_ask_for_what_can_be():
 
 
 def test_generated_values_are_accepted_by_the_utility(folder):
-    """Each as it would be typed, on a meter without values."""
+    """Types each value on a meter without values."""
     rng = random.Random(1)
     for number in range(20):
         entered = {key: fleet_plans.value(rng, key, FACTORY_LEAVES) for key in ("serial_number", "options_list")}

@@ -1,4 +1,4 @@
-"""Typing on a line that does what it likes: scripted answers to each key."""
+"""Typing on a damaged line, with scripted answers to each key."""
 
 import asyncio
 import time
@@ -57,14 +57,6 @@ class ScriptedLink:
         return data
 
 
-@pytest.fixture(autouse=True)
-def short_waits(monkeypatch):
-    for name in ("SHORTEST_WAIT", "SCREEN_SECONDS", "QUIET_SECONDS", "SETTLE_SECONDS",
-                 "RELEASE_SECONDS"):
-        monkeypatch.setattr(keys, name, 0.001)
-    monkeypatch.setattr(keys, "PROBE_WAITS", (0.001, 0.002, 0.002, 0.002, 0.002, 0.002))
-
-
 def answered(link, text):
     """Answers the question with the text. Returns the dialog."""
     async def run():
@@ -99,7 +91,7 @@ def only(number, change):
     ("taken back", lambda key: "\b" + key),
 ])
 def test_one_tampered_key_never_enters_another_line(number, what, change):
-    """The eighth key is Enter: what is foreign before it can only be noticed."""
+    """The eighth key is Enter. A foreign key directly before it can be noticed, but not taken back."""
     link = ScriptedLink(tamper=only(number, change))
     try:
         dialog = answered(link, "1.2.3.4")
@@ -215,7 +207,7 @@ MENU_AGAIN = b"\nTimed out.\n" + QUESTION
 
 
 class DamagedLink(ScriptedLink):
-    """Its prompt lost a byte. It is drawn again by itself, after so many waits without a key."""
+    """Its prompt lost a byte. After some waits without a key it draws the prompt again."""
 
     def __init__(self, waits):
         super().__init__()
@@ -250,7 +242,7 @@ def test_a_prompt_that_never_comes_again_is_given_up():
 
 
 class StalledLink(ScriptedLink):
-    """Holds everything back for some waits after a key, and then sends it bit by bit."""
+    """Holds all output back for some waits after a key, and then sends three bytes at a time."""
 
     def __init__(self, at, waits):
         super().__init__()

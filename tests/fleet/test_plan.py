@@ -1,4 +1,4 @@
-"""Plans: what is accepted, what is rejected at which line, what is printed."""
+"""Plans: accepted values, the line and reason of rejected ones, and printed plans."""
 
 import tomllib
 

@@ -1,4 +1,4 @@
-"""The grammar of the screens: all that the utility shows is in it, and nothing else."""
+"""The grammar of the screens accepts everything that the utility shows, and nothing else."""
 
 import pytest
 from harness import dialogue

@@ -1,4 +1,4 @@
-"""Prints the result of each task and host as a line of JSON, and nothing else."""
+"""Prints the result of each task and host as one line of JSON, and nothing else."""
 
 import json
 
