@@ -9,6 +9,7 @@ import re
 from collections.abc import Callable
 from dataclasses import dataclass
 
+from meter_fleet.option_groups import OPTION_GROUPS, OPTIONS
 from meter_fleet.results import Value
 
 PLACEHOLDER = "YYMMXXXXX"  # what "~" makes of a serial number
@@ -42,21 +43,6 @@ ENCLOSURES = (
     ("Type W Retrofit", "W", " \t\n"),
 )
 ENCLOSURE_CODES = tuple(code for _, code, _ in ENCLOSURES)
-
-# A list has at most one member of each group. PQR is in no group: it may be next to PQ1, PQ2 or
-# PQ3.
-OPTION_GROUPS = {
-    "serial ports": ("1A", "1B", "1C"),
-    "Ethernet and Wi-Fi ports": ("2A", "2B", "2C"),
-    "modem": ("3A", "3B", "3C", "3D"),
-    "digital I/O": ("7A", "7B"),
-    "analog I/O": ("8A", "8B"),
-    "external I/O": ("9A", "9B", "9C"),
-    "power quality": ("PQ1", "PQ2", "PQ3"),
-}
-SINGLE_OPTIONS = ("4", "5", "6", "WEB", "IEC", "DLMS", "IB", "IEEE", "NTP", "PPS", "DLP", "ML",
-                  "THP", "EAP", "DC", "PQR", "PMU", "MID")
-OPTIONS = frozenset((*SINGLE_OPTIONS, *(one for group in OPTION_GROUPS.values() for one in group)))
 
 NO_CLEARING = "a plan does not clear the options list"
 
@@ -149,7 +135,7 @@ def why_no_options_list(value: object) -> str:
             return f"{piece} is there twice"
     for name, group in OPTION_GROUPS.items():
         if len(members := [piece for piece in chosen if piece in group]) > 1:
-            return f"has {' and '.join(members)}: only one option is allowed for the {name}"
+            return f"has {' and '.join(members)}: only one option of the group {name} is allowed"
     return ""
 
 

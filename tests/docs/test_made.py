@@ -4,7 +4,7 @@ import re
 from xml.etree import ElementTree
 
 import pytest
-from guides import folders, made, pictures, screens
+from guides import folders, made, options, pictures, screens
 from harness.program import REPOSITORY
 
 pytestmark = pytest.mark.host_only
@@ -29,6 +29,10 @@ def test_a_picture_agrees_with_the_program(name):
 @pytest.mark.parametrize("name", PAGES)
 def test_the_generated_parts_of_a_page_are_current(name):
     check(PAGES[name], made.make_page(PAGES[name]))
+
+
+def test_the_options_that_meter_fleet_knows_are_current():
+    check(options.FLEET, options.for_fleet())
 
 
 def test_every_generated_part_is_on_a_page_between_its_marks():

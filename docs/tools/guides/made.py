@@ -58,10 +58,11 @@ def make_picture(name):
 
 
 def all_files():
-    """Maps the path of every page and picture to its text, or to None for a picture that should not exist."""
+    """Maps the path of every generated file to its text, or to None for a picture that should not exist."""
     with concurrent.futures.ProcessPoolExecutor(8) as pool:
         files = {path: pool.submit(make_page, path) for path in pages()}
         files |= {pictures.path_of(name): pool.submit(make_picture, name) for name in picture_names()}
+        files[options.FLEET] = pool.submit(options.for_fleet)
         made = {path: future.result() for path, future in files.items()}
     strays = set(pictures.FOLDER.glob("*.svg")) - set(made)
     return made | dict.fromkeys(strays)
