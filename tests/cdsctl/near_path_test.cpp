@@ -63,8 +63,9 @@ TEST_CASE("two edits are near when they leave half of the differing component")
 
 TEST_CASE("three edits are never near")
 {
-    for (const char* path : {"/VMIC/Enclosxxx/Value", "/VMIC/xxxlosure/Value", "/VMIC/Enclosx/Value",
-                             "/VMIC/Enclosxrexx/Value", "/VMIC/xyEnclosurr/Value"}) {
+    for (const char* path :
+         {"/VMIC/Enclosxxx/Value", "/VMIC/xxxlosure/Value", "/VMIC/Enclosx/Value",
+          "/VMIC/Enclosxrexx/Value", "/VMIC/xyEnclosurr/Value"}) {
         CAPTURE(path);
         CHECK(near(path) == "");
     }

@@ -99,6 +99,17 @@ TEST_CASE("listing a directory closes it only once")
     CHECK(count_of_wrong_closes() == before);
 }
 
+TEST_CASE("closing a file keeps the reason of an earlier failure")
+{
+    const TestMeter meter("");
+    {
+        const OpenFile folder = lock_folder(meter.folder);
+        close(folder.fd); // so that the second close fails
+        errno = ENOENT;
+    }
+    CHECK(errno == ENOENT);
+}
+
 TEST_CASE("a replaced file keeps its permission bits, whatever the mask")
 {
     const TestMeter meter("");

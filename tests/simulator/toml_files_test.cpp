@@ -110,6 +110,9 @@ TEST_CASE("the error for a duplicate key quotes its second occurrence")
           "store.toml:2: key \"/\xC3\xA4 = \xF0\x9F\x92\xA1\" is given twice");
     CHECK(fault_error("[[fault]]\ncall = \"pcd_init\"\ncall = \"pcd_init\"\n") ==
           "faults.toml:3: key call is given twice");
+    CHECK(leaf_error("a = 1\na.b = 2\n") ==
+          "store.toml:2: Error while parsing key-value pair: cannot redefine existing integer as "
+          "dotted key-value pair");
 }
 
 TEST_CASE("the error for a duplicate key in an inline table quotes the key alone")

@@ -66,6 +66,11 @@ TEST_CASE("values in sequence do not add to the depth")
     }
     CHECK(line_too_deep("a = [" + repeated("{b.c = 1.5}, ", many) + "]") == 0);
     CHECK(line_too_deep("a = " + repeated(".", many)) == 0); // these dots do not separate keys
+    for (const std::string closed : {"[t]", "a = {}", "a = []"}) {
+        CAPTURE(closed);
+        CHECK(line_too_deep(closed + repeated(".b", deepest_nesting)) == 0);
+        CHECK(line_too_deep(closed + repeated(".b", deepest_nesting + 1)) == 1);
+    }
 }
 
 TEST_CASE("brackets and dots in strings and comments do not count")
