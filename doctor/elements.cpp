@@ -29,7 +29,7 @@ const char* type_name(int code)
         return "a boolean";
     if (code == string_type)
         return "a string";
-    return code == type_code(LeafType::number) ? "an integer" : "of another type";
+    return code == type_code(LeafType::number) ? "an integer" : "a value of another type";
 }
 
 std::string text_of(const toolkit::CElement& element)

@@ -23,7 +23,7 @@ toolkit::CElement element_of_sample(Sample sample);
 // The type code with which the utility writes a leaf.
 int type_code(LeafType type);
 
-// "a boolean", "an integer", "a string" or "of another type".
+// "a boolean", "an integer", "a string" or "a value of another type".
 const char* type_name(int code);
 
 std::string text_of(const toolkit::CElement& element);

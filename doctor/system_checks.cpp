@@ -119,13 +119,15 @@ void check_downloads()
 void check_machine()
 {
     begin_check("machine");
+    constexpr char byte_orders[][7] = {"big", "little"};
+    constexpr char signs[][9] = {"unsigned", "signed"};
     const std::uint16_t one = 1;
     unsigned char first_byte = 0;
     std::memcpy(&first_byte, &one, 1);
     report(ok, "the page size is %ld bytes", sysconf(_SC_PAGESIZE));
-    report(ok, "the byte order is %s-endian", first_byte == 1 ? "little" : "big");
+    report(ok, "the byte order is %s-endian", byte_orders[first_byte]);
     report(ok, "long has %zu bits", sizeof(long) * CHAR_BIT);
-    report(ok, "char is %s", CHAR_MIN < 0 ? "signed" : "unsigned");
+    report(ok, "char is %s", signs[static_cast<int>(CHAR_MIN < 0)]);
 }
 
 void check_c_library()

@@ -109,7 +109,7 @@ def test_a_file_that_cannot_be_read_is_rejected(tmp_path, old, new, why):
     ([("«main menu 2»", "«main menu»")] + [("«main menu 2 again»", "«main menu again»")] * 3,
      "-«main menu»\n+«main menu 2»"),
 ])
-def test_a_screen_that_comes_again_is_compared_whole(tmp_path, changes, reported):
+def test_a_repeated_screen_is_compared_in_full(tmp_path, changes, reported):
     assert reported in report_of(edited(tmp_path, QUESTION, *changes))
 
 SMALL = {"Port": 1, "Reset": 2, "Save": 3}

@@ -75,7 +75,7 @@ def test_the_same_seed_gives_the_same_order(tmp_path):
     assert all(sorted(orders[0][n:n + 3]) == ["a", "b", "c"] for n in range(0, 24, 3))
 
 
-def test_a_program_that_fails_is_no_contender():
+def test_a_program_that_fails_is_an_error():
     with pytest.raises(subprocess.CalledProcessError):
         measuring.hold_contest(1, 1, [(Contender("false", ["/bin/false"], {}, ""), [])])
 

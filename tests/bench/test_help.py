@@ -16,7 +16,7 @@ def test_there_are_scripts():
 
 
 @pytest.mark.parametrize("script", SCRIPTS, ids=lambda script: script.name)
-def test_help_is_printed_and_nothing_else_done(script, plain_folder):
+def test_help_only_prints_and_exits(script, plain_folder):
     (plain_folder / "cmake").write_text(f"#!/bin/sh\n: >'{plain_folder}/called'\nexit 1\n")
     (plain_folder / "cmake").chmod(0o755)
     done = subprocess.run([script, "--help"], env={"PATH": f"{plain_folder}:/usr/bin:/bin"}, capture_output=True,

@@ -18,14 +18,14 @@ def packages_in_lists():
     return {line for path in lists for line in path.read_text().splitlines() if not line.startswith("#")}
 
 
-def test_it_has_five_commands_of_which_the_first_installs_packages_that_the_tests_have():
+def test_it_has_five_commands_and_the_first_installs_known_packages():
     assert len(COMMANDS) == 5
     assert COMMANDS[0].startswith("apt-get install ")
     assert set(COMMANDS[0].split()[2:]) <= packages_in_lists()
 
 
 def here(command, places):
-    """The command with the directories of this test in place of the guide's."""
+    """Returns the command with this test's directories instead of the guide's."""
     for guide, place in places.items():
         command = re.sub(rf"(?<=[ =]){re.escape(guide)}(?=[ /]|$)", shlex.quote(str(place)), command)
     return command
@@ -34,7 +34,7 @@ def here(command, places):
 @pytest.mark.builds
 @shown_by_other_builds
 @pytest.mark.skipif(not RUN_WITH, reason="it builds for the meter")
-def test_the_other_commands_lead_to_programs_for_the_meter(plain_folder, meter):
+def test_the_other_commands_build_programs_for_the_meter(plain_folder, meter):
     library = installed_library(plain_folder / "installed")
     places = {"/path/to/library": library, "/path/to/staging": plain_folder / "staging", "b": plain_folder / "b"}
     environment = {name: value for name, value in os.environ.items() if name not in ("MAKEFLAGS", "DESTDIR")}

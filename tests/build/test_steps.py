@@ -9,7 +9,7 @@ import subprocess
 import pytest
 from harness.program import REPOSITORY
 
-pytestmark = [pytest.mark.full, pytest.mark.host_only]
+pytestmark = pytest.mark.host_only
 
 GUIDE = (REPOSITORY / "docs" / "developer.md").read_text(encoding="utf-8")
 PLAY = "meter: factory\narguments: -m\n\n[console]\n"
@@ -42,6 +42,15 @@ def copy_of_the_tree(folder):
         shutil.copy2(REPOSITORY / name, folder / name, follow_symlinks=False)
 
 
+@pytest.mark.parametrize("section", EXAMPLES)
+def test_each_edit_has_its_place_in_the_tree(section):
+    edits = list(edits_of(section))
+    assert edits
+    for name, old, _ in edits:
+        assert (REPOSITORY / name).read_text(encoding="utf-8").count(old) == 1, f"{name} does not have this once:\n{old}"
+
+
+@pytest.mark.full
 @pytest.mark.parametrize("section", EXAMPLES)
 def test_the_program_has_the_new_feature_after_the_steps(section, tmp_path):
     copy_of_the_tree(tmp_path)

@@ -46,7 +46,7 @@ def new_leaves(cdsctl, meter):
 
 
 @pytest.fixture
-def refusal(cdsctl):
+def error_of(cdsctl):
     """Returns the standard error of a cdsctl that exits with `status` and prints nothing else."""
 
     def run(status, *arguments, **options):

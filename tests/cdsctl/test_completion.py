@@ -170,7 +170,7 @@ def test_a_path_with_characters_of_the_shell_is_completed(shell, meter, begun):
     assert shell.run(f"cdsctl get {begun}/ho\t") == "3\n"
 
 
-def test_nothing_on_the_line_is_run_for_a_completion(shell):
+def test_completion_runs_no_command_on_the_line(shell):
     words = ["$(touch run)", "`touch run`", '"$(touch run)"', '"`touch run`"']
     if shell.name != "zsh":  # in zsh, TAB itself expands the argument
         words += ["$(touch run)a", '"`touch run`']

@@ -12,13 +12,13 @@ REASON = ":2: keys, arrays and tables are nested more than 32 levels deep\n"
     "a." * MANY + "a = 1", "[" + "a." * MANY + "a]", "a = " + "[" * MANY + "]" * MANY,
     "a = " + "{a = " * MANY + "1" + "}" * MANY,
 ], ids=["dotted key", "header", "arrays", "inline tables"])
-def test_a_deep_file_is_reported_with_its_line(meter, refusal, text):
+def test_a_deep_file_is_reported_with_its_line(meter, error_of, text):
     store = meter.folder / "store.toml"
     for name in ("store.toml", "factory.toml", "faults.toml"):
         (meter.folder / name).write_text("\n" + text)
-    assert refusal(3, "list") == f"cdsctl: {store}{REASON}"
-    assert refusal(3, "diff", "-", keys="\n" + text) == f"cdsctl: standard input{REASON}"
-    assert refusal(3, "reset") == f"cdsctl: {meter.folder}/factory.toml{REASON}"
+    assert error_of(3, "list") == f"cdsctl: {store}{REASON}"
+    assert error_of(3, "diff", "-", keys="\n" + text) == f"cdsctl: standard input{REASON}"
+    assert error_of(3, "reset") == f"cdsctl: {meter.folder}/factory.toml{REASON}"
     for name in ("faults.toml", "store.toml"):
         session = run(command(UTILITY), meter.environment())
         assert session.returncode == 1

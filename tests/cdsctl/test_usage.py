@@ -73,8 +73,8 @@ def test_the_version_is_the_version_of_the_project(answer):
     (("get", "-5"), "-5"),
     (("list", "-C"), "-C"),
 ])
-def test_wrong_usage_is_reported_and_changes_nothing(meter, refusal, arguments, said):
-    text = refusal(2, *arguments)
+def test_wrong_usage_is_reported_and_changes_nothing(meter, error_of, arguments, said):
+    text = error_of(2, *arguments)
     assert text.startswith("cdsctl: ") and said in text
     assert re.search(r"\nTry 'cdsctl( [a-z]+)? --help'\.\n$", text)
     assert meter.difference() == ["unchanged"]

@@ -99,7 +99,7 @@ def test_writes_in_place_by_an_editor_and_writes_of_cdsctl_are_shown(meter, watc
     assert watch.shown.next() == f"{FORM}: 5 -> 6"
 
 
-def test_only_what_is_below_the_prefix_is_shown(meter, watching):
+def test_only_changes_below_the_prefix_are_shown(meter, watching):
     watch = watching("/VMIC")
     meter.change({FORM: 5, "/VMICX/a": 1})
     meter.change({ENCLOSURE: "RK"})
@@ -332,8 +332,8 @@ def test_the_watch_ends_when_a_link_points_into_a_missing_directory(meter, targe
         f"cdsctl: {meter.top}/first/../none: cannot be watched: No such file or directory")
 
 
-def test_a_missing_directory_cannot_be_watched(meter, refusal):
-    said = refusal(3, "-C", str(meter.top / "none"), "watch")
+def test_a_missing_directory_cannot_be_watched(meter, error_of):
+    said = error_of(3, "-C", str(meter.top / "none"), "watch")
     assert said == f"cdsctl: {meter.top}/none: cannot be watched: No such file or directory\n"
 
 

@@ -35,7 +35,7 @@ def test_only_a_path_with_control_characters_is_quoted(meter, cdsctl, answer):
         r'"/a\nb": (new) -> 1' + "\n" + r'/c "d" = ä\: (new) -> "e\nf"' + "\n")
 
 
-def test_list_prints_what_is_at_or_below_a_prefix_of_whole_components(meter, answer):
+def test_list_prints_the_leaves_at_or_below_a_prefix(meter, answer):
     store_of(meter, '"/VMIC" = 1\n"/VMICX/a" = 2\n"/VMIC/b" = 3\n"/VMI" = 4\n')
     assert answer("list", "/VMIC") == '/VMIC = 1\n/VMIC/b = 3\n'
     assert answer("list", "/VMIC/") == answer("list", "/VMIC")
@@ -141,22 +141,22 @@ def test_diff_reads_a_pipe_and_standard_input(meter, cdsctl, dumped):
     assert done.stdout == DIFFERENCE
 
 
-def test_diff_accepts_standard_input_for_either_file(meter, cdsctl, dumped, refusal):
+def test_diff_accepts_standard_input_for_either_file(meter, cdsctl, dumped, error_of):
     later = meter.folder / "store.toml"
     assert cdsctl("diff", str(dumped), "-", keys=later.read_text()).stdout == DIFFERENCE
     assert cdsctl("diff", "-", str(later), keys=dumped.read_text()).stdout == DIFFERENCE
-    assert refusal(2, "diff", "-", "-") == "cdsctl: standard input can be read only once\n"
+    assert error_of(2, "diff", "-", "-") == "cdsctl: standard input can be read only once\n"
 
 
-def test_diff_exits_with_3_and_not_1_for_an_unreadable_file(meter, refusal):
+def test_diff_exits_with_3_and_not_1_for_an_unreadable_file(meter, error_of):
     missing = meter.top / "no such file"
-    assert str(missing) + ": cannot be read: No such file" in refusal(3, "diff", str(missing))
-    assert str(missing) + ": cannot be read: No such file" in refusal(3, "diff", str(FACTORY), str(missing))
+    assert str(missing) + ": cannot be read: No such file" in error_of(3, "diff", str(missing))
+    assert str(missing) + ": cannot be read: No such file" in error_of(3, "diff", str(FACTORY), str(missing))
     broken = meter.top / "broken.toml"
     broken.write_text('"/a" = 1\n"/b" = 1.5\n')
-    assert f"{broken}:2: leaf \"/b\" is not" in refusal(3, "diff", str(broken))
-    assert "standard input:1:" in refusal(3, "diff", "-", keys="no TOML")
-    refusal(2, "diff", "-", "-")
+    assert f"{broken}:2: leaf \"/b\" is not" in error_of(3, "diff", str(broken))
+    assert "standard input:1:" in error_of(3, "diff", "-", keys="no TOML")
+    error_of(2, "diff", "-", "-")
 
 
 # A store that cannot be read
@@ -166,23 +166,23 @@ COMMANDS = [("list",), ("get", "/a"), ("get", "--json", "/a"), ("set", "/a", "1"
 
 
 @pytest.mark.parametrize("arguments", COMMANDS, ids=" ".join)
-def test_a_broken_store_is_reported_with_its_line_and_not_as_a_missing_leaf(meter, refusal, arguments):
+def test_a_broken_store_is_reported_with_its_line_and_not_as_a_missing_leaf(meter, error_of, arguments):
     store_of(meter, '"/a" = 1\n"/b" = \n')
-    assert f"cdsctl: {meter.folder}/store.toml:2: " in refusal(3, *arguments)
+    assert f"cdsctl: {meter.folder}/store.toml:2: " in error_of(3, *arguments)
     assert (meter.folder / "store.toml").read_text() == '"/a" = 1\n"/b" = \n'
 
 
 @pytest.mark.parametrize("arguments", COMMANDS, ids=" ".join)
-def test_a_missing_store_is_not_reported_as_a_missing_leaf(meter, refusal, arguments):
+def test_a_missing_store_is_not_reported_as_a_missing_leaf(meter, error_of, arguments):
     (meter.folder / "store.toml").unlink()
-    said = refusal(3, *arguments)
+    said = error_of(3, *arguments)
     assert said == f"cdsctl: {meter.folder}/store.toml: cannot be read: No such file or directory\n"
 
 
 @pytest.mark.parametrize("arguments", [*COMMANDS, ("load", "/dev/null"), ("reset",)], ids=" ".join)
-def test_a_missing_meter_argument_is_reported(refusal, arguments):
+def test_a_missing_meter_argument_is_reported(error_of, arguments):
     for environment in ({}, {"METER_SIM_DIR": ""}):
-        assert "METER_SIM_DIR" in refusal(3, *arguments, environment=environment)
+        assert "METER_SIM_DIR" in error_of(3, *arguments, environment=environment)
 
 
 def test_the_option_c_overrides_the_environment(meter, answer):

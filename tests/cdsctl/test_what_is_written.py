@@ -102,9 +102,9 @@ def test_a_string_from_get_can_be_set_again_unchanged(meter, answer):
     (("", "1"), 'leaf "": the path is empty'),
     (("/\udcff", "1"), 'leaf "/\udcff": the path is not UTF-8 text'),
 ])
-def test_a_value_that_does_not_fit_is_rejected_and_nothing_is_written(refusal, store, arguments, why):
+def test_a_value_that_does_not_fit_is_rejected_and_nothing_is_written(error_of, store, arguments, why):
     before = state_of(store)
-    assert why in refusal(2, "set", *arguments)
+    assert why in error_of(2, "set", *arguments)
     assert state_of(store) == before
 
 
@@ -139,11 +139,11 @@ def test_new_leaves_of_one_command_are_no_hints_for_each_other(new_leaves):
         '"/Extra/Name/Value"', '"/Extra/Nane/Value"']
 
 
-def test_a_new_leaf_is_not_reported_if_it_was_not_written(meter, refusal):
-    assert "new leaf" not in refusal(2, "set", NEW, "1", FORM, "x")
+def test_a_new_leaf_is_not_reported_if_it_was_not_written(meter, error_of):
+    assert "new leaf" not in error_of(2, "set", NEW, "1", FORM, "x")
     (meter.folder / "store.toml.new").mkdir()
     (meter.folder / "store.toml.new" / "in the way").touch()
-    assert "new leaf" not in refusal(3, "set", NEW, "1")
+    assert "new leaf" not in error_of(3, "set", NEW, "1")
 
 
 def test_concurrent_writers_lose_nothing(meter):
@@ -166,8 +166,8 @@ def test_clear_removes_leaves_atomically(meter, answer):
     assert meter.difference() == [f'- "{FORM}" = 3', f'- "{ENCLOSURE}" = "S"']
 
 
-def test_clear_reports_every_missing_leaf_and_removes_the_others(meter, refusal):
-    said = refusal(1, "clear", "/nope", ENCLOSURE, "/VMIC/SerialNumber")
+def test_clear_reports_every_missing_leaf_and_removes_the_others(meter, error_of):
+    said = error_of(1, "clear", "/nope", ENCLOSURE, "/VMIC/SerialNumber")
     assert said.splitlines() == [
         f'cdsctl: {meter.folder}/store.toml: no leaf "/nope"',
         f'cdsctl: {meter.folder}/store.toml: no leaf "/VMIC/SerialNumber" '
@@ -175,9 +175,9 @@ def test_clear_reports_every_missing_leaf_and_removes_the_others(meter, refusal)
     assert meter.difference() == [f'- "{ENCLOSURE}" = "S"']
 
 
-def test_clearing_missing_leaves_does_not_write_the_file(refusal, store):
+def test_clearing_missing_leaves_does_not_write_the_file(error_of, store):
     before = state_of(store)
-    refusal(1, "clear", "/nope")
+    error_of(1, "clear", "/nope")
     assert state_of(store) == before
 
 
@@ -190,12 +190,12 @@ def test_load_writes_the_leaves_of_the_file_as_any_write_does(meter, answer, sto
     assert store.read_text() == '"/a" = "x"\n"/b" = 16\n'
 
 
-def test_load_rejects_an_empty_file(meter, refusal, answer, store):
+def test_load_rejects_an_empty_file(meter, error_of, answer, store):
     before = state_of(store)
     nothing = meter.top / "nothing"
     nothing.write_text("")
-    assert refusal(3, "load", "-") == "cdsctl: standard input: no leaves; the store is left as it is\n"
-    assert refusal(3, "load", str(nothing)) == f"cdsctl: {nothing}: no leaves; the store is left as it is\n"
+    assert error_of(3, "load", "-") == "cdsctl: standard input: no leaves; the store is left as it is\n"
+    assert error_of(3, "load", str(nothing)) == f"cdsctl: {nothing}: no leaves; the store is left as it is\n"
     assert state_of(store) == before
     answer("load", "-", keys="\n")
     assert meter.leaves() == {}
@@ -203,13 +203,13 @@ def test_load_rejects_an_empty_file(meter, refusal, answer, store):
 
 @pytest.mark.parametrize("text, line", [("no TOML", 1), ('"/a" = 1\n"/b" = 1.5\n', 2), ('[table]\na = 1\n', 1),
                                         ('"/a" = 1\n"/a" = 2\n', 2), ('"/a" = "\udcff"\n', 1)])
-def test_load_checks_before_it_replaces(meter, refusal, store, text, line):
+def test_load_checks_before_it_replaces(meter, error_of, store, text, line):
     before = state_of(store)
     dump = meter.top / "dump"
     dump.write_text(text, errors="surrogateescape")
-    assert f"cdsctl: {dump}:{line}: " in refusal(3, "load", str(dump))
-    assert f"cdsctl: standard input:{line}: " in refusal(3, "load", "-", keys=text)
-    assert "no such file: cannot be read" in refusal(3, "load", str(meter.top / "no such file"))
+    assert f"cdsctl: {dump}:{line}: " in error_of(3, "load", str(dump))
+    assert f"cdsctl: standard input:{line}: " in error_of(3, "load", "-", keys=text)
+    assert "no such file: cannot be read" in error_of(3, "load", str(meter.top / "no such file"))
     assert state_of(store) == before
 
 
@@ -226,25 +226,25 @@ def test_reset_restores_the_factory_file(meter, answer, store):
     assert store.read_text() == '# factory\n"/a" = 1\n'
 
 
-def test_reset_reports_a_missing_or_broken_factory_file(meter, refusal, store):
+def test_reset_reports_a_missing_or_broken_factory_file(meter, error_of, store):
     before = state_of(store)
     factory = meter.folder / "factory.toml"
-    assert refusal(3, "reset") == f"cdsctl: {factory}: cannot be read: No such file or directory\n"
+    assert error_of(3, "reset") == f"cdsctl: {factory}: cannot be read: No such file or directory\n"
     factory.write_text('"/a" = 1\n"/b" =\n')
-    assert f"cdsctl: {factory}:2: " in refusal(3, "reset")
+    assert f"cdsctl: {factory}:2: " in error_of(3, "reset")
     assert state_of(store) == before
 
 
-def test_a_missing_directory_is_reported_by_a_write(meter, refusal):
+def test_a_missing_directory_is_reported_by_a_write(meter, error_of):
     for arguments in (("set", "/a", "1"), ("clear", "/a"), ("load", str(FACTORY))):
-        said = refusal(3, "-C", str(meter.top / "none"), *arguments)
+        said = error_of(3, "-C", str(meter.top / "none"), *arguments)
         assert said == f"cdsctl: {meter.top}/none: cannot be locked: No such file or directory\n"
 
 
-def test_a_file_that_cannot_be_written_is_reported(meter, refusal, store):
+def test_a_file_that_cannot_be_written_is_reported(meter, error_of, store):
     (meter.folder / "store.toml.new").mkdir()  # blocks the temporary file
     before = state_of(store)
-    assert f"cdsctl: {store}: cannot be written: " in refusal(3, "set", FORM, "5")
+    assert f"cdsctl: {store}: cannot be written: " in error_of(3, "set", FORM, "5")
     assert state_of(store) == before
 
 
@@ -262,10 +262,10 @@ def test_init_creates_a_meter_with_the_factory_defaults(meter, answer):
     assert (folder / "store.toml").read_bytes() == shipped
 
 
-def test_init_rejects_a_directory_with_a_store(meter, refusal, store):
+def test_init_rejects_a_directory_with_a_store(meter, error_of, store):
     store.write_text("broken")
     before = state_of(store)
-    assert refusal(2, "init", str(meter.folder)) == f"cdsctl: {meter.folder}: a store already exists\n"
+    assert error_of(2, "init", str(meter.folder)) == f"cdsctl: {meter.folder}: a store already exists\n"
     assert state_of(store) == before
     assert sorted(os.listdir(meter.folder)) == ["store.toml"]
 
@@ -280,25 +280,25 @@ def test_init_keeps_an_existing_factory_file_and_copies_it(meter, answer, store)
     assert store.read_text() == factory.read_text()
 
 
-def test_init_rejects_a_broken_factory_file(meter, refusal, store):
+def test_init_rejects_a_broken_factory_file(meter, error_of, store):
     store.unlink()
     factory = meter.folder / "factory.toml"
     factory.write_text('"/a" = 1\n"/b" =\n')
-    assert refusal(3, "init", str(meter.folder)).startswith(f"cdsctl: {factory}:2: ")
+    assert error_of(3, "init", str(meter.folder)).startswith(f"cdsctl: {factory}:2: ")
     assert os.listdir(meter.folder) == ["factory.toml"]
 
 
-def test_init_reports_a_directory_that_cannot_be_created(refusal, store):
+def test_init_reports_a_directory_that_cannot_be_created(error_of, store):
     for folder in (store, store / "meter"):
-        assert refusal(3, "init", str(folder)) == f"cdsctl: {folder}: cannot be created: Not a directory\n"
-    assert refusal(2, "init", "") == "cdsctl: the name of the folder is empty\n"
+        assert error_of(3, "init", str(folder)) == f"cdsctl: {folder}: cannot be created: Not a directory\n"
+    assert error_of(2, "init", "") == "cdsctl: the name of the folder is empty\n"
 
 
-def test_init_reports_what_prevents_the_creation(meter, refusal, store):
+def test_init_reports_what_prevents_the_creation(meter, error_of, store):
     store.unlink()
     (meter.folder / "factory.toml.new").mkdir()  # blocks the temporary file
-    assert refusal(3, "init", str(meter.folder)).startswith(f"cdsctl: {meter.folder}/factory.toml: cannot be written: ")
+    assert error_of(3, "init", str(meter.folder)).startswith(f"cdsctl: {meter.folder}/factory.toml: cannot be written: ")
     downloads = meter.folder / "jffs" / "downloads"
     downloads.rmdir()
     downloads.touch()
-    assert refusal(3, "init", str(meter.folder)) == f"cdsctl: {downloads}: cannot be created: Not a directory\n"
+    assert error_of(3, "init", str(meter.folder)) == f"cdsctl: {downloads}: cannot be created: Not a directory\n"

@@ -1,4 +1,4 @@
-"""The integrator's guide has the whole contract of the client library, and no more."""
+"""The integrator's guide describes exactly the contract of the client library."""
 
 import re
 
@@ -11,7 +11,7 @@ CLIENT_LIBRARY = (REPOSITORY / "store" / "client_library.h").read_text(encoding=
 
 
 def rows_below(head):
-    """The cells of the table that begins with this line."""
+    """Returns the cells of the table that begins with this line."""
     table = GUIDE.split(head + "\n")[1].split("\n\n")[0].splitlines()[1:]
     return [[cell.strip() for cell in line.strip("|").split(" | ")] for line in table]
 
@@ -21,7 +21,7 @@ def names_in(cells):
 
 
 def declared():
-    """The functions, constructors and static members that the headers declare."""
+    """Returns the functions, constructors and static members that the headers declare."""
     code = re.sub(r"//.*", "", HEADERS)
     names = set(re.findall(r"(\w+|operator=)\s*\([^()]*\)(?: const)?;", code))
     names |= set(re.findall(r"static (?:const )?[\w:]+ (\w+);", code))

@@ -14,6 +14,10 @@
 #include <map>
 #include <stdexcept>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 struct pcd_connection {
     std::map<std::string, toolkit::CElement> cache;
 };
@@ -197,6 +201,8 @@ int CElement::type() const
 {
     if (odd("swapped-type-codes") && _type != 3)
         return 7 - _type;
+    if (odd("addresses-have-their-own-type") && _text.find("192.") == 0)
+        return 4;
     return _type;
 }
 
@@ -331,10 +337,35 @@ int CCds::clear_leaves(const std::vector<std::string>& paths, std::vector<api_st
 
 } // namespace toolkit
 
-// Runs no command. Returns that a shell is available, unless the misbehaviour is no-shell.
+// Runs no command. Returns that a shell is available, unless the misbehaviour is no-shell or
+// no-sh-file.
 extern "C" int system(const char*)
 {
-    return odd("no-shell") ? 0 : 1;
+    return odd("no-shell") || odd("no-sh-file") ? 0 : 1;
+}
+
+namespace
+{
+
+// ODD_DOWNLOADS names a file or directory that replaces the one of a meter.
+const char* replaced(const char* path)
+{
+    const char* downloads = std::getenv("ODD_DOWNLOADS");
+    return downloads != nullptr && std::strcmp(path, "/jffs/downloads") == 0 ? downloads : path;
+}
+
+} // namespace
+
+extern "C" int access(const char* path, int mode) noexcept
+{
+    if (odd("no-sh-file") && std::strcmp(path, "/bin/sh") == 0)
+        return -1;
+    return faccessat(AT_FDCWD, replaced(path), mode, 0);
+}
+
+extern "C" int stat(const char* path, struct stat* status) noexcept
+{
+    return fstatat(AT_FDCWD, replaced(path), status, 0);
 }
 
 extern "C" unsigned sleep(unsigned)

@@ -4,6 +4,7 @@ import fcntl
 import os
 import signal
 import struct
+import subprocess
 import termios
 
 import pytest
@@ -88,6 +89,18 @@ def test_the_terminal_is_put_back_when_a_signal_ends_the_wait_for_a_key(meter, n
     assert console.process.returncode == 128 + number
     assert console.attributes() == console.attributes_before
     console.close()
+
+
+@pytest.mark.skipif(bool(RUN_WITH), reason="the emulator reports no hang-up")
+def test_a_terminal_that_goes_away_ends_the_wait_for_a_key(meter):
+    ours, theirs = os.openpty()
+    process = subprocess.Popen(command(DOCTOR, "--keys"), env=meter.environment(), stdin=theirs,
+                               stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    os.close(theirs)
+    assert process.stderr.read(len(QUESTION)) == QUESTION
+    os.close(ours)
+    output, _ = process.communicate(timeout=20)
+    assert b"  note   no key was pressed\n" in output
 
 
 @pytest.mark.skipif(bool(RUN_WITH), reason="the emulator takes the signal, and the wait for the key ends")

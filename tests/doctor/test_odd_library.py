@@ -13,6 +13,7 @@ CODES = {bool: "1", int: "3", str: "6"}
 # Each misbehaviour, the result, and how the finding begins that names it.
 NAMED = (
     ("no-connection", "wrong", "the store cannot be reached"),
+    ("no-sh-file", "wrong", "system() has no shell: /bin/sh is missing"),
     ("connects-once", "wrong", "pcd_init returns null in some of three attempts"),
     ("first-attempt-fails", "wrong", "pcd_init returns null in some of three attempts"),
     ("read-fails", "wrong", "get_leaves of 16 leaves returns 7"),
@@ -25,6 +26,9 @@ NAMED = (
     ("missing-leaf-fails", "note", "the read of a missing leaf returns 8"),
     ("swapped-type-codes", "wrong", 'the type of a boolean is "6" instead of "1"'),
     ("swapped-type-codes", "wrong", 'the type of a string is "1" instead of "6"'),
+    ("addresses-have-their-own-type", "wrong",
+     '/Software/System Settings/Network/Name Server/1/Value is a value of another type: '
+     'the menu always shows "[None]"'),
     ("integer-is-a-boolean", "wrong", "an integer has type 1, as a boolean has"),
     ("integer-is-a-string", "wrong", "an integer has type 6, as a string has"),
     ("to-string-of-a-string", "wrong", 'to_string of "a b" is'),

@@ -141,6 +141,7 @@ FAULTS = (
     ("pcd_init", "", "wrong", "the store cannot be reached", 3),
     ("pcd_init", "times = 1", "wrong", "pcd_init returns null in some of three attempts", 1),
     ("pcd_init", "after = 1\ntimes = 1", "wrong", "pcd_init returns null in some of three attempts", 1),
+    ("pcd_init", "times = 2", "wrong", "pcd_init returns null in some of three attempts", 1),
     ("pcd_init", "after = 2", "wrong", "pcd_init returns null in some of three attempts", 3),
     ("pcd_init", "after = 3", "note", "a second connection cannot be opened", None),
     ("get_leaves", "result = -1", "wrong", "get_leaves of 16 leaves returns -1", 1),
@@ -219,6 +220,36 @@ def test_wrong_usage(environment, arguments, wanted):
     assert done.returncode == 2
     assert done.stdout == b""
     assert wanted in done.stderr.decode()
+
+
+def test_a_help_that_cannot_be_written_is_an_error(environment):
+    with open("/dev/full", "wb") as full:
+        done = subprocess.run(command(DOCTOR, "--help"), env=environment, stdout=full, timeout=STEP_LIMIT,
+                              check=False)
+    assert done.returncode == 1
+
+
+def test_the_text_says_below_a_problem_what_to_do_and_names_the_leaf():
+    path = PORT + "DHCP Enabled/Value"
+    meter = Meter("doctor-text", LEAVES | {path: 0})
+    lines = run(meter.environment()).stdout.decode().splitlines()
+    meter.remove()
+    first = lines.index('  WRONG  Interface/1/DHCP Enabled is an integer: the menu always shows "Enabled"')
+    assert lines[first + 1:first + 3] == ["         Store a boolean in this leaf:", f"         {path}"]
+
+
+@pytest.mark.parametrize("path, shown", [
+    ("/Scratch/Value", "/Scratch"), ("/Scratch/Name", "/Scratch/Name"), ("/S", "/S"), ("/Value", "/Value"),
+])
+def test_the_text_shortens_a_path_that_ends_as_all_do(environment, path, shown):
+    text = run(environment, "--write-test", path).stdout.decode()
+    assert f"  ok     {shown} is restored\n" in text
+
+
+def test_a_byte_beyond_ascii_is_escaped_in_json(environment):
+    done = run(environment, "--json", "--write-test", b"/Scratch\xe9")
+    leaves = [finding["leaf"] for finding in json.loads(done.stdout)["findings"]]
+    assert "/Scratch\xe9" in leaves
 
 
 def test_help(environment):

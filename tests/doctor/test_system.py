@@ -76,6 +76,26 @@ def test_without_a_path_nothing_is_found(examined):
     assert ("wrong", "command vmkeys is missing") in commands(examined(None))
 
 
+def examined_downloads(tmp_path, downloads):
+    store = tmp_path / "store"
+    store.write_text("")
+    environment = {**os.environ, "ODD_STORE": str(store), "ODD_LIBRARY": "", "ODD_DOWNLOADS": str(downloads)}
+    return [(finding["result"], finding["message"]) for finding in report(environment, program=ON_ODD_LIBRARY).findings
+            if finding["check"] == "downloads"]
+
+
+def test_the_directory_of_downloads_is_examined(tmp_path):
+    directory, file = tmp_path / "directory", tmp_path / "file"
+    directory.mkdir()
+    file.write_text("")
+    file.chmod(0o755)
+    unusable = [("wrong", "/jffs/downloads is not a directory that can be changed")]
+    assert examined_downloads(tmp_path, directory) == [("ok", "/jffs/downloads exists")]
+    assert examined_downloads(tmp_path, file) == unusable
+    assert examined_downloads(tmp_path, tmp_path / "none") == [("note", "/jffs/downloads is missing")]
+    assert examined_downloads(tmp_path, "/proc/self") == unusable  # even root cannot write there
+
+
 def test_the_machine_is_described(meter):
     found = report(meter.environment()).of("ok", "System")
     if RUN_WITH:

@@ -35,4 +35,4 @@ def needed_libraries(file):
 
 def symbols(file):
     """Returns the names of all symbols, without versions."""
-    return set(re.findall(r"^ +\d+: .* ([^ @\n]+)(?:@\S*)?(?: \(\d+\))?$", readelf("-s", file), re.MULTILINE))
+    return set(re.findall(r"^ +\d+: .* ([^ @(\n][^ @\n]*)(?:@\S*)?(?: \(\d+\))?$", readelf("-s", file), re.MULTILINE))

@@ -98,7 +98,7 @@ def test_the_longest_list_is_accepted():
         ("~WEB", ""),
     ),
 )
-def test_what_an_options_entry_prints(entry, after):
+def test_the_output_of_an_options_entry(entry, after):
     assert option(entry)[0] == after
 
 

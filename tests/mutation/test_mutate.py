@@ -120,6 +120,13 @@ def test_each_program_that_a_mutant_is_in_is_tested():
     assert "meter-settings" in suite.programs_of("simulator/include/cds.h")
 
 
+def test_the_simulators_own_tests_take_half_of_the_minutes_at_most(mutate):
+    assert mutate.seconds_for_mutants(10, 0) == 600
+    assert mutate.seconds_for_mutants(10, 100) == 500
+    assert mutate.seconds_for_mutants(10, 1000) == 300
+    assert mutate.seconds_for_mutants(None, 1000) == float("inf")
+
+
 class TreeOfNothing(suite.Tree):
     """Nothing is built; every mutant that is not alone takes ten seconds and survives."""
 
