@@ -202,15 +202,20 @@ def agreeing(readings: list[Reading]) -> int:
     return count
 
 
+def is_as_foreseen(job: Job) -> bool:
+    """Whether every planned value is as planned, and every other one as before the first save."""
+    foreseen = {**job.first, **job.goal}
+    return bool(job.goal) and all(foreseen.get(name) == text for name, text in job.held.items())
+
+
 def is_believed(job: Job) -> bool:
     """Whether the last reading counts. Two sessions must read the same, because damage is unlikely
     to fake the same value twice. After readings that differ, three must agree. One reading is
-    enough when the meter holds the plan already, nothing unexpected came, and a second reading
-    would take too long."""
+    enough when it shows what was foreseen, nothing unexpected came, and a second one would take
+    too long."""
     if not (readings := job.readings):
         return False
-    holds_plan = bool(job.goal) and job.saves == 0 and not differing(job)
-    if holds_plan and readings[-1].is_clean and readings[-1].seconds > SLOW_SECONDS:
+    if is_as_foreseen(job) and readings[-1].is_clean and readings[-1].seconds > SLOW_SECONDS:
         return True
     needed = 2 if agreeing(readings) == len(readings) else 3
     return agreeing(readings) >= needed
