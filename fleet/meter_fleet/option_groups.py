@@ -7,7 +7,7 @@ OPTIONS = frozenset((
     "PMU", "MID",
 ))
 
-# A list has at most one member of each group. PQR is in no group: it may be next to PQ1, PQ2 or PQ3.
+# A list has at most one member of each group. PQR is in no group: it may be next to the others.
 OPTION_GROUPS = {
     "serial ports": ("1A", "1B", "1C"),
     "Ethernet and Wi-Fi": ("2A", "2B", "2C"),

@@ -29,7 +29,7 @@ FLEET_TEXT = """\
 OPTIONS = frozenset((
 {options}))
 
-# A list has at most one member of each group. PQR is in no group: it may be next to PQ1, PQ2 or PQ3.
+# A list has at most one member of each group. PQR is in no group: it may be next to the others.
 OPTION_GROUPS = {{
 {groups}}}
 """
