@@ -36,7 +36,7 @@ OPTION_GROUPS = {{
 
 
 def for_fleet():
-    """Returns the module that tells meter-fleet which options exist."""
+    """Returns the module with the options that meter-fleet knows."""
     members = {}
     for row in groups().split("\n")[2:]:
         _, group, names, *_ = row.split("|")
