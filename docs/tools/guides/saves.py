@@ -132,7 +132,7 @@ def batch_words(call):
     options = [leaf for leaf in call["leaves"] if leaf["path"].startswith(OPTIONS)]
     words = [leaf_words(leaf) for leaf in call["leaves"] if leaf not in options]
     if options and len({leaf["value"] for leaf in options}) == 1:
-        words.append(f"{as_json(options[0]['value'])} into {len(options)} [option leaves](options-list.md)")
+        words.append(f"{code(as_json(options[0]['value']))} to {len(options)} [option leaves](options-list.md)")
     elif options:
         words.insert(0, f"the {len(options)} [option leaves](options-list.md)")
     if len(words) == 1:
