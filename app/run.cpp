@@ -36,7 +36,7 @@ void buffer_output()
     std::setvbuf(stdout, screen, _IOFBF, sizeof screen);
 }
 
-// The terminal as it was before the program.
+// The terminal modes from before the program changed them.
 struct SavedTerminal {
     bool known; // false: standard input is not a terminal, and nothing is changed or restored
     termios attributes;

@@ -9,7 +9,7 @@
 #
 # ON_SIMULATED_METER is true for the simulated client library.
 set(CDS_ROOT "" CACHE PATH "Directory of the meter's client library")
-option(SIMULATED_METER "Build on the simulated meter, unless CDS_ROOT is given" OFF)
+option(SIMULATED_METER "Build the simulated meter and link its client library, unless CDS_ROOT is given" OFF)
 
 add_library(client_library INTERFACE)
 set(ON_SIMULATED_METER OFF)

@@ -4,4 +4,4 @@ target_compile_options(build_options INTERFACE -fexceptions
 target_link_options(build_options INTERFACE -fexceptions)
 link_libraries(build_options)
 
-set(STATIC_PROGRAMS ON) # WebAssembly has no others
+set(STATIC_PROGRAMS ON) # WebAssembly has no shared libraries

@@ -16,7 +16,7 @@ constexpr int answer_rejected = -1; // an invalid answer, or the wait for a key 
 constexpr unsigned idle_seconds = 30;
 
 // Reads one line from standard input into `text`, which it empties first. After a time-out or a
-// failure `text` holds what was typed until then. `seconds` is the time allowed before each key,
+// failure `text` holds the characters typed so far. `seconds` is the time allowed before each key,
 // not for the whole line. Returns answer_taken after Enter, Ctrl-D or the end of input;
 // answer_timed_out; or answer_rejected when the wait failed. It does not repeat a wait that a
 // signal interrupted.

@@ -42,7 +42,8 @@ int show_help()
     return std::fflush(stdout) == 0 ? status_ok : status_something_wrong;
 }
 
-// A write test changes its leaf for a moment, and a trigger would start its service.
+// Rejects the leaves that the utility uses: the write test changes its leaf for a moment, and a
+// changed trigger would start a service of the meter.
 std::optional<int> check_scratch_path(const char* path)
 {
     if (path[0] != '/')

@@ -12,7 +12,7 @@
 namespace
 {
 
-constexpr unsigned screen_columns = 80; // the frame's 78, and some lines reach further
+constexpr unsigned screen_columns = 80; // the frame has 78; some lines are longer
 
 void check_terminal(bool is_terminal)
 {
@@ -89,8 +89,8 @@ Keys read_key_in_raw_mode(const sigset_t& mask)
     return keys;
 }
 
-// Signals are blocked except during the wait for the key: whenever one comes, it ends the wait, and
-// the terminal is put back.
+// Blocks signals except while it waits for the key. A signal at any time therefore ends the wait,
+// and the function still restores the terminal.
 Keys ask_for_backspace()
 {
     sigset_t all = {};

@@ -12,8 +12,8 @@ namespace
 
 Doctor examined;
 
-// An exception ends the examination, as it would end the utility. This program has no exception
-// tables, so that no frame can be left; the library can still be called.
+// An exception ends the examination, as it would end the utility. This program is built without
+// exception tables, so the stack is not unwound, and calls of the library are still possible here.
 [[noreturn]] void end_by_exception()
 {
     std::set_terminate(std::abort);

@@ -1,5 +1,5 @@
-// An examination of the meter: groups of checks, each check a function that names itself in the
-// report and prints what it finds.
+// The checks of the meter, in groups. Each check is a function that prints its name and its
+// findings in the report.
 #pragma once
 
 #include "doctor/command_line.h"
@@ -7,21 +7,22 @@
 #include "doctor/report.h"
 
 // Exit statuses.
-constexpr int status_ok = 0; // notes included
+constexpr int status_ok = 0; // notes do not change it
 constexpr int status_something_wrong = 1;
 constexpr int status_wrong_usage = 2;
 constexpr int status_no_store = 3;
-constexpr int status_interrupted = 128; // plus the signal's number, as shells have it
+constexpr int status_interrupted = 128; // plus the signal's number, as in shells
 
 struct Doctor {
     Options options;
     bool connected = false;
-    void (*restore)(const Doctor& doctor) = nullptr; // while something must be put back
-    bool sees_leaves = false;                        // that exist: the library gives them status 1
-    api_status_t missing_status = 0; // that the library gives for a leaf that no meter has
+    // Restores the scratch leaf. Null when there is nothing to restore.
+    void (*restore)(const Doctor& doctor) = nullptr;
+    bool sees_leaves = false;        // the library gives existing leaves status 1
+    api_status_t missing_status = 0; // the status that the library gives a missing leaf
 };
 
-// True for a leaf that reads as one that no meter has.
+// Returns true when the leaf has the status of a missing leaf.
 bool is_missing(const Doctor& doctor, const Leaf& leaf);
 
 // The groups.

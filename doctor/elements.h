@@ -1,4 +1,4 @@
-// Elements in words, and leaves as they are read.
+// Showing elements as text, and reading leaves.
 #pragma once
 
 #include "doctor/report.h"
@@ -37,7 +37,8 @@ bool same_element(const toolkit::CElement& one, const toolkit::CElement& other);
 // A leaf that no meter has.
 inline constexpr char absent_path[] = "/meter-settings-doctor/no such leaf/Value";
 
-// What one call has read: arrays that run in parallel, as long as the library made them.
+// The result of one read: parallel arrays. Their lengths are those that the library left, which may
+// differ from the number of paths.
 struct Leaves {
     std::vector<std::string> paths;
     std::vector<api_status_t> statuses;
@@ -51,7 +52,7 @@ void read_leaves(Leaves& leaves);
 // True when the arrays have the length that the utility expects.
 bool has_right_lengths(const Leaves& leaves);
 
-// One leaf that was read; without success, `result` or `status` says why.
+// The result of reading one leaf. After a failed read, `result` or `status` holds the reason.
 struct Leaf {
     int result = 0;
     api_status_t status = 0;

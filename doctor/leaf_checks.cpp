@@ -15,14 +15,14 @@ namespace
 
 // How a menu shows a value.
 enum class Display : unsigned char {
-    text,       // as it is, or as not set
-    media_type, // as it is, or as auto-negotiated
-    meter_form, // with the name of its number
+    text,       // the text itself; "[None]" when it is empty
+    media_type, // the text itself; "[Auto-negotiate]" when it is empty
+    meter_form, // the number and its name, as for the next two
     class_amps,
     frequency,
 };
 
-// What the checks need of a row of a menu's table.
+// The parts of a row of a menu's table that the checks use.
 struct MenuRow {
     LeafType type;
     LeafUse use;
@@ -71,7 +71,7 @@ Words shown_text(const MenuRow& row, const EditableText& text)
     return quoted(row.display == Display::media_type ? media_type_if_empty : none_text);
 }
 
-// What a menu shows, or offers, for a leaf: loaded and shown by the menu's own functions.
+// Returns the text that a menu shows or offers for a leaf. Uses the menu's own functions.
 Words shown_by_menu(const MenuRow& row, LeafCursor next)
 {
     if (row.type == LeafType::boolean) {
@@ -89,7 +89,8 @@ const char* verb(const MenuRow& row)
     return row.use == LeafUse::list_source ? "offers" : "shows";
 }
 
-// A save removes an emptied text, which may be missing for that reason.
+// Returns true for a leaf that a save removes when its text is emptied. Such a leaf may be missing
+// without an error.
 bool can_be_removed(const MenuRow& row)
 {
     return row.use == LeafUse::saved && row.type != LeafType::boolean;
@@ -147,7 +148,7 @@ void judge(const Doctor& doctor, const MenuRow& row, const LeafCursor& read)
         report(ok, "is read: the menu %s %s", verb(row), value.text);
 }
 
-// Where the read of a menu's leaves fails, finds those that make it fail: each is read alone.
+// After a failed read of a menu's leaves, reads each leaf alone and reports the ones that fail.
 void find_cause(const Leaves& leaves)
 {
     unsigned failed = 0;
@@ -216,8 +217,9 @@ void check_init_menu(const Doctor& doctor)
 
 // Leaves that a save writes and no screen reads
 
-// Adds a finding, and returns false, unless the leaf exists with the type that a save writes.
-// What cannot be read may still be written: the utility never reads these leaves.
+// Returns true when the leaf exists with the type that a save writes. Otherwise adds a finding and
+// returns false. An unreadable leaf is only a note: the utility writes these leaves but never reads
+// them.
 bool judge_written(const Doctor& doctor, const char* path, LeafType wanted)
 {
     begin_leaf(path);

@@ -51,7 +51,7 @@ void judge_lengths(const Leaves& screens)
         report(ok, "get_leaves fills arrays as long as the paths");
 }
 
-// True when the leaf is read alone as it was read with the others.
+// Returns true when a read of the leaf alone gives the same result as the read with the others.
 bool is_in_place(const Leaves& screens, std::size_t i)
 {
     const Leaf alone = read_leaf(screens.paths[i].c_str());
@@ -62,7 +62,7 @@ void judge_order(const Leaves& screens)
 {
     begin_check("array-order");
     if (screens.result != 0 || !has_right_lengths(screens))
-        return; // the finding of another check
+        return; // another check reports this
     for (std::size_t i = 0; i < screens.paths.size(); ++i) {
         if (is_in_place(screens, i))
             continue;
@@ -116,7 +116,7 @@ void check_missing_leaf(Doctor& doctor)
                absent.result);
     else if (absent.status == status_success)
         report(wrong, "a missing leaf has status 1\n"
-                      "Make it another status. The screens show a missing leaf as if it existed.");
+                      "Return another status. The screens show a missing leaf as if it existed.");
     else
         report(ok, "a missing leaf has status %d", absent.status);
 }

@@ -52,7 +52,7 @@ void print_json(Verdict verdict, const char* message, const char* advice)
     std::printf("}");
 }
 
-// Prints the path of a leaf without what many paths have in common.
+// Prints the path of a leaf without the network branch and without "/Value".
 void print_short(const char* leaf)
 {
     constexpr char branch[] = "/Software/System Settings/Network/";
@@ -110,7 +110,7 @@ void begin_leaf(const char* path)
 // NOLINTNEXTLINE(cert-dcl50-cpp)
 void report(Verdict verdict, const char* message, ...)
 {
-    char text[1024]; // a longer one is cut: a finding is a line
+    char text[1024]; // longer messages are cut
     va_list arguments;
     va_start(arguments, message);
     std::vsnprintf(text, sizeof text, message, arguments);
@@ -139,8 +139,8 @@ Words quoted(std::string_view text)
 {
     Words words = {"\""};
     char* out = words.text + 1;
-    const char* last =
-        words.text + sizeof words.text - 6; // a byte takes 4, its end and the quote 2
+    // Leaves room for one more byte, which takes at most four characters, the quote and the zero.
+    const char* last = words.text + sizeof words.text - 6;
     for (std::size_t i = 0; i < text.size() && out < last; ++i) {
         const auto byte = static_cast<unsigned char>(text[i]);
         if (byte == '"' || byte == '\\')

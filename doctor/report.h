@@ -15,15 +15,16 @@ void begin_report(bool as_json);
 // Names the group of the findings that follow.
 void begin_group(const char* name);
 
-// Names the check of the findings that follow, which are about no leaf.
+// Names the check of the findings that follow. They are not about a leaf until `begin_leaf` names
+// one.
 void begin_check(const char* name);
 
 // Names the leaf that the following findings of this check are about; empty for no leaf.
 void begin_leaf(const char* path);
 
-// Prints one finding: a message, formatted as by printf, which follows the name of the leaf.
-// After a newline it says what to do about a problem; the path of the leaf follows that. It is
-// printed immediately, so that a library that then hangs hides nothing.
+// Prints one finding: the path of the leaf, then `message`, formatted as by `printf`. The text
+// after a newline in `message` is advice, and the full path of the leaf follows it. The finding is
+// printed immediately, so that it is on the screen even if the library then hangs.
 [[gnu::format(printf, 2, 3)]] void report(Verdict verdict, const char* message, ...);
 
 // True when a finding is wrong.
@@ -32,7 +33,8 @@ bool is_anything_wrong();
 // Prints the summary.
 void end_report();
 
-// A part of a message. Nothing must be released, which keeps the many places that print one small.
+// A part of a message. The fixed array needs no destructor, which keeps the code small at the many
+// places that print one.
 struct Words {
     char text[200];
 };

@@ -14,7 +14,8 @@
 namespace
 {
 
-// The simulated meter has no shell: its commands are its own, and missing ones do no harm.
+// Returns false on the simulated meter, which runs no shell. It carries out the commands itself, so
+// a missing command does no harm there.
 bool has_shell()
 {
     return std::system(nullptr) != 0;
@@ -48,8 +49,8 @@ bool is_executable(const File& file)
     return is_file(file) && access(file.path, X_OK) == 0;
 }
 
-// The file that the shell runs for a command of `length` characters. Otherwise one of that name
-// that is not executable, or none.
+// Returns the file that the shell runs for the command, whose name has `length` characters. If
+// there is none, returns a file of that name that is not executable, or an empty path.
 File find_command(const char* name, int length)
 {
     const char* directory = std::getenv("PATH");
@@ -60,7 +61,7 @@ File find_command(const char* name, int length)
         const auto end = static_cast<int>(std::strcspn(directory, ":"));
         File file;
         std::snprintf(file.path, sizeof file.path, "%.*s%s%.*s", end, directory,
-                      end == 0 ? "./" : "/", length, name); // an empty directory is the present one
+                      end == 0 ? "./" : "/", length, name); // an empty entry: the working directory
         if (is_executable(file))
             return file;
         if (is_file(file))
@@ -159,7 +160,7 @@ bool is_of_interest(const char* file)
     return is_one;
 }
 
-// The name of the file itself says the version of the library.
+// Resolves links, because the name of the real file contains the version of the library.
 int report_loaded(dl_phdr_info* object, std::size_t /*size*/, void* /*unused*/)
 {
     char resolved[PATH_MAX];

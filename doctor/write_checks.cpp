@@ -21,7 +21,7 @@ bool succeeded(const Outcome& outcome)
     return outcome.result == 0 && outcome.status == status_success;
 }
 
-// As a save writes a mirror.
+// Writes the leaf in the same way as a save writes a mirror.
 Outcome write_leaf(toolkit::CCds& store, const char* path, const toolkit::CElement& value)
 {
     Outcome outcome = {0, 0};
@@ -108,7 +108,7 @@ void check_values(const char* path)
     }
 }
 
-// A store may do what it likes with this byte, because no key types it.
+// Any result is acceptable, because no key types this byte.
 void check_byte_0x93(const char* path)
 {
     constexpr char advice[] = "Nothing to do: no key types this byte.";
@@ -126,7 +126,7 @@ void check_byte_0x93(const char* path)
         report(ok, "the byte 0x93 is written and read back");
 }
 
-// The next screen must show what another program has changed.
+// The next screen must show the changes made by another program.
 void check_second_connection(const char* path)
 {
     begin_check("second-connection");
@@ -149,7 +149,7 @@ void check_second_connection(const char* path)
                       "Turn the cache off. The screens do not show what other programs change.");
 }
 
-// The statuses given have another length than the paths, as in a save.
+// Passes more statuses than paths, as a save can.
 Outcome clear_leaf(const char* path)
 {
     const std::vector<std::string> paths(1, path);
@@ -204,7 +204,8 @@ void check_clear_again(const char* path)
                result);
 }
 
-// The leaf that no meter has is the second in the batch: a store whose leaves are fixed rejects it.
+// Writes a batch whose second leaf exists on no meter. A store with a fixed set of leaves rejects
+// that leaf.
 int write_batch(const char* path, std::vector<api_status_t>& statuses)
 {
     const std::vector<std::string> paths = {path, absent_path};

@@ -54,7 +54,7 @@ FileStamp stamp_of(const struct stat& status)
 }
 
 // Reads to the end of the file. On entry, the size of `text` is the expected size of the file plus
-// one byte, so that the read that meets the end needs no larger buffer.
+// one byte: the last read, which finds the end of the file, then needs no larger buffer.
 bool read_expected(int fd, std::string& text)
 {
     std::size_t filled = 0;

@@ -16,7 +16,7 @@
 void number_paths(std::vector<std::string>& paths, std::size_t first, std::size_t count,
                   std::uint32_t number);
 
-// Returns the path of the leaf that holds a path's value.
+// Returns `path` with "/Value" appended: the path of the leaf that holds the value.
 std::string value_path(const std::string& path);
 
 // Replaces every path by its `value_path`.

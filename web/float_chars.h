@@ -32,8 +32,8 @@ from_chars_result from_chars(const char* first, const char* last, Number& value,
     return {first + (length - prefix.size()), errc()};
 }
 
-// Not used here, but the parser's header needs it to compile. With seventeen digits, reading the
-// text gives the same number again.
+// Not used here, but the parser's header needs it to compile. It writes seventeen digits, which are
+// enough to read the same number back.
 template <typename Number, if_floating<Number> = 0>
 to_chars_result to_chars(char* first, char* last, Number value,
                          chars_format format = chars_format::general, int precision = 17)

@@ -1,8 +1,8 @@
-"""Typing: one key, its echo, the next; Enter alone and last.
+"""Types one key at a time and waits for its echo. Sends Enter last, on its own.
 
-Each key waits for the echo of the one before. The keys therefore arrive in order even on a bad
-line, and the echo shows what the utility holds of a line before Enter is sent. Two keys are always
-safe: Backspace does nothing on an empty line, and Enter on an empty line never changes a setting.
+The keys therefore arrive in order even on a bad line. Before Enter is sent, the echo shows which
+characters of the line the utility has received. Two keys are always safe: Backspace does nothing
+on an empty line, and Enter on an empty line never changes a setting.
 """
 
 from __future__ import annotations
@@ -241,7 +241,7 @@ async def press_enter(dialog: Dialog) -> None:
     out since the last key."""
     view = dialog.view
     if time.monotonic() - dialog.last_key > SAFE_SECONDS and view.typed:
-        raise Astray("the line was left alone for too long")
+        raise Astray("no key was sent for too long")
     view.heard = ""
     dialog.enters = 1
     await send(dialog, ENTER)

@@ -337,7 +337,7 @@ class PlanFile:
 
 
 def read_plan(path: Path, problems: list[Problem]) -> list[tuple[Meter, Problem]]:
-    """The valid meters, each with its place; what is wrong is added to `problems`."""
+    """Returns the valid meters, each with its place in the file. Adds the errors to `problems`."""
     mine: list[Problem] = []
     file = PlanFile(path, mine)
     defaults, tables_of_meters = file.tables(file.load())

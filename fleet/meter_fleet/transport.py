@@ -24,7 +24,7 @@ KILL_SECONDS = 1.0  # for it to end after a signal
 END_SECONDS = 0.1  # for a local command to end by itself after its last output
 COLUMNS, ROWS = 200, 50  # wide, so that a shell breaks no line that is typed
 MOST_RECEIVED = 1 << 22  # bytes on one connection, of a console that does not stop writing
-MOST_WAITING = 1 << 17  # bytes that nobody has taken yet
+MOST_WAITING = 1 << 17  # bytes that were received and not yet read
 SPAWN_PREPARATION = ("/bin/sh", "-c")
 
 OFLAG = 1
@@ -44,8 +44,8 @@ class Stop:
 
 
 class Link:
-    """`leaving`: a request to stop no longer interrupts. `decode` takes a protocol's own bytes out
-    of what is received, `encode` puts them into what is sent."""
+    """`leaving`: a request to stop no longer interrupts. `decode` removes the protocol's own bytes
+    from the input, and `encode` adds them to the output."""
 
     def __init__(self, descriptor: int, record: Record, stop: Stop) -> None:
         self.descriptor = descriptor

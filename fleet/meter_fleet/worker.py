@@ -47,10 +47,11 @@ class Reading:
 
 @dataclass
 class Job:
-    """`readings`: the readings since the last save. `held`: the last of them; `first`: the last
-    before the first save. `tainted`: settings whose save the utility may have reported as failed,
-    in a report that could not be read. They are entered again, even if the menus show them as
-    planned. `saving`: a save began, and its outcome is unknown."""
+    """`readings`: the readings since the last save. `held`: the settings of the last reading.
+    `first`: the settings of the last reading before the first save. `tainted`: settings whose save
+    the utility may have reported as failed, in a report that could not be read. They are entered
+    again, even if the menus show them as planned. `saving`: a save began, and its outcome is
+    unknown."""
 
     meter: Meter
     command: Command

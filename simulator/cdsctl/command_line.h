@@ -7,7 +7,7 @@ namespace cdsctl
 {
 
 struct CommandLine {
-    const Command* command = nullptr; // null: nothing is left to do but to exit with `status`
+    const Command* command = nullptr; // null: the caller only exits with `status`
     Request request;
     Status status = done;
 };

@@ -80,8 +80,8 @@ bool watch_files(Watch& watch, const std::vector<std::string>& files)
 }
 
 // Watches every directory on the chain of links to the store. A link may change before its
-// directory is watched, so it repeats this until the chain is the watched one. Watches a circle of
-// links as far as it was followed.
+// directory is watched. The function therefore follows the chain again until it finds the same
+// chain as before. For a circle of links, it watches only the links that it followed.
 bool watch_chain(Watch& watch)
 {
     for (;;) {

@@ -41,8 +41,9 @@ public:
 
     // "true"/"false", the decimal number, or the text.
     void to_string(std::string& out) const;
-    // 1 or 0, the number, or the decimal number at the start of the text: 0 when there is no
-    // number, the nearest 32-bit limit when it does not fit.
+    // Returns 1 or 0 for a boolean, the number for an integer, and the decimal number at the start
+    // of a string. A string without a number gives 0. A number that does not fit gives the nearest
+    // 32-bit limit.
     std::int32_t to_int() const;
     // True for the boolean true, a number other than 0, and the texts "true" and "1".
     bool to_bool() const;

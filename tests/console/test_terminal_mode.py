@@ -80,7 +80,7 @@ def test_the_keys_of_signals_do_nothing(on_terminal, key):
     until_prompt(console)
     console.take()
     console.send(key + b"9")
-    console.expect(b"9")  # the key before it was read without an echo and without effect
+    console.expect(b"9")  # only 9 is echoed: the first key had no effect
     state = pathlib.Path(f"/proc/{console.process.pid}/stat").read_text().rpartition(")")[2].split()[0]
     assert state in "RSD"
     console.send(b"\x080\r")

@@ -1,7 +1,7 @@
 """Simulated meters and their lines, for the tests of `fleet/`.
 
-A meter is a directory below the build folder: `meter/` is its store, `trace` the calls made on it,
-`line.json` and `sessions/` are noisy-line's. Its console is `run:` and a command that reaches it."""
+A meter is a directory below the build directory. `meter/` is its store, and `trace` lists the calls made on
+it. `line.json` and `sessions/` belong to noisy-line. Its console is `run:` and a command that reaches it."""
 
 import json
 import os

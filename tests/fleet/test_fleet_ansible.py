@@ -161,7 +161,7 @@ def test_ansible_test_sanity(folder):
 
 
 def test_the_example_is_valid(folder):
-    """The example's plan is one that meter-fleet would take, and its inventory has a terminal server."""
+    """meter-fleet accepts the example's plan, and the example's inventory has a terminal server."""
     shown = subprocess.run(["ansible-inventory", "-i", str(ANSIBLE / "example" / "inventory.yml"), "--list"],
                            capture_output=True, text=True, timeout=LIMIT, check=True,
                            env=environment(folder) | {"ANSIBLE_STDOUT_CALLBACK": "default"}).stdout

@@ -29,7 +29,7 @@ def start(folder, consoles, *arguments):
 
 
 def until_the_good_ones_ended(process, count):
-    """Seconds from now until so many meters have changed."""
+    """Returns the seconds until `count` meters have changed."""
     begun = time.monotonic()
     for line in process.stdout:
         count -= json.loads(line)["result"] == "changed"

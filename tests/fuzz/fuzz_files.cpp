@@ -145,7 +145,7 @@ void read_value(const std::string& text)
     std::string error;
     check(parse_leaves("'/a' = " + text, "store.toml", leaves, error) &&
               leaves == Leaves{{"/a", value}},
-          "a value is read as it is in a file", text);
+          "a value alone and in a file are read as the same value", text);
 }
 
 // Checks that a 32-bit integer is read as the same number, and that any other integer is rejected.

@@ -21,7 +21,7 @@ struct Entry {
     const char* question;
     const char* label; // on the screen
     std::string path;
-    std::string general_path; // the general leaf that a save also writes, or empty
+    std::string general_path; // the mirror leaf that a save also writes, or empty
 };
 
 const std::string network = "/Software/System Settings/Network/";
@@ -234,7 +234,7 @@ bool take_shown(std::string& rest, Kind kind, const std::string& shown)
 }
 
 // Checks the first batch of a save: it has answers only, in the order of `entries` and with the
-// values that the screens show, and then the trigger of the numbers. The general leaves of these
+// values that the screens show, and then the trigger of the numbers. The mirror leaves of these
 // answers must have been written directly before.
 void check_settings(SessionWatch& watch, const std::vector<std::string>& calls, std::size_t batch)
 {
@@ -252,12 +252,12 @@ void check_settings(SessionWatch& watch, const std::vector<std::string>& calls, 
         watch.batch_is_owed = watch.batch_is_owed || ends_with(entry.question, "Options List");
         if (!entry.general_path.empty())
             check(begins_with(calls[general_writes++], "set_leaf " + entry.general_path + "="),
-                  "a leaf and its general leaf are written together", entry.path);
+                  "a leaf and its mirror leaf are written together", entry.path);
     }
     check(!any_number || take(rest, " /VMF/UpdateService/SetPrimCfg/Value=true/1"),
           "numbers are followed by their trigger", rest);
     check_equal(rest, " \"Console\"", "the batch of settings holds nothing else");
-    check(general_writes == batch, "no other general leaf is written", calls[batch]);
+    check(general_writes == batch, "no other mirror leaf is written", calls[batch]);
 }
 
 void check_cleared(const SessionWatch& watch, const std::string& call)
@@ -285,7 +285,7 @@ void check_written(SessionWatch& watch, const std::vector<std::string>& calls,
             check_cleared(watch, calls[i]);
     }
     check(letters.find('g') == std::string::npos || contains(letters, "gs"),
-          "general leaves are written with their settings", letters);
+          "mirror leaves are written with their settings", letters);
 }
 
 void check_save(SessionWatch& watch, const std::vector<std::string>& calls,

@@ -49,7 +49,7 @@ COMMON_HEADERS = "".join(f"#include <{name}>\n" for name in (
     "algorithm", "cstdio", "cstdlib", "cstring", "functional", "map", "string", "vector")) + """
 inline const int mutant_number = std::getenv("MUTANT") ? std::atoi(std::getenv("MUTANT")) : 0;
 """
-# Warnings are no errors here: a mutant is to be run, not to be criticised.
+# No warnings: the compiler often warns about a mutant, and it must still compile.
 FLAGS = "-std=c++17 -O0 -w"
 
 PYTEST = ("/usr/bin/python3", "-m", "pytest", "-x", "-q", "-p", "no:cacheprovider", "-p", "no:xdist")
@@ -282,7 +282,8 @@ class Tree:
         return outcomes
 
     def test(self, group, deadline=float("inf")):
-        """What becomes of each mutant of a group of one file; of the first ones when the deadline comes."""
+        """Returns the outcome of each mutant of the group, which is in one file. After the deadline, returns
+        only the outcomes so far."""
         outcomes = self.test_together(group, deadline) if len(group) > 1 else None
         if outcomes is None:
             return [self.test_alone(mutant) for mutant in group if time.monotonic() < deadline]

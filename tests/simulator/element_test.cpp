@@ -160,7 +160,7 @@ TEST_CASE("a text is split as by repeated getline calls")
     CHECK(parts("a;b/c", '/') == Parts{"a;b", "c"});
 }
 
-TEST_CASE("a text can be split into the list that holds it")
+TEST_CASE("the text to split may be an entry of the result list")
 {
     Parts list = {"x", "a;b"};
     CElement::split_string(list, list[1], ';');

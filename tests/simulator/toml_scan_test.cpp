@@ -85,7 +85,7 @@ TEST_CASE("brackets and dots in strings and comments do not count")
     }
 }
 
-TEST_CASE("a string ends where a parser ends it")
+TEST_CASE("the scan finds the same end of a string as a parser")
 {
     const std::string deep = repeated("[", deepest_nesting + 1);
     for (const std::string before :

@@ -140,7 +140,7 @@ TEST_CASE("every byte that is not printable is dropped without an echo")
     CHECK(line.echo == printable + "\n");
 }
 
-TEST_CASE("of an escape sequence only the printable tail is text")
+TEST_CASE("only the printable tail of an escape sequence becomes text")
 {
     CHECK(line_of("\x1b[A\n").text == "[A");
 }

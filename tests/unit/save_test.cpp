@@ -104,7 +104,7 @@ TEST_CASE("with nothing to set, only the clear is called, with an empty status l
           Calls{"clear_leaves " + network + "Name Server/1/Value \"\" statuses 0"});
 }
 
-TEST_CASE("a port is written to its general leaves first, then to its own leaves in one batch")
+TEST_CASE("a port is written to its mirror leaves first, then to its own leaves in one batch")
 {
     SettingsSession session = unchanged_session();
     InterfaceSettings& port = session.interfaces[0];
@@ -128,7 +128,7 @@ TEST_CASE("a port is written to its general leaves first, then to its own leaves
           });
 }
 
-TEST_CASE("emptied addresses and media types are cleared without a write to the general leaves")
+TEST_CASE("emptied addresses and media types are cleared without a write to the mirror leaves")
 {
     SettingsSession session = unchanged_session();
     InterfaceSettings& port = session.interfaces[0];
@@ -139,7 +139,7 @@ TEST_CASE("emptied addresses and media types are cleared without a write to the 
                 "Default Gateway/Value " + own + "Media Type/Current Type/Value \"\" statuses 0"});
 }
 
-TEST_CASE("every port writes its own numbered leaves and the general leaves of port 1")
+TEST_CASE("every port writes its own numbered leaves and the mirror leaves of port 1")
 {
     SettingsSession session = unchanged_session(2);
     session.primary_dns = {"192.0.2.9", true};
