@@ -47,7 +47,8 @@ class Dialog:
     `answering`: the last line end echoed our Enter, so a screen follows.
     `suspect`: a line ended that we did not end. A complete screen after it proves that somebody
     else pressed Enter.
-    `enters`: the number of Enters sent whose line end has not come."""
+    `enters`: the number of Enters sent whose line end has not come.
+    `ended`: the last line that ended, according to its echo."""
 
     link: Link
     view: View = field(default_factory=View)
@@ -60,6 +61,7 @@ class Dialog:
     answering: bool = True
     suspect: bool = False
     enters: int = 0
+    ended: str = ""
     last_key: float = 0.0
 
 
@@ -92,7 +94,7 @@ def look_at_lines(dialog: Dialog) -> None:
         dialog.answering = ours
         if not (ours and line.typed == dialog.line):
             dialog.damage += 1
-        dialog.line = ""
+        dialog.line, dialog.ended = "", line.typed
     dialog.view.lines.clear()
     if dialog.suspect and dialog.view.prompt is not None:
         dialog.foreign += dialog.view.exact

@@ -331,7 +331,7 @@ def typed_for(session: Session, setting: Setting, text: str) -> str | None:
 
 
 async def enter_once(session: Session, setting: Setting, text: str) -> bool:
-    """Returns whether the menu then shows the value."""
+    """Returns whether exactly the value was entered, and the menu shows it."""
     if not await ask(session, setting):
         return False
     typed = typed_for(session, setting, text)
@@ -344,7 +344,8 @@ async def enter_once(session: Session, setting: Setting, text: str) -> bool:
     if setting.name not in session.edited:
         session.edited.append(setting.name)
     await keys.answer(session.dialog, typed)
-    return await now_shows(session, setting, text)
+    is_exact = session.dialog.ended == typed
+    return await now_shows(session, setting, text) and is_exact
 
 
 async def now_shows(session: Session, setting: Setting, text: str) -> bool:
@@ -359,7 +360,8 @@ async def now_shows(session: Session, setting: Setting, text: str) -> bool:
 
 
 async def enter(session: Session, setting: Setting, text: str) -> None:
-    """Enters a value that the menu does not show yet, until the menu shows it."""
+    """Enters a value that the menu does not show yet, until the menu shows it and the echo of its
+    line was exact: the menu does not show a space that a bad line added at the end."""
     for _ in range(EDIT_TRIES):
         try:
             if await enter_once(session, setting, text):
@@ -367,8 +369,7 @@ async def enter(session: Session, setting: Setting, text: str) -> None:
         except (Foreign, Silent):
             raise
         except Astray:
-            if await now_shows(session, setting, text):
-                return
+            await now_shows(session, setting, text)
     raise Astray(f"{setting.name} cannot be entered")
 
 

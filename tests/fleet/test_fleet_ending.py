@@ -153,3 +153,15 @@ def test_a_console_with_a_running_utility_is_left_and_started_again(folder):
     assert json.loads(done.stdout)["result"] == "changed", done.stdout
     assert meter.leaves()[LEAVES["ip_address"]] == "198.51.100.20"
     assert meter.leaves()[LEAVES["primary_dns"]] == FACTORY_LEAVES[LEAVES["primary_dns"]]
+
+
+@pytest.mark.parametrize("at_key", range(12, 22))
+def test_a_space_that_no_menu_shows_is_not_saved(at_key, folder):
+    """Someone types a space into an address, once directly before its Enter. The screen that follows is damaged,
+    so that it does not show who typed it."""
+    after = {"from": "Velmora II Settings", "to": "Velmora II Sexxings", "session": 0}
+    line = {"typists": [{"at_key": at_key, "keys": " "}],
+            "substitutions": [{**after, "occurrence": occurrence} for occurrence in range(1, 9)]}
+    meter = FleetMeter(folder / "space", line=line)
+    _, results = play("apply", folder, [(meter, {"secondary_dns": "198.51.100.54"})])
+    assert fleet_verdict.problems(meter, {"secondary_dns": "198.51.100.54"}, results["space"]) == []
