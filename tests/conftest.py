@@ -90,7 +90,7 @@ def pytest_configure(config):
     config.addinivalue_line("markers", "host_only: has the same result on every build, so runs on the host build only")
     config.addinivalue_line("markers", "builds: builds the program again; skipped with --quick")
     config.addinivalue_line("markers", "page: needs the page and browsers; runs only with --page")
-    config.addinivalue_line("markers", "consoles: takes seconds, most of them on consoles; skipped with --quick")
+    config.addinivalue_line("markers", "slow: takes seconds; skipped with --quick")
     config.addinivalue_line("markers", "fleet: takes minutes on consoles, or measures times; runs only with --fleet")
     config.addinivalue_line("markers", "full: takes minutes; runs only with --full")
 
@@ -102,7 +102,7 @@ def is_left_out(item, config):
         return True
     if item.get_closest_marker("full"):
         return not config.getoption("--full")
-    takes_long = seconds_waited(item) or item.get_closest_marker("builds") or item.get_closest_marker("consoles")
+    takes_long = seconds_waited(item) or item.get_closest_marker("builds") or item.get_closest_marker("slow")
     return config.getoption("--quick") and takes_long
 
 

@@ -10,7 +10,7 @@ import pytest
 from harness.meter import toml_text
 from harness.program import BUILD, REPOSITORY, STEP_LIMIT, command
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 COMPLETION = REPOSITORY / "simulator" / "cdsctl" / "completion"
 FILES = {"bash": COMPLETION / "cdsctl.bash", "zsh": COMPLETION / "_cdsctl", "fish": COMPLETION / "cdsctl.fish"}

@@ -17,7 +17,7 @@ from harness.piped import read_from
 from harness.program import BUILD, REPOSITORY, STEP_LIMIT, wait_until
 
 SESSION = REPOSITORY / "simulator" / "cdsctl" / "watched-session"
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 
 @pytest.fixture

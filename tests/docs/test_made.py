@@ -7,7 +7,7 @@ import pytest
 from guides import folders, made, options, pictures, screens
 from harness.program import REPOSITORY
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 GENERATE_AGAIN = "the guides do not agree with the program; docs/tools/write generates them again"
 

@@ -10,7 +10,7 @@ from harness.program import BUILD, REPOSITORY, UTILITY, why_not_traced
 MATRIX = Path(__file__).parent / "matrix"
 LIMIT = 120
 
-pytestmark = pytest.mark.skipif(bool(why_not_traced(UTILITY)), reason=why_not_traced(UTILITY))
+pytestmark = [pytest.mark.skipif(bool(why_not_traced(UTILITY)), reason=why_not_traced(UTILITY)), pytest.mark.slow]
 
 
 def run(*arguments):

@@ -7,7 +7,7 @@ import subprocess
 import pytest
 from fleet_rig import LIMIT
 
-pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
+pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 BAD_LINES = pathlib.Path(__file__).with_name("bad-lines")
 

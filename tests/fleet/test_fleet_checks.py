@@ -19,7 +19,7 @@ def run(*words):
     return done.returncode, done.stdout + done.stderr
 
 
-@pytest.mark.consoles
+@pytest.mark.slow
 def test_types(tmp_path):
     status, output = run("mypy", "--config-file", CONFIGURATION, "--cache-dir", str(tmp_path), PACKAGE)
     assert status == 0, output
@@ -38,7 +38,7 @@ def test_lint():
     assert status == 0, output
 
 
-@pytest.mark.consoles
+@pytest.mark.slow
 def test_a_wrong_type_is_found(tmp_path):
     wrong = pathlib.Path(tmp_path) / "wrong.py"
     wrong.write_text("def one() -> int:\n    return 'one'\n")

@@ -8,7 +8,7 @@ import pytest
 from fleet_plans import LEAVES, NETWORK, read_setting, read_settings
 from fleet_rig import FACTORY_LEAVES, FleetMeter, play, scratch, toml
 
-pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
+pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 SETTINGS = {
     "dhcp": True, "ip_address": "198.51.100.20", "subnet_mask": "255.255.0.0", "default_gateway": "198.51.100.1",

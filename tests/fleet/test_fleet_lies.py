@@ -5,7 +5,7 @@ from fleet_plans import LEAVES
 from fleet_rig import FACTORY_LEAVES, FleetMeter, play
 from fleet_verdict import problems
 
-pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
+pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 # A planned value that a line can make of the factory's, or of what was typed before.
 NEARBY = {

@@ -8,7 +8,7 @@ import pytest
 from fleet_plans import read_settings
 from fleet_rig import FACTORY_LEAVES, FleetMeter, play, plan_text, run_fleet
 
-pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
+pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 SEED = 20261121
 FEW, ALL, BATCH = 40, 1000, 250

@@ -6,7 +6,7 @@ import pytest
 from fleet_rig import FleetMeter, play, plan_text, results_of, run_fleet
 from harness import dialogue
 
-pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
+pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 SETTINGS = {"ip_address": "198.51.100.20", "secondary_dns": "", "serial_number": "101212346",
             "options_list": "1A-2C-4-WEB-PQ2", "enclosure": "K1F"}  # fmt: skip

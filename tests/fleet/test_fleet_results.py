@@ -9,7 +9,7 @@ from fleet_plans import LEAVES, read_settings
 from fleet_rig import FACTORY_LEAVES, FleetMeter, play, plan_text, run_fleet
 from harness.program import REPOSITORY
 
-pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
+pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 FACTORY_SETTINGS = read_settings(FACTORY_LEAVES)
 EVERYTHING_ELSE = {

@@ -10,7 +10,7 @@ import pytest
 from fleet_rig import FACTORY_LEAVES, FleetMeter
 from harness import piped
 
-pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
+pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 
 def driven(folder, keys, faults=""):

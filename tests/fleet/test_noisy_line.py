@@ -10,7 +10,7 @@ from fleet_rig import FACTORY_LEAVES, FleetMeter
 from harness.program import wait_until
 from harness.terminal import Console
 
-pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
+pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 PROMPT = b"==>  "
 

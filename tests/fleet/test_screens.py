@@ -6,7 +6,7 @@ from harness.program import REPOSITORY
 from meter_fleet.screens import (PASSWORDS_LINE, SAVE_LINE, Damaged, Menu, Question, read_exchange)
 from meter_fleet.view import View, feed
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 DIALOGUES = sorted((REPOSITORY / "tests" / "dialogues").rglob("*.dialogue"))
 # Control-D ends a line there, which is echoed without a line end. It is never typed.

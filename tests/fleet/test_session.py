@@ -17,7 +17,7 @@ from meter_fleet.screens import FORBIDDEN_LINES, Menu
 from meter_fleet.session import ORDER
 from meter_fleet.settings import SETTINGS
 
-pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
+pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 INTERFACE = "/Software/System Settings/Network/Interface/1/"
 EIGHT = {"dhcp": True, "ip_address": "198.51.100.7", "subnet_mask": "255.255.0.0", "secondary_dns": "",

@@ -8,7 +8,7 @@ from meter_fleet.plan import parse_console
 from meter_fleet.record import open_record
 from meter_fleet.transport import DO, DONT, IAC, SB, SE, WILL, WONT, Stop, Telnet, open_link
 
-pytestmark = [pytest.mark.host_only, pytest.mark.consoles]
+pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 BINARY, ECHO, TERMINAL_TYPE = 0, 1, 24
 

@@ -9,6 +9,8 @@ import sessions
 import walker
 from harness.program import RUN_WITH
 
+pytestmark = pytest.mark.slow
+
 SEED = 20240229
 SESSIONS = 80 if RUN_WITH else 400  # emulated programs start slowly
 PARTS = 8

@@ -7,7 +7,7 @@ import pexpect
 import pytest
 from harness.program import BUILD, CDSCTL, STEP_LIMIT, UTILITY
 
-pytestmark = pytest.mark.host_only
+pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 SCRIPTS = ("run", "watch-session")
 DNS = "/Software/System Settings/Network/Name Server/1/Value"
