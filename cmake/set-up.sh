@@ -61,8 +61,8 @@ install_missing_packages() {
         stop "apt-get could not install: $missing"
 }
 
-# True if build/PRESET is completely configured, for this directory and with the preset's settings. It
-# must not use a meter's library: such a program would run commands on this machine.
+# True if build/PRESET is completely configured, for this directory and with the preset's settings. False
+# if the build uses a meter's library, because its programs would run commands on this machine.
 is_configured() {
     [ -f "build/$1/build.ninja" ] &&
         grep -qsx "CDS_ROOT:[A-Z]*=" "build/$1/CMakeCache.txt" &&

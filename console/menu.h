@@ -13,7 +13,7 @@ struct MenuLine {
 
 using MenuSection = std::vector<MenuLine>;
 
-// What a menu shows for a value that is not set.
+// A menu shows this text for a value that is not set.
 inline constexpr char none_text[] = "[None]";
 
 // Each appends a line to `section`. `add_text_line` shows `if_empty` in place of an empty text.

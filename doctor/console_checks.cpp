@@ -58,7 +58,7 @@ struct Keys {
     std::size_t count;
 };
 
-// Waits for what one key sends: further bytes follow the first one quickly. A signal that `mask`
+// Waits for a key and returns all its bytes, which follow each other quickly. A signal that `mask`
 // does not block ends the wait.
 Keys read_key(const sigset_t& mask)
 {

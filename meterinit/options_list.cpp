@@ -76,7 +76,8 @@ bool is_found(const Attempt& attempt, const OptionToken& token)
     return occurs(attempt, token.text) || occurs(attempt, lower_form(token.text));
 }
 
-// Like `is_found`, and counts the token's characters: once, even when the list repeats the token.
+// Like `is_found`, but also counts the characters of a found token. Counts them only once, even
+// when the list repeats the token.
 bool take_token(Attempt& attempt, const OptionToken& token)
 {
     if (!is_found(attempt, token))

@@ -16,7 +16,7 @@
 namespace
 {
 
-// What one save writes and clears. `set_elements[i]` belongs to `set_paths[i]`.
+// The leaves that one save writes and clears. `set_elements[i]` belongs to `set_paths[i]`.
 struct SaveLists {
     std::vector<std::string> set_paths;
     std::vector<toolkit::CElement> set_elements;

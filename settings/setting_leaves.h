@@ -46,8 +46,9 @@ struct SettingLeaf {
     bool if_unreadable = false; // the flag's value when the leaf cannot be read
 };
 
-// The meter's services read the port settings below this branch, so a save writes a port setting
-// that has a mirror here too. Deliberate: it is the branch of port 1, whichever port is saved.
+// The meter's services read the port settings below this branch. A save therefore writes a port
+// setting that has a mirror a second time, below this branch. Deliberate: it is the branch of port
+// 1, whichever port is saved.
 inline constexpr char mirror_branch[] = "/VMC/Comms/EthPort/1/General/";
 
 // clang-format off

@@ -83,8 +83,8 @@ bool flush(int fd)
     return unbroken([&] { return fsync(fd); }) == 0;
 }
 
-// Creates a file. Removes one that a killed writer left under this name instead of opening it: it
-// may be a link, or write-protected.
+// Creates a file. When a killed writer left a file under this name, removes that file instead of
+// opening it, because it may be a link or write-protected.
 OpenFile create_new(int folder, const char* name, mode_t mode)
 {
     constexpr int flags = O_WRONLY | O_CREAT | O_EXCL;

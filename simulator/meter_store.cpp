@@ -19,8 +19,8 @@ namespace
 
 constexpr std::int64_t second = 1'000'000'000; // nanoseconds
 
-// The clock for file times advances in steps of some milliseconds, so a file written within this
-// time may get the same stamp as before. In nanoseconds.
+// The clock for file times advances in steps of some milliseconds. A file that is written twice
+// within this time, in nanoseconds, may keep its stamp.
 constexpr std::int64_t clock_doubt = second / 10;
 
 std::int64_t present_time()

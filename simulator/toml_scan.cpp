@@ -10,8 +10,8 @@ namespace simulator
 namespace
 {
 
-// Returns where the string that begins at `at` ends: after its closing quote. Without one it ends
-// at the end of the line, or of the text when the string may have several lines.
+// Returns the position after the closing quote of the string that begins at `at`. A string without
+// a closing quote ends with its line, or with the text when it may have several lines.
 std::size_t end_of_string(std::string_view text, std::size_t at)
 {
     const char quote = text[at];

@@ -1,4 +1,4 @@
-// What a scan of TOML text shows without a parser.
+// Finds properties of TOML text by scanning it, without a parser.
 #pragma once
 
 #include <cstddef>

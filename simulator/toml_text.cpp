@@ -14,7 +14,8 @@ unsigned byte_at(std::string_view text, std::size_t at)
     return static_cast<unsigned char>(text[at]);
 }
 
-// Returns the length of a UTF-8 sequence that begins with the byte `lead`, or 0 when none does.
+// Returns the length of a UTF-8 sequence that begins with the byte `lead`, or 0 when no sequence
+// begins with it.
 std::size_t sequence_length(unsigned lead)
 {
     if (lead < 0x80)

@@ -139,7 +139,7 @@ std::string batch_of(const std::set<std::string>& options)
             return option.name == row->name || (!row->group.empty() && option.group == row->group);
         };
         if (row->group == "ready" || (row + 1 != rows.end() && in_group(row[1])))
-            continue; // the last row of a group has its leaves; those of PQR follow power quality
+            continue; // the last row of a group adds its leaves; "quality" adds those of PQR
         const auto chosen =
             std::find_if(rows.begin(), rows.end(), [&](const GrammarOption& option) {
                 return in_group(option) && is_named(option);

@@ -1,4 +1,4 @@
-"""Why work on a console ends early."""
+"""The exceptions that end the work on a console early."""
 
 
 class LinkLost(Exception):
@@ -14,7 +14,7 @@ class Interrupted(Exception):
 
 
 class Astray(Exception):
-    """The session went wrong. It is left without saving, and another one begins."""
+    """The session went wrong. The program leaves it without saving and begins another one."""
 
 
 class Foreign(Astray):

@@ -44,7 +44,7 @@ async def run_one(meter: Meter, command: Command, records: Path, stop: Stop,
         return Result(meter.name, "unreachable", messages=[reason])
     try:
         return await run_meter(meter, command, record, stop, on_step)
-    # A bug must not end the other meters.
+    # A bug must not end the work on the other meters.
     except Exception as error:  # pylint: disable=broad-exception-caught
         record.note("".join(traceback.format_exception(error)))
         reason = f"meter-fleet failed: {type(error).__name__}: {error}; see the transcript"
@@ -55,7 +55,7 @@ async def run_one(meter: Meter, command: Command, records: Path, stop: Stop,
 
 @contextlib.contextmanager
 def stopped_by_signals(stop: Stop) -> Iterator[None]:
-    """Asks the meters to leave on SIGINT and SIGTERM. Only the main thread can handle signals."""
+    """Ends the work on all meters at SIGINT or SIGTERM. Only the main thread can handle signals."""
     if threading.current_thread() is not threading.main_thread():
         yield
         return
@@ -86,7 +86,8 @@ async def run_all(meters: Sequence[Meter], command: Command, jobs: int, records:
 
 
 def allow_files(jobs: int) -> None:
-    """Raises the limit of open files to what so many meters need, where the system permits it."""
+    """Raises the limit on open files to the number that this many meters need, or as far as the
+    system permits."""
     soft, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
     needed = jobs * FILES_A_METER + FILES_BESIDES
     if soft != resource.RLIM_INFINITY and soft < needed:
@@ -98,9 +99,9 @@ def run(meters: Sequence[Meter], command: Command, *, jobs: int = DEFAULT_JOBS,
         records: Path = DEFAULT_RECORDS,
         on_step: Callable[[str, str], None] = ignore_step,
         on_result: Callable[[Result], None] = ignore_result) -> list[Result]:
-    """Does the command on every meter, at most `jobs` at the same time. Returns the results in the
-    order of the meters. `on_step` is called with a meter's name and what is being done on it, and
-    `on_result` with each result as it ends. SIGINT and SIGTERM make every meter leave without
-    saving; the results say so. No signal reaches a run outside of the main thread."""
+    """Runs the command on every meter, at most `jobs` at the same time. Returns the results in the
+    order of the meters. Calls `on_step` with a meter's name and the step that begins on it, and
+    `on_result` with each result. After SIGINT or SIGTERM, the program leaves every meter without
+    saving and the results say so. Outside of the main thread, it does not handle these signals."""
     allow_files(jobs)
     return asyncio.run(run_all(meters, command, jobs, records, on_step, on_result))

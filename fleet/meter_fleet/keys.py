@@ -18,16 +18,16 @@ from meter_fleet.view import View, assume_prompt, feed
 
 BACKSPACE = "\b"
 ENTER = "\r"
-RESUME = "\x11"  # Control-Q: output goes on that a key damaged into Control-S had stopped
+RESUME = "\x11"  # Control-Q: continues output that was stopped by a key damaged into Control-S
 IDLE_SECONDS = 30.0  # without a key: the utility then gives up a question or redraws its menu
-SAFE_SECONDS = 20.0  # since the last key: no time-out of the utility comes before the next one
+SAFE_SECONDS = 20.0  # after the last key, another key still arrives before the time-out
 SHORTEST_WAIT = 1.0  # for an echo
 WAITS_OF_AN_ECHO = 10  # how many times the usual time of an echo to wait for one
 SETTLE_SECONDS = 0.05  # after a wrong echo, for more of it to come
 RELEASE_SECONDS = 0.5  # after a stall, for everything that it held back to come
 FLOOD_SECONDS = 10.0  # of output without a pause, where none is expected
 SCREEN_SECONDS = 10.0  # for a screen to begin after its Enter
-QUIET_SECONDS = 1.0  # without output: an incomplete screen then stays incomplete
+QUIET_SECONDS = 1.0  # without output: the rest of an incomplete screen will not come
 # For answers to keys that change nothing. Together they outlast a stall of 35 seconds.
 PROBE_WAITS = (1.0, 2.0, 4.0, 8.0, 12.0, 16.0)
 COMMAND_SECONDS = 250.0  # a command of 180 seconds, then two redraws of the menu
@@ -171,7 +171,8 @@ async def take_back_one(dialog: Dialog, wait: float) -> bool:
 
 
 async def clear_line(dialog: Dialog) -> None:
-    """Empties the line at a prompt. Raises Astray when another screen comes, and Silent."""
+    """Empties the line at a prompt. Raises Astray when another screen comes, and Silent when the
+    console does not answer."""
     view = dialog.view
     turn = view.turn
     if view.typed == "" and view.partial == "" and dialog.unseen == 0:
@@ -193,8 +194,8 @@ async def clear_line(dialog: Dialog) -> None:
 
 
 async def check_released(dialog: Dialog, failures: int, turn: int) -> None:
-    """After keys without an answer: takes the output that a stall held back. Raises Astray when
-    another screen is part of it."""
+    """Called after `failures` keys without an answer. Takes the output that a stall held back.
+    Raises Astray when this output has another screen."""
     if failures == 0:
         return
     await settle(dialog, RELEASE_SECONDS)
@@ -280,8 +281,9 @@ async def ask_for_echo(dialog: Dialog) -> None:
 
 
 async def find_prompt(dialog: Dialog) -> None:
-    """Waits until the utility shows a prompt that can be read. It sends no key: the utility redraws
-    a screen that came damaged after its idle time. Raises Silent."""
+    """Waits until the utility shows a prompt that can be read. It sends no key,
+    because the utility redraws a damaged screen after its idle time. Raises Silent when no prompt
+    comes."""
     view = dialog.view
     if dialog.busy:
         await wait_for_commands(dialog, view.line_ends)
@@ -307,7 +309,8 @@ async def wait_for_redraw(dialog: Dialog) -> None:
 
 async def answer(dialog: Dialog, text: str) -> None:
     """Types the text and Enter at a prompt, with nothing else on the line, and waits for the next
-    prompt. Raises Astray when another screen came before Enter was sent, and Silent."""
+    prompt. Raises Astray when another screen came before Enter was sent, and Silent when the
+    console does not answer."""
     for _ in range(TRIES):
         if not await type_line(dialog, text):
             continue

@@ -1,4 +1,4 @@
-"""Reads, checks and prints plans. A plan may ask only for values that the menus can bring about."""
+"""Reads, checks and prints plans. A plan may ask only for values that the menus can set."""
 
 from __future__ import annotations
 
@@ -51,7 +51,8 @@ class Login:
 
 @dataclass(frozen=True)
 class Console:
-    """Where a meter's console is: `text` as in the plan, the rest its parts."""
+    """The address of a meter's console. `text` is the address as in the plan; the other members are
+    its parts."""
 
     text: str
     kind: str  # run, shell, ssh, serial, telnet
@@ -279,7 +280,7 @@ def holds(table: object, key: Key) -> bool:
 
 
 class PlanFile:
-    """One file while it is checked."""
+    """A plan file that is being checked."""
 
     def __init__(self, path: Path, problems: list[Problem]) -> None:
         self.path = path

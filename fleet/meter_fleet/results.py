@@ -29,8 +29,9 @@ class Difference:
 
 @dataclass
 class Result:
-    """`settings`: as last read, typed as in a plan. `changed`: check found something to change, or
-    apply saved something. `record`: the path of the transcript, "" when no console was opened."""
+    """`settings`: the values read last, with the types of a plan. `changed`: check found
+    something to change, or apply saved something. `record`: the path of the transcript, "" when no
+    console was opened."""
 
     name: str
     result: str

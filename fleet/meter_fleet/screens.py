@@ -96,7 +96,8 @@ def choice(number: str, label: str) -> str:
 
 
 def value_line(number: str, label: str, value: str) -> str:
-    """The value is padded to 38 columns. A longer value is kept; a shorter one lost a byte."""
+    """A line with a value. The utility pads the value to 38 columns and does not shorten a longer
+    one, so a shorter value has lost a byte."""
     return rf"{number}  {re.escape(f'{label:<30}')}  :  {value}\n"
 
 
@@ -141,7 +142,7 @@ INVALID = " IS INVALID!!!"
 
 
 def decimal_value(text: str) -> int:
-    """What `atoi` reads."""
+    """The number that `atoi` reads."""
     match = re.match(r"[ \t\n\v\f\r]*([+-]?[0-9]+)", text)
     return int(match[1]) if match else 0
 
@@ -202,7 +203,7 @@ ENCLOSURE_HELP = column_help([
     "Below are the Meter Enclosure Types; Enter the abbreviated string.\n",
     "ENCLOSURE TYPE      VALUE TO BE ENTERED", "-----------------   -------------------",
     *(f"{label:<20}---> {code}{tail}" for label, code, tail in ENCLOSURES)])
-# The legend is the utility's own, which differs from what it accepts.
+# This quotes the utility's legend, which differs from the options that the utility accepts.
 OPTIONS_HELP = column_help([
     "Enter the Velmora II Options List including ONLY options which are installed in this unit.",
     "You MUST enter dashes between options but any order is accepted. IF AN OPTION IS NOT PRESENT, "
@@ -253,7 +254,7 @@ PLAIN_QUESTION = "(?P<text>" + "|".join(map(re.escape, QUESTION_TEXTS)) + "): "
 ANY_HELP = "(?:" + "|".join(HELP.values()) + ")?"
 ANY_QUESTION = re.compile(rf"{ANY_HELP}{PLAIN_QUESTION}|{MEDIA_TYPES}")
 
-# The questions that print a help first. The enclosure's may come again without its help.
+# The questions that print a help first. The enclosure question may come again without its help.
 HELP_BEFORE = {SETTINGS[name].question: re.compile(text) for name, text in HELP.items()}
 MAY_LACK_HELP = SETTINGS["enclosure"].question
 

@@ -43,7 +43,7 @@ class NotStarted(LinkLost):
 
 
 class NotOffered(Exception):
-    """The menus of this meter cannot bring the plan about; nothing was saved."""
+    """The menus of this meter do not offer a planned value; nothing was saved."""
 
 
 @dataclass
@@ -129,12 +129,12 @@ async def attend(dialog: Dialog, where: Shell) -> Session:
 # -- menus --
 
 async def redraw(session: Session) -> None:
-    """An Enter alone."""
+    """Presses Enter on an empty line."""
     await keys.answer(session.dialog, "")
 
 
 async def choose(session: Session, menu: Menu, label: str) -> None:
-    """A line of the menu that the utility shows now."""
+    """Chooses a line of the menu that the utility shows now."""
     if label in FORBIDDEN_LINES:
         raise ValueError(f"{label} is never chosen")
     if session.dialog.view.prompt is not menu:
@@ -266,13 +266,13 @@ async def read_menu(session: Session, kind: str, doubtful: Mapping[str, str]) ->
 
 
 def is_doubtful(name: str, text: str) -> bool:
-    """Whether the menus show a value that the utility could not read in the same way."""
+    """Whether the menus show the same text for a value that the utility could not read."""
     return text == as_text(SETTINGS[name].when_missing)
 
 
 async def read_all(session: Session, kinds: list[str], goal: Mapping[str, str]) -> None:
-    """Reads these menus into `expected` and returns to the main menu. Reads a menu twice that shows
-    a doubtful value as planned: one failed read of the utility then does not count."""
+    """Reads these menus into `expected` and returns to the main menu. Reads a menu twice when
+    it shows a doubtful value as planned, because one failed read of the utility looks the same."""
     doubtful = {name: text for name, text in goal.items() if is_doubtful(name, text)}
     for kind in kinds:
         comes_again = kind == "main" and len(kinds) > 1
@@ -420,7 +420,7 @@ class Saving:
 
 
 def messages_of_success(edited: list[str]) -> list[str]:
-    """The messages of a save of these settings that succeeds, in their order."""
+    """The messages that a successful save of these settings prints, in their order."""
     names = []
     if "options_list" in edited:
         names += ["options_set", "logs_sent"]
@@ -492,7 +492,8 @@ async def save(session: Session, before_saving: Callable[[], None]) -> Saving:
 # -- leaving --
 
 async def has_left(session: Session) -> bool:
-    """After the Enter that leaves: whether the utility ended. False when it shows a question."""
+    """Called after the Enter that leaves the utility. Returns whether the utility ended; it may
+    show a prompt instead."""
     dialog = session.dialog
     ends = dialog.view.line_ends
     until = time.monotonic() + LEAVE_SECONDS
@@ -513,8 +514,8 @@ async def has_left(session: Session) -> bool:
 
 
 async def wakes_shell(session: Session) -> bool:
-    """Called when nothing came: the Enter was lost, or the shell's prompt. Returns whether the
-    shell answers."""
+    """Called when nothing came, because the line lost the Enter or the shell's prompt. Returns
+    whether the shell answers."""
     dialog = session.dialog
     dialog.damage += 1
     if session.shell is None or dialog.view.prompt is not None:

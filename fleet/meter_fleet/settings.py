@@ -1,4 +1,4 @@
-"""The settings of a plan: where the menus show each one, and which values they can bring about.
+"""The settings of a plan: where the menus show each one, and which values they can set.
 
 The table has one row per setting, in the order in which plans and reports list them.
 """
@@ -19,7 +19,7 @@ METER_FORMS = ("5(35)", "6(36)", "8", "9", "45", "U")
 CLASS_AMPS = ("2", "10", "20")
 FREQUENCIES = ("50 Hz", "60 Hz")
 
-# Label and code of each enclosure type, and what follows the code in the utility's help.
+# Label and code of each enclosure type, and the white space after the code in the utility's help.
 ENCLOSURES = (
     ("S Base", "S", " \t"),
     ("A Base", "A", " \t"),
@@ -52,8 +52,8 @@ def why_no_flag(value: object) -> str:
 
 
 def why_no_text(value: object) -> str:
-    """The rules for every text. The utility stores spaces at an end, but its screens do not show
-    them, so a plan with such spaces could never be verified."""
+    """Checks the rules for every text. The utility stores spaces at the beginning and the end of a
+    text, but its screens do not show them, so a plan with such spaces could never be verified."""
     if not isinstance(value, str):
         return "must be a string"
     if not all(" " <= one <= "~" for one in value):
@@ -159,8 +159,8 @@ def why_no_enclosure(value: object) -> str:
 class Setting:
     """`menu`: main, port or init. `label`: its line in that menu. `question`: what the utility asks
     after the choice. `why_rejected` returns why a plan may not ask for a value, or "".
-    `when_missing`: the plan's value for what the screen shows when the meter has no such value or
-    could not read it."""
+    `when_missing`: the value, as in a plan, that the screen shows when the meter has no value or
+    the utility could not read it."""
 
     name: str
     menu: str

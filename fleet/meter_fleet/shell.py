@@ -1,4 +1,4 @@
-"""The meter's shell: reached, logged in to, and made to start the utility."""
+"""Reaches the meter's shell, logs in, and starts the utility."""
 
 from __future__ import annotations
 

@@ -71,7 +71,7 @@ def key_lines(text: str) -> dict[Key, int]:
     """The line of each key and table of a valid TOML text. Keys inside an inline table or an array
     are left out; the key that holds them is listed."""
     places = Places()
-    closing = ""  # what ends the multi-line string that a line begins in
+    closing = ""  # the quotes that end the multi-line string in which a line begins
     for number, line in enumerate(text.split("\n"), 1):
         if not closing:
             places.take_line(line, number)

@@ -20,7 +20,7 @@ from meter_fleet.plan import Console
 from meter_fleet.record import Record
 
 CONNECT_SECONDS = 15.0
-KILL_SECONDS = 1.0  # for it to end after a signal
+KILL_SECONDS = 1.0  # for a local command to end after a signal
 END_SECONDS = 0.1  # for a local command to end by itself after its last output
 COLUMNS, ROWS = 200, 50  # wide, so that a shell breaks no line that is typed
 MOST_RECEIVED = 1 << 22  # bytes on one connection, of a console that does not stop writing
@@ -31,7 +31,7 @@ OFLAG = 1
 
 
 class Stop:
-    """Whether a signal asked all links to leave."""
+    """Whether a signal asked the work on all links to stop."""
 
     def __init__(self) -> None:
         self.asked = False
@@ -52,7 +52,7 @@ class Link:
         self.record = record
         self.stop = stop
         self.leaving = False
-        self.ended = ""  # why
+        self.ended = ""  # the reason, once the connection has ended
         self.paused = False
         self.count = 0
         self.incoming = bytearray()
@@ -169,11 +169,11 @@ async def end_child(child: pexpect.spawn) -> None:
                 break
         child.close(force=True)
     except (OSError, pexpect.ExceptionPexpect):
-        return  # it ended by itself, or will when the machine gets to it
+        return  # it has ended, or the system will end it later
 
 
 def write_as_it_is() -> None:
-    """In the new process: the terminal adds no carriage returns to what the utility writes."""
+    """Runs in the new process. Stops the terminal from adding carriage returns to the output."""
     attributes = termios.tcgetattr(0)
     attributes[OFLAG] &= ~termios.OPOST
     termios.tcsetattr(0, termios.TCSANOW, attributes)

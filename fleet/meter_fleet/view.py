@@ -1,4 +1,4 @@
-"""What the utility shows now, computed from the bytes received."""
+"""Finds out from the bytes received what the utility shows now."""
 
 from __future__ import annotations
 
@@ -8,7 +8,7 @@ from dataclasses import dataclass, field
 from meter_fleet.screens import (Damaged, Menu, Message, Prompt, Question, read_damaged,
                                  read_exchange)
 
-ERASED = ("\b \b", "\x7f \x7f")  # how a key that takes back a character is echoed
+ERASED = ("\b \b", "\x7f \x7f")  # the echoes of a key that takes back a character
 ERASING = ("\b", "\b ", "\x7f", "\x7f ")
 PROMPT_END = re.compile(r"==>  |\S: ")
 PROMPT_END_LENGTH = 8  # of "==>  : ", whose bytes may come one at a time

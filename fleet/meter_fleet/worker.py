@@ -232,9 +232,9 @@ def differing(job: Job) -> list[str]:
 
 
 def to_enter(job: Job) -> list[str]:
-    """What a save has to enter: what differs, what an earlier save may not have written, and
-    planned values that the menus show in the same way when they cannot be read. Nothing but
-    entering those makes sure of them."""
+    """The settings that a save has to enter: those that differ, those that an earlier save may not
+    have written, and those that the menus would show as planned even if the utility could not
+    read them. Only entering such a value makes sure that the meter has it."""
     differ = differing(job)
     doubtful = {name for name, text in job.goal.items() if sessions.is_doubtful(name, text)}
     return [*differ, *sorted((job.tainted | doubtful) - set(differ))]

@@ -1,4 +1,4 @@
-// The commands of cdsctl, and what they have in common.
+// The commands of cdsctl, and the types and functions that they share.
 #pragma once
 
 #include <string>

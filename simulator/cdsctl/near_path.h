@@ -1,4 +1,4 @@
-// A guess at the leaf that was meant by a path that does not exist.
+// Finds an existing leaf whose path is similar to a path that does not exist.
 #pragma once
 
 #include "simulator/leaves.h"

@@ -113,8 +113,8 @@ bool begin_watch(Watch& watch)
     return true;
 }
 
-// Checks that the meter's directory exists and is the same one. The name of a removed directory can
-// still be found while a process works in it; it has no links then.
+// Checks that the meter's directory exists and is the same one. A removed directory may still be
+// found by its name while a process works in it, but then it has no links.
 bool folder_is_there(const Watch& watch)
 {
     struct stat now;

@@ -78,7 +78,7 @@ def store_text(leaves):
 
 @pytest.fixture
 def meter(tmp_path):
-    """A function that runs the doctor on a misbehaviour, and the file of its store."""
+    """A function that runs the doctor on a library with this misbehaviour, and the file of its store."""
     store = tmp_path / "store"
     store.write_text(store_text(LEAVES | {SCRATCH: "as it was"}))
 
@@ -90,7 +90,7 @@ def meter(tmp_path):
 
 
 def no_commands(found):
-    """Without the findings about this machine, which has not the commands of a meter."""
+    """Leaves out the findings about this machine, which lacks the commands of a meter."""
     return [message for message in found if not message.startswith("command ")]
 
 

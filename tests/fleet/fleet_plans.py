@@ -150,8 +150,8 @@ def settings(rng, leaves):
 
 
 def can_plan(setting, wanted, leaves):
-    """Whether a plan may name this value for this meter. It says of no value of another kind that it
-    may: a plan that is rejected would stop all the meters of a run."""
+    """Whether a plan may name this value for this meter. False for every value of another kind, because
+    a plan that is rejected would stop all the meters of a run."""
     if setting == "dhcp":
         return isinstance(wanted, bool)
     if setting in NUMBERS:

@@ -29,8 +29,8 @@ SANITY = ("action-plugin-docs", "compile", "empty-init", "future-import-boilerpl
 
 @pytest.fixture
 def folder(folder, plain_folder):
-    """The directory by a path that Ansible can handle: it splits lists of paths at colons, and does not
-    quote its home directory. `project` next to it is the project."""
+    """A link to the directory, with a path that Ansible can handle. Ansible splits lists of paths at colons,
+    and does not quote its home directory. The link `project` next to it leads to the project."""
     (plain_folder / "project").symlink_to(REPOSITORY)
     (plain_folder / "folder").symlink_to(folder)
     return plain_folder / "folder"

@@ -136,7 +136,7 @@ class Tree:
             raise Broken(f"{self.log.read_text()}failed: {command[0]}")
 
     def load_dialogues(self):
-        """The dialogue runner of this tree, on the programs of this tree."""
+        """Loads the dialogues and the dialogue runner of this tree, which uses the programs of this tree."""
         os.environ["BUILD_DIR"] = str(self.build_folder)
         sys.path.insert(0, str(self.folder / "tests"))
         from harness import dialogue
@@ -172,7 +172,7 @@ class Tree:
                                    *(tests / folder for folder in folders))
 
     def unit_tests_pass(self, name):
-        """Those of the file itself come first."""
+        """Runs the unit tests. The tests of the file `name` run first."""
         own = f"*{pathlib.Path(name).stem}_test.cpp"
         for program in unit_programs(name):
             words = (self.build_folder / program, "-aa=1", "--no-colors=true")

@@ -237,7 +237,7 @@ TEST_CASE("a pipe gets whole lines, however slow its reader is")
     fcntl(reader, F_SETFL, 0);
     let_file_settle();
     std::string text;
-    CHECK(simulator::read_to_end(reader, text)); // a first end of file may not be the last
+    CHECK(simulator::read_to_end(reader, text)); // the writer closes the pipe after every line
     for (std::string more; waitpid(writer, nullptr, WNOHANG) == 0; text += more)
         CHECK(simulator::read_to_end(reader, more));
     std::string rest;

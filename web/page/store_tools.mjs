@@ -20,7 +20,7 @@ export class StoreTools {
         return new Map(Object.entries(JSON.parse(this.call("store_leaves", text))));
     }
 
-    // Returns the store's text after setting the leaf to `word`, which is read in the leaf's type.
+    // Returns the store's text after setting the leaf. `word` is parsed as a value of the leaf's type.
     set(text, path, word) {
         return this.call("store_set", text, path, word);
     }

@@ -3,9 +3,9 @@
 # This script parses the line itself, because bash's COMP_WORDS keeps the quotes and splits words at "=" and
 # ":". Local names begin with "_", because a variable on the line may have any other name.
 
-# Sets _index to the end of the substitution that begins there, and appends its result to _word: the value of
-# a variable. A completion does not run commands. A character that no leaf path contains represents their
-# output.
+# Moves _index from the beginning of a substitution to its end, and appends the result to _word. The result
+# for a variable is its value. A completion does not run commands: the result for a command is a character
+# that no leaf path contains.
 _cdsctl_read_substitution() {
     local -i _depth=0
     if [[ ${_line:_index} =~ ^\$([A-Za-z_][A-Za-z_0-9]*) || ${_line:_index} =~ ^\$\{([A-Za-z_][A-Za-z_0-9]*)\} ]]; then

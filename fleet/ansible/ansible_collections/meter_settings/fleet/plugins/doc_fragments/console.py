@@ -1,7 +1,7 @@
 # Copyright: the authors of meter-settings
 # See the LICENSE file of this collection
 
-"""What both modules say of the console of a meter."""
+"""The documentation of the console options, for both modules."""
 
 from __future__ import absolute_import, division, print_function
 

@@ -1,7 +1,7 @@
 # Copyright: the authors of meter-settings
 # See the LICENSE file of this collection
 
-"""One meter through the library of meter-fleet, for both modules."""
+"""Works on one meter with the library of meter-fleet, for both modules."""
 
 from __future__ import absolute_import, division, print_function
 
@@ -43,9 +43,9 @@ def named(table):
 
 
 def meter_table(parameters, settings):
-    """The keys of the meter as a plan has them."""
+    """The meter's table as it would be in a plan."""
     table = dict(name=parameters["name"], console=parameters["console"], settings=settings)
-    if not parameters["console"].startswith("run:"):  # which is the utility itself
+    if not parameters["console"].startswith("run:"):  # "run:" starts the utility itself
         table["program"] = parameters["program"]
         if named(parameters["login"]):
             table["login"] = named(parameters["login"])
@@ -53,8 +53,8 @@ def meter_table(parameters, settings):
 
 
 def operate(module, command, settings):
-    """Does a command of meter-fleet on the task's meter and returns its result, as with --json. Ends
-    the module when the result is a failure."""
+    """Runs a command of meter-fleet on the task's meter. Returns the result, with the members that
+    --json prints. Ends the module when the result is a failure."""
     if LIBRARY_ERROR:
         module.fail_json(msg=missing_required_lib("meter_fleet"), exception=LIBRARY_ERROR)
     try:
@@ -70,7 +70,7 @@ def operate(module, command, settings):
 
 
 def returned(result):
-    """A result as a module returns it: `diff` is for Ansible's diff mode."""
+    """Converts a result to the form that a module returns: `diff` is for Ansible's diff mode."""
     differences = result.pop("diff")
     result["diff"] = dict(
         before=dict((one["setting"], one["before"]) for one in differences),
