@@ -8,7 +8,8 @@
 void run_command(Command command)
 {
     std::fflush(stdout);
-    [[maybe_unused]] const int ignored = std::system(command_lines[static_cast<unsigned>(command)].text);
+    [[maybe_unused]] const int ignored =
+        std::system(command_lines[static_cast<unsigned>(command)].text);
 }
 
 void pause_for(unsigned seconds)
