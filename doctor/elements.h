@@ -37,8 +37,8 @@ bool same_element(const toolkit::CElement& one, const toolkit::CElement& other);
 // A leaf that no meter has.
 inline constexpr char absent_path[] = "/meter-settings-doctor/no such leaf/Value";
 
-// The result of one read: parallel arrays. Their lengths are those that the library left, which may
-// differ from the number of paths.
+// The result of one read, as parallel arrays. The library sets their lengths, which may differ from
+// the number of paths.
 struct Leaves {
     std::vector<std::string> paths;
     std::vector<api_status_t> statuses;

@@ -149,7 +149,7 @@ void check_second_connection(const char* path)
                       "Turn the cache off. The screens do not show what other programs change.");
 }
 
-// Passes more statuses than paths, as a save can.
+// Passes a list of statuses that is longer than the list of paths, because a save may do so.
 Outcome clear_leaf(const char* path)
 {
     const std::vector<std::string> paths(1, path);

@@ -20,7 +20,8 @@ bool parse_leaves(std::string_view text, const std::string& file, Leaves& leaves
 bool parse_faults(std::string_view text, const std::string& file, std::vector<Fault>& faults,
                   std::string& error);
 
-// Parses all of `text` as one TOML value. Only leaf_value changes `value`.
+// The result of `parse_value`, which parses all of `text` as one TOML value. The function changes
+// `value` only when it returns leaf_value.
 enum class TomlReading {
     no_value,    // not a TOML value
     leaf_value,  // a value that a leaf can hold

@@ -1,5 +1,5 @@
-// The entry of the web build. After a wait the program does not return through `main`, and its
-// result would be lost. `exit` reports the result and runs the exit handlers.
+// The entry of the web build. After a wait the program does not return through `main`, so a result
+// returned by `main` would be lost. `exit` reports the result and runs the exit handlers.
 
 #include <cstdlib>
 

@@ -53,7 +53,8 @@ void cut_common_end(std::string_view& one, std::string_view& other)
 // distance is above it.
 std::size_t edits_between(std::string_view one, std::string_view other)
 {
-    std::vector<std::size_t> row(other.size() + 1); // for the first letters of `one`
+    // row[j]: the distance from the letters of `one` so far to the first j letters of `other`.
+    std::vector<std::size_t> row(other.size() + 1);
     std::iota(row.begin(), row.end(), 0);
     for (std::size_t i = 0; i < one.size(); ++i) {
         std::size_t diagonal = row[0];

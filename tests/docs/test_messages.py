@@ -26,7 +26,7 @@ HELP_HEADS = ("help", "legend", "enclosure_codes", "_names")
 
 def texts():
     """Yields (where, kind, line) for every line of every text of the program. A "fragment" is a part of a
-    text. Help and options are on the pictures and the generated pages."""
+    text. The guides show "help" as pictures, and "option" on the generated pages."""
     for path, head, text in literals.program_texts():
         if path.name in LEAF_FILES or LEAF_PATH.fullmatch(text):
             continue

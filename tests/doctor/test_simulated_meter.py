@@ -17,7 +17,7 @@ PORT = NETWORK + "Interface/1/"
 SCREEN_LEAVES = [path for path in LEAVES if path.startswith((NETWORK, "/VMIC/", "/VMC/PrimCfg/"))
                  and not path.startswith("/VMIC/Options/")]
 WRITTEN_LEAVES = [path for path in LEAVES if path not in SCREEN_LEAVES]
-# The utility never removes these, so that they must be there.
+# The utility never removes these, so they must be there.
 ALWAYS_THERE = [PORT + name + "/Value" for name in (
     "DHCP Enabled", "MAC Address", "Link Enabled", "Media Type/Supported Types")] + WRITTEN_LEAVES
 NUMBERS = [path for path in LEAVES if path.startswith("/VMC/PrimCfg/")]

@@ -137,7 +137,8 @@ def store(rng):
 
 
 def settings(rng, leaves):
-    """The settings of a plan for a meter with these leaves. About half of them are equal already."""
+    """The settings of a plan for a meter with these leaves. About half of the values
+    are already on the meter."""
     named = [setting for setting in LEAVES if rng.random() < rng.choice((0.15, 0.6, 1))]
     chosen = {}
     for setting in named:
@@ -150,8 +151,8 @@ def settings(rng, leaves):
 
 
 def can_plan(setting, wanted, leaves):
-    """Whether a plan may name this value for this meter. False for every value of another kind, because
-    a plan that is rejected would stop all the meters of a run."""
+    """Whether a plan may name this value for this meter. Never true for a value that meter-fleet rejects,
+    because a rejected plan would stop all the meters of a run."""
     if setting == "dhcp":
         return isinstance(wanted, bool)
     if setting in NUMBERS:

@@ -29,9 +29,9 @@ LIMIT = 600  # seconds for one run of meter-fleet
 
 
 class FleetMeter:
-    """One simulated meter and what its line does (see line_plan.h). `scale` multiplies the utility's
-    idle time. `command_seconds` is how long each command takes; it and the line's own times are given
-    as they are to pass."""
+    """One simulated meter and the plan of its line (see line_plan.h). `scale` multiplies the utility's
+    idle time. Each command takes `command_seconds`. `scale` changes neither this time nor the times in
+    the plan of the line."""
 
     def __init__(self, folder, leaves=None, line=None, faults="", scale=1.0, arguments=("-m",), command_seconds=0):
         self.folder = pathlib.Path(folder)
@@ -76,8 +76,8 @@ class FleetMeter:
 
 
 def in_build_folder(variables, words):
-    """The command with these variables, and the build folder to work in: lists of paths among them
-    name it as ".", since its own path may hold what such a list is split at."""
+    """The command with these variables, in the build directory. Lists of paths in the variables name this
+    directory as ".", because its own path may contain the character that separates such lists."""
     return ["env", "-C", str(BUILD), *(f"{name}={value}" for name, value in variables.items()), *map(str, words)]
 
 

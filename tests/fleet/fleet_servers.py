@@ -29,7 +29,7 @@ def shell_command(meter, user="", password=""):
 
 @contextlib.contextmanager
 def plain_path(folder):
-    """The directory by a path that means a file wherever it is named: in PATH, to sshd and to socat."""
+    """Yields a path to the directory without characters that PATH, sshd or socat treat specially."""
     with tempfile.TemporaryDirectory() as made:
         link = pathlib.Path(made) / "folder"
         link.symlink_to(folder)
@@ -95,7 +95,8 @@ def make_key(path):
 
 
 def with_private_directory(words):
-    """sshd of the superuser wants a directory below /run; it gets one that only it can see."""
+    """When root starts sshd, sshd requires a directory below /run. The command gives it one that only it
+    can see."""
     if os.geteuid() != 0 or PRIVATE_DIRECTORY.is_dir():
         return words
     script = f"mount -t tmpfs tmpfs /run && mkdir -m 755 {PRIVATE_DIRECTORY} && exec {shlex.join(words)}"
@@ -137,7 +138,7 @@ ON_TERMINAL = "pty,setsid,ctty,stderr"
 
 
 def console_script(folder, command):
-    """The command as a file: socat's addresses take no quotes."""
+    """Writes the command to a script, because socat does not accept quotes in its addresses."""
     script = folder / "console"
     script.write_text(f"#!/bin/sh\nexec {shlex.join(map(str, command))}\n")
     script.chmod(0o755)
@@ -187,7 +188,8 @@ def telnet_server(folder, device):
 
 
 def is_listening(port):
-    """Whether something listens there, without connecting: a connection would be a session."""
+    """Whether a server listens on the port. It does not connect, because a connection would start a
+    session."""
     wanted = f"0100007F:{port:04X}"
     lines = pathlib.Path("/proc/net/tcp").read_text().splitlines()[1:]
     return any(line.split()[1] == wanted and line.split()[3] == "0A" for line in lines)
@@ -201,6 +203,7 @@ def over_a_slow_line(folder, command, baud=9600):
 
 
 def environment_with_password(password):
-    """Where the login of a plan finds the password that it names; None: it is not there."""
+    """The environment variables, with the password for the login of a plan. With None, the password is
+    missing."""
     variables = {name: value for name, value in os.environ.items() if name != "FLEET_TEST_PASSWORD"}
     return variables if password is None else variables | {"FLEET_TEST_PASSWORD": password}

@@ -103,8 +103,8 @@ def early_keys(sessions):
     return counts
 
 
-# The reasons that count. Nobody can hold back a key that is on its way when somebody else's Enter or
-# the utility's time-out begins another screen or a command.
+# The reasons that count as an error. A key does not count if it is already on its way when somebody
+# else's Enter or the utility's time-out begins another screen or a command: nobody can hold it back.
 TOO_EARLY = {"command": "while a command was running", "screen": "before a screen was complete"}
 
 

@@ -57,7 +57,7 @@ struct Channel {
 struct UnaskedScreen {
     bool is_due = false;
     bool was_excused = false; // one key was excused since the first byte arrived
-    long line_ends = 1; // Enters that the program has not answered with a prompt; its start counts
+    long line_ends = 1;       // Enter keys without a prompt after them; the start counts as one
 };
 
 struct Line {

@@ -19,7 +19,7 @@ COLLECTION = ANSIBLE / "ansible_collections" / "meter_settings" / "fleet"
 LIMIT = 600
 SETTINGS = {"dhcp": False, "ip_address": "198.51.100.20", "secondary_dns": "", "serial_number": "101212346",
             "meter_form": 5, "enclosure": "K1F"}  # fmt: skip
-# What ansible-test offers besides needs packages of the Python package index.
+# The other tests of ansible-test need packages from the Python package index.
 SANITY = ("action-plugin-docs", "compile", "empty-init", "future-import-boilerplate", "ignores", "line-endings",
           "metaclass-boilerplate", "no-assert", "no-basestring", "no-dict-iteritems", "no-dict-iterkeys",
           "no-dict-itervalues", "no-get-exception", "no-illegal-filenames", "no-main-display", "no-smart-quotes",
@@ -135,7 +135,7 @@ def test_documentation(folder):
 
 
 def copied(folder):
-    """The collection where tools may write next to it."""
+    """A copy of the collection, so that tools may write next to it."""
     root = folder / "copy"
     shutil.copytree(ANSIBLE, root, ignore=shutil.ignore_patterns("__pycache__", "output"))
     return root

@@ -51,7 +51,7 @@ def check_that_no_password_is_in_the_records(folder):
             assert path.stat().st_mode & 0o777 == 0o600
             text = path.read_text(encoding="utf-8")
             assert PASSWORD not in text and "pass word" not in text and "a-pass" not in text
-            # Not letter by letter either: the keys that were typed, without what is between them.
+            # The password must not appear as single keys either, so remove the signs between them.
             assert PASSWORD not in "".join(character for character in text if character not in "‹›⏎\n")
 
 

@@ -65,7 +65,7 @@ def test_a_signal_makes_it_leave_through_the_menus_without_saving(number, keys, 
 
 
 def test_a_signal_leaves_a_quick_console_through_the_menus(folder):
-    """On a good line it must leave; the message that it could not is not enough."""
+    """On a good line meter-fleet must leave. A message that it could not leave is not enough."""
     meter = FleetMeter(folder / "quick", line={"baud": 38400})
     _, _, result = interrupted(folder, meter, lambda: len(events(meter, "key")) >= 10, signal.SIGINT)
     assert result["result"] == "unknown"
@@ -114,7 +114,7 @@ def test_it_leaves_without_saving_when_someone_else_types(folder):
 @pytest.mark.parametrize("keys", ["3\r10.9.9.9\r", "1\r4\r10.9.9.9\r0\r", "5\r3\r1\r0\r", "3\r10.9.9.9\r6\r",
                                   "1\r2\r10."])
 def test_what_someone_else_edited_is_not_saved(keys, folder):
-    """The keys of a whole edit, at each of the first keys."""
+    """Someone types the keys of a whole edit, at each of the first eight keys of meter-fleet."""
     pairs = []
     for at_key in range(8):
         line = {"typists": [{"at_key": at_key, "keys": keys}]}

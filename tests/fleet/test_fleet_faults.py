@@ -37,7 +37,8 @@ def paths_of(call):
 
 
 def fault(kind, after, times, **how):
-    """A fault of `times` calls of a kind, or of all with None, after the first `after` calls."""
+    """A fault of a kind of call. It skips `after` calls and applies to the next `times` calls, or to all
+    later calls when `times` is None."""
     lines = [f'call = "{kind}"', f"after = {after}"]
     lines += [f"times = {times}"] if times else []
     lines += [f"{key} = {value!r}".replace("'", '"') for key, value in how.items()]
@@ -58,7 +59,8 @@ def every_fault(calls):
 
 
 def every_leaf_fault(calls):
-    """The same for single leaves, at the first and at every further call that names them."""
+    """The same for single leaves. A fault applies to the first call that names the leaf, to all such
+    calls, or to all except the first."""
     pairs = {(call["call"], path) for call in calls if call["call"] in FAULTY for path in paths_of(call)}
     for kind, path in sorted(pairs):
         name = f"{kind}-{path.removesuffix('/Value').replace('/', '.')}"
@@ -86,8 +88,8 @@ def untold(meter, result):
 
 def is_shown_nowhere(name, line):
     """The utility ignores the statuses of the option leaves, which it derives from the options list,
-    and no menu shows those leaves. No setting of a plan is one of them: the options list itself is
-    read again."""
+    and no menu shows those leaves. A plan does not name them. It names the options list,
+    which meter-fleet reads again."""
     return name.startswith("set_leaves") and "-status-" in name and OPTION_LEAF.search(line) is not None
 
 
@@ -135,7 +137,8 @@ def test_a_failed_immediate_write_with_settings_saved_is_unknown(folder):
 @pytest.mark.parametrize("key, held, planned", [("dhcp", False, True), ("secondary_dns", "192.0.2.54", ""),
                                                 ("media_type", "100Base-TX Full", ""), ("meter_form", 2, "")])
 def test_a_planned_value_that_can_never_be_read_is_entered_all_the_same(key, held, planned, folder):
-    """The screens show it as planned, so only entering it together with other changes makes it true."""
+    """The screens show the planned value, although the store holds another one. meter-fleet must enter it
+    together with the other changes."""
     leaves = {**FACTORY_LEAVES, LEAVES[key]: held}
     meter = FleetMeter(folder / "unread", leaves, faults=fault("get_leaves", 0, None, path=LEAVES[key], status=5))
     settings = {key: planned, "ip_address": "198.51.100.20"}

@@ -1,4 +1,4 @@
-"""One screen shows a wrong value: one that differs from the plan looks as planned, or the reverse."""
+"""One screen shows a wrong value: the planned value in place of another one, or the reverse."""
 
 import pytest
 from fleet_plans import LEAVES
@@ -7,7 +7,8 @@ from fleet_verdict import problems
 
 pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
-# A planned value that a line can make of the factory's, or of what was typed before.
+# Maps a setting to its factory default on the screen, and to a planned value that damage on the line
+# can make of it.
 NEARBY = {
     "ip_address": ("192.0.2.10", "192.0.2.11"),
     "subnet_mask": ("255.255.255.0", "255.255.255.8"),

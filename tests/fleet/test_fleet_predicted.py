@@ -32,7 +32,7 @@ def not_foreseen(meter, settings, checked, applied):
     if checked["changed"] != applied["changed"]:
         found.append(f"changed: {checked['changed']}, then {applied['changed']}")
     if applied["result"] == "changed":
-        # What was foreseen is what became of the store, also of settings that another one brings along.
+        # `check` must predict all changes of the store, including settings that change together with others.
         before, after = read_settings(meter.leaves_before), read_settings(meter.leaves())
         changed = {key for key in before if not fleet_verdict.same(before[key], after[key])}
         if changed != {entry["setting"] for entry in checked["diff"]}:
@@ -52,7 +52,7 @@ def check_batch(folder, numbers):
     for meter, settings in pairs:
         one, other = checked[meter.name], applied[meter.name]
         wrong += [f"{meter.name}: {line}" for line in not_foreseen(meter, settings, one, other)]
-        meter.trace.unlink()  # it holds the check as well
+        meter.trace.unlink()  # it holds the calls of both runs
     assert wrong == []
     return [applied[meter.name]["result"] for meter, _ in pairs]
 

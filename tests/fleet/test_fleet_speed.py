@@ -46,8 +46,8 @@ def test_a_local_meter_without_a_difference(folder):
 
 @pytest.mark.parametrize("is_dhcp_on", [False, True])
 def test_a_meter_at_9600_baud_without_a_difference(is_dhcp_on, folder):
-    """The menu of the port is read twice when the plan has DHCP on, which it also shows for a value that
-    could not be read."""
+    """When the plan has DHCP on, meter-fleet reads the port menu twice, because the menu also shows DHCP
+    as on when the utility could not read the value."""
     leaves = {**FACTORY_LEAVES, LEAVES["dhcp"]: is_dhcp_on}
     best(folder, read_settings(leaves), "ok", 6, {"baud": 9600}, tries=2, leaves=leaves)
 
@@ -64,7 +64,8 @@ def test_eight_values_of_a_meter_at_9600_baud(folder):
 
 
 def run_measured(folder, pairs, *arguments):
-    """An apply to all of them: seconds, the most memory in MiB, and the lines of results."""
+    """Applies the plan to all of them. Returns the exit status, the seconds, the most memory in MiB, and the
+    lines of results."""
     path = folder / "plan.toml"
     path.write_text(plan_text([(meter.name, meter.console, settings) for meter, settings in pairs]))
     words = [sys.executable, str(METER_FLEET), "apply", str(path), "--json", "--records", str(folder / "records"),

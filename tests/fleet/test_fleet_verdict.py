@@ -59,7 +59,7 @@ def test_what_must_never_be_chosen(keys, what, folder):
 
 
 def test_option_leaves_of_another_list(folder):
-    """A list that is rejected after one that was accepted leaves its own leaves to be saved."""
+    """The utility rejects the second list but keeps its option leaves, so the save writes them."""
     settings = {"options_list": "1A-WEB"}
     meter = driven(folder, b"5\n2\n1A-WEB\n2\n1C-NTP-XYZ\n0\n6\ny\n0\n")
     assert meter.leaves()["/VMIC/OptionsList/Value"] == "1A-WEB"

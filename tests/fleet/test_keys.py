@@ -17,8 +17,8 @@ REPLY = b"\nError: invalid address\n" + QUESTION
 
 
 class ScriptedLink:
-    """A utility at a question that comes again after each line. `tamper` gets each key's number
-    and what would be sent on, and returns what is; `answer` does the same to the echo."""
+    """A utility at a question that it repeats after each line. `tamper` gets the number of a key and the
+    key, and returns the keys that arrive; `answer` does the same with the echo."""
 
     def __init__(self, tamper=None, answer=None):
         self.tamper = tamper or (lambda number, key: key)
@@ -207,7 +207,8 @@ MENU_AGAIN = b"\nTimed out.\n" + QUESTION
 
 
 class DamagedLink(ScriptedLink):
-    """Its prompt lost a byte. After some waits without a key it draws the prompt again."""
+    """A link whose first prompt has lost a byte. After some waits without a key, it shows the prompt
+    again."""
 
     def __init__(self, waits):
         super().__init__()

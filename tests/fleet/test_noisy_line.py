@@ -123,7 +123,7 @@ def early_keys(meter, session=0):
 
 
 def test_a_command_holds_its_screen_back_and_keys_meanwhile_are_noted(folder):
-    """The key is sent while the command's file exists, so long before the command ends."""
+    """The key is sent while the command's file exists, and therefore long before the command ends."""
     meter = FleetMeter(folder / "busy", line={}, command_seconds=5)
     console = console_of(meter)
     read_until(console, PROMPT)

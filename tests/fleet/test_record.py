@@ -12,7 +12,7 @@ pytestmark = pytest.mark.host_only
 
 
 def read_back(path):
-    """What a transcript says was received and sent, and the whole file."""
+    """Returns the bytes that were received and sent according to a transcript, and the whole file."""
     text = path.read_text()
     console = text.partition("[console]")[2].partition("\n[exit 0]\n")[0] + "\n"
     steps = dialogue.parse_console(console.removeprefix("\n"))

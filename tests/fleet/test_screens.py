@@ -9,7 +9,7 @@ from meter_fleet.view import View, feed
 pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 DIALOGUES = sorted((REPOSITORY / "tests" / "dialogues").rglob("*.dialogue"))
-# Control-D ends a line there, which is echoed without a line end. It is never typed.
+# In these dialogues, Control-D or Control-J ends the lines. meter-fleet types neither of them.
 WITH_OTHER_LINE_ENDS = ("ctrl-d-ends-a-line", "carriage-return-unmapped")
 
 
@@ -82,7 +82,7 @@ def test_a_flipped_byte_of_a_menu_is_noticed_or_is_in_a_value(name, number):
             flipped = bytearray(data)
             flipped[place] ^= 1 << bit
             menu = last_menu(bytes(flipped))
-            # The lines of the hardware address and the link carry values that nothing is done with.
+            # meter-fleet ignores the values in the lines of the hardware address and the link.
             line = data[data.rfind(b"\n", 0, place) + 1:].partition(b"\n")[0]
             assert menu is None or menu.values != good.values or line.startswith(b"     "), (place, bit)
             assert menu is None or menu.choices == good.choices

@@ -166,7 +166,7 @@ def test_a_store_that_cannot_be_opened_is_unreachable(meter, tmp_path):
 
 
 def test_a_store_that_cannot_be_read_is_not_believed(meter, tmp_path):
-    """The screens show [None] then, which is what this plan asks for."""
+    """The screens show [None] for a value that cannot be read. The plan asks for the same."""
     faulty(meter, '[[fault]]\ncall = "get_leaves"\nresult = -1\n')
     result = do(Command.CHECK, meter, {"primary_dns": ""}, tmp_path)
     assert result.result == "unreachable"
@@ -191,7 +191,8 @@ def test_a_bad_console_delays_no_other(meter, tmp_path):
 # -- single steps --
 
 def menus(monkeypatch, *texts):
-    """Main menus as the console shows them one after another, each with its primary DNS server."""
+    """A session whose console shows one main menu after another. Each text is the primary DNS server
+    of one menu."""
     shown = [Menu("main", {}, {"primary_dns": text}) for text in texts]
 
     async def go_to(session, kind):

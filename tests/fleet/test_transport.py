@@ -1,4 +1,4 @@
-"""Links: telnet's own bytes, and the end of a connection."""
+"""Links: the bytes of the telnet protocol, and the end of a connection."""
 
 import asyncio
 

@@ -11,9 +11,10 @@
 //   FE 'E'                    the meter loses all its leaves; it begins with `leaves_at_start`
 //   FE 'L' leaf type size ..  the leaf with that number is set to the `size` bytes that follow, or
 //                             removed; see `set_leaf`
-//   FE 'F' call result        a result for one call of that kind; such calls use them in order; signed
-//   FE 'W' skip status        the status of a written leaf, after `skip` other leaves; signed
-//   FE 'R' skip status        the status of a read leaf, likewise
+//   FE 'F' call result        a signed result for one call of that kind; the calls use the
+//                             results in order
+//   FE 'W' skip status        a signed status for a written leaf, after `skip` other leaves
+//   FE 'R' skip status        a signed status for a read leaf, after `skip` other leaves
 //   FE 'U', FE 'D'            later attempts to open the store succeed, or fail
 //   FE 'A' number             the program's arguments; ignored after the first key
 //   FE 'T' modes              the terminal's modes (0xFF: no terminal); ignored after the first key

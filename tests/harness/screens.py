@@ -62,8 +62,9 @@ def items(output):
 
 
 def number_now(number, before, now):
-    """Returns the item's number in the menu `now`. A number without an item still gets one without an item.
-    An item with a new label at the same number is the same item. If the item is gone, raises ValueError."""
+    """Returns the number that chooses the same item in the menu `now` as `number` in the menu `before`. If
+    `number` chooses no item, the result chooses none either. An item with a new label at the same number is
+    the same item. If the item is gone, raises ValueError."""
     label = next((label for label in before if before[label] == number), None)
     if label is None:
         return number + len(now) - len(before) if number in now.values() else number

@@ -857,8 +857,8 @@ class Utility:
 
 
 def play(session, source, program="meter-settings"):
-    """Returns the outcome of the session with the input from `source`. `program` is the name in the call of
-    the program."""
+    """Returns the outcome of the session with the input from `source`. `program` is the name that
+    starts the program."""
     tally = Counter()
     meter = SimulatedMeter(session, tally)
     console = Console(source, tally)

@@ -77,8 +77,8 @@ def examine(entry):
 
 
 def add_quality(finding, chosen, logging_typed, ready_typed):
-    """Adds the leaves after PQ1 to PQ3. Capturing needs measurement logging. Any power quality option,
-    including "ready", sets the common leaf, each separately."""
+    """Adds the leaves after PQ1 to PQ3. Capturing needs measurement logging. A power quality option
+    sets the common leaf, and "ready" sets it in a write of its own."""
     if chosen:
         add(finding, "+PQ")
     if "ML" in GRAMMAR["further_leaves"].get(chosen, ()) and not logging_typed:
@@ -106,5 +106,5 @@ def acceptable(entry):
 
 
 PATHS = tuple(f"/VMIC/Options/{leaf}/Value" for leaf in GRAMMAR["leaves"])
-# The leaves that are set to false when the options are cleared, in this order, after the empty list.
+# Clearing the options writes the empty list, and then sets these leaves to false in this order.
 CLEARED = PATHS[: GRAMMAR["cleared_leaves"]]

@@ -89,7 +89,7 @@ PRELOADED = 3
 
 
 def environment(session, folder):
-    # The program must load the library, but not its emulator.
+    # Preloads the library into the program, but not into the emulator that runs the program.
     preloading = ("QEMU_SET_ENV", "LD_PRELOAD=") if RUN_WITH else ("LD_PRELOAD", "")
     if IN_NODE:
         preloading = ("NODE_OPTIONS", "--require=")

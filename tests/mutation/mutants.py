@@ -317,7 +317,7 @@ BLOCKS = (CursorKind.COMPOUND_STMT, CursorKind.IF_STMT, CursorKind.FOR_STMT, Cur
 
 
 def note_places(source, cursor):
-    """Tells the source what of it runs, and what must be constant."""
+    """Notes in `source` which places run, which must be constant, and which have no mutants."""
     kind, (start, end) = cursor.kind, span(cursor)
     if kind == CursorKind.STATIC_ASSERT:
         source.excluded.append((start, end))

@@ -1,8 +1,8 @@
 """A copy of the project in which one mutant after the other is built and tested.
 
-The sources themselves are never touched. The tests run in the order of their cost, and the first
-that fails ends it: unit tests, dialogues without real waits, tests of the console, and, when asked
-for, sessions compared with the model. Mutants of the simulator and cdsctl, which write and remove
+The project's own sources do not change. The tests run in the order of their cost until one fails:
+unit tests, dialogues without real waits, tests of the console, and, when asked for, sessions
+compared with the model. Mutants of the simulator and cdsctl, which write and remove
 files, run in a sandbox: unit tests, the quick Python tests, and the dialogues."""
 
 import collections

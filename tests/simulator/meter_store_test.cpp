@@ -317,7 +317,7 @@ TEST_CASE("a writer through a link waits for the lock of the target's directory"
             std::string error;
             return replace_store(meter.path("other"), "\"/a\" = 2\n", error) ? 0 : 1;
         });
-        let_file_settle(); // long enough for a writer that did not wait
+        let_file_settle(); // gives a writer that ignores the lock time to write
         CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
     }
     CHECK(wait_for_process(writer) == 0);
