@@ -8,10 +8,10 @@ function(add_meter_program name)
     set_property(GLOBAL APPEND PROPERTY METER_PROGRAMS ${name})
 endfunction()
 
-# start_fast(NAME): links libstdc++ statically into a host program on the simulated meter, because loading
-# it takes longer than the rest of the start. The C library stays dynamic, so that tests can preload
-# libraries. libstdc++ refers to two functions of libm in code that the linker drops later. The linker
-# finds them in the static libm, so the program does not load the shared one.
+# start_fast(NAME): links libstdc++ statically into a program that runs on the host, because loading a
+# shared libstdc++ takes longer than the rest of the start. The C library stays dynamic, so that tests can
+# preload libraries. libstdc++ calls two functions of libm in code that the linker drops later. They come
+# from the static libm, so that the program does not load the shared one.
 function(start_fast name)
     target_link_options(${name} PRIVATE -static-libstdc++ -static-libgcc
         LINKER:--undefined=fegetround LINKER:--undefined=fesetround)

@@ -17,9 +17,9 @@ namespace
 enum class Display : unsigned char {
     text,       // the text itself; "[None]" when it is empty
     media_type, // the text itself; "[Auto-negotiate]" when it is empty
-    meter_form, // the number and its name, as for the next two
-    class_amps,
-    frequency,
+    meter_form, // the number and its name
+    class_amps, // the number and its name
+    frequency,  // the number and its name
 };
 
 // The parts of a row of a menu's table that the checks use.

@@ -71,7 +71,7 @@ inline constexpr OptionLeaf option_leaves[] = {
     {"PQ2",                  OptionGroup::power_quality},
     {"PQ3",                  OptionGroup::power_quality},
     {"PMU",                  OptionGroup::single},
-    {"MID",                  OptionGroup::single}, // must be last: not cleared
+    {"MID",                  OptionGroup::single}, // last: `cleared_leaves` is every row before it
 };
 // clang-format on
 

@@ -269,7 +269,7 @@ TomlReading parse_value(std::string_view text, LeafValue& value)
         return text[0] == '[' || text[0] == '{' ? TomlReading::other_value : TomlReading::no_value;
     toml::parse_result parsed = toml::parse(line);
     toml::node* node = parsed ? parsed.table().get("v") : nullptr;
-    // The value must fill the text: spaces or comments around it are not part of it.
+    // The text must be the value alone, without spaces or comments around it.
     if (node == nullptr || node->source().begin != end_of(beginning) ||
         node->source().end != end_of(line))
         return TomlReading::no_value;

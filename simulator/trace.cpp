@@ -31,8 +31,8 @@ const char* trace_name()
     return name == nullptr ? "" : name;
 }
 
-// Like `write`, but suppresses SIGPIPE and SIGXFSZ: a pipe without a reader and the limit on file
-// sizes are only failures of the call.
+// Like `write`, but suppresses SIGPIPE and SIGXFSZ. The call fails, and the program continues, when
+// a pipe has no reader or the file reaches the size limit.
 ssize_t write_without_signals(int fd, const std::string& text)
 {
     sigset_t signals;

@@ -14,8 +14,8 @@ from meter_fleet.transport import Link
 from meter_fleet.view import ERASED, TERMINAL_CONTROL
 
 LOGIN_SECONDS = 60.0
-# How long a console may show nothing before a key asks for an answer. A terminal server and a
-# serial port show nothing until a key comes; the others show a prompt by themselves.
+# How long a console may show nothing before we send a key to make it answer. A terminal server and
+# a serial port show nothing until they receive a key. The others show a prompt by themselves.
 SILENT_SECONDS = {"serial": 0.3, "telnet": 0.5, "shell": 5.0, "ssh": 20.0}
 SETTLE_SECONDS = 0.15  # without output after a known prompt: the console waits there
 REDRAW_SECONDS = 32.0  # within which the utility draws its screen again by itself
@@ -112,7 +112,8 @@ async def give_user(shell: Shell) -> None:
         raise Hopeless(f"the login was rejected: {last_words(shell)}")
     shell.logged_in = True
     if not await send_line(shell, shell.login.user):
-        await shell.link.send(ENTER.encode())  # asks for a password, then for the user again
+        # Enters the damaged name. The console asks for a password, then for the user again.
+        await shell.link.send(ENTER.encode())
 
 
 async def give_password(shell: Shell) -> None:

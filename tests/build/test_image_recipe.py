@@ -24,7 +24,7 @@ def without_network():
 @pytest.mark.builds
 @pytest.mark.skipif(not RUN_WITH, reason="the recipe builds for the meter")
 def test_the_recipe_installs_the_program_into_the_staging_directory(plain_folder, meter):
-    """In a directory in which make can build: one without a colon."""
+    """The directory's path has no colon, because make cannot build in a path with one."""
     library = installed_library(plain_folder / "installed")
     recipe = plain_folder / "image" / "meter-settings"
     (plain_folder / "source").symlink_to(REPOSITORY)

@@ -143,7 +143,7 @@ def words_of_set(shell, keys):
 
 @pytest.mark.parametrize("value", VALUES)
 def test_a_value_is_completed_exactly_whatever_quote_is_open(shell, meter, value):
-    (shell.folder / "home").mkdir()  # a directory with the name of a value: a completed file name would end with "/"
+    (shell.folder / "home").mkdir()  # named like a value; completed as a file, it would end with "/"
     meter.change({"/v": value})
     if value in NOT_OFFERED[shell.name]:
         assert words_of_set(shell, "cdsctl set /v \t") == ["/v"]

@@ -41,7 +41,7 @@ def as_text(element):
 
 
 def read_setting(leaves, setting):
-    """The value of a setting on the utility's screens. A number that no plan can name stays text."""
+    """Returns the value that the utility shows, or a text for a number that a plan cannot contain."""
     leaf = leaves.get(LEAVES[setting])
     if setting == "dhcp":  # any other type, and a leaf that is missing, is read as on
         return leaf if isinstance(leaf, bool) else True

@@ -196,7 +196,7 @@ def is_listening(port):
 
 
 def over_a_slow_line(folder, command, baud=9600):
-    """The same command behind a 9,600 baud line."""
+    """Returns a command that runs `command` behind a line with this speed."""
     folder.mkdir()
     (folder / "line.json").write_text(json.dumps({"command": list(map(str, command)), "baud": baud}))
     return [str(NOISY_LINE), str(folder)]

@@ -233,9 +233,9 @@ bool take_shown(std::string& rest, Kind kind, const std::string& shown)
     return take(rest, "\"");
 }
 
-// Checks the first batch of a save: it has answers only, in the order of `entries` and with the
-// values that the screens show, and then the trigger of the numbers. The mirror leaves of these
-// answers must have been written directly before.
+// Checks the first batch of a save. It must contain only answers, in the order of `entries` and
+// with the values that the screens show. If any is a number, the trigger for numbers must follow.
+// The calls before the batch must write the mirror leaves of these answers and no others.
 void check_settings(SessionWatch& watch, const std::vector<std::string>& calls, std::size_t batch)
 {
     std::string rest = calls[batch].substr(std::string("set_leaves").size());
@@ -342,8 +342,8 @@ void check_calls(SessionWatch& watch, const std::string& read, const std::string
         watch.connected = fake_store.reachable;
 }
 
-// Notes the answer to the last question. A text is certain to be an edit when the program printed
-// no error.
+// Records the answer to the last question. Adds it to `kept` only when it is a text and the program
+// printed no error, because the program may have rejected any other answer.
 void take_answer(SessionWatch& watch, const std::string& response)
 {
     for (const Entry& entry : entries) {

@@ -51,7 +51,7 @@ class Mutant:
 
     @property
     def key(self):
-        """What names it although other lines change."""
+        """Returns what identifies the mutant, even when other lines of the file change."""
         return self.file, self.source_line, self.change, self.which
 
 
@@ -243,7 +243,7 @@ def add_return(source, cursor):
         return
     text = text_of(source, value)
     if re.fullmatch(r"true|false|\d+", text):
-        return  # one of the constants
+        return  # add_literals changes these constants
     kind = value.type.get_canonical().kind
     if kind == TypeKind.VOID:
         return

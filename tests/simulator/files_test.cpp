@@ -229,7 +229,7 @@ TEST_CASE("a writer waits for the lock of the directory")
             TestStore store;
             return set(store, "/a", integer(2)) == "0: 1" ? 0 : 1;
         });
-        let_file_settle(); // long enough for a writer that did not wait
+        let_file_settle(); // a writer that ignores the lock finishes in this time
         CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
         TestStore reader; // a reader does not wait
         CHECK(get(reader, {"/a"}) == "0: 1 1");

@@ -118,7 +118,7 @@ def test_failures_are_described(chromium):
 
 
 def next_save(browser):
-    """Returns the note and the lines when no update is pending."""
+    """Waits for a pending update of the page. Returns the note and the lines of the next save."""
     browser.async_script("setTimeout(arguments[0], 50);")
     return text_of(browser, "#next-save-note"), text_of(browser, "#next-save")
 

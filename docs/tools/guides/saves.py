@@ -87,7 +87,7 @@ def another(value):
 
 
 def label_of_leaf(path, value, screen):
-    """Returns the label of the line that shows the leaf: the line changes when the leaf changes."""
+    """Returns the label of the line that shows the leaf, found by changing the value of the leaf."""
     changed = {"set": f"{as_json(path)} = {as_json(another(value))}"}
     before = values_shown(read(screen)[0], screen)
     after = values_shown(read(screen, **changed)[0], screen)
