@@ -80,7 +80,10 @@ Words shown_by_menu(const MenuRow& row, LeafCursor next)
         return quoted(enabled_or_disabled(flag));
     }
     EditableText text;
-    (row.type == LeafType::number ? load_text : load_string_text)(text, next);
+    if (row.type == LeafType::number)
+        load_text(text, next);
+    else
+        load_string_text(text, next);
     return shown_text(row, text);
 }
 

@@ -262,6 +262,7 @@ static_assert(members_are_neighbours(option_tokens));
 template <std::size_t count>
 constexpr bool leaves_are_in_their_groups(const OptionToken (&tokens)[count])
 {
+    // NOLINTNEXTLINE(readability-use-anyofallof): std::all_of is not constexpr in C++17
     for (const OptionToken& token : tokens) {
         const bool is_ready = same_text(token.text.data(), "PQR"); // may accompany any of its group
         if (!is_ready && (token.leaves & ~leaves_of(token.group)) != 0)

@@ -97,7 +97,7 @@ static_assert(members_match_types(init_leaves));
 // does not compile.
 template <typename Settings, std::size_t count>
 constexpr const char* path_of(const SettingLeaf<Settings> (&leaves)[count],
-                              EditableText Settings::*text)
+                              const EditableText Settings::*text)
 {
     const SettingLeaf<Settings>* leaf = leaves;
     while (leaf->member.text != text)
