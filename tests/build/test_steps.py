@@ -35,6 +35,21 @@ def edits_of(section):
             yield name, *("".join(line[1:] for line in lines if line[0] != other) for other in "+-")
 
 
+def applied(text, name, old, new):
+    """Returns the text after the edit. Where only a number differs from the guide's, such as a count that an
+    earlier option raised, the edit raises it by as much as the guide does."""
+    if old not in text:
+        digits = r"\d+".join(map(re.escape, re.split(r"\d+", old)))
+        found = re.findall(digits, text)
+        assert len(found) == 1, f"{name} does not contain this exactly once:\n{old}"
+        numbers = [re.findall(r"\d+", part) for part in (found[0], old, new)]
+        assert len({len(part) for part in numbers}) == 1, f"{name} has other numbers than:\n{old}"
+        raised = iter([str(int(here) + int(after) - int(before)) for here, before, after in zip(*numbers)])
+        old, new = found[0], re.sub(r"\d+", lambda _: next(raised), new)
+    assert text.count(old) == 1, f"{name} does not contain this exactly once:\n{old}"
+    return text.replace(old, new)
+
+
 def copy_of_the_tree(folder):
     files = subprocess.check_output(["git", "ls-files", "-z"], cwd=REPOSITORY, text=True).split("\0")[:-1]
     for name in files:
@@ -46,8 +61,16 @@ def copy_of_the_tree(folder):
 def test_each_edit_has_its_place_in_the_tree(section):
     edits = list(edits_of(section))
     assert edits
-    for name, old, _ in edits:
-        assert (REPOSITORY / name).read_text(encoding="utf-8").count(old) == 1, f"{name} does not have this once:\n{old}"
+    for name, old, new in edits:
+        applied((REPOSITORY / name).read_text(encoding="utf-8"), name, old, new)
+
+
+def test_a_count_is_raised_from_what_it_is():
+    assert applied("a = 40  # b\n", "file", "a = 38  # b\n", "a = 39  # b\n") == "a = 41  # b\n"
+    with pytest.raises(AssertionError):
+        applied("a = 40\na = 41\n", "file", "a = 38\n", "a = 39\n")
+    with pytest.raises(AssertionError):
+        applied("b = 40\n", "file", "a = 38\n", "a = 39\n")
 
 
 @pytest.mark.full
@@ -56,8 +79,7 @@ def test_the_program_has_the_new_feature_after_the_steps(section, tmp_path):
     copy_of_the_tree(tmp_path)
     for name, old, new in edits_of(section):
         text = (tmp_path / name).read_text(encoding="utf-8")
-        assert text.count(old) == 1, f"{name} does not contain this exactly once:\n{old}"
-        (tmp_path / name).write_text(text.replace(old, new), encoding="utf-8")
+        (tmp_path / name).write_text(applied(text, name, old, new), encoding="utf-8")
     keys, written, tests = EXAMPLES[section]
     example = tmp_path / "tests" / "dialogues" / "example.dialogue"
     example.write_text(f"The new example is saved.\n\n{PLAY}{keys}\n", encoding="utf-8")
