@@ -112,7 +112,7 @@ unsigned pause_for(unsigned seconds)
 
 extern "C" int system(const char* command)
 {
-    // A null command asks whether a shell is available. There is none.
+    // A null command asks whether a shell is available. The simulated meter has no shell.
     const int result = command == nullptr ? 0 : run_command(command);
     trace_system(command, result);
     return result;

@@ -47,7 +47,7 @@ function(read_architecture out file)
     message(FATAL_ERROR "${file}: no Debian architecture is known for: ${machine}")
 endfunction()
 
-# Finds the highest symbol version with this prefix in the text. Empty if there is none.
+# Finds the highest symbol version with this prefix in the text. Empty if no version has it.
 function(highest_version out prefix text)
     set(highest "")
     string(REGEX MATCHALL "Name: ${prefix}_[0-9.]+" names "${text}")

@@ -28,7 +28,7 @@ class Line:
 
 @dataclass
 class View:
-    """`prompt`: the present prompt, or None while there is none.
+    """`prompt`: the present prompt, or None without one.
     `exact`: the whole exchange before the prompt was in the grammar.
     `messages`: the messages of an exact exchange.
     `typed`: the line so far, according to its echo.

@@ -27,7 +27,7 @@ MISTAKES = {
         (TOKENS, '    {"PMU",  OptionGroup::single,        leaves("PMU")},\n', "", "every_leaf_is_set"),
     "a group without a message":
         (TOKENS, '{OptionGroup::modem,         "', '{OptionGroup::serial,        "', "every_group_has_message"),
-    "MID in another place":
+    "no leaf MID":
         (TOKENS, '{"MID",                  OptionGroup::single}', '{"MED",                  OptionGroup::single}',
          '"MID"'),
     "a flag for a leaf that is a string":

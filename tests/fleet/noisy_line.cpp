@@ -470,7 +470,7 @@ bool carry(Line& line)
     return line.open;
 }
 
-// Discards the program's output until there is none for `milliseconds`.
+// Discards the program's output until nothing arrives for `milliseconds`.
 void drop_output(const Line& line, int milliseconds)
 {
     pollfd source{line.terminal, POLLIN, 0};

@@ -102,7 +102,7 @@ class Console:
             raise Mismatch(f"{data!r} cannot be sent: the program has closed the terminal") from None
 
     def receive(self, seconds):
-        """Adds output that arrives within `seconds` to `pending`. Returns False if there is none."""
+        """Adds output that arrives within `seconds` to `pending`. Returns False if nothing arrives."""
         if self.ended or not select.select([self.terminal], [], [], max(seconds, 0))[0]:
             return False
         try:
