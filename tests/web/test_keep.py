@@ -117,6 +117,22 @@ def test_the_kept_text_and_page_show_the_session(chromium):
     assert "<script" not in page and "src=" not in page
 
 
+@pytest.mark.parametrize("name, button, old", [
+    ("session.txt", "#keep-text", "192.0.2.53 -> "),
+    ("session.html", "#keep-page", "192.0.2.53 -&gt; "),
+])
+def test_the_changes_are_counted_from_the_start_of_the_session(chromium, name, button, old):
+    """An earlier session on the same meter changed the serial number."""
+    chromium.send_keys(f"5{ENTER}1{ENTER}261900123{ENTER}0{ENTER}6{ENTER}y{ENTER}0{ENTER}")
+    chromium.click("#start-again")
+    changes = download(chromium, name, button).partition("What changed on the meter")[2]
+    assert "- nothing" in changes
+    chromium.send_keys(f"2{ENTER}198.51.100.7{ENTER}6{ENTER}y{ENTER}0{ENTER}")
+    changes = download(chromium, name, button).partition("What changed on the meter")[2]
+    assert f"- DNS server, primary: {old}198.51.100.7\n" in changes
+    assert "Serial number" not in changes
+
+
 def test_typed_text_is_escaped_in_the_kept_page(chromium):
     chromium.send_keys(f"2{ENTER}<b>&{ENTER}0{ENTER}")
     page = download(chromium, "session.html", "#keep-page")

@@ -143,4 +143,9 @@ export class Meter extends EventTarget {
     changes() {
         return this.tools.changes(this.baseline, this.store);
     }
+
+    // Returns the differences of the store from the start of this run.
+    changesInSession() {
+        return this.tools.changes(this.run.setup.store, this.store);
+    }
 }
