@@ -117,9 +117,10 @@ export class ControlsView {
         const left = pace.idleLeft;
         let text = "The program is pausing.";
         if (exited !== null)
-            text = `The program has ended with status ${exited}.`;
+            text = `The program has ended with status ${exited}. Press Enter in the console to start it again.`;
         else if (left !== null)
-            text = `The program waits for a key. It gives up in ${Math.ceil(left / 1000 / pace.speed)} s.`;
+            text = "The program waits for an answer. Type it and press Enter. " +
+                `It gives up in ${Math.ceil(left / 1000 / pace.speed)} s.`;
         if (byId("state").textContent !== text)
             byId("state").textContent = text;
     }
