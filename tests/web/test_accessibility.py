@@ -5,6 +5,7 @@ import json
 import browsers
 import pytest
 from browsers import ENTER, TAB
+from test_keep import download
 
 AXE = browsers.PAGE.parent / "npm-for-tests" / "node_modules" / "axe-core" / "axe.min.js"
 TABS = ("leaves", "next-save", "exercises", "faults", "keep")
@@ -41,6 +42,9 @@ def test_axe_finds_nothing(page, scheme, width):
                         "document.querySelector('#exercise-list details').open = true;")
         if tab == "leaves":
             page.script("document.querySelector('#leaves button.value').click();")
+        if tab == "keep":
+            download(page, "session.txt", "#keep-text")
+            assert page.script("return document.getElementById('announcement').offsetHeight > 10;")
         assert violations(page) == [], tab
 
 
