@@ -117,10 +117,9 @@ export class ControlsView {
         const left = pace.idleLeft;
         let text = "The program is pausing.";
         if (exited !== null)
-            text = `The program has ended with status ${exited}. Press Enter in the console to start it again.`;
+            text = `The program has ended with status ${exited}. Press Enter to start it again.`;
         else if (left !== null)
-            text = "The program waits for an answer. Type it and press Enter. " +
-                `It gives up in ${Math.ceil(left / 1000 / pace.speed)} s.`;
+            text = `Type an answer and press Enter. The program gives up in ${Math.ceil(left / 1000 / pace.speed)} s.`;
         if (byId("state").textContent !== text)
             byId("state").textContent = text;
     }
