@@ -180,6 +180,19 @@ def test_the_terminal_is_readable_on_a_telephone(page):
     assert sizes == [True, "11px"]
 
 
+@pytest.mark.parametrize("width", [360, 480, 768, 1400])
+def test_a_hint_is_shown_while_the_console_must_be_scrolled_sideways(page, width):
+    page.set_size(width, 740)
+    page.script("dispatchEvent(new Event('resize'));")
+    page.async_script("requestAnimationFrame(() => requestAnimationFrame(arguments[0]));")
+    state = page.script("""
+        const frame = document.getElementById("terminal-frame");
+        const hint = document.getElementById("scroll-hint");
+        return [frame.scrollWidth > frame.clientWidth, hint.offsetHeight > 10, hint.textContent];""")
+    too_narrow = width < 500
+    assert state == [too_narrow, too_narrow, "Long lines continue on the right. Scroll the console sideways."]
+
+
 def test_colours_follow_the_system(page):
     colour = "return getComputedStyle(document.body).backgroundColor;"
     page.set_colours("light")
