@@ -39,8 +39,12 @@ export class ExercisesView {
         return item;
     }
 
+    // A solved exercise may be discarded without a question.
     ask(exercise) {
-        discardChanges(this.meter, () => this.begin(exercise));
+        if (this.current !== null && this.differences().length === 0)
+            this.begin(exercise);
+        else
+            discardChanges(this.meter, () => this.begin(exercise));
     }
 
     begin(exercise) {
