@@ -15,7 +15,7 @@ FOLDER = pathlib.Path(__file__).parent / "dialogues"
 
 
 def case(name, **changes):
-    """Returns a dialogue of the collection. Each change is a part, an old text and a new text."""
+    """Returns a recorded dialogue after some changes. A change replaces an old text in one of its parts."""
     changed = copy.copy(dialogue.Dialogue(FOLDER / f"{name}.dialogue"))
     for part, (old, new) in changes.items():
         text = getattr(changed, part)

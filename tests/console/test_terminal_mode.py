@@ -1,4 +1,4 @@
-"""The changes of the program to its terminal, and that it restores all of them."""
+"""The program's changes to the attributes of its terminal, and the restoring of all attributes."""
 
 import os
 import pathlib
@@ -75,7 +75,7 @@ def test_the_initial_attributes_are_restored_even_if_they_change_during_the_sess
 
 
 @pytest.mark.parametrize("key", [b"\x03", b"\x1a", b"\x1c"], ids=["Ctrl-C", "Ctrl-Z", "Ctrl-backslash"])
-def test_the_keys_of_signals_do_nothing(on_terminal, key):
+def test_keys_that_send_signals_have_no_effect(on_terminal, key):
     console = on_terminal()
     until_prompt(console)
     console.take()
