@@ -1,4 +1,4 @@
-"""A directory for the meters of each test, kept when the test fails."""
+"""Creates a directory for the meters of each test. The directory is kept if the test fails."""
 
 import pathlib
 import shutil
