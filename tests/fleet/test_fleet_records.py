@@ -1,4 +1,4 @@
-"""Transcripts have every byte and its time, in the notation of the dialogues. Only the owner can read them."""
+"""Transcripts have every byte with its time in the notation of the dialogues. Only owners can read them."""
 
 import pathlib
 

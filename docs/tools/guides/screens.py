@@ -1,7 +1,7 @@
 """Converts a session to the lines that a technician sees. A line is a list of runs, each with a kind and a
 text.
 
-The kinds are "out" for output of the program, "key" for typed characters at the place of their echo, and
+The kinds are "out" for the program's output, "key" for typed characters, which replace their echo, and
 "enter" for the Enter key."""
 
 from harness import dialogue
