@@ -51,7 +51,7 @@ def check_batch(folder, numbers):
     _, applied = play("apply", folder, pairs, "--jobs", 8)
     for meter, settings in pairs:
         one, other = checked[meter.name], applied[meter.name]
-        wrong += [f"{meter.name}: {line}" for line in not_foreseen(meter, settings, one, other)]
+        wrong += [f"{meter.name}: {line}" for line in mispredicted(meter, settings, one, other)]
         meter.trace.unlink()  # it has the calls of both runs
     assert wrong == []
     return [applied[meter.name]["result"] for meter, _ in pairs]

@@ -253,7 +253,8 @@ def test_each_prepared_fault_has_its_described_effect(chromium, name, keys, show
 
 def test_every_prepared_fault_has_a_test(chromium):
     names = chromium.script("return [...document.querySelectorAll('#fault-choice option')].map(o => o.textContent);")
-    [mark] = [mark for mark in test_a_prepared_fault_has_the_described_effect.pytestmark if mark.name == "parametrize"]
+    [mark] = [mark for mark in test_each_prepared_fault_has_its_described_effect.pytestmark
+              if mark.name == "parametrize"]
     assert names == ["Nothing is wrong", *(case[0] for case in mark.args[1])]
 
 
