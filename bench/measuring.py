@@ -124,7 +124,7 @@ def hold_contest(rounds, seed, plan):
     first one.
 
     The result maps (position of the contender, name of the step) to a list with one time for each round, in
-    microseconds. The time is the median of the round's steps with that name. The name "end" stands for the
+    microseconds. The time is the median of the round's steps with that name. The name "end" is for the
     whole run."""
     texts = [text for contender, steps in plan for text in planned(contender, steps)]
     done = subprocess.run([BUILD / "contest", str(rounds), str(seed)], check=True, timeout=LIMIT,
