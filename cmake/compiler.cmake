@@ -7,7 +7,7 @@ include(CheckPIESupported)
 add_library(build_options INTERFACE)
 target_include_directories(build_options INTERFACE ${PROJECT_SOURCE_DIR}) # #include paths start at the project's root
 target_compile_options(build_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
-target_compile_options(build_options INTERFACE -Wno-missing-braces) # they would clutter the tables
+target_compile_options(build_options INTERFACE -Wno-missing-braces) # more braces would clutter the tables
 
 if(EMSCRIPTEN) # the rest does not apply to WebAssembly
     include(${CMAKE_CURRENT_LIST_DIR}/web.cmake)

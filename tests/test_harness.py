@@ -161,7 +161,7 @@ def test_recording_again_follows_moved_numbers(tmp_path):
 @pytest.mark.parametrize("steps", [
     [("out", b"a\\b\tc\r\x93\xff \n\nq: "), ("key", 0x0D), ("out", b"\n")],
     [("key", ord("^")), ("out", b"^"), ("key", ord("\\")), ("out", b"\\more\n")],
-    [("key", ord("a")), ("key", ord("a")), ("out", b"a")],  # only the second was echoed
+    [("key", ord("a")), ("key", ord("a")), ("out", b"a")],  # only the second key was echoed
     [("key", ord("a")), ("out", b"b\n")],
     [("key", 0x1B), ("key", ord("[")), ("out", b"["), ("key", 0x00), ("key", 0x7F), ("out", b"\x7f \x7f")],
     [("key", 0xE9), ("wait", 30), ("out", b"\n"), ("store", '"/A/Value" = "x"'), ("wait", 2)],

@@ -129,7 +129,7 @@ def test_an_unreadable_store_is_reported_once_and_does_not_end_the_watch(meter, 
     store = meter.folder / "store.toml"
     store.write_text('"/a" = 1\n"/b" =\n')
     assert watch.said.next().startswith(f"cdsctl: {store}:2: ")
-    store.write_text('"/a" = 1\n"/b" =\n')  # the same error again
+    store.write_text('"/a" = 1\n"/b" =\n')  # causes the same error again
     assert not select.select([watch.said.descriptor], [], [], 0.5)[0]
     store.unlink()
     assert watch.said.next() == f"cdsctl: {store}: cannot be read: No such file or directory"
@@ -301,7 +301,7 @@ def test_a_change_of_the_second_link_is_followed(meter, target, watching):
     assert watch.said.next() == f"cdsctl: {meter.folder}/store.toml: cannot be read: No such file or directory"
     link.symlink_to(other)
     assert watch.shown.next() == f"{FORM}: 3 -> 5"
-    target.write_text("")  # no longer the store
+    target.write_text("")  # this file is no longer the store
     other.write_text(other.read_text().replace(f'"{FORM}" = 5', f'"{FORM}" = 6'))
     assert watch.shown.next() == f"{FORM}: 5 -> 6"
 
@@ -366,6 +366,6 @@ def test_only_the_directory_wakes_the_watch(meter, watching):
     assert not re.search("sleep|timer|alarm", names(woken))
     assert not re.search(r" poll\([^\n]*, \d+\)", woken)
     before = len(calls) + len(woken)
-    (meter.folder / "faults.toml").write_text("")  # wakes the watch, which reads no file
+    (meter.folder / "faults.toml").write_text("")  # wakes the watch, but the watch reads no file
     wait_until(lambda: len(trace.read_text()) > before, trace.read_text)
     assert "open" not in names(settled()[before:])

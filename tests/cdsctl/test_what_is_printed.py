@@ -191,7 +191,8 @@ def test_the_option_c_overrides_the_environment(meter, answer):
         assert answer(*option, "get", ENCLOSURE, environment=elsewhere) == "S\n"
         assert answer("get", *option, ENCLOSURE, environment=elsewhere) == "S\n"
         assert answer("get", ENCLOSURE, *option, environment={}) == "S\n"
-    assert answer("-C", "/nonexistent", "-C", str(meter.folder), "get", ENCLOSURE) == "S\n"  # the last one counts
+    # The last -C counts.
+    assert answer("-C", "/nonexistent", "-C", str(meter.folder), "get", ENCLOSURE) == "S\n"
 
 
 @pytest.mark.skipif(bool(RUN_WITH) or b"__asan_init" in CDSCTL.read_bytes(),

@@ -92,7 +92,7 @@ def test_a_hang_up_ends_the_program_and_nothing_is_written(on_terminal, meter):
     console = on_terminal()
     until_prompt(console)
     console.send(b"2\r10.0.0.1\r")
-    while b"10.0.0.1 " not in console.pending:  # on the next screen
+    while b"10.0.0.1 " not in console.pending:  # until the next screen shows the address
         assert console.receive(STEP_LIMIT), console.history()
     console.hang_up()
     assert console.finish() == "killed by SIGHUP"

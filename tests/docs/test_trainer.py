@@ -30,7 +30,7 @@ DRILLS = {
 
 @pytest.fixture
 def cdsctl_in_path(tmp_path, plain_folder):
-    """Runs commands of the guide in tmp_path, with cdsctl in PATH. Returns what they print."""
+    """Runs commands of the guide in tmp_path, with cdsctl in PATH. Returns the finished process."""
     (plain_folder / "cdsctl").symlink_to(CDSCTL)
 
     def run(script, meter=""):

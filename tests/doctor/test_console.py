@@ -1,5 +1,4 @@
-"""The doctor on a terminal: what it finds out about the terminal and the Backspace key, and that it restores
-the terminal."""
+"""The doctor's findings about the terminal and the Backspace key. The doctor must restore the terminal."""
 
 import fcntl
 import os

@@ -77,7 +77,7 @@ class Subject:
 
 @dataclasses.dataclass
 class Run:
-    status: int | None  # the negative signal number if a signal ended it; None if it did not end
+    status: int | None  # a negative signal number if a signal ended the program; None if it did not end
     output: bytes
     errors: str
     strace: list        # the lines that strace printed
@@ -142,7 +142,7 @@ def wait_for(process):
         output, errors = process.communicate(timeout=LIMIT)
         return process.returncode, output, errors
     except subprocess.TimeoutExpired:
-        os.killpg(process.pid, signal.SIGKILL)  # strace and its program have a session of their own
+        os.killpg(process.pid, signal.SIGKILL)  # strace and its program are in a separate session
         output, errors = process.communicate()
         return None, output, errors
 

@@ -206,7 +206,7 @@ class Judge:
             if run.calls != self.plain.calls[:len(run.calls)]:
                 yield "the calls of a killed run differ from those of the undisturbed one"
             done = len(writes(run.calls))
-            allowed = self.final[done:done + 2]  # with or without the interrupted write
+            allowed = self.final[done:done + 2]  # the store with or without the interrupted write
         elif NO_TRACE in run.errors:
             if not is_without_one(run.calls, self.plain.calls):
                 yield "more than one call is missing in the trace"

@@ -7,7 +7,7 @@ import sys
 import pytest
 
 TESTS = pathlib.Path(__file__).parents[1]
-sys.path[:0] = [str(TESTS / "model"), str(TESTS.parent / "fleet")]  # the grammar of options lists; meter_fleet
+sys.path[:0] = [str(TESTS / "model"), str(TESTS.parent / "fleet")]  # for option_words and meter_fleet
 
 from fleet_rig import scratch  # noqa: E402
 

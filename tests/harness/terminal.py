@@ -78,7 +78,7 @@ class Console:
             command, env=environment, stdin=theirs, stdout=theirs, stderr=subprocess.PIPE,
             start_new_session=True, preexec_fn=take_terminal if controlling else take_signals)
         os.close(theirs)
-        self.pending = b""  # received, but not taken yet
+        self.pending = b""  # output that was received but not yet taken
         self.ended = False
         self.errors = b""
         self.errors_reader = threading.Thread(target=self.read_errors, daemon=True)
@@ -175,7 +175,7 @@ class Console:
         self.process.stderr.close()
         try:
             os.close(self.terminal)
-        except OSError:  # already closed by hang_up
+        except OSError:  # hang_up has already closed it
             pass
 
     def history(self):

@@ -43,7 +43,7 @@ class ScriptEnded(Exception):
 @dataclass
 class Outcome:
     stdout: bytes
-    stderr: list  # lines; REASON for a line with any text
+    stderr: list  # the lines; REASON replaces a line with any text
     status: int
     trace: list
     store: object  # in the format of the session's store

@@ -39,8 +39,8 @@ class Finding:
 
     total: int  # characters, including the dash in front
     found: int  # characters of the options found, including the dash before each
-    messages: list = field(default_factory=list)  # about groups, in the order printed
-    batch: list = field(default_factory=list)  # (path, value) in the order written
+    messages: list = field(default_factory=list)  # the messages about groups, in order
+    batch: list = field(default_factory=list)  # (path, value) in the order of the writes
     complaints: list = field(default_factory=list)  # words that are not options
 
     @property

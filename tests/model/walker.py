@@ -99,7 +99,7 @@ def leaves(rng):
 def fault(rng):
     call = rng.choices(CALLS, (2, 5, 8, 5, 2))[0]
     entry = {"call": call}
-    if call == "set_leaves" and often(rng, 0.4):  # one of the writes of a save
+    if call == "set_leaves" and often(rng, 0.4):  # the fault hits one of the writes of a save
         entry |= {"after": rng.randrange(4), "times": rng.choice((1, 1, 2))}
         return entry | ({"result": -1} if often(rng, 0.5) else {"status": rng.choice(STATUSES)})
     if call == "pcd_init":

@@ -26,8 +26,8 @@ def rights():
 
 def command(folder, build_folder, kept, *words):
     """Returns the command line that runs `words` in the sandbox. The command can read the project in
-    `folder`. In `build_folder` it sees only the names in `kept`: it can read the files, and the directories
-    are empty."""
+    `folder`. In `build_folder`, only the files and directories in `kept` exist. The command can read these
+    files. The directories are empty."""
     within = ["--ro-bind", folder, folder, "--size", SIZE, "--tmpfs", build_folder]
     for name in kept:
         path = build_folder / name

@@ -12,7 +12,7 @@ from harness.meter import FACTORY, toml_text, toml_value
 from harness.program import STEP_LIMIT
 from harness.terminal import Mismatch
 
-SPEED = 10  # the speed of the waits in a dialogue
+SPEED = 10  # a wait takes a tenth of its time in the dialogue
 ERASING = (8, 127)
 
 # The keys for bytes that are not printable characters. Ctrl with a letter gives the letter's control code.

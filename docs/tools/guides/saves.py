@@ -16,7 +16,7 @@ from harness.meter import FACTORY
 
 class Screen(NamedTuple):
     name: str
-    enter: str  # the keys that open the screen from the main menu, and leave it
+    enter: str  # the keys that open the screen from the main menu
     leave: str
 
 

@@ -7,7 +7,7 @@ The kinds are "out" for the program's output, "key" for typed characters, which 
 from harness import dialogue
 
 RULE = "-" * 78
-COLUMNS = 80  # of the terminal; longer lines are wrapped
+COLUMNS = 80  # the width of the terminal; longer lines are wrapped
 
 
 def lines_of(steps):
