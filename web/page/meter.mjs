@@ -46,10 +46,11 @@ export class Meter extends EventTarget {
     }
 
     // Ends the current run and starts a new one. The promise is fulfilled when the program waits for a key or
-    // has ended. Changes are counted from the store `baseline`.
+    // has ended. Changes are counted from the store `baseline`. `kept` is the store as the user last kept it.
     start({ programArguments = this.usual.programArguments, store = this.usual.store,
-            faults = this.usual.faults, speed = this.usual.speed, baseline = store } = {}) {
+            faults = this.usual.faults, speed = this.usual.speed, baseline = store, kept = store } = {}) {
         this.baseline = baseline;
+        this.kept = kept;
         this.pace?.stop();
         this.pace = new LivePace(this.alarms, validSpeed(speed), () => this.changed());
         const setup = { programArguments, store, faults, factory: this.factory };
@@ -65,7 +66,8 @@ export class Meter extends EventTarget {
         const { programArguments, faults } = this.run.setup;
         const store = changes.store ?? this.run.store;
         const baseline = changes.store ?? this.baseline;
-        return this.start({ programArguments, faults, speed: this.speed, ...changes, store, baseline });
+        const kept = changes.store ?? this.kept;
+        return this.start({ programArguments, faults, speed: this.speed, ...changes, store, baseline, kept });
     }
 
     changed() {
@@ -118,6 +120,16 @@ export class Meter extends EventTarget {
         this.changed();
     }
 
+    // Notes that the user has the present store in a file.
+    keepStore() {
+        this.kept = this.store;
+    }
+
+    // Returns the differences of the store from the one that the user last kept or started with.
+    unkeptChanges() {
+        return this.tools.changes(this.kept, this.store);
+    }
+
     get calls() {
         return this.run.calls;
     }
@@ -143,5 +155,10 @@ export class Meter extends EventTarget {
     // Returns the differences of the store from the start of the first run on this meter.
     changes() {
         return this.tools.changes(this.baseline, this.store);
+    }
+
+    // Returns the differences of the store from the start of this run.
+    changesInSession() {
+        return this.tools.changes(this.run.setup.store, this.store);
     }
 }
