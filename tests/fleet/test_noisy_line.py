@@ -188,7 +188,7 @@ def test_after_an_enter_of_somebody_else_only_the_key_already_sent_is_excused(fo
 
 @pytest.mark.parametrize("transit, wanted", [(60, ["screen that it did not ask for", "screen"]), (0, ["screen"] * 2)])
 def test_an_enter_may_cross_a_screen_that_was_not_asked_for(transit, wanted, folder):
-    """The driver takes the screen after somebody else's Enter for the answer to its own Enter."""
+    """meter-fleet takes the screen after somebody else's Enter for the answer to its own Enter."""
     meter, console = slow_console(folder, typists=[{"at_key": 0, "keys": "\r"}], transit=transit)
     console.send(b"9")
     read_until(console, PROMPT)

@@ -78,7 +78,7 @@ export class LivePace {
         this.wait?.clock.setSpeed(speed);
     }
 
-    // Stops the clock. The program then waits forever.
+    // Cancels the current wait. The program then never continues.
     stop() {
         this.wait?.clock.cancel();
         this.wait = null;

@@ -120,7 +120,7 @@ export class Meter extends EventTarget {
         this.changed();
     }
 
-    // Notes that the user has the present store in a file.
+    // Remembers that the user has the current store in a file.
     keepStore() {
         this.kept = this.store;
     }
