@@ -28,7 +28,7 @@ def folder():
     (made / "tmp").mkdir()
     shutil.copy(FACTORY, made / "meter" / "store.toml")
     yield made
-    wait_until(lambda: not processes_on(made), lambda: processes_on(made))  # they also remove files
+    wait_until(lambda: not processes_on(made), lambda: processes_on(made))  # they remove files too
     shutil.rmtree(made)
 
 
@@ -127,7 +127,7 @@ def test_the_utility_has_the_keyboard_and_enough_columns(tmux, folder):
     widths = dict(line.split() for line in tmux("list-panes", "-F", "#{pane_id} #{pane_width}").splitlines())
     assert int(widths[tmux.first]) >= 80 and int(widths[view]) >= 40
     assert tmux("display-message", "-p", "#{pane_id}").strip() == tmux.first
-    assert ".  Velmora II Initialization" in tmux.text(tmux.first)  # the argument -m reached it
+    assert ".  Velmora II Initialization" in tmux.text(tmux.first)  # this line needs the argument -m
 
 
 def test_leaving_the_utility_restores_tmux_and_removes_temporary_files(tmux, folder):
@@ -234,7 +234,8 @@ def test_closing_the_terminal_ends_the_session(folder):
 
 
 def restore_signals():
-    """Runs in a new process, which would ignore an interrupt if these tests run in the background."""
+    """Runs in the new process. Restores the default action for interrupts, because tests in the background
+    ignore them."""
     for number in (signal.SIGINT, signal.SIGTERM):
         signal.signal(number, signal.SIG_DFL)
 
@@ -302,7 +303,7 @@ def test_in_a_small_pane_the_utility_runs_without_the_view(folder, tmux):
 # -- the output of a utility that ends --
 
 def a_utility(folder, script):
-    """Creates a directory of programs in which the utility is this script."""
+    """Creates a directory of programs. Its meter-settings is this script."""
     programs = folder / "programs"
     programs.mkdir()
     (programs / "cdsctl").symlink_to(BUILD / "cdsctl")

@@ -25,7 +25,7 @@ TOOLS = (
 )
 ON_A_TERMINAL = [sys.executable, "-c", "import os, pty, sys; "
                  "sys.exit(os.waitstatus_to_exitcode(pty.spawn(sys.argv[1:])))"]  # fmt: skip
-BUILDS_NOTHING = "tests/analysis/analyse"  # it only reads the configured directory
+BUILDS_NOTHING = "tests/analysis/analyse"  # it only reads the build directory
 
 
 @pytest.fixture
@@ -48,7 +48,7 @@ def hold(locked, folder):
 @pytest.mark.parametrize("words, preset, wanted", TOOLS, ids=[tool[0] for tool in TOOLS])
 def test_it_waits_for_the_lock_and_prints_the_holder(copy_to, tmp_path, stubs, words, preset, wanted):
     if "mutate" in words and not importlib.util.find_spec("clang"):
-        pytest.skip("needs python3-clang-19, of packages/full")
+        pytest.skip("requires python3-clang-19 from packages/full")
     copy = copy_to(tmp_path / "copy")
     if wanted:
         (stubs / wanted).symlink_to("/bin/true")

@@ -15,7 +15,7 @@ ARROW_RIGHT = "\ue014"
 
 @pytest.fixture
 def page(chromium):
-    """The page, which gets its default size and colours back afterwards."""
+    """The page. The fixture restores its default size and colours afterwards."""
     yield chromium
     chromium.devtools("Emulation.clearDeviceMetricsOverride")
     chromium.set_colours("light")
@@ -193,7 +193,7 @@ def test_nothing_is_cut_off_at_any_width(page, width):
 
 
 @pytest.mark.parametrize("width", [640, 700])  # 1280 and 1400 pixels at 200 % zoom
-def test_at_twice_the_size_everything_is_readable(page, width):
+def test_everything_is_readable_at_twice_the_size(page, width):
     page.set_size(width, 450, scale=2)
     page.script("dispatchEvent(new Event('resize'));")
     assert page.script("return document.documentElement.scrollWidth <= innerWidth;")

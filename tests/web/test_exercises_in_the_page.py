@@ -1,4 +1,4 @@
-"""The exercises in the page: the solution of each solves it, and nothing less does."""
+"""The exercises in the page. Each is solved by its whole solution, and not before."""
 
 import tomllib
 

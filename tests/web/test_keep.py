@@ -47,7 +47,7 @@ def kept_transcript(browser):
 
 @pytest.fixture
 def dialogue_file(request):
-    """A path in the directory of the dialogues, where tests/record searches."""
+    """A path in the directory of the dialogues, because tests/record only finds dialogues there."""
     folder = Path(dialogue.__file__).parents[1] / "dialogues" / f"kept-{request.node.name[-20:].strip(']').strip('-')}"
     folder.mkdir()
     yield folder / "session.dialogue"

@@ -145,7 +145,8 @@ def test_the_next_save_is_predicted(chromium):
     (f"2{ENTER}198.51.100.7{ENTER}3{ENTER}198.51.100.8", ""),  # without Enter, the address is not entered
 ])
 def test_a_save_agrees_with_the_prediction(chromium, keys, faults):
-    """Predicts the save inside a menu, at a question and with faults, and then saves for comparison."""
+    """Predicts the save while a menu or a question is on the screen, or with faults. Then saves and
+    compares."""
     open_tab(chromium, "next-save")
     chromium.script("meter.start({faults: arguments[0], speed: 100});", faults)
     chromium.send_keys(keys)
@@ -316,7 +317,7 @@ def test_the_store_is_downloaded_and_uploaded(chromium, tmp_path):
     ("Values cannot be removed", f"2{ENTER}1.2.3.4{ENTER}2{ENTER}~{ENTER}6{ENTER}y{ENTER}", b"Error saving settings!"),
     ("The connection is lost after a factory reset", f"5{ENTER}8{ENTER}y{ENTER}", b"Error: can't connect to CDS"),
 ])
-def test_a_prepared_fault_has_the_described_effect(chromium, name, keys, shown):
+def test_each_prepared_fault_has_its_described_effect(chromium, name, keys, shown):
     open_tab(chromium, "faults")
     chromium.script("""
         const choice = document.getElementById("fault-choice");
@@ -336,7 +337,8 @@ def test_a_prepared_fault_has_the_described_effect(chromium, name, keys, shown):
 
 def test_every_prepared_fault_has_a_test(chromium):
     names = chromium.script("return [...document.querySelectorAll('#fault-choice option')].map(o => o.textContent);")
-    [mark] = [mark for mark in test_a_prepared_fault_has_the_described_effect.pytestmark if mark.name == "parametrize"]
+    [mark] = [mark for mark in test_each_prepared_fault_has_its_described_effect.pytestmark
+              if mark.name == "parametrize"]
     assert names == ["Nothing is wrong", *(case[0] for case in mark.args[1])]
 
 

@@ -10,7 +10,8 @@ function report(error) {
     byId("problem").textContent = error.message;
 }
 
-// Runs `work` and shows errors in its input on the page.
+// Runs `work`, which handles an input of the user. Shows its error on the page. Returns true without an
+// error.
 function attempt(work) {
     byId("problem").textContent = "";
     try {
@@ -71,7 +72,7 @@ export class ControlsView {
         if (file === undefined)
             return;
         const text = await file.text();
-        input.value = ""; // the same file can then be chosen again
+        input.value = ""; // so that the user can choose the same file again
         if (attempt(() => this.meter.tools.checkStore(text)))
             discardChanges(this.meter, () => this.replaceStore(file.name, text));
     }
@@ -111,7 +112,7 @@ export class ControlsView {
         this.showSpeed();
     }
 
-    // Adds a speed that is not in the list.
+    // Selects the current speed in the list. Adds the speed if it is missing.
     showSpeed() {
         const select = byId("speed");
         const { speed } = this.meter;

@@ -1,15 +1,15 @@
-// The question before a new store replaces one with changes that exist nowhere else.
+// The question before a new store replaces a store whose changes exist nowhere else.
 
 import { byId } from "./dom.mjs";
 import { counted } from "./meter_words.mjs";
 
-let work = null; // what the open question is about
+let work = null; // the function to call if the user agrees
 
 export function connectDiscardQuestion() {
     const dialog = byId("discard");
     byId("keep-changes").addEventListener("click", () => dialog.close());
     byId("discard-changes").addEventListener("click", () => {
-        dialog.close(); // first, because it moves the focus
+        dialog.close(); // must come first, because closing moves the focus
         work();
     });
 }

@@ -37,7 +37,7 @@ export function showStatus(text) {
     hidingStatus = setTimeout(() => setStatus("", false), 10000);
 }
 
-// Downloads a file and says so, because some browsers show a download only in a corner.
+// Downloads a file and shows a confirmation, because some browsers show a download only in a corner.
 export function saveFile(name, type, text) {
     const address = URL.createObjectURL(new Blob([text], { type }));
     element("a", { href: address, download: name }).click();

@@ -17,7 +17,7 @@ export function validSpeed(speed) {
     return Number.isFinite(number) ? Math.min(Math.max(number, slowest), fastest) : slowest;
 }
 
-// Returns the options of the start from the part of the address after "#".
+// Returns the options for a start. They are in the part of the page's address after "#".
 export function startFromFragment(fragment, factory) {
     const words = new URLSearchParams(fragment.replaceAll("+", "%2B"));
     const programArguments = words.get("arguments") ?? "-m";
@@ -30,8 +30,8 @@ export function startFromFragment(fragment, factory) {
 }
 
 export class Meter extends EventTarget {
-    // `usual` has the defaults of a start. Events: "start" after each start; "change" when the program starts
-    // to wait or ends, or when the store was changed from outside.
+    // `usual` has the default options for a start. Events: "start" after each start; "change" when the
+    // program starts to wait, when it ends, and when another program has changed the store.
     constructor(engine, factory, usual) {
         super();
         this.engine = engine;
@@ -112,14 +112,15 @@ export class Meter extends EventTarget {
         return this.run.store;
     }
 
-    // Throws an Error with line and reason if `text` is not a store. The store is then unchanged.
+    // Replaces the store. If `text` is not a store, throws an Error with line and reason, and changes
+    // nothing.
     replaceStore(text) {
         this.tools.checkStore(text);
         this.run.replaceStore(text);
         this.changed();
     }
 
-    // Notes that the user has the present store in a file.
+    // Remembers that the user has the current store in a file.
     keepStore() {
         this.kept = this.store;
     }
@@ -146,7 +147,7 @@ export class Meter extends EventTarget {
         return transcriptOf(whole, this.tools, shows);
     }
 
-    // Returns the session for reading: parts {text, typed}.
+    // Returns the session as readable text, in parts {text, typed}.
     readable() {
         return readableParts(this.run);
     }
