@@ -45,6 +45,13 @@ def hold(locked, folder):
     return holder
 
 
+def wait_for_message(tool, said):
+    """Waits until the tool has written to the file `said` that it waits for this process."""
+    wait_until(lambda: f"waiting for process {os.getpid()} (" in said.read_text() or tool.poll() is not None,
+               said.read_text)
+    assert tool.poll() is None, said.read_text()
+
+
 @pytest.mark.parametrize("words, preset, wanted", TOOLS, ids=[tool[0] for tool in TOOLS])
 def test_it_waits_for_the_lock_and_prints_the_holder(copy_to, tmp_path, stubs, words, preset, wanted):
     if "mutate" in words and not importlib.util.find_spec("clang"):
@@ -59,15 +66,31 @@ def test_it_waits_for_the_lock_and_prints_the_holder(copy_to, tmp_path, stubs, w
         tool = subprocess.Popen([*ON_A_TERMINAL[:3 * (name == "watch-session")], copy / name, *arguments],
                                 env=environment, cwd=copy, stdin=subprocess.DEVNULL, stdout=output, stderr=output)
         try:
-            wait_until(lambda: f"waiting for process {os.getpid()} (" in said.read_text() or tool.poll() is not None,
-                       said.read_text)
-            assert tool.poll() is None, said.read_text()
+            wait_for_message(tool, said)
             assert not (stubs / "called").exists()
             holder.stdin.close()
             assert tool.wait(timeout=5 * STEP_LIMIT) != 0  # because its cmake fails
         finally:
             tool.terminate()
     assert (stubs / "called").exists() == (name != BUILDS_NOTHING), said.read_text()
+
+
+def test_cpack_waits_for_the_lock(copy_to, tmp_path):
+    """Without its rules the build fails, so that cpack compiles nothing after the wait."""
+    copy = copy_to(tmp_path / "copy")
+    build = copy / "build" / "host"
+    subprocess.run(["cmake", "--preset", "host"], cwd=copy, capture_output=True, timeout=10 * STEP_LIMIT, check=True)
+    (build / "build.ninja").unlink()
+    said = tmp_path / "said"
+    with hold(copy / "cmake" / "locked", build) as holder, said.open("w") as output:
+        cpack = subprocess.Popen(["cpack"], cwd=build, stdin=subprocess.DEVNULL, stdout=output, stderr=output)
+        try:
+            wait_for_message(cpack, said)
+            holder.stdin.close()
+            assert cpack.wait(timeout=5 * STEP_LIMIT) != 0
+        finally:
+            cpack.terminate()
+    assert "the files to pack cannot be built" in said.read_text()
 
 
 def test_a_killed_process_does_not_keep_the_lock(copy_to, tmp_path):
