@@ -1,5 +1,6 @@
 """Every tool that configures or builds a build directory waits for the lock of that directory."""
 
+import fcntl
 import importlib.util
 import os
 import subprocess
@@ -91,6 +92,34 @@ def test_cpack_waits_for_the_lock(copy_to, tmp_path):
         finally:
             cpack.terminate()
     assert "the files to pack cannot be built" in said.read_text()
+
+
+@pytest.mark.parametrize("lock, packages", [("packages.lock", "missing"), ("meter.lock", "installed")])
+def test_a_start_waits_before_it_installs_packages_or_creates_a_meter(copy_to, tmp_path, plain_folder, lock, packages):
+    copy = copy_to(tmp_path / "copy")
+    programs = copy / "build" / "host"
+    programs.mkdir(parents=True)
+    step = f": >'{plain_folder}/called'; exit 1"
+    for program, script in ((plain_folder / "cmake", ""), (plain_folder / "dpkg-query", f"printf {packages}"),
+                            (plain_folder / "apt-get", step), (plain_folder / "sudo", step), (programs / "cdsctl", step)):
+        program.write_text(f"#!/bin/sh\n{script}\n")
+        program.chmod(0o755)
+    environment = {**os.environ, "PATH": f"{plain_folder}:{os.environ['PATH']}"}
+    said = tmp_path / "said"
+    with (copy / "build" / lock).open("w") as held, said.open("w") as output:
+        held.write(f"process {os.getpid()} (this test)\n")
+        held.flush()
+        fcntl.flock(held, fcntl.LOCK_EX)
+        start = subprocess.Popen([copy / "run", "--meter", tmp_path / "meter", "-v"], env=environment,
+                                 stdin=subprocess.DEVNULL, stdout=output, stderr=output)
+        try:
+            wait_for_message(start, said)
+            assert not (plain_folder / "called").exists()
+            fcntl.flock(held, fcntl.LOCK_UN)
+            assert start.wait(timeout=STEP_LIMIT) == 1
+        finally:
+            start.terminate()
+    assert (plain_folder / "called").exists(), said.read_text()
 
 
 def test_a_killed_process_does_not_keep_the_lock(copy_to, tmp_path):
