@@ -398,6 +398,13 @@ def test_meter_session_exits_with_3_if_it_cannot_create_the_meter(folder, meter_
     assert session.before.strip()
 
 
+def test_meter_session_exits_with_3_in_a_removed_directory(folder, meter_session):
+    done = subprocess.run(["sh", "-ec", 'mkdir gone; cd gone; rmdir ../gone; exec "$0" meter',
+                           folder / "root" / "bin" / "meter-session"], cwd=folder, env=environment(folder),
+                          capture_output=True, text=True, timeout=STEP_LIMIT)
+    assert done.returncode == 3 and "realpath: " in done.stderr, done
+
+
 @pytest.mark.parametrize("temporary", ["missing", "meter/store.toml"])
 def test_meter_session_exits_with_3_if_it_cannot_create_temporary_files(folder, meter_session, temporary):
     session = meter_session("meter", TMPDIR=str(folder / temporary))
