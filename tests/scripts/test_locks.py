@@ -100,8 +100,9 @@ def test_a_start_waits_before_it_installs_packages_or_creates_a_meter(copy_to, t
     programs = copy / "build" / "host"
     programs.mkdir(parents=True)
     step = f": >'{plain_folder}/called'; exit 1"
-    for program, script in ((plain_folder / "cmake", ""), (plain_folder / "dpkg-query", f"printf {packages}"),
-                            (plain_folder / "apt-get", step), (plain_folder / "sudo", step), (programs / "cdsctl", step)):
+    scripts = {plain_folder / "cmake": "", plain_folder / "dpkg-query": f"printf {packages}",
+               plain_folder / "apt-get": step, plain_folder / "sudo": step, programs / "cdsctl": step}
+    for program, script in scripts.items():
         program.write_text(f"#!/bin/sh\n{script}\n")
         program.chmod(0o755)
     environment = {**os.environ, "PATH": f"{plain_folder}:{os.environ['PATH']}"}
