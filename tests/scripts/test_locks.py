@@ -94,14 +94,18 @@ def test_cpack_waits_for_the_lock(copy_to, tmp_path):
     assert "the files to pack cannot be built" in said.read_text()
 
 
-@pytest.mark.parametrize("lock, packages", [("packages.lock", "missing"), ("meter.lock", "installed")])
-def test_a_start_waits_before_it_installs_packages_or_creates_a_meter(copy_to, tmp_path, plain_folder, lock, packages):
+@pytest.mark.parametrize("words, lock, packages", [("run --meter m -v", "packages.lock", "missing"),
+                                                   ("run --meter m -v", "meter.lock", "installed"),
+                                                   ("test --quick", "tests.lock", "installed")])
+def test_it_waits_before_a_step_outside_the_build(copy_to, tmp_path, plain_folder, words, lock, packages):
+    """The steps install packages, create a meter, and run tests."""
     copy = copy_to(tmp_path / "copy")
     programs = copy / "build" / "host"
     programs.mkdir(parents=True)
     step = f": >'{plain_folder}/called'; exit 1"
-    scripts = {plain_folder / "cmake": "", plain_folder / "dpkg-query": f"printf {packages}",
-               plain_folder / "apt-get": step, plain_folder / "sudo": step, programs / "cdsctl": step}
+    scripts = {plain_folder / "cmake": step if words.startswith("test") else "",
+               plain_folder / "dpkg-query": f"printf {packages}", plain_folder / "apt-get": step,
+               plain_folder / "sudo": step, programs / "cdsctl": step}
     for program, script in scripts.items():
         program.write_text(f"#!/bin/sh\n{script}\n")
         program.chmod(0o755)
@@ -111,7 +115,7 @@ def test_a_start_waits_before_it_installs_packages_or_creates_a_meter(copy_to, t
         held.write(f"process {os.getpid()} (this test)\n")
         held.flush()
         fcntl.flock(held, fcntl.LOCK_EX)
-        start = subprocess.Popen([copy / "run", "--meter", tmp_path / "meter", "-v"], env=environment,
+        start = subprocess.Popen([copy / words.split()[0], *words.split()[1:]], cwd=tmp_path, env=environment,
                                  stdin=subprocess.DEVNULL, stdout=output, stderr=output)
         try:
             wait_for_message(start, said)
