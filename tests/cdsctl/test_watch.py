@@ -324,6 +324,12 @@ def test_the_watch_ends_when_the_directory_behind_a_link_is_removed(meter, targe
     assert said_at_the_end(watch) == f"cdsctl: {meter.top}/first/../second: the folder is gone"
 
 
+def test_the_watch_ends_when_the_directory_behind_a_link_is_renamed(meter, target, watching):
+    watch = watching()
+    target.parent.rename(meter.top / "third")
+    assert said_at_the_end(watch) == f"cdsctl: {meter.top}/first/../second: the folder is gone"
+
+
 def test_the_watch_ends_when_a_link_points_into_a_missing_directory(meter, target, watching):
     watch = watching()
     (meter.top / "new").symlink_to("../none/real.toml")

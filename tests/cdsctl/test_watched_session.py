@@ -240,11 +240,15 @@ def restore_signals():
         signal.signal(number, signal.SIG_DFL)
 
 
-@pytest.mark.parametrize("signal_of_end", [signal.SIGINT, signal.SIGTERM])
-def test_without_tmux_the_commands_for_two_terminals_are_printed(folder, plain_folder, signal_of_end):
+def path_without_tmux(plain_folder):
     for tool in ("bash", "env", "readlink", "realpath", "mktemp", "tail", "sed", "sh", "cat"):
         (plain_folder / tool).symlink_to(shutil.which(tool))
-    surroundings = environment(folder, PATH=str(plain_folder))
+    return str(plain_folder)
+
+
+@pytest.mark.parametrize("signal_of_end", [signal.SIGINT, signal.SIGTERM])
+def test_without_tmux_the_commands_for_two_terminals_are_printed(folder, plain_folder, signal_of_end):
+    surroundings = environment(folder, PATH=path_without_tmux(plain_folder))
     done = subprocess.run([SESSION, BUILD, folder / "meter", "-m"], env=surroundings, capture_output=True,
                           text=True, timeout=STEP_LIMIT)
     assert (done.returncode, done.stderr) == (0, "")
@@ -262,6 +266,17 @@ def test_without_tmux_the_commands_for_two_terminals_are_printed(folder, plain_f
         view.send_signal(signal_of_end)
         view.communicate(timeout=STEP_LIMIT)
     wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
+
+
+def test_the_printed_commands_work_in_any_directory(folder, plain_folder):
+    surroundings = environment(folder, PATH=path_without_tmux(plain_folder), TMPDIR="tmp")
+    done = subprocess.run([SESSION, BUILD, folder / "meter"], cwd=folder, env=surroundings, capture_output=True,
+                          text=True, timeout=STEP_LIMIT)
+    made, = (folder / "tmp").iterdir()
+    first, second = re.findall(r"^    (.*)$", done.stdout, re.M)
+    for line, word in ((first, f"METER_SIM_TRACE={made}/calls"), (second, f"{made}/calls")):
+        words = subprocess.run(["bash", "-c", f"printf '%s\\n' {line}"], capture_output=True, text=True, check=True)
+        assert word in words.stdout.splitlines()
 
 
 # A file name has at most 255 bytes.
@@ -397,6 +412,13 @@ def test_meter_session_exits_with_3_if_it_cannot_create_the_meter(folder, meter_
     session = meter_session(name)
     assert ended(session, prompt=None) == 3
     assert session.before.strip()
+
+
+def test_meter_session_exits_with_3_in_a_removed_directory(folder, meter_session):
+    done = subprocess.run(["sh", "-ec", 'mkdir gone; cd gone; rmdir ../gone; exec "$0" meter',
+                           folder / "root" / "bin" / "meter-session"], cwd=folder, env=environment(folder),
+                          capture_output=True, text=True, timeout=STEP_LIMIT)
+    assert done.returncode == 3 and "realpath: " in done.stderr, done
 
 
 @pytest.mark.parametrize("temporary", ["missing", "meter/store.toml"])
