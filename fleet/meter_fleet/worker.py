@@ -48,10 +48,10 @@ class Reading:
 @dataclass
 class Job:
     """`readings`: the readings since the last save. `held`: the settings of the last reading.
-    `first`: the settings of the last reading before the first save. `tainted`: the settings of a
-    save whose report could not be read and may contain a failure. They are entered again, even if
-    the menus show the planned values. `saving`: True if a save has begun and its outcome is
-    unknown."""
+    `first`: the settings of the last reading before the first edit. `entered`: the settings that
+    were entered in any session. `tainted`: the settings of a save whose report could not be read
+    and may contain a failure. They are entered again, even if the menus show the planned values.
+    `saving`: True if a save has begun and its outcome is unknown."""
 
     meter: Meter
     command: Command
@@ -66,6 +66,7 @@ class Job:
     held: dict[str, str] = field(default_factory=dict)
     first: dict[str, str] = field(default_factory=dict)
     messages: list[str] = field(default_factory=list)
+    entered: set[str] = field(default_factory=set)
     tainted: set[str] = field(default_factory=set)
     saves: int = 0
     saving: bool = False
@@ -189,7 +190,7 @@ async def read(job: Job, session: Session) -> Reading:
     job.connections_failed = 0
     job.readings.append(reading)
     job.held = dict(reading.values)
-    if job.saves == 0:
+    if not job.entered:
         job.first = job.held
     return reading
 
@@ -301,6 +302,7 @@ async def edit_and_save(job: Job, session: Session, wanted: list[str]) -> None:
     """Edits and saves, and then discards the earlier readings. An exception before the call of
     `before_saving` means that nothing was saved."""
     report_step(job, "editing")
+    job.entered |= set(wanted)
     await sessions.edit(session, {name: job.goal[name] for name in wanted})
 
     def before_saving() -> None:
@@ -333,10 +335,17 @@ async def look(job: Job, session: Session) -> str:
     return "differs" if differing(job) else "ok"
 
 
+def saved_by_others(job: Job) -> set[str]:
+    """Returns the settings that were entered and now have their planned values, although this
+    program has not saved. A bad line or somebody else then saved, and nobody read the report."""
+    return job.entered - set(differing(job)) if job.saves == 0 else set()
+
+
 async def work_once(job: Job, session: Session) -> str:
     """Runs one session of apply. Returns the result, or "" if another session is needed."""
     await read(job, session)
     wanted = differing(job)
+    job.tainted |= saved_by_others(job)
     if is_believed(job):
         if wanted and job.saves and not job.tainted and not job.saving:
             return "unknown"
