@@ -188,7 +188,7 @@ constexpr const OptionToken& token_named(std::string_view text)
 // The message for a second token of an exclusive group. It is printed without a newline.
 struct GroupMessage {
     OptionGroup group;
-    char text[72];
+    char text[69];
 };
 
 // In the order of `OptionGroup`, which begins with `single`: it has no message.
