@@ -55,6 +55,6 @@ std::optional<long> scan_whole_number(const std::string& text)
     char* end = nullptr;
     const long number = std::strtol(text.c_str(), &end, 10);
     if (text.empty() || (*end != '\0' && *end != '\n'))
-        return std::nullopt;
+        return {};
     return number;
 }
