@@ -1,8 +1,8 @@
-"""Measures sessions on a terminal, contests and counts for the programs in this directory.
+"""Plays sessions on a terminal for the programs in this directory, and measures their times and counts.
 
-A session is a list of steps. A step is the keys to type and the bytes that the program must answer.
-`learn` records the answers once. Later, a step ends when its answer is complete; a different answer is
-an error.
+A session is a list of steps. A step has the keys to type and the bytes that the program must answer.
+`learn` records the answers once. When the session is played again, a step ends when its answer is complete. A
+different answer is an error.
 """
 
 import collections
@@ -25,8 +25,8 @@ from harness.program import BUILD, wait_until
 from harness.terminal import OFLAG, Console
 
 LIMIT = 600  # seconds for a build or for a run under a measuring tool
-QUIET = 0.05  # a sleeping program has finished its answer after this many seconds without output
-REPEATED = 50  # how often to repeat a cycle of steps to measure one step
+QUIET = 0.05  # if a sleeping program writes nothing for this many seconds, its answer is complete
+REPEATED = 50  # the number of repetitions of a cycle of steps, to measure one step
 
 
 class Contender(NamedTuple):
@@ -96,7 +96,7 @@ def learn(contender, *steps):
 
 
 def play(contender, steps, prefix=(), look=lambda console: None):
-    """Plays a session under a measuring tool. Returns what `look` returns after the last step."""
+    """Plays a session under a measuring tool. Calls `look` after the last step and returns its result."""
     console = open_console(contender, prefix)
     try:
         for step in steps:
@@ -120,10 +120,12 @@ def planned(contender, steps):
 
 
 def hold_contest(rounds, seed, plan):
-    """Times all contenders in `plan`, a list of (contender, steps). All use the first one's environment.
+    """Times all contenders in `plan`, a list of (contender, steps). All contenders use the environment of the
+    first one.
 
-    The result maps (position of the contender, name of the step) to microseconds, one number for each
-    round: the median of the steps with that name. The name "end" is the whole run."""
+    The result maps (position of the contender, name of the step) to a list with one time for each round, in
+    microseconds. The time is the median of the round's steps with that name. The name "end" is for the
+    whole run."""
     texts = [text for contender, steps in plan for text in planned(contender, steps)]
     done = subprocess.run([BUILD / "contest", str(rounds), str(seed)], check=True, timeout=LIMIT,
                           input="".join(f"{text}\0" for text in texts).encode(),
@@ -157,13 +159,14 @@ def instructions_of(contender, steps):
 
 
 def system_calls_of(contender, steps):
-    """Counts the system calls of a session until it waits for the next key. The wait does not count."""
+    """Counts the system calls of a session until it waits for the next key. The wait itself is not
+    counted."""
     with tempfile.NamedTemporaryFile(dir=BUILD) as log:
         def calls(console):
             text = None
             while console.process.poll() is None and (
                     text != (text := Path(log.name).read_bytes()) or text.endswith(b"\n")):
-                time.sleep(QUIET)  # until the program is inside the wait
+                time.sleep(QUIET)  # by then, the program waits
             return text.count(b"\n")
         return play(contender, steps, ["strace", "-o", log.name], calls)
 
@@ -177,6 +180,7 @@ def peak_memory_of(contender, steps):
 
 
 def of_one_more(measure, contender, lead, cycle, tail=()):
-    """Returns the cost of one more step of a repeated cycle. `tail` ends the session."""
+    """Returns the cost of one step in a cycle, by comparing many repetitions of the cycle with one. `lead`
+    begins the session, and `tail` ends it."""
     few, many = (measure(contender, [*lead, *cycle * count, *tail]) for count in (1, 1 + REPEATED))
     return (many - few) / (REPEATED * len(cycle))

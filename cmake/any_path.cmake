@@ -1,14 +1,14 @@
 # Allows the project to be built in a directory with any name that CMake can handle.
 
-# Ninja misreads these characters in the compilers' lists of headers, and would compile everything
-# again each time. The launcher makes the paths in the lists relative.
+# Ninja misreads these characters in the compilers' lists of headers, and would compile all sources again
+# in each build. The launcher makes the paths in the lists relative.
 if(CMAKE_SOURCE_DIR MATCHES "['&*?^`]")
     set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_CURRENT_LIST_DIR}/relative-headers ${CMAKE_SOURCE_DIR}
         ${CMAKE_CXX_COMPILER_LAUNCHER})
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_C_COMPILER_LAUNCHER})
 endif()
 
-# Makefiles name files by their whole paths, in which a colon ends the name for make(1).
+# Makefiles contain the absolute paths of files, and make(1) does not accept a colon in them.
 if(CMAKE_GENERATOR MATCHES Makefiles AND "${CMAKE_SOURCE_DIR}${CMAKE_BINARY_DIR}" MATCHES ":")
     message(FATAL_ERROR "make cannot build in a directory whose path contains a colon: move it, or use Ninja (-G Ninja)")
 endif()

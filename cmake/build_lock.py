@@ -1,4 +1,4 @@
-"""The lock of a build directory, for the Python tools that configure or build one; see lock.sh."""
+"""The lock of a build directory, for Python tools that configure or build in it (see lock.sh)."""
 
 import contextlib
 import pathlib
@@ -16,4 +16,4 @@ def build_lock(folder):
         holder.stdin.flush()
         if not holder.stdout.readline():
             raise OSError(f"{folder} cannot be locked")
-        yield  # closing the input of cat then ends it, which releases the lock
+        yield  # afterwards, the input of cat is closed; cat then exits, which releases the lock

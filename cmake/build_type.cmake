@@ -1,5 +1,5 @@
-# The default build type: small for a meter, fast for the host. HAVE_IPO is true if the program must be
-# small and the compiler and linker support interprocedural optimisation.
+# Sets the default build type: small programs for a meter, fast programs for the host. HAVE_IPO is true if the
+# program must be small, and the compiler and linker support interprocedural optimisation.
 get_property(several_types GLOBAL PROPERTY GENERATOR_IS_MULTI_CONFIG)
 if(NOT CMAKE_BUILD_TYPE AND NOT several_types)
     set(default_type Release)

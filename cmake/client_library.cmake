@@ -23,7 +23,7 @@ function(use_installed_library)
         set(CMAKE_FIND_LIBRARY_SUFFIXES .a)
     endif()
     foreach(name IN ITEMS cds++ cds)
-        unset(found CACHE) # from an earlier CDS_ROOT
+        unset(found CACHE) # it may be from an earlier CDS_ROOT
         find_library(found ${name} PATHS ${CDS_ROOT}/lib NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
         if(NOT found)
             message(FATAL_ERROR "CDS_ROOT has no library ${name} of a suitable kind"

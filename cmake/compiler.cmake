@@ -7,7 +7,7 @@ include(CheckPIESupported)
 add_library(build_options INTERFACE)
 target_include_directories(build_options INTERFACE ${PROJECT_SOURCE_DIR}) # #include paths start at the project's root
 target_compile_options(build_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
-target_compile_options(build_options INTERFACE -Wno-missing-braces) # they would clutter the tables
+target_compile_options(build_options INTERFACE -Wno-missing-braces) # more braces would clutter the tables
 
 if(EMSCRIPTEN) # the rest does not apply to WebAssembly
     include(${CMAKE_CURRENT_LIST_DIR}/web.cmake)
@@ -18,8 +18,8 @@ endif()
 target_compile_options(build_options INTERFACE -ffunction-sections -fdata-sections)
 target_link_options(build_options INTERFACE LINKER:--gc-sections LINKER:--as-needed)
 
-# Hardening: programs at a random address, imports resolved at the start and then read-only, stack
-# protector, checked library calls. The checks need an optimising build type.
+# Hardening: programs are loaded at a random address, and imports are resolved at the start and then
+# read-only. The stack and library calls are checked; these checks need an optimising build type.
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 check_pie_supported(OUTPUT_VARIABLE no_pie LANGUAGES CXX)
 if(NOT CMAKE_CXX_LINK_PIE_SUPPORTED)
@@ -50,8 +50,8 @@ target_compile_options(build_options INTERFACE
     "$<${optimising}:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=${fortify_level}>")
 
 if(CMAKE_CROSSCOMPILING)
-    # By default, the linker aligns for pages of 65536 bytes, which pads a small program by tens of
-    # kilobytes. A kernel with pages larger than the size given here cannot load the program.
+    # By default, the linker aligns segments to pages of 65536 bytes, which adds tens of kilobytes to a
+    # small program. A kernel whose pages are larger than this size cannot load the program.
     set(METER_PAGE_SIZE 4096 CACHE STRING "Page size of the meter's kernel, in bytes")
     target_link_options(build_options INTERFACE LINKER:-z,max-page-size=${METER_PAGE_SIZE})
 endif()

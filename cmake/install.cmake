@@ -76,7 +76,7 @@ if(ON_SIMULATED_METER)
         install_zipped(desk ${PROJECT_SOURCE_DIR}/docs/man/meter-session.1
             ${CMAKE_INSTALL_MANDIR}/man1)
     endif()
-    # The page is packaged only if ./page has built it.
+    # The package contains the page only if ./page has built it.
     install(FILES ${PROJECT_SOURCE_DIR}/build/web/meter.html
         DESTINATION ${CMAKE_INSTALL_DATADIR}/meter-settings COMPONENT desk OPTIONAL)
     install(TARGETS cds_shared cds++_shared DESTINATION ${library_folder}/lib COMPONENT desk)

@@ -1,9 +1,9 @@
 # shellcheck shell=bash
 # The lock of a build directory is DIRECTORY/build.lock. Everything that configures or builds takes it.
 
-# lock FILE PROCESS: waits until no other process holds FILE, and prints which process holds it.
-# Others who wait then see the process number PROCESS. The lock is held until this shell and all its
-# child processes have ended.
+# lock FILE PROCESS: waits until no other process holds the lock FILE, and prints which process holds it.
+# Later callers that wait for the lock print the number PROCESS. The lock is held until this shell and all
+# its child processes have ended.
 lock() {
     local descriptor words
     exec {descriptor}<>"$1"

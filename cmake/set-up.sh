@@ -118,6 +118,6 @@ make_meter() {
 
 make_missing_meter() {
     [ -f "$1/store.toml" ] && return
-    say "making a simulated meter in $1"
-    build/host/cdsctl init "$1" || stop "$1 could not be made"
+    say "creating a simulated meter in $1"
+    build/host/cdsctl init "$1" || stop "$1 could not be created"
 }

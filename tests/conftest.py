@@ -1,4 +1,4 @@
-"""Collects the dialogues as tests, and starts the ones that wait for time-outs first."""
+"""Collects the dialogues as tests. Dialogues that wait for time-outs start first."""
 
 import collections
 import os
@@ -112,7 +112,7 @@ def pytest_runtest_setup(item):
 
 
 def pytest_collection_modifyitems(config, items):
-    items.sort(key=seconds_waited, reverse=True)  # a stable sort: otherwise in the order of collection
+    items.sort(key=seconds_waited, reverse=True)  # stable: tests with equal times keep their order
     left_out = [item for item in items if is_left_out(item, config)]
     config.hook.pytest_deselected(items=left_out)
     items[:] = [item for item in items if item not in left_out]
@@ -123,9 +123,11 @@ def pytest_xdist_make_scheduler(config, log):
     from xdist.scheduler import LoadScheduling
 
     class OneAtATime(LoadScheduling):
-        """Assigns one test at a time, in turn from the front, which has the waits, and from the back.
+        """Assigns one test at a time, alternately from the front and from the back of the list. The tests
+        with waits are at the front.
 
-        A process gets its next test while it still runs one. Therefore a wait never queues behind another wait."""
+        A process gets its next test while it still runs another one. In this order, a test with waits never
+        queues behind another test with waits."""
 
         def __init__(self, *arguments):
             super().__init__(*arguments)

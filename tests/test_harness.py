@@ -15,7 +15,7 @@ FOLDER = pathlib.Path(__file__).parent / "dialogues"
 
 
 def case(name, **changes):
-    """Returns a dialogue of the collection. Each change is a part, an old text and a new text."""
+    """Returns a recorded dialogue after some changes. A change replaces an old text in one of its parts."""
     changed = copy.copy(dialogue.Dialogue(FOLDER / f"{name}.dialogue"))
     for part, (old, new) in changes.items():
         text = getattr(changed, part)
@@ -161,7 +161,7 @@ def test_recording_again_follows_moved_numbers(tmp_path):
 @pytest.mark.parametrize("steps", [
     [("out", b"a\\b\tc\r\x93\xff \n\nq: "), ("key", 0x0D), ("out", b"\n")],
     [("key", ord("^")), ("out", b"^"), ("key", ord("\\")), ("out", b"\\more\n")],
-    [("key", ord("a")), ("key", ord("a")), ("out", b"a")],  # only the second was echoed
+    [("key", ord("a")), ("key", ord("a")), ("out", b"a")],  # only the second key was echoed
     [("key", ord("a")), ("out", b"b\n")],
     [("key", 0x1B), ("key", ord("[")), ("out", b"["), ("key", 0x00), ("key", 0x7F), ("out", b"\x7f \x7f")],
     [("key", 0xE9), ("wait", 30), ("out", b"\n"), ("store", '"/A/Value" = "x"'), ("wait", 2)],

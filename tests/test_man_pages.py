@@ -45,13 +45,13 @@ def test_there_are_pages():
 @pytest.mark.parametrize("file", PAGES, ids=lambda file: file.name)
 def test_a_page_is_well_formed(file):
     done = subprocess.run(["mandoc", "-T", "lint", str(file)], capture_output=True, text=True, timeout=STEP_LIMIT)
-    # Pages that are referred to do not have to be installed.
+    # A page may refer to pages that are not installed.
     said = [line for line in done.stdout.splitlines() if "STYLE: referenced manual not found" not in line]
     assert said == []
 
 
 @pytest.mark.parametrize("file", PAGES, ids=lambda file: file.name)
-def test_a_page_is_dated_named_and_refers_to_pages_that_are_there(file):
+def test_a_page_has_a_date_and_a_name_and_refers_to_existing_pages(file):
     name, section = file.name.rsplit(".", 1)
     text = file.read_text()
     datetime.datetime.strptime(re.match(r"\.Dd (\w+ \d+, \d{4})\n", text)[1], "%B %d, %Y")

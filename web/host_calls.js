@@ -1,4 +1,4 @@
-// The calls of host_calls.h for emcc. `Module.host` is the host that the program was started with.
+// The calls of host_calls.h for emcc. `Module.host` is the host from the options of createProgram.
 mergeInto(LibraryManager.library, {
     host_wait_for_key: function (milliseconds) {
         return Asyncify.handleSleep(wake => Module.host.waitForKey(milliseconds, wake));

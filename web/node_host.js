@@ -67,7 +67,7 @@ class Output {
         } catch (error) {
             if (error.code !== "EAGAIN")
                 throw error;
-            Atomics.wait(new Int32Array(new SharedArrayBuffer(4)), 0, 0, 1); // the reader is slow
+            Atomics.wait(new Int32Array(new SharedArrayBuffer(4)), 0, 0, 1); // waits for a slow reader
             return 0;
         }
     }
@@ -125,7 +125,7 @@ class NodeHost {
         let timer = milliseconds < 0 ? undefined : setTimeout(check, Math.ceil(milliseconds));
     }
 
-    // Continues the program. `onExit` has handled what it throws at its end.
+    // Continues the program. Ignores the exception at the end of the program, which `onExit` has handled.
     resume(wake) {
         try {
             wake();

@@ -2,7 +2,7 @@
 # with readelf and sets the architecture, and the packages and versions that each component depends on.
 # A binary's symbol versions determine the versions of its libraries.
 #
-# It builds the binaries first, because with Ninja cpack itself builds nothing.
+# It first builds the binaries, because cpack itself builds nothing with Ninja.
 execute_process(COMMAND ${CPACK_BUILD_FIRST} RESULT_VARIABLE built)
 if(NOT built EQUAL 0)
     message(FATAL_ERROR "the files to pack cannot be built")

@@ -1,3 +1,3 @@
-"""Brings the settings of many meters to a plan, through the menus on their consoles."""
+"""Applies a plan of settings to many meters, through the menus on their consoles."""
 
 VERSION = "0.1.0"

@@ -14,7 +14,8 @@ class Interrupted(Exception):
 
 
 class Astray(Exception):
-    """The session went wrong. The program leaves it without saving and begins another one."""
+    """Something unexpected happened in the session. meter-fleet leaves the utility without saving
+    and starts another session."""
 
 
 class Foreign(Astray):

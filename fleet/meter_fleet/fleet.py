@@ -25,11 +25,11 @@ SIGNALS = (signal.SIGINT, signal.SIGTERM)
 
 
 def ignore_step(_name: str, _step: str) -> None:
-    """For callers that show no progress."""
+    """Does nothing, for callers that show no progress."""
 
 
 def ignore_result(_result: Result) -> None:
-    """For callers that wait for the end."""
+    """Does nothing, for callers that only use the returned results."""
 
 
 async def run_one(meter: Meter, command: Command, records: Path, stop: Stop,
@@ -55,7 +55,8 @@ async def run_one(meter: Meter, command: Command, records: Path, stop: Stop,
 
 @contextlib.contextmanager
 def stopped_by_signals(stop: Stop) -> Iterator[None]:
-    """Ends the work on all meters at SIGINT or SIGTERM. Only the main thread can handle signals."""
+    """Stops the work on all meters after SIGINT or SIGTERM. Only the main thread can handle
+    signals."""
     if threading.current_thread() is not threading.main_thread():
         yield
         return
@@ -86,8 +87,8 @@ async def run_all(meters: Sequence[Meter], command: Command, jobs: int, records:
 
 
 def allow_files(jobs: int) -> None:
-    """Raises the limit on open files to the number that this many meters need, or as far as the
-    system permits."""
+    """Raises the limit on open files to the number that this many meters need, if the system
+    permits it. Otherwise raises it as far as possible."""
     soft, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
     needed = jobs * FILES_A_METER + FILES_BESIDES
     if soft != resource.RLIM_INFINITY and soft < needed:
@@ -99,9 +100,10 @@ def run(meters: Sequence[Meter], command: Command, *, jobs: int = DEFAULT_JOBS,
         records: Path = DEFAULT_RECORDS,
         on_step: Callable[[str, str], None] = ignore_step,
         on_result: Callable[[Result], None] = ignore_result) -> list[Result]:
-    """Runs the command on every meter, at most `jobs` at the same time. Returns the results in the
-    order of the meters. Calls `on_step` with a meter's name and the step that begins on it, and
-    `on_result` with each result. After SIGINT or SIGTERM, the program leaves every meter without
-    saving and the results say so. Outside of the main thread, it does not handle these signals."""
+    """Runs the command on every meter, on at most `jobs` meters at the same time. Returns the
+    results in the order of the meters. Calls `on_step` with a meter's name and the name of the step
+    that begins on this meter. Calls `on_result` with each result. After SIGINT or SIGTERM, the
+    function leaves every meter without saving, and the results report the interruption. In a thread
+    other than the main thread, it does not handle these signals."""
     allow_files(jobs)
     return asyncio.run(run_all(meters, command, jobs, records, on_step, on_result))

@@ -1,8 +1,8 @@
-"""Types one key at a time and waits for its echo. Sends Enter last, on its own.
+"""Types one key at a time and waits for its echo. Sends Enter last and separately.
 
-The keys therefore arrive in order even on a bad line. Before Enter is sent, the echo shows which
-characters of the line the utility has received. Two keys are always safe: Backspace does nothing
-on an empty line, and Enter on an empty line never changes a setting.
+The keys therefore arrive in order even on a bad line. Before meter-fleet sends Enter, the echo
+shows which characters of the line the utility has received. Two keys are always safe: Backspace
+does nothing on an empty line, and Enter on an empty line never changes a setting.
 """
 
 from __future__ import annotations
@@ -18,37 +18,38 @@ from meter_fleet.view import View, assume_prompt, feed
 
 BACKSPACE = "\b"
 ENTER = "\r"
-RESUME = "\x11"  # Control-Q: continues output that was stopped by a key damaged into Control-S
-IDLE_SECONDS = 30.0  # without a key: the utility then gives up a question or redraws its menu
-SAFE_SECONDS = 20.0  # after the last key, another key still arrives before the time-out
-SHORTEST_WAIT = 1.0  # for an echo
-WAITS_OF_AN_ECHO = 10  # how many times the usual time of an echo to wait for one
-SETTLE_SECONDS = 0.05  # after a wrong echo, for more of it to come
-RELEASE_SECONDS = 0.5  # after a stall, for everything that it held back to come
-FLOOD_SECONDS = 10.0  # of output without a pause, where none is expected
-SCREEN_SECONDS = 10.0  # for a screen to begin after its Enter
-QUIET_SECONDS = 1.0  # without output: the rest of an incomplete screen will not come
-# For answers to keys that change nothing. Together they outlast a stall of 35 seconds.
+RESUME = "\x11"  # Control-Q resumes the output after damage has turned a key into Control-S
+IDLE_SECONDS = 30.0  # after this time without a key, the utility ends a question or redraws a menu
+SAFE_SECONDS = 20.0  # for this time after the last key, another key arrives before the time-out
+SHORTEST_WAIT = 1.0  # the shortest wait for an echo
+WAITS_OF_AN_ECHO = 10  # the wait for an echo, as a multiple of the usual time of an echo
+SETTLE_SECONDS = 0.05  # the wait for more output after a wrong echo
+RELEASE_SECONDS = 0.5  # the wait for the delayed output after a stall
+FLOOD_SECONDS = 10.0  # the longest time of output without a pause, where no output is expected
+SCREEN_SECONDS = 10.0  # the wait for a screen to begin after Enter
+QUIET_SECONDS = 1.0  # if no output comes for this time, an incomplete screen is lost
+# The waits for answers to keys that change nothing. Together they are longer than a stall of 35
+# seconds.
 PROBE_WAITS = (1.0, 2.0, 4.0, 8.0, 12.0, 16.0)
-COMMAND_SECONDS = 250.0  # a command of 180 seconds, then two redraws of the menu
-TRIES = 8  # for one line
-SURPLUS = 2  # Backspaces beyond the number of characters that the line may hold
+COMMAND_SECONDS = 250.0  # the time for a command of 180 seconds and two redraws of the menu
+TRIES = 8  # the maximum number of attempts to type a line
+SURPLUS = 2  # the number of additional Backspaces when a line is erased
 
 
 @dataclass
 class Dialog:
     """A session on a link.
 
-    `line`: the keys sent since the last line end, without those taken back.
+    `line`: the keys sent since the last line end, without erased keys.
     `unseen`: the number of keys whose echo did not come.
-    `damage`: how often something unexpected came.
-    `foreign`: how often someone else typed, as far as the screens show it.
-    `busy`: a command may be running, so no key may be sent.
-    `answering`: the last line end echoed our Enter, so a screen follows.
-    `suspect`: a line ended that we did not end. A complete screen after it proves that somebody
-    else pressed Enter.
-    `enters`: the number of Enters sent whose line end has not come.
-    `ended`: the last line that ended, according to its echo."""
+    `damage`: the number of times that something unexpected came.
+    `foreign`: the number of times that someone else typed, as far as the screens show it.
+    `busy`: True if a command may be running, so no key may be sent.
+    `answering`: True if the last line end was the echo of our Enter, so a screen follows.
+    `suspect`: True if a line ended without our Enter. If a complete screen follows, somebody else
+    pressed Enter.
+    `enters`: the number of Enters that were sent and whose line end has not come.
+    `ended`: the text of the last line that ended, according to its echo."""
 
     link: Link
     view: View = field(default_factory=View)
@@ -66,7 +67,8 @@ class Dialog:
 
 
 def await_line_end(dialog: Dialog) -> None:
-    """To be called after an Enter on the shell's line: the utility's output begins after it."""
+    """Must be called after Enter was sent to the shell. The utility's output begins after the line
+    end of this Enter."""
     assume_prompt(dialog.view)
     dialog.view.inexact = 0
     dialog.view.asked.clear()
@@ -75,12 +77,12 @@ def await_line_end(dialog: Dialog) -> None:
 
 
 def is_doubled(sent: str, typed: str) -> bool:
-    """Whether `typed` is `sent` with one key twice."""
+    """Returns True if `typed` is `sent` with one doubled key."""
     return any(typed == sent[:i] + sent[i] + sent[i:] for i in range(len(sent)))
 
 
 def look_at_lines(dialog: Dialog) -> None:
-    """Compares each line that ended with the keys sent, and notes damage and foreign keys."""
+    """Compares each line that has ended with the sent keys. Counts damage and foreign keys."""
     for line in dialog.view.lines:
         ours = dialog.enters > 0
         timed_out = time.monotonic() - dialog.last_key > IDLE_SECONDS - 5
@@ -102,7 +104,7 @@ def look_at_lines(dialog: Dialog) -> None:
 
 
 async def listen(dialog: Dialog, seconds: float) -> bool:
-    """Waits up to `seconds` for output and takes it. Returns whether any came."""
+    """Waits up to `seconds` for output and takes it. Returns True if output came."""
     data = await dialog.link.receive(seconds)
     if not data:
         return False
@@ -121,7 +123,7 @@ async def listen_until(dialog: Dialog, is_true: Callable[[], bool], seconds: flo
 
 
 async def settle(dialog: Dialog, pause: float = SETTLE_SECONDS) -> None:
-    """Takes output until none has come for `pause` seconds."""
+    """Takes output until no output has come for `pause` seconds."""
     until = time.monotonic() + FLOOD_SECONDS
     while await listen(dialog, pause):
         if time.monotonic() > until:
@@ -138,8 +140,8 @@ async def send(dialog: Dialog, key: str) -> None:
 
 
 async def resume(dialog: Dialog) -> None:
-    """Lets stopped output go on and takes it, so that the next key finds the screen complete. The
-    terminal handles Control-Q; it never reaches the utility."""
+    """Resumes stopped output and takes it, so that the screen is complete before the next key. The
+    terminal handles Control-Q. The utility never receives it."""
     await dialog.link.send(RESUME.encode())
     await settle(dialog, max(SETTLE_SECONDS, 2 * dialog.echo_seconds))
 
@@ -150,10 +152,10 @@ def learn_echo_time(dialog: Dialog) -> None:
     dialog.echo_seconds = usual + (seconds - usual) / 8
 
 
-# -- taking back --
+# -- erasing --
 
 async def take_back_one(dialog: Dialog, wait: float) -> bool:
-    """Sends a Backspace. Returns whether its echo came. Raises Astray when another screen came."""
+    """Sends a Backspace. Returns True if its echo came. Raises Astray if another screen came."""
     view = dialog.view
     turn, erased, ends = view.turn, view.erased, view.line_ends
 
@@ -171,8 +173,8 @@ async def take_back_one(dialog: Dialog, wait: float) -> bool:
 
 
 async def clear_line(dialog: Dialog) -> None:
-    """Empties the line at a prompt. Raises Astray when another screen comes, and Silent when the
-    console does not answer."""
+    """Erases the line at a prompt. Raises Astray if another screen comes, and Silent if the console
+    does not answer."""
     view = dialog.view
     turn = view.turn
     if view.typed == "" and view.partial == "" and dialog.unseen == 0:
@@ -194,8 +196,8 @@ async def clear_line(dialog: Dialog) -> None:
 
 
 async def check_released(dialog: Dialog, failures: int, turn: int) -> None:
-    """Called after `failures` keys without an answer. Takes the output that a stall held back.
-    Raises Astray when this output has another screen."""
+    """Must be called after `failures` keys without an answer. Takes the output that a stall has
+    delayed. Raises Astray if this output has another screen."""
     if failures == 0:
         return
     await settle(dialog, RELEASE_SECONDS)
@@ -212,8 +214,8 @@ def count_foreign_keys(dialog: Dialog) -> None:
 # -- lines --
 
 async def press(dialog: Dialog, key: str) -> bool:
-    """Types one printable key. Returns whether the line grew by exactly this key. Raises Astray
-    when another screen came."""
+    """Types one printable key. Returns True if exactly this key was added to the line. Raises
+    Astray if another screen came."""
     view = dialog.view
     typed, turn, ends = view.typed, view.turn, view.line_ends
     dialog.line += key
@@ -240,8 +242,8 @@ async def type_line(dialog: Dialog, text: str) -> bool:
 
 
 async def press_enter(dialog: Dialog) -> None:
-    """Sends Enter; the caller has checked the line. Raises Astray when the prompt may have timed
-    out since the last key."""
+    """Sends Enter. The caller must have checked the line. Raises Astray if the prompt may have
+    timed out since the last key."""
     view = dialog.view
     if time.monotonic() - dialog.last_key > SAFE_SECONDS and view.typed:
         raise Astray("no key was sent for too long")
@@ -251,8 +253,8 @@ async def press_enter(dialog: Dialog) -> None:
 
 
 async def enter_arrived(dialog: Dialog, ends: int) -> bool:
-    """Waits for the line end that echoes an Enter. Returns False when the Enter was lost: a later
-    key is then echoed on the same line."""
+    """Waits for the line end that echoes an Enter. Returns False if the Enter was lost. In that
+    case, the echo of a later key is on the same line."""
     view = dialog.view
     if await listen_until(dialog, lambda: view.line_ends > ends, echo_wait(dialog)):
         return True
@@ -267,7 +269,7 @@ async def enter_arrived(dialog: Dialog, ends: int) -> bool:
 
 
 async def ask_for_echo(dialog: Dialog) -> None:
-    """Sends a key that changes nothing until an answer comes. Raises Silent."""
+    """Sends a key that changes nothing, until an answer comes. Raises Silent if no answer comes."""
     for failures, wait in enumerate(PROBE_WAITS):
         try:
             answered = await take_back_one(dialog, wait)
@@ -281,9 +283,8 @@ async def ask_for_echo(dialog: Dialog) -> None:
 
 
 async def find_prompt(dialog: Dialog) -> None:
-    """Waits until the utility shows a prompt that can be read. It sends no key,
-    because the utility redraws a damaged screen after its idle time. Raises Silent when no prompt
-    comes."""
+    """Waits until the utility shows a prompt that can be read. Sends no key, because the utility
+    redraws a damaged screen after its idle time. Raises Silent if no prompt comes."""
     view = dialog.view
     if dialog.busy:
         await wait_for_commands(dialog, view.line_ends)
@@ -308,9 +309,9 @@ async def wait_for_redraw(dialog: Dialog) -> None:
 
 
 async def answer(dialog: Dialog, text: str) -> None:
-    """Types the text and Enter at a prompt, with nothing else on the line, and waits for the next
-    prompt. Raises Astray when another screen came before Enter was sent, and Silent when the
-    console does not answer."""
+    """Types the text and Enter at a prompt and waits for the next prompt. The line contains nothing
+    else. Raises Astray if another screen came before Enter was sent, and Silent if the console does
+    not answer."""
     for _ in range(TRIES):
         if not await type_line(dialog, text):
             continue
@@ -323,7 +324,8 @@ async def answer(dialog: Dialog, text: str) -> None:
 
 
 async def wait_for_commands(dialog: Dialog, ends: int) -> None:
-    """Waits for a prompt that follows at least `ends` line ends. Raises Silent."""
+    """Waits for a prompt that follows at least `ends` line ends. Raises Silent if no prompt
+    comes."""
     view = dialog.view
     if not await listen_until(
             dialog, lambda: view.line_ends >= ends and view.prompt is not None, COMMAND_SECONDS):
@@ -333,7 +335,8 @@ async def wait_for_commands(dialog: Dialog, ends: int) -> None:
 
 
 async def answer_and_wait(dialog: Dialog, text: str) -> None:
-    """Like `answer`, but sends no key after Enter until a prompt comes: commands may be running."""
+    """Does the same as `answer`, but sends no key after Enter until a prompt comes, because
+    commands may be running."""
     dialog.busy = True
     for _ in range(TRIES):
         if await type_line(dialog, text):

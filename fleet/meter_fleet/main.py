@@ -14,13 +14,13 @@ from meter_fleet.plan import Meter, PlanError, plan_text, read_plans
 from meter_fleet.progress import display, result_text
 from meter_fleet.results import EXIT_STATUS, Command, Result, as_json, exit_status
 
-DESCRIPTION = "Brings the settings of many meters to a plan, through the menus on their consoles."
+DESCRIPTION = "Applies a plan of settings to many meters, through the menus on their consoles."
 EPILOG = """exit status, the worst of all meters:
   0  ok or changed    1  differs    2  rejected    3  unreachable    4  unknown"""
 WHAT = {
     Command.SHOW: "read every meter and print its settings as a plan; changes nothing",
     Command.CHECK: "print what apply would change; changes nothing",
-    Command.APPLY: "bring every meter to its plan, and verify it",
+    Command.APPLY: "apply the plan to every meter, and verify the result",
 }
 
 
@@ -42,13 +42,13 @@ def make_parser() -> argparse.ArgumentParser:
                                   formatter_class=argparse.RawDescriptionHelpFormatter)
         one.add_argument("plans", nargs="+", type=Path, metavar="PLAN", help="a plan in TOML")
         one.add_argument("--only", action="append", default=[], metavar="NAME",
-                         help="only the meters of this name, a shell pattern; may be repeated")
+                         help="only meters whose name matches this shell pattern; may be repeated")
         one.add_argument("--jobs", type=number_of_jobs, default=DEFAULT_JOBS, metavar="N",
-                         help="meters at the same time (%(default)s)")
+                         help="number of meters at the same time (default %(default)s)")
         one.add_argument("--records", type=Path, default=DEFAULT_RECORDS, metavar="DIR",
-                         help="where transcripts are written (%(default)s)")
+                         help="directory for the transcripts (default %(default)s)")
         one.add_argument("--json", action="store_true",
-                         help="print one JSON object on a line for each meter, as it ends")
+                         help="print one JSON object per line when a meter ends")
     return parser
 
 

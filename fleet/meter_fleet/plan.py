@@ -20,7 +20,7 @@ DEFAULT_BAUD = 9600
 
 @dataclass(frozen=True)
 class Problem:
-    """Why a plan is rejected. `line` is 0 when the plan comes from no file."""
+    """The reason why a plan is rejected. `line` is 0 if the plan was not read from a file."""
 
     file: str
     line: int
@@ -32,7 +32,7 @@ class Problem:
 
 
 class PlanError(Exception):
-    """`problems`: all of them, in the order of the files."""
+    """`problems`: all problems, in the order of the files."""
 
     def __init__(self, problems: list[Problem]) -> None:
         super().__init__("\n".join(map(str, problems)))
@@ -41,8 +41,8 @@ class PlanError(Exception):
 
 @dataclass(frozen=True)
 class Login:
-    """`password_env` names the environment variable that holds the password, which is never kept.
-    `prompt` is a regular expression that matches the end of the shell's prompt."""
+    """`password_env`: the name of the environment variable with the password. The password itself
+    is never stored. `prompt`: a regular expression that matches the end of the shell's prompt."""
 
     user: str = ""
     password_env: str = ""
@@ -51,15 +51,15 @@ class Login:
 
 @dataclass(frozen=True)
 class Console:
-    """The address of a meter's console. `text` is the address as in the plan; the other members are
-    its parts."""
+    """The address of a meter's console. `text` is the address in the plan. The other members are
+    the parts of this address."""
 
     text: str
     kind: str  # run, shell, ssh, serial, telnet
     command: str = ""
     user: str = ""
     host: str = ""
-    port: int = 0  # 0: the default port
+    port: int = 0  # 0 means the default port
     device: str = ""
     baud: int = DEFAULT_BAUD
 
@@ -130,7 +130,7 @@ CONSOLES: dict[str, Callable[[str, str, str], Console]] = {
 
 
 def parse_console(text: str) -> Console:
-    """Raises ValueError with the reason when the text names no console."""
+    """Raises ValueError with the reason if the text is not the address of a console."""
     kind, colon, rest = text.partition(":")
     if not colon or kind not in CONSOLES:
         raise ValueError(f"must begin with one of {', '.join(f'{one}:' for one in CONSOLES)}")
@@ -142,7 +142,7 @@ def parse_console(text: str) -> Console:
 # -- one meter --
 
 class Checker:
-    """Checks the values of one meter's table. `say` is called with the key and reason of each
+    """Checks the values of one meter's table. Calls `say` with the key and the reason of each
     problem."""
 
     def __init__(self, say: Callable[[Key, str], None]) -> None:
@@ -154,7 +154,7 @@ class Checker:
         self.say(key, reason)
 
     def text(self, table: Mapping[str, object], key: str, default: str) -> str:
-        """A printable text that is not empty."""
+        """Returns a printable text that is not empty."""
         value = table.get(key, default)
         if not isinstance(value, str) or not value or not value.isprintable():
             self.reject((key,), f"{key} must be a string of printable characters")
@@ -227,7 +227,8 @@ def check_program(checker: Checker, table: Mapping[str, object]) -> str:
 
 
 def check_meter(table: Mapping[str, object], say: Callable[[Key, str], None]) -> Meter | None:
-    """The meter, or None after `say` was called with the key and reason of each problem."""
+    """Returns the meter. If the table has problems, calls `say` with the key and the reason of each
+    problem, and returns None."""
     checker = Checker(say)
     checker.known(table, METER_KEYS, (), "key of a meter")
     for key in ("name", "console"):
@@ -242,14 +243,15 @@ def check_meter(table: Mapping[str, object], say: Callable[[Key, str], None]) ->
 
 
 def why_rejected(setting: str, value: object) -> str:
-    """Why a plan may not ask for this value, or "" when it may."""
+    """Returns the reason why a plan may not contain this value, or "" if it may."""
     if setting not in tables.SETTINGS:
         return f"{setting} is not a setting"
     return tables.SETTINGS[setting].why_rejected(value)
 
 
 def meter_of(table: Mapping[str, object]) -> Meter:
-    """One meter from the keys of a `[[meter]]` table. Raises PlanError."""
+    """Returns a meter with the keys of a `[[meter]]` table. Raises PlanError if the table has
+    problems."""
     problems: list[Problem] = []
     name = str(table.get("name", ""))
     meter = check_meter(table, lambda _, reason: problems.append(Problem("", 0, reason, name)))
@@ -261,8 +263,8 @@ def meter_of(table: Mapping[str, object]) -> Meter:
 # -- files --
 
 def with_defaults(defaults: Mapping[str, object], table: Mapping[str, object]) -> dict[str, object]:
-    """Merges the tables `settings` and `login` key by key. Any other key of a meter replaces the
-    default."""
+    """Adds the defaults to a meter's table. The tables `settings` and `login` are merged key by
+    key. Any other key of the meter replaces the default."""
     merged = {**defaults, **table}
     for key in ("settings", "login"):
         ours, theirs = table.get(key), defaults.get(key)
@@ -289,7 +291,7 @@ class PlanFile:
 
     def reject(self, line: int, reason: str, meter: str = "") -> None:
         problem = Problem(str(self.path), line, reason, meter)
-        if problem not in self.problems:  # a wrong default is wrong for every meter
+        if problem not in self.problems:  # the same wrong default occurs for every meter
             self.problems.append(problem)
 
     def load(self) -> dict[str, object]:
@@ -308,7 +310,7 @@ class PlanFile:
         return {}
 
     def tables(self, content: dict[str, object]) -> tuple[Mapping[str, object], list[object]]:
-        """The defaults and the meters."""
+        """Returns the defaults and the meters."""
         for key in content:
             if key not in ("defaults", "meter"):
                 self.reject(line_of(self.lines, (key,)), f"{key} is not a key of a plan: "
@@ -354,7 +356,7 @@ def read_plan(path: Path, problems: list[Problem]) -> list[tuple[Meter, Problem]
 
 
 def read_plans(paths: Iterable[Path]) -> list[Meter]:
-    """The meters of all plans, in their order. Raises PlanError with every problem found."""
+    """Returns the meters of all plans, in their order. Raises PlanError with all problems."""
     problems: list[Problem] = []
     placed = [one for path in paths for one in read_plan(path, problems)]
     first: dict[str, Problem] = {}
@@ -379,7 +381,7 @@ def shown_character(one: str) -> str:
 
 
 def shown(value: object) -> str:
-    """A value as TOML writes it."""
+    """Returns a value in TOML."""
     if isinstance(value, bool):
         return str(value).lower()
     if isinstance(value, str):
@@ -388,8 +390,8 @@ def shown(value: object) -> str:
 
 
 def plan_text(meter: Meter, settings: Mapping[str, Value]) -> str:
-    """A `[[meter]]` table in TOML with these settings. A setting whose value a plan may not ask for
-    becomes a comment with the reason."""
+    """Returns a `[[meter]]` table in TOML with these settings. If a plan may not contain the value
+    of a setting, the setting becomes a comment with the reason."""
     lines = ["[[meter]]", f"name = {shown(meter.name)}", f"console = {shown(meter.console.text)}"]
     if meter.program != DEFAULT_PROGRAM:
         lines.append(f"program = {shown(meter.program)}")

@@ -15,7 +15,7 @@ from meter_fleet.results import Result
 if TYPE_CHECKING:
     from rich.console import RenderableType
 
-LINES_BESIDES = 4  # of the display, apart from those of the meters
+LINES_BESIDES = 4  # the number of lines in the display that do not show a meter
 
 
 class Display(Protocol):
@@ -34,7 +34,7 @@ class Display(Protocol):
 
 
 def result_text(result: Result) -> str:
-    """The result of one meter as text: its line, its differences and its messages."""
+    """Returns the result of one meter as text: a line, then its differences and its messages."""
     lines = [f"{result.name}: {result.result} ({result.seconds:.1f} s)"]
     lines += [f"    {one.setting}: {shown(one.before)} -> {shown(one.after)}"
               for one in result.diff]
@@ -53,7 +53,7 @@ class Plain:
         sys.stdout.flush()
 
     def step(self, name: str, step: str) -> None:
-        """Prints nothing: a step is no result."""
+        """Prints nothing, because a step is not a result."""
 
     def done(self, result: Result, text: str) -> None:
         del result  # Rich counts it
@@ -84,10 +84,11 @@ class Totals:
 
 
 class Rich:
-    """For a terminal. Results scroll above the display when standard output is the terminal."""
+    """The display on a terminal. If standard output is this terminal, results scroll above the
+    display."""
 
     def __init__(self, count: int) -> None:
-        from rich.console import Console  # only here: it takes a while to load
+        from rich.console import Console  # imported only here, because it loads slowly
         from rich.live import Live
 
         self.totals = Totals(count)

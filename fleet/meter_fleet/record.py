@@ -1,8 +1,9 @@
-"""The transcript of one meter: every byte sent and received with its time.
+"""The transcript of one meter: every sent and received byte, with its time.
 
-It has the notation of the dialogue tests, which tests/harness/dialogue.py reads: the output as it
-came, with the keys in ‹ › where they were sent. That notation has no times, so they follow at the
-end: one line per piece, with its length. One transcript holds all sessions with a meter.
+A transcript has the notation of the dialogue tests, which tests/harness/dialogue.py reads: the
+received output, with the sent keys in ‹ › at their places. This notation has no times. Therefore
+the times are at the end, in one line per piece of data, with the length of the piece. One
+transcript has all sessions with a meter.
 """
 
 from __future__ import annotations
@@ -28,7 +29,7 @@ def output_text(data: bytes) -> str:
 
 
 def key_text(byte: int) -> str:
-    """A key without an echo of its own."""
+    """Returns the text for a key without an echo."""
     if byte == ENTER:
         return "‹⏎›"
     if byte < 0x20 or byte == 0x7F:
@@ -41,8 +42,8 @@ def echoed_text(byte: int) -> str:
 
 
 class Record:
-    """A transcript that is being written. Output reaches the file when the next key is sent, so
-    that the echo of a password can still be removed."""
+    """A transcript that is being written. Output is written to the file only when the next key is
+    sent, so that the echo of a password can be removed before."""
 
     def __init__(self, path: Path, name: str) -> None:
         self.path = path
@@ -50,7 +51,7 @@ class Record:
         self.file = os.fdopen(descriptor, "w", encoding="utf-8")
         self.start = time.monotonic()
         self.times: list[str] = []
-        self.key: int | None = None  # sent, its echo not yet known
+        self.key: int | None = None  # the last sent key, until it is known whether it was echoed
         self.line_begins = True
         self.secrets: list[bytes] = []
         self.output = b""
@@ -66,7 +67,7 @@ class Record:
         self.line_begins = text.endswith("\n")
 
     def write_key(self) -> None:
-        """Writes the key that was sent, with its echo if that came."""
+        """Writes the key that was sent, and its echo if the echo came."""
         if self.key is None:
             return
         key, self.key = self.key, None
@@ -99,7 +100,7 @@ class Record:
         self.output += data
 
     def sent_secret(self, secret: bytes) -> None:
-        """Sends a password. Neither the password nor its echo is written."""
+        """Notes that a password was sent. Writes neither the password nor its echo."""
         self.write_output()
         self.note_time("sent a password, which is left out")
         if secret:
@@ -118,7 +119,7 @@ class Record:
 
 
 def open_record(folder: Path, name: str) -> Record:
-    """Creates a new file in the directory `folder`, and the directory when it is missing."""
+    """Creates a new file in the directory `folder`. Creates the directory if it is missing."""
     folder.mkdir(parents=True, exist_ok=True)
     stem = re.sub(r"[^A-Za-z0-9._-]+", "_", name).strip(".") or "meter"
     began = time.strftime("%Y%m%dT%H%M%SZ", time.gmtime())

@@ -29,9 +29,9 @@ class Difference:
 
 @dataclass
 class Result:
-    """`settings`: the values read last, with the types of a plan. `changed`: check found
-    something to change, or apply saved something. `record`: the path of the transcript, "" when no
-    console was opened."""
+    """`settings`: the last values that were read, with the types of a plan. `changed`: True if
+    check found a difference, or apply saved something. `record`: the path of the transcript, or ""
+    if no console was opened."""
 
     name: str
     result: str
@@ -44,7 +44,7 @@ class Result:
 
 
 def as_json(result: Result) -> str:
-    """The JSON object as one line, without a line end."""
+    """Returns the result as a JSON object on one line, without a line end."""
     members = vars(result) | {"diff": [vars(one) for one in result.diff],
                               "seconds": round(result.seconds, 3)}
     return json.dumps(members)

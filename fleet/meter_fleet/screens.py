@@ -1,10 +1,11 @@
 """The grammar of everything that the utility shows. Any other output is an error.
 
-The output of a session is a sequence of exchanges. An exchange is any messages and then a prompt. A
-prompt is a menu or a question. The echo of keys follows, up to the line end that ends the exchange.
+The output of a session is a sequence of exchanges. An exchange consists of any number of messages
+and a prompt. A prompt is a menu or a question. After the prompt comes the echo of the typed keys,
+up to the line end that ends the exchange.
 
-The caller removes carriage returns first: they come only with line ends. A byte is one character, 0
-to 255.
+The caller must remove carriage returns first; they occur only in line ends. A byte is one character
+from 0 to 255.
 """
 
 from __future__ import annotations
@@ -29,7 +30,7 @@ EXIT = "Exit"
 EXIT_UNSAVED = "Exit without saving"
 BACK = "Exit to previous menu"
 
-# Lines that are never chosen.
+# The lines of menus that meter-fleet never chooses.
 FORBIDDEN_LINES = (PASSWORDS_LINE, CLEAR_LINE, FACTORY_LINE)
 
 SAVE_QUESTION = "Save & apply all settings? (y/n)"
@@ -38,8 +39,9 @@ LEAVE_QUESTION = "Exit without saving? (y/n)"
 
 @dataclass(frozen=True)
 class Menu:
-    """A complete menu. `choices`: the number of each line by its label. `values`: the text of each
-    setting, "" when there is none; a flag is "true" or "false"."""
+    """A complete menu. `choices` maps the label of each line to its number. `values` maps the name
+    of each setting to its text. The text is "" if there is no value, and "true" or "false" for a
+    flag."""
 
     kind: str  # main, port or init
     choices: dict[str, int]
@@ -48,7 +50,8 @@ class Menu:
 
 @dataclass(frozen=True)
 class Question:
-    """`media_types`: what the media type question offers, in its order; empty for the others."""
+    """`media_types`: the media types that the question offers, in order; empty for other
+    questions."""
 
     text: str
     media_types: tuple[str, ...] = ()
@@ -56,7 +59,7 @@ class Question:
 
 @dataclass(frozen=True)
 class Damaged:
-    """A prompt of which a part could not be read. `is_menu`: it asks for a menu's choice."""
+    """A prompt that could be read only in part. `is_menu`: True if the prompt belongs to a menu."""
 
     is_menu: bool
 
@@ -72,7 +75,7 @@ class Message:
 
 @dataclass(frozen=True)
 class Exchange:
-    """`end`: where in the text the prompt ends."""
+    """`end`: the position in the text where the prompt ends."""
 
     messages: tuple[Message, ...]
     prompt: Menu | Question
@@ -85,7 +88,8 @@ RULE = "-" * SCREEN_WIDTH
 
 
 def frame(title: str) -> str:
-    """The title is centred, with an odd dash to its right."""
+    """Returns a pattern for the frame. The title is centred. If the number of dashes is odd, the
+    right side has one more."""
     dashes = SCREEN_WIDTH - 2 - len(title)
     left = dashes // 2
     return re.escape(f"{RULE}\n{'-' * left} {title} {'-' * (dashes - left)}\n{RULE}\n\n")
@@ -96,8 +100,8 @@ def choice(number: str, label: str) -> str:
 
 
 def value_line(number: str, label: str, value: str) -> str:
-    """A line with a value. The utility pads the value to 38 columns and does not shorten a longer
-    one, so a shorter value has lost a byte."""
+    """Returns a pattern for a line with a value. The utility pads the value to 38 columns and does
+    not shorten longer values. Therefore a shorter value has lost a byte."""
     return rf"{number}  {re.escape(f'{label:<30}')}  :  {value}\n"
 
 
@@ -113,7 +117,7 @@ MAIN_MENU = (
     + "".join(setting_line(number, one) for number, one in enumerate(MAIN, 2)) + r"\n"
     + choice(" 4", PASSWORDS_LINE) + r"\n"
     + rf"(?P<main_init>{choice(' 5', INIT_LINE)}\n)?"
-    # 6 after a start with -m, otherwise 5
+    # The number is 6 after a start with -m, otherwise 5.
     + rf"(?P<main_save>{choice('(?(main_init) 6| 5)', SAVE_LINE)}\n)?"
     + rf"(?(main_save){choice(' 0', EXIT_UNSAVED)}|{choice(' 0', EXIT)})\n")
 
@@ -142,13 +146,14 @@ INVALID = " IS INVALID!!!"
 
 
 def decimal_value(text: str) -> int:
-    """The number that `atoi` reads."""
+    """Returns the number that `atoi` returns."""
     match = re.match(r"[ \t\n\v\f\r]*([+-]?[0-9]+)", text)
     return int(match[1]) if match else 0
 
 
 def index_text(setting: Setting, shown: str) -> str | None:
-    """The text of a number that is shown with its name, or None when number and name differ."""
+    """Returns the text of a number that is shown with its name. Returns None if the name belongs to
+    another number."""
     invalid = shown.endswith(INVALID)
     text = shown.removesuffix(INVALID) if invalid else shown.rpartition(setting.infix)[0]
     number = decimal_value(text)
@@ -158,8 +163,9 @@ def index_text(setting: Setting, shown: str) -> str | None:
 
 
 def shown_text(setting: Setting, field: str) -> str | None:
-    """The text of a shown value, or None when the screen never shows such a value. Trailing spaces
-    are padding: a value that ends in spaces looks the same as one that does not."""
+    """Returns the text of a shown value, or None if the screen never shows such a value. Spaces at
+    the end are treated as padding, because the screen does not distinguish them from the value's
+    own spaces."""
     shown = field.rstrip(" ")
     if shown in (known := SHOWN_AS.get(setting.name, NOTHING)):
         return known[shown]
@@ -203,7 +209,7 @@ ENCLOSURE_HELP = column_help([
     "Below are the Meter Enclosure Types; Enter the abbreviated string.\n",
     "ENCLOSURE TYPE      VALUE TO BE ENTERED", "-----------------   -------------------",
     *(f"{label:<20}---> {code}{tail}" for label, code, tail in ENCLOSURES)])
-# This quotes the utility's legend, which differs from the options that the utility accepts.
+# The utility's legend. It differs from the options that the utility accepts.
 OPTIONS_HELP = column_help([
     "Enter the Velmora II Options List including ONLY options which are installed in this unit.",
     "You MUST enter dashes between options but any order is accepted. IF AN OPTION IS NOT PRESENT, "
@@ -254,7 +260,8 @@ PLAIN_QUESTION = "(?P<text>" + "|".join(map(re.escape, QUESTION_TEXTS)) + "): "
 ANY_HELP = "(?:" + "|".join(HELP.values()) + ")?"
 ANY_QUESTION = re.compile(rf"{ANY_HELP}{PLAIN_QUESTION}|{MEDIA_TYPES}")
 
-# The questions that print a help first. The enclosure question may come again without its help.
+# Maps questions to the help before them. The question for the enclosure may come again without
+# help.
 HELP_BEFORE = {SETTINGS[name].question: re.compile(text) for name, text in HELP.items()}
 MAY_LACK_HELP = SETTINGS["enclosure"].question
 
@@ -346,7 +353,7 @@ NOT_ASKED_FOR = ("passwords_reset", "options_cleared", "options_not_cleared", "f
 # -- exchanges --
 
 def read_prompt(text: str, start: int) -> tuple[Menu | Question, int] | None:
-    """The prompt that begins at `start` and where it ends. A menu begins with two line ends."""
+    """Returns the prompt that begins at `start`, and its end. A menu begins with two line ends."""
     if text.startswith("\n\n", start) and (match := ANY_MENU.match(text, start + 2)):
         menu = read_menu(match)
         return (menu, match.end()) if menu else None
@@ -357,7 +364,7 @@ def read_prompt(text: str, start: int) -> tuple[Menu | Question, int] | None:
 
 
 def read_exchange(text: str) -> Exchange | None:
-    """The exchange at the beginning of `text`, or None when it is incomplete or not in the
+    """Returns the exchange at the beginning of `text`, or None if it is incomplete or not in the
     grammar."""
     messages: list[Message] = []
     place = 0
@@ -378,9 +385,9 @@ LAST_CHOICE = re.compile(rf"(?:^|\n){re.escape(CHOOSE)}(?P<typed>[^\n]*)$")
 
 
 def read_damaged(text: str) -> tuple[Prompt, int] | None:
-    """Finds the last prompt of a text that is not in the grammar. Returns it and where it ends, or
-    None. Only echoes of keys may follow it. A menu is returned when all of its own lines are in the
-    grammar; a question needs only its own line."""
+    """Finds the last prompt in a text that is not in the grammar. Returns the prompt and its end,
+    or None. Only echoes of keys may follow the prompt. A menu is found if all of its lines are in
+    the grammar. A question is found if its own line is in the grammar."""
     for pattern in (ANY_MENU, ANY_MEDIA_QUESTION):
         for match in pattern.finditer(text):
             whole = read_menu(match) if pattern is ANY_MENU else read_media_question(match)

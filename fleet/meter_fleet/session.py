@@ -1,8 +1,8 @@
 """One session with the utility: go to a menu, read it, edit, save, leave.
 
-A value counts only when a complete screen showed it. A choice is the number that such a screen
-gives to a label. In any other situation the session presses Enter on an empty line, which changes
-nothing and makes the utility redraw its screen.
+A value counts only if a complete screen shows it. A choice is the number of a label on a complete
+screen. In any other situation, the session presses Enter on an empty line. This changes nothing and
+makes the utility redraw its screen.
 """
 
 from __future__ import annotations
@@ -23,35 +23,35 @@ from meter_fleet.settings import CLEAR, PLACEHOLDER, SETTINGS, Setting, as_text
 from meter_fleet.shell import Shell
 from meter_fleet.view import ERASED
 
-STEPS = 60  # screens on the way to one menu
+STEPS = 60  # the maximum number of screens on the way to one menu
 EDIT_TRIES = 6
 SAVE_TRIES = 3
-UNREAD_TRIES = 4  # screens on which the utility says that it could not read
-START_SECONDS = 30.0  # for the utility's first screen
-LEAVE_SECONDS = 10.0  # for the shell's prompt, or the end of a local command
-MOST_FOREIGN_READING = 2  # foreign keys that are ignored while nothing was edited
+UNREAD_TRIES = 4  # the maximum number of screens with a warning that the utility could not read
+START_SECONDS = 30.0  # the wait for the utility's first screen
+LEAVE_SECONDS = 10.0  # the wait for the shell's prompt, or for the end of a local command
+MOST_FOREIGN_READING = 2  # the number of foreign keys that are ignored before the first edit
 
 WAY_IN = {"port": PORT_LINE, "init": INIT_LINE}
 OPTIONS_QUESTION = SETTINGS["options_list"].question
 
-# The port's values that a save writes a second time, to leaves that no menu shows.
+# A save writes these values of the port to a second leaf, which no menu shows.
 MIRRORED = ("dhcp", "ip_address", "subnet_mask", "default_gateway")
 
 
 class NotStarted(LinkLost):
-    """The utility did not come up."""
+    """The utility did not start."""
 
 
 class NotOffered(Exception):
-    """The menus of this meter do not offer a planned value; nothing was saved."""
+    """The menus of this meter do not offer a planned value. Nothing was saved."""
 
 
 @dataclass
 class Session:
-    """`shell`: where the utility was started, or None when the link is the utility itself.
-    `expected`: the text of each setting that the menus must show; reading fills it and editing
-    changes it. `edited`: the settings that were entered. `options_sure`: the utility checked no
-    other options list after the planned one."""
+    """`shell`: the shell that started the utility, or None if the link is the utility itself.
+    `expected`: the text that the menus must show for each setting. Reading adds texts, and editing
+    changes them. `edited`: the settings that were entered. `options_sure`: True if the utility has
+    checked no other options list after the planned one."""
 
     dialog: Dialog
     shell: Shell | None = None
@@ -61,7 +61,7 @@ class Session:
 
 
 def is_clean(session: Session) -> bool:
-    """Whether nothing unexpected came in this session."""
+    """Returns True if nothing unexpected came in this session."""
     return session.dialog.damage == 0 and session.dialog.view.inexact == 0
 
 
@@ -117,8 +117,8 @@ async def first_prompt(session: Session) -> None:
 
 
 async def attend(dialog: Dialog, where: Shell) -> Session:
-    """For a utility that somebody left running. Waits until it redraws its screen by itself, which
-    also discards the characters typed before."""
+    """Takes over a utility that somebody left running. Waits until the utility redraws its screen
+    by itself. The utility then also discards characters that were typed before."""
     session = Session(dialog, where)
     view = dialog.view
     await keys.listen_until(dialog, lambda: isinstance(view.prompt, Menu), shell.REDRAW_SECONDS)
@@ -134,7 +134,7 @@ async def redraw(session: Session) -> None:
 
 
 async def choose(session: Session, menu: Menu, label: str) -> None:
-    """Chooses a line of the menu that the utility shows now."""
+    """Chooses a line of the current menu."""
     if label in FORBIDDEN_LINES:
         raise ValueError(f"{label} is never chosen")
     if session.dialog.view.prompt is not menu:
@@ -143,8 +143,9 @@ async def choose(session: Session, menu: Menu, label: str) -> None:
 
 
 def watch_options(session: Session) -> None:
-    """Clears `options_sure` when the options question came unasked. An Enter there makes the
-    utility discard the option leaves that it prepared for the accepted list."""
+    """Clears `options_sure` if the question for the options list came although we did not choose
+    it. An Enter at this question makes the utility discard the option leaves of the accepted
+    list."""
     view = session.dialog.view
     for prompt in view.asked:
         if isinstance(prompt, Damaged) and not prompt.is_menu:
@@ -155,7 +156,7 @@ def watch_options(session: Session) -> None:
 
 
 async def step(session: Session, kind: str) -> Menu | None:
-    """Goes one screen towards the menu. Returns the menu when the utility shows it."""
+    """Goes one screen towards the menu. Returns the menu if the utility shows it now."""
     dialog = session.dialog
     await keys.find_prompt(dialog)
     check_foreign(session)
@@ -178,12 +179,13 @@ async def step(session: Session, kind: str) -> Menu | None:
 
 
 def says(session: Session, names: tuple[str, ...]) -> str:
-    """The first of these messages on the last screen, or ""."""
+    """Returns the first of these messages on the last screen, or ""."""
     return next((one.text for one in session.dialog.view.messages if one.name in names), "")
 
 
 async def go_to(session: Session, kind: str) -> Menu:
-    """Goes to a menu. Returns a complete screen of it whose values the utility could read."""
+    """Goes to a menu. Returns a complete screen of this menu without a warning about unreadable
+    values."""
     unread = 0
     for _ in range(STEPS):
         try:
@@ -206,7 +208,7 @@ async def go_to(session: Session, kind: str) -> Menu:
 # -- reading --
 
 def unexpected(session: Session, menu: Menu) -> str:
-    """The first value that differs from what was read or entered before, as a message, or ""."""
+    """Returns a message about the first value that differs from the expected one, or ""."""
     for name, text in menu.values.items():
         if (known := session.expected.get(name, text)) != text:
             return f"{name} was {known!r} and is now {text!r}"
@@ -214,7 +216,7 @@ def unexpected(session: Session, menu: Menu) -> str:
 
 
 async def look(session: Session, kind: str, is_trusted: Callable[[Menu], bool]) -> Menu:
-    """Returns the menu of one trusted screen, or of two equal screens in a row."""
+    """Returns the menu from one trusted screen, or from two equal screens in a row."""
     menu = await go_to(session, kind)
     for _ in range(STEPS):
         if is_trusted(menu):
@@ -232,12 +234,12 @@ async def redraw_menu(session: Session) -> None:
     except (Foreign, Silent):
         raise
     except Astray:
-        return  # another screen came, which serves as well
+        return  # another screen came, so a redraw is not necessary
 
 
 async def look_at(session: Session, kind: str) -> Menu:
-    """Returns the menu with the expected values. Raises Astray for any other value: it comes from a
-    bad line or from somebody else, so the session must not save it."""
+    """Returns the menu with the expected values. Raises Astray if the menu shows another value.
+    Such a value comes from a bad line or from somebody else, so the session must not save it."""
     menu = await look(session, kind, lambda menu: not unexpected(session, menu))
     if reason := unexpected(session, menu):
         raise Astray(reason)
@@ -245,14 +247,14 @@ async def look_at(session: Session, kind: str) -> Menu:
 
 
 def looks_damaged(text: str) -> bool:
-    """Whether a value has characters that are hardly ever stored: bytes outside printable ASCII, or
-    text after padding."""
+    """Returns True if a value has characters that are hardly ever stored: bytes other than
+    printable ASCII, or text after padding."""
     return "  " in text or not all(" " <= one <= "~" for one in text)
 
 
 async def read_menu(session: Session, kind: str, doubtful: Mapping[str, str]) -> None:
-    """Reads a menu. Reads it twice after anything unexpected in this session, and when it shows a
-    value that is doubtful or looks damaged."""
+    """Reads a menu. Reads it twice if something unexpected came in this session, or if the menu
+    shows a value that is doubtful or looks damaged."""
     def is_trusted(menu: Menu) -> bool:
         in_doubt = any(doubtful.get(name) == text or looks_damaged(text)
                        for name, text in menu.values.items())
@@ -266,13 +268,14 @@ async def read_menu(session: Session, kind: str, doubtful: Mapping[str, str]) ->
 
 
 def is_doubtful(name: str, text: str) -> bool:
-    """Whether the menus show the same text for a value that the utility could not read."""
+    """Returns True if the menus also show this text for a value that the utility could not read."""
     return text == as_text(SETTINGS[name].when_missing)
 
 
 async def read_all(session: Session, kinds: list[str], goal: Mapping[str, str]) -> None:
-    """Reads these menus into `expected` and returns to the main menu. Reads a menu twice when
-    it shows a doubtful value as planned, because one failed read of the utility looks the same."""
+    """Reads these menus into `expected` and goes back to the main menu. If a menu shows a planned
+    value that is doubtful, reads the menu twice, because a failed read of the utility looks the
+    same."""
     doubtful = {name: text for name, text in goal.items() if is_doubtful(name, text)}
     for kind in kinds:
         comes_again = kind == "main" and len(kinds) > 1
@@ -288,7 +291,7 @@ def is_question(session: Session, setting: Setting) -> bool:
 
 
 async def ask(session: Session, setting: Setting) -> bool:
-    """Chooses the setting's line. Returns whether the utility then asks for its value."""
+    """Chooses the setting's line. Returns True if the utility then asks for the setting's value."""
     menu = await look_at(session, setting.menu)
     await choose(session, menu, setting.label)
     check_foreign(session)
@@ -296,8 +299,8 @@ async def ask(session: Session, setting: Setting) -> bool:
 
 
 async def offered_media_types(session: Session) -> tuple[str, ...]:
-    """The media types that the port offers. Two equal screens in a row must show them, or one when
-    nothing unexpected came in this session."""
+    """Returns the media types that the port offers. One screen is enough if nothing unexpected came
+    in this session. Otherwise two equal screens in a row are necessary."""
     setting = SETTINGS["media_type"]
     seen: list[tuple[str, ...]] = []
     for _ in range(STEPS):
@@ -317,7 +320,7 @@ async def offered_media_types(session: Session) -> tuple[str, ...]:
 
 
 def typed_for(session: Session, setting: Setting, text: str) -> str | None:
-    """The keys that enter a value, or None when the question does not offer it."""
+    """Returns the keys that enter a value, or None if the question does not offer the value."""
     if setting.name == "dhcp":
         return "y" if text == "true" else "n"
     if setting.name == "media_type":
@@ -331,7 +334,7 @@ def typed_for(session: Session, setting: Setting, text: str) -> str | None:
 
 
 async def enter_once(session: Session, setting: Setting, text: str) -> bool:
-    """Returns whether exactly the value was entered, and the menu shows it."""
+    """Enters a value. Returns True if exactly this value was entered and the menu shows it."""
     if not await ask(session, setting):
         return False
     typed = typed_for(session, setting, text)
@@ -349,7 +352,7 @@ async def enter_once(session: Session, setting: Setting, text: str) -> bool:
 
 
 async def now_shows(session: Session, setting: Setting, text: str) -> bool:
-    """Whether the menu shows the value. Raises Astray when another value changed."""
+    """Returns True if the menu shows the value. Raises Astray if another value has changed."""
     others = {name: value for name, value in session.expected.items() if name != setting.name}
     session.expected[setting.name] = text
     menu = await look(session, setting.menu, lambda menu: not unexpected(session, menu))
@@ -360,8 +363,9 @@ async def now_shows(session: Session, setting: Setting, text: str) -> bool:
 
 
 async def enter(session: Session, setting: Setting, text: str) -> None:
-    """Enters a value that the menu does not show yet, until the menu shows it and the echo of its
-    line was exact: the menu does not show a space that a bad line added at the end."""
+    """Enters a value that differs from the one on the menu. Repeats this until the menu shows the
+    value and the echo of the line was exact. The echo is necessary because the menu does not show a
+    space that a bad line added at the end."""
     for _ in range(EDIT_TRIES):
         try:
             if await enter_once(session, setting, text):
@@ -380,15 +384,17 @@ OTHER_ADDRESSES = ("0.0.0.0", "0.0.0.1")
 
 
 def passing_value(session: Session, setting: Setting) -> str:
-    """A valid value other than the one shown. It is replaced before the save."""
+    """Returns a temporary valid value that differs from the shown one. It is replaced before the
+    save."""
     usual = OTHER_INDEXES if setting.names else OTHER_ADDRESSES
     shown = session.expected[setting.name]
     return next(one for one in OTHER_VALUES.get(setting.name, usual) if one != shown)
 
 
 async def change(session: Session, setting: Setting, text: str) -> None:
-    """Enters a value. To remove a value, or to enter the one that is shown, it first enters another
-    valid value: the utility discards the removal of a value that was not edited."""
+    """Enters a value. To remove a value, or to enter the value that the menu already shows, first
+    enters another valid value, because the utility discards the removal of a value that was not
+    edited."""
     if setting.name != "media_type" and text in ("", session.expected[setting.name]):
         await enter(session, setting, passing_value(session, setting))
     await enter(session, setting, text)
@@ -396,7 +402,7 @@ async def change(session: Session, setting: Setting, text: str) -> None:
 
 ORDER = ("primary_dns", "secondary_dns", "media_type", "dhcp", "ip_address", "subnet_mask",
          "default_gateway", "serial_number", "meter_form", "class_amps", "nominal_frequency",
-         "enclosure", "options_list")  # last: a later entry could discard the option leaves
+         "enclosure", "options_list")  # options_list is last: a later entry may discard its leaves
 
 
 async def edit(session: Session, wanted: Mapping[str, str]) -> None:
@@ -420,7 +426,7 @@ class Saving:
 
 
 def messages_of_success(edited: list[str]) -> list[str]:
-    """The messages that a successful save of these settings prints, in their order."""
+    """Returns the messages that a successful save of these settings prints, in order."""
     names = []
     if "options_list" in edited:
         names += ["options_set", "logs_sent"]
@@ -434,8 +440,8 @@ SHORTEST_FAILURE = len("set_leaf failed for /VMC/Comms/EthPort/1/General/DHCP/Va
 
 
 def has_no_room_for_failure(session: Session, heard: str) -> bool:
-    """Whether a damaged report of a save is too short to hold a failure message. Only a mirrored
-    leaf of the port can fail without the menu still offering to save."""
+    """Returns True if a damaged report of a save is too short for a failure message. After any
+    failure except that of a mirrored leaf of the port, the menu still offers to save."""
     if not any(name in MIRRORED for name in session.edited):
         return True
     success = sum(len(MESSAGES[name]) for name in messages_of_success(session.edited))
@@ -444,7 +450,8 @@ def has_no_room_for_failure(session: Session, heard: str) -> bool:
 
 
 async def judge(session: Session) -> Saving | None:
-    """Reads the screen after a save. Returns None when nothing was saved, to try again."""
+    """Reads the screen after a save. Returns None if nothing was saved, so that the caller tries
+    again."""
     view = session.dialog.view
     heard, exact, messages = view.heard, view.exact, view.messages
     menu = await look_at(session, "main")
@@ -461,7 +468,8 @@ async def judge(session: Session) -> Saving | None:
 
 
 async def look_again(session: Session) -> None:
-    """Before a save on a bad line: compares every menu with the expected values once more."""
+    """Compares every menu with the expected values again. This is necessary before a save on a bad
+    line."""
     for kind in ("port", "init"):
         if any(SETTINGS[name].menu == kind for name in session.expected):
             await look_at(session, kind)
@@ -492,8 +500,8 @@ async def save(session: Session, before_saving: Callable[[], None]) -> Saving:
 # -- leaving --
 
 async def has_left(session: Session) -> bool:
-    """Called after the Enter that leaves the utility. Returns whether the utility ended; it may
-    show a prompt instead."""
+    """Must be called after the Enter that leaves the utility. Returns True if the utility ended,
+    and False if it shows a prompt."""
     dialog = session.dialog
     ends = dialog.view.line_ends
     until = time.monotonic() + LEAVE_SECONDS
@@ -514,8 +522,8 @@ async def has_left(session: Session) -> bool:
 
 
 async def wakes_shell(session: Session) -> bool:
-    """Called when nothing came, because the line lost the Enter or the shell's prompt. Returns
-    whether the shell answers."""
+    """Must be called if no output came, because the line lost the Enter or the shell's prompt.
+    Returns True if the shell answers."""
     dialog = session.dialog
     dialog.damage += 1
     if session.shell is None or dialog.view.prompt is not None:
@@ -530,12 +538,12 @@ async def wakes_shell(session: Session) -> bool:
 
 
 async def leave(session: Session) -> None:
-    """Leaves through the menus, without saving. Raises Astray or Silent when that fails."""
+    """Leaves through the menus without saving. Raises Astray or Silent if this fails."""
     try:
         await leave_by_menus(session)
     except LinkLost:
         if session.shell:
-            raise  # otherwise the end of the utility is the end of the link
+            raise  # without a shell, the link ends with the utility
 
 
 async def leave_by_menus(session: Session) -> None:
@@ -557,7 +565,7 @@ async def leave_by_menus(session: Session) -> None:
 
 
 async def go_to_leave(session: Session) -> Menu:
-    """Goes to the main menu. Its values need not be readable."""
+    """Goes to the main menu. The values on this menu do not have to be readable."""
     dialog = session.dialog
     for _ in range(STEPS):
         try:

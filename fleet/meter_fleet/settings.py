@@ -1,4 +1,4 @@
-"""The settings of a plan: where the menus show each one, and which values they can set.
+"""The settings of a plan: where the menus show each setting, and which values the menus can set.
 
 The table has one row per setting, in the order in which plans and reports list them.
 """
@@ -12,14 +12,15 @@ from dataclasses import dataclass
 from meter_fleet.option_groups import OPTION_GROUPS, OPTIONS
 from meter_fleet.results import Value
 
-PLACEHOLDER = "YYMMXXXXX"  # what "~" makes of a serial number
+PLACEHOLDER = "YYMMXXXXX"  # the answer "~" replaces a serial number with this text
 CLEAR = "~"
 
 METER_FORMS = ("5(35)", "6(36)", "8", "9", "45", "U")
 CLASS_AMPS = ("2", "10", "20")
 FREQUENCIES = ("50 Hz", "60 Hz")
 
-# Label and code of each enclosure type, and the white space after the code in the utility's help.
+# The label and the code of each enclosure type, and the spaces after the code in the utility's
+# help.
 ENCLOSURES = (
     ("S Base", "S", " \t"),
     ("A Base", "A", " \t"),
@@ -157,10 +158,10 @@ def why_no_enclosure(value: object) -> str:
 
 @dataclass(frozen=True)
 class Setting:
-    """`menu`: main, port or init. `label`: its line in that menu. `question`: what the utility asks
-    after the choice. `why_rejected` returns why a plan may not ask for a value, or "".
-    `when_missing`: the value, as in a plan, that the screen shows when the meter has no value or
-    the utility could not read it."""
+    """`menu`: main, port or init. `label`: the label of the setting's line in this menu.
+    `question`: the utility's question after this choice. `why_rejected` returns the reason why a
+    plan may not contain a value, or "". `when_missing`: the value, as in a plan, that the screen
+    shows if the meter has no value or the utility could not read it."""
 
     name: str
     menu: str
@@ -169,7 +170,7 @@ class Setting:
     why_rejected: Callable[[object], str]
     when_missing: Value = ""
     names: tuple[str, ...] = ()  # the names of a number's values; empty for texts
-    infix: str = ""  # between a number and its name on the screen
+    infix: str = ""  # the text between a number and its name on the screen
 
 
 SETTINGS = {one.name: one for one in (
@@ -193,7 +194,7 @@ SETTINGS = {one.name: one for one in (
             infix=" = Class Amps "),
     Setting("nominal_frequency", "init", "Meter Frequency", "Enter Meter Frequency",
             lambda value: why_no_index(value, FREQUENCIES), names=FREQUENCIES, infix=" = "),
-    # "Enclossure" is the screen's own spelling, kept on purpose.
+    # "Enclossure" is the spelling on the screen. It is kept on purpose.
     Setting("enclosure", "init", "Enclosure Type", "Enter Meter Enclossure Type",
             why_no_enclosure),
 )}
@@ -204,12 +205,14 @@ def on_menu(menu: str) -> list[Setting]:
 
 
 def as_text(value: Value) -> str:
-    """A plan's value as the utility keeps it: `true` for a flag, a number in decimal."""
+    """Returns the text for a value of a plan: "true" or "false" for a flag, decimal digits for a
+    number."""
     return str(value).lower() if isinstance(value, bool) else str(value)
 
 
 def as_value(setting: Setting, text: str) -> Value:
-    """A shown text as the value of a plan. A text that is no valid number stays a text."""
+    """Converts a shown text to a value of a plan. A text that is not a valid number stays a
+    text."""
     if setting.name == "dhcp":
         return text == "true"
     if setting.names and text.isascii() and re.fullmatch("0|-?[1-9][0-9]{0,9}", text):

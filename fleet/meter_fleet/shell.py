@@ -14,12 +14,12 @@ from meter_fleet.transport import Link
 from meter_fleet.view import ERASED, TERMINAL_CONTROL
 
 LOGIN_SECONDS = 60.0
-# How long a console may show nothing before we send a key to make it answer. A terminal server and
-# a serial port show nothing until they receive a key. The others show a prompt by themselves.
+# The wait for output before we send a key that makes the console answer. A terminal server and a
+# serial port show nothing until they receive a key. Other consoles show a prompt by themselves.
 SILENT_SECONDS = {"serial": 0.3, "telnet": 0.5, "shell": 5.0, "ssh": 20.0}
-SETTLE_SECONDS = 0.15  # without output after a known prompt: the console waits there
-REDRAW_SECONDS = 32.0  # within which the utility draws its screen again by itself
-FLOOD_SECONDS = 10.0  # of output without a pause
+SETTLE_SECONDS = 0.15  # if no output follows a known prompt for this time, the console waits there
+REDRAW_SECONDS = 32.0  # within this time, the utility redraws its screen by itself
+FLOOD_SECONDS = 10.0  # the longest time of output without a pause
 KEY_SECONDS = 2.0
 WAKE_SECONDS = 1.5
 TRIES = 6
@@ -36,7 +36,7 @@ NOT_LET_IN = re.compile(r"(?i)login incorrect|permission denied|authentication f
 
 @dataclass
 class Shell:
-    """`text`: the last output. `logged_in`: we logged in, so we log out at the end."""
+    """`text`: the last output. `logged_in`: True if we have logged in, so we log out at the end."""
 
     link: Link
     kind: str
@@ -51,13 +51,14 @@ def last_line(shell: Shell) -> str:
 
 
 def last_words(shell: Shell) -> str:
-    """The last line that is not empty, for a message."""
+    """Returns the last line that is not empty, for a message."""
     lines = [line.strip() for line in shell.text.split("\n") if line.strip()]
     return lines[-1][:120] if lines else "nothing"
 
 
 def state_of(shell: Shell) -> str:
-    """What the console waits for: utility, password, user, shell, or "" when that is unknown."""
+    """Returns the kind of the prompt: "utility", "password", "user", "shell", or "" for no known
+    prompt."""
     line = last_line(shell)
     if read_damaged(shell.text):
         return "utility"
@@ -80,8 +81,8 @@ async def listen(shell: Shell, seconds: float) -> bool:
 
 
 async def settle(shell: Shell, seconds: float) -> str:
-    """Takes output until the console waits at a known prompt, or none came for `seconds`. Returns
-    what it waits for."""
+    """Takes output until the console waits at a known prompt, or until no output has come for
+    `seconds`. Returns the kind of the prompt."""
     until = time.monotonic() + max(seconds, FLOOD_SECONDS)
     while True:
         state = state_of(shell)
@@ -91,8 +92,8 @@ async def settle(shell: Shell, seconds: float) -> str:
 
 
 async def send_line(shell: Shell, text: str) -> bool:
-    """Types the text, each key after the echo of the one before. Returns False when an echo was
-    wrong; nothing was entered then."""
+    """Types the text and Enter. Sends each key after the echo of the previous key. If an echo is
+    wrong, returns False and does not send Enter."""
     for key in text:
         before = last_line(shell)
         await shell.link.send(key.encode("latin-1"))
@@ -131,8 +132,8 @@ async def give_password(shell: Shell) -> None:
 
 
 async def wake(shell: Shell) -> str:
-    """Sends keys that change nothing anywhere to a console that shows no known prompt. Returns what
-    it waits for."""
+    """Sends keys to a console that shows no known prompt. These keys change nothing, whatever
+    program reads them. Returns the kind of the next prompt."""
     for _ in range(2):
         await shell.link.send(BACKSPACE.encode())
     await settle(shell, WAKE_SECONDS / 4)
@@ -144,8 +145,8 @@ async def wake(shell: Shell) -> str:
 
 
 async def reach(shell: Shell) -> str:
-    """Logs in. Returns "shell" at its prompt, or "utility" when the console is in a utility that
-    somebody left. Raises LinkLost with the reason when neither comes."""
+    """Logs in. Returns "shell" at the shell's prompt, or "utility" if somebody left a utility
+    running on the console. Otherwise raises LinkLost with the reason."""
     try:
         return await log_in(shell)
     except Hopeless:
@@ -183,7 +184,8 @@ async def come_to_prompt(shell: Shell) -> None:
 
 
 async def start(shell: Shell, program: str) -> None:
-    """Types a program's name and Enter at the prompt. The program's output follows the line end."""
+    """Types a program's name and Enter at the prompt. The program's output follows this line
+    end."""
     for _ in range(TRIES):
         if await send_line(shell, program):
             shell.text = ""
@@ -193,7 +195,7 @@ async def start(shell: Shell, program: str) -> None:
 
 
 async def log_out(shell: Shell) -> None:
-    """Logs out when we logged in."""
+    """Logs out if we have logged in."""
     if shell.logged_in and at_prompt(shell):
         await send_line(shell, "exit")
         await listen(shell, KEY_SECONDS)

@@ -13,7 +13,8 @@ MULTILINE = re.compile(r"\"{3}|'{3}")
 
 
 def parts_of(text: str, end: str) -> list[str] | None:
-    """The parts of a dotted key that `end` follows, or None."""
+    """Returns the parts of a dotted key before `end`, or None if the text does not begin with
+    one."""
     parts = []
     place = 0
     while match := PART.match(text, place):
@@ -29,7 +30,8 @@ def parts_of(text: str, end: str) -> list[str] | None:
 
 
 class Places:
-    """`lines`: the line of each key. The key of a table in an array includes the table's number."""
+    """`lines` maps each key to its line. The key of a table in an array includes the table's
+    number."""
 
     def __init__(self) -> None:
         self.lines: dict[Key, int] = {}
@@ -37,7 +39,8 @@ class Places:
         self.table: Key = ()
 
     def full_key(self, parts: list[str]) -> Key:
-        """The key of a header, with the number of the last table after the name of each array."""
+        """Returns the key of a header. Adds the number of the last table after the name of each
+        array."""
         key: Key = ()
         for part in parts:
             key += (part,)
@@ -68,10 +71,10 @@ class Places:
 
 
 def key_lines(text: str) -> dict[Key, int]:
-    """The line of each key and table of a valid TOML text. Keys inside an inline table or an array
-    are left out; the key that holds them is listed."""
+    """Maps each key and table of a valid TOML text to its line. Keys inside an inline table or an
+    array are missing; the key of the inline table or array is listed."""
     places = Places()
-    closing = ""  # the quotes that end the multi-line string in which a line begins
+    closing = ""  # the closing quotes, if the line begins inside a multi-line string
     for number, line in enumerate(text.split("\n"), 1):
         if not closing:
             places.take_line(line, number)
@@ -82,7 +85,7 @@ def key_lines(text: str) -> dict[Key, int]:
 
 
 def line_of(lines: dict[Key, int], key: Key) -> int:
-    """The line of the key, or of the nearest table that holds it."""
+    """Returns the line of the key, or of the nearest table that contains it."""
     while key not in lines and key:
         key = key[:-1]
     return lines.get(key, 1)

@@ -1,6 +1,7 @@
-"""The ways to a console: a local command, the OpenSSH client, a serial port, a terminal server.
+"""Connects to a console: through a local command, the OpenSSH client, a serial port or a terminal
+server.
 
-A link sends and receives bytes; every one of them goes to the record.
+A link sends and receives bytes and writes all of them to the record.
 """
 
 from __future__ import annotations
@@ -20,18 +21,18 @@ from meter_fleet.plan import Console
 from meter_fleet.record import Record
 
 CONNECT_SECONDS = 15.0
-KILL_SECONDS = 1.0  # for a local command to end after a signal
-END_SECONDS = 0.1  # for a local command to end by itself after its last output
-COLUMNS, ROWS = 200, 50  # wide, so that a shell breaks no line that is typed
-MOST_RECEIVED = 1 << 22  # bytes on one connection, of a console that does not stop writing
-MOST_WAITING = 1 << 17  # bytes that were received and not yet read
+KILL_SECONDS = 1.0  # the wait for a local command to end after a signal
+END_SECONDS = 0.1  # the wait for a local command to end by itself after its last output
+COLUMNS, ROWS = 200, 50  # wide enough that a shell does not wrap a typed line
+MOST_RECEIVED = 1 << 22  # the maximum number of bytes from one connection
+MOST_WAITING = 1 << 17  # the maximum number of received bytes that have not been read
 SPAWN_PREPARATION = ("/bin/sh", "-c")
 
 OFLAG = 1
 
 
 class Stop:
-    """Whether a signal asked the work on all links to stop."""
+    """The request of a signal to stop the work on all links."""
 
     def __init__(self) -> None:
         self.asked = False
@@ -44,15 +45,15 @@ class Stop:
 
 
 class Link:
-    """`leaving`: a request to stop no longer interrupts. `decode` removes the protocol's own bytes
-    from the input, and `encode` adds them to the output."""
+    """`leaving`: True if a request to stop no longer interrupts. `decode` removes the bytes of the
+    protocol from the input. `encode` adds them to the output."""
 
     def __init__(self, descriptor: int, record: Record, stop: Stop) -> None:
         self.descriptor = descriptor
         self.record = record
         self.stop = stop
         self.leaving = False
-        self.ended = ""  # the reason, once the connection has ended
+        self.ended = ""  # the reason for the end of the connection; "" while it exists
         self.paused = False
         self.count = 0
         self.incoming = bytearray()
@@ -70,7 +71,7 @@ class Link:
             data = os.read(self.descriptor, 65536)
         except BlockingIOError:
             return
-        except OSError:  # EIO: the other side of the terminal is closed
+        except OSError:  # the other side of the terminal is closed (EIO)
             data = b""
         if data:
             self.incoming += self.decode(data)
@@ -94,8 +95,9 @@ class Link:
             raise Interrupted
 
     async def receive(self, seconds: float) -> bytes:
-        """Waits up to `seconds` for bytes and returns them, or b"". Raises LinkLost after the last
-        byte of a connection that ended, and Interrupted."""
+        """Waits up to `seconds` for bytes. Returns the bytes, or b"" if none came. After the last
+        byte of a connection that ended, raises LinkLost. After a request to stop, raises
+        Interrupted."""
         self.check_stop()
         if not self.incoming and not self.ended:
             self.waker.clear()
@@ -159,8 +161,8 @@ async def ends_within(child: pexpect.spawn, seconds: float) -> bool:
 
 
 async def end_child(child: pexpect.spawn) -> None:
-    """Closes the terminal, which hangs up the command, and kills a command that does not end
-    then."""
+    """Closes the terminal, which sends the command a hang-up. Kills a command that still does not
+    end."""
     try:
         for ask in (None, signal.SIGHUP, signal.SIGKILL):
             if ask is not None:
@@ -169,11 +171,11 @@ async def end_child(child: pexpect.spawn) -> None:
                 break
         child.close(force=True)
     except (OSError, pexpect.ExceptionPexpect):
-        return  # it has ended, or the system will end it later
+        return  # the command has ended, or the system will end it later
 
 
 def write_as_it_is() -> None:
-    """Runs in the new process. Stops the terminal from adding carriage returns to the output."""
+    """Runs in the new process. Prevents the terminal from adding carriage returns to the output."""
     attributes = termios.tcgetattr(0)
     attributes[OFLAG] &= ~termios.OPOST
     termios.tcsetattr(0, termios.TCSANOW, attributes)
@@ -210,7 +212,7 @@ async def open_ssh(console: Console, record: Record, stop: Stop) -> Link:
 # -- serial ports --
 
 async def open_serial(console: Console, record: Record, stop: Stop) -> Link:
-    import serial  # type: ignore[import]  # only here: it takes a while to load
+    import serial  # type: ignore[import]  # imported only here, because it loads slowly
 
     try:
         port = serial.Serial(console.device, console.baud, timeout=0, write_timeout=0,
@@ -226,13 +228,13 @@ async def open_serial(console: Console, record: Record, stop: Stop) -> Link:
 
 IAC, DONT, DO, WONT, WILL, SB, SE = 255, 254, 253, 252, 251, 250, 240
 BINARY, ECHO, SUPPRESS_GO_AHEAD = 0, 1, 3
-ANSWERS = {WILL: (DO, DONT), DO: (WILL, WONT)}  # to an option that is wanted, and to any other
+ANSWERS = {WILL: (DO, DONT), DO: (WILL, WONT)}  # the answers to a wanted option and to any other
 WANTED = {WILL: (BINARY, ECHO, SUPPRESS_GO_AHEAD), DO: (BINARY, SUPPRESS_GO_AHEAD)}
 
 
 class Telnet:
-    """The part of telnet that a terminal server needs: every offer gets one answer. A port without
-    telnet sends no offer and so gets no answer."""
+    """The part of the telnet protocol that a terminal server needs: each offer gets one answer. A
+    port without telnet sends no offers, so it gets no answers."""
 
     def __init__(self, answer: Callable[[bytes], None]) -> None:
         self.answer = answer
@@ -249,7 +251,7 @@ class Telnet:
             self.answer(bytes([IAC, agreed if wanted else rejected, option]))
 
     def take_command(self, byte: int) -> bytes:
-        """Takes one byte of a command. Returns the data byte that the command means, if any."""
+        """Takes one byte of a command. Returns a data byte if the command stands for one."""
         self.command.append(byte)
         verb = self.command[1]
         if verb == SB:
@@ -281,7 +283,7 @@ class Telnet:
         if not self.speaks:
             return data
         data = data.replace(b"\xff", b"\xff\xff")
-        # Once our side is binary, a carriage return is a byte like any other.
+        # In binary mode, a carriage return is not followed by a zero byte.
         return data if (DO, BINARY) in self.answered else data.replace(b"\r", b"\r\0")
 
 
@@ -318,7 +320,7 @@ async def open_telnet(console: Console, record: Record, stop: Stop) -> Link:
 
 
 def void(_: object) -> None:
-    """A callback that does nothing."""
+    """Does nothing, for callers that need a callback."""
 
 
 OPEN = {"run": open_run, "shell": open_shell, "ssh": open_ssh, "serial": open_serial,
@@ -326,6 +328,6 @@ OPEN = {"run": open_run, "shell": open_shell, "ssh": open_ssh, "serial": open_se
 
 
 async def open_link(console: Console, record: Record, stop: Stop) -> Link:
-    """Raises LinkLost with the reason when the console cannot be reached."""
+    """Raises LinkLost with the reason if the console cannot be reached."""
     record.note(f"opening {console.text}")
     return await OPEN[console.kind](console, record, stop)

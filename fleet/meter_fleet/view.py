@@ -1,4 +1,4 @@
-"""Finds out from the bytes received what the utility shows now."""
+"""Determines from the received bytes what the utility shows now."""
 
 from __future__ import annotations
 
@@ -8,10 +8,10 @@ from dataclasses import dataclass, field
 from meter_fleet.screens import (Damaged, Menu, Message, Prompt, Question, read_damaged,
                                  read_exchange)
 
-ERASED = ("\b \b", "\x7f \x7f")  # the echoes of a key that takes back a character
+ERASED = ("\b \b", "\x7f \x7f")  # the echoes of a key that erases a character
 ERASING = ("\b", "\b ", "\x7f", "\x7f ")
 PROMPT_END = re.compile(r"==>  |\S: ")
-PROMPT_END_LENGTH = 8  # of "==>  : ", whose bytes may come one at a time
+PROMPT_END_LENGTH = 8  # the length of "==>  : ", whose bytes may come one at a time
 MOST_PENDING = 1 << 16
 # Control sequences that a shell writes before and after the utility.
 TERMINAL_CONTROL = re.compile(r"\x1b\[[0-9;?]*[A-Za-z]")
@@ -20,7 +20,7 @@ CONTROL_BEGINS = re.compile(r"\x1b(?:\[[0-9;?]{0,8})?$")
 
 @dataclass(frozen=True)
 class Line:
-    """A line that ended at a prompt, by Enter or by the utility's time-out."""
+    """A line that ended at a prompt, because of Enter or the utility's time-out."""
 
     prompt: Prompt
     typed: str
@@ -28,16 +28,16 @@ class Line:
 
 @dataclass
 class View:
-    """`prompt`: the present prompt, or None without one.
-    `exact`: the whole exchange before the prompt was in the grammar.
+    """`prompt`: the current prompt, or None if there is none.
+    `exact`: True if the whole exchange before the prompt was in the grammar.
     `messages`: the messages of an exact exchange.
-    `typed`: the line so far, according to its echo.
+    `typed`: the typed line so far, according to its echo.
     `turn`, `erased`, `line_ends`: the numbers of prompts, of erased characters and of line ends.
     `inexact`: the number of prompts whose exchange was not in the grammar.
-    `lines`: the lines that ended, until the owner removes them.
-    `asked`: the questions that came, until the owner removes them.
-    `heard`: all output, until the owner removes it.
-    `pending`: the output after the last line end, while no prompt was found in it."""
+    `lines`: the lines that have ended; the owner removes them.
+    `asked`: the questions that have come; the owner removes them.
+    `heard`: all output; the owner removes it.
+    `pending`: the output after the last line end, as long as it contains no prompt."""
 
     prompt: Prompt | None = None
     exact: bool = True
@@ -51,8 +51,8 @@ class View:
     asked: list[Question | Damaged] = field(default_factory=list)
     heard: str = ""
     pending: str = ""
-    partial: str = ""  # the beginning of an erasure's echo
-    control: str = ""  # the beginning of a terminal's control sequence
+    partial: str = ""  # an incomplete echo of an erasing key
+    control: str = ""  # an incomplete control sequence of a terminal
 
 
 def take_prompt(view: View, prompt: Prompt, exact: bool, messages: tuple[Message, ...]) -> None:
@@ -65,8 +65,8 @@ def take_prompt(view: View, prompt: Prompt, exact: bool, messages: tuple[Message
 
 
 def find_prompt(view: View, text: str) -> str:
-    """Adds output while there is no prompt. Returns the text after the prompt, once there is
-    one."""
+    """Adds output while there is no prompt. If this output completes a prompt, returns the text
+    after the prompt."""
     looked_at = max(len(view.pending) - PROMPT_END_LENGTH, 0)
     view.pending = (view.pending + text)[-MOST_PENDING:]
     if not PROMPT_END.search(view.pending, looked_at):
@@ -119,5 +119,5 @@ def feed(view: View, data: bytes) -> None:
 
 
 def assume_prompt(view: View) -> None:
-    """Treats the present line as a prompt that could not be read."""
+    """Treats the current line as a prompt that could not be read."""
     take_prompt(view, Damaged(is_menu=False), False, ())

@@ -1,7 +1,7 @@
 """Works on one meter, session after session, until its result is known.
 
-A reading counts when a second session read the same. After a save new sessions read every value
-again.
+A reading counts if a second session reads the same values. After a save, new sessions read every
+value again.
 """
 
 from __future__ import annotations
@@ -26,19 +26,19 @@ from meter_fleet.transport import Link, Stop, open_link
 
 MOST_SESSIONS = 20
 MOST_SAVES = 3
-MOST_CONNECTIONS = 3  # in a row that fail
-MOST_LOST = 5  # connections that ended or fell silent, in all
-SILENT_SECONDS = 10.0  # to leave a console that fell silent
-WORK_SECONDS = 900.0  # after which no new session begins
-LEAVE_SECONDS = 4.5  # after a signal
-PAUSES = (0.5, 1.0, 2.0)  # before another connection
+MOST_CONNECTIONS = 3  # the maximum number of failed connections in a row
+MOST_LOST = 5  # the maximum total number of connections that end early or stop answering
+SILENT_SECONDS = 10.0  # the time limit to leave a console that stopped answering
+WORK_SECONDS = 900.0  # after this time, no new session begins
+LEAVE_SECONDS = 4.5  # the time limit to leave after a signal
+PAUSES = (0.5, 1.0, 2.0)  # the pauses before another connection
 FOREIGN_PAUSE = 1.0
-SLOW_SECONDS = 2.8  # for one reading: a second one would end more than six seconds after the start
+SLOW_SECONDS = 2.8  # after a slower reading, a second one would take the work beyond six seconds
 
 
 @dataclass(frozen=True)
 class Reading:
-    """`is_clean`: nothing unexpected came in the session."""
+    """`is_clean`: True if nothing unexpected came in the session."""
 
     values: Mapping[str, str]
     is_clean: bool
@@ -48,9 +48,9 @@ class Reading:
 @dataclass
 class Job:
     """`readings`: the readings since the last save. `held`: the settings of the last reading.
-    `first`: the settings of the last reading before the first save. `tainted`: settings whose save
-    the utility may have reported as failed, in a report that could not be read. They are entered
-    again, even if the menus show them as planned. `saving`: a save began, and its outcome is
+    `first`: the settings of the last reading before the first save. `tainted`: the settings of a
+    save whose report could not be read and may contain a failure. They are entered again, even if
+    the menus show the planned values. `saving`: True if a save has begun and its outcome is
     unknown."""
 
     meter: Meter
@@ -72,7 +72,7 @@ class Job:
     connections_failed: int = 0
     connections_lost: int = 0
     screen_seen: bool = False
-    failed: bool = False  # the utility said that a save failed
+    failed: bool = False  # True if the utility has reported a failed save
 
 
 def say(job: Job, text: str) -> None:
@@ -95,14 +95,15 @@ def menus_of(job: Job) -> list[str]:
 
 
 def offers_init(job: Job) -> bool:
-    """Whether the main menu, which the utility shows, leads to the initialisation."""
+    """Returns True if the main menu offers the initialisation. The utility must show the main
+    menu."""
     assert job.current
     prompt = job.current.dialog.view.prompt
     return isinstance(prompt, Menu) and INIT_LINE in prompt.choices
 
 
 def program_of(job: Job) -> str:
-    """The command line of the utility, with -m when a setting needs it."""
+    """Returns the command line of the utility, with -m if a setting needs it."""
     program = job.meter.program
     needs_init = job.command is Command.SHOW or any(
         SETTINGS[name].menu == "init" for name in job.goal)
@@ -154,8 +155,8 @@ async def end(job: Job) -> None:
 
 
 async def give_up_session(job: Job) -> None:
-    """Leaves a session in which something went wrong. Closes the console when leaving fails, or
-    when it never showed a prompt."""
+    """Leaves a session in which something went wrong. Closes the console if leaving fails, or if
+    the console never showed a prompt."""
     if job.current and job.current.dialog.view.turn == 0:
         await close_link(job)
         return
@@ -167,7 +168,7 @@ async def give_up_session(job: Job) -> None:
 
 
 async def give_up_silent_session(job: Job) -> None:
-    """Leaves a console that did not answer for longer than any stall, with a short limit."""
+    """Leaves a console that did not answer for longer than any stall. The time limit is short."""
     try:
         await asyncio.wait_for(give_up_session(job), SILENT_SECONDS)
     except asyncio.TimeoutError:
@@ -194,7 +195,7 @@ async def read(job: Job, session: Session) -> Reading:
 
 
 def agreeing(readings: list[Reading]) -> int:
-    """The number of equal readings at the end of the list."""
+    """Returns the number of equal readings at the end of the list."""
     count = 0
     for reading in reversed(readings):
         if reading.values != readings[-1].values:
@@ -204,16 +205,17 @@ def agreeing(readings: list[Reading]) -> int:
 
 
 def is_as_foreseen(job: Job) -> bool:
-    """Whether every planned value is as planned, and every other one as before the first save."""
+    """Returns True if every planned setting has its planned value, and every other setting has the
+    value from before the first save."""
     foreseen = {**job.first, **job.goal}
     return bool(job.goal) and all(foreseen.get(name) == text for name, text in job.held.items())
 
 
 def is_believed(job: Job) -> bool:
-    """Whether the last reading counts. Two sessions must read the same, because damage is unlikely
-    to fake the same value twice. After readings that differ, three must agree. One reading is
-    enough when it shows what was foreseen, nothing unexpected came, and a second one would take
-    too long."""
+    """Returns True if the last reading counts. Two sessions must read the same values, because
+    damage is unlikely to fake the same value twice. After readings that differ, three readings must
+    agree. One reading is enough if it shows the expected values, nothing unexpected came, and a
+    second reading would take too long."""
     if not (readings := job.readings):
         return False
     if is_as_foreseen(job) and readings[-1].is_clean and readings[-1].seconds > SLOW_SECONDS:
@@ -232,9 +234,10 @@ def differing(job: Job) -> list[str]:
 
 
 def to_enter(job: Job) -> list[str]:
-    """The settings that a save has to enter: those that differ, those that an earlier save may not
-    have written, and those that the menus would show as planned even if the utility could not
-    read them. Only entering such a value makes sure that the meter has it."""
+    """Returns the settings that must be entered before a save: settings that differ, settings that
+    an earlier save may not have written, and doubtful settings. The menus show the planned value of
+    a doubtful setting even if the utility could not read it. Only entering the value makes sure
+    that the meter has it."""
     differ = differing(job)
     doubtful = {name for name, text in job.goal.items() if sessions.is_doubtful(name, text)}
     return [*differ, *sorted((job.tainted | doubtful) - set(differ))]
@@ -243,7 +246,7 @@ def to_enter(job: Job) -> list[str]:
 # -- results --
 
 def plain(text: str) -> str:
-    """The text of a value whose bytes are UTF-8."""
+    """Returns the text of a value whose bytes are UTF-8."""
     return text.encode("latin-1").decode("utf-8", "backslashreplace")
 
 
@@ -295,8 +298,8 @@ def result_of(job: Job, result: str) -> Result:
 # -- the commands --
 
 async def edit_and_save(job: Job, session: Session, wanted: list[str]) -> None:
-    """Edits and saves, and discards the readings from before the save. An exception before
-    `before_saving` was called means that nothing was saved."""
+    """Edits and saves, and then discards the earlier readings. An exception before the call of
+    `before_saving` means that nothing was saved."""
     report_step(job, "editing")
     await sessions.edit(session, {name: job.goal[name] for name in wanted})
 
@@ -319,7 +322,7 @@ async def edit_and_save(job: Job, session: Session, wanted: list[str]) -> None:
 
 
 async def look(job: Job, session: Session) -> str:
-    """One session of show or check. Returns the result, or "" when another session is needed."""
+    """Runs one session of show or check. Returns the result, or "" if another session is needed."""
     await read(job, session)
     if not is_believed(job):
         return ""
@@ -331,7 +334,7 @@ async def look(job: Job, session: Session) -> str:
 
 
 async def work_once(job: Job, session: Session) -> str:
-    """One session of apply. Returns the result, or "" when another session is needed."""
+    """Runs one session of apply. Returns the result, or "" if another session is needed."""
     await read(job, session)
     wanted = differing(job)
     if is_believed(job):
@@ -367,7 +370,7 @@ def is_hopeless(job: Job) -> bool:
 
 
 async def after_lost_link(job: Job, error: LinkLost) -> str:
-    """Returns a result when connecting again is useless, and "" otherwise."""
+    """Returns a result if another connection is useless, otherwise ""."""
     await close_link(job)
     say(job, str(error))
     job.connections_failed += 1
@@ -391,7 +394,8 @@ def given_up(job: Job) -> str:
 
 
 async def next_result(job: Job) -> str:
-    """Runs one session and handles its failure. Returns the result, or "" to run another one."""
+    """Runs one session and handles its failure. Returns the result, or "" if another session must
+    run."""
     try:
         return await try_session(job)
     except NotOffered as error:
@@ -418,7 +422,7 @@ async def next_result(job: Job) -> str:
 
 
 async def interrupted(job: Job) -> str:
-    """Leaves without saving within LEAVE_SECONDS, or says that it could not."""
+    """Leaves without saving within LEAVE_SECONDS, or adds a message that leaving failed."""
     if job.link:
         job.link.leaving = True
     say(job, "interrupted during a save" if job.saving else "interrupted")
@@ -455,7 +459,7 @@ async def finish(job: Job) -> None:
 
 async def run_meter(meter: Meter, command: Command, record: Record, stop: Stop,
                     on_step: Callable[[str, str], None]) -> Result:
-    """Runs the command on one meter. Failures of the meter or its console become its result."""
+    """Runs the command on one meter. A failure of the meter or its console becomes the result."""
     start = time.monotonic()
     goal = {name: as_text(value) for name, value in meter.settings.items()}
     job = Job(meter, command, record, stop, on_step, {} if command is Command.SHOW else goal)

@@ -1,4 +1,4 @@
-"""Each measurement says what it is for, without measuring."""
+"""Each program in bench/ has a help text, which it prints without measuring."""
 
 import os
 import subprocess

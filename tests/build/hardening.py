@@ -1,4 +1,4 @@
-"""Checks of one program or shared library. They read the file."""
+"""Checks the file of one program or shared library. The checks do not run the program."""
 
 import re
 

@@ -1,4 +1,4 @@
-"""Builds the program against an installed client library: the simulated one, laid out like a meter's."""
+"""Builds the program against an installed client library: the simulated one, in the layout of a meter's."""
 
 import os
 import re

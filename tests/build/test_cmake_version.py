@@ -1,11 +1,11 @@
-"""The CMake files use nothing that is newer than the version that they require."""
+"""The CMake files use no feature that is newer than the CMake version that they require."""
 
 import re
 
 from harness.program import REPOSITORY
 
-# What was added after CMake 3.16 and may tempt. Packing with cpack needs 3.19, as the guide says; the
-# page has presets, which need 3.25.
+# Features that CMake added after version 3.16 and that somebody might use here. Two parts of the project need
+# a later version: cpack needs 3.19, as the guide says, and the presets of the page need 3.25.
 ADDED = {
     (3, 17): r"ZIP_LISTS|CMAKE_CURRENT_FUNCTION|CMAKE_MESSAGE_LOG_LEVEL|message\((CHECK_START|CHECK_PASS)",
     (3, 18): r"cmake_language|ARCHIVE_(CREATE|EXTRACT)|find_(program|library|path|file)\([^)]*REQUIRED|DEVICE_LINK",

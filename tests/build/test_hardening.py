@@ -1,4 +1,4 @@
-"""The installed programs and libraries are hardened. The tests read the files."""
+"""The installed programs and libraries are hardened. The tests read the files and do not run them."""
 
 import json
 

@@ -139,7 +139,7 @@ def check_that_a_live_view_runs(root, meter):
         assert (rejected.returncode, rejected.stderr) == (2, "usage: meter-session METER [ARGUMENT...]\n")
 
 
-# The same as dpkg-shlibdeps prints with the Debian 12 compilers, for the libraries that it knows.
+# For the libraries that dpkg-shlibdeps knows, it prints the same text with the Debian 12 compilers.
 NEEDED = {"meter-settings": "libc6 (>= 2.34), libgcc-s1 (>= 3.3.1), libstdc++6 (>= 11)" if RUN_WITH else
           "libc6 (>= 2.35)", "meter-settings-doc": ""}
 
@@ -154,8 +154,8 @@ def check_what_the_packages_need(packages):
 
 
 def check_the_tarball(folder):
-    """Root owns all files of the tarball. It contains the stripped component with paths from the root
-    directory."""
+    """Root must own all files of the tarball. The paths must start at the root directory, and the programs
+    must be stripped."""
     with tarfile.open(next(folder.glob("meter-settings_*.tar.gz"))) as tarball:
         members = tarball.getmembers()
     assert {member.name for member in members if member.isfile()} == {f"./usr/{name}" for name in PROGRAM_FILES}
@@ -183,7 +183,7 @@ def test_the_packages_hold_the_components_and_lintian_finds_no_fault(tmp_path, p
 
 
 def check_that_a_plan_is_applied_from_the_package(folder, plain_folder):
-    """Uses only the library of the package, on a meter of the package meter-settings-desk."""
+    """Uses only the package's library, on a meter that the package meter-settings-desk created."""
     desk, fleet = folder / "meter-settings-desk" / "usr", folder / "meter-fleet" / "usr"
     output_of(desk / "bin/cdsctl", "init", folder / "fleet-meter")
     console = "run:" + shlex.join(["env", f"METER_SIM_DIR={folder}/fleet-meter",
@@ -199,7 +199,7 @@ def check_that_a_plan_is_applied_from_the_package(folder, plain_folder):
 
 @pytest.mark.skipif(bool(RUN_WITH), reason="the meter's build has no live view, and no page")
 def test_the_page_is_opened(tmp_path, plain_folder):
-    """Tests with a program that opens pages, without one, and without the page."""
+    """Tests three cases: a program can open pages, no program can open pages, and the page is missing."""
     for name in ("bash", "dirname", "readlink", "realpath"):
         (plain_folder / name).symlink_to(shutil.which(name))
     alone = {"PATH": str(plain_folder)}

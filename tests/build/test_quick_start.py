@@ -25,7 +25,7 @@ def test_it_has_five_commands_and_the_first_installs_known_packages():
 
 
 def here(command, places):
-    """Returns the command with this test's directories instead of the guide's."""
+    """Returns the command after replacing the guide's directories with those of this test."""
     for guide, place in places.items():
         command = re.sub(rf"(?<=[ =]){re.escape(guide)}(?=[ /]|$)", shlex.quote(str(place)), command)
     return command

@@ -8,7 +8,7 @@ from harness.program import BUILD, RUN_WITH
 
 pytestmark = pytest.mark.skipif(not RUN_WITH, reason="sizes are the meter's")
 
-# At most, as readelf and strip have them: bytes stripped, bytes that a start loads, relocations.
+# The maximum of each figure: bytes of the stripped file, bytes that a start loads, and relocations.
 LIMITS = {
     "meter-settings": (60_000, 56_500, 330),
     "meter-settings-doctor": (48 * 1024, 45_100, 200),

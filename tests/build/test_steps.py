@@ -36,8 +36,8 @@ def edits_of(section):
 
 
 def applied(text, name, old, new):
-    """Returns the text after the edit. Where only a number differs from the guide's, such as a count that an
-    earlier option raised, the edit raises it by as much as the guide does."""
+    """Returns the text after the edit. A number in the file may differ from the number in the guide, for
+    example because a count has grown. The edit then adds the same difference as in the guide."""
     if old not in text:
         digits = r"\d+".join(map(re.escape, re.split(r"\d+", old)))
         found = re.findall(digits, text)
@@ -58,14 +58,14 @@ def copy_of_the_tree(folder):
 
 
 @pytest.mark.parametrize("section", EXAMPLES)
-def test_each_edit_has_its_place_in_the_tree(section):
+def test_each_edit_can_be_applied_to_the_tree(section):
     edits = list(edits_of(section))
     assert edits
     for name, old, new in edits:
         applied((REPOSITORY / name).read_text(encoding="utf-8"), name, old, new)
 
 
-def test_a_count_is_raised_from_what_it_is():
+def test_an_edit_of_a_count_adds_to_the_current_count():
     assert applied("a = 40  # b\n", "file", "a = 38  # b\n", "a = 39  # b\n") == "a = 41  # b\n"
     with pytest.raises(AssertionError):
         applied("a = 40\na = 41\n", "file", "a = 38\n", "a = 39\n")

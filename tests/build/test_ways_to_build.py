@@ -79,7 +79,7 @@ def test_each_compiler(compiler, library, tmp_path, meter):
     output_of("cmake", "--build", tmp_path / "build")
     program = tmp_path / "build" / "meter-settings"
     assert compiler in (tmp_path / "build" / "CMakeCache.txt").read_text() + file.read_text()
-    # clang has no checked forms of the calls that the programs make.
+    # The programs make no calls for which clang has checked versions.
     check_programs(program.parent, library / "lib", meter, calls_checked="clang" not in compiler)
 
 

@@ -33,7 +33,8 @@ def toolchain():
 
 
 def sources_for(build):
-    """A link to the sources next to a build directory: make takes no path with a colon."""
+    """Returns a link to the sources in the parent of a build directory, because make rejects a path with a
+    colon, which the project's own path may contain."""
     link = build.with_name("source")
     if not link.is_symlink():
         link.symlink_to(REPOSITORY)
@@ -69,7 +70,7 @@ def check_that_it_runs(program, libraries, meter):
 
 
 def check_that_the_doctor_runs(program, libraries, meter):
-    """An examination of the simulated meter, in which nothing is wrong."""
+    """Runs the doctor on the simulated meter. It must find no error."""
     with tempfile.TemporaryDirectory() as plain:
         os.symlink(libraries, f"{plain}/lib")
         done = run([*with_libraries_of(f"{plain}/lib"), program], {**os.environ, **meter.environment()}, b"")

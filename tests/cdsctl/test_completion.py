@@ -1,4 +1,4 @@
-"""Completion in real shells: the tests type keys, including TAB, at the prompts."""
+"""Completion in real shells. The tests type keys, including TAB, at the shells' prompts."""
 
 import json
 import re
@@ -53,7 +53,7 @@ class Shell:
         assert self.run("echo ready") == "ready\n"
 
     def run(self, keys):
-        """Types the keys and Enter. Returns the output of the command that is then on the line."""
+        """Types the keys and Enter. Returns the output of the command line that the shell has completed."""
         self.answers += 1
         output = self.folder / f"answer{self.answers}"
         self.process.send(keys)
@@ -143,7 +143,7 @@ def words_of_set(shell, keys):
 
 @pytest.mark.parametrize("value", VALUES)
 def test_a_value_is_completed_exactly_whatever_quote_is_open(shell, meter, value):
-    (shell.folder / "home").mkdir()  # named like a value; completed as a file, it would end with "/"
+    (shell.folder / "home").mkdir()  # has the name of a value; a completion as a file would add "/"
     meter.change({"/v": value})
     if value in NOT_OFFERED[shell.name]:
         assert words_of_set(shell, "cdsctl set /v \t") == ["/v"]
@@ -182,7 +182,7 @@ def test_completion_runs_no_command_on_the_line(shell):
 
 
 @pytest.mark.parametrize("shell", ["bash"], indirect=True)
-def test_a_variable_on_the_line_is_its_value(shell):
+def test_a_variable_on_the_line_is_replaced_with_its_value(shell):
     other = shell.folder / "other"
     other.mkdir()
     (other / "store.toml").write_text(toml_text({"/Only/here": 7}))

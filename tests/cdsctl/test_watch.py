@@ -48,7 +48,7 @@ class Watch:
         self.said = Lines(self.process.stderr)
 
     def stop(self):
-        """Ends the watch with a signal that it handles if possible, because only then it writes its coverage
+        """Ends the watch. Sends a signal that the watch handles, if possible, so that it writes its coverage
         counts."""
         self.process.terminate()
         try:
@@ -68,7 +68,7 @@ def watching(meter):
         def start(*arguments, prefix=(), folder=meter.folder, **options):
             watch = Watch(meter, arguments, prefix, **options)
             stack.enter_context(watch.process)
-            stack.callback(watch.process.kill if prefix else watch.stop)  # strace cannot be stopped this way
+            stack.callback(watch.process.kill if prefix else watch.stop)  # `stop` does not end strace
             assert watch.said.next() == f"cdsctl: watching {folder}"
             return watch
         yield start
@@ -129,7 +129,7 @@ def test_an_unreadable_store_is_reported_once_and_does_not_end_the_watch(meter, 
     store = meter.folder / "store.toml"
     store.write_text('"/a" = 1\n"/b" =\n')
     assert watch.said.next().startswith(f"cdsctl: {store}:2: ")
-    store.write_text('"/a" = 1\n"/b" =\n')  # the same error again
+    store.write_text('"/a" = 1\n"/b" =\n')  # causes the same error again
     assert not select.select([watch.said.descriptor], [], [], 0.5)[0]
     store.unlink()
     assert watch.said.next() == f"cdsctl: {store}: cannot be read: No such file or directory"
@@ -213,7 +213,7 @@ def test_the_watch_ends_when_the_directory_is_removed(meter, watching):
     watch = watching()
     shutil.rmtree(meter.folder)
     said = watch.said.next()
-    while "store.toml" in said:  # the file in it is removed first
+    while "store.toml" in said:  # the store is removed before the directory
         said = watch.said.next()
     assert said == f"cdsctl: {meter.folder}: the folder is gone"
     assert watch.process.wait(STEP_LIMIT) == 3
@@ -310,7 +310,7 @@ def test_a_change_of_the_second_link_is_followed(meter, target, watching):
     assert watch.said.next() == f"cdsctl: {meter.folder}/store.toml: cannot be read: No such file or directory"
     link.symlink_to(other)
     assert watch.shown.next() == f"{FORM}: 3 -> 5"
-    target.write_text("")  # no longer the store
+    target.write_text("")  # this file is no longer the store
     other.write_text(other.read_text().replace(f'"{FORM}" = 5', f'"{FORM}" = 6'))
     assert watch.shown.next() == f"{FORM}: 5 -> 6"
 
@@ -330,6 +330,12 @@ def test_a_store_that_becomes_a_link_is_followed(meter, watching):
 def test_the_watch_ends_when_the_directory_behind_a_link_is_removed(meter, target, watching):
     watch = watching()
     shutil.rmtree(target.parent)
+    assert said_at_the_end(watch) == f"cdsctl: {meter.top}/first/../second: the folder is gone"
+
+
+def test_the_watch_ends_when_the_directory_behind_a_link_is_renamed(meter, target, watching):
+    watch = watching()
+    target.parent.rename(meter.top / "third")
     assert said_at_the_end(watch) == f"cdsctl: {meter.top}/first/../second: the folder is gone"
 
 
@@ -353,8 +359,8 @@ def test_only_the_directory_wakes_the_watch(meter, watching):
     watch = watching(prefix=("strace", "-f", "-o", str(trace)))
 
     def settled():
-        """Returns the calls so far, when the last one is a wait without a time-out and no more follow for a
-        while."""
+        """Waits until the last call is a wait without a time-out. Returns the calls so far. Fails if more
+        calls follow."""
         wait_until(lambda: re.search(r"poll\([^\n]*, -1(, NULL, \d+)?\s*\Z", trace.read_text()), trace.read_text)
         calls = trace.read_text()
         time.sleep(1.5)
@@ -362,7 +368,7 @@ def test_only_the_directory_wakes_the_watch(meter, watching):
         return calls
 
     def names(calls):
-        """Leaves out the arguments, because their paths may contain any word."""
+        """Returns the calls without their arguments, because a path may contain any word."""
         return " ".join(re.findall(r"^\d+ +(\w+)\(", calls, re.M))
 
     calls = settled()
@@ -375,6 +381,6 @@ def test_only_the_directory_wakes_the_watch(meter, watching):
     assert not re.search("sleep|timer|alarm", names(woken))
     assert not re.search(r" poll\([^\n]*, \d+\)", woken)
     before = len(calls) + len(woken)
-    (meter.folder / "faults.toml").write_text("")  # wakes the watch, which reads no file
+    (meter.folder / "faults.toml").write_text("")  # wakes the watch, but the watch reads no file
     wait_until(lambda: len(trace.read_text()) > before, trace.read_text)
     assert "open" not in names(settled()[before:])

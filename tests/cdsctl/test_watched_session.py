@@ -28,7 +28,7 @@ def folder():
     (made / "tmp").mkdir()
     shutil.copy(FACTORY, made / "meter" / "store.toml")
     yield made
-    wait_until(lambda: not processes_on(made), lambda: processes_on(made))  # they also remove files
+    wait_until(lambda: not processes_on(made), lambda: processes_on(made))  # they remove files too
     shutil.rmtree(made)
 
 
@@ -127,7 +127,7 @@ def test_the_utility_has_the_keyboard_and_enough_columns(tmux, folder):
     widths = dict(line.split() for line in tmux("list-panes", "-F", "#{pane_id} #{pane_width}").splitlines())
     assert int(widths[tmux.first]) >= 80 and int(widths[view]) >= 40
     assert tmux("display-message", "-p", "#{pane_id}").strip() == tmux.first
-    assert ".  Velmora II Initialization" in tmux.text(tmux.first)  # the argument -m reached it
+    assert ".  Velmora II Initialization" in tmux.text(tmux.first)  # this line needs the argument -m
 
 
 def test_leaving_the_utility_restores_tmux_and_removes_temporary_files(tmux, folder):
@@ -234,16 +234,21 @@ def test_closing_the_terminal_ends_the_session(folder):
 
 
 def restore_signals():
-    """Runs in a new process, which would ignore an interrupt if these tests run in the background."""
+    """Runs in the new process. Restores the default action for interrupts, because tests in the background
+    ignore them."""
     for number in (signal.SIGINT, signal.SIGTERM):
         signal.signal(number, signal.SIG_DFL)
 
 
-@pytest.mark.parametrize("signal_of_end", [signal.SIGINT, signal.SIGTERM])
-def test_without_tmux_the_commands_for_two_terminals_are_printed(folder, plain_folder, signal_of_end):
+def path_without_tmux(plain_folder):
     for tool in ("bash", "env", "readlink", "realpath", "mktemp", "tail", "sed", "sh", "cat"):
         (plain_folder / tool).symlink_to(shutil.which(tool))
-    surroundings = environment(folder, PATH=str(plain_folder))
+    return str(plain_folder)
+
+
+@pytest.mark.parametrize("signal_of_end", [signal.SIGINT, signal.SIGTERM])
+def test_without_tmux_the_commands_for_two_terminals_are_printed(folder, plain_folder, signal_of_end):
+    surroundings = environment(folder, PATH=path_without_tmux(plain_folder))
     done = subprocess.run([SESSION, BUILD, folder / "meter", "-m"], env=surroundings, capture_output=True,
                           text=True, timeout=STEP_LIMIT)
     assert (done.returncode, done.stderr) == (0, "")
@@ -261,6 +266,17 @@ def test_without_tmux_the_commands_for_two_terminals_are_printed(folder, plain_f
         view.send_signal(signal_of_end)
         view.communicate(timeout=STEP_LIMIT)
     wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
+
+
+def test_the_printed_commands_work_in_any_directory(folder, plain_folder):
+    surroundings = environment(folder, PATH=path_without_tmux(plain_folder), TMPDIR="tmp")
+    done = subprocess.run([SESSION, BUILD, folder / "meter"], cwd=folder, env=surroundings, capture_output=True,
+                          text=True, timeout=STEP_LIMIT)
+    made, = (folder / "tmp").iterdir()
+    first, second = re.findall(r"^    (.*)$", done.stdout, re.M)
+    for line, word in ((first, f"METER_SIM_TRACE={made}/calls"), (second, f"{made}/calls")):
+        words = subprocess.run(["bash", "-c", f"printf '%s\\n' {line}"], capture_output=True, text=True, check=True)
+        assert word in words.stdout.splitlines()
 
 
 # A file name has at most 255 bytes.
@@ -302,7 +318,7 @@ def test_in_a_small_pane_the_utility_runs_without_the_view(folder, tmux):
 # -- the output of a utility that ends --
 
 def a_utility(folder, script):
-    """Creates a directory of programs in which the utility is this script."""
+    """Creates a directory of programs. Its meter-settings is this script."""
     programs = folder / "programs"
     programs.mkdir()
     (programs / "cdsctl").symlink_to(BUILD / "cdsctl")
@@ -396,6 +412,13 @@ def test_meter_session_exits_with_3_if_it_cannot_create_the_meter(folder, meter_
     session = meter_session(name)
     assert ended(session, prompt=None) == 3
     assert session.before.strip()
+
+
+def test_meter_session_exits_with_3_in_a_removed_directory(folder, meter_session):
+    done = subprocess.run(["sh", "-ec", 'mkdir gone; cd gone; rmdir ../gone; exec "$0" meter',
+                           folder / "root" / "bin" / "meter-session"], cwd=folder, env=environment(folder),
+                          capture_output=True, text=True, timeout=STEP_LIMIT)
+    assert done.returncode == 3 and "realpath: " in done.stderr, done
 
 
 @pytest.mark.parametrize("temporary", ["missing", "meter/store.toml"])

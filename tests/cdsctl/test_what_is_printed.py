@@ -94,7 +94,7 @@ def test_get_as_json_has_null_for_a_missing_leaf(cdsctl, answer):
 
 @pytest.fixture
 def dumped(meter):
-    """Returns a dump. Since then, two leaves of the meter have changed and one is new."""
+    """Returns a dump. After the dump, the fixture changes two leaves of the meter and adds one."""
     dump = meter.top / "dump.toml"
     dump.write_text(toml_text(meter.leaves()))
     meter.change({FORM: 5, "/VMIC/Extra/Value": 'a "b"'}, [ENCLOSURE])
@@ -191,11 +191,12 @@ def test_the_option_c_overrides_the_environment(meter, answer):
         assert answer(*option, "get", ENCLOSURE, environment=elsewhere) == "S\n"
         assert answer("get", *option, ENCLOSURE, environment=elsewhere) == "S\n"
         assert answer("get", ENCLOSURE, *option, environment={}) == "S\n"
-    assert answer("-C", "/nonexistent", "-C", str(meter.folder), "get", ENCLOSURE) == "S\n"  # the last one counts
+    # The last -C counts.
+    assert answer("-C", "/nonexistent", "-C", str(meter.folder), "get", ENCLOSURE) == "S\n"
 
 
 @pytest.mark.skipif(bool(RUN_WITH) or b"__asan_init" in CDSCTL.read_bytes(),
-                    reason="the emulator and the sanitizer need more memory than is left here")
+                    reason="the emulator and the sanitizer need more memory than the limit of the test")
 @pytest.mark.parametrize("large, words, reported", [
     ("store.toml", ["list"], "{}: cannot be read: Cannot allocate memory"),
     ("other.toml", ["diff", "{}"], "std::bad_alloc"),

@@ -38,7 +38,7 @@ def test_set_prints_nothing_and_writes_sorted_keys(meter, answer, store):
 
 def test_set_writes_several_leaves_atomically(meter, new_leaves, store):
     before = store.stat().st_ino
-    os.link(store, meter.top / "kept")  # so that the inode number of the old file is not reused
+    os.link(store, meter.top / "kept")  # keeps the old inode, so that the new file gets another number
     assert new_leaves("set", ENCLOSURE, "RK", FORM, "5", NEW, "true") == [f'"{NEW}"']
     assert meter.difference() == [f'~ "{FORM}" = 3 -> 5', f'~ "{ENCLOSURE}" = "S" -> "RK"', f'+ "{NEW}" = true']
     assert store.stat().st_ino != before

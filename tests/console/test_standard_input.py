@@ -59,7 +59,7 @@ def test_pipe_and_terminal_show_the_same_bytes(meter):
     (meter.folder / "store.toml").write_text(FACTORY.read_text())
     console = Console(command(UTILITY), meter.environment())
     try:
-        while not console.pending.endswith(PROMPT):  # from here on the terminal does not echo keys
+        while not console.pending.endswith(PROMPT):  # after the first prompt, the terminal does not echo keys
             assert console.receive(STEP_LIMIT)
         console.send(KEYS)
         assert console.finish() == "exit 0"

@@ -1,4 +1,4 @@
-"""The system calls of the program at a terminal. They do not show on a screen, but on a slow line."""
+"""The system calls of the program at a terminal. Their number matters on a slow line."""
 
 import re
 import shlex

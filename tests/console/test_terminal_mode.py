@@ -1,4 +1,4 @@
-"""The changes of the program to its terminal, and that it restores all of them."""
+"""The program's changes to the attributes of its terminal, and the restoring of all attributes."""
 
 import os
 import pathlib
@@ -75,7 +75,7 @@ def test_the_initial_attributes_are_restored_even_if_they_change_during_the_sess
 
 
 @pytest.mark.parametrize("key", [b"\x03", b"\x1a", b"\x1c"], ids=["Ctrl-C", "Ctrl-Z", "Ctrl-backslash"])
-def test_the_keys_of_signals_do_nothing(on_terminal, key):
+def test_keys_that_send_signals_have_no_effect(on_terminal, key):
     console = on_terminal()
     until_prompt(console)
     console.take()
@@ -92,7 +92,7 @@ def test_a_hang_up_ends_the_program_and_nothing_is_written(on_terminal, meter):
     console = on_terminal()
     until_prompt(console)
     console.send(b"2\r10.0.0.1\r")
-    while b"10.0.0.1 " not in console.pending:  # on the next screen
+    while b"10.0.0.1 " not in console.pending:  # until the next screen shows the address
         assert console.receive(STEP_LIMIT), console.history()
     console.hang_up()
     assert console.finish() == "killed by SIGHUP"

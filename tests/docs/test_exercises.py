@@ -1,4 +1,4 @@
-"""The solution of each exercise in docs/exercises solves it, and a session without a save does not."""
+"""Each exercise in docs/exercises is solved by its solution, and not by a session without a save."""
 
 import re
 import subprocess

@@ -35,7 +35,7 @@ def test_the_options_that_meter_fleet_knows_are_current():
     check(options.FLEET, options.for_fleet())
 
 
-def test_every_generated_part_is_on_a_page_between_its_marks():
+def test_every_generated_part_is_on_a_page_between_its_comments():
     text = "".join(made.present(page) for page in PAGES.values())
     assert {match[2] for match in made.PART.finditer(text)} == set(made.PARTS)
     assert len(made.PART.findall(text)) == text.count("<!-- made by ") == text.count("<!-- end -->")

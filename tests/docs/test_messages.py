@@ -25,8 +25,8 @@ HELP_HEADS = ("help", "legend", "enclosure_codes", "_names")
 
 
 def texts():
-    """Yields (where, kind, line) for every line of every text of the program. A "fragment" is a part of a
-    text. The guides show "help" as pictures, and "option" on the generated pages."""
+    """Yields (where, kind, line) for every line of every text of the program. The kind "fragment" is a part
+    of a text. The guides show "help" lines in pictures, and "option" lines on the generated pages."""
     for path, head, text in literals.program_texts():
         if path.name in LEAF_FILES or LEAF_PATH.fullmatch(text):
             continue

@@ -30,7 +30,7 @@ DRILLS = {
 
 @pytest.fixture
 def cdsctl_in_path(tmp_path, plain_folder):
-    """Runs commands of the guide in tmp_path, with cdsctl in PATH. Returns what they print."""
+    """Runs commands of the guide in tmp_path, with cdsctl in PATH. Returns the finished process."""
     (plain_folder / "cdsctl").symlink_to(CDSCTL)
 
     def run(script, meter=""):
@@ -57,7 +57,7 @@ def class_of_ten(cdsctl_in_path, tmp_path):
     return sorted((tmp_path / "class").iterdir())
 
 
-def test_one_command_makes_ten_meters_with_serial_numbers_of_their_own(class_of_ten, cdsctl_in_path):
+def test_one_command_makes_ten_meters_with_different_serial_numbers(class_of_ten, cdsctl_in_path):
     factory = tomllib.loads(FACTORY.read_text(encoding="utf-8"))
     assert [meter.name for meter in class_of_ten] == [f"{n:02}" for n in range(1, 11)]
     for n, meter in enumerate(class_of_ten, 261900101):

@@ -1,4 +1,4 @@
-"""The doctor on a terminal: what it says of it, the Backspace key, and that it leaves it as it was."""
+"""The doctor's findings about the terminal and the Backspace key. The doctor must restore the terminal."""
 
 import fcntl
 import os
@@ -16,7 +16,8 @@ QUESTION = b"Press the Backspace key: "
 
 
 def open_console(meter, *arguments, prepare=as_usual, columns=80):
-    """The doctor on a terminal of so many columns, which stays after its end."""
+    """Starts the doctor on a terminal with this number of columns. The terminal stays open after the doctor
+    ends."""
     console = Console(["sh", "-c", 'read go; exec "$@"', "sh", *command(DOCTOR, *arguments)],
                       meter.environment(), prepare, controlling=False)
     fcntl.ioctl(console.terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
@@ -80,7 +81,7 @@ def test_the_backspace_key(meter, keys, wanted):
 
 
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
-def test_the_terminal_is_put_back_when_a_signal_ends_the_wait_for_a_key(meter, number):
+def test_the_terminal_is_restored_when_a_signal_ends_the_wait_for_a_key(meter, number):
     console = open_console(meter, "--keys")
     wait_for_question(console)
     console.process.send_signal(number)
@@ -92,7 +93,7 @@ def test_the_terminal_is_put_back_when_a_signal_ends_the_wait_for_a_key(meter, n
 
 
 @pytest.mark.skipif(bool(RUN_WITH), reason="the emulator reports no hang-up")
-def test_a_terminal_that_goes_away_ends_the_wait_for_a_key(meter):
+def test_closing_the_terminal_ends_the_wait_for_a_key(meter):
     ours, theirs = os.openpty()
     process = subprocess.Popen(command(DOCTOR, "--keys"), env=meter.environment(), stdin=theirs,
                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
@@ -103,7 +104,7 @@ def test_a_terminal_that_goes_away_ends_the_wait_for_a_key(meter):
     assert b"  note   no key was pressed\n" in output
 
 
-@pytest.mark.skipif(bool(RUN_WITH), reason="the emulator takes the signal, and the wait for the key ends")
+@pytest.mark.skipif(bool(RUN_WITH), reason="the emulator handles the signal and ends the wait for the key")
 def test_an_ignored_signal_stays_ignored(meter):
     console = Console(["sh", "-c", 'trap "" HUP; read go; exec "$@"', "sh", *command(DOCTOR, "--keys")],
                       meter.environment(), controlling=False)
@@ -116,5 +117,5 @@ def test_an_ignored_signal_stays_ignored(meter):
     console.close()
 
 
-def test_the_key_is_not_asked_for_where_there_is_no_terminal(meter):
+def test_without_a_terminal_the_doctor_asks_for_no_key(meter):
     assert QUESTION not in run(meter.environment(), "--keys").stderr

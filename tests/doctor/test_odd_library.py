@@ -1,4 +1,4 @@
-"""The doctor names each misbehaviour of a client library that misbehaves on purpose."""
+"""The doctor reports each misbehaviour of a client library that misbehaves on purpose."""
 
 import os
 import tomllib
@@ -10,7 +10,7 @@ from harness.meter import FACTORY
 LEAVES = tomllib.loads(FACTORY.read_text())
 CODES = {bool: "1", int: "3", str: "6"}
 
-# Each misbehaviour, the result, and how the finding begins that names it.
+# Each entry has a misbehaviour, the kind of the finding that reports it, and the beginning of that finding.
 NAMED = (
     ("no-connection", "wrong", "the store cannot be reached"),
     ("no-sh-file", "wrong", "system() has no shell: /bin/sh is missing"),
@@ -78,7 +78,7 @@ def store_text(leaves):
 
 @pytest.fixture
 def meter(tmp_path):
-    """A function that runs the doctor on a library with this misbehaviour, and the file of its store."""
+    """Returns a function that runs the doctor on a library with a misbehaviour, and the file of its store."""
     store = tmp_path / "store"
     store.write_text(store_text(LEAVES | {SCRATCH: "as it was"}))
 
@@ -94,7 +94,7 @@ def no_commands(found):
     return [message for message in found if not message.startswith("command ")]
 
 
-def test_nothing_is_wrong_with_a_library_that_behaves(meter):
+def test_the_doctor_finds_no_error_in_a_correct_library(meter):
     examined, store = meter
     before = store.read_text()
     found = examined("", "--write-test", SCRATCH)
@@ -106,7 +106,7 @@ def test_nothing_is_wrong_with_a_library_that_behaves(meter):
 
 
 @pytest.mark.parametrize("misbehaviour, result, wanted", NAMED)
-def test_a_misbehaviour_is_named(meter, misbehaviour, result, wanted):
+def test_each_misbehaviour_is_reported(meter, misbehaviour, result, wanted):
     examined, _ = meter
     found = examined(misbehaviour, "--write-test", SCRATCH)
     assert [message for message in found.of(result) if message.startswith(wanted)], found.output
@@ -129,7 +129,7 @@ def test_the_scratch_leaf_is_restored_under_every_misbehaviour(meter, misbehavio
 
 
 @pytest.mark.parametrize("misbehaviour", sorted(CANNOT_RESTORE))
-def test_a_scratch_leaf_that_cannot_be_restored_is_named_with_its_value(meter, misbehaviour):
+def test_a_scratch_leaf_that_cannot_be_restored_is_reported_with_its_value(meter, misbehaviour):
     examined, _ = meter
     found = examined(misbehaviour, "--write-test", SCRATCH)
     assert f'{SCRATCH} cannot be restored; it was a string: "as it was"' in found.of("wrong")
@@ -144,24 +144,24 @@ def test_a_scratch_leaf_that_was_missing_is_removed_again(meter, misbehaviour):
     assert store.read_text() == before
 
 
-def test_a_scratch_leaf_that_cannot_be_removed_is_named(meter):
+def test_a_scratch_leaf_that_cannot_be_removed_is_reported(meter):
     examined, store = meter
     store.write_text(store_text(LEAVES))
     found = examined("clear-only-empties", "--write-test", SCRATCH)
     assert f"{SCRATCH} was missing and cannot be removed" in found.of("wrong")
 
 
-WRITES = 11  # of a whole test, the last one restores the leaf
+WRITES = 11  # the number of writes in a whole run; the last one restores the leaf
 
 
-def test_the_number_of_writes_is_as_the_next_test_needs_it(meter):
+def test_a_run_makes_this_number_of_writes(meter):
     examined, _ = meter
     assert examined(f"signal-at-write={WRITES}", "--write-test", SCRATCH).status == 143
     assert examined(f"signal-at-write={WRITES + 1}", "--write-test", SCRATCH).status == 1
 
 
 @pytest.mark.parametrize("write", range(1, WRITES + 1))
-def test_the_scratch_leaf_is_restored_when_a_signal_comes_during_a_write(meter, write):
+def test_the_scratch_leaf_is_restored_after_a_signal_during_a_write(meter, write):
     examined, store = meter
     before = store.read_text()
     found = examined(f"signal-at-write={write}", "--write-test", SCRATCH)
@@ -170,7 +170,7 @@ def test_the_scratch_leaf_is_restored_when_a_signal_comes_during_a_write(meter, 
     assert found.of("ok")[-1] == f"{SCRATCH} is restored"
 
 
-def test_commands_are_wrong_where_there_is_a_shell_and_noted_where_there_is_none(meter):
+def test_a_missing_command_is_an_error_with_a_shell_and_a_note_without_one(meter):
     examined, _ = meter
     assert "command vmkeys is missing" in examined("").of("wrong")
     without = examined("no-shell")

@@ -1,4 +1,4 @@
-"""The doctor on the simulated meter: complete, with each leaf missing or of another type, with faults."""
+"""The doctor on simulated meters: a complete one, ones with a missing or wrong leaf, and ones with faults."""
 
 import json
 import os
@@ -17,7 +17,7 @@ PORT = NETWORK + "Interface/1/"
 SCREEN_LEAVES = [path for path in LEAVES if path.startswith((NETWORK, "/VMIC/", "/VMC/PrimCfg/"))
                  and not path.startswith("/VMIC/Options/")]
 WRITTEN_LEAVES = [path for path in LEAVES if path not in SCREEN_LEAVES]
-# The utility never removes these, so they must be there.
+# The utility never removes these leaves, so they must exist.
 ALWAYS_THERE = [PORT + name + "/Value" for name in (
     "DHCP Enabled", "MAC Address", "Link Enabled", "Media Type/Supported Types")] + WRITTEN_LEAVES
 NUMBERS = [path for path in LEAVES if path.startswith("/VMC/PrimCfg/")]
@@ -26,7 +26,7 @@ OTHER_VALUES = (True, 1, "1")
 
 
 def examine(leaves, *arguments, faults=""):
-    """The report on a meter with these leaves, whose store must be the same afterwards."""
+    """Returns the report on a meter with these leaves. Checks that the doctor does not change the store."""
     meter = Meter("doctor", leaves, faults)
     found = report(meter.environment(), *arguments)
     assert meter.leaves() == leaves, found.output
@@ -38,7 +38,7 @@ def test_the_tables_of_this_file_are_complete():
     assert (len(SCREEN_LEAVES), len(WRITTEN_LEAVES)) == (16, 4 + 38 + 5)
 
 
-def test_a_complete_meter_has_no_fault():
+def test_the_doctor_finds_no_error_on_a_complete_meter():
     found = examine(LEAVES)
     assert found.status == 0
     assert found.of("wrong") == []
@@ -46,14 +46,14 @@ def test_a_complete_meter_has_no_fault():
     assert len(found.of("ok", "Leaves")) == 16 + 3
 
 
-def test_a_write_test_leaves_the_store_as_it_was():
+def test_a_write_test_restores_the_store():
     for leaves in (LEAVES, *(LEAVES | {SCRATCH: value} for value in ("text", "", 7, False))):
         found = examine(leaves, "--write-test", SCRATCH)
         assert found.status == 0, found.output
         assert f"{SCRATCH} is restored" in found.of("ok")
 
 
-def test_nothing_is_written_unless_it_is_asked_for():
+def test_without_a_write_test_nothing_is_written():
     meter = Meter("doctor-calls", LEAVES)
     report(meter.environment())
     calls = {json.loads(call)["call"] for call in meter.calls()}
@@ -75,7 +75,7 @@ def test_a_write_test_writes_no_leaf_of_the_utility():
 
 
 @pytest.mark.parametrize("path", LEAVES)
-def test_a_missing_leaf_is_named(path):
+def test_a_missing_leaf_is_reported(path):
     found = examine({other: value for other, value in LEAVES.items() if other != path})
     kind = "wrong" if path in ALWAYS_THERE else "note"
     others = "note" if kind == "wrong" else "wrong"
@@ -86,7 +86,7 @@ def test_a_missing_leaf_is_named(path):
 
 
 @pytest.mark.parametrize("path", LEAVES)
-def test_a_leaf_of_another_type_is_named(path):
+def test_a_leaf_of_another_type_is_reported(path):
     for value in OTHER_VALUES:
         if type(value) is type(LEAVES[path]):
             continue
@@ -118,14 +118,14 @@ SHOWN = (
 
 
 @pytest.mark.parametrize("change, wanted", SHOWN)
-def test_what_the_menu_shows_is_told(change, wanted):
+def test_the_doctor_reports_the_text_on_the_menu(change, wanted):
     found = examine(LEAVES | change)
     messages = [message for kind in ("ok", "note", "wrong") for message in found.of(kind, "Leaves")]
     assert wanted in messages, messages
 
 
-def test_the_utility_shows_what_the_doctor_says():
-    """Runs both on the same odd meter. The utility's screens contain the texts that the doctor quotes."""
+def test_the_utility_shows_the_texts_that_the_doctor_quotes():
+    """Runs the doctor and the utility on the same unusual meter."""
     leaves = LEAVES | {path: value for change, _ in SHOWN[:8] for path, value in change.items()}
     found = examine(leaves)
     meter = Meter("doctor-screens", leaves)
@@ -182,7 +182,7 @@ FAULTS = (
 
 
 @pytest.mark.parametrize("call, rest, kind, wanted, status", FAULTS)
-def test_a_fault_is_named(call, rest, kind, wanted, status):
+def test_a_fault_is_reported(call, rest, kind, wanted, status):
     fault = f'[[fault]]\ncall = "{call}"\n{rest}\n'
     found = examine(LEAVES | {SCRATCH: "as it was"}, "--write-test", SCRATCH, faults=fault)
     assert [message for message in found.of(kind) if message.startswith(wanted)], found.output
@@ -190,7 +190,7 @@ def test_a_fault_is_named(call, rest, kind, wanted, status):
         assert found.status == status
 
 
-def test_a_store_that_cannot_be_reached_leaves_the_other_groups():
+def test_the_other_groups_are_reported_if_the_store_cannot_be_reached():
     found = report({**os.environ, "METER_SIM_DIR": "/nonexistent"})
     assert found.status == 3
     groups = [finding["group"] for finding in found.findings]
@@ -222,14 +222,14 @@ def test_wrong_usage(environment, arguments, wanted):
     assert wanted in done.stderr.decode()
 
 
-def test_a_help_that_cannot_be_written_is_an_error(environment):
+def test_a_failure_to_write_the_help_is_an_error(environment):
     with open("/dev/full", "wb") as full:
         done = subprocess.run(command(DOCTOR, "--help"), env=environment, stdout=full, timeout=STEP_LIMIT,
                               check=False)
     assert done.returncode == 1
 
 
-def test_the_text_says_below_a_problem_what_to_do_and_names_the_leaf():
+def test_the_text_has_advice_and_the_leaf_below_a_problem():
     path = PORT + "DHCP Enabled/Value"
     meter = Meter("doctor-text", LEAVES | {path: 0})
     lines = run(meter.environment()).stdout.decode().splitlines()
@@ -241,7 +241,7 @@ def test_the_text_says_below_a_problem_what_to_do_and_names_the_leaf():
 @pytest.mark.parametrize("path, shown", [
     ("/Scratch/Value", "/Scratch"), ("/Scratch/Name", "/Scratch/Name"), ("/S", "/S"), ("/Value", "/Value"),
 ])
-def test_the_text_shortens_a_path_that_ends_as_all_do(environment, path, shown):
+def test_the_text_shortens_paths_with_the_usual_beginning_and_end(environment, path, shown):
     text = run(environment, "--write-test", path).stdout.decode()
     assert f"  ok     {shown} is restored\n" in text
 
@@ -273,7 +273,7 @@ def test_the_text_and_the_json_have_the_same_findings(environment):
             "Library", "Leaves", "Writing", "Console", "System")
 
 
-def test_a_report_that_cannot_be_written_is_an_error(environment):
+def test_a_failure_to_write_the_report_is_an_error(environment):
     with open("/dev/full", "wb") as full:
         done = subprocess.run(command(DOCTOR), env=environment, stdin=subprocess.DEVNULL, stdout=full,
                               stderr=subprocess.PIPE, timeout=STEP_LIMIT, check=False)

@@ -1,4 +1,4 @@
-"""What the doctor says of the commands and of the machine."""
+"""The doctor's findings about the commands and the machine."""
 
 import os
 import platform
@@ -12,7 +12,7 @@ NAMES = ("sernetpwreset.sh", "fw_reset.sh", "vmkeys", "rm", "sh")
 
 @pytest.fixture
 def examined(tmp_path):
-    """A function that runs the doctor with this PATH, on a library whose system() has a shell."""
+    """Returns a function that runs the doctor with a PATH, on a library whose system() has a shell."""
     store = tmp_path / "store"
     store.write_text("")
 
@@ -39,7 +39,7 @@ def make(folder, mode):
     return folder
 
 
-def test_every_command_of_the_utility_is_looked_for(examined, plain_folder):
+def test_the_doctor_searches_every_command_of_the_utility(examined, plain_folder):
     folder = make(plain_folder / "a b'c", 0o755)
     found = commands(examined(f"/nonexistent:{folder}"))
     for name in NAMES:
@@ -49,24 +49,24 @@ def test_every_command_of_the_utility_is_looked_for(examined, plain_folder):
     assert len(network) == 1
 
 
-def test_a_command_that_is_not_executable_is_named(examined, plain_folder):
+def test_a_command_that_is_not_executable_is_reported(examined, plain_folder):
     folder = make(plain_folder / "bin", 0o644)
     found = commands(examined(f"{folder}:/nonexistent"))
     assert ("wrong", f'command vmkeys is not executable: "{folder}/vmkeys"') in found
 
 
-def test_an_executable_one_further_on_is_preferred(examined, plain_folder):
+def test_an_executable_command_later_in_the_path_is_preferred(examined, plain_folder):
     first, second = make(plain_folder / "first", 0o644), make(plain_folder / "second", 0o755)
     found = commands(examined(f"{first}:{second}:/nonexistent"))
     assert ("ok", f'command vmkeys: "{second}/vmkeys"') in found
 
 
-def test_a_folder_of_that_name_is_no_command(examined, plain_folder):
+def test_a_directory_with_a_commands_name_is_not_a_command(examined, plain_folder):
     (plain_folder / "vmkeys").mkdir()
     assert ("wrong", "command vmkeys is missing") in commands(examined(str(plain_folder)))
 
 
-def test_an_empty_entry_of_the_path_is_the_present_folder(examined, tmp_path, monkeypatch):
+def test_an_empty_entry_of_the_path_is_the_current_directory(examined, tmp_path, monkeypatch):
     make(tmp_path / "here", 0o755)
     monkeypatch.chdir(tmp_path / "here")
     assert ("ok", 'command vmkeys: "./vmkeys"') in commands(examined("/nonexistent:"))

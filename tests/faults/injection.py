@@ -2,9 +2,8 @@
 killed in it.
 
 strace injects the fault. It counts the calls of each name separately, so a fault is a name and a number.
-Input comes from a pseudo-terminal that contains all keys from the start and stays open. Therefore no run
-waits for a key, except a run that needs more keys than there are. Such a run does not end, and this is
-reported.
+All keys are typed into a pseudo-terminal before the program starts, and the pseudo-terminal stays open. A
+run that needs more keys than that does not end. It is stopped after a time limit and reported.
 """
 
 import concurrent.futures
@@ -30,12 +29,12 @@ ERRORS = ("EIO", "ENOSPC", "EINTR", "EACCES", "EMFILE", "ENOMEM")
 LIMIT = 10.0  # seconds for one run, which usually takes milliseconds
 MODE = 0o640  # the mode of a meter's files, which a write must keep
 MASK = 0o077  # the umask, which gives new files another mode
-SETTLED = 0.3  # seconds after a write, when a later change is sure to change the file's time stamps
+SETTLED = 0.3  # seconds to wait after a write, so that a later change also changes the file's time stamps
 
 # Calls that strace would make fail in a way that the system never does.
 CANNOT_FAIL = {
     "exit_group": "it does not return",
-    "close": "the descriptor is gone whatever it returns; strace would leave it open, and locked",
+    "close": "it always closes the descriptor; strace would leave the descriptor open, and its file locked",
 }
 
 
@@ -51,7 +50,8 @@ class Fault:
         return f"{self.effect} at call {self.position} ({self.call} {self.which}, {self.aim})"
 
     def strace_options(self):
-        # Stopping only at these calls saves half of the time, but would lose a signal.
+        # With --seccomp-bpf, the program stops only at these calls. This saves half of the time, but strace
+        # would not send the signal.
         fast = () if self.effect == KILL else ("-f", "--seccomp-bpf")
         effect = "signal=KILL" if self.effect == KILL else f"error={self.effect}"
         if self.call == "brk" and self.effect != KILL:
@@ -77,7 +77,7 @@ class Subject:
 
 @dataclasses.dataclass
 class Run:
-    status: int | None  # the negative signal number if a signal ended it; None if it did not end
+    status: int | None  # a negative signal number if a signal ended the program; None if it did not end
     output: bytes
     errors: str
     strace: list        # the lines that strace printed
@@ -142,7 +142,7 @@ def wait_for(process):
         output, errors = process.communicate(timeout=LIMIT)
         return process.returncode, output, errors
     except subprocess.TimeoutExpired:
-        os.killpg(process.pid, signal.SIGKILL)  # strace and its program have a session of their own
+        os.killpg(process.pid, signal.SIGKILL)  # strace and its program are in a separate session
         output, errors = process.communicate()
         return None, output, errors
 
@@ -189,7 +189,7 @@ STANDARD = {"0": "input", "1": "output", "2": "errors"}
 
 
 def aim_of(line):
-    """Returns what a call works on: file names without directories, or a standard descriptor."""
+    """Returns the file names in a call, without directories, or its standard descriptor."""
     arguments = line.rpartition(" = ")[0]
     names = [STANDARD.get(descriptor, file.rpartition("/")[2])
              for descriptor, file in re.findall(r"\b(\d+)<([^>]*)>", arguments)]
@@ -224,8 +224,8 @@ class Matrix:
                        if part is None or PARTS[part](fault.aim)]
 
     def undisturbed(self):
-        """Returns the one of several runs with the most calls. On a busy machine, a run may make fewer calls
-        because its file gets old enough during the run that it is not read again."""
+        """Repeats the run and returns the run with the most calls. On a busy machine, some runs are so slow
+        that the store's time stamp becomes old enough to trust. Such a run does not read the store again."""
         return max((run(self.subject, top, ()) for top in self.settled_meters(3)),
                    key=lambda done: len(done.strace))
 
@@ -238,7 +238,7 @@ class Matrix:
     def settled_meters(self, count):
         files = self.subject.files()
         tops = [self.place.make_meter(files) for _ in range(count)]
-        time.sleep(SETTLED)  # a newer file is read again, so the calls would vary
+        time.sleep(SETTLED)  # the program reads a newer file again, so the calls would vary
         return tops
 
     def run_until_hit(self, fault, top):

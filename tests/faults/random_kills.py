@@ -57,7 +57,7 @@ def kill_many(place, worker, count, seed):
             break
         seen["kills"] += 1
         seen["writes said"] += len(said)
-        seen["kills after a write, before it was said"] += number != said[-1]
+        seen["kills after a write, before its number was printed"] += number != said[-1]
         seen["kills that left a new file"] += (folder / "store.toml.new").exists()
     return seen
 
@@ -71,5 +71,5 @@ def run(place, count, jobs, seed):
             seen += part
     for what, times in seen.items():
         print(f"{times} {what}")
-    print(f"right after {seen['kills']} of {count} kills")
+    print(f"the store was correct after {seen['kills']} of {count} kills")
     return 0 if seen["kills"] == count else 1

@@ -22,7 +22,7 @@ def run_matrix(*arguments):
     ended = run(*arguments)
     assert ended.returncode == 0, ended.stdout + ended.stderr
     return {effect: int(count) for effect, right, count in
-            re.findall(r"^(\w+) +right at (\d+) of (\d+)", ended.stdout, re.M) if right == count}
+            re.findall(r"^(\w+) +correct at (\d+) of (\d+)", ended.stdout, re.M) if right == count}
 
 
 def test_a_save_survives_a_kill_and_a_full_disk_at_each_call_on_the_store():

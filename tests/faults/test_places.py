@@ -1,4 +1,4 @@
-"""A running session that can no longer read or write its meter's directory, and later can again.
+"""Sessions that temporarily cannot read or write their meter's directory.
 
 The full disk and the read-only disk are real. They are mounted only for the program, in its own mount
 namespace. (Permission bits have no effect on root.)
@@ -115,7 +115,7 @@ def typed(process, keys):
     (take_folder_away, None, False),
     (limit_file_size, None, True),
     pytest.param(outgrow_memory, None, False, marks=pytest.mark.skipif(
-        bool(why_not_traced(UTILITY)), reason="this build needs more memory than the test leaves")),
+        bool(why_not_traced(UTILITY)), reason="this build needs more memory than the limit of the test")),
 ], ids=["full disk", "read-only disk", "no store", "no directory", "limited files", "huge store"])
 def test_a_save_that_fails_because_of_the_directory_is_reported_and_can_be_repeated(spoil, mounted, can_read):
     old = toml_text(FACTORY_LEAVES).encode()

@@ -107,7 +107,7 @@ def wrong_messages(fault_aim, run):
 def is_of_a_write(fault):
     """Returns True if the fault makes a write of the store fail, or makes the program repeat it."""
     if fault.effect == "EINVAL" and is_flush_of_folder(fault):
-        return False  # a file system that cannot flush directories returns this error
+        return False  # the program ignores this error: some file systems cannot flush directories
     return fault.call in ("flock", "fsync") or "store.toml.new" in fault.aim.split()
 
 
@@ -206,7 +206,7 @@ class Judge:
             if run.calls != self.plain.calls[:len(run.calls)]:
                 yield "the calls of a killed run differ from those of the undisturbed one"
             done = len(writes(run.calls))
-            allowed = self.final[done:done + 2]  # with or without the interrupted write
+            allowed = self.final[done:done + 2]  # the store with or without the interrupted write
         elif NO_TRACE in run.errors:
             if not is_without_one(run.calls, self.plain.calls):
                 yield "more than one call is missing in the trace"
@@ -269,7 +269,7 @@ class Judge:
     # -- the next run --
 
     def wrong_next_run(self, run):
-        """Runs the same program on the remaining files. Equal files have equal next runs."""
+        """Runs the same program on the remaining files. If two runs leave equal files, it runs only once."""
         left = tuple(sorted(run.files.items()))
         if left not in self.next_runs:
             follow = self.wrong_session_after if self.subject.traced else self.wrong_command_after

@@ -1,4 +1,4 @@
-"""A directory for the meters of each test, kept when the test fails."""
+"""Creates a directory for the meters of each test. The directory is kept if the test fails."""
 
 import pathlib
 import shutil
@@ -7,7 +7,7 @@ import sys
 import pytest
 
 TESTS = pathlib.Path(__file__).parents[1]
-sys.path[:0] = [str(TESTS / "model"), str(TESTS.parent / "fleet")]  # the grammar of options lists; meter_fleet
+sys.path[:0] = [str(TESTS / "model"), str(TESTS.parent / "fleet")]  # for option_words and meter_fleet
 
 from fleet_rig import scratch  # noqa: E402
 

@@ -1,6 +1,6 @@
-"""Generates plans, and the stores of the meters that they are for.
+"""Generates plans, and the stores of their meters.
 
-Settings are keyed and typed as in a plan."""
+Settings have the same names and types as in a plan."""
 
 import random
 
@@ -11,7 +11,7 @@ NETWORK = "/Software/System Settings/Network/"
 PORT = NETWORK + "Interface/1/"
 SUPPORTED = PORT + "Media Type/Supported Types/Value"
 
-# setting -> the leaf that holds it
+# Maps each setting to its leaf.
 LEAVES = {
     "dhcp": PORT + "DHCP Enabled/Value",
     "ip_address": PORT + "IP Address/Value",
@@ -28,7 +28,7 @@ LEAVES = {
     "enclosure": "/VMIC/Enclosure/Value",
 }
 ADDRESSES = ("ip_address", "subnet_mask", "default_gateway", "primary_dns", "secondary_dns")
-NUMBERS = {"meter_form": 5, "class_amps": 2, "nominal_frequency": 1}  # and their highest values
+NUMBERS = {"meter_form": 5, "class_amps": 2, "nominal_frequency": 1}  # maps each number to its highest value
 REMOVABLE = ("ip_address", "default_gateway", "primary_dns", "secondary_dns")
 ENCLOSURES = "S A R I RK K1 K1F K2 K10 KS Q Q4 TD G1 G2 G3 G4 G5 G6 W".split()
 MEDIA_TYPES = ("10Base-T Half", "10Base-T Full", "100Base-TX Half", "100Base-TX Full", "1000Base-T")
@@ -43,7 +43,7 @@ def as_text(element):
 def read_setting(leaves, setting):
     """Returns the value that the utility shows, or a text for a number that a plan cannot contain."""
     leaf = leaves.get(LEAVES[setting])
-    if setting == "dhcp":  # any other type, and a leaf that is missing, is read as on
+    if setting == "dhcp":  # the utility reads a missing leaf, or one of another type, as on
         return leaf if isinstance(leaf, bool) else True
     if setting in NUMBERS:
         text = "" if leaf is None else as_text(leaf)
@@ -63,7 +63,7 @@ def address(rng):
 
 
 def options_list(rng):
-    """An options list that the utility accepts, in any order, in upper or lower case."""
+    """Returns an options list that the utility accepts, in any order, in upper or lower case."""
     chosen, groups = [], set()
     for name, group, _ in rng.sample(option_words.OPTIONS, rng.randrange(1, 20)):
         if group not in groups or group not in option_words.GROUPS:
@@ -83,7 +83,7 @@ def supported_types(leaves):
 
 
 def value(rng, setting, leaves):
-    """A value that the meter's menus can enter."""
+    """Returns a value that can be entered in the meter's menus."""
     if setting == "dhcp":
         return rng.random() < 0.5
     if setting in REMOVABLE and rng.random() < 0.1:
@@ -99,7 +99,7 @@ def value(rng, setting, leaves):
 
 
 def nearby(rng, setting, present):
-    """A value that differs from the present one in one character; None when there is none."""
+    """Returns a value that differs from the present one in one character, or None if it finds none."""
     if setting not in (*ADDRESSES, "serial_number") or not isinstance(present, str) or len(present) < 7:
         return None
     place = rng.randrange(len(present) - 1, len(present) - 3, -1)
@@ -114,8 +114,8 @@ def nearby(rng, setting, present):
 
 
 def strange(rng, setting):
-    """A leaf that holds something that the utility would never have written there, or no leaf. No text
-    ends in a space, which the screens do not show."""
+    """Returns a value that the utility never writes to this leaf, or None for no leaf. No text ends in a
+    space, because the screens do not show one."""
     return rng.choice((None, None, "", "[none]", 5, True, "x" * rng.randrange(1, 60), "0.0.0.0 and more",
                        "3x", "-1", "99", "a : b", "Enabled", "==>  x"))
 
@@ -137,8 +137,8 @@ def store(rng):
 
 
 def settings(rng, leaves):
-    """The settings of a plan for a meter with these leaves. About half of the values
-    are already on the meter."""
+    """Returns the settings of a plan for a meter with these leaves. The meter already has about half of the
+    values."""
     named = [setting for setting in LEAVES if rng.random() < rng.choice((0.15, 0.6, 1))]
     chosen = {}
     for setting in named:
@@ -151,8 +151,8 @@ def settings(rng, leaves):
 
 
 def can_plan(setting, wanted, leaves):
-    """Whether a plan may name this value for this meter. Never true for a value that meter-fleet rejects,
-    because a rejected plan would stop all the meters of a run."""
+    """Returns True if a plan may contain this value for this meter. Returns False for any value that
+    meter-fleet rejects, because a rejected plan would prevent the work on all meters of a run."""
     if setting == "dhcp":
         return isinstance(wanted, bool)
     if setting in NUMBERS:

@@ -1,7 +1,8 @@
 """Simulated meters and their lines, for the tests of `fleet/`.
 
-A meter is a directory below the build directory. `meter/` is its store, and `trace` lists the calls made on
-it. `line.json` and `sessions/` belong to noisy-line. Its console is `run:` and a command that reaches it."""
+A meter is a directory below the build directory. It contains the meter's store in `meter/` and the trace of
+the library's calls in `trace`. noisy-line reads `line.json` and writes `sessions/`. The meter's console is
+`run:` and a command."""
 
 import json
 import os
@@ -24,14 +25,14 @@ METER_FLEET = REPOSITORY / "fleet" / "meter-fleet"
 SCALED_FLEET = pathlib.Path(__file__).with_name("scaled-meter-fleet")
 FACTORY_LEAVES = tomllib.loads(FACTORY.read_text())
 
-IDLE_SECONDS = 30.0  # after which the utility gives up waiting for a key
+IDLE_SECONDS = 30.0  # the utility waits this long for a key
 LIMIT = 600  # seconds for one run of meter-fleet
 
 
 class FleetMeter:
-    """One simulated meter and the plan of its line (see line_plan.h). `scale` multiplies the utility's
-    idle time. Each command takes `command_seconds`. `scale` changes neither this time nor the times in
-    the plan of the line."""
+    """A simulated meter and the plan of its line (see line_plan.h). `scale` multiplies the utility's idle
+    time. Each command takes `command_seconds`. `scale` does not change this time or the times in the line's
+    plan."""
 
     def __init__(self, folder, leaves=None, line=None, faults="", scale=1.0, arguments=("-m",), command_seconds=0):
         self.folder = pathlib.Path(folder)
@@ -61,7 +62,7 @@ class FleetMeter:
         return "run:" + shlex.join(map(str, words))
 
     def leaves(self):
-        """The store as cdsctl shows it, path to value."""
+        """Maps the path of each leaf to its value, as cdsctl reads the store."""
         done = subprocess.run([str(CDSCTL), "-C", str(self.meter), "dump"], capture_output=True,
                               text=True, timeout=60, check=True)
         return tomllib.loads(done.stdout)
@@ -70,14 +71,14 @@ class FleetMeter:
         return [json.loads(line) for line in self.trace.read_text().splitlines()] if self.trace.exists() else []
 
     def sessions(self):
-        """For each connection, in order, what happened on the line."""
+        """Returns a list of the events on the line for each connection, in order."""
         files = sorted((self.folder / "sessions").glob("*.jsonl"), key=lambda path: int(path.stem))
         return [[json.loads(line) for line in path.read_text().splitlines()] for path in files]
 
 
 def in_build_folder(variables, words):
-    """The command with these variables, in the build directory. Lists of paths in the variables name this
-    directory as ".", because its own path may contain the character that separates such lists."""
+    """Returns a command that runs `words` in the build directory with these variables. Lists of paths must
+    use "." for this directory, because its path may contain a colon, which separates the paths."""
     return ["env", "-C", str(BUILD), *(f"{name}={value}" for name, value in variables.items()), *map(str, words)]
 
 
@@ -91,7 +92,7 @@ def scratch(name):
 
 
 def plan_text(meters, defaults=""):
-    """A plan of (name, console, settings) as TOML."""
+    """Returns a plan in TOML. Each meter is a tuple (name, console, settings)."""
     parts = [defaults]
     for name, console, settings in meters:
         parts.append(f"[[meter]]\nname = {toml(name)}\nconsole = {toml(console)}\n[meter.settings]\n")
@@ -107,20 +108,20 @@ def toml(value):
 
 
 def run_fleet(*arguments, scale=1.0, program=METER_FLEET, **options):
-    """Runs meter-fleet to its end."""
+    """Runs meter-fleet and waits until it ends."""
     words = [sys.executable, str(SCALED_FLEET), str(scale)] if scale != 1.0 else [str(program)]
     return subprocess.run([*words, *map(str, arguments)], capture_output=True, text=True,
                           timeout=options.pop("timeout", LIMIT), stdin=subprocess.DEVNULL, check=False, **options)
 
 
 def results_of(done):
-    """The JSON object of each meter, by name."""
+    """Maps the name of each meter to its JSON object."""
     found = [json.loads(line) for line in done.stdout.splitlines()]
     return {result["name"]: result for result in found}
 
 
 def play(command, folder, meters, *arguments, scale=1.0, **options):
-    """Runs a command on (meter, settings) pairs and returns the process and the results."""
+    """Runs a command of meter-fleet on pairs (meter, settings). Returns the process and the results."""
     path = folder / f"plan-{random.randrange(10**9)}.toml"
     path.write_text(plan_text([(meter.name, meter.console, settings) for meter, settings in meters]))
     records = ["--records", str(folder / "records")]

@@ -1,5 +1,5 @@
-"""Real ways to a meter's console, all on this machine: an SSH server, terminal servers, and serial
-lines that are pairs of pseudo-terminals."""
+"""Real connections to a meter's console, all on this machine: an SSH server, terminal servers, and serial
+lines. A serial line is a pair of pseudo-terminals."""
 
 import contextlib
 import getpass
@@ -16,12 +16,12 @@ from fleet_rig import NOISY_LINE, in_build_folder
 from harness.program import STEP_LIMIT, wait_until
 
 METER_SHELL = pathlib.Path(__file__).with_name("meter-shell")
-SSHD = "/usr/sbin/sshd"  # must be started by its whole path
+SSHD = "/usr/sbin/sshd"  # sshd must be started with an absolute path
 PRIVATE_DIRECTORY = pathlib.Path("/run/sshd")
 
 
 def shell_command(meter, user="", password=""):
-    """A command that is the meter's console before the utility runs."""
+    """Returns a command that behaves like the meter's console before the utility runs."""
     variables = {**meter.environment, "METER_USER": user, "METER_PASSWORD": password,
                  "PATH": ".:/usr/bin:/bin"}
     return in_build_folder(variables, [METER_SHELL])
@@ -29,7 +29,7 @@ def shell_command(meter, user="", password=""):
 
 @contextlib.contextmanager
 def plain_path(folder):
-    """Yields a path to the directory without characters that PATH, sshd or socat treat specially."""
+    """Yields a path to the directory. It has no characters that PATH, sshd or socat treat specially."""
     with tempfile.TemporaryDirectory() as made:
         link = pathlib.Path(made) / "folder"
         link.symlink_to(folder)
@@ -95,8 +95,8 @@ def make_key(path):
 
 
 def with_private_directory(words):
-    """When root starts sshd, sshd requires a directory below /run. The command gives it one that only it
-    can see."""
+    """Returns a command that runs `words` with a private directory below /run, which sshd requires if root
+    starts it. Other processes cannot see this directory."""
     if os.geteuid() != 0 or PRIVATE_DIRECTORY.is_dir():
         return words
     script = f"mount -t tmpfs tmpfs /run && mkdir -m 755 {PRIVATE_DIRECTORY} && exec {shlex.join(words)}"
@@ -104,7 +104,7 @@ def with_private_directory(words):
 
 
 def write_client(folder, port):
-    """An `ssh` for the PATH: the real client with the test's own keys and known hosts."""
+    """Creates a program `ssh` for the PATH: the real client with the test's own keys and known hosts."""
     host_key = (folder / "host_key.pub").read_text().split()[:2]
     (folder / "known_hosts").write_text(f"[127.0.0.1]:{port} {' '.join(host_key)}\n")
     (folder / "ssh_config").write_text(SSH_CONFIG.format(folder=folder))
@@ -116,8 +116,8 @@ def write_client(folder, port):
 
 @contextlib.contextmanager
 def ssh_server(folder, command):
-    """A server that answers every login with `command`. Gives the console and the environment in
-    which the client finds its keys."""
+    """Runs a server that starts `command` at every login. Yields the console, and the environment in which
+    the client finds its keys."""
     folder.mkdir()
     port = free_port()
     for name in ("host_key", "key"):
@@ -147,7 +147,7 @@ def console_script(folder, command):
 
 @contextlib.contextmanager
 def serial_port(folder, command):
-    """The device of a serial line whose other end is `command`."""
+    """Yields the device of a serial line. `command` runs at its other end."""
     with plain_path(folder) as plain:
         device = plain / "ttyMeter"
         words = ["socat", f"PTY,link={device},raw,echo=0", f"EXEC:{console_script(plain, command)},{ON_TERMINAL}"]
@@ -157,7 +157,7 @@ def serial_port(folder, command):
 
 @contextlib.contextmanager
 def raw_terminal_server(folder, command):
-    """A port that gives each connection a console of its own, without telnet commands."""
+    """Yields a port. Each connection to it gets a separate console without telnet commands."""
     port = free_port()
     with plain_path(folder) as plain:
         words = ["socat", f"TCP-LISTEN:{port},bind=127.0.0.1,reuseaddr,fork",
@@ -179,7 +179,7 @@ connection: &meter
 
 @contextlib.contextmanager
 def telnet_server(folder, device):
-    """ser2net for a serial device. It uses the telnet protocol with its options."""
+    """Runs ser2net for a serial device. ser2net uses the telnet protocol with its options."""
     port = free_port()
     config = folder / "ser2net.yaml"
     config.write_text(SER2NET_CONFIG.format(port=port, device=device))
@@ -188,8 +188,8 @@ def telnet_server(folder, device):
 
 
 def is_listening(port):
-    """Whether a server listens on the port. It does not connect, because a connection would start a
-    session."""
+    """Returns True if a server listens on the port. The check does not connect, because a connection would
+    start a session."""
     wanted = f"0100007F:{port:04X}"
     lines = pathlib.Path("/proc/net/tcp").read_text().splitlines()[1:]
     return any(line.split()[1] == wanted and line.split()[3] == "0A" for line in lines)
@@ -203,7 +203,7 @@ def over_a_slow_line(folder, command, baud=9600):
 
 
 def environment_with_password(password):
-    """The environment variables, with the password for the login of a plan. With None, the password is
-    missing."""
+    """Returns the environment with the password for the login of a plan, or without one if `password` is
+    None."""
     variables = {name: value for name, value in os.environ.items() if name != "FLEET_TEST_PASSWORD"}
     return variables if password is None else variables | {"FLEET_TEST_PASSWORD": password}

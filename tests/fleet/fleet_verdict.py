@@ -4,7 +4,7 @@ import option_words
 from fleet_plans import LEAVES, NUMBERS, read_setting
 
 GENERAL = "/VMC/Comms/EthPort/1/General/"
-# The leaves that a save writes besides a setting's own.
+# The leaves to which a save also writes these settings.
 MIRRORS = {
     "dhcp": GENERAL + "DHCP/Value",
     "ip_address": GENERAL + "IPAddress/Value",
@@ -14,7 +14,7 @@ MIRRORS = {
 TRIGGERS = "/VMF/UpdateService/"
 OPTIONS = "/VMIC/Options/"
 FORBIDDEN_COMMANDS = ("sernetpwreset.sh", "fw_reset.sh")
-QUIET_RESULTS = ("ok", "differs", "rejected", "unreachable")  # nothing was changed
+QUIET_RESULTS = ("ok", "differs", "rejected", "unreachable")  # the meter did not change
 GOOD_RESULTS = ("ok", "changed")
 
 
@@ -52,7 +52,7 @@ def clears_the_options(call):
 
 
 def forbidden(calls):
-    """The password resets, factory resets and clearings of the options list in the calls."""
+    """Returns the password resets, factory resets and clearings of the options list in the calls."""
     found = [line for line in commands(calls) if line.startswith(FORBIDDEN_COMMANDS)]
     return found + ["options cleared" for call in calls if clears_the_options(call)]
 
@@ -61,13 +61,13 @@ def forbidden(calls):
 
 
 def allowed_to_change(settings):
-    """The leaves that a save of these settings may write."""
+    """Returns the leaves that a save of these settings may write."""
     paths = {LEAVES[key] for key in settings} | {MIRRORS[key] for key in settings if key in MIRRORS}
     return paths
 
 
 def stray_changes(before, after, settings):
-    """Leaves that changed although the plan does not concern them."""
+    """Returns the leaves that changed although no setting of the plan writes them."""
     allowed = allowed_to_change(settings)
     changed = {path for path in before.keys() | after.keys() if not same(before.get(path), after.get(path))}
     if "options_list" in settings:
@@ -76,7 +76,8 @@ def stray_changes(before, after, settings):
 
 
 def wrong_option_leaves(after, settings):
-    """Option leaves that differ from what the list requires. The last write of a leaf counts."""
+    """Returns the option leaves that differ from the options list. If the list writes a leaf twice, the last
+    value must be in the store."""
     wanted = dict(option_words.examine(settings["options_list"]).batch)
     return sorted(path for path, leaf in wanted.items() if after.get(path) is not leaf)
 
@@ -86,7 +87,7 @@ def wrong_after_a_change(before, after, settings):
     found = [f"the mirror of {key} is {after.get(MIRRORS[key])!r}" for key in changed & MIRRORS.keys()
              if settings[key] != "" and not same(after.get(MIRRORS[key]), mirrored(settings[key]))]
     if "options_list" in changed:
-        found += [f"{path} is not as the options list has it" for path in wrong_option_leaves(after, settings)]
+        found += [f"{path} differs from the options list" for path in wrong_option_leaves(after, settings)]
     return found
 
 
@@ -95,7 +96,7 @@ def mirrored(wanted):
 
 
 def early_keys(sessions):
-    """The number of keys that came too early, by reason."""
+    """Counts the keys that came too early, by reason."""
     counts = {}
     for event in (event for session in sessions for event in session):
         if event["event"] == "key" and event["early"]:
@@ -103,8 +104,8 @@ def early_keys(sessions):
     return counts
 
 
-# The reasons that count as an error. A key does not count if it is already on its way when somebody
-# else's Enter or the utility's time-out begins another screen or a command: nobody can hold it back.
+# The reasons that count as an error. A key that meter-fleet has already sent is not an error if somebody
+# else's Enter or the utility's time-out then begins another screen or a command.
 TOO_EARLY = {"command": "while a command was running", "screen": "before a screen was complete"}
 
 
@@ -114,7 +115,7 @@ def too_early(sessions):
 
 
 def problems(meter, settings, result):
-    """The errors after `apply` or `check` of these settings, as lines of text."""
+    """Returns the errors after an apply or check of these settings, as lines of text."""
     before, after, calls = meter.leaves_before, meter.leaves(), meter.calls()
     kind = result["result"]
     found = [f"forbidden: {what}" for what in forbidden(calls)]

@@ -45,6 +45,7 @@ static void from_json(const json& from, LinePlan& plan)
     take(from, "output_rate", plan.output_rate);
     take(from, "message_rate", plan.message_rate);
     take(from, "baud", plan.baud);
+    take(from, "transit", plan.transit);
     take(from, "prelude", plan.prelude);
     take(from, "stalls", plan.stalls);
     take(from, "typists", plan.typists);

@@ -30,6 +30,7 @@ struct LinePlan {
     double output_rate = 0;  // per byte of output: it is lost or altered, or a burst is lost
     double message_rate = 0; // per key: a kernel message is inserted into the output that follows
     double baud = 0;         // 8N1, in both directions; 0: no limit
+    double transit = 0.25;   // seconds that a byte takes at most between the line and the driver
     std::string prelude;     // keys typed before the first session; their output is discarded
     std::vector<LineEvent> stalls;  // for `seconds` nothing passes; then all of it arrives
     std::vector<LineEvent> typists; // someone else types `keys`

@@ -53,7 +53,8 @@ struct Channel {
 
 // A screen that the driver did not ask for: it follows an Enter that the driver did not type, or a
 // time-out of the program. The driver cannot know of it before its first byte arrives, and cannot
-// take back a key that is then on its way.
+// take back a key that is then on its way. If that key is Enter, the driver takes the unasked screen
+// for the answer, and the screen that answers is unasked in its turn.
 struct UnaskedScreen {
     bool is_due = false;
     bool was_excused = false; // one key was excused since the first byte arrived
@@ -77,6 +78,7 @@ struct Line {
     bool enter_is_foreign = false; // the last Enter that reached the program was not the driver's
     UnaskedScreen unasked;
     bool screen_is_seen = false; // a byte of the last screen has reached the driver
+    double screen_left_at = 0;   // the last byte of a screen left for the driver
     bool open = true;
     std::string current_line;           // of the program's output, before any damage
     std::vector<unsigned> found_so_far; // occurrences of each substitution's text
@@ -141,7 +143,7 @@ void count_line_end(Line& line, const TimedByte& key)
     if (!ends_a_line(key.byte))
         return;
     ++line.unasked.line_ends;
-    if (key.is_foreign)
+    if (key.is_foreign || line.unasked.is_due)
         expect_unasked_screen(line);
 }
 
@@ -239,6 +241,12 @@ bool is_excused(Line& line)
     return true;
 }
 
+// Returns true when the driver may have typed before it received the end of the last screen.
+bool screen_is_in_transit(const Line& line)
+{
+    return now() - line.screen_left_at < line.plan.transit;
+}
+
 // Returns why the driver should not type now, or "".
 const char* too_early(Line& line, char key)
 {
@@ -248,7 +256,7 @@ const char* too_early(Line& line, char key)
         return line.enter_is_foreign ? "command that it did not start" : "command";
     if (!screen_is_complete(line))
         return is_excused(line) ? "screen that it did not ask for" : "screen";
-    if (line.unasked.line_ends == 0)
+    if (line.unasked.line_ends == 0 && !screen_is_in_transit(line))
         line.unasked.is_due = false;
     return "";
 }
@@ -417,12 +425,20 @@ void write_all(int descriptor, const std::string& bytes)
     }
 }
 
+void see_screen(Line& line, const TimedByte& byte)
+{
+    if (byte.is_echo)
+        return;
+    line.screen_is_seen = true;
+    line.screen_left_at = now();
+}
+
 void let_go(Line& line)
 {
     write_all(line.terminal,
               due(line.to_program, [&](const TimedByte& key) { count_line_end(line, key); }));
     const std::string output =
-        due(line.to_driver, [&](const TimedByte& byte) { line.screen_is_seen |= !byte.is_echo; });
+        due(line.to_driver, [&](const TimedByte& byte) { see_screen(line, byte); });
     std::fwrite(output.data(), 1, output.size(), line.shown);
     std::fflush(line.shown);
     write_all(STDOUT_FILENO, output);

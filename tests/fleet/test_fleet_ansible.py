@@ -29,8 +29,8 @@ SANITY = ("action-plugin-docs", "compile", "empty-init", "future-import-boilerpl
 
 @pytest.fixture
 def folder(folder, plain_folder):
-    """A link to the directory, with a path that Ansible can handle. Ansible splits lists of paths at colons,
-    and does not quote its home directory. The link `project` next to it leads to the project."""
+    """Returns a link to the directory. Ansible can handle the path of this link: it splits lists of paths at
+    colons, and does not quote its home directory. The link `project` next to it leads to the project."""
     (plain_folder / "project").symlink_to(REPOSITORY)
     (plain_folder / "folder").symlink_to(folder)
     return plain_folder / "folder"
@@ -46,7 +46,7 @@ def environment(folder):
 
 
 def playbook(folder, meters, task, *arguments):
-    """Runs one task on all meters. Returns the task's result for each, and the exit status."""
+    """Runs one task on all meters. Returns the task's result for each meter, and the exit status."""
     hosts = {name: {"console": meter.console} for name, meter in meters.items()}
     inventory = {"all": {"hosts": hosts, "vars": {"ansible_connection": "local"}}}
     (folder / "inventory.yml").write_text(yaml.safe_dump(inventory))
@@ -65,7 +65,7 @@ def task(module, folder, **options):
     return {f"meter_settings.fleet.{module}": {**given, **options}}
 
 
-def test_fifty_meters_are_predicted_changed_and_then_left_alone(folder, request):
+def test_fifty_meters_are_predicted_and_changed_and_not_changed_again(folder, request):
     count = 50 if request.config.getoption("--full") else 5
     meters = {f"meter-{i}": FleetMeter(folder / f"meter-{i}") for i in range(count)}
     apply = task("meter_settings", folder, settings=SETTINGS)
@@ -92,7 +92,7 @@ def test_fifty_meters_are_predicted_changed_and_then_left_alone(folder, request)
         assert read[name]["settings"] == read_settings(meter.leaves()) and not read[name]["changed"]
 
 
-def test_the_difference_shows_what_was_and_what_will_be(folder):
+def test_the_difference_shows_the_old_and_new_values(folder):
     meters = {"meter": FleetMeter(folder / "meter")}
     done, _ = playbook(folder, meters, task("meter_settings", folder, settings=SETTINGS), "--check", "--diff")
     difference = done["meter"]["diff"]
@@ -109,7 +109,7 @@ def test_a_bad_value_fails_before_the_console_is_opened(folder):
     assert not meter.trace.exists()
 
 
-def test_a_serial_number_that_yaml_made_a_number_fails(folder):
+def test_a_serial_number_that_yaml_reads_as_a_number_fails(folder):
     meter = FleetMeter(folder / "meter")
     given = task("meter_settings", folder, settings={"serial_number": 1012123})
     done, status = playbook(folder, {"meter": meter}, given)
@@ -117,7 +117,7 @@ def test_a_serial_number_that_yaml_made_a_number_fails(folder):
     assert not meter.trace.exists()
 
 
-def test_a_meter_that_cannot_be_saved_fails_and_says_what_it_holds(folder):
+def test_a_failed_save_is_a_failure_that_reports_the_values_on_the_meter(folder):
     meter = FleetMeter(folder / "meter", faults='[[fault]]\ncall = "set_leaves"\nresult = -1\n')
     done, status = playbook(folder, {"meter": meter}, task("meter_settings", folder, settings=SETTINGS))
     assert status == 2
@@ -135,7 +135,7 @@ def test_documentation(folder):
 
 
 def copied(folder):
-    """A copy of the collection, so that tools may write next to it."""
+    """Returns a copy of the collection, so that tools can write to its directory."""
     root = folder / "copy"
     shutil.copytree(ANSIBLE, root, ignore=shutil.ignore_patterns("__pycache__", "output"))
     return root

@@ -24,6 +24,7 @@ def test_some_sessions():
     play(20, 20261121, 20)
 
 
+@pytest.mark.fleet
 @pytest.mark.full
 def test_five_hundred_sessions():
-    play(500, 20261122, 20)
+    play(500, 20261122, 50)

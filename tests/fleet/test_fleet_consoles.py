@@ -1,4 +1,4 @@
-"""meter-fleet over real consoles: OpenSSH, serial devices, terminal servers, a 9,600 baud line."""
+"""meter-fleet on real consoles: OpenSSH, serial devices, terminal servers, and a 9,600 baud line."""
 
 import json
 import shlex
@@ -31,7 +31,7 @@ def on_console(command, folder, console, settings, environment=None, defaults=LO
 
 
 def check_a_console(folder, meter, console, environment=None, defaults=LOGIN):
-    """Applies eight values. After that nothing differs."""
+    """Applies eight values, and checks that no value differs afterwards."""
     first = on_console("apply", folder, console, EIGHT, environment, defaults)
     assert first["result"] == "changed", first
     assert {key: read_settings(meter.leaves())[key] for key in EIGHT} == EIGHT
@@ -51,7 +51,7 @@ def check_that_no_password_is_in_the_records(folder):
             assert path.stat().st_mode & 0o777 == 0o600
             text = path.read_text(encoding="utf-8")
             assert PASSWORD not in text and "pass word" not in text and "a-pass" not in text
-            # The password must not appear as single keys either, so remove the signs between them.
+            # The password must not appear as single keys either, so the test removes the signs between keys.
             assert PASSWORD not in "".join(character for character in text if character not in "‹›⏎\n")
 
 
@@ -61,7 +61,7 @@ def test_ssh(folder):
         check_a_console(folder, meter, console, environment, defaults="")
 
 
-def test_ssh_to_a_shell_with_a_login_of_its_own(folder):
+def test_ssh_to_a_shell_with_a_separate_login(folder):
     meter = FleetMeter(folder / "meter")
     with ssh_server(folder / "ssh", shell_command(meter, "tech", PASSWORD)) as (console, environment):
         check_a_console(folder, meter, console, environment | {"FLEET_TEST_PASSWORD": PASSWORD})
@@ -90,7 +90,7 @@ def test_a_terminal_server_without_telnet(folder):
     check_that_no_password_is_in_the_records(folder)
 
 
-def test_a_terminal_server_that_speaks_telnet_at_9600_baud(folder):
+def test_a_telnet_terminal_server_at_9600_baud(folder):
     meter = FleetMeter(folder / "meter")
     command = over_a_slow_line(folder / "line", shell_command(meter, "tech", PASSWORD))
     with serial_port(folder, command) as device, telnet_server(folder, device) as console:
@@ -122,8 +122,8 @@ def test_a_wrong_or_missing_password_is_unreachable(password, folder):
     assert meter.leaves() == FACTORY_LEAVES
 
 
-def test_a_setting_of_the_network_needs_no_initialisation_menu(folder):
-    """The utility is started with -m only when a setting needs it."""
+def test_a_network_setting_needs_no_initialisation_menu(folder):
+    """meter-fleet starts the utility with -m only if a setting needs it."""
     meter = FleetMeter(folder / "meter")
     console = "shell:" + shlex.join(shell_command(meter))
     on_console("apply", folder, console, {"ip_address": "198.51.100.20"}, defaults="")
@@ -131,7 +131,7 @@ def test_a_setting_of_the_network_needs_no_initialisation_menu(folder):
     assert not [paths for paths in reads if "/VMIC/SerialNumber/Value" in paths]
 
 
-def test_the_program_of_a_plan_is_what_is_typed(folder):
+def test_the_program_of_a_plan_is_typed_at_the_shell(folder):
     meter = FleetMeter(folder / "meter")
     console = "shell:" + shlex.join(shell_command(meter))
     program = '[defaults]\nprogram = "env A=1 ./meter-settings"\n'

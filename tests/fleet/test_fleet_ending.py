@@ -1,4 +1,4 @@
-"""Sessions that end early: after a signal, a lost line, or keys of someone else."""
+"""Sessions that end early: after a signal, after the loss of the line, or after keys of someone else."""
 
 import json
 import shlex
@@ -19,7 +19,7 @@ pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 SETTINGS = {"ip_address": "198.51.100.20", "primary_dns": "198.51.100.53", "serial_number": "101212346",
             "options_list": "1A-2C-4-WEB-PQ2", "enclosure": "K1F"}
 LEAVING_SECONDS = 5
-SLACK = 5  # for a machine that has much else to do
+SLACK = 5  # additional seconds for a busy machine
 
 
 def start(folder, meter, settings):
@@ -34,7 +34,8 @@ def events(meter, kind):
 
 
 def interrupted(folder, meter, is_due, number):
-    """Sends a signal after some keys. Returns the seconds until the program ended, and the result."""
+    """Sends the signal `number` when `is_due` returns True. Returns the seconds until the program ended, and
+    the result."""
     process = start(folder, meter, SETTINGS)
     try:
         wait_until(lambda: is_due() or process.poll() is not None, lambda: "the signal was never due")
@@ -49,7 +50,7 @@ def interrupted(folder, meter, is_due, number):
 
 @pytest.mark.parametrize("keys", [0, 1, 4, 20, 45, 70])
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM], ids=["INT", "TERM"])
-def test_a_signal_makes_it_leave_through_the_menus_without_saving(number, keys, folder):
+def test_after_a_signal_it_leaves_through_the_menus_without_saving(number, keys, folder):
     meter = FleetMeter(folder / "slow", line={"baud": 9600})
     seconds, status, result = interrupted(folder, meter, lambda: len(events(meter, "key")) >= keys
                                           and (meter.folder / "sessions").exists(), number)
@@ -64,8 +65,8 @@ def test_a_signal_makes_it_leave_through_the_menus_without_saving(number, keys, 
     assert not [event for event in events(meter, "key") if event["early"] == "command"]
 
 
-def test_a_signal_leaves_a_quick_console_through_the_menus(folder):
-    """On a good line meter-fleet must leave. A message that it could not leave is not enough."""
+def test_after_a_signal_it_leaves_a_good_line_through_the_menus(folder):
+    """On a good line, meter-fleet must leave the utility. It may not just report that it could not leave."""
     meter = FleetMeter(folder / "quick", line={"baud": 38400})
     _, _, result = interrupted(folder, meter, lambda: len(events(meter, "key")) >= 10, signal.SIGINT)
     assert result["result"] == "unknown"
@@ -83,8 +84,8 @@ def test_a_signal_while_a_command_runs_types_nothing_into_it(folder):
 
 
 @pytest.mark.parametrize("kind", ["ends", "deaths"])
-def test_a_line_that_is_lost(kind, folder):
-    """The line is lost at any key, in the first session and in the verifying one."""
+def test_a_lost_line(kind, folder):
+    """The line is lost at different keys, in the first session and in the session that verifies values."""
     pairs = []
     for session, key in [*((0, key) for key in range(0, 100, 9)), (1, 0), (1, 3)]:
         line = {kind: [{"session": n, "at_key": key} for n in range(session, 50)]}
@@ -113,8 +114,8 @@ def test_it_leaves_without_saving_when_someone_else_types(folder):
 
 @pytest.mark.parametrize("keys", ["3\r10.9.9.9\r", "1\r4\r10.9.9.9\r0\r", "5\r3\r1\r0\r", "3\r10.9.9.9\r6\r",
                                   "1\r2\r10."])
-def test_what_someone_else_edited_is_not_saved(keys, folder):
-    """Someone types the keys of a whole edit, at each of the first eight keys of meter-fleet."""
+def test_the_edits_of_someone_else_are_not_saved(keys, folder):
+    """Someone else types the keys of a whole edit, at each of the first eight keys of meter-fleet."""
     pairs = []
     for at_key in range(8):
         line = {"typists": [{"at_key": at_key, "keys": keys}]}
@@ -129,8 +130,8 @@ LEFT_BEHIND = ["2\r", "2\r10.9.9.9\r", "2\r10.9.9.9\r6\r", "2\r10.9.9.9\r0\r", "
                "5\r8\r", "4\r", "5\r6\rX\r", "12", "1\r1\r", "1\r5\r"]
 
 
-def test_a_console_that_someone_left_in_the_middle_of_something(folder):
-    """meter-fleet leaves without saving the edits of others, and confirms no question that it finds."""
+def test_a_console_that_someone_left_in_the_middle_of_a_session(folder):
+    """meter-fleet leaves without saving the edits of others. It does not confirm a question on the screen."""
     pairs = [(FleetMeter(folder / f"m{i}", line={"prelude": keys}, scale=0.1), SETTINGS)
              for i, keys in enumerate(LEFT_BEHIND)]
     _, results = play("apply", folder, pairs, scale=0.1)
@@ -142,7 +143,7 @@ def test_a_console_that_someone_left_in_the_middle_of_something(folder):
 
 
 def test_a_console_with_a_running_utility_is_left_and_started_again(folder):
-    """The utility still runs on the shell's console. meter-fleet leaves it and applies the plan."""
+    """The utility still runs on the console. meter-fleet leaves the utility and then applies the plan."""
     meter = FleetMeter(folder / "meter", scale=0.1)
     line = {"prelude": "meter-settings -m\r2\r10.9.9.9\r1\r2\r10.", "command": shell_command(meter)}
     left = FleetMeter(folder / "left", line=line, scale=0.1)
@@ -157,8 +158,8 @@ def test_a_console_with_a_running_utility_is_left_and_started_again(folder):
 
 @pytest.mark.parametrize("at_key", range(12, 22))
 def test_a_space_that_no_menu_shows_is_not_saved(at_key, folder):
-    """Someone types a space into an address, once directly before its Enter. The screen that follows is damaged,
-    so that it does not show who typed it."""
+    """Someone else types a space into an address, in one case directly before Enter. The next screen is
+    damaged, so meter-fleet cannot see from it that somebody else typed."""
     after = {"from": "Velmora II Settings", "to": "Velmora II Sexxings", "session": 0}
     line = {"typists": [{"at_key": at_key, "keys": " "}],
             "substitutions": [{**after, "occurrence": occurrence} for occurrence in range(1, 9)]}

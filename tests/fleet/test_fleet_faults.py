@@ -1,4 +1,4 @@
-"""Every fault of a meter's store at every call of an apply. No fault may lead to a false report."""
+"""Injects every fault of a meter's store at every call of an apply. No fault may cause a false report."""
 
 import collections
 import re
@@ -16,12 +16,12 @@ SETTINGS = {
     "serial_number": "101212346", "options_list": "1A-2C-4-WEB-PQ2", "meter_form": 5, "class_amps": 0,
     "nominal_frequency": 0, "enclosure": "K1F",
 }  # fmt: skip
-OPTION_LEAF = re.compile(r"changed: /VMIC/Options/\S+ is not as the options list has it$")
+OPTION_LEAF = re.compile(r"changed: /VMIC/Options/\S+ differs from the options list$")
 FAULTY = ("pcd_init", "get_leaves", "set_leaf", "set_leaves", "clear_leaves")
 
 
 def sessions_of(calls):
-    """The calls of each session."""
+    """Returns a list of calls for each session."""
     sessions = []
     for call in calls:
         if call["call"] == "pcd_init":
@@ -37,8 +37,8 @@ def paths_of(call):
 
 
 def fault(kind, after, times, **how):
-    """A fault of a kind of call. It skips `after` calls and applies to the next `times` calls, or to all
-    later calls when `times` is None."""
+    """Returns the TOML of a fault in a kind of call. The fault skips `after` calls. It applies to the next
+    `times` calls, or to all later calls if `times` is None."""
     lines = [f'call = "{kind}"', f"after = {after}"]
     lines += [f"times = {times}"] if times else []
     lines += [f"{key} = {value!r}".replace("'", '"') for key, value in how.items()]
@@ -46,7 +46,7 @@ def fault(kind, after, times, **how):
 
 
 def every_fault(calls):
-    """A name and a faults.toml for each fault at each call of the sessions."""
+    """Yields a name and a faults.toml for each fault at each call of the sessions."""
     longest = collections.Counter()
     for session in sessions_of(calls):
         counts = collections.Counter(call["call"] for call in session)
@@ -59,8 +59,8 @@ def every_fault(calls):
 
 
 def every_leaf_fault(calls):
-    """The same for single leaves. A fault applies to the first call that names the leaf, to all such
-    calls, or to all except the first."""
+    """Yields a name and a faults.toml for faults of each leaf. A fault applies to the first call that names
+    the leaf, to all such calls, or to all except the first."""
     pairs = {(call["call"], path) for call in calls if call["call"] in FAULTY for path in paths_of(call)}
     for kind, path in sorted(pairs):
         name = f"{kind}-{path.removesuffix('/Value').replace('/', '.')}"
@@ -78,18 +78,17 @@ def clean_calls():
     return meter.calls()
 
 
-def untold(meter, result):
-    """The planned settings whose value an `unknown` result does not name."""
+def unreported(meter, result):
+    """Returns the planned settings that changed, but that a result `unknown` does not mention."""
     said = " ".join(result["messages"])
     after = meter.leaves()
     return [key for key in SETTINGS if f"{key}" not in said and key not in result["settings"]
             and not fleet_verdict.same(read_setting(after, key), read_setting(FACTORY_LEAVES, key))]
 
 
-def is_shown_nowhere(name, line):
-    """The utility ignores the statuses of the option leaves, which it derives from the options list,
-    and no menu shows those leaves. A plan does not name them. It names the options list,
-    which meter-fleet reads again."""
+def is_invisible(name, line):
+    """Returns True for an error that meter-fleet cannot see. The utility derives the option leaves from the
+    options list and ignores the statuses of their writes. No menu shows these leaves."""
     return name.startswith("set_leaves") and "-status-" in name and OPTION_LEAF.search(line) is not None
 
 
@@ -99,9 +98,10 @@ def check_all(folder, faults):
     wrong = []
     for (name, _), meter in zip(faults, meters.values()):
         result = results[meter.name]
-        found = [line for line in fleet_verdict.problems(meter, SETTINGS, result) if not is_shown_nowhere(name, line)]
+        found = [line for line in fleet_verdict.problems(meter, SETTINGS, result)
+                 if not is_invisible(name, line)]
         if result["result"] == "unknown":
-            found += [f"nothing says what became of {key}" for key in untold(meter, result)]
+            found += [f"the result does not mention {key}" for key in unreported(meter, result)]
         wrong += [f"{name} ({meter.folder}): {line}" for line in found]
     assert wrong == []
     print(f"{len(faults)} faults")
@@ -109,7 +109,7 @@ def check_all(folder, faults):
 
 
 def some(faults, request, share):
-    """All of them with --full, every `share`th otherwise."""
+    """Returns all faults with --full, otherwise one in `share`."""
     return faults if request.config.getoption("--full") else faults[::share]
 
 
@@ -136,9 +136,9 @@ def test_a_failed_immediate_write_with_settings_saved_is_unknown(folder):
 
 @pytest.mark.parametrize("key, held, planned", [("dhcp", False, True), ("secondary_dns", "192.0.2.54", ""),
                                                 ("media_type", "100Base-TX Full", ""), ("meter_form", 2, "")])
-def test_a_planned_value_that_can_never_be_read_is_entered_all_the_same(key, held, planned, folder):
-    """The screens show the planned value, although the store holds another one. meter-fleet must enter it
-    together with the other changes."""
+def test_a_planned_value_is_entered_even_if_it_can_never_be_read(key, held, planned, folder):
+    """The screens show the planned value although the store has another one, because the utility cannot read
+    the leaf. meter-fleet must enter the value together with the other changes."""
     leaves = {**FACTORY_LEAVES, LEAVES[key]: held}
     meter = FleetMeter(folder / "unread", leaves, faults=fault("get_leaves", 0, None, path=LEAVES[key], status=5))
     settings = {key: planned, "ip_address": "198.51.100.20"}

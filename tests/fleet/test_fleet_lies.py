@@ -1,4 +1,5 @@
-"""One screen shows a wrong value: the planned value in place of another one, or the reverse."""
+"""One screen shows a wrong value: the planned value instead of another one, or another one instead of the
+planned value."""
 
 import pytest
 from fleet_plans import LEAVES
@@ -7,8 +8,8 @@ from fleet_verdict import problems
 
 pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
-# Maps a setting to its factory default on the screen, and to a planned value that damage on the line
-# can make of it.
+# Maps a setting to its factory default on the screen, and to a planned value. Damage on the line can turn the
+# default into the planned value.
 NEARBY = {
     "ip_address": ("192.0.2.10", "192.0.2.11"),
     "subnet_mask": ("255.255.255.0", "255.255.255.8"),
@@ -37,7 +38,7 @@ def lying(folder, setting, occurrence, session):
 
 
 @pytest.mark.parametrize("setting", NEARBY)
-def test_a_value_that_is_shown_as_planned_once_is_not_taken_for_planned(setting, folder):
+def test_one_screen_with_the_planned_value_is_not_trusted(setting, folder):
     pairs = [lying(folder, setting, occurrence, 0) for occurrence in OCCURRENCES]
     _, results = play("apply", folder, pairs)
     lies = 0
@@ -48,8 +49,8 @@ def test_a_value_that_is_shown_as_planned_once_is_not_taken_for_planned(setting,
 
 
 @pytest.mark.parametrize("setting", NEARBY)
-def test_a_value_that_is_shown_wrong_once_does_no_harm(setting, folder):
-    """The meter is as planned, and one screen says that it is not."""
+def test_one_screen_with_a_wrong_value_does_no_harm(setting, folder):
+    """The meter has the planned values, but one screen shows another value."""
     shown, instead = NEARBY[setting]
     pairs = []
     for occurrence in OCCURRENCES:

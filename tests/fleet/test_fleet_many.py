@@ -1,4 +1,4 @@
-"""Many meters at the same time: a bad console delays no other, and the display shows progress."""
+"""Many meters at the same time. A bad console does not delay the others, and the display shows progress."""
 
 import json
 import os
@@ -16,7 +16,7 @@ pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 
 SETTINGS = {"ip_address": "198.51.100.20", "enclosure": "K1F"}
 GOOD = 20
-# Consoles that never show a known screen: silent, flooding, echoing, mumbling.
+# Consoles that never show a known screen: they print nothing, flood, echo, or print one line a second.
 BAD = ("run:/bin/sleep 300", "run:/usr/bin/yes", "run:/bin/cat", "run:sh -c 'while :; do echo x; sleep 1; done'")
 
 
@@ -29,7 +29,7 @@ def start(folder, consoles, *arguments):
 
 
 def until_the_good_ones_ended(process, count):
-    """Returns the seconds until `count` meters have changed."""
+    """Waits until `count` meters have changed. Returns the seconds."""
     begun = time.monotonic()
     for line in process.stdout:
         count -= json.loads(line)["result"] == "changed"
@@ -59,7 +59,7 @@ def test_a_bad_console_does_not_delay_another(folder):
         process.terminate()
         process.communicate(timeout=STEP_LIMIT)
     print(f"{GOOD} good consoles: {alone:.1f} s alone, {among:.1f} s among {len(bad)} bad ones")
-    assert among < 3 * alone + 3  # the flood takes its share of the processor
+    assert among < 3 * alone + 3  # the flooding console uses processor time
 
 
 def test_bad_consoles_end(folder):
@@ -79,10 +79,10 @@ def test_fewer_jobs_than_meters(folder):
     assert {result["result"] for result in results.values()} == {"changed"} and len(results) == 7
 
 
-# --- what is shown while it works
+# --- progress
 
 
-def test_plain_lines_where_there_is_no_terminal(folder):
+def test_plain_lines_without_a_terminal(folder):
     meters = [FleetMeter(folder / f"m{i}") for i in range(3)]
     path = folder / "plan.toml"
     path.write_text(plan_text([(meter.name, meter.console, SETTINGS) for meter in meters]))
@@ -117,7 +117,7 @@ def test_progress_on_a_terminal(folder):
     assert meters[0].leaves()[LEAVES["enclosure"]] == "K1F"
 
 
-def test_json_on_a_terminal_is_still_one_object_a_line(folder):
+def test_json_on_a_terminal_is_still_one_object_per_line(folder):
     meter = FleetMeter(folder / "meter")
     path = folder / "plan.toml"
     path.write_text(plan_text([(meter.name, meter.console, SETTINGS)]))

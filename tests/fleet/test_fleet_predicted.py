@@ -1,4 +1,4 @@
-"""`check` predicts exactly what `apply` does, and `show` prints a plan."""
+"""`check` predicts exactly the changes that `apply` makes, and `show` prints a plan."""
 
 import tomllib
 
@@ -22,8 +22,8 @@ FORESEEN = {"ok": "ok", "differs": "changed", "unknown": "unknown", "unreachable
             "rejected": "rejected"}
 
 
-def not_foreseen(meter, settings, checked, applied):
-    """The differences between a check and the apply after it."""
+def mispredicted(meter, settings, checked, applied):
+    """Returns the differences between a check and the apply after it."""
     found = []
     if FORESEEN[checked["result"]] != applied["result"]:
         found.append(f"check said {checked['result']}, apply {applied['result']}: {applied['messages']}")
@@ -32,11 +32,11 @@ def not_foreseen(meter, settings, checked, applied):
     if checked["changed"] != applied["changed"]:
         found.append(f"changed: {checked['changed']}, then {applied['changed']}")
     if applied["result"] == "changed":
-        # `check` must predict all changes of the store, including settings that change together with others.
+        # `check` must predict all changes of the store, including settings that change because others do.
         before, after = read_settings(meter.leaves_before), read_settings(meter.leaves())
         changed = {key for key in before if not fleet_verdict.same(before[key], after[key])}
         if changed != {entry["setting"] for entry in checked["diff"]}:
-            found.append(f"check said {differences(checked)}, and {changed} changed")
+            found.append(f"check predicted {differences(checked)}, but {changed} changed")
     return found
 
 
@@ -51,8 +51,8 @@ def check_batch(folder, numbers):
     _, applied = play("apply", folder, pairs, "--jobs", 8)
     for meter, settings in pairs:
         one, other = checked[meter.name], applied[meter.name]
-        wrong += [f"{meter.name}: {line}" for line in not_foreseen(meter, settings, one, other)]
-        meter.trace.unlink()  # it holds the calls of both runs
+        wrong += [f"{meter.name}: {line}" for line in mispredicted(meter, settings, one, other)]
+        meter.trace.unlink()  # it has the calls of both runs
     assert wrong == []
     return [applied[meter.name]["result"] for meter, _ in pairs]
 
@@ -79,12 +79,12 @@ def shown(folder, meters):
     return done, done.stdout
 
 
-def test_what_show_prints_is_a_plan_of_the_meter(folder):
+def test_the_output_of_show_is_a_plan_of_the_meter(folder):
     meters = [FleetMeter(folder / f"m{number}", fleet_plans.generate(SEED, number)[1]) for number in range(20)]
     done, text = shown(folder, meters)
     assert done.returncode == 0
     plan = tomllib.loads(text)
-    tables = {table["name"]: table for table in plan["meter"]}  # in the order in which they ended
+    tables = {table["name"]: table for table in plan["meter"]}  # in the order in which the meters ended
     assert tables.keys() == {meter.name for meter in meters}
     for meter in meters:
         table = tables[meter.name]

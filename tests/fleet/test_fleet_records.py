@@ -1,4 +1,4 @@
-"""Transcripts hold every byte with its time in the notation of the dialogues. Only the user can read them."""
+"""Transcripts have every byte with its time in the notation of the dialogues. Only owners can read them."""
 
 import pathlib
 
@@ -13,13 +13,13 @@ SETTINGS = {"ip_address": "198.51.100.20", "secondary_dns": "", "serial_number":
 
 
 def bytes_of(meter, suffix):
-    """The bytes sent and received in all sessions of a meter, according to its line."""
+    """Returns the bytes that the line sent or received in all sessions of a meter."""
     files = sorted((meter.folder / "sessions").glob(f"*{suffix}"), key=lambda path: int(path.stem))
     return b"".join(path.read_bytes() for path in files)
 
 
 def steps_of(record):
-    """The transcript as the dialogue tools read it: what was received, and the keys."""
+    """Returns the output and the keys in the transcript, as the dialogue tools read them."""
     steps = dialogue.parse_console(dialogue.Dialogue(record).console)
     received = b"".join(value for kind, value in steps if kind == "out")
     sent = bytes(value for kind, value in steps if kind == "key")
@@ -49,7 +49,7 @@ def test_a_transcript_of_a_bad_line_is_byte_exact(folder):
     check_the_bytes(meter, record)
 
 
-def test_a_transcript_is_for_its_owner_alone(folder):
+def test_only_the_owner_can_read_a_transcript(folder):
     _, record = played(folder, {})
     assert record.stat().st_mode & 0o777 == 0o600
 
@@ -66,7 +66,7 @@ def test_two_runs_have_two_transcripts(folder):
     assert len(records) == 2 and all(pathlib.Path(record).stat().st_size for record in records)
 
 
-def test_names_that_are_no_file_names(folder):
+def test_names_that_are_not_file_names(folder):
     meters = [FleetMeter(folder / f"m{i}") for i in range(3)]
     names = ["../outside", "a/b", "Zähler 7"]
     path = folder / "plan.toml"

@@ -33,7 +33,7 @@ def one(command, folder, meter, settings, *arguments, **options):
 @pytest.mark.parametrize("settings", [FACTORY_SETTINGS, {"dhcp": False}, {"enclosure": "S"}],
                          ids=["all", "network", "identity"])
 @pytest.mark.parametrize("command", ["check", "apply"])
-def test_a_meter_that_is_as_planned_is_left_alone(command, settings, folder):
+def test_a_meter_with_the_planned_values_does_not_change(command, settings, folder):
     meter = FleetMeter(folder / "same")
     status, result = one(command, folder, meter, settings)
     assert (status, result["result"], result["changed"], result["diff"]) == (0, "ok", False, [])
@@ -41,7 +41,7 @@ def test_a_meter_that_is_as_planned_is_left_alone(command, settings, folder):
     assert not fleet_verdict.writes(meter.calls()) and not fleet_verdict.commands(meter.calls())
 
 
-def test_a_meter_is_brought_to_its_plan_and_read_in_a_new_session(folder):
+def test_a_plan_is_applied_and_verified_in_a_new_session(folder):
     meter = FleetMeter(folder / "other")
     status, result = one("apply", folder, meter, EVERYTHING_ELSE)
     assert (status, result["result"], result["changed"]) == (0, "changed", True)
@@ -58,7 +58,7 @@ def test_a_meter_is_brought_to_its_plan_and_read_in_a_new_session(folder):
     assert len([line for line in fleet_verdict.commands(meter.calls()) if "network restart" in line]) == 1
 
 
-def test_check_changes_nothing_and_says_what_apply_would(folder):
+def test_check_changes_nothing_and_predicts_the_apply(folder):
     meter = FleetMeter(folder / "other")
     status, result = one("check", folder, meter, EVERYTHING_ELSE)
     assert (status, result["result"], result["changed"]) == (1, "differs", True)
@@ -106,7 +106,7 @@ REJECTED = {
 
 
 @pytest.mark.parametrize("setting", REJECTED)
-def test_a_plan_that_the_menus_cannot_bring_about_is_rejected_before_any_console_is_opened(setting, folder):
+def test_an_impossible_plan_is_rejected_before_any_console_is_opened(setting, folder):
     for value in REJECTED[setting]:
         meter = FleetMeter(folder / f"meter-{REJECTED[setting].index(value)}")
         path = folder / "plan.toml"
@@ -118,7 +118,7 @@ def test_a_plan_that_the_menus_cannot_bring_about_is_rejected_before_any_console
         assert all(json.loads(line)["result"] == "rejected" for line in done.stdout.splitlines())
 
 
-def test_two_meters_of_one_name_are_rejected(folder):
+def test_two_meters_with_the_same_name_are_rejected(folder):
     meter = FleetMeter(folder / "twice")
     path = folder / "plan.toml"
     path.write_text(plan_text([("twice", meter.console, {"dhcp": True})] * 2))
@@ -127,14 +127,14 @@ def test_two_meters_of_one_name_are_rejected(folder):
     assert not meter.trace.exists()
 
 
-def test_only_the_meters_that_are_asked_for(folder):
+def test_the_option_only_selects_meters(folder):
     meters = [FleetMeter(folder / name) for name in ("east-1", "east-2", "west-1")]
     done, results = play("check", folder, [(meter, {"dhcp": False}) for meter in meters], "--only", "east-*")
     assert results.keys() == {"east-1", "east-2"}
     assert done.returncode == 0 and not meters[2].trace.exists()
 
 
-def test_a_console_that_is_not_there_is_unreachable(folder):
+def test_a_console_that_does_not_exist_is_unreachable(folder):
     path = folder / "plan.toml"
     consoles = ["run:/nonexistent/program", "run:/bin/false", "telnet:127.0.0.1:1", "serial:/nonexistent",
                 "run:/bin/echo nothing that is known"]
@@ -160,8 +160,8 @@ def test_the_worst_result_is_the_exit_status(folder):
     assert done.returncode == 4
 
 
-def test_the_save_is_found_where_there_is_no_initialisation_line(folder):
-    """Save is 5 after a start without -m. With -m, 5 is the initialisation menu."""
+def test_the_save_is_found_in_a_menu_without_an_initialisation_line(folder):
+    """Without -m, item 5 is the save. With -m, item 5 is the initialisation menu."""
     meter = FleetMeter(folder / "plain", arguments=())
     _, result = one("apply", folder, meter, {"primary_dns": "198.51.100.53"})
     assert result["result"] == "changed"

@@ -1,4 +1,4 @@
-"""The time for one meter and for many. On a busy machine the best of some tries counts."""
+"""The time for one meter and for many. The best of several attempts counts: the machine may be busy."""
 
 import os
 import sys
@@ -46,8 +46,8 @@ def test_a_local_meter_without_a_difference(folder):
 
 @pytest.mark.parametrize("is_dhcp_on", [False, True])
 def test_a_meter_at_9600_baud_without_a_difference(is_dhcp_on, folder):
-    """When the plan has DHCP on, meter-fleet reads the port menu twice, because the menu also shows DHCP
-    as on when the utility could not read the value."""
+    """If the plan has DHCP on, meter-fleet reads the port menu twice. The menu also shows DHCP as on when the
+    utility could not read the value."""
     leaves = {**FACTORY_LEAVES, LEAVES["dhcp"]: is_dhcp_on}
     best(folder, read_settings(leaves), "ok", 6, {"baud": 9600}, tries=2, leaves=leaves)
 
@@ -64,7 +64,7 @@ def test_eight_values_of_a_meter_at_9600_baud(folder):
 
 
 def run_measured(folder, pairs, *arguments):
-    """Applies the plan to all of them. Returns the exit status, the seconds, the most memory in MiB, and the
+    """Applies the plan to all meters. Returns the exit status, the seconds, the peak memory in MiB, and the
     lines of results."""
     path = folder / "plan.toml"
     path.write_text(plan_text([(meter.name, meter.console, settings) for meter, settings in pairs]))

@@ -1,4 +1,4 @@
-"""Each check of fleet_verdict finds the error that it is for."""
+"""Each check of fleet_verdict finds its error."""
 
 import json
 import random
@@ -14,7 +14,7 @@ pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 
 def driven(folder, keys, faults=""):
-    """A meter at whose console these keys were typed blindly."""
+    """Returns a meter after a session in which these keys were typed without waiting for a screen."""
     meter = FleetMeter(folder / "meter", faults=faults)
     done = piped.run(meter.command, {**meter.environment, "PATH": "/usr/bin:/bin"}, keys)
     assert done.returncode == 0
@@ -43,7 +43,7 @@ def test_a_setting_that_was_not_planned(folder):
     assert problems(meter, planned | {"secondary_dns": "10.2.2.2"}, "changed") == ""
 
 
-def test_writes_where_nothing_was_to_be_changed(folder):
+def test_writes_although_nothing_should_change(folder):
     meter = driven(folder, b"2\n192.0.2.53\n6\ny\n0\n")
     settings = {"primary_dns": "192.0.2.53"}
     for kind in ("ok", "differs", "unreachable"):
@@ -53,7 +53,7 @@ def test_writes_where_nothing_was_to_be_changed(folder):
 
 @pytest.mark.parametrize("keys, what", [(b"4\ny\n0\n", "sernetpwreset.sh"), (b"5\n8\ny\n0\n0\n", "fw_reset.sh"),
                                         (b"5\n7\ny\n0\n0\n", "options cleared")])
-def test_what_must_never_be_chosen(keys, what, folder):
+def test_menu_items_that_must_never_be_chosen(keys, what, folder):
     meter = driven(folder, keys)
     assert f"forbidden: {what}" in problems(meter, {}, "unknown")
 
@@ -63,7 +63,7 @@ def test_option_leaves_of_another_list(folder):
     settings = {"options_list": "1A-WEB"}
     meter = driven(folder, b"5\n2\n1A-WEB\n2\n1C-NTP-XYZ\n0\n6\ny\n0\n")
     assert meter.leaves()["/VMIC/OptionsList/Value"] == "1A-WEB"
-    assert "/VMIC/Options/NTP/Value is not as the options list has it" in problems(meter, settings, "changed")
+    assert "/VMIC/Options/NTP/Value differs from the options list" in problems(meter, settings, "changed")
 
 
 def test_a_mirror_that_was_not_written(folder):
@@ -71,7 +71,7 @@ def test_a_mirror_that_was_not_written(folder):
     assert "the mirror of ip_address" in problems(meter, {"ip_address": "10.1.1.1"}, "changed")
 
 
-def test_a_report_that_is_not_so(folder):
+def test_a_wrong_report(folder):
     meter = driven(folder, b"0\n")
     assert "the report says class_amps is 1, the store 2" in problems(meter, {}, "ok", settings={"class_amps": 1})
     assert "unknown without a message" in problems(meter, {}, "unknown", messages=[])
@@ -92,7 +92,7 @@ def test_keys_before_a_screen_was_complete(folder):
     assert "1 keys were typed before a screen was complete" in problems(meter, {}, "unknown")
 
 
-def test_generated_plans_are_the_same_again_and_ask_for_what_can_be():
+def test_generated_plans_are_reproducible_and_possible():
     counted = {"same": 0, "other": 0}
     for number in range(300):
         _, leaves, settings = fleet_plans.generate(1, number)

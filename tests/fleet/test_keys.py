@@ -17,15 +17,16 @@ REPLY = b"\nError: invalid address\n" + QUESTION
 
 
 class ScriptedLink:
-    """A utility at a question that it repeats after each line. `tamper` gets the number of a key and the
-    key, and returns the keys that arrive; `answer` does the same with the echo."""
+    """A utility that repeats its question after each line. `tamper` gets the number of a key and the key. It
+    returns the keys that arrive. `answer` gets the number of the key and its echo. It returns the echo that
+    arrives."""
 
     def __init__(self, tamper=None, answer=None):
         self.tamper = tamper or (lambda number, key: key)
         self.answer = answer or (lambda number, echo: echo)
-        self.keys = []  # as they were sent
+        self.keys = []  # the keys that were sent
         self.line = ""
-        self.lines = []  # as the utility took them
+        self.lines = []  # the lines that the utility received
         self.incoming = b""
 
     def echo(self, key):
@@ -68,7 +69,7 @@ def answered(link, text):
     return asyncio.run(run())
 
 
-def test_each_key_waits_for_the_echo_of_the_one_before_and_enter_is_last():
+def test_each_key_waits_for_the_echo_of_the_previous_key_and_enter_is_last():
     link = ScriptedLink()
     dialog = answered(link, "1.2.3.4")
     assert link.keys == [*"1.2.3.4", "\r"]
@@ -91,7 +92,8 @@ def only(number, change):
     ("taken back", lambda key: "\b" + key),
 ])
 def test_one_tampered_key_never_enters_another_line(number, what, change):
-    """The eighth key is Enter. A foreign key directly before it can be noticed, but not taken back."""
+    """The eighth key is Enter. meter-fleet can notice a foreign key directly before Enter, but it cannot
+    erase that key."""
     link = ScriptedLink(tamper=only(number, change))
     try:
         dialog = answered(link, "1.2.3.4")
@@ -122,7 +124,7 @@ def test_one_tampered_echo_never_enters_another_line(number, change):
 
 
 @pytest.mark.parametrize("echo", [b"x", b"", b"\x07"])
-def test_after_a_wrong_echo_the_line_is_taken_back_before_anything_else(echo):
+def test_after_a_wrong_echo_the_line_is_erased_before_another_key_is_typed(echo):
     link = ScriptedLink(answer=only(3, lambda _: echo))
     answered(link, "1.2.3.4")
     assert link.keys[:4] == [*"1.2", "\b"]
@@ -133,13 +135,13 @@ def test_a_foreign_key_is_noticed():
     assert answered(ScriptedLink(tamper=only(3, lambda key: "x" + key)), "1.2.3.4").foreign == 1
 
 
-def test_a_doubled_key_is_not_taken_for_somebody():
+def test_a_doubled_key_is_not_taken_for_a_foreign_key():
     dialog = answered(ScriptedLink(tamper=only(3, lambda key: key * 2)), "1.2.3.4")
     assert dialog.foreign == 0
     assert dialog.damage > 0
 
 
-def test_a_console_that_stops_answering_is_given_up():
+def test_the_session_ends_if_the_console_stops_answering():
     link = ScriptedLink(answer=lambda number, echo: b"")
     with pytest.raises(Silent):
         answered(link, "1.2.3.4")
@@ -207,7 +209,7 @@ MENU_AGAIN = b"\nTimed out.\n" + QUESTION
 
 
 class DamagedLink(ScriptedLink):
-    """A link whose first prompt has lost a byte. After some waits without a key, it shows the prompt
+    """A link whose first prompt has lost a byte. After `waits` waits without a key, the link shows the prompt
     again."""
 
     def __init__(self, waits):
@@ -237,13 +239,14 @@ def test_no_key_reaches_the_utility_before_a_damaged_prompt_is_drawn_again():
     assert any(isinstance(one, Damaged) for one in dialog.view.asked)
 
 
-def test_a_prompt_that_never_comes_again_is_given_up():
+def test_the_session_ends_if_the_prompt_never_comes_again():
     with pytest.raises(Silent):
         asyncio.run(keys.find_prompt(Dialog(DamagedLink(waits=10**6))))
 
 
 class StalledLink(ScriptedLink):
-    """Holds all output back for some waits after a key, and then sends three bytes at a time."""
+    """A link that stalls for `waits` waits after the key with the number `at`. It then sends three bytes at a
+    time."""
 
     def __init__(self, at, waits):
         super().__init__()
@@ -269,7 +272,7 @@ class StalledLink(ScriptedLink):
 
 
 @pytest.mark.parametrize("at", range(2, 9))
-def test_after_a_stall_no_key_is_typed_until_all_that_was_held_back_came(at):
+def test_after_a_stall_no_key_is_typed_until_all_delayed_output_has_come(at):
     link = StalledLink(at, waits=8)
     dialog = answered(link, "1.2.3.4")
     assert dialog.damage > 0

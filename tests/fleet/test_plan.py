@@ -50,12 +50,12 @@ def cases(table):
 
 
 @pytest.mark.parametrize("name, value", cases(ACCEPTED))
-def test_a_value_that_the_menus_can_bring_about_is_accepted(name, value):
+def test_a_value_that_the_menus_can_set_is_accepted(name, value):
     assert plan.why_rejected(name, value) == ""
 
 
 @pytest.mark.parametrize("name, value", cases(REJECTED))
-def test_a_value_that_they_cannot_or_would_store_otherwise_is_rejected(name, value):
+def test_a_value_that_the_menus_cannot_set_exactly_is_rejected(name, value):
     assert plan.why_rejected(name, value) != ""
 
 
@@ -123,7 +123,7 @@ GOOD = '[[meter]]\nname = "a"\nconsole = "run:x"\n'
     ("[[meter]\n", "plan.toml:1: is not TOML"),
     ("[defaults]\n", "plan.toml:1: names no meter"),
 ])
-def test_a_problem_is_named_with_its_file_line_and_reason(tmp_path, text, wanted):
+def test_a_problem_is_reported_with_its_file_line_and_reason(tmp_path, text, wanted):
     assert problems(tmp_path, text)[0].startswith(wanted)
 
 
@@ -143,14 +143,14 @@ def test_a_line_is_found_past_a_multi_line_string():
     assert ("b",) not in lines
 
 
-def test_what_is_printed_is_read_as_it_was(tmp_path):
+def test_a_printed_plan_has_the_same_values_when_read_again(tmp_path):
     meter = plan.meter_of({"name": 'a "b" \\', "console": "run:x 'y'", "program": "other",
                            "login": {"user": "tech", "prompt": "[$#] $"},
                            "settings": {"dhcp": True, "meter_form": 3, "secondary_dns": ""}})
     assert read(tmp_path, plan.plan_text(meter, meter.settings)) == [meter]
 
 
-def test_a_value_that_no_plan_may_ask_for_is_printed_as_a_comment():
+def test_a_value_that_no_plan_may_contain_is_printed_as_a_comment():
     meter = plan.meter_of({"name": "a", "console": "run:x"})
     text = plan.plan_text(meter, {"dhcp": True, "subnet_mask": "", "media_type": "a\x07;b"})
     assert tomllib.loads(text)["meter"][0]["settings"] == {"dhcp": True}

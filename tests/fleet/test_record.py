@@ -1,4 +1,4 @@
-"""Transcripts: every byte, readable by the dialogue tests, no password."""
+"""Transcripts contain every byte except passwords. The dialogue tests can read them."""
 
 import random
 import re
@@ -12,7 +12,7 @@ pytestmark = pytest.mark.host_only
 
 
 def read_back(path):
-    """Returns the bytes that were received and sent according to a transcript, and the whole file."""
+    """Returns the bytes that a transcript lists as received and as sent, and the text of the whole file."""
     text = path.read_text()
     console = text.partition("[console]")[2].partition("\n[exit 0]\n")[0] + "\n"
     steps = dialogue.parse_console(console.removeprefix("\n"))
@@ -27,7 +27,7 @@ def play(record, pieces):
     record.close()
 
 
-def test_any_bytes_are_read_back_as_they_were(tmp_path):
+def test_any_bytes_are_read_back_unchanged(tmp_path):
     choice = random.Random(20261121)
     some = [bytes([byte]) for byte in range(256)] + [
         b"\r\n", b"[exit 0]\n", b"[console]", b"\n[calls]\n", "‹x›".encode()]
@@ -50,13 +50,13 @@ def test_a_piece_has_its_time_and_length(tmp_path):
     assert [time[1:] for time in times] == [("received", "4"), ("sent", "1"), ("received", "1")]
 
 
-def test_only_the_owner_may_read_it(tmp_path):
+def test_only_the_owner_may_read_a_transcript(tmp_path):
     record = open_record(tmp_path, "m")
     record.close()
     assert stat.S_IMODE(record.path.stat().st_mode) == 0o600
 
 
-def test_a_password_is_left_out_even_when_it_is_echoed(tmp_path):
+def test_a_password_is_omitted_even_if_it_is_echoed(tmp_path):
     record = open_record(tmp_path, "m")
     record.received(b"Password: ")
     record.sent_secret(b"s3cret!")

@@ -1,4 +1,4 @@
-"""The grammar of the screens accepts everything that the utility shows, and nothing else."""
+"""The grammar of the screens accepts every screen that the utility shows, and nothing else."""
 
 import pytest
 from harness import dialogue
@@ -39,7 +39,7 @@ def test_every_dialogue_is_in_the_grammar(size):
 
 
 def screen_of(name, number):
-    """The output of a dialogue up to its `number`th menu."""
+    """Returns the output of a dialogue up to its `number`th menu."""
     data = output_of(REPOSITORY / "tests" / "dialogues" / f"{name}.dialogue")
     end = -1
     for _ in range(number):
@@ -63,8 +63,8 @@ def last_menu(data):
 
 
 @pytest.mark.parametrize("name, number", [("save/addresses", 1), ("save/addresses", 2), ("save/commissioning", 2)])
-def test_no_lost_byte_of_a_menu_goes_unnoticed(name, number):
-    """A lost byte shortens a line or a value's column."""
+def test_every_lost_byte_of_a_menu_is_noticed(name, number):
+    """A lost byte makes a line or the column of a value shorter."""
     data = screen_of(name, number)
     start = data.rindex(b"\n\n---")
     assert isinstance(last_menu(data), Menu)
@@ -96,21 +96,21 @@ def test_a_kernel_message_in_a_menu_is_noticed():
         assert menu is None, place
 
 
-def test_a_number_and_a_name_that_do_not_agree_are_noticed():
+def test_a_number_with_the_wrong_name_is_noticed():
     data = screen_of("save/commissioning", 2)
     assert b"3 = Form 9 " in data
     assert last_menu(data.replace(b"3 = Form 9 ", b"2 = Form 9 ")) is None
     assert last_menu(data.replace(b"3 = Form 9 ", b"2 = Form 8 ")).values["meter_form"] == "2"
 
 
-def test_the_end_of_a_damaged_menu_is_where_the_next_key_goes():
+def test_the_prompt_of_a_damaged_menu_is_found():
     data = screen_of("save/addresses", 1).replace(b"Velmora", b"Velm0ra")
     view = view_of(data)
     assert view.prompt == Damaged(is_menu=True)
     assert not view.exact
 
 
-def test_a_save_question_is_never_taken_for_another_one():
+def test_a_save_question_is_never_taken_for_another_question():
     text = "Save & apply all settings? (y/n): "
     assert read_exchange(text).prompt == Question("Save & apply all settings? (y/n)")
     for place in range(len(text) - 2):
@@ -119,7 +119,7 @@ def test_a_save_question_is_never_taken_for_another_one():
             assert read_exchange(flipped) is None
 
 
-def test_the_echo_says_what_is_on_the_line():
+def test_the_echo_shows_the_contents_of_the_line():
     view = view_of(screen_of("save/addresses", 1) + b"12\b \b3")
     assert (view.typed, view.erased) == ("13", 1)
     feed(view, b"\b")

@@ -1,4 +1,4 @@
-"""The servers that the tests of consoles use: each shows a meter's console to an ordinary client."""
+"""Tests the servers for the tests of consoles. Each lets an ordinary client use a meter's console."""
 
 import pexpect
 import pytest
@@ -48,7 +48,7 @@ def test_a_terminal_server_without_telnet(folder):
         check_that_a_person_can_use(client("socat", "-,raw,echo=0", console.replace("telnet", "TCP")))
 
 
-def test_a_terminal_server_that_speaks_telnet_on_a_slow_line(folder):
+def test_a_telnet_terminal_server_on_a_slow_line(folder):
     command = over_a_slow_line(folder / "line", shell_command(FleetMeter(folder / "meter"), "tech", "secret"))
     with serial_port(folder, command) as device, telnet_server(folder, device) as console:
         check_that_a_person_can_use(client("socat", "-,raw,echo=0", console.replace("telnet", "TCP")))

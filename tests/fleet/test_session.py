@@ -1,4 +1,4 @@
-"""Whole runs on simulated meters: the keys, the writes and the result."""
+"""Whole runs on simulated meters: their keys, their writes and their result."""
 
 import asyncio
 import json
@@ -49,7 +49,7 @@ def test_every_setting_has_its_place_in_the_order_of_editing():
     assert ORDER[-1] == "options_list"
 
 
-def test_a_meter_is_brought_to_its_plan(meter, tmp_path):
+def test_a_plan_is_applied(meter, tmp_path):
     result = do(Command.APPLY, meter, EIGHT, tmp_path)
     assert (result.result, result.changed, result.messages) == ("changed", True, [])
     assert {one.setting for one in result.diff} == EIGHT.keys()
@@ -64,7 +64,7 @@ def test_a_meter_is_brought_to_its_plan(meter, tmp_path):
     assert len([call for call in calls_of(meter, "system") if "network restart" in call["command"]]) == 1
 
 
-def test_a_meter_that_is_as_planned_is_only_read(meter, tmp_path):
+def test_a_meter_with_the_planned_values_is_only_read(meter, tmp_path):
     do(Command.APPLY, meter, EIGHT, tmp_path)
     meter.trace.unlink()
     result = do(Command.APPLY, meter, EIGHT, tmp_path)
@@ -79,7 +79,7 @@ def test_check_predicts_what_apply_does(meter, tmp_path):
     assert do(Command.CHECK, meter, EIGHT, tmp_path).result == "ok"
 
 
-def test_what_show_prints_is_a_plan_that_the_meter_fulfils(meter, tmp_path):
+def test_show_prints_a_plan_with_the_values_of_the_meter(meter, tmp_path):
     shown = do(Command.SHOW, meter, {}, tmp_path)
     assert shown.settings.keys() == SETTINGS.keys()
     file = tmp_path / "backup.toml"
@@ -92,7 +92,7 @@ REMOVED = {"ip_address": "", "default_gateway": "", "primary_dns": "", "secondar
            "meter_form": "", "class_amps": "", "nominal_frequency": "", "serial_number": "YYMMXXXXX"}
 
 
-def test_values_are_removed_that_were_not_edited(meter, tmp_path):
+def test_values_that_were_not_edited_can_be_removed(meter, tmp_path):
     result = do(Command.APPLY, meter, REMOVED, tmp_path)
     assert result.result == "changed"
     leaves = meter.leaves()
@@ -105,7 +105,7 @@ def test_values_are_removed_that_were_not_edited(meter, tmp_path):
     assert do(Command.APPLY, meter, REMOVED, tmp_path).result == "ok"
 
 
-def test_only_what_differs_is_typed(meter, tmp_path):
+def test_only_values_that_differ_are_typed(meter, tmp_path):
     settings = {"primary_dns": "192.0.2.53", "enclosure": "R"}
     assert [one.setting for one in do(Command.APPLY, meter, settings, tmp_path).diff] == ["enclosure"]
     [written] = calls_of(meter, "set_leaves")
@@ -120,7 +120,7 @@ def test_a_media_type_that_the_port_does_not_offer_is_rejected_and_nothing_saved
     assert exit_status(results) == 2
 
 
-def test_initialisation_settings_need_a_utility_that_was_started_for_them(meter, tmp_path):
+def test_initialisation_settings_need_a_utility_started_with_m(meter, tmp_path):
     result = do(Command.APPLY, meter, {"enclosure": "R"}, tmp_path, arguments=())
     assert result.result == "rejected"
     assert "without -m" in result.messages[0]
@@ -132,7 +132,7 @@ def faulty(meter, text):
     (meter.folder / "faults.toml").write_text(text)
 
 
-def test_a_mirror_that_could_not_be_written_is_unknown_although_settings_were_saved(meter, tmp_path):
+def test_a_failed_write_of_a_mirror_is_unknown_although_settings_were_saved(meter, tmp_path):
     faulty(meter, '[[fault]]\ncall = "set_leaf"\nstatus = 5\n')
     result = do(Command.APPLY, meter, {"ip_address": "198.51.100.7", "primary_dns": "10.0.0.1"}, tmp_path)
     assert result.result == "unknown"
@@ -142,15 +142,15 @@ def test_a_mirror_that_could_not_be_written_is_unknown_although_settings_were_sa
     assert 'the meter shows ip_address = "198.51.100.7", as planned' in said
 
 
-def test_a_value_that_was_not_removed_is_found(meter, tmp_path):
-    """The utility ignores the statuses of cleared leaves and reports that all was saved."""
+def test_a_failed_removal_of_a_value_is_noticed(meter, tmp_path):
+    """The utility ignores the statuses of cleared leaves and reports a successful save."""
     faulty(meter, '[[fault]]\ncall = "clear_leaves"\nstatus = 5\n')
     result = do(Command.APPLY, meter, {"secondary_dns": ""}, tmp_path)
     assert result.result == "unknown"
     assert 'the meter shows secondary_dns = "192.0.2.54", planned is ""' in result.messages
 
 
-def test_a_failed_save_is_unknown_and_what_the_meter_holds_is_said(meter, tmp_path):
+def test_a_failed_save_is_unknown_and_the_values_on_the_meter_are_reported(meter, tmp_path):
     faulty(meter, '[[fault]]\ncall = "set_leaves"\nresult = -1\n')
     result = do(Command.APPLY, meter, EIGHT, tmp_path)
     assert result.result == "unknown"
@@ -165,20 +165,20 @@ def test_a_store_that_cannot_be_opened_is_unreachable(meter, tmp_path):
     assert "can't connect to CDS" in result.messages[0]
 
 
-def test_a_store_that_cannot_be_read_is_not_believed(meter, tmp_path):
-    """The screens show [None] for a value that cannot be read. The plan asks for the same."""
+def test_the_screens_of_an_unreadable_store_are_not_trusted(meter, tmp_path):
+    """The screens show [None] for a value that cannot be read. The plan contains the same value."""
     faulty(meter, '[[fault]]\ncall = "get_leaves"\nresult = -1\n')
     result = do(Command.CHECK, meter, {"primary_dns": ""}, tmp_path)
     assert result.result == "unreachable"
 
 
-def test_a_value_that_could_not_be_read_once_is_not_taken_for_missing(meter, tmp_path):
+def test_one_failed_read_of_a_value_does_not_mean_that_the_value_is_missing(meter, tmp_path):
     faulty(meter, f'[[fault]]\ncall = "get_leaves"\npath = "{INTERFACE}IP Address/Value"\nstatus = 5\ntimes = 1\n')
     result = do(Command.CHECK, meter, {"ip_address": ""}, tmp_path)
     assert result.result != "ok"
 
 
-def test_a_bad_console_delays_no_other(meter, tmp_path):
+def test_a_bad_console_does_not_delay_the_others(meter, tmp_path):
     good = planned(meter, {"primary_dns": "10.0.0.1"})
     bad = plan.meter_of({"name": "bad", "console": "run:sh -c 'exit 3'"})
     ended = []
@@ -191,8 +191,7 @@ def test_a_bad_console_delays_no_other(meter, tmp_path):
 # -- single steps --
 
 def menus(monkeypatch, *texts):
-    """A session whose console shows one main menu after another. Each text is the primary DNS server
-    of one menu."""
+    """Returns a session whose console shows main menus. Each text is the primary DNS server on one menu."""
     shown = [Menu("main", {}, {"primary_dns": text}) for text in texts]
 
     async def go_to(session, kind):
@@ -206,7 +205,7 @@ def menus(monkeypatch, *texts):
     return session.Session(Dialog(link=None), expected={"primary_dns": "1.2.3.4"})
 
 
-def test_a_value_that_was_shown_wrong_once_is_read_again(monkeypatch):
+def test_a_wrong_value_on_one_screen_is_read_again(monkeypatch):
     found = asyncio.run(session.look_at(menus(monkeypatch, "1.2.3.5", "1.2.3.4"), "main"))
     assert found.values == {"primary_dns": "1.2.3.4"}
 
@@ -265,7 +264,7 @@ def test_a_rejected_plan_opens_no_console(meter, tmp_path):
     assert not (tmp_path / "records").exists()
 
 
-def test_only_the_meters_that_are_asked_for(meter, tmp_path):
+def test_the_option_only_selects_meters(meter, tmp_path):
     path = plan_file(meter, tmp_path, {"primary_dns": "10.0.0.1"})
     assert command_line("check", path, "--only", "x*", "--records", tmp_path).returncode == 2
     assert command_line("check", path, "--only", "x*", "--only", "[lm]", "--records", tmp_path).returncode == 1

@@ -34,7 +34,7 @@ def test_an_offer_is_answered_once(verb, option, answer):
     assert answers == [bytes([IAC, answer, option])]
 
 
-def test_commands_are_taken_out_and_escaped_bytes_are_kept():
+def test_commands_are_removed_and_escaped_bytes_are_kept():
     line, _ = telnet()
     data = b"a" + bytes([IAC, SB, TERMINAL_TYPE, 1, IAC, SE]) + b"b" + bytes([IAC, IAC]) + b"c\r\0d\0"
     assert b"".join(line.decode(bytes([byte])) for byte in data) == b"ab\xffc\rd\0"
@@ -64,7 +64,7 @@ def on_link(tmp_path, console, work):
     return asyncio.run(run())
 
 
-def test_all_is_received_before_the_end_is_reported(tmp_path):
+def test_all_bytes_are_received_before_the_end_is_reported(tmp_path):
     async def work(link, _):
         data = b""
         try:
@@ -87,7 +87,7 @@ def test_a_request_to_stop_interrupts_a_wait(tmp_path):
     on_link(tmp_path, "run:sleep 30", work)
 
 
-def test_a_console_that_does_not_stop_writing_is_given_up(tmp_path):
+def test_the_connection_ends_if_the_console_does_not_stop_writing(tmp_path):
     async def work(link, _):
         with pytest.raises(LinkLost, match="does not stop writing"):
             while True:
@@ -97,6 +97,6 @@ def test_a_console_that_does_not_stop_writing_is_given_up(tmp_path):
 
 
 @pytest.mark.parametrize("console, error", [("serial:/dev/no-such-port", Hopeless), ("telnet:127.0.0.1:1", LinkLost)])
-def test_a_console_that_is_not_there(console, error, tmp_path):
+def test_a_console_that_does_not_exist(console, error, tmp_path):
     with pytest.raises(error):
         on_link(tmp_path, console, None)

@@ -1,4 +1,4 @@
-"""Which readings of a meter count, and which values are read twice."""
+"""Tests which readings of a meter are trusted, and which values are read twice."""
 
 import types
 

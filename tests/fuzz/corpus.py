@@ -17,7 +17,7 @@ sys.path.insert(0, str(FOLDER.parent))
 from harness import dialogue, menus  # noqa: E402
 
 ESCAPE = 0xFE
-MOST_REPEATS = 8  # repeats of a fault without a limit
+MOST_REPEATS = 8  # the number of repeats for a fault that has no limit
 LEAF = re.compile(r'^    \{(".*?"|port_branch \+ ".*?"|supported_types_path), (text|number|boolean), ',
                   re.M)
 

@@ -75,7 +75,7 @@ HEADER_WORDS = {  # None means that the line is optional
 }
 SECTION = re.compile(r"^\[(console|exit \d+|killed by \w+|stderr|calls|store)\]\n", re.M)
 ENTER = 0x0D
-JOIN = "\0"  # marks a "›" in an unfinished text that the next key may move
+JOIN = "\0"  # replaces a "›" in an unfinished text, because the next key may go before it
 # The two forms of a prompt. The program waits for a key when its output ends with one of them.
 PROMPT_ENDS = (b"==>  ", b": ")
 
@@ -297,7 +297,7 @@ def act(step, console, meter):
 
 
 def follow(steps, console, meter, done):
-    """Plays the steps. Sends an input only after all output before it. Adds to `done` what happened."""
+    """Plays the steps and appends each to `done`. Sends an input only after all output before it."""
     for step in steps:
         kind, value = step
         if kind == "out":
@@ -400,7 +400,7 @@ def after_key(byte, console, icrnl):
 
 
 def after_menus(steps):
-    """Groups the inputs of a session. Each group has the items of the menu before it."""
+    """Groups the inputs of a session by menu. Returns pairs of a menu's items and the inputs after it."""
     groups = [({}, [])]
     for kind, value in steps:
         if kind != "out":
@@ -411,8 +411,8 @@ def after_menus(steps):
 
 
 def replay(groups, console, meter, icrnl):
-    """Sends each input when the program waits for it. Returns the steps of the session, and the keys that
-    changed because the numbers of the menu before them have changed."""
+    """Sends each input when the program waits for it. If a menu has new numbers, sends the new number of the
+    same item. Returns the steps of the session, and descriptions of the changed keys."""
     steps = [("out", until_waiting(console))]
     changes = []
     for items, inputs in groups:
@@ -431,8 +431,8 @@ def replay(groups, console, meter, icrnl):
 
 
 def record(dialogue, inputs=None):
-    """Plays the dialogue's keys, or `inputs`, and rewrites the file. Returns the keys that changed. A
-    ValueError or a Mismatch leaves the file unchanged."""
+    """Plays the dialogue's keys, or `inputs`, and rewrites the file. Returns descriptions of changed keys.
+    After a ValueError or a Mismatch, the file is unchanged."""
     groups = [({}, inputs)] if inputs else after_menus(parse_console(dialogue.console))
     meter = make_meter(dialogue.path.stem, dialogue.header)
     console = start(dialogue, meter)

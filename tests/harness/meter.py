@@ -34,7 +34,7 @@ def locks(folder):
 
 
 class Meter:
-    """A meter's directory below the build directory. The trace of the calls is next to it."""
+    """A meter's directory below the build directory. The trace of the calls is in its parent directory."""
 
     def __init__(self, name, leaves, faults="", factory_text=None):
         base = BUILD / "test-meters"
@@ -68,7 +68,8 @@ class Meter:
         new_file.rename(self.folder / "store.toml")
 
     def change(self, to_set, to_remove=()):
-        """Changes the store as another process does: all leaves atomically, under the directory's lock."""
+        """Changes the store as another process does: all leaves atomically, while holding the directory's
+        lock."""
         lock = os.open(self.folder, os.O_RDONLY)
         try:
             wait_until(lambda: locks(lock), lambda: f"{self.folder} stays locked")

@@ -62,9 +62,9 @@ def items(output):
 
 
 def number_now(number, before, now):
-    """Returns the number that chooses the same item in the menu `now` as `number` in the menu `before`. If
-    `number` chooses no item, the result chooses none either. An item with a new label at the same number is
-    the same item. If the item is gone, raises ValueError."""
+    """Returns the number in the menu `now` of the item that has `number` in the menu `before`. If no item has
+    `number` before, no item has the result now. An item with a new label at the same number is the same item.
+    Raises ValueError if the item no longer exists."""
     label = next((label for label in before if before[label] == number), None)
     if label is None:
         return number + len(now) - len(before) if number in now.values() else number
@@ -76,8 +76,8 @@ def number_now(number, before, now):
 
 def renumbered(inputs, before, now):
     """Changes the answer to the menu so that it chooses the same item as before. `inputs` begins with this
-    answer, which may contain erased keys. Returns the inputs, and a text that describes the change or
-    None."""
+    answer, which may contain erased keys. Returns the new inputs, and a description of the change. The
+    description is None if nothing changed."""
     answer = []  # the positions of the keys that were not erased
     for place, (kind, value) in enumerate(inputs):
         if kind == "key" and value in ENDS_LINE or kind == "wait" and value >= 30:

@@ -26,7 +26,7 @@ class Mismatch(Exception):
 
 
 def as_usual(attributes):
-    """Keeps the attributes of a new terminal."""
+    """Leaves the attributes of a new terminal unchanged."""
 
 
 def without_icrnl(attributes):
@@ -64,8 +64,9 @@ def take_terminal():
 
 
 class Console:
-    """With `controlling` false, this terminal can neither interrupt nor hang up the program, and it keeps the
-    attributes that the program leaves. (Otherwise the end of the session resets them.)"""
+    """A program on its own pseudo-terminal. If `controlling` is false, the terminal cannot interrupt or hang
+    up the program. It then also keeps the attributes that the program leaves; otherwise the system resets
+    them."""
 
     def __init__(self, command, environment, prepare=as_usual, controlling=True):
         self.terminal, theirs = open_terminal(prepare)
@@ -77,7 +78,7 @@ class Console:
             command, env=environment, stdin=theirs, stdout=theirs, stderr=subprocess.PIPE,
             start_new_session=True, preexec_fn=take_terminal if controlling else take_signals)
         os.close(theirs)
-        self.pending = b""  # received, but not taken yet
+        self.pending = b""  # output that was received but not yet taken
         self.ended = False
         self.errors = b""
         self.errors_reader = threading.Thread(target=self.read_errors, daemon=True)
@@ -130,8 +131,8 @@ class Console:
             raise Mismatch(f"wanted {wanted[same:same + 60]!r}, got {self.pending[same:same + 60]!r}")
         self.pending = self.pending[len(wanted):]
 
-    # Both methods count from the last key, or from the wait before. On a busy machine, the output since then
-    # may have arrived late, while the program was already waiting.
+    # Both methods count from the last key, or from the end of the previous wait. They do not count from the
+    # last output: on a busy machine, it may arrive when the program has already been waiting for some time.
 
     def expect_silence(self, seconds):
         if self.pending or self.receive(self.waits_since + seconds - time.monotonic()):
@@ -174,7 +175,7 @@ class Console:
         self.process.stderr.close()
         try:
             os.close(self.terminal)
-        except OSError:  # already closed by hang_up
+        except OSError:  # hang_up has already closed it
             pass
 
     def history(self):

@@ -1,5 +1,5 @@
 """Lists what a differential run has covered: every message that a session can show, every question and the
-ways it ended, and every kind of fault. A zero means that the run did not cover it."""
+ways in which it ended, and every kind of fault. A count of zero means that the run did not cover the item."""
 
 from collections import Counter
 

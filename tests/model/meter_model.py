@@ -12,8 +12,8 @@ A session is a dict with these keys, which are also the keys of a saved JSON fil
   script     what happens at each wait for a key (see `waits_of`)
 
 The input is a callable. Its arguments are the name of the question and the number of answers that it offers
-by number. It returns what ends the wait: a key (0 to 255), END, TIME_OUT or INTERRUPTED. When nothing more
-happens, it raises ScriptEnded, which ends the program immediately.
+by number. It returns the event that ends the wait: a key (0 to 255), END, TIME_OUT or INTERRUPTED. After the
+last event, it raises ScriptEnded, which ends the program immediately.
 """
 
 import re
@@ -43,14 +43,14 @@ class ScriptEnded(Exception):
 @dataclass
 class Outcome:
     stdout: bytes
-    stderr: list  # lines; REASON for a line with any text
+    stderr: list  # the lines; REASON replaces a line with any text
     status: int
     trace: list
     store: object  # in the format of the session's store
     rewritten: bool  # the library has written the store's file (keys sorted)
     downloads: object  # in the format of the session's jffs
-    waits: list  # (is it the first of a line, number of keys read, number of bytes shown) for each wait
-    tally: Counter  # counts of what was covered
+    waits: list  # one per wait: (is the first wait of a line, number of keys read, number of bytes shown)
+    tally: Counter  # the number of times that each item of coverage_table.py occurred
 
 
 @dataclass
@@ -147,7 +147,7 @@ PORT_LEAVES = (
 )  # fmt: skip
 SERVICE = "/VMF/UpdateService/"
 
-# what the menus show for a number: the text before the name, and the names
+# The text that the menus show between a number and its name, and the names.
 NUMBER_NAMES = {
     "meter_form": (" = Form ", ("5(35)", "6(36)", "8", "9", "45", "U")),
     "class_amps": (" = Class Amps ", ("2", "10", "20")),
@@ -384,7 +384,7 @@ class Console:
         the chosen number, or REJECTED."""
         dashes = 78 - 2 - len(title.encode())
         left, right = dashes // 2, dashes - dashes // 2
-        if dashes < 0:  # no room for the title: a full rule on either side
+        if dashes < 0:  # a title that does not fit has a full line of dashes on each side
             left = right = 78
         self.write("\n\n" + "-" * 78 + "\n")
         self.line(f"{'-' * left} {title} {'-' * right}")
@@ -639,7 +639,7 @@ class Utility:
             element = int(element)
         result, status = self.meter.set_one(path, element)
         if result != 0 or status != 1:
-            # the stray byte in the message of the DHCP leaf is deliberate
+            # The stray byte in the message of the DHCP leaf is deliberate.
             self.console.write("set_leaf failed for ")
             if path == AT_ONCE["dhcp"]:
                 self.console.shown.append(0x93)
@@ -857,8 +857,7 @@ class Utility:
 
 
 def play(session, source, program="meter-settings"):
-    """Returns the outcome of the session with the input from `source`. `program` is the name that
-    starts the program."""
+    """Returns the outcome of the session with the input from `source`. `program` is the program's argv[0]."""
     tally = Counter()
     meter = SimulatedMeter(session, tally)
     console = Console(source, tally)
@@ -903,8 +902,8 @@ WAIT_LETTERS = {END: "k", TIME_OUT: "t", INTERRUPTED: "i"}
 
 
 def waits_of(script):
-    """Converts a script to events. A script is a list of texts, whose characters are keys (0 to 255), and of
-    {"wait": "time-out" | "interrupted" | "end", "times": n}."""
+    """Converts a script to events. A script is a list. Its items are texts, whose characters are keys (0 to
+    255), and waits: {"wait": "time-out" | "interrupted" | "end", "times": n}."""
     events = []
     for item in script:
         if isinstance(item, str):
@@ -938,8 +937,8 @@ def keys_and_waits(events):
 
 
 def scripted(events):
-    """Returns a source that plays events. Keys keep their order but not their waits, and the input ends after
-    the last key. This is how a program reads keys from a file."""
+    """Returns a source that plays events for a program that reads its keys from a file. Time-outs and
+    interruptions keep their places. Any other wait ends with the next key, or with END after the last key."""
     keys = iter([event for event in events if isinstance(event, int) and event != END])
     remaining = iter(events)
 

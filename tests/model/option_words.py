@@ -15,7 +15,7 @@ GRAMMAR = tomllib.loads((Path(__file__).parents[1] / "grammar.toml").read_text()
 
 
 def spelled(group, own=()):
-    """Returns an option's own leaves as "+LEAF", then the other leaves of its group as "-LEAF"."""
+    """Returns "+LEAF" for each leaf of the option, then "-LEAF" for the other leaves of its group."""
     members = {leaf for _, of, leaves in GRAMMAR["options"] if of == group for leaf in leaves}
     others = [leaf for leaf in GRAMMAR["leaves"] if group and leaf in members and leaf not in own]
     return " ".join([*(f"+{leaf}" for leaf in own), *(f"-{leaf}" for leaf in others)])
@@ -29,7 +29,7 @@ OPTIONS = tuple((name, group, spelled(group, own)) for name, group, own in GRAMM
 GROUPS = {group: (spelled(group), words) for group, words in GRAMMAR["messages"].items()}
 
 NAMES = tuple(name for name, _, _ in OPTIONS)
-# MID is accepted, but a list that is rejected for another reason also complains about it.
+# MID is accepted. However, if a list is rejected for another reason, the utility also complains about MID.
 UNCOMPLAINED = {form for name in NAMES if name != "MID" for form in (name, name.lower())}
 
 
@@ -39,8 +39,8 @@ class Finding:
 
     total: int  # characters, including the dash in front
     found: int  # characters of the options found, including the dash before each
-    messages: list = field(default_factory=list)  # about groups, in the order printed
-    batch: list = field(default_factory=list)  # (path, value) in the order written
+    messages: list = field(default_factory=list)  # the messages about groups, in order
+    batch: list = field(default_factory=list)  # (path, value) in the order of the writes
     complaints: list = field(default_factory=list)  # words that are not options
 
     @property
@@ -78,7 +78,7 @@ def examine(entry):
 
 def add_quality(finding, chosen, logging_typed, ready_typed):
     """Adds the leaves after PQ1 to PQ3. Capturing needs measurement logging. A power quality option
-    sets the common leaf, and "ready" sets it in a write of its own."""
+    sets the common leaf, and PQR sets it in a separate write."""
     if chosen:
         add(finding, "+PQ")
     if "ML" in GRAMMAR["further_leaves"].get(chosen, ()) and not logging_typed:

@@ -210,7 +210,7 @@ def compare_stderr(outcome, run):
 
 
 def compare_trace(outcome, run):
-    """Compares the objects, the order of their keys, and the types of their values."""
+    """Compares the traces as JSON objects, including the order of the keys and the types of the values."""
     expected = [json.dumps(call) for call in outcome.trace]
     try:
         got = [json.dumps(json.loads(line)) for line in run.trace]
@@ -220,8 +220,8 @@ def compare_trace(outcome, run):
 
 
 def compare_waits(outcome, run):
-    """Compares the time-outs. Checks that the program reads a key only after a wait for it, and has written
-    all output before a wait."""
+    """Compares the time-outs. Checks that the program waits before it reads a key, and that it writes all
+    pending output before it waits."""
     expected = [
         f"{IDLE_SECONDS} {0 if first else MICROSECONDS_LEFT} {keys} {shown}"
         for first, keys, shown in outcome.waits
@@ -254,7 +254,7 @@ def compare_files(session, outcome, run):
     expected |= {"faults.toml"} if session.get("faults") else set()
     expected |= {"jffs"} if session.get("jffs") is not None else set()
     if set(run.files) != expected:
-        return f"the meter's folder: expected {sorted(expected)}, got {run.files}"
+        return f"the meter's directory: expected {sorted(expected)}, got {run.files}"
     downloads = sorted(outcome.downloads) if outcome.downloads is not None else None
     if run.downloads != downloads:
         return f"downloads: expected {downloads}, got {run.downloads}"

@@ -1,5 +1,5 @@
-"""Generates sessions: a meter with a problem, and a technician who knows the menus but mistypes, waits too
-long and tries invalid input."""
+"""Generates sessions. A session has a meter with a problem, and a technician who knows the menus but makes
+typing errors, waits too long, and tries invalid input."""
 
 import option_words
 from harness import menus
@@ -99,7 +99,7 @@ def leaves(rng):
 def fault(rng):
     call = rng.choices(CALLS, (2, 5, 8, 5, 2))[0]
     entry = {"call": call}
-    if call == "set_leaves" and often(rng, 0.4):  # one of the writes of a save
+    if call == "set_leaves" and often(rng, 0.4):  # the fault hits one of the writes of a save
         entry |= {"after": rng.randrange(4), "times": rng.choice((1, 1, 2))}
         return entry | ({"result": -1} if often(rng, 0.5) else {"status": rng.choice(STATUSES)})
     if call == "pcd_init":
@@ -280,7 +280,7 @@ def menu_answer(rng, number):
     return rng.choice(forms).format(number)
 
 
-# the items that a technician with a task chooses, by menu
+# The items of each menu that a technician with a task chooses.
 ERRANDS = (
     {},
     {},
@@ -294,7 +294,7 @@ ERRANDS = (
 
 
 class Walker:
-    """The technician: a source for the model that invents and keeps the next input."""
+    """The technician: a source for the model that generates each input and stores it."""
 
     def __init__(self, rng, session):
         self.rng = rng
@@ -307,8 +307,8 @@ class Walker:
         self.line = []
         self.events = []
         self.ended = False
-        self.saved = False  # or tried to save
-        self.regretful = often(rng, 0.2)  # clears the options after the first save
+        self.saved = False  # True after the first attempt to save
+        self.regretful = often(rng, 0.2)  # True if this technician clears the options after the first save
         self.plan = []  # the items to choose next, in reverse order
         self.leaving = False
 

@@ -1,10 +1,10 @@
-"""The mutants: small changes to the sources, each of which a test should notice.
+"""Finds the mutants: small changes to the sources. A test should notice each of them.
 
-libclang's syntax tree shows the places and, for literals, its tokens. A static_assert and a
-preprocessor directive are left alone.
+libclang's syntax tree gives the places of the changes, and its tokens give the literals. Assertions with
+static_assert and preprocessor directives are not changed.
 
-Within routines most mutants are expressions, of which several can be compiled into one program that
-is told at its start which of them is to be in effect."""
+Most mutants in functions change an expression. Several such mutants can be compiled into one program.
+The environment variable MUTANT then selects the mutant that takes effect."""
 
 import dataclasses
 import pathlib
@@ -31,16 +31,16 @@ EMPTY_STATEMENT = "(void)0"
 
 @dataclasses.dataclass(frozen=True, order=True)
 class Mutant:
-    file: str  # from the root
-    start: int  # bytes
+    file: str  # the path relative to the root
+    start: int  # the offset in bytes
     end: int
     replacement: str
     operator: str
     line: int
     original: str
     source_line: str  # the line of `start`, without its indentation
-    scope: tuple  # bytes of the whole expression that is another one then; empty: it has none
-    which: int = 1  # of several with the same change in the same kind of line of the file
+    scope: tuple  # range of the whole changed expression; empty if the mutant needs its own program
+    which: int = 1  # distinguishes mutants with the same change in identical lines of one file
 
     def __str__(self):
         return f"{self.file}:{self.line}: {self.operator}: {self.change}"
@@ -51,7 +51,7 @@ class Mutant:
 
     @property
     def key(self):
-        """Returns what identifies the mutant, even when other lines of the file change."""
+        """Identifies the mutant even after other lines of the file have changed."""
         return self.file, self.source_line, self.change, self.which
 
 
@@ -66,7 +66,7 @@ class Source:
         self.name = name
         self.text = (root / name).read_bytes()
         self.found = {}
-        # Ranges of bytes: what is left alone, what runs, what of it must be known to the compiler.
+        # Ranges of bytes: code without mutants, code that runs, and constant expressions.
         self.excluded = []
         self.run = []
         self.constant = []
@@ -95,7 +95,7 @@ class Source:
             yield dataclasses.replace(mutant, scope=scope, which=counts[mutant.key])
 
     def runs(self, scope):
-        """Whether a scope is no constant: which of several mutants is in effect can be left open."""
+        """Returns True if the code runs, so that the program can select a mutant at its start."""
         return scope and any(s <= scope[0] and scope[1] <= e for s, e in self.run) and not any(
             overlap(scope, place) for place in self.constant)
 
@@ -107,7 +107,8 @@ def overlap(one, other):
 
 
 def batches_of(mutants_of_a_file, size):
-    """The mutants in groups whose scopes lie apart; those without a scope alone."""
+    """Groups the mutants so that the scopes in a group do not overlap. A mutant without a scope gets a group
+    of its own."""
     groups, alone = [], []
     for mutant in mutants_of_a_file:
         if not mutant.scope:
@@ -123,7 +124,7 @@ def batches_of(mutants_of_a_file, size):
 
 
 def with_mutants(text, group):
-    """A source in which the number k of the group is in effect when `mutant_number` is k."""
+    """Returns the source with all mutants of the group. The variable `mutant_number` selects one of them."""
     for number, mutant in sorted(enumerate(group, 1), key=lambda each: each[1].scope, reverse=True):
         first, last = mutant.scope
         old = text[first:last]
@@ -140,7 +141,7 @@ def with_mutants(text, group):
 def string_changes(text):
     if text == '""':
         return ['"x"']
-    return [re.sub(r'(\\x[0-9a-f]+|\\.|.)"$', '"', text)]  # without its last character
+    return [re.sub(r'(\\x[0-9a-f]+|\\.|.)"$', '"', text)]  # removes the last character
 
 
 def literal_changes(token):
@@ -185,7 +186,7 @@ PLAIN_KINDS = (TypeKind.BOOL, TypeKind.INT, TypeKind.UINT, TypeKind.LONG, TypeKi
 
 
 def scope_of(cursor):
-    """Its range, when both it and its mutants are numbers."""
+    """Returns the range of an expression with a simple type, such as int. Returns () for other types."""
     return span(cursor) if cursor.type.get_canonical().kind in PLAIN_KINDS else ()
 
 
@@ -194,7 +195,7 @@ def text_of(source, cursor):
 
 
 def add_operator(source, cursor):
-    """A binary operator, the language's or a type's own, between its two operands."""
+    """Adds the mutants of a binary operator, which may be overloaded."""
     children = list(cursor.get_children())
     if cursor.kind == CursorKind.CALL_EXPR:
         if not re.fullmatch(r"operator\W+", cursor.spelling) or len(children) != 3:
@@ -243,7 +244,7 @@ def add_return(source, cursor):
         return
     text = text_of(source, value)
     if re.fullmatch(r"true|false|\d+", text):
-        return  # add_literals changes these constants
+        return  # add_literals adds the mutants of these constants
     kind = value.type.get_canonical().kind
     if kind == TypeKind.VOID:
         return
@@ -259,7 +260,7 @@ def add_return(source, cursor):
 
 
 def statements_within(cursor):
-    """The children of a statement that are expressions standing as statements."""
+    """Returns the children of a statement that may be statements themselves."""
     children = list(cursor.get_children())
     if cursor.kind == CursorKind.IF_STMT:
         children = children[1:]
@@ -279,7 +280,7 @@ def add_statements(source, cursor):
         if not is_statement(source, child):
             before = None
             continue
-        macro = re.match(r"[A-Z_]+\(", text_of(source, child))  # perhaps no expression
+        macro = re.match(r"[A-Z_]+\(", text_of(source, child))  # a macro may not be an expression
         source.add("statement removed", *span(child), EMPTY_STATEMENT, () if macro else span(child))
         if before is not None and cursor.kind == CursorKind.COMPOUND_STMT:
             add_swap(source, "statements swapped", before, child)
@@ -311,13 +312,13 @@ HANDLERS = {
     CursorKind.RETURN_STMT: add_return,
     CursorKind.INIT_LIST_EXPR: add_rows,
 }
-ROUTINES = (CursorKind.FUNCTION_DECL, CursorKind.FUNCTION_TEMPLATE)
+FUNCTIONS = (CursorKind.FUNCTION_DECL, CursorKind.FUNCTION_TEMPLATE)
 BLOCKS = (CursorKind.COMPOUND_STMT, CursorKind.IF_STMT, CursorKind.FOR_STMT, CursorKind.WHILE_STMT,
           CursorKind.CXX_FOR_RANGE_STMT, CursorKind.CASE_STMT, CursorKind.DEFAULT_STMT)
 
 
 def note_places(source, cursor):
-    """Notes in `source` which places run, which must be constant, and which have no mutants."""
+    """Notes in `source` the code that runs, the constant expressions, and the code without mutants."""
     kind, (start, end) = cursor.kind, span(cursor)
     if kind == CursorKind.STATIC_ASSERT:
         source.excluded.append((start, end))
@@ -328,12 +329,12 @@ def note_places(source, cursor):
     elif kind == CursorKind.VAR_DECL and (
             "constexpr" in text_of(source, cursor) or "[" in text_of(source, cursor).split("=")[0]):
         source.constant.append((start, end))
-    elif kind in ROUTINES and "constexpr" in text_of(source, cursor).split("{")[0]:
+    elif kind in FUNCTIONS and "constexpr" in text_of(source, cursor).split("{")[0]:
         source.constant.append((start, end))
 
 
 def part_of(name):
-    """The part that a file belongs to; None when it has no mutants."""
+    """Returns the part of the project that contains a file, or None if the file has no mutants."""
     top = name.split("/")[0]
     return next((part for part, folders in PARTS.items() if top in folders), None)
 
@@ -348,7 +349,7 @@ def visit(cursor, sources, root, part):
             continue
         source = sources.get(name) or sources.setdefault(name, Source(root, name))
         note_places(source, child)
-        if child.kind in HANDLERS and text_of(source, child):  # else it comes from a macro
+        if child.kind in HANDLERS and text_of(source, child):  # the text is empty for code in a macro
             HANDLERS[child.kind](source, child)
         if child.kind in BLOCKS:
             add_statements(source, child)
@@ -358,7 +359,7 @@ def visit(cursor, sources, root, part):
 
 
 def all_mutants(root, parts=("program",)):
-    """Every mutant of these parts below `root`, in the order of files and places."""
+    """Returns all mutants of these parts, sorted by part, file and place."""
     return [mutant for part in parts for mutant in mutants_of_part(pathlib.Path(root).resolve(), part)]
 
 

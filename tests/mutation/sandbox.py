@@ -1,16 +1,16 @@
-"""Runs commands where they can change nothing on this machine.
+"""Runs commands in a sandbox, where they cannot change anything on this machine.
 
-A mutant may delete or overwrite whatever it can reach. Here it sees the machine's files, but all of
-them read-only; only /tmp and the build directory are writable, and these are empty file systems in
-memory, which go with the sandbox. It sees no other process and no network. Linux namespaces do this,
-by way of bubblewrap; root keeps only the rights over files and users that the tests need, and so
-cannot mount anything either."""
+A mutant may delete or overwrite any file that it can write. In the sandbox, all files of the machine are
+read-only. Only /tmp and the build directory are writable. Both are empty file systems in memory, which
+disappear with the sandbox. A mutant cannot see other processes or use the network. The sandbox consists of
+Linux namespaces, which bubblewrap creates. Root keeps only the rights over files and users that the tests
+need, and therefore cannot mount anything."""
 
 import os
 import subprocess
 
 ROOTS_RIGHTS = ("CAP_CHOWN", "CAP_DAC_OVERRIDE", "CAP_FOWNER", "CAP_FSETID", "CAP_SETGID", "CAP_SETUID")
-SIZE = 1 << 30  # bytes of each of the writable file systems
+SIZE = 1 << 30  # of each writable file system, in bytes
 
 ISOLATED = ("bwrap", "--unshare-pid", "--unshare-net", "--unshare-ipc", "--unshare-uts", "--die-with-parent",
             "--new-session", "--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc", "--tmpfs", "/run",
@@ -25,8 +25,9 @@ def rights():
 
 
 def command(folder, build_folder, kept, *words):
-    """The command line that runs `words` in the sandbox. Below `folder`, a project, they can read all
-    but what was built; of that only the files and (empty) directories `kept`, named from there."""
+    """Returns the command line that runs `words` in the sandbox. The command can read the project in
+    `folder`. In `build_folder`, only the files and directories in `kept` exist. The command can read these
+    files. The directories are empty."""
     within = ["--ro-bind", folder, folder, "--size", SIZE, "--tmpfs", build_folder]
     for name in kept:
         path = build_folder / name
@@ -36,11 +37,11 @@ def command(folder, build_folder, kept, *words):
 
 
 def why_not():
-    """The reason why there can be no sandbox here, or ""."""
+    """Returns the reason why this system cannot run a sandbox, or ""."""
     try:
         subprocess.run([*ISOLATED, *rights(), "--", "true"], check=True, capture_output=True, text=True)
     except FileNotFoundError:
-        return "bwrap, of the package bubblewrap, is missing"
+        return "bwrap is missing: install the package bubblewrap"
     except subprocess.CalledProcessError as error:
-        return error.stderr.strip() or f"bwrap ends with {error.returncode}"
+        return error.stderr.strip() or f"the exit status of bwrap is {error.returncode}"
     return ""

@@ -1,9 +1,9 @@
-"""A copy of the project in which one mutant after the other is built and tested.
+"""Builds and tests mutants, one after the other, in a copy of the project.
 
-The project's own sources do not change. The tests run in the order of their cost until one fails:
-unit tests, dialogues without real waits, tests of the console, and, when asked for, sessions
-compared with the model. Mutants of the simulator and cdsctl, which write and remove
-files, run in a sandbox: unit tests, the quick Python tests, and the dialogues."""
+The project's own sources do not change. The tests run in this order until one fails: unit tests, dialogues
+without real waits, and tests of the console. With --model, sessions are then compared with the reference
+model. The simulator and cdsctl write and remove files, so their mutants run in a sandbox. Their tests are
+the unit tests, the quick Python tests, and the dialogues."""
 
 import collections
 import contextlib
@@ -24,37 +24,37 @@ import sandbox
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = ROOT / "build" / "mutation"
 PROGRAMS = ("unit-tests", "meter-settings")
-# A mutant of cdsctl alters cdsctl alone; one of the simulator alters every program.
+# A mutant of cdsctl is only in cdsctl. A mutant of the simulator is in every program.
 CDSCTL = "simulator/cdsctl"
 CDSCTL_PROGRAMS = ("cdsctl-tests", "cdsctl")
 SIMULATOR_PROGRAMS = ("simulator-tests", *CDSCTL_PROGRAMS, "store-client", "meter-settings")
-WRITTEN_FOLDERS = ("tests/simulator", "tests/cdsctl")  # by the unit tests, in the build directory
+WRITTEN_FOLDERS = ("tests/simulator", "tests/cdsctl")  # where the unit tests write, in the build directory
 TESTS_OF_SCRIPTS = ("cdsctl/test_completion.py", "cdsctl/test_watched_session.py")
 WAITS = re.compile(r"‹wait \d+ s›")
 
 BUILD_LIMIT = 600  # seconds
-TEST_LIMIT = 150  # of one program of tests; for a busy machine, and for mutants that wait
-BUSY_LIMIT = 20  # of the processor
-# In the sandbox, where many mutants wait for what never comes.
+TEST_LIMIT = 150  # seconds for one test program; the machine may be busy, and a mutant may wait
+BUSY_LIMIT = 20  # seconds of processor time
+# The sandbox has shorter limits, because many mutants there wait forever.
 UNIT_TEST_LIMIT = 60
-STEP_LIMIT = 12  # of the Python tests
-# A mutant may print, or ask for memory, without end.
+STEP_LIMIT = 12  # for one step of a Python test
+# A mutant may write or request memory without end.
 LIMITS = {resource.RLIMIT_FSIZE: 16 << 20, resource.RLIMIT_AS: 3 << 30, resource.RLIMIT_CORE: 0,
           resource.RLIMIT_CPU: BUSY_LIMIT}
-# The simulator's tests make a file that is larger than any store may be.
+# The simulator's tests create a file that is larger than the largest allowed store.
 SANDBOX_LIMITS = {**LIMITS, resource.RLIMIT_FSIZE: 512 << 20}
 
-# Read by every compilation ahead of its source, and compiled once.
+# This precompiled header is included before every source file.
 COMMON_HEADERS = "".join(f"#include <{name}>\n" for name in (
     "algorithm", "cstdio", "cstdlib", "cstring", "functional", "map", "string", "vector")) + """
 inline const int mutant_number = std::getenv("MUTANT") ? std::atoi(std::getenv("MUTANT")) : 0;
 """
-# No warnings: the compiler often warns about a mutant, and it must still compile.
+# -w switches the warnings off: the compiler often warns about a mutant, which must still compile.
 FLAGS = "-std=c++17 -O0 -w"
 
 PYTEST = ("/usr/bin/python3", "-m", "pytest", "-x", "-q", "-p", "no:cacheprovider", "-p", "no:xdist")
 
-# What became of a mutant.
+# The outcomes of a mutant.
 NOT_COMPILED, SURVIVED, NOT_RUN = "not compiled", "survived", "not run"
 UNIT_TESTS, DIALOGUES, CONSOLE_TESTS, PYTHON_TESTS, MODEL, TIME_OUT = (
     "unit tests", "dialogues", "console tests", "Python tests", "model", "time-out")
@@ -71,12 +71,12 @@ def set_limits(limits):
 
 
 def is_simulated(name):
-    """Whether a file belongs to the simulator or to cdsctl."""
+    """Returns True for a file of the simulator or of cdsctl."""
     return mutants.part_of(name) == "simulator"
 
 
 def programs_of(name):
-    """What tests a mutant of the file `name`, unit tests first."""
+    """Returns the programs that contain a mutant of the file `name`, the unit tests first."""
     if not is_simulated(name):
         return PROGRAMS
     return CDSCTL_PROGRAMS if name.startswith(f"{CDSCTL}/") else SIMULATOR_PROGRAMS
@@ -93,14 +93,14 @@ def project_files():
 
 
 class Tree:
-    """A copy below build/mutation, kept from run to run so that little is compiled anew."""
+    """A copy of the project below build/mutation. The next run uses it again and compiles only changes."""
 
     def __init__(self, number, model_sessions=0):
         self.folder = BUILD / f"tree-{number}"
         self.build_folder = self.folder / "build" / "mutated"
         self.log = self.folder / "build" / "log"
         self.model_sessions = model_sessions
-        self.kills = collections.Counter()  # by dialogue
+        self.kills = collections.Counter()  # the number of mutants that each dialogue has killed
         self.copy_project()
         self.configure()
         self.load_dialogues()
@@ -136,7 +136,7 @@ class Tree:
             raise Broken(f"{self.log.read_text()}failed: {command[0]}")
 
     def load_dialogues(self):
-        """Loads the dialogues and the dialogue runner of this tree, which uses the programs of this tree."""
+        """Loads this tree's dialogues and its dialogue runner, which plays them on this tree's programs."""
         os.environ["BUILD_DIR"] = str(self.build_folder)
         sys.path.insert(0, str(self.folder / "tests"))
         from harness import dialogue
@@ -154,7 +154,7 @@ class Tree:
                                   check=False).returncode == 0
 
     def run(self, *command, limits=LIMITS, seconds=TEST_LIMIT):  # pylint: disable=dangerous-default-value
-        """True when the command succeeded; what it printed is in the log."""
+        """Returns True if the command succeeded. Its output is in the log."""
         with self.log.open("w") as log:
             return subprocess.run([str(word) for word in command], stdin=subprocess.DEVNULL, stdout=log,
                                   stderr=log, cwd=self.build_folder, timeout=seconds,
@@ -190,7 +190,7 @@ class Tree:
         for dialogue in sorted(self.dialogues, key=lambda each: -self.kills[each.path]):
             try:
                 report = self.play(dialogue)
-            except Exception as exception:  # of what the mutant left behind; unchanged it passes
+            except Exception as exception:  # a mutant may leave files that the runner cannot read
                 report = repr(exception)
             if report:
                 self.kills[dialogue.path] += 1
@@ -208,7 +208,7 @@ class Tree:
                         self.model_sessions, "--scratch", self.build_folder / "differences")
 
     def outcome(self, name):
-        """What becomes of the mutant that stands in the file `name` now."""
+        """Builds and tests the mutant that the file `name` contains now."""
         return self.tested(name) if self.builds(*unit_programs(name)) else NOT_COMPILED
 
     def tested(self, name):
@@ -227,7 +227,7 @@ class Tree:
         return SURVIVED
 
     def later_tests(self, name):
-        """What runs after the unit tests, each with the outcome that its failure is."""
+        """Returns the tests that run after the unit tests, each with the outcome of its failure."""
         if not is_simulated(name):
             return ((DIALOGUES, self.dialogues_pass), (CONSOLE_TESTS, self.console_tests_pass),
                     (MODEL, self.model_agrees))
@@ -245,7 +245,7 @@ class Tree:
 
     @contextlib.contextmanager
     def changed(self, name, change):
-        """The file `name` is what `change` makes of its text."""
+        """Applies `change` to the file `name` and restores the file at the end."""
         path = self.folder / name
         text = path.read_bytes()
         path.write_bytes(change(text))
@@ -262,8 +262,8 @@ class Tree:
             return self.outcome(mutant.file)
 
     def test_together(self, group, deadline):
-        """What becomes of each mutant of a group with scopes that lie apart, up to the deadline; None
-        when they cannot be compiled into one program, or when that program fails without any of them."""
+        """Returns the outcomes of the mutants of a group, up to the deadline. Returns None if they cannot be
+        compiled into one program, or if this program fails its unit tests while no mutant is selected."""
         name = group[0].file
         outcomes = []
         with self.changed(name, lambda text: mutants.with_mutants(text, group)):
@@ -287,7 +287,7 @@ class Tree:
         outcomes = self.test_together(group, deadline) if len(group) > 1 else None
         if outcomes is None:
             return [self.test_alone(mutant) for mutant in group if time.monotonic() < deadline]
-        # Some tests start programs in an environment of their own, without the mutant's number.
+        # Some tests start programs without the variable MUTANT, so they run without the mutant.
         if self.model_sessions or is_simulated(group[0].file):
             outcomes = [self.test_alone(mutant) if outcome == SURVIVED else outcome
                         for mutant, outcome in zip(group, outcomes)]

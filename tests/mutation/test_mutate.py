@@ -1,4 +1,4 @@
-"""What `mutate` chooses, forgets and leaves when its time is over."""
+"""Tests which mutants `mutate` chooses, which saved outcomes it deletes, and that it ends at its deadline."""
 
 import contextlib
 import importlib.machinery
@@ -10,7 +10,7 @@ import sys
 import pytest
 from harness.program import REPOSITORY
 
-pytest.importorskip("clang", reason="needs python3-clang-19, of packages/full")
+pytest.importorskip("clang", reason="requires python3-clang-19 from packages/full")
 
 import mutants  # noqa: E402
 import suite  # noqa: E402
@@ -36,7 +36,7 @@ def mutate(monkeypatch, tmp_path):
 
 @pytest.fixture
 def options(mutate, monkeypatch):
-    """The options of a command line."""
+    """Parses the arguments of a command line."""
 
     def read(*words):
         monkeypatch.setattr(sys, "argv", ["mutate", *words])
@@ -46,7 +46,7 @@ def options(mutate, monkeypatch):
 
 
 def mutants_of(tmp_path, text):
-    """The mutants of a source of the simulator, as PLACE: CHANGE."""
+    """Returns the mutants of a source file of the simulator, each as "LINE: CHANGE"."""
     (tmp_path / "simulator").mkdir()
     (tmp_path / "simulator" / "source.cpp").write_text(text)
     return {f"{mutant.line}: {mutant.change}" for mutant in mutants.all_mutants(tmp_path, ("simulator",))}
@@ -60,7 +60,7 @@ def mutants_of(tmp_path, text):
     (("--only", "simulator/cdsctl/watch.cpp"), ["simulator"]),
     (("--only", "simulator/files.h", "--only", "app/run.cpp"), ["program", "simulator"]),
 ])
-def test_the_parts_that_options_name(mutate, options, words, parts):
+def test_the_options_select_the_parts(mutate, options, words, parts):
     assert mutate.parts_of(options(*words)) == parts
 
 
@@ -69,12 +69,12 @@ def test_the_parts_that_options_name(mutate, options, words, parts):
     (("simulator/files.cpp",), ["simulator"]),
     ((), ["program"]),
 ])
-def test_changed_lines_are_taken_in_both_parts(mutate, options, monkeypatch, changed, parts):
+def test_changed_lines_of_both_parts_are_tested(mutate, options, monkeypatch, changed, parts):
     monkeypatch.setattr(mutate, "changed_lines", lambda base: dict.fromkeys(changed))
     assert mutate.parts_of(options("--changed", "HEAD")) == parts
 
 
-def test_every_source_of_the_simulator_is_a_part_of_it():
+def test_every_source_of_the_simulator_belongs_to_its_part():
     for path in (REPOSITORY / "simulator").rglob("*.cpp"):
         name = str(path.relative_to(REPOSITORY))
         assert mutants.part_of(name) == "simulator"
@@ -92,14 +92,14 @@ def test_directives_have_no_mutants(tmp_path):
     assert mutants_of(tmp_path, "#define ONE 1\n#if ONE == 1\nint a = 2;\n#endif\n") == {"3: 2 -> 3", "3: 2 -> 1"}
 
 
-def test_a_new_run_forgets_the_outcomes_of_its_part_only(mutate):
+def test_a_new_run_deletes_only_the_outcomes_of_its_part(mutate):
     lines = [[[file, "x", "1 -> 2", 1], suite.SURVIVED] for file in ("app/run.cpp", "simulator/files.h")]
     mutate.OUTCOMES.write_text("".join(json.dumps(line) + "\n" for line in lines))
     mutate.forget_outcomes(["simulator"])
     assert mutate.saved_outcomes() == {tuple(lines[0][0]): suite.SURVIVED}
 
 
-def test_a_listed_mutant_of_the_other_part_is_not_missed(mutate, monkeypatch, tmp_path):
+def test_a_run_ignores_the_listed_mutants_of_the_other_part(mutate, monkeypatch, tmp_path):
     entry = '[[equivalent]]\nfile = "%s"\nline = "x"\nchange = "1 -> 2"\nreason = "None."\n'
     (tmp_path / "equivalent.toml").write_text(entry % "app/run.cpp" + entry % "simulator/files.h")
     monkeypatch.setattr(mutate, "EQUIVALENT", tmp_path / "equivalent.toml")
@@ -110,25 +110,25 @@ def test_without_a_sandbox_no_mutant_of_the_simulator_runs(mutate, options, monk
     monkeypatch.setattr(mutate.sandbox, "why_not", lambda: "no such thing")
     assert mutate.run_and_report(options("--simulator")) == 2
     assert capsys.readouterr().err == (
-        "mutants of the simulator run in a sandbox only, and there can be none here: no such thing\n")
+        "cannot test mutants of the simulator without a sandbox: no such thing\n")
 
 
-def test_each_program_that_a_mutant_is_in_is_tested():
+def test_every_program_that_contains_a_mutant_is_tested():
     assert suite.unit_programs("simulator/files.cpp") == ["simulator-tests", "cdsctl-tests"]
     assert suite.unit_programs("simulator/cdsctl/watch.cpp") == ["cdsctl-tests"]
     assert suite.unit_programs("app/run.cpp") == ["unit-tests"]
     assert "meter-settings" in suite.programs_of("simulator/include/cds.h")
 
 
-def test_the_simulators_own_tests_take_half_of_the_minutes_at_most(mutate):
+def test_the_simulators_own_tests_take_at_most_half_of_the_minutes(mutate):
     assert mutate.seconds_for_mutants(10, 0) == 600
     assert mutate.seconds_for_mutants(10, 100) == 500
     assert mutate.seconds_for_mutants(10, 1000) == 300
     assert mutate.seconds_for_mutants(None, 1000) == float("inf")
 
 
-class TreeOfNothing(suite.Tree):
-    """Nothing is built; every mutant that is not alone takes ten seconds and survives."""
+class FakeTree(suite.Tree):
+    """Builds nothing. A mutant in a group takes ten seconds and survives; a mutant tested alone is killed."""
 
     def __init__(self, clock):  # pylint: disable=super-init-not-called
         self.clock = clock
@@ -157,7 +157,7 @@ class TreeOfNothing(suite.Tree):
 def tree(monkeypatch):
     clock = [0]
     monkeypatch.setattr(suite.time, "monotonic", lambda: clock[0])
-    return TreeOfNothing(clock)
+    return FakeTree(clock)
 
 
 def group_in(file, size):

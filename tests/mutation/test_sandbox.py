@@ -1,4 +1,4 @@
-"""What a mutant of the simulator does in its sandbox changes nothing outside."""
+"""A command in the sandbox cannot change anything outside."""
 
 import contextlib
 import os
@@ -25,7 +25,7 @@ def project(plain_folder):
 
 @pytest.fixture
 def within(project):
-    """Runs a shell script in the sandbox, and returns what it printed."""
+    """Runs a shell script in the sandbox and returns its output."""
 
     def run(script, status=0):
         done = subprocess.run(
@@ -47,7 +47,7 @@ def commands_running():
             yield path.read_bytes()
 
 
-def test_no_file_outside_is_deleted_or_changed(within, project):
+def test_the_sandbox_cannot_delete_or_change_files_outside(within, project):
     with tempfile.TemporaryDirectory(dir="/var/tmp") as made:  # the sandbox has its own /tmp
         outside = pathlib.Path(made)
         for folder in (outside, project):
@@ -60,12 +60,12 @@ def test_no_file_outside_is_deleted_or_changed(within, project):
             assert (folder / "victim").stat().st_uid == os.geteuid()
 
 
-def test_the_programs_are_not_changed(within, project):
+def test_the_sandbox_cannot_change_the_programs(within, project):
     within("cd $BUILD_DIR && ! rm -f program && ! truncate -s 0 program")
     assert (project / "build" / "program").read_text() == "build/program"
 
 
-def test_what_is_written_goes_with_the_sandbox(within, project):
+def test_files_that_are_written_disappear_with_the_sandbox(within, project):
     name = f"written-{os.getpid()}"
     written = within(f"for folder in $TMPDIR $HOME $BUILD_DIR $BUILD_DIR/tests; do echo $folder >$folder/{name}; "
                      f"cat $folder/{name}; done")
@@ -74,12 +74,12 @@ def test_what_is_written_goes_with_the_sandbox(within, project):
     assert all_files(project / "build").keys() == {"tests", "program", "object"}
 
 
-def test_of_the_build_directory_only_what_is_kept_is_seen(within, project):
+def test_only_the_kept_files_of_the_build_directory_are_visible(within, project):
     assert within("cd $BUILD_DIR && echo *") == "program tests\n"
     assert within(f"cat '{project}/source' $BUILD_DIR/program") == "sourcebuild/program"
 
 
-def test_no_process_outside_is_seen_and_none_outlives_it(within):
+def test_processes_outside_are_invisible_and_processes_inside_end_with_the_sandbox(within):
     with subprocess.Popen(["sleep", str(STEP_LIMIT)]) as outside:
         within(f"! kill -0 {outside.pid} && ! test -e /proc/{outside.pid}")
         outside.kill()
@@ -89,16 +89,16 @@ def test_no_process_outside_is_seen_and_none_outlives_it(within):
                lambda: "a process is still running")
 
 
-def test_there_is_no_network_and_no_right_to_mount(within):
+def test_the_sandbox_has_no_network_and_no_right_to_mount(within):
     rights = int(within("sed -n 's/^CapEff:\\t//p' /proc/self/status"), 16)
     cap_sys_admin, cap_sys_ptrace = 1 << 21, 1 << 19
     assert not rights & (cap_sys_admin | cap_sys_ptrace)
-    assert within("cat /proc/net/dev | grep -c :") == "1\n"  # the loopback device
+    assert within("cat /proc/net/dev | grep -c :") == "1\n"  # only the loopback device
 
 
-def test_the_reason_is_given_where_there_can_be_none(monkeypatch, plain_folder):
+def test_the_reason_for_a_missing_sandbox_is_reported(monkeypatch, plain_folder):
     monkeypatch.setenv("PATH", str(plain_folder))
-    assert sandbox.why_not() == "bwrap, of the package bubblewrap, is missing"
+    assert sandbox.why_not() == "bwrap is missing: install the package bubblewrap"
     (plain_folder / "bwrap").write_text("#!/bin/sh\necho bwrap: not here >&2\nexit 1\n")
     (plain_folder / "bwrap").chmod(0o755)
     assert sandbox.why_not() == "bwrap: not here"

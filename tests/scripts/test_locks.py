@@ -1,5 +1,6 @@
 """Every tool that configures or builds a build directory waits for the lock of that directory."""
 
+import fcntl
 import importlib.util
 import os
 import subprocess
@@ -25,7 +26,7 @@ TOOLS = (
 )
 ON_A_TERMINAL = [sys.executable, "-c", "import os, pty, sys; "
                  "sys.exit(os.waitstatus_to_exitcode(pty.spawn(sys.argv[1:])))"]  # fmt: skip
-BUILDS_NOTHING = "tests/analysis/analyse"  # it only reads the configured directory
+BUILDS_NOTHING = "tests/analysis/analyse"  # it only reads the build directory
 
 
 @pytest.fixture
@@ -45,10 +46,17 @@ def hold(locked, folder):
     return holder
 
 
+def wait_for_message(tool, said):
+    """Waits until the tool has written to the file `said` that it waits for this process."""
+    wait_until(lambda: f"waiting for process {os.getpid()} (" in said.read_text() or tool.poll() is not None,
+               said.read_text)
+    assert tool.poll() is None, said.read_text()
+
+
 @pytest.mark.parametrize("words, preset, wanted", TOOLS, ids=[tool[0] for tool in TOOLS])
 def test_it_waits_for_the_lock_and_prints_the_holder(copy_to, tmp_path, stubs, words, preset, wanted):
     if "mutate" in words and not importlib.util.find_spec("clang"):
-        pytest.skip("needs python3-clang-19, of packages/full")
+        pytest.skip("requires python3-clang-19 from packages/full")
     copy = copy_to(tmp_path / "copy")
     if wanted:
         (stubs / wanted).symlink_to("/bin/true")
@@ -59,15 +67,64 @@ def test_it_waits_for_the_lock_and_prints_the_holder(copy_to, tmp_path, stubs, w
         tool = subprocess.Popen([*ON_A_TERMINAL[:3 * (name == "watch-session")], copy / name, *arguments],
                                 env=environment, cwd=copy, stdin=subprocess.DEVNULL, stdout=output, stderr=output)
         try:
-            wait_until(lambda: f"waiting for process {os.getpid()} (" in said.read_text() or tool.poll() is not None,
-                       said.read_text)
-            assert tool.poll() is None, said.read_text()
+            wait_for_message(tool, said)
             assert not (stubs / "called").exists()
             holder.stdin.close()
             assert tool.wait(timeout=5 * STEP_LIMIT) != 0  # because its cmake fails
         finally:
             tool.terminate()
     assert (stubs / "called").exists() == (name != BUILDS_NOTHING), said.read_text()
+
+
+def test_cpack_waits_for_the_lock(copy_to, tmp_path):
+    """Without its rules the build fails, so that cpack compiles nothing after the wait."""
+    copy = copy_to(tmp_path / "copy")
+    build = copy / "build" / "host"
+    subprocess.run(["cmake", "--preset", "host"], cwd=copy, capture_output=True, timeout=10 * STEP_LIMIT, check=True)
+    (build / "build.ninja").unlink()
+    said = tmp_path / "said"
+    with hold(copy / "cmake" / "locked", build) as holder, said.open("w") as output:
+        cpack = subprocess.Popen(["cpack"], cwd=build, stdin=subprocess.DEVNULL, stdout=output, stderr=output)
+        try:
+            wait_for_message(cpack, said)
+            holder.stdin.close()
+            assert cpack.wait(timeout=5 * STEP_LIMIT) != 0
+        finally:
+            cpack.terminate()
+    assert "the files to pack cannot be built" in said.read_text()
+
+
+@pytest.mark.parametrize("words, lock, packages", [("run --meter m -v", "packages.lock", "missing"),
+                                                   ("run --meter m -v", "meter.lock", "installed"),
+                                                   ("test --quick", "tests.lock", "installed")])
+def test_it_waits_before_a_step_outside_the_build(copy_to, tmp_path, plain_folder, words, lock, packages):
+    """The steps install packages, create a meter, and run tests."""
+    copy = copy_to(tmp_path / "copy")
+    programs = copy / "build" / "host"
+    programs.mkdir(parents=True)
+    step = f": >'{plain_folder}/called'; exit 1"
+    scripts = {plain_folder / "cmake": step if words.startswith("test") else "",
+               plain_folder / "dpkg-query": f"printf {packages}", plain_folder / "apt-get": step,
+               plain_folder / "sudo": step, programs / "cdsctl": step}
+    for program, script in scripts.items():
+        program.write_text(f"#!/bin/sh\n{script}\n")
+        program.chmod(0o755)
+    environment = {**os.environ, "PATH": f"{plain_folder}:{os.environ['PATH']}"}
+    said = tmp_path / "said"
+    with (copy / "build" / lock).open("w") as held, said.open("w") as output:
+        held.write(f"process {os.getpid()} (this test)\n")
+        held.flush()
+        fcntl.flock(held, fcntl.LOCK_EX)
+        start = subprocess.Popen([copy / words.split()[0], *words.split()[1:]], cwd=tmp_path, env=environment,
+                                 stdin=subprocess.DEVNULL, stdout=output, stderr=output)
+        try:
+            wait_for_message(start, said)
+            assert not (plain_folder / "called").exists()
+            fcntl.flock(held, fcntl.LOCK_UN)
+            assert start.wait(timeout=STEP_LIMIT) == 1
+        finally:
+            start.terminate()
+    assert (plain_folder / "called").exists(), said.read_text()
 
 
 def test_a_killed_process_does_not_keep_the_lock(copy_to, tmp_path):

@@ -222,6 +222,13 @@ TEST_CASE("\"after\" and \"times\" count connections")
     CHECK(connects());
 }
 
+TEST_CASE("a fault of pcd_init with a \"times\" of 0 never makes it fail")
+{
+    const FaultyMeter meter(fault("call = 'pcd_init'\nresult = -1\ntimes = 0"));
+    CHECK(connects());
+    CHECK(connects());
+}
+
 TEST_CASE("a connection counts even when the store cannot be read")
 {
     const FaultyMeter meter(fault("call = 'pcd_init'\nafter = 1\ntimes = 1"));

@@ -47,6 +47,12 @@ void to_seconds(struct stat64& status)
     status.st_ctim.tv_nsec = 0;
 }
 
+// Rounds only the time of the last change of the attributes or the contents.
+void change_time_to_seconds(struct stat64& status)
+{
+    status.st_ctim.tv_nsec = 0;
+}
+
 // Gives every file the same times, long ago.
 void to_one_moment(struct stat64& status)
 {
@@ -214,6 +220,12 @@ TEST_CASE("a file is read again when either of its times is in whole seconds")
     const unsigned parses = store.parses;
     CHECK(refreshed(store) == "1");
     CHECK(store.parses == parses); // read again, not parsed again
+
+    set_modified(meter, {1000, 1});
+    let_file_settle();
+    const ChangedStatus coarse(change_time_to_seconds);
+    CHECK(refreshed(store) == "1");
+    CHECK_FALSE(store.stamp);
 }
 
 TEST_CASE("a modification time in the future is trusted like one in the past")

@@ -88,8 +88,8 @@ class Chromium:
 
 
 class Firefox:
-    """Headless Firefox. The protocol is Marionette: "LENGTH:[0, number, command, parameters]" in both
-    directions."""
+    """Headless Firefox. Its protocol is Marionette. A message is "LENGTH:[0, number, command, parameters]" in
+    both directions."""
 
     def __init__(self):
         BUILD.mkdir(parents=True, exist_ok=True)
@@ -181,7 +181,7 @@ def output_of(browser):
 
 
 def wait_for_output(browser, wanted, seconds=STEP_LIMIT):
-    """Waits until the output contains `wanted` or the time is over. Returns the output."""
+    """Waits until the output contains `wanted`, for at most `seconds`. Returns the output."""
     until = time.monotonic() + seconds
     output = output_of(browser)
     while wanted not in output and time.monotonic() < until:
@@ -191,7 +191,7 @@ def wait_for_output(browser, wanted, seconds=STEP_LIMIT):
 
 
 def screen_rows(browser):
-    """Returns the rows of the terminal as a screen reader gets them, without leading and trailing spaces."""
+    """Returns the rows of the terminal as a screen reader gets them, without spaces at their ends."""
     rows = browser.script("""
         return [...document.querySelectorAll(".xterm-accessibility-tree > div")].map(row => row.textContent);""")
     return [row.replace("\xa0", " ").rstrip() for row in rows]

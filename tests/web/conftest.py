@@ -13,7 +13,8 @@ import browsers  # noqa: E402
 
 
 def pytest_collection_modifyitems(items):
-    """Marks all tests in this directory, which need the page, so that other runs skip them."""
+    """Adds the marker `page` to all tests in this directory. They need the page, so runs without --page skip
+    them."""
     here = Path(__file__).parent
     for item in items:
         if here in item.path.parents:
@@ -29,7 +30,7 @@ def chromium_process():
 
 @pytest.fixture
 def chromium(chromium_process):
-    """Chromium with the page newly opened."""
+    """Chromium, which has just opened the page."""
     chromium_process.open(browsers.address())
     chromium_process.console_messages()
     return chromium_process
@@ -44,13 +45,13 @@ def firefox():
 
 @pytest.fixture
 def asked_of_the_server():
-    """The paths that were requested from the web server."""
+    """The paths of all requests to the web server."""
     return []
 
 
 @pytest.fixture
 def web_server(asked_of_the_server):
-    """The address of a server that serves the page under every path."""
+    """The address of a web server that returns the page for every path."""
 
     class Handler(http.server.BaseHTTPRequestHandler):
         def do_GET(self):

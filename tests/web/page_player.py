@@ -12,7 +12,7 @@ from harness.meter import FACTORY, toml_text, toml_value
 from harness.program import STEP_LIMIT
 from harness.terminal import Mismatch
 
-SPEED = 10  # the speed of the waits in a dialogue
+SPEED = 10  # a wait takes a tenth of its time in the dialogue
 ERASING = (8, 127)
 
 # The keys for bytes that are not printable characters. Ctrl with a letter gives the letter's control code.
@@ -29,9 +29,9 @@ def why_not_in_a_page(case):
         return "it does not end by itself"
     typed = {value for kind, value in dialogue.parse_console(case.console) if kind == "key"}
     if not all(byte in KEYS or 0x20 <= byte < 0x7F for byte in typed):
-        return "a keyboard does not give all of its bytes"
+        return "a keyboard cannot type all of its bytes"
     if len(typed & set(ERASING)) > 1:
-        return "Backspace sends one byte, and it has two"
+        return "it erases with two different bytes, and Backspace sends only one"
     return ""
 
 
@@ -44,7 +44,7 @@ def start_of(case):
 
 
 def with_change(leaves, text):
-    """Returns the leaves after a mark "store: ..." of a dialogue."""
+    """Returns the leaves after a change "store: ..." in a dialogue."""
     if text.startswith("remove "):
         return {path: value for path, value in leaves.items() if path != json.loads(text[7:])}
     return leaves | tomllib.loads(text)
@@ -68,7 +68,7 @@ class Player:
         self.browser = browser
         self.case = case
         self.expected = b""
-        self.keys = ""  # keys that are not sent yet
+        self.keys = ""  # keys that still have to be sent
         self.last_key = time.monotonic()
 
     def start(self):
@@ -109,7 +109,7 @@ class Player:
         self.check()
 
     def type(self, byte, after):
-        """Collects keys. They are sent together as long as the only answer to each is its echo."""
+        """Collects keys while each is answered only by its echo. Then sends them together."""
         if not self.keys:
             self.check()
         self.keys += KEYS.get(byte) or chr(byte)
@@ -123,7 +123,7 @@ class Player:
         self.keys = ""
 
     def check(self):
-        """Checks that the output up to here is complete, and that there is no more."""
+        """Checks that the output so far is exactly the expected one."""
         self.send()
         until = time.monotonic() + STEP_LIMIT
         output = output_of(self.browser)
@@ -160,7 +160,7 @@ class Player:
         self.browser.script("meter.replaceStore(arguments[0]);", toml_text(with_change(present, mark)))
 
     def report(self):
-        """Returns the differences after the whole console was played."""
+        """Returns the differences after the whole session."""
         browser, case = self.browser, self.case
         exited = browser.script("return meter.exited();")
         errors = bytes(browser.script("return Array.from(meter.errors());")).decode("latin-1")

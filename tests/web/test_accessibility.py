@@ -5,6 +5,7 @@ import json
 import browsers
 import pytest
 from browsers import ENTER, TAB
+from test_keep import download
 
 AXE = browsers.PAGE.parent / "npm-for-tests" / "node_modules" / "axe-core" / "axe.min.js"
 TABS = ("leaves", "next-save", "exercises", "faults", "keep")
@@ -14,7 +15,7 @@ ARROW_RIGHT = "\ue014"
 
 @pytest.fixture
 def page(chromium):
-    """The page, which gets its default size and colours back afterwards."""
+    """The page. The fixture restores its default size and colours afterwards."""
     yield chromium
     chromium.devtools("Emulation.clearDeviceMetricsOverride")
     chromium.set_colours("light")
@@ -37,11 +38,48 @@ def test_axe_finds_nothing(page, scheme, width):
     for tab in TABS:
         page.script("document.getElementById(arguments[0]).click();", f"{tab}-tab")
         if tab == "exercises":
-            page.script("document.querySelector('#exercise-list button').click();"
-                        "document.querySelector('#exercise-list details').open = true;")
+            page.script("document.querySelector('#exercise-list button').click();")
+            page.click("#discard-changes")
+            browsers.wait_until(lambda: page.script("return document.querySelector('.verdict') !== null;"), str)
+            page.script("document.querySelector('#exercise-list details').open = true;")
         if tab == "leaves":
             page.script("document.querySelector('#leaves button.value').click();")
+        if tab == "keep":
+            download(page, "session.txt", "#keep-text")
+            assert page.script("return document.getElementById('announcement').offsetHeight > 10;")
         assert violations(page) == [], tab
+
+
+@pytest.mark.parametrize("scheme", ["light", "dark"])
+@pytest.mark.parametrize("width", [360, 1400])
+def test_axe_finds_nothing_in_the_question_before_changes_are_discarded(page, scheme, width):
+    page.set_colours(scheme)
+    page.set_size(width, 740)
+    page.script("meter.replaceStore('');")
+    page.click("#factory-meter")
+    box = page.script("""
+        const box = document.querySelector("dialog[open]").getBoundingClientRect();
+        return [box.left >= 0, box.top >= 0, box.right <= innerWidth, box.bottom <= innerHeight, box.height > 50];""")
+    assert box == [True] * 5
+    assert violations(page) == []
+    named = [(role, name) for role, name in tree(page) if role == "dialog"]
+    assert named == [("dialog", "Discard the changes?")]
+
+
+def test_the_question_before_changes_are_discarded_works_with_the_keyboard_only(page):
+    page.script("meter.replaceStore('');")
+    page.script("document.getElementById('factory-meter').focus();")
+    page.press(ENTER)
+    assert focused(page) == "keep-changes"
+    page.press(ENTER)
+    assert focused(page) == "factory-meter"
+    assert page.script("return meter.store();") == ""
+    page.press(ENTER)
+    page.press(TAB)
+    assert focused(page) == "discard-changes"
+    page.press(ENTER)
+    browsers.wait_until(lambda: page.script("return meter.store();") != "", lambda: "the store is still empty")
+    assert focused(page) == "Console of the meter. Tab leaves it."
 
 
 def test_axe_detects_a_violation(page):
@@ -108,6 +146,7 @@ def test_a_leaf_can_be_changed_and_an_exercise_begun_with_the_keyboard_only(page
     while focused(page) != "Begin":
         page.press(TAB)
     page.press(ENTER)
+    page.press(TAB + ENTER)  # agrees to discard the change
     assert page.script("return document.querySelector('.verdict') !== null;")
     assert focused(page) == "Console of the meter. Tab leaves it."
 
@@ -154,7 +193,7 @@ def test_nothing_is_cut_off_at_any_width(page, width):
 
 
 @pytest.mark.parametrize("width", [640, 700])  # 1280 and 1400 pixels at 200 % zoom
-def test_at_twice_the_size_everything_is_readable(page, width):
+def test_everything_is_readable_at_twice_the_size(page, width):
     page.set_size(width, 450, scale=2)
     page.script("dispatchEvent(new Event('resize'));")
     assert page.script("return document.documentElement.scrollWidth <= innerWidth;")
@@ -174,6 +213,19 @@ def test_the_terminal_is_readable_on_a_telephone(page):
         const frame = document.getElementById("terminal-frame");
         return [frame.scrollWidth > frame.clientWidth, getComputedStyle(document.querySelector(".xterm-rows")).fontSize];""")
     assert sizes == [True, "11px"]
+
+
+@pytest.mark.parametrize("width", [360, 480, 768, 1400])
+def test_a_hint_is_shown_while_the_console_must_be_scrolled_sideways(page, width):
+    page.set_size(width, 740)
+    page.script("dispatchEvent(new Event('resize'));")
+    page.async_script("requestAnimationFrame(() => requestAnimationFrame(arguments[0]));")
+    state = page.script("""
+        const frame = document.getElementById("terminal-frame");
+        const hint = document.getElementById("scroll-hint");
+        return [frame.scrollWidth > frame.clientWidth, hint.offsetHeight > 10, hint.textContent];""")
+    too_narrow = width < 500
+    assert state == [too_narrow, too_narrow, "Long lines continue on the right. Scroll the console sideways."]
 
 
 def test_colours_follow_the_system(page):

@@ -14,8 +14,8 @@ from harness.program import REPOSITORY
 WEB = REPOSITORY / "build" / "web"
 HOST = REPOSITORY / "build" / "host"
 FOLDERS = ("app", "console", "settings", "store", "network", "meterinit", "simulator")
-# The page has these sources in addition to the program's and those in web/. They read and write the text of a
-# store.
+# In addition to the program's sources and those in web/, the page has these sources, which read and write the
+# text of a store.
 STORE_TOOLS = {f"simulator/cdsctl/{name}.cpp" for name in ("changes", "json_text", "value_words")}
 
 KILOBYTE = 1000
@@ -81,7 +81,7 @@ def test_the_licences_are_in_the_page():
 
 
 @pytest.mark.builds
-def test_two_builds_are_the_same_byte_for_byte(tmp_path):
+def test_two_builds_are_identical(tmp_path):
     """The second build is in another directory at another time."""
     other = tmp_path / "other"
     quiet = {"check": True, "stdout": subprocess.DEVNULL}

@@ -1,4 +1,4 @@
-"""Plays dialogue tests in the page, which is opened from a file, with key events in browsers."""
+"""Plays dialogue tests in the page with key events. The browsers open the page from a file."""
 
 from pathlib import Path
 

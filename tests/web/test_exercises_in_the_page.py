@@ -1,4 +1,4 @@
-"""The exercises in the page: the solution of each solves it, and nothing less does."""
+"""The exercises in the page. Each is solved by its whole solution, and not before."""
 
 import tomllib
 
@@ -56,6 +56,17 @@ def test_an_exercise_continues_when_the_program_is_started_again(chromium):
     chromium.click("#start-again")
     chromium.send_keys(f"5{ENTER}1{ENTER}261900123{ENTER}0{ENTER}6{ENTER}y{ENTER}")
     assert verdict(chromium).startswith("Solved.")
+
+
+def test_the_page_asks_before_an_exercise_only_when_the_last_one_is_not_solved(chromium):
+    for serial, asks in (("261900124", True), ("261900123", False)):
+        begin(chromium, "06-serial-number")
+        chromium.send_keys(f"5{ENTER}1{ENTER}{serial}{ENTER}0{ENTER}6{ENTER}y{ENTER}")
+        assert verdict(chromium).startswith("Not solved" if asks else "Solved.")
+        begin(chromium, "02-dhcp-on")
+        assert chromium.script("return document.getElementById('discard').open;") is asks
+        if asks:
+            chromium.click("#discard-changes")
 
 
 def test_changing_the_meter_ends_the_exercise(chromium):

@@ -20,7 +20,7 @@ def calls_of(browser):
     return [json.loads(line) for line in browser.script("return meter.calls();").splitlines()]
 
 
-def test_meter_is_there_when_the_page_has_loaded(chromium):
+def test_window_meter_exists_when_the_page_has_loaded(chromium):
     members = chromium.script("return Object.keys(window.meter).sort();")
     assert members == ["calls", "errors", "exited", "output", "replaceStore", "start", "store", "waiting"]
     assert chromium.script("return meter.output() instanceof Uint8Array && meter.errors() instanceof Uint8Array;")

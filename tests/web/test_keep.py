@@ -28,8 +28,8 @@ SESSIONS = {
 }
 
 
-def download(browser, name, button):
-    browser.click("#keep-tab")
+def download(browser, name, button, tab="#keep-tab"):
+    browser.click(tab)
     path = Path(browser.downloads) / name
     path.unlink(missing_ok=True)
     browser.click(button)
@@ -47,7 +47,7 @@ def kept_transcript(browser):
 
 @pytest.fixture
 def dialogue_file(request):
-    """A path in the directory of the dialogues, where tests/record searches."""
+    """A path in the directory of the dialogues, because tests/record only finds dialogues there."""
     folder = Path(dialogue.__file__).parents[1] / "dialogues" / f"kept-{request.node.name[-20:].strip(']').strip('-')}"
     folder.mkdir()
     yield folder / "session.dialogue"
@@ -100,6 +100,50 @@ def test_time_outs_and_changes_from_outside_are_kept(chromium, dialogue_file):
     plays_and_updates(dialogue_file, text)
 
 
+# Maps the button of a download to its tab and the name of the file.
+DOWNLOADS = {
+    "#download-store": ("#leaves-tab", "store.toml"),
+    "#keep-page": ("#keep-tab", "session.html"),
+    "#keep-text": ("#keep-tab", "session.txt"),
+    "#keep-transcript": ("#keep-tab", "session.dialogue"),
+}
+
+STATUS_LINE = """
+    const line = document.getElementById("announcement");
+    const box = line.getBoundingClientRect();
+    const inside = box.top >= 0 && box.left >= 0 && box.bottom <= innerHeight && box.right <= innerWidth;
+    const visible = inside && box.height > 10 && getComputedStyle(line).clipPath === "none";
+    return [line.getAttribute("role"), visible, line.textContent];"""
+
+
+@pytest.mark.parametrize("width", [360, 1400])
+@pytest.mark.parametrize("button", DOWNLOADS)
+def test_the_status_line_confirms_a_download(chromium, button, width):
+    tab, name = DOWNLOADS[button]
+    chromium.set_size(width, 740)
+    try:
+        chromium.click(tab)
+        assert chromium.script(STATUS_LINE) == ["status", False, ""]
+        download(chromium, name, button, tab)
+        assert chromium.script(STATUS_LINE) == ["status", True, f"Download started: {name}"]
+    finally:
+        chromium.devtools("Emulation.clearDeviceMetricsOverride")
+
+
+def test_the_confirmation_of_a_download_disappears(chromium):
+    """The timers of the page run twenty times as fast."""
+    chromium.script("""
+        const real = setTimeout;
+        window.setTimeout = (work, time) => real(work, time / 20);
+        const line = document.getElementById("announcement");
+        window.texts = [];
+        new MutationObserver(() => texts.push(line.textContent)).observe(line, { childList: true });""")
+    download(chromium, "session.txt", "#keep-text")
+    browsers.wait_until(lambda: chromium.script("return texts;") == ["Download started: session.txt", ""],
+                        lambda: chromium.script("return texts;"))
+    assert chromium.script(STATUS_LINE) == ["status", False, ""]
+
+
 def test_keeping_a_session_does_not_change_it(chromium):
     chromium.send_keys(f"2{ENTER}198.51.100.7{ENTER}3{ENTER}19")
     kept_transcript(chromium)
@@ -115,6 +159,22 @@ def test_the_kept_text_and_page_show_the_session(chromium):
     page = download(chromium, "session.html", "#keep-page")
     assert "Enter Primary DNS Server: <kbd>198.51.100.7⏎</kbd>" in page
     assert "<script" not in page and "src=" not in page
+
+
+@pytest.mark.parametrize("name, button, old", [
+    ("session.txt", "#keep-text", "192.0.2.53 -> "),
+    ("session.html", "#keep-page", "192.0.2.53 -&gt; "),
+])
+def test_the_changes_are_counted_from_the_start_of_the_session(chromium, name, button, old):
+    """An earlier session on the same meter changed the serial number."""
+    chromium.send_keys(f"5{ENTER}1{ENTER}261900123{ENTER}0{ENTER}6{ENTER}y{ENTER}0{ENTER}")
+    chromium.click("#start-again")
+    changes = download(chromium, name, button).partition("What changed on the meter")[2]
+    assert "- nothing" in changes
+    chromium.send_keys(f"2{ENTER}198.51.100.7{ENTER}6{ENTER}y{ENTER}0{ENTER}")
+    changes = download(chromium, name, button).partition("What changed on the meter")[2]
+    assert f"- DNS server, primary: {old}198.51.100.7\n" in changes
+    assert "Serial number" not in changes
 
 
 def test_typed_text_is_escaped_in_the_kept_page(chromium):

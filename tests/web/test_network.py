@@ -7,7 +7,7 @@ from browsers import ENTER
 
 
 def requests_of(browser):
-    """Returns the addresses that were requested since the last call."""
+    """Returns the addresses that the browser has requested since the last call."""
     entries = [json.loads(entry["message"])["message"] for entry in browser.driver.get_log("performance")]
     return [entry["params"]["request"]["url"] for entry in entries if entry["method"] == "Network.requestWillBeSent"]
 

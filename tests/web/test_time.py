@@ -3,8 +3,9 @@
 import browsers
 import pytest
 
-# Restarts the program at a speed, or changes the speed of the running one, or does neither. Then measures the
-# milliseconds until the program writes again, with the page's own clock.
+# If `restartSpeed` is given, restarts the program at this speed. If `newSpeed` is given, changes the speed of
+# the running program. Then measures with the page's clock how many milliseconds pass until the program writes
+# again.
 UNTIL_OUTPUT = """
     const [restartSpeed, newSpeed, done] = arguments;
     if (restartSpeed)
@@ -46,7 +47,7 @@ def test_a_wait_is_shorter_at_a_higher_speed(chromium, speed, least, most):
 
 
 def test_a_change_of_speed_applies_to_the_running_wait(chromium):
-    """The first three of thirty seconds run at speed 1, the rest at speed 100."""
+    """Of a wait of thirty seconds, three seconds pass at speed 1 and the rest at speed 100."""
     restart(chromium, 1)
     pause(chromium, 3_000)
     assert 220 <= until_output(chromium, speed=100) <= 400
@@ -55,7 +56,7 @@ def test_a_change_of_speed_applies_to_the_running_wait(chromium):
 def test_a_lower_speed_makes_the_rest_of_a_wait_longer(chromium):
     restart(chromium, 10)
     pause(chromium, 1_000)
-    assert 3_700 <= until_output(chromium, speed=5) <= 4_200  # about twenty seconds at speed 5
+    assert 3_700 <= until_output(chromium, speed=5) <= 4_200  # about twenty of the thirty seconds remain
 
 
 def test_each_key_restarts_the_wait(chromium):
@@ -76,7 +77,8 @@ def test_the_speed_applies_to_the_pause_of_a_save(chromium):
 
 
 def test_timers_run_on_time_in_a_hidden_tab(chromium):
-    """A page's own timers run only once a second in a hidden tab, so at most ten times."""
+    """In a hidden tab, a page's own timers run only once a second. The test would see at most ten
+    wake-ups."""
     driver = chromium.driver
     page = driver.current_window_handle
     chromium.script("document.addEventListener('visibilitychange', () => { window.seen = document.visibilityState; });")

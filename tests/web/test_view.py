@@ -145,7 +145,8 @@ def test_the_next_save_is_predicted(chromium):
     (f"2{ENTER}198.51.100.7{ENTER}3{ENTER}198.51.100.8", ""),  # without Enter, the address is not entered
 ])
 def test_a_save_agrees_with_the_prediction(chromium, keys, faults):
-    """Predicts the save inside a menu, at a question and with faults, and then saves for comparison."""
+    """Predicts the save while a menu or a question is on the screen, or with faults. Then saves and
+    compares."""
     open_tab(chromium, "next-save")
     chromium.script("meter.start({faults: arguments[0], speed: 100});", faults)
     chromium.send_keys(keys)
@@ -186,10 +187,94 @@ def test_start_again_keeps_the_store_and_a_new_meter_replaces_it(chromium):
     wait_for_text(chromium, "#leaf-count", "1 changed")
     assert output_of(chromium).count(b"Select an option") == 1
     chromium.click("#factory-meter")
+    chromium.click("#discard-changes")
     assert store_of(chromium)[SERIAL] == "091512345"
     chromium.click("#empty-meter")
     assert store_of(chromium) == {}
     assert chromium.script("return document.activeElement === document.querySelector('#terminal textarea');")
+
+
+def upload_a_store(browser):
+    path = Path(browser.profile) / "other.toml"
+    path.write_text(toml_text({SERIAL: "260100001"}), encoding="utf-8")
+    browser.driver.find_element("css selector", "#store-file").send_keys(str(path))
+    browser.async_script("setTimeout(arguments[0], 100);")
+
+
+def begin_an_exercise(browser):
+    open_tab(browser, "exercises")
+    browser.click("#exercise-list li:nth-of-type(2) button")
+
+
+# The ways to replace the store, each with its serial number afterwards.
+REPLACEMENTS = {
+    "factory meter": (lambda browser: browser.click("#factory-meter"), "091512345"),
+    "empty meter": (lambda browser: browser.click("#empty-meter"), None),
+    "exercise": (begin_an_exercise, "091512345"),
+    "upload": (upload_a_store, "260100001"),
+}
+
+
+def question_is_open(browser):
+    return browser.script("return document.querySelector('dialog').matches(':modal');")
+
+
+@pytest.mark.parametrize("name", REPLACEMENTS)
+def test_the_page_asks_before_it_discards_changes(chromium, name):
+    replace, serial_afterwards = REPLACEMENTS[name]
+    edit(chromium, SERIAL, "261900123")
+    chromium.send_keys(f"2{ENTER}198.51.100.7{ENTER}6{ENTER}y{ENTER}")
+    before = chromium.script("return meter.store();")
+    output = output_of(chromium)
+    for way_back in (lambda: chromium.press(browsers.ESCAPE), lambda: chromium.click("#keep-changes")):
+        replace(chromium)
+        assert question_is_open(chromium)
+        assert "changes to 2 leaves" in text_of(chromium, "dialog")
+        way_back()
+        assert not question_is_open(chromium)
+        assert chromium.script("return meter.store();") == before
+        assert output_of(chromium).startswith(output)
+    replace(chromium)
+    chromium.click("#discard-changes")
+    assert store_of(chromium).get(SERIAL) == serial_afterwards
+    assert store_of(chromium).get(DNS) in (None, "192.0.2.53")
+
+
+@pytest.mark.parametrize("name", REPLACEMENTS)
+def test_the_page_does_not_ask_without_changes(chromium, name):
+    """The store is unchanged, or was restored, downloaded or uploaded."""
+    replace, serial_afterwards = REPLACEMENTS[name]
+
+    def replace_without_question():
+        replace(chromium)
+        assert not question_is_open(chromium)
+        assert store_of(chromium).get(SERIAL) == serial_afterwards
+
+    chromium.click("#start-again")
+    replace_without_question()
+    replace_without_question()
+    chromium.open(browsers.address())
+    edit(chromium, SERIAL, "261900123")
+    edit(chromium, SERIAL, "091512345")
+    replace_without_question()
+    chromium.open(browsers.address())
+    edit(chromium, SERIAL, "261900123")
+    downloaded = Path(chromium.downloads) / "store.toml"
+    chromium.click("#download-store")
+    browsers.wait_until(downloaded.exists, lambda: "no download")
+    downloaded.unlink()
+    replace_without_question()
+
+
+def test_the_page_asks_after_a_start_that_kept_the_changes(chromium):
+    edit(chromium, SERIAL, "261900123")
+    chromium.click("#start-again")
+    assert not question_is_open(chromium)
+    chromium.click("#with-menu")
+    assert not question_is_open(chromium)
+    chromium.click("#empty-meter")
+    assert question_is_open(chromium)
+    assert "changes to 1 leaf " in text_of(chromium, "dialog")
 
 
 def test_with_and_without_the_initialisation_menu(chromium):
@@ -232,7 +317,7 @@ def test_the_store_is_downloaded_and_uploaded(chromium, tmp_path):
     ("Values cannot be removed", f"2{ENTER}1.2.3.4{ENTER}2{ENTER}~{ENTER}6{ENTER}y{ENTER}", b"Error saving settings!"),
     ("The connection is lost after a factory reset", f"5{ENTER}8{ENTER}y{ENTER}", b"Error: can't connect to CDS"),
 ])
-def test_a_prepared_fault_has_the_described_effect(chromium, name, keys, shown):
+def test_each_prepared_fault_has_its_described_effect(chromium, name, keys, shown):
     open_tab(chromium, "faults")
     chromium.script("""
         const choice = document.getElementById("fault-choice");
@@ -252,7 +337,8 @@ def test_a_prepared_fault_has_the_described_effect(chromium, name, keys, shown):
 
 def test_every_prepared_fault_has_a_test(chromium):
     names = chromium.script("return [...document.querySelectorAll('#fault-choice option')].map(o => o.textContent);")
-    [mark] = [mark for mark in test_a_prepared_fault_has_the_described_effect.pytestmark if mark.name == "parametrize"]
+    [mark] = [mark for mark in test_each_prepared_fault_has_its_described_effect.pytestmark
+              if mark.name == "parametrize"]
     assert names == ["Nothing is wrong", *(case[0] for case in mark.args[1])]
 
 
@@ -272,7 +358,7 @@ def test_the_state_line_counts_down(chromium):
     chromium.script("meter.start({speed: 1});")
     time.sleep(2.2)
     words = text_of(chromium, "#state")
-    assert words.startswith("The program waits for a key. It gives up in ")
+    assert words.startswith("Type an answer and press Enter. The program gives up in ")
     assert 26 <= int(words.split()[-2]) <= 29
     chromium.send_keys(f"0{ENTER}")
-    assert text_of(chromium, "#state") == "The program has ended with status 0."
+    assert text_of(chromium, "#state") == "The program has ended with status 0. Press Enter to start it again."

@@ -49,7 +49,7 @@ export class ScaledWait {
         this.alarms = alarms;
         this.onEnd = onEnd;
         this.speed = speed;
-        this.rest = milliseconds; // the time that was left at `since`
+        this.rest = milliseconds; // the remaining time at the moment `since`
         this.since = performance.now();
         this.arm();
     }

@@ -1,5 +1,6 @@
 // The buttons above the terminal, the faults, and the line that shows the state of the program.
 
+import { discardChanges } from "./discard_question.mjs";
 import { announce, byId, element, saveFile } from "./dom.mjs";
 import { preparedFaults } from "./meter_words.mjs";
 
@@ -9,7 +10,8 @@ function report(error) {
     byId("problem").textContent = error.message;
 }
 
-// Runs `work` and shows errors in its input on the page.
+// Runs `work`, which handles an input of the user. Shows its error on the page. Returns true without an
+// error.
 function attempt(work) {
     byId("problem").textContent = "";
     try {
@@ -45,21 +47,22 @@ export class ControlsView {
     }
 
     connectStarts() {
-        const starts = {
-            "start-again": {},
-            "factory-meter": { store: this.meter.factory },
-            "empty-meter": { store: "" },
-        };
-        for (const [id, changes] of Object.entries(starts))
-            byId(id).addEventListener("click", () => this.begin(changes));
+        const meters = { "factory-meter": this.meter.factory, "empty-meter": "" };
+        for (const [id, store] of Object.entries(meters)) {
+            byId(id).addEventListener("click", () =>
+                discardChanges(this.meter, () => this.begin({ store })));
+        }
+        byId("start-again").addEventListener("click", () => this.begin({}));
         byId("with-menu").addEventListener("change", event => {
             this.meter.startAgain({ programArguments: event.target.checked ? [withMenu] : [] });
         });
     }
 
     connectStore() {
-        byId("download-store").addEventListener("click", () =>
-            saveFile("store.toml", "application/toml", this.meter.store));
+        byId("download-store").addEventListener("click", () => {
+            saveFile("store.toml", "application/toml", this.meter.store);
+            this.meter.keepStore();
+        });
         byId("upload-store").addEventListener("click", () => byId("store-file").click());
         byId("store-file").addEventListener("change", event => this.upload(event.target));
     }
@@ -69,9 +72,15 @@ export class ControlsView {
         if (file === undefined)
             return;
         const text = await file.text();
-        input.value = ""; // the same file can then be chosen again
-        if (attempt(() => this.meter.replaceStore(text)))
-            announce(`The meter has the leaves of ${file.name} now. The next screen shows them.`);
+        input.value = ""; // so that the user can choose the same file again
+        if (attempt(() => this.meter.tools.checkStore(text)))
+            discardChanges(this.meter, () => this.replaceStore(file.name, text));
+    }
+
+    replaceStore(name, text) {
+        this.meter.replaceStore(text);
+        this.meter.keepStore();
+        announce(`The meter has the leaves of ${name} now. The next screen shows them.`);
     }
 
     connectFaults() {
@@ -103,7 +112,7 @@ export class ControlsView {
         this.showSpeed();
     }
 
-    // Adds a speed that is not in the list.
+    // Selects the current speed in the list. Adds the speed if it is missing.
     showSpeed() {
         const select = byId("speed");
         const { speed } = this.meter;
@@ -117,9 +126,9 @@ export class ControlsView {
         const left = pace.idleLeft;
         let text = "The program is pausing.";
         if (exited !== null)
-            text = `The program has ended with status ${exited}.`;
+            text = `The program has ended with status ${exited}. Press Enter to start it again.`;
         else if (left !== null)
-            text = `The program waits for a key. It gives up in ${Math.ceil(left / 1000 / pace.speed)} s.`;
+            text = `Type an answer and press Enter. The program gives up in ${Math.ceil(left / 1000 / pace.speed)} s.`;
         if (byId("state").textContent !== text)
             byId("state").textContent = text;
     }

@@ -17,15 +17,32 @@ export function element(name, attributes = {}, ...children) {
     return made;
 }
 
-// Announces an important message, also to screen readers.
-export function announce(text) {
+function setStatus(text, visible) {
+    byId("announcement").classList.toggle("visually-hidden", !visible);
     byId("announcement").textContent = text;
 }
 
+let hidingStatus = null; // the timer that hides the status line
+
+// Announces an important message to screen readers.
+export function announce(text) {
+    clearTimeout(hidingStatus);
+    setStatus(text, false);
+}
+
+// Shows a short message in the status line for some seconds. Screen readers announce it.
+export function showStatus(text) {
+    clearTimeout(hidingStatus);
+    setStatus(text, true);
+    hidingStatus = setTimeout(() => setStatus("", false), 10000);
+}
+
+// Downloads a file and shows a confirmation, because some browsers show a download only in a corner.
 export function saveFile(name, type, text) {
     const address = URL.createObjectURL(new Blob([text], { type }));
     element("a", { href: address, download: name }).click();
     setTimeout(() => URL.revokeObjectURL(address), 10000);
+    showStatus(`Download started: ${name}`);
 }
 
 // Runs `work` after pending drawing, at most once in each turn of the event loop.

@@ -1,9 +1,9 @@
-// Instances of the compiled program. The module is compiled once. The caller gives each instance its memory,
-// which the next instance can use again.
+// Creates instances of the program. The WebAssembly module is compiled only once. The caller gives each
+// instance its memory, and the next instance can use the same memory.
 
 const pageSize = 65536;
 const firstPages = 64;
-const mostPages = 32768; // both must agree with web/CMakeLists.txt
+const mostPages = 32768; // both numbers must agree with web/CMakeLists.txt
 
 export class Engine {
     // `createProgram` comes from emcc. `bytes` is the WebAssembly.

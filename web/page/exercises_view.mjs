@@ -1,6 +1,7 @@
 // The exercises of docs/exercises. Each starts on its own meter. It is solved when the changes of the leaves
 // are exactly the expected ones.
 
+import { discardChanges } from "./discard_question.mjs";
 import { announce, byId, element, soon } from "./dom.mjs";
 
 function paragraphs(text) {
@@ -33,9 +34,17 @@ export class ExercisesView {
                 element("details", {}, element("summary", {}, "Hint"), ...paragraphs(exercise.hint)),
                 element("p", { class: "verdict" }, this.verdict()));
         }
-        item.append(element("button", { type: "button", onclick: () => this.begin(exercise) },
+        item.append(element("button", { type: "button", onclick: () => this.ask(exercise) },
             isCurrent ? "Begin again" : "Begin"));
         return item;
+    }
+
+    // A solved exercise may be discarded without a question.
+    ask(exercise) {
+        if (this.current !== null && this.differences().length === 0)
+            this.begin(exercise);
+        else
+            discardChanges(this.meter, () => this.begin(exercise));
     }
 
     begin(exercise) {

@@ -11,7 +11,7 @@ function callLines(meter) {
 }
 
 function changeLines(meter) {
-    const lines = meter.changes().map(({ path, old, now }) =>
+    const lines = meter.changesInSession().map(({ path, old, now }) =>
         `- ${leafName(path)}: ${shownValue(old)} -> ${shownValue(now)}\n    ${path}`);
     return lines.length > 0 ? lines : ["- nothing"];
 }

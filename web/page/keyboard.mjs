@@ -1,4 +1,4 @@
-// Converts what a person types in the terminal to what the program reads.
+// Converts the text that a person types in the terminal to the bytes that the program reads.
 
 const carriageReturn = 13;
 const newline = 10;
@@ -9,8 +9,8 @@ export function driverInput(byte) {
     return byte === carriageReturn ? newline : byte;
 }
 
-// Returns the bytes of a text from the terminal. The terminal sends 127 for Backspace. This is replaced with
-// `backspace`, the byte that the console is set to send.
+// Returns the bytes of a text from the terminal. The terminal sends 127 for Backspace. `backspace` replaces
+// this byte, because the user can choose the byte that the key sends.
 export function typedBytes(text, backspace) {
     return [...new TextEncoder().encode(text)].map(byte => byte === deleteKey ? backspace : byte);
 }

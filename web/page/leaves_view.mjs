@@ -1,5 +1,5 @@
-// The view of the meter's leaves. They can be searched, compared with those at the start, and changed as
-// another program would change them.
+// The view of the meter's leaves. The user can search the leaves, compare them with the leaves at the start,
+// and change them as another program would.
 
 import { announce, byId, element, soon } from "./dom.mjs";
 import { leafName, shownValue } from "./meter_words.mjs";

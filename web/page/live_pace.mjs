@@ -45,7 +45,7 @@ export class LivePace {
         this.onChange();
     }
 
-    // Returns true if the program continues because of it.
+    // Returns true if the program continues because of these bytes.
     type(bytes) {
         this.keys.push(...bytes);
         if (!this.waitsForKey)
@@ -78,7 +78,7 @@ export class LivePace {
         this.wait?.clock.setSpeed(speed);
     }
 
-    // The program stays in its wait.
+    // Cancels the current wait. The program then never continues.
     stop() {
         this.wait?.clock.cancel();
         this.wait = null;

@@ -2,6 +2,7 @@
 
 import { ActivityView } from "./activity_view.mjs";
 import { ControlsView } from "./controls_view.mjs";
+import { connectDiscardQuestion } from "./discard_question.mjs";
 import { byId } from "./dom.mjs";
 import { Engine } from "./engine.mjs";
 import { ExercisesView } from "./exercises_view.mjs";
@@ -44,6 +45,7 @@ function connectViews(meter) {
     new NextSaveView(meter, byId("next-save-panel"));
     new ExercisesView(meter, exercises, terminal);
     new KeepView(meter);
+    connectDiscardQuestion();
     connectTabs(byId("tabs"));
     return terminal;
 }

@@ -17,7 +17,7 @@ export function validSpeed(speed) {
     return Number.isFinite(number) ? Math.min(Math.max(number, slowest), fastest) : slowest;
 }
 
-// Returns the options of the start from the part of the address after "#".
+// Returns the options for a start. They are in the part of the page's address after "#".
 export function startFromFragment(fragment, factory) {
     const words = new URLSearchParams(fragment.replaceAll("+", "%2B"));
     const programArguments = words.get("arguments") ?? "-m";
@@ -30,8 +30,8 @@ export function startFromFragment(fragment, factory) {
 }
 
 export class Meter extends EventTarget {
-    // `usual` has the defaults of a start. Events: "start" after each start; "change" when the program starts
-    // to wait or ends, or when the store was changed from outside.
+    // `usual` has the default options for a start. Events: "start" after each start; "change" when the
+    // program starts to wait, when it ends, and when another program has changed the store.
     constructor(engine, factory, usual) {
         super();
         this.engine = engine;
@@ -46,10 +46,11 @@ export class Meter extends EventTarget {
     }
 
     // Ends the current run and starts a new one. The promise is fulfilled when the program waits for a key or
-    // has ended. Changes are counted from the store `baseline`.
+    // has ended. Changes are counted from the store `baseline`. `kept` is the store as the user last kept it.
     start({ programArguments = this.usual.programArguments, store = this.usual.store,
-            faults = this.usual.faults, speed = this.usual.speed, baseline = store } = {}) {
+            faults = this.usual.faults, speed = this.usual.speed, baseline = store, kept = store } = {}) {
         this.baseline = baseline;
+        this.kept = kept;
         this.pace?.stop();
         this.pace = new LivePace(this.alarms, validSpeed(speed), () => this.changed());
         const setup = { programArguments, store, faults, factory: this.factory };
@@ -65,7 +66,8 @@ export class Meter extends EventTarget {
         const { programArguments, faults } = this.run.setup;
         const store = changes.store ?? this.run.store;
         const baseline = changes.store ?? this.baseline;
-        return this.start({ programArguments, faults, speed: this.speed, ...changes, store, baseline });
+        const kept = changes.store ?? this.kept;
+        return this.start({ programArguments, faults, speed: this.speed, ...changes, store, baseline, kept });
     }
 
     changed() {
@@ -110,11 +112,22 @@ export class Meter extends EventTarget {
         return this.run.store;
     }
 
-    // Throws an Error with line and reason if `text` is not a store. The store is then unchanged.
+    // Replaces the store. If `text` is not a store, throws an Error with line and reason, and changes
+    // nothing.
     replaceStore(text) {
         this.tools.checkStore(text);
         this.run.replaceStore(text);
         this.changed();
+    }
+
+    // Remembers that the user has the current store in a file.
+    keepStore() {
+        this.kept = this.store;
+    }
+
+    // Returns the differences of the store from the one that the user last kept or started with.
+    unkeptChanges() {
+        return this.tools.changes(this.kept, this.store);
     }
 
     get calls() {
@@ -134,7 +147,7 @@ export class Meter extends EventTarget {
         return transcriptOf(whole, this.tools, shows);
     }
 
-    // Returns the session for reading: parts {text, typed}.
+    // Returns the session as readable text, in parts {text, typed}.
     readable() {
         return readableParts(this.run);
     }
@@ -142,5 +155,10 @@ export class Meter extends EventTarget {
     // Returns the differences of the store from the start of the first run on this meter.
     changes() {
         return this.tools.changes(this.baseline, this.store);
+    }
+
+    // Returns the differences of the store from the start of this run.
+    changesInSession() {
+        return this.tools.changes(this.run.setup.store, this.store);
     }
 }

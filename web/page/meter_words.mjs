@@ -120,7 +120,8 @@ export function shownValue(value) {
     return value === "" ? "(empty)" : String(value);
 }
 
-function counted(count, one) {
+// Returns the number and the noun `one`, in the plural if needed.
+export function counted(count, one) {
     return `${count} ${count === 1 ? one : `${one.replace(/f$/, "ve")}s`}`;
 }
 

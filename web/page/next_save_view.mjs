@@ -1,4 +1,5 @@
-// The view of what the next save would write. To find it, the session is played again and saved there.
+// The view of the calls that the next save would make. To find them, a second run plays the session again and
+// saves.
 
 import { callItem } from "./activity_view.mjs";
 import { byId, element, soon } from "./dom.mjs";
@@ -23,7 +24,7 @@ export class NextSaveView {
         byId("next-save-note").textContent = this.note(lines, calls);
     }
 
-    // The letters of an answer change nothing until Enter.
+    // Typed letters do not make the view stale, because an answer has no effect before Enter.
     isStale() {
         const { run } = this.meter;
         const count = run.inputs.filter(({ kind, typed }) => kind !== "key" || typed < 0x20).length;

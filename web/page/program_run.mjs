@@ -10,7 +10,7 @@ const callsFile = "/calls";
 const usualLocalModes = 0o13; // ISIG, ICANON and ECHO: the modes of a terminal before a program starts
 const crashStatus = 134; // the status that a shell reports for an abort
 
-// This is thrown to leave the program for good.
+// This exception ends the program.
 export const leaveProgram = new (class LeaveProgram extends Error {})("left");
 
 export class ProgramRun {
@@ -92,8 +92,8 @@ export class ProgramRun {
         return this.read(`${meterFolder}/store.toml`);
     }
 
-    // Replaces the file as another program does. Time stamps have whole seconds, but the program notices a new
-    // file.
+    // Replaces the store's file as another program does. The program notices a new file even if the time
+    // stamp, which has whole seconds, is the same.
     replaceStore(text) {
         const { FS } = this.instance;
         this.note({ kind: "store", before: this.store, text });
@@ -106,7 +106,7 @@ export class ProgramRun {
         return this.instance.FS.analyzePath(callsFile).exists ? this.read(callsFile) : "";
     }
 
-    // Replaces the meter's directory, which differs between hosts.
+    // Returns the text on standard error. METER replaces the meter's directory, which differs between hosts.
     get errorText() {
         return this.errors.text().replaceAll(meterFolder, "METER");
     }

@@ -17,7 +17,7 @@ function lastLine(run) {
     return text.slice(text.lastIndexOf("\n") + 1);
 }
 
-// Returns the number of characters of an answer that were typed, but not sent.
+// Returns the number of characters in the answer that is being typed.
 function lettersTyped(inputs) {
     let count = 0;
     for (const { kind, typed } of inputs) {
@@ -31,7 +31,7 @@ function lettersTyped(inputs) {
     return count;
 }
 
-// Plays the session again and leaves it through the menus without saving.
+// Plays the session again in another run, and leaves through the menus without saving.
 export function leftWithoutSaving(engine, memory, run) {
     let erased = false;
     let rounds = 0;
@@ -50,7 +50,7 @@ function answerThatLeaves(question) {
     return question.startsWith("Select an option ==>  ") ? "0\r" : "\r";
 }
 
-// Returns the keys from this screen to the question whether to save, or null if there is nothing to save.
+// Returns the keys that lead from this screen to the save question, or null if there is nothing to save.
 function wayToSave(run) {
     const screen = lastScreen(run);
     if (screen.includes(" 0.  Exit to previous menu"))
@@ -59,8 +59,8 @@ function wayToSave(run) {
     return save ? keysOf(`${save[1]}\r`) : null;
 }
 
-// Returns the calls of a save of everything, without the answer that is being typed: the lines of their trace,
-// or null if there is nothing to save.
+// Returns the trace lines of a save of all edits, or null if there is nothing to save. An answer without
+// Enter is not saved.
 export function nextSave(engine, memory, run) {
     let begin = null;
     let dropped = false;

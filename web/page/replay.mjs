@@ -1,4 +1,4 @@
-// Plays the session again without waits in a separate run, to find out what the program would do next.
+// Plays the session again in a separate run without waits, to find out what the program would do next.
 
 import { leaveProgram, ProgramRun } from "./program_run.mjs";
 import { driverInput } from "./keyboard.mjs";

@@ -5,7 +5,8 @@ export class StoreTools {
         this.instance = engine.instantiate(engine.newMemory(), {});
     }
 
-    // Throws an Error with the reason. It starts with file and line if they are known.
+    // Throws an Error if the function fails. The message has the reason, after the file and line if they are
+    // known.
     call(name, ...texts) {
         const pointers = texts.map(text => this.instance.allocateUTF8(text));
         const answer = this.instance.UTF8ToString(this.instance[`_${name}`](...pointers));

@@ -43,8 +43,13 @@ export class TerminalView {
             this.terminal.options.screenReaderMode = true;
         });
         new ResizeObserver(() => this.fit()).observe(this.frame);
+        new ResizeObserver(() => this.showScrollHint()).observe(byId("terminal"));
         addEventListener("resize", () => this.fit());
         this.fit();
+    }
+
+    showScrollHint() {
+        byId("scroll-hint").hidden = this.frame.scrollWidth <= this.frame.clientWidth;
     }
 
     type(text) {

@@ -57,12 +57,12 @@ function tomlValue(value) {
     return JSON.stringify(value).replaceAll("\x7f", "\\u007f");
 }
 
-// For places where only ASCII is safe.
+// Returns the value in TOML with ASCII characters only.
 function asciiTomlValue(value) {
     return tomlValue(value).replace(/[^ -~]/g, c => `\\u${c.charCodeAt(0).toString(16).padStart(4, "0")}`);
 }
 
-// Returns the changes by another program, one mark per leaf.
+// Returns the changes by another program, with one ‹store: ...› for each leaf.
 function formatStoreChange(tools, input) {
     return tools.changes(input.before, input.text).map(({ path, now }) =>
         now === null ? `‹store: remove ${asciiTomlValue(path)}›`
@@ -75,7 +75,7 @@ function wholeLines(text) {
 
 function formatConsole(steps, tools) {
     let text = "";
-    let open = false; // true if the next key may be added to the mark at the end of `text`
+    let open = false; // true if the next key may be added to the ‹ › at the end of `text`
     steps.forEach((step, i) => {
         if (step.kind === "key") {
             const key = formatKey(step.typed, isEcho(step, steps[i + 1]));
@@ -97,7 +97,7 @@ function formatConsole(steps, tools) {
     return wholeLines(text);
 }
 
-// Returns the header lines that make `leaves` from one of the two meters of a transcript.
+// Returns the header lines that change one of the two meters of a transcript to a meter with `leaves`.
 function fromBase(base, baseLeaves, leaves) {
     const set = [...leaves].filter(([path, value]) => baseLeaves.get(path) !== value)
         .map(([path, value]) => `${tomlValue(path)} = ${tomlValue(value)}`);
@@ -142,7 +142,7 @@ export function transcriptOf(run, tools, shows) {
     ].join("");
 }
 
-// Returns the console for reading and sending, with the typed text in separate parts {text, typed}.
+// Returns the text of the console as parts {text, typed}. Typed text is in separate parts.
 export function readableParts(run) {
     const parts = [];
     const add = (text, typed) => {

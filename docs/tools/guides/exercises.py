@@ -39,7 +39,8 @@ def quoted(text):
 
 
 def session(arguments):
-    """Returns the arguments. A number instead of -m starts the utility without the initialisation menu."""
+    """Returns the command that starts the session. It has a number instead of -m if the utility must start
+    without the initialisation menu."""
     return 'meter-session "$METER_SIM_DIR"' + ("" if arguments == ["-m"] else " 1")
 
 

@@ -1,4 +1,4 @@
-"""The output of meter-fleet for the guides: the picture of its progress, and the results of its commands for
+"""The output of meter-fleet for the guides: a picture of its progress, and the results of its commands with
 the plan in the commissioning guide."""
 
 import contextlib
@@ -48,7 +48,7 @@ STEPS = (
 
 
 class Clock:
-    """A clock that always shows the time of the picture."""
+    """A clock whose time changes only when `play` sets it."""
 
     def __init__(self):
         self.now = 0.0

@@ -1,4 +1,5 @@
-"""Draws the dependencies of the program's directories, which it reads from the CMake targets."""
+"""Draws a picture of the dependencies between the program's directories. CMake's targets give the
+dependencies."""
 
 import re
 
@@ -36,7 +37,7 @@ def included(folder):
 
 
 def rows(edges):
-    """Returns the directories in rows. Each is below all directories that depend on it."""
+    """Returns the directories in rows. A directory is below all directories that depend on it."""
     depths = {}
 
     def place(folder, depth):

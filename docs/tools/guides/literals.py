@@ -1,4 +1,5 @@
-"""The texts that the program can show, read from its sources, and the places where the guides quote them."""
+"""Reads the texts that the program can show from its sources, and the quotations of these texts from the
+guides."""
 
 import ast
 import re
@@ -29,7 +30,7 @@ def program_texts():
 
 
 def as_quoted(text):
-    """Returns the lines of a text in the form that the guides quote, with "…" for each variable part."""
+    """Returns the lines of a text as the guides quote them: "…" replaces each variable part."""
     lines = re.sub("…(?: ?…)*", "…", CONVERSION.sub("…", text)).splitlines()
     return [line.strip() for line in lines if re.search("[A-Za-z]", line)]
 

@@ -74,7 +74,7 @@ def play(tmux):
 
 
 def with_keys(line):
-    """Splits the line into runs. The text that was typed after its prompt becomes keys."""
+    """Splits the line into runs. Text that was typed after a prompt becomes a run of keys."""
     for prompt, keys, _ in ANSWERS:
         if match := re.fullmatch(rf"({re.escape(prompt)} *){re.escape(keys)}", line):
             return [("out", match[1]), ("key", keys), ("enter", "")]

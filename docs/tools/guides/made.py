@@ -1,4 +1,4 @@
-"""All generated files: the pictures, and the generated parts of the pages."""
+"""Generates all generated files: the pictures, and the generated parts of the pages."""
 
 import concurrent.futures
 import difflib
@@ -7,7 +7,8 @@ import re
 from guides import doctor, exercises, fleet, folders, live_view, options, pictures, saves
 from harness.program import REPOSITORY
 
-# The functions that generate the parts, by the name in the page's mark.
+# Maps the name of each part, as in the comment before it on the page, to the function that generates the
+# part.
 PARTS = {
     "leaves that the screens read": saves.leaves_read,
     "what each save sets off": saves.overview,
@@ -25,7 +26,7 @@ PARTS = {
     "fleet apply": fleet.apply,
 }
 
-# The pictures that do not show a session.
+# The names of the pictures that do not show a session.
 FOLDERS = "folders"
 OTHERS = {FOLDERS: folders.draw, fleet.PICTURE: fleet.draw, live_view.PICTURE: live_view.draw}
 
@@ -41,7 +42,7 @@ def present(path):
 
 
 def make_page(path):
-    """Returns the page with its generated parts as they should be."""
+    """Returns the text of the page after generating its parts again."""
     def part(match):
         text = PARTS[match[2]]()
         return f"{match[1]}\n{text}\n\n{match[4]}"
@@ -58,7 +59,7 @@ def make_picture(name):
 
 
 def all_files():
-    """Maps the path of every generated file to its text, or to None for a picture that should not exist."""
+    """Maps the path of every generated file to its text. The text is None if the picture must not exist."""
     with concurrent.futures.ProcessPoolExecutor(8) as pool:
         files = {path: pool.submit(make_page, path) for path in pages()}
         files |= {pictures.path_of(name): pool.submit(make_picture, name) for name in picture_names()}

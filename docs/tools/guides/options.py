@@ -1,5 +1,5 @@
-"""The reference of the options list: the parser's own tables, and the option leaves after a save of each
-list, taken from the calls of a session."""
+"""Generates the reference of the options list. It has the parser's tables, and the option leaves after a save
+of each list. The leaves come from the calls of a session."""
 
 import re
 import subprocess
@@ -62,7 +62,7 @@ def leaves_after(lists):
 
 
 def last_values(calls):
-    """Returns the written option leaves with their last values."""
+    """Maps each option leaf that was written to its last value."""
     leaves = [leaf for call in calls if call["call"] == "set_leaves" for leaf in call["leaves"]]
     return {leaf["path"]: leaf["value"] for leaf in leaves if leaf["path"].startswith(OPTIONS)}
 

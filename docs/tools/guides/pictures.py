@@ -1,4 +1,4 @@
-"""Draws the pictures of the guides. Each shows the session that pictures.toml describes."""
+"""Draws the pictures of the guides. Each picture shows a session that pictures.toml describes."""
 
 import re
 import tomllib
@@ -48,5 +48,5 @@ def screen_text(name):
 
 
 def text_of(path):
-    """Returns the text of a picture without line breaks, so that a long line is in one piece."""
+    """Returns the text of a picture without line breaks, so that a wrapped line can be found."""
     return unescape("".join(re.findall(r"<tspan[^>]*>([^<]*)", path.read_text(encoding="utf-8"))))

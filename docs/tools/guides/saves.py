@@ -16,7 +16,7 @@ from harness.meter import FACTORY
 
 class Screen(NamedTuple):
     name: str
-    enter: str  # the keys that open the screen from the main menu, and leave it
+    enter: str  # the keys that open the screen from the main menu
     leave: str
 
 
@@ -87,7 +87,8 @@ def another(value):
 
 
 def label_of_leaf(path, value, screen):
-    """Returns the label of the line that shows the leaf, found by changing the value of the leaf."""
+    """Returns the label of the line that shows the leaf. To find the line, changes the leaf's value and
+    compares the screens."""
     changed = {"set": f"{as_json(path)} = {as_json(another(value))}"}
     before = values_shown(read(screen)[0], screen)
     after = values_shown(read(screen, **changed)[0], screen)
@@ -164,8 +165,8 @@ def commands(calls):
 
 
 def emptied_words(first, emptied):
-    """Describes how the save of an emptied item differs. It only writes differently and runs the same
-    commands."""
+    """Describes how the save of an emptied item differs. Only its writes differ; its commands are the
+    same."""
     assert commands(first) == commands(emptied)
     return " and ".join(step_words(call) for call in emptied if call not in commands(emptied))
 
@@ -175,7 +176,7 @@ def edits(item, answer):
 
 
 def leaves_written(calls):
-    """Returns (path, value) for all leaves that are set, in order."""
+    """Returns (path, value) for all leaves that the calls set, in order."""
     leaves = []
     for call in calls:
         leaves += [call] if call["call"] == "set_leaf" else call.get("leaves", [])
@@ -186,7 +187,8 @@ CDSCTL_TYPES = {bool: "bool", int: "int", str: "string"}
 
 
 def cdsctl_set(calls):
-    """Returns the commands that write the same leaves, one for each type, without the option leaves."""
+    """Returns the cdsctl commands that write the same leaves, without the option leaves. There is one command
+    for each type."""
     words = {}
     for path, value in leaves_written(calls):
         if not path.startswith(OPTIONS):
@@ -204,7 +206,7 @@ CALLS_PAGE = "what-a-save-calls.md"
 
 
 def leaf_of(item, calls):
-    """Returns the leaf of the item's value: a save writes it, and the item's screen reads it."""
+    """Returns the leaf that a save of the item writes and that the item's screen reads."""
     reads = set(read(item.screen)[1])
     return next(path for path, _ in leaves_written(calls) if path in reads)
 
@@ -266,7 +268,7 @@ ACTIONS = (
 def action_calls(keys):
     groups = piped("action", keys + EXIT)[1]
     calls = [call for group in groups for call in group if call["call"] != "get_leaves"]
-    return calls[1:-1]  # without the first and last calls: the connection and its end
+    return calls[1:-1]  # without the first call, which connects, and the last one, which disconnects
 
 
 def actions():

@@ -1,13 +1,13 @@
 """Converts a session to the lines that a technician sees. A line is a list of runs, each with a kind and a
 text.
 
-The kinds are "out" for output of the program, "key" for typed characters at the place of their echo, and
+The kinds are "out" for the program's output, "key" for typed characters, which replace their echo, and
 "enter" for the Enter key."""
 
 from harness import dialogue
 
 RULE = "-" * 78
-COLUMNS = 80  # of the terminal; longer lines are wrapped
+COLUMNS = 80  # the width of the terminal; longer lines are wrapped
 
 
 def lines_of(steps):

@@ -9,8 +9,8 @@ from harness.terminal import Console
 
 
 class Session:
-    """A session in parts. `parts[0]` is the start. Each further part is the result of one of `keys`, which is
-    a text of keys in the notation of the dialogues without ‹ ›. A part has its steps, ("out", bytes) and
+    """A session in parts. `parts[0]` is the start. Each other part is the result of one item of `keys`, a
+    text in the notation of the dialogues without ‹ ›. A part has its steps, which are ("out", bytes) and
     ("key", byte), and its calls."""
 
     def __init__(self, name, keys=(), arguments="-m", **header):

@@ -1,4 +1,4 @@
-"""Draws a screen as a picture. Its text can be selected, typed keys are drawn as key caps, and the background
+"""Draws a screen as a picture. The text can be selected. Typed keys are drawn as key caps. The background
 suits light and dark pages."""
 
 import re
@@ -7,7 +7,7 @@ from xml.sax.saxutils import escape
 
 from guides.screens import COLUMNS, wrapped
 
-CELL = 8.4  # the width of a column; text is stretched to it in any font
+CELL = 8.4  # the width of a column; text in any font is stretched to this width
 LINE = 19
 MARGIN = 22
 HEADER = 38
@@ -70,7 +70,7 @@ def draw_row(row, baseline):
 
 
 def frame(title, shows, width, height, parts):
-    """Returns a picture with a heading. `parts` are drawn below it."""
+    """Returns a picture with a heading and, below it, `parts`."""
     return "\n".join([
         f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}"'
         f' viewBox="0 0 {width} {height}" role="img" aria-labelledby="title shows">',

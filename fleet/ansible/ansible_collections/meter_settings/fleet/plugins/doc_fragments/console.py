@@ -27,12 +27,12 @@ options:
     default: meter
   program:
     description:
-      - What is typed at the meter's shell to start its settings utility.
+      - The command that starts the settings utility at the meter's shell.
     type: str
     default: meter-settings
   login:
     description:
-      - How to log in where the console asks for it.
+      - How to log in if the console asks for a user or a password.
     type: dict
     suboptions:
       user:
@@ -41,7 +41,8 @@ options:
         type: str
       password_env:
         description:
-          - The environment variable that holds the password. C(environment) of the task can set it.
+          - The name of the environment variable with the password.
+          - The keyword C(environment) of the task can set this variable.
         type: str
       prompt:
         description:
@@ -49,7 +50,8 @@ options:
         type: str
   records:
     description:
-      - The directory on the control node to which the transcript is written. It is made when it is missing.
+      - The directory for the transcript, on the control node.
+      - The module creates the directory if it is missing.
     type: path
     default: meter-fleet-records
 requirements:

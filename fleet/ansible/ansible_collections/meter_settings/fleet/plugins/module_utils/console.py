@@ -38,12 +38,12 @@ FAILURES = ("rejected", "unreachable", "unknown")
 
 
 def named(table):
-    """The members that the task gave."""
+    """Returns the members of a table that the task has set."""
     return dict((key, value) for key, value in (table or {}).items() if value is not None)
 
 
 def meter_table(parameters, settings):
-    """The meter's table as it would be in a plan."""
+    """Returns the meter's table for a plan."""
     table = dict(name=parameters["name"], console=parameters["console"], settings=settings)
     if not parameters["console"].startswith("run:"):  # "run:" starts the utility itself
         table["program"] = parameters["program"]
@@ -54,7 +54,7 @@ def meter_table(parameters, settings):
 
 def operate(module, command, settings):
     """Runs a command of meter-fleet on the task's meter. Returns the result, with the members that
-    --json prints. Ends the module when the result is a failure."""
+    --json prints. If the result is a failure, ends the module."""
     if LIBRARY_ERROR:
         module.fail_json(msg=missing_required_lib("meter_fleet"), exception=LIBRARY_ERROR)
     try:
@@ -70,7 +70,8 @@ def operate(module, command, settings):
 
 
 def returned(result):
-    """Converts a result to the form that a module returns: `diff` is for Ansible's diff mode."""
+    """Converts a result to the form that a module returns. Its member `diff` is for Ansible's diff
+    mode."""
     differences = result.pop("diff")
     result["diff"] = dict(
         before=dict((one["setting"], one["before"]) for one in differences),

@@ -2,7 +2,7 @@
 # Copyright: the authors of meter-settings
 # See the LICENSE file of this collection
 
-"""Brings a meter to planned settings."""
+"""Applies planned settings to a meter."""
 
 from __future__ import absolute_import, division, print_function
 
@@ -11,12 +11,12 @@ __metaclass__ = type
 DOCUMENTATION = r"""
 ---
 module: meter_settings
-short_description: Bring an electricity meter to planned settings
+short_description: Apply planned settings to an electricity meter
 version_added: 1.0.0
 description:
   - Operates the menus of the settings utility on a meter's console.
-  - Reads the screens and compares them with I(settings). Types only what differs, saves once, and then
-    reads every planned setting again in a new session.
+  - Reads the screens and compares them with I(settings). Enters only the settings that differ,
+    saves once, and then reads every planned setting again in a new session.
   - Does not compare or change a setting that I(settings) does not name.
   - Never resets passwords, clears the options list or restores factory defaults.
 extends_documentation_fragment:
@@ -24,13 +24,13 @@ extends_documentation_fragment:
 options:
   settings:
     description:
-      - What the settings should be.
+      - The planned value of each setting.
       - An empty string removes an address from the meter. The subnet mask cannot be removed.
     type: dict
     required: true
     suboptions:
       dhcp:
-        description: Whether the port takes its address by DHCP.
+        description: Whether the port gets its address by DHCP.
         type: bool
       ip_address:
         description: The IPv4 address of the port.
@@ -42,7 +42,7 @@ options:
         description: The default gateway of the port.
         type: str
       media_type:
-        description: One of the names that the meter offers; an empty string is auto-negotiation.
+        description: A media type that the meter offers. An empty string selects auto-negotiation.
         type: str
       primary_dns:
         description: The primary DNS server.
@@ -52,8 +52,8 @@ options:
         type: str
       serial_number:
         description:
-          - Two digits of the year, two of the week, five of the model number.
-          - Quote it, because YAML reads some numbers with a leading zero as octal.
+          - Two digits for the year, two for the week, and five for the model number.
+          - Put the number in quotes, because YAML reads some numbers with a leading zero as octal.
         type: raw
       options_list:
         description: The installed options, with dashes between them.
@@ -72,15 +72,15 @@ options:
         type: str
 attributes:
   check_mode:
-    description: The module predicts what would change, from what the meter holds.
+    description: The module reads the meter and predicts the changes.
     support: full
   diff_mode:
-    description: The module returns the settings that differ, before and after.
+    description: The module returns the old and new values of the settings that differ.
     support: full
 """
 
 EXAMPLES = r"""
-- name: Bring a meter to its settings
+- name: Apply settings to a meter
   meter_settings.fleet.meter_settings:
     name: "{{ inventory_hostname }}"
     console: telnet:192.0.2.2:7012
@@ -97,17 +97,21 @@ EXAMPLES = r"""
 
 RETURN = r"""
 result:
-  description: C(ok), C(changed) or C(differs); C(rejected), C(unreachable) or C(unknown) when the task failed.
+  description:
+    - C(ok), C(changed) or C(differs).
+    - After a failed task, C(rejected), C(unreachable) or C(unknown).
   returned: always
   type: str
   sample: changed
 settings:
-  description: The settings as they were read last.
+  description: The settings from the last reading.
   returned: when the meter could be read
   type: dict
   sample: {"dhcp": false, "ip_address": "192.0.2.10"}
 messages:
-  description: What happened. After C(unknown) they name each setting that was read and its value.
+  description:
+    - Messages about the work.
+    - After C(unknown), they contain each setting that was read, with its value.
   returned: when a console was opened
   type: list
   elements: str
@@ -118,7 +122,7 @@ name:
   type: str
   sample: feeder-12
 seconds:
-  description: How long it took.
+  description: The duration of the work, in seconds.
   returned: when a console was opened
   type: float
   sample: 1.2

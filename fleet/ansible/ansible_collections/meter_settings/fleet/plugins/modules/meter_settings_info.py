@@ -15,7 +15,7 @@ short_description: Read the settings of an electricity meter
 version_added: 1.0.0
 description:
   - Operates the menus of the settings utility on a meter's console and returns what its screens show.
-  - Nothing is changed on the meter.
+  - Changes nothing on the meter.
 extends_documentation_fragment:
   - meter_settings.fleet.console
 attributes:
@@ -40,17 +40,20 @@ EXAMPLES = r"""
 
 RETURN = r"""
 settings:
-  description: The settings, by the names that the module C(meter_settings.fleet.meter_settings) has for them.
+  description:
+    - The settings, with the same names as in C(meter_settings.fleet.meter_settings).
   returned: success
   type: dict
   sample: {"dhcp": false, "ip_address": "192.0.2.10"}
 result:
-  description: C(ok); C(rejected), C(unreachable) or C(unknown) when the task failed.
+  description:
+    - C(ok).
+    - After a failed task, C(rejected), C(unreachable) or C(unknown).
   returned: always
   type: str
   sample: ok
 messages:
-  description: What happened.
+  description: Messages about the work.
   returned: when a console was opened
   type: list
   elements: str
@@ -61,7 +64,7 @@ name:
   type: str
   sample: feeder-12
 seconds:
-  description: How long it took.
+  description: The duration of the work, in seconds.
   returned: when a console was opened
   type: float
   sample: 0.4
