@@ -1,4 +1,4 @@
-// Parsing the simulated meter's TOML files.
+// Parses the TOML files of a simulated meter.
 #pragma once
 
 #include "simulator/faults.h"

@@ -1,4 +1,4 @@
-// Leaves as lines of text, and the changes between two sets of leaves.
+// Writes leaves as lines of text, and finds the changes between two sets of leaves.
 #pragma once
 
 #include "simulator/leaves.h"

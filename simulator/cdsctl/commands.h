@@ -1,4 +1,4 @@
-// The commands of cdsctl, and the types and functions that they share.
+// The commands of cdsctl, and the types and functions that the commands share.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// Leaves and their changes as JSON.
+// Writes leaves and changes of leaves as JSON.
 #pragma once
 
 #include "simulator/cdsctl/changes.h"

@@ -50,7 +50,7 @@ struct Watch {
     std::vector<Place> places = {};      // one place per file
     MeterStore store = {};
     Leaves shown = {};
-    std::string error = {}; // the last error printed
+    std::string error = {}; // the error that was printed last
     // NOLINTEND(readability-redundant-member-init)
 };
 
