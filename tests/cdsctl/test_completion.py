@@ -173,7 +173,7 @@ def test_a_path_with_characters_of_the_shell_is_completed(shell, meter, begun):
 
 def test_completion_runs_no_command_on_the_line(shell):
     words = ["$(touch run)", "`touch run`", '"$(touch run)"', '"`touch run`"']
-    if shell.name != "zsh":  # in zsh, TAB itself expands the argument
+    if shell.name != "zsh":  # in zsh, TAB itself expands these arguments
         words += ["$(touch run)a", '"`touch run`']
     for word in words:
         shell.process.send(f"cdsctl set {word} \t\t\x15")  # Ctrl-U clears the line

@@ -225,7 +225,7 @@ TEST_CASE("a writer waits for the lock of the directory")
     {
         const OpenFile held = lock_folder(meter.folder);
         writer = start_process([&] {
-            close(held.fd); // only the test's process holds the lock
+            close(held.fd); // so that only the test's process holds the lock
             TestStore store;
             return set(store, "/a", integer(2)) == "0: 1" ? 0 : 1;
         });
@@ -246,7 +246,7 @@ TEST_CASE("the reset waits for the lock of the directory")
     {
         const OpenFile held = lock_folder(meter.folder);
         resetter = start_process([&] {
-            close(held.fd); // only the test's process holds the lock
+            close(held.fd); // so that only the test's process holds the lock
             return system("fw_reset.sh > /dev/null 2>&1");
         });
         let_file_settle();

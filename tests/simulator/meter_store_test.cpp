@@ -325,7 +325,7 @@ TEST_CASE("a writer through a link waits for the lock of the target's directory"
     {
         const OpenFile held = lock_folder(meter.folder);
         writer = start_process([&] {
-            close(held.fd); // only the test's process holds the lock
+            close(held.fd); // so that only the test's process holds the lock
             std::string error;
             return replace_store(meter.path("other"), "\"/a\" = 2\n", error) ? 0 : 1;
         });

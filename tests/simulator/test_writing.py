@@ -17,7 +17,7 @@ needs_root = pytest.mark.skipif(os.geteuid() != 0, reason="only root can give fi
 
 @contextlib.contextmanager
 def meter_of(owner, group, mode):
-    """Creates a meter with a store of the given owner, group and mode. Any user may write to the directory."""
+    """Creates a meter with a store of this owner, group and mode. Any user may write to the directory."""
     with store_client.meter_with('"/a" = 1\n') as folder:
         folder.chmod(0o777)
         os.chown(folder / "store.toml", owner, group)
