@@ -55,8 +55,8 @@ async def run_one(meter: Meter, command: Command, records: Path, stop: Stop,
 
 @contextlib.contextmanager
 def stopped_by_signals(stop: Stop) -> Iterator[None]:
-    """Stops the work on all meters after SIGINT or SIGTERM. Only the main thread can handle
-    signals."""
+    """Stops the work on all meters if SIGINT or SIGTERM comes during the block. Does nothing
+    outside the main thread, because only the main thread can handle signals."""
     if threading.current_thread() is not threading.main_thread():
         yield
         return
@@ -87,8 +87,8 @@ async def run_all(meters: Sequence[Meter], command: Command, jobs: int, records:
 
 
 def allow_files(jobs: int) -> None:
-    """Raises the limit on open files to the number that this many meters need, if the system
-    permits it. Otherwise raises it as far as possible."""
+    """Raises the limit on open files to the number that `jobs` meters need, or as far as the system
+    permits."""
     soft, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
     needed = jobs * FILES_A_METER + FILES_BESIDES
     if soft != resource.RLIM_INFINITY and soft < needed:
