@@ -49,10 +49,11 @@ class Reading:
 @dataclass
 class Job:
     """The state of the work on one meter. `readings`: the readings since the last save. `held`: the
-    values of the last reading. `first`: the values of the last reading before the first save.
-    `tainted`: the settings that a save may have written only in part, because the save's report
-    could not be read or contained a failure. meter-fleet enters these settings again, even if the
-    menus show the planned values. `saving`: True if a save has begun and its outcome is unknown."""
+    values of the last reading. `first`: the values of the last reading before the first edit.
+    `entered`: the settings that were entered in any session. `tainted`: the settings that may be
+    saved only in part, because meter-fleet did not read a report of success for their save.
+    meter-fleet enters these settings again, even if the menus show the planned values. `saving`:
+    True if a save has begun and its outcome is unknown."""
 
     meter: Meter
     command: Command
@@ -67,6 +68,7 @@ class Job:
     held: dict[str, str] = field(default_factory=dict)
     first: dict[str, str] = field(default_factory=dict)
     messages: list[str] = field(default_factory=list)
+    entered: set[str] = field(default_factory=set)
     tainted: set[str] = field(default_factory=set)
     saves: int = 0
     saving: bool = False
@@ -192,7 +194,7 @@ async def read(job: Job, session: Session) -> Reading:
     job.connections_failed = 0
     job.readings.append(reading)
     job.held = dict(reading.values)
-    if job.saves == 0:
+    if not job.entered:
         job.first = job.held
     return reading
 
@@ -209,7 +211,7 @@ def agreeing(readings: list[Reading]) -> int:
 
 def is_as_foreseen(job: Job) -> bool:
     """Returns True if every planned setting has its planned value, and every other setting has the
-    value from before the first save. Returns False if no setting is planned."""
+    value from before the first edit. Returns False if no setting is planned."""
     foreseen = {**job.first, **job.goal}
     return bool(job.goal) and all(foreseen.get(name) == text for name, text in job.held.items())
 
@@ -304,8 +306,9 @@ def result_of(job: Job, result: str) -> Result:
 
 async def edit_and_save(job: Job, session: Session, wanted: list[str]) -> None:
     """Enters the settings `wanted` and saves. Discards the earlier readings when the save begins.
-    If an exception is raised before `before_saving` is called, nothing was saved."""
+    If an exception is raised before `before_saving` is called, meter-fleet has not saved."""
     report_step(job, "editing")
+    job.entered |= set(wanted)
     await sessions.edit(session, {name: job.goal[name] for name in wanted})
 
     def before_saving() -> None:
@@ -339,10 +342,18 @@ async def look(job: Job, session: Session) -> str:
     return "differs" if differing(job) else "ok"
 
 
+def saved_by_others(job: Job) -> set[str]:
+    """Returns the settings that were entered and now have their planned values, although
+    meter-fleet has not saved. Somebody else or a bad line has then caused a save, and meter-fleet
+    has not read its report."""
+    return job.entered - set(differing(job)) if job.saves == 0 else set()
+
+
 async def work_once(job: Job, session: Session) -> str:
     """Runs one session of `apply`. Returns the result, or "" if another session is needed."""
     await read(job, session)
     wanted = differing(job)
+    job.tainted |= saved_by_others(job)
     if is_believed(job):
         if wanted and job.saves and not job.tainted and not job.saving:
             return "unknown"

@@ -188,6 +188,15 @@ def test_a_closed_output_is_reported_before_the_watch_starts(meter):
     assert (ended.returncode, ended.stderr) == (3, b"cdsctl: standard output: Bad file descriptor\n")
 
 
+@pytest.mark.skipif(bool(RUN_WITH), reason="the emulator has open files of its own")
+def test_a_watch_without_a_free_descriptor_is_reported(meter):
+    """One descriptor is free: for the signals, but not for the events of the directory."""
+    ended = subprocess.run(["prlimit", "--nofile=4", *command(CDSCTL, "watch")], env=meter.environment(),
+                           capture_output=True, text=True, timeout=STEP_LIMIT, check=False)
+    assert (ended.returncode, ended.stdout) == (3, "")
+    assert ended.stderr == f"cdsctl: {meter.folder}: cannot be watched: Too many open files\n"
+
+
 def test_an_output_that_cannot_be_written_ends_the_watch(meter):
     with open("/dev/full", "w") as full:
         watch = subprocess.Popen(command(CDSCTL, "watch"), env=meter.environment(), stdout=full,

@@ -217,3 +217,14 @@ def test_an_output_that_cannot_be_written_is_reported(meter):
                               stderr=subprocess.PIPE, text=True, timeout=STEP_LIMIT)
     assert done.returncode == 3
     assert done.stderr == "cdsctl: standard output: No space left on device\n"
+
+
+def test_an_output_that_was_lost_before_the_end_is_reported(meter):
+    """Output to a terminal is written line by line, so nothing is left to write when the program ends."""
+    keyboard, terminal = os.openpty()
+    os.close(keyboard)
+    with open(terminal, "w") as hung_up:
+        done = subprocess.run(command(CDSCTL, "list"), env=meter.environment(), stdout=hung_up,
+                              stderr=subprocess.PIPE, text=True, timeout=STEP_LIMIT)
+    assert done.returncode == 3
+    assert done.stderr == "cdsctl: standard output: Input/output error\n"

@@ -125,6 +125,25 @@ def test_the_edits_of_someone_else_are_not_saved(keys, folder):
         assert fleet_verdict.problems(meter, settings, results[meter.name]) == []
 
 
+def test_somebody_else_saves_the_edits(folder):
+    """Somebody else saves after each of the first keys. meter-fleet did not read the report of that save, so it
+    enters the values again and saves them."""
+    settings = {"ip_address": "198.51.100.20", "primary_dns": "198.51.100.53"}
+    pairs = []
+    for at_key in range(60):
+        line = {"typists": [{"session": 0, "at_key": at_key, "keys": "6\ry\r"}]}
+        pairs.append((FleetMeter(folder / f"m{at_key}", line=line, scale=0.1), settings))
+    _, results = play("apply", folder, pairs, scale=0.1)
+    saves = set()
+    for meter, _ in pairs:
+        result = results[meter.name]
+        assert fleet_verdict.problems(meter, settings, result) == []
+        assert (result["result"], result["changed"]) == ("changed", True), meter.name
+        assert [entry["setting"] for entry in result["diff"]] == list(settings), meter.name
+        saves.add(sum("network restart" in line for line in fleet_verdict.commands(meter.calls())))
+    assert saves == {1, 2}
+
+
 LEFT_BEHIND = ["2\r", "2\r10.9.9.9\r", "2\r10.9.9.9\r6\r", "2\r10.9.9.9\r0\r", "1\r2\r10.", "2\r10.9.9.9\r5\r2\r1A-",
                "5\r7\r",
                "5\r8\r", "4\r", "5\r6\rX\r", "12", "1\r1\r", "1\r5\r"]
