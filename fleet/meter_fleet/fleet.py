@@ -25,11 +25,11 @@ SIGNALS = (signal.SIGINT, signal.SIGTERM)
 
 
 def ignore_step(_name: str, _step: str) -> None:
-    """Does nothing, for callers that show no progress."""
+    """Does nothing. This is the default for callers that show no progress."""
 
 
 def ignore_result(_result: Result) -> None:
-    """Does nothing, for callers that only use the returned results."""
+    """Does nothing. This is the default for callers that only use the returned results."""
 
 
 async def run_one(meter: Meter, command: Command, records: Path, stop: Stop,
@@ -103,7 +103,7 @@ def run(meters: Sequence[Meter], command: Command, *, jobs: int = DEFAULT_JOBS,
     """Runs the command on every meter, on at most `jobs` meters at the same time. Returns the
     results in the order of the meters. Calls `on_step` with a meter's name and the name of the step
     that begins on this meter. Calls `on_result` with each result. After SIGINT or SIGTERM, the
-    function leaves every meter without saving, and the results report the interruption. In a thread
-    other than the main thread, it does not handle these signals."""
+    function leaves every meter without saving, and the results report the interruption. Only in the
+    main thread, the function handles these signals."""
     allow_files(jobs)
     return asyncio.run(run_all(meters, command, jobs, records, on_step, on_result))

@@ -31,7 +31,7 @@ SCREEN_SECONDS = 10.0  # the wait for a screen to begin after Enter
 QUIET_SECONDS = 1.0  # if no output comes for this time, an incomplete screen counts as damaged
 # The waits for answers to keys that change nothing. Their sum is longer than a stall of 35 seconds.
 PROBE_WAITS = (1.0, 2.0, 4.0, 8.0, 12.0, 16.0)
-COMMAND_SECONDS = 250.0  # the time for a command of 180 seconds and two redraws of the menu
+COMMAND_SECONDS = 250.0  # enough for a command of 180 seconds and two redraws of the menu
 TRIES = 8  # the maximum number of attempts to type a line
 SURPLUS = 2  # the number of additional Backspaces when a line is erased
 

@@ -56,7 +56,7 @@ class Console:
     the parts of this address."""
 
     text: str
-    kind: str  # run, shell, ssh, serial, telnet
+    kind: str  # one of run, shell, ssh, serial and telnet
     command: str = ""
     user: str = ""
     host: str = ""

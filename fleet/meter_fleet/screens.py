@@ -75,7 +75,8 @@ class Message:
 
 @dataclass(frozen=True)
 class Exchange:
-    """`end`: the position in the text where the prompt ends."""
+    """The messages before a prompt, and the prompt. `end`: the position in the text where the
+    prompt ends."""
 
     messages: tuple[Message, ...]
     prompt: Menu | Question
@@ -365,8 +366,8 @@ def read_prompt(text: str, start: int) -> tuple[Menu | Question, int] | None:
 
 
 def read_exchange(text: str) -> Exchange | None:
-    """Returns the exchange at the beginning of `text`, or None if it is incomplete or not in the
-    grammar."""
+    """Returns the exchange at the beginning of `text`. Returns None if the exchange is incomplete
+    or not in the grammar."""
     messages: list[Message] = []
     place = 0
     while True:

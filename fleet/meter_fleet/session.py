@@ -339,7 +339,8 @@ def typed_for(session: Session, setting: Setting, text: str) -> str | None:
 
 
 async def enter_once(session: Session, setting: Setting, text: str) -> bool:
-    """Enters a value. Returns True if exactly this value was entered and the menu shows it."""
+    """Enters a value. Returns True if exactly this value was entered and the menu shows the
+    value."""
     if not await ask(session, setting):
         return False
     typed = typed_for(session, setting, text)

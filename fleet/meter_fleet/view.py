@@ -52,7 +52,7 @@ class View:
     asked: list[Question | Damaged] = field(default_factory=list)
     heard: str = ""
     pending: str = ""
-    partial: str = ""  # an incomplete echo of an erasing key
+    partial: str = ""  # an incomplete echo of a key that erases a character
     control: str = ""  # an incomplete control sequence of a terminal
 
 
