@@ -64,7 +64,8 @@ def address(rng):
 
 
 def options_list(rng):
-    """Returns an options list that the utility accepts, in any order, in upper or lower case."""
+    """Returns a random options list that the utility accepts. The options are in random order. Each option is
+    in upper or lower case."""
     chosen, groups = [], set()
     for name, group, _ in rng.sample(option_words.OPTIONS, rng.randrange(1, 20)):
         if group not in groups or group not in option_words.GROUPS:

@@ -52,7 +52,7 @@ def clears_the_options(call):
 
 
 def forbidden(calls):
-    """Returns the password resets, factory resets and clearings of the options list in the calls."""
+    """Finds forbidden actions in the calls: password resets, factory resets and clearing the options list."""
     found = [line for line in commands(calls) if line.startswith(FORBIDDEN_COMMANDS)]
     return found + ["options cleared" for call in calls if clears_the_options(call)]
 

@@ -43,8 +43,8 @@ constexpr double bits_per_byte = 10; // 8N1: a start bit and a stop bit with eac
 constexpr double forever = 1e9;
 constexpr unsigned long longest_screen = 1500; // approximately; in bytes
 
-// A byte on its way. `is_echo` is used for output: false for a byte of a screen. `is_foreign` is used
-// for input: true for a byte that the driver did not type.
+// A byte on its way. `is_echo`: for output, false if the byte belongs to a screen. `is_foreign`:
+// for input, true if the driver did not type the byte.
 struct TimedByte {
     double at;               // cppcheck-suppress unusedStructMember ; used through the queue
     char byte;               // cppcheck-suppress unusedStructMember
@@ -90,7 +90,7 @@ struct Line {
     bool open = true;
     std::string current_line;           // the last line of the program's output, before any damage
     std::vector<unsigned> found_so_far; // how often each substitution's text has occurred
-    std::string tail;                   // the last output, to search for substitutions
+    std::string tail;                   // the output so far, to find the texts of the substitutions
 };
 
 double now()

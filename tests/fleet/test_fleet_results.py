@@ -22,7 +22,7 @@ MEMBERS = {"name", "result", "changed", "diff", "settings", "messages", "seconds
 
 
 def one(command, folder, meter, settings, *arguments, **options):
-    """Runs a command on one meter and checks it. Returns the exit status and the result."""
+    """Runs a command on one meter and checks the result. Returns the exit status and the result."""
     done, results = play(command, folder, [(meter, settings)], *arguments, **options)
     result = results[meter.name]
     assert result.keys() == MEMBERS
