@@ -103,7 +103,7 @@ def run(meters: Sequence[Meter], command: Command, *, jobs: int = DEFAULT_JOBS,
     """Runs the command on every meter, on at most `jobs` meters at the same time. Returns the
     results in the order of the meters. Calls `on_step` with a meter's name and the name of the step
     that begins on this meter. Calls `on_result` with each result. After SIGINT or SIGTERM, the
-    function leaves every meter without saving, and the results report the interruption. Only in the
-    main thread, the function handles these signals."""
+    function leaves every meter without saving, and the results report the interruption. The
+    function handles these signals only in the main thread."""
     allow_files(jobs)
     return asyncio.run(run_all(meters, command, jobs, records, on_step, on_result))
