@@ -9,17 +9,20 @@
 namespace
 {
 
-// The leading numbers of a dotted address, up to the first that cannot be read.
+constexpr int address_parts = 4;
+
+// The numbers at the start of a dotted address. Reading stops at the first character that belongs
+// neither to a number nor to a dot between two numbers.
 struct DottedNumbers {
-    std::uint32_t part[4];
-    int count; // 0 to 4
+    std::uint32_t part[address_parts];
+    int count; // how many numbers were read
 };
 
 DottedNumbers scan_dotted(const char* text)
 {
     DottedNumbers numbers = {};
     while (scan_unsigned(text, numbers.part[numbers.count])) {
-        if (++numbers.count == 4 || *text++ != '.')
+        if (++numbers.count == address_parts || *text++ != '.')
             break;
     }
     return numbers;
@@ -35,7 +38,7 @@ bool all_are_bytes(const DottedNumbers& numbers)
 
 bool asks_to_clear(const std::string& answer)
 {
-    return !answer.empty() && answer[0] == '~';
+    return answer[0] == '~'; // for an empty answer, answer[0] is a zero byte
 }
 
 int prompt_ipv4(const std::string& prompt, EditableText& target)
@@ -46,7 +49,7 @@ int prompt_ipv4(const std::string& prompt, EditableText& target)
         return result;
 
     const DottedNumbers numbers = scan_dotted(answer.c_str());
-    if (numbers.count == 4) {
+    if (numbers.count == address_parts) {
         if (!all_are_bytes(numbers))
             return answer_rejected;
         assign_text(target, answer, true);
@@ -54,7 +57,7 @@ int prompt_ipv4(const std::string& prompt, EditableText& target)
     }
     if (!asks_to_clear(answer))
         return answer_rejected;
-    target.text.clear(); // deliberate: does not set the changed flag
+    target.text.clear(); // deliberate: leaves the changed flag as it is
     return answer_taken;
 }
 

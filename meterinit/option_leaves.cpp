@@ -9,11 +9,11 @@ namespace
 
 bool options_pending = false;
 
-// The leaf that was prepared last, for the batch or for the clear action.
+// The path and the value of the leaf that was prepared last, for the batch or for clearing.
 std::string current_path;
 toolkit::CElement current_element;
 
-// The batch, as the parallel arrays that the library takes.
+// The batch, as the parallel arrays that `set_leaves` takes.
 std::vector<std::string> option_paths;
 std::vector<toolkit::CElement> option_values;
 std::vector<pcd_tribool_t> option_flags;
@@ -26,9 +26,9 @@ void push_to_batch(pcd_tribool_t flag)
     option_flags.push_back(flag);
 }
 
-bool contains(LeafSet leaves, std::size_t row)
+bool contains(LeafSet leaves, const OptionLeaf& leaf)
 {
-    return (leaves >> row & 1U) != 0;
+    return (leaves >> (&leaf - option_leaves) & 1U) != 0;
 }
 
 std::string path_of(const OptionLeaf& leaf)
@@ -64,9 +64,9 @@ void add_option_leaf(const std::string& path, bool value)
 
 void add_option_leaves(LeafSet leaves, bool value)
 {
-    for (std::size_t row = 0; row < std::size(option_leaves); ++row) {
-        if (contains(leaves, row))
-            add_option_leaf(path_of(option_leaves[row]), value);
+    for (const OptionLeaf& leaf : option_leaves) {
+        if (contains(leaves, leaf))
+            add_option_leaf(path_of(leaf), value);
     }
 }
 
@@ -97,14 +97,14 @@ int clear_option_leaves()
     std::vector<toolkit::CElement> values = {current_element};
 
     current_element = false;
-    for (std::size_t row = 0; row < std::size(option_leaves); ++row) {
-        if (!contains(cleared_leaves, row))
+    for (const OptionLeaf& leaf : option_leaves) {
+        if (!contains(cleared_leaves, leaf))
             continue;
-        current_path = path_of(option_leaves[row]);
+        current_path = path_of(leaf);
         push_current_path(paths);
         values.push_back(current_element);
     }
     const std::vector<pcd_tribool_t> flags(paths.size(), setting_flag);
-    std::vector<api_status_t> statuses; // not examined
+    std::vector<api_status_t> statuses; // the call fills it, but nothing reads it
     return cds().set_leaves(paths, values, flags, statuses, "");
 }

@@ -12,7 +12,8 @@
 namespace
 {
 
-// Deliberate: the legend omits some accepted tokens, and says 1599 instead of 1588 for IEEE.
+// Deliberate: the help omits some accepted tokens, and shows IEEE 1599 instead of IEEE 1588.
+// Scripts compare the screen byte by byte.
 // clang-format off
 constexpr char legend[] =
     "1x   = 2 characters for the Serial port options\n"
@@ -55,12 +56,12 @@ void show_help()
     std::fputs(legend, stdout);
 }
 
-// The state of checking one list.
+// The state of the check of one options list.
 struct Attempt {
-    std::string dashed_list; // a dash before every option, including the first
+    std::string dashed_list; // the typed list with a dash in front
     int total_chars;
-    int valid_chars; // length of all tokens found, each with its dash
-    int result;      // answer_taken, or exclusivity_error
+    int valid_chars; // length of all found tokens, each with the dash before it
+    int result;      // answer_taken or exclusivity_error
 };
 
 constexpr int exclusivity_error = -2;
@@ -70,14 +71,15 @@ bool occurs(const Attempt& attempt, const TokenText& form)
     return attempt.dashed_list.find(std::string("-") + form.data()) != std::string::npos;
 }
 
-// Finds a token in upper case or in lower case, but not in mixed case.
+// Returns true when the list contains the token in upper case or in lower case. Does not find mixed
+// case.
 bool is_found(const Attempt& attempt, const OptionToken& token)
 {
     return occurs(attempt, token.text) || occurs(attempt, lower_form(token.text));
 }
 
-// Like `is_found`, but also counts the characters of a found token. Counts them only once, even
-// when the list repeats the token.
+// Like `is_found`, but also adds the length of a found token and its dash to `valid_chars`. Adds
+// this length only once, even when the list repeats the token.
 bool take_token(Attempt& attempt, const OptionToken& token)
 {
     if (!is_found(attempt, token))
@@ -88,15 +90,13 @@ bool take_token(Attempt& attempt, const OptionToken& token)
 
 void reject_second_member(Attempt& attempt, OptionGroup group)
 {
-    const auto* message =
-        std::find_if(std::begin(group_messages), std::end(group_messages),
-                     [group](const GroupMessage& row) { return row.group == group; });
-    std::fputs(message->text, stdout);
+    std::fputs(group_messages[static_cast<unsigned>(group) - 1].text, stdout);
     attempt.result = exclusivity_error;
 }
 
-// Handles a token of an exclusive group. The first one in the list sets its leaves to true and the
-// other leaves of the group to false; a second one is rejected. Returns true for the first.
+// Looks for one token of an exclusive group in the list. The first token of the group adds its
+// leaves to the batch as true, and the other leaves of the group as false. A second token is
+// rejected with a message. Returns true only for the first token.
 bool take_member(Attempt& attempt, const OptionToken& token, bool& taken)
 {
     if (!take_token(attempt, token))
@@ -120,8 +120,9 @@ void scan_exclusive_group(Attempt& attempt, const OptionToken* first, const Opti
         add_option_leaves(leaves_of(first->group), false);
 }
 
-// PQ1, PQ2 and PQ3 exclude each other; PQR may accompany any of them. PQ2 and PQ3 also enable
-// measurement logging. When ML was not typed, its leaf is then in the batch twice: deliberate.
+// PQ1, PQ2 and PQ3 exclude each other. PQR excludes no token. PQ2 and PQ3 also set the leaf of ML
+// to true. Deliberate: if the list does not contain ML, the batch then contains the leaf of ML
+// twice.
 void scan_power_quality(Attempt& attempt)
 {
     constexpr const OptionToken& pq1 = token_named("PQ1");
@@ -156,19 +157,18 @@ const OptionToken* end_of_group(const OptionToken* token)
                         [token](const OptionToken& other) { return other.group != token->group; });
 }
 
-// Finds the tokens in the order of the table, and fills the batch.
+// Looks for the tokens in the order of the table, and adds the option leaves to the batch.
 void scan_options(Attempt& attempt)
 {
     const OptionToken* token = std::begin(option_tokens);
     while (token != std::end(option_tokens)) {
         const OptionToken* group_end = end_of_group(token);
-        switch (token->group) {
-        case OptionGroup::single:
+        if (token->group == OptionGroup::single)
             add_option_leaves(token->leaves, take_token(attempt, *token));
-            break;
-        case OptionGroup::power_quality: scan_power_quality(attempt); break;
-        default: scan_exclusive_group(attempt, token, group_end); break;
-        }
+        else if (token->group == OptionGroup::power_quality)
+            scan_power_quality(attempt);
+        else
+            scan_exclusive_group(attempt, token, group_end);
         token = group_end;
     }
 }
@@ -179,13 +179,14 @@ bool is_valid_token(const std::string& piece)
                        [&](const TokenText& token) { return piece == token.data(); });
 }
 
-// Prints an error for every piece of the list that is not a token, but not for a repeated token.
-void name_invalid_pieces(const std::string& dashed_list)
+// Prints an error for every piece between dashes that is not a valid token. Prints nothing for a
+// repeated token.
+void name_invalid_pieces(const std::string& entry)
 {
     std::size_t start = 0;
-    while ((start = dashed_list.find_first_not_of('-', start)) != std::string::npos) {
-        const std::size_t end = std::min(dashed_list.find('-', start), dashed_list.size());
-        const std::string piece = dashed_list.substr(start, end - start);
+    while ((start = entry.find_first_not_of('-', start)) != std::string::npos) {
+        const std::size_t end = std::min(entry.find('-', start), entry.size());
+        const std::string piece = entry.substr(start, end - start);
         if (!is_valid_token(piece))
             std::printf("\nError: %s is NOT a valid option.", piece.c_str());
         start = end;
@@ -196,15 +197,17 @@ void explain_rejection(const std::string& entry, const Attempt& attempt)
 {
     std::printf("Could be an error, totalChars=%d, validChars=%d\n", attempt.total_chars,
                 attempt.valid_chars);
-    if (!entry.empty() && entry[0] == '-') // never true: the caller rejects it; deliberate
+    // Deliberate: this condition is never true, because the caller rejects a list that begins with
+    // a dash.
+    if (entry[0] == '-')
         std::fputs("\nError: Extra '-' at the beginning of the list.", stdout);
-    name_invalid_pieces(attempt.dashed_list);
+    name_invalid_pieces(entry);
 }
 
 void check_options_list(const std::string& entry, int input_result, EditableText& options_list)
 {
     Attempt attempt = {"-" + entry, static_cast<int>(entry.size()) + 1, 0, input_result};
-    // never true, because the copy is always complete; deliberate
+    // Deliberate: this condition is never true, because the copy is always complete.
     if (attempt.dashed_list.size() != static_cast<std::size_t>(attempt.total_chars)) {
         std::fputs("\nLength mismatch between entered list and created list.", stdout);
         return;
@@ -235,7 +238,7 @@ void enter_options_list(SettingsSession& session)
         return;
     if (asks_to_clear(entry))
         session.options_list.text.clear();
-    else if (!entry.empty() && entry[0] == '-')
+    else if (entry[0] == '-')
         std::fputs("\nError: Extra '-' at the beginning of the options list.", stdout);
     else
         check_options_list(entry, result, session.options_list);
