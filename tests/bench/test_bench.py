@@ -31,7 +31,7 @@ START, KEY, ENTER = Step("start", "", b"one "), Step("key", "x", b"x"), Step("ne
 
 
 def test_a_round_of_compare():
-    """The counts must be the ones in docs/speed.md. The limits of the times are so wide that every machine
+    """The expected counts are also in docs/speed.md. The limits for the times are so wide that every machine
     meets them."""
     done = subprocess.run(
         [REPOSITORY / "bench" / "compare", "--rounds", "2", "--only", "times", "calls", "bytes",

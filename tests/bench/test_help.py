@@ -1,4 +1,4 @@
-"""Each program in bench/ has a help text, which it prints without measuring."""
+"""With --help, each script in bench/ prints its help text and measures nothing."""
 
 import os
 import subprocess

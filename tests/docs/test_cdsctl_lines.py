@@ -35,7 +35,7 @@ def leaves_written(item):
 
 
 def written_to(leaves, lines):
-    """Returns the output of the lines on a meter with these leaves, and the leaves afterwards."""
+    """Runs the lines on a meter with these leaves. Returns the output, and the meter's new leaves as TOML."""
     meter = Meter("cdsctl-lines", leaves)
     done = run(lines, meter)
     new = [line for line in done.stderr.splitlines() if ": new leaf " in line]

@@ -1,4 +1,4 @@
-"""Each deliberate behaviour has a reason and a test that exists."""
+"""Each behaviour that docs/compatibility.md lists has a reason, and names tests that exist."""
 
 import re
 

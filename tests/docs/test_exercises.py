@@ -1,4 +1,4 @@
-"""Each exercise in docs/exercises is solved by its solution, and not by a session without a save."""
+"""The solution of each exercise in docs/exercises solves the exercise. A session without a save does not."""
 
 import re
 import subprocess
@@ -29,7 +29,7 @@ def start_of(exercise):
 
 
 def difference_after(lines, exercise, name, tmp_path):
-    """Returns the output of `cdsctl diff` after a session with these lines."""
+    """Types these lines on the meter of the exercise. Returns the lines that `cdsctl diff` then prints."""
     meter = Meter(name, start_of(exercise), factory_text=FACTORY.read_text(encoding="utf-8"))
     (tmp_path / "start.toml").write_text(toml_text(meter.at_start), encoding="utf-8")
     keys = "".join(line + "\n" for line in lines).encode()

@@ -1,4 +1,5 @@
-"""The integrator's guide describes exactly the contract of the client library."""
+"""The tables in docs/integrator.md name exactly the operations of the client library and the names in
+store/client_library.h."""
 
 import re
 
@@ -11,7 +12,7 @@ CLIENT_LIBRARY = (REPOSITORY / "store" / "client_library.h").read_text(encoding=
 
 
 def rows_below(head):
-    """Returns the cells of the table that begins with this line."""
+    """Returns the cells of each row in the table whose first line is `head`."""
     table = GUIDE.split(head + "\n")[1].split("\n\n")[0].splitlines()[1:]
     return [[cell.strip() for cell in line.strip("|").split(" | ")] for line in table]
 
@@ -21,7 +22,7 @@ def names_in(cells):
 
 
 def declared():
-    """Returns the functions, constructors and static members that the headers declare."""
+    """Returns the names of the functions, constructors and static members that the headers declare."""
     code = re.sub(r"//.*", "", HEADERS)
     names = set(re.findall(r"(\w+|operator=)\s*\([^()]*\)(?: const)?;", code))
     names |= set(re.findall(r"static (?:const )?[\w:]+ (\w+);", code))

@@ -1,4 +1,4 @@
-"""The targets in the guides exist: links, files, names in the sources, leaves."""
+"""Everything that the guides refer to exists: link targets, files, names in the sources, and leaves."""
 
 import re
 
@@ -17,7 +17,7 @@ def text_of(page):
 
 
 def anchors(page):
-    """Returns the anchors of the headings."""
+    """Returns the anchors of all headings on the page."""
     return [saves.anchor(heading) for heading in re.findall(r"^#+ (.*)$", text_of(page), re.M)]
 
 
@@ -44,14 +44,14 @@ SOURCES = [path for folder in ("app", "network", "meterinit", "console", "settin
 
 @pytest.mark.parametrize("name", ["docs/developer.md", "docs/integrator.md"])
 def test_files_names_and_leaves(name):
-    """A file or directory in backquotes exists, a name occurs in the sources, and a leaf occurs on the
-    generated pages."""
+    """Each file or directory in backquotes exists. Each name in backquotes occurs in the sources. Each leaf
+    in backquotes occurs on the generated pages."""
     leaves = "".join((REPOSITORY / "docs" / page).read_text(encoding="utf-8")
                      for page in ("what-a-save-does.md", "what-a-save-calls.md"))
     words = set(re.findall(r"\w+", "".join(path.read_text(encoding="utf-8") for path in SOURCES)))
     for quoted in re.findall(r"`([^`\n]+)`", text_of(PAGES[name])):
         if quoted.startswith(("include/", "lib/")):
-            continue  # a name of the client library
+            continue  # a file of the client library, whose directory is outside the project
         if re.match("/(V|Software)", quoted):
             assert f"`{quoted}" in leaves, f"no save writes {quoted}"
         elif re.fullmatch(r"(\w+/)+|(\w+/)*[\w-]+\.(h|cpp|toml|cmake|md)", quoted):

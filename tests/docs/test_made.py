@@ -1,4 +1,4 @@
-"""The generated parts of the guides agree with the program. docs/tools/write generates them."""
+"""The parts of the guides that docs/tools/write generates agree with the program."""
 
 import re
 from xml.etree import ElementTree

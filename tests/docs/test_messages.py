@@ -10,23 +10,24 @@ pytestmark = pytest.mark.host_only
 
 DOCS = REPOSITORY / "docs"
 GUIDE = (DOCS / "technician.md").read_text(encoding="utf-8")
-INTEGRATOR = (DOCS / "integrator.md").read_text(encoding="utf-8")  # explains the commands that the program runs
+INTEGRATOR = (DOCS / "integrator.md").read_text(encoding="utf-8")  # explains the program's shell commands
 PAGES = {str(page.relative_to(REPOSITORY)): page for page in made.pages()}
 QUOTED = literals.quotes(GUIDE + INTEGRATOR)
 
-# Leaf paths are on the generated pages.
+# Texts that are leaf paths. Only the generated pages list them.
 LEAF_FILES = ("setting_leaves.h", "option_leaves.cpp")
 LEAF_PATH = re.compile("/(V|Software/).*")
 OPTION = re.compile("ML|PQ[123R]")
 MADE_PAGES = "".join((DOCS / name).read_text(encoding="utf-8")
                      for name in ("what-a-save-does.md", "what-a-save-calls.md", "options-list.md"))
-# Each of these tables is a whole screen of help, which the guide shows as a picture.
+# A table with one of these words in its name has lines of a help screen. The guide shows them in pictures.
 HELP_HEADS = ("help", "legend", "enclosure_codes", "_names")
 
 
 def texts():
-    """Yields (where, kind, line) for every line of every text of the program. The kind "fragment" is a part
-    of a text. The guides show "help" lines in pictures, and "option" lines on the generated pages."""
+    """Yields (where, kind, line) for each line of each text in the program, except leaf paths. A line of the
+    kind "fragment" is a part of a line on the screen. The pictures show the "help" lines. The generated pages
+    list the "option" lines."""
     for path, head, text in literals.program_texts():
         if path.name in LEAF_FILES or LEAF_PATH.fullmatch(text):
             continue
@@ -84,7 +85,7 @@ def test_every_message_that_the_guide_explains_is_in_the_program():
 
 @pytest.mark.parametrize("name", PAGES)
 def test_every_text_that_a_page_quotes_is_on_a_screen(name):
-    """Text in backquotes that starts with a capital letter is a quotation from the screen."""
+    """Text in backquotes is a quotation if it starts with a capital letter and contains a space."""
     program = {line for _, _, line in TEXTS}
     shown = "\n".join(pictures.text_of(path) for path in pictures.FOLDER.glob("*.svg"))
     quoted = [quote for quote in literals.quotes(PAGES[name].read_text(encoding="utf-8"))

@@ -1,4 +1,4 @@
-"""The commands of the trainer's guide do what the guide says."""
+"""The commands in the trainer's guide have the results that the guide describes."""
 
 import re
 import subprocess
@@ -18,7 +18,7 @@ SERIAL = "/VMIC/SerialNumber/Value"
 EXERCISES = dict(enumerate(exercises.all_exercises(), 1))
 DNS = typed("{PRIMARY_DNS}\n203.0.113.9\n")
 SAVE = typed("{SAVE}\ny\n")
-# The keys of each drill, and the texts that the program then prints, in this order.
+# Maps the heading of each drill to its keys and to the texts that the program then prints in this order.
 DRILLS = {
     "A save that fails once": (DNS + SAVE + SAVE + "0\n", ["Error saving settings!", "Settings saved."]),
     "A meter that cannot be reached": ("0\n", ["Error: can't connect to CDS"]),
@@ -30,7 +30,8 @@ DRILLS = {
 
 @pytest.fixture
 def cdsctl_in_path(tmp_path, plain_folder):
-    """Runs commands of the guide in tmp_path, with cdsctl in PATH. Returns the finished process."""
+    """Returns a function that runs a shell script in tmp_path with cdsctl in PATH. The function returns the
+    finished process."""
     (plain_folder / "cdsctl").symlink_to(CDSCTL)
 
     def run(script, meter=""):

@@ -1,9 +1,9 @@
-"""Runs a program on its own meter and injects a fault: one of its system calls fails, or the program is
-killed in it.
+"""Runs a program on a new simulated meter and injects a fault: at one system call of the program, either this
+call fails or a signal kills the program.
 
-strace injects the fault. It counts the calls of each name separately, so a fault is a name and a number.
-All keys are typed into a pseudo-terminal before the program starts, and the pseudo-terminal stays open. A
-run that needs more keys than that does not end. It is stopped after a time limit and reported.
+strace injects the fault. strace counts the calls of each name separately, so a name and a number identify a
+call. The test types all keys into a pseudo-terminal before the program starts, and keeps the pseudo-terminal
+open. If the program waits for more keys, the test stops it after a time limit and reports the run.
 """
 
 import concurrent.futures
@@ -28,10 +28,10 @@ KILL = "KILL"
 ERRORS = ("EIO", "ENOSPC", "EINTR", "EACCES", "EMFILE", "ENOMEM")
 LIMIT = 10.0  # seconds for one run, which usually takes milliseconds
 MODE = 0o640  # the mode of a meter's files, which a write must keep
-MASK = 0o077  # the umask, which gives new files another mode
+MASK = 0o077  # the program's umask, which gives new files a mode other than MODE by default
 SETTLED = 0.3  # seconds to wait after a write, so that a later change also changes the file's time stamps
 
-# Calls that strace would make fail in a way that the system never does.
+# Calls in which no error is injected, each with the reason why an injected error would not be realistic.
 CANNOT_FAIL = {
     "exit_group": "it does not return",
     "close": "it always closes the descriptor; strace would leave the descriptor open, and its file locked",
@@ -41,55 +41,56 @@ CANNOT_FAIL = {
 @dataclasses.dataclass(frozen=True)
 class Fault:
     effect: str    # KILL or the name of an error
-    call: str      # a system call's name
-    which: int     # 1 is the first call of that name
-    position: int  # the position among all calls of the undisturbed run
+    call: str      # the name of the system call
+    which: int     # the number of the call among the calls of the same name, from 1
+    position: int  # the position of the call among all calls of the undisturbed run
     aim: str       # the file or descriptor that the call uses
 
     def __str__(self):
         return f"{self.effect} at call {self.position} ({self.call} {self.which}, {self.aim})"
 
     def strace_options(self):
-        # With --seccomp-bpf, the program stops only at these calls. This saves half of the time, but strace
-        # would not send the signal.
+        # With --seccomp-bpf, strace stops the program only at the traced calls, which saves half of the time.
+        # However, strace then does not send the KILL signal.
         fast = () if self.effect == KILL else ("-f", "--seccomp-bpf")
         effect = "signal=KILL" if self.effect == KILL else f"error={self.effect}"
         if self.call == "brk" and self.effect != KILL:
-            effect = "retval=0"  # brk never returns an error, only a break below the requested one
+            effect = "retval=0"  # a failed brk returns a break below the requested break, but no error
         return (*fast, "-e", f"trace={self.call}",
                 "-e", f"inject={self.call}:{effect}:when={self.which}")
 
 
 @dataclasses.dataclass(frozen=True)
 class Subject:
-    """A command, the leaves of its meter, and the keys that are typed."""
+    """A command, the leaves of its meter, and the keys that the test types."""
     command: tuple
     store: dict
     keys: bytes = b""
     traced: bool = False  # True if the client library writes a trace
-    factory: dict | None = None  # the leaves of the factory file
+    factory: dict | None = None  # the leaves of the factory file, or None for no factory file
 
     def files(self):
-        """Returns the files of the meter before a run."""
+        """Maps the name of each file of the meter before a run to its content."""
         leaves = {"store.toml": self.store, "factory.toml": self.factory}
         return {name: toml_text(of).encode() for name, of in leaves.items() if of is not None}
 
 
 @dataclasses.dataclass
 class Run:
-    status: int | None  # a negative signal number if a signal ended the program; None if it did not end
+    status: int | None  # the exit status, the negative number of a fatal signal, or None after a time-out
     output: bytes
     errors: str
     strace: list        # the lines that strace printed
     calls: list         # the library's trace, one JSON text per call
-    files: dict         # the files in the meter's directory, by name
-    modes: dict         # their permission bits
+    files: dict         # maps the name of each file in the meter's directory to its content
+    modes: dict         # maps the name of each file in the meter's directory to its permission bits
 
     def store(self):
         return self.files.get("store.toml")
 
     def hit_line(self, effect):
-        """Returns the line of strace for the call with the fault. After a kill there may be no line."""
+        """Returns the line that strace printed for the call with the fault. Returns "" if there is no such
+        line, which is possible after a kill."""
         mark = " = ?" if effect == KILL else "(INJECTED)"
         return next((line for line in self.strace if mark in line), "")
 
@@ -101,7 +102,7 @@ class Run:
 
 
 class Place:
-    """A directory for many meters. It is in memory if possible, because flushing then takes no time."""
+    """A directory for many meters. If possible, the directory is in memory, where fsync takes no time."""
 
     def __init__(self):
         memory = pathlib.Path("/dev/shm")
@@ -116,7 +117,7 @@ class Place:
         shutil.rmtree(self.top)
 
     def make_meter(self, files):
-        """Returns a new directory. The meter is its subdirectory `meter`."""
+        """Creates a meter with these files. Returns a new directory that contains the meter as `meter`."""
         top = self.top / str(next(self.numbers))
         (top / "meter").mkdir(parents=True)
         for file, text in files.items():
@@ -126,8 +127,8 @@ class Place:
 
 
 def open_typed(keys):
-    """Opens a pseudo-terminal in raw mode and types these keys. Returns the test's descriptor and the
-    program's."""
+    """Opens a pseudo-terminal without echo, line editing and signal keys, and types these keys. Returns two
+    descriptors: one for the test and one for the program."""
     ours, theirs = os.openpty()
     attributes = termios.tcgetattr(theirs)
     attributes[LFLAG] &= ~(termios.ECHO | termios.ICANON | termios.ISIG)
@@ -142,7 +143,7 @@ def wait_for(process):
         output, errors = process.communicate(timeout=LIMIT)
         return process.returncode, output, errors
     except subprocess.TimeoutExpired:
-        os.killpg(process.pid, signal.SIGKILL)  # strace and its program are in a separate session
+        os.killpg(process.pid, signal.SIGKILL)  # kills strace and the program, which have their own session
         output, errors = process.communicate()
         return None, output, errors
 
@@ -160,7 +161,7 @@ def lines_of(file):
 
 
 def run(subject, top, strace_options=None):
-    """Runs the subject on the meter in `top`. Without `strace_options`, it runs without strace."""
+    """Runs the subject on the meter in `top`. Uses strace unless `strace_options` is None."""
     environment = {"METER_SIM_DIR": str(top / "meter"), "METER_SIM_NO_DELAY": "1"}
     if subject.traced:
         environment["METER_SIM_TRACE"] = str(top / "calls")
@@ -183,17 +184,19 @@ def of_store(aim):
     return any(name == "meter" or ".toml" in name for name in aim.split())
 
 
-PARTS = {"store": of_store}  # parts of the matrix
+# The parts of the matrix. Each function decides from the aim of a fault whether the part contains the fault.
+PARTS = {"store": of_store}
 
 STANDARD = {"0": "input", "1": "output", "2": "errors"}
 
 
 def aim_of(line):
-    """Returns the file names in a call, without directories, or its standard descriptor."""
+    """Returns the names of the files and standard streams that a call uses, without directories. `line` is
+    the line of strace for the call."""
     arguments = line.rpartition(" = ")[0]
     names = [STANDARD.get(descriptor, file.rpartition("/")[2])
              for descriptor, file in re.findall(r"\b(\d+)<([^>]*)>", arguments)]
-    if not re.match(r"(\d+ +)?p?(read|write)", line):  # the texts of these calls are data, not names
+    if not re.match(r"(\d+ +)?p?(read|write)", line):  # in a read or write, a quoted text is data, not a name
         names += [file.rpartition("/")[2] for file in re.findall(r'<[^>]*>, "([^"]+)"', arguments)]
     return " ".join(names)
 
@@ -203,7 +206,7 @@ def can_fail(call, line):
 
 
 def faults_of(strace_lines, effects):
-    """Returns every effect for every call, from the first one after exec to the last."""
+    """Returns a fault for each effect at each call after execve, but no errors at calls that cannot fail."""
     names = [line.partition("(")[0] for line in strace_lines]
     assert names[0] == "execve" and names[-1] == "exit_group"
     return [Fault(effect, name, names[:position + 1].count(name), position,
@@ -224,13 +227,14 @@ class Matrix:
                        if part is None or PARTS[part](fault.aim)]
 
     def undisturbed(self):
-        """Repeats the run and returns the run with the most calls. On a busy machine, some runs are so slow
-        that the store's time stamp becomes old enough to trust. Such a run does not read the store again."""
+        """Runs the subject three times and returns the run with the most calls. On a busy machine, a run may
+        take so long that the program trusts the store's time stamp, which is old by then. Such a run makes
+        fewer calls, because the program does not read the store again."""
         return max((run(self.subject, top, ()) for top in self.settled_meters(3)),
                    key=lambda done: len(done.strace))
 
     def outcomes(self, jobs):
-        """Yields pairs of a fault and its run as they finish."""
+        """Runs the subject once for each fault, in parallel. Yields pairs: a fault and its run."""
         with concurrent.futures.ThreadPoolExecutor(jobs) as workers:
             tops = self.settled_meters(len(self.faults))
             yield from workers.map(self.run_until_hit, self.faults, tops)
@@ -238,11 +242,12 @@ class Matrix:
     def settled_meters(self, count):
         files = self.subject.files()
         tops = [self.place.make_meter(files) for _ in range(count)]
-        time.sleep(SETTLED)  # the program reads a newer file again, so the calls would vary
+        time.sleep(SETTLED)  # the program reads a newer file again, so the number of calls would vary
         return tops
 
     def run_until_hit(self, fault, top):
-        """Runs again if a run makes fewer calls, so that the fault hits another call or none."""
+        """Runs the subject with the fault. If a run makes fewer calls, so that the fault hits another call or
+        no call, repeats the run."""
         for _ in range(5):
             done = run(self.subject, top, fault.strace_options())
             shutil.rmtree(top)

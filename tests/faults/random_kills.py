@@ -1,8 +1,8 @@
 """Kills a writer many times at random moments.
 
-The writer sets eight leaves to the same number, then to the next number, and so on. It prints each number
-after the write. After a kill, all leaves must be equal, and must have the last printed number or the next
-one. The next writer continues from there.
+The writer sets eight leaves to the same number, then to the next number, and so on. After each write, the
+writer prints the number. After a kill, all leaves must have the same number: the last printed number or the
+number after it. The next writer continues after this number.
 """
 
 import collections
@@ -16,12 +16,12 @@ from harness import program
 
 CLIENT = program.BUILD / "store-client"
 LEAVES = [f"/n/{i}" for i in range(1, 9)]
-ENOUGH = 1_000_000  # more numbers than a writer can write
-LONGEST = 0.002  # seconds that a writer runs after its first number: a few dozen writes
+ENOUGH = 1_000_000  # more numbers than a writer can write before the kill
+LONGEST = 0.002  # the longest time in seconds from the first printed number to the kill
 
 
 def kill_once(folder, first, seconds):
-    """Returns the numbers that a writer printed before it was killed."""
+    """Starts a writer and kills it `seconds` after its first output. Returns the numbers that it printed."""
     writer = subprocess.Popen(program.command(CLIENT, "write", "/n", str(first), str(ENOUGH)),
                               env={"METER_SIM_DIR": str(folder)}, stdout=subprocess.PIPE)
     said = writer.stdout.readline()
@@ -34,14 +34,14 @@ def kill_once(folder, first, seconds):
 
 
 def number_in(folder):
-    """Returns the number in all leaves, or None if they differ or there are other files."""
+    """Returns the number in all leaves, or None if the numbers differ or the store has other leaves."""
     leaves = tomllib.loads((folder / "store.toml").read_text())
     numbers = set(leaves.values())
     return numbers.pop() if sorted(leaves) == LEAVES and len(numbers) == 1 else None
 
 
 def kill_many(place, worker, count, seed):
-    """Returns counts of the outcomes. Stops at the first error."""
+    """Kills `count` writers one after the other. Returns counts of the outcomes. Stops at the first error."""
     moments = random.Random(f"{seed}/{worker}")
     folder = place.make_meter({"store.toml": b""}) / "meter"
     seen = collections.Counter()

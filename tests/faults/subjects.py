@@ -1,4 +1,4 @@
-"""The sessions and commands into which faults are injected."""
+"""Defines the sessions and commands into which the tests inject faults."""
 
 import shutil
 import tomllib
@@ -8,15 +8,15 @@ from harness.menus import typed
 from harness.meter import FACTORY
 from injection import Subject
 
-# Turns DHCP off and sets an address for port 1. Types a second DNS server and empties it, so that the save
-# clears it. Enters a serial number and an options list, and saves.
+# These keys turn DHCP off and set an address for port 1. They enter a secondary DNS server and then empty
+# this setting, so that the save clears its leaf. They enter a serial number and an options list, and save.
 SAVE = typed("{PORT}\n" "1\nn\n" "2\n1.1.1.1\n" "0\n"
              "{SECONDARY_DNS}\n1.1.1.2\n" "{SECONDARY_DNS}\n~\n"
              "{INIT}\n" "1\n123456789\n" "2\nWEB\n" "0\n"
              "{SAVE}\ny\n").encode()
 
-# A few rounds of these keys leave the program from any screen to which an error can lead: the empty answer
-# leaves the question for an enclosure, 0 leaves a menu, and y answers "Exit without saving?".
+# These keys end the program from any screen to which an error can lead. An empty answer leaves the question
+# for an enclosure, 0 leaves a menu, and y answers "Exit without saving?".
 LEAVE = b"0\n" + b"\n0\ny\n" * 4
 
 
@@ -33,7 +33,7 @@ SESSIONS = {
 
 
 def one_replacement(command):
-    """A command that replaces the store once, on a meter whose only leaf is "/a"."""
+    """Returns the subject for a command that replaces the store once. The only leaf of its meter is "/a"."""
     found = shutil.which(command[0])
     if found is None:
         raise SystemExit(f"error: {command[0]} is not a program")

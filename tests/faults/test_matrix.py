@@ -1,4 +1,4 @@
-"""Runs a part of the matrix; `tests/faults/matrix` runs all of it."""
+"""Runs a part of the fault matrix. The command `tests/faults/matrix` runs the whole matrix."""
 
 import re
 import subprocess
@@ -44,7 +44,7 @@ def test_a_single_write_survives_a_kill_a_signal_and_an_error_at_every_call():
 
 
 def test_the_matrix_detects_a_writer_that_truncates_the_store():
-    """This tests the matrix itself."""
+    """This test shows that the matrix can fail."""
     in_place = 'echo "\'/a\' = 1" > "$METER_SIM_DIR/store.toml"'
     ended = run("--effects", "KILL", "--only", "store", "--", "sh", "-c", in_place)
     assert ended.returncode == 1

@@ -1,7 +1,7 @@
-"""Sessions that temporarily cannot read or write their meter's directory.
+"""A session reports that it cannot read or write its meter's directory, and a later save succeeds.
 
-The full disk and the read-only disk are real. They are mounted only for the program, in its own mount
-namespace. (Permission bits have no effect on root.)
+The full disk and the read-only disk are real mounts. Only the program can see them, because it has its own
+mount namespace. The tests do not use permission bits, because permission bits have no effect on root.
 """
 
 import errno
@@ -28,8 +28,8 @@ FACTORY_LEAVES = tomllib.loads(FACTORY.read_text())
 PROMPT = b"==>  "
 
 
-# Each function makes the directory unusable for the process. It returns a function that makes the directory
-# usable again.
+# Each of the next six functions makes the directory unusable for the process, and returns a function that
+# makes the directory usable again.
 
 def fill_disk(process, folder):
     ballast = seen_by(process, folder / "ballast")
@@ -102,7 +102,7 @@ def start(folder, mounted):
 
 
 def typed(process, keys):
-    """Types the keys. Returns the output up to the next menu."""
+    """Types the keys. Returns the output up to the next prompt of a menu."""
     process.stdin.write(keys)
     process.stdin.flush()
     return piped.read_until(process, PROMPT)

@@ -1,4 +1,4 @@
-"""Several writers and readers of one store at the same time, and writers that are killed."""
+"""Several processes can write and read one store at the same time, even if some writers are killed."""
 
 import os
 import subprocess
@@ -11,7 +11,7 @@ from harness.program import BUILD, RUN_WITH, STEP_LIMIT, command
 CLIENT = BUILD / "store-client"
 WRITERS = [f"/w{n}" for n in range(8)]
 READERS = 4
-WRITES = 50 if RUN_WITH else 400  # writes of each writer; emulation is slow
+WRITES = 50 if RUN_WITH else 400  # writes of each writer; fewer under an emulator, because it is slow
 KILLS = 15 if RUN_WITH else 60
 
 

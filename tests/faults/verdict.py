@@ -1,8 +1,8 @@
-"""The conditions that must be true after a run with a fault.
+"""Checks the conditions that must be true after a run with a fault.
 
-The store contains the writes in the library's trace, each of them complete. The text on the console agrees
-with the trace. The directory contains no other files, and the next undisturbed run succeeds. Each function
-yields one line for each violation.
+The store contains each write in the library's trace completely. The text on the console agrees with the
+trace. The directory contains no unexpected files. The next run without a fault succeeds. The functions that
+check a condition yield one line for each violation.
 """
 
 import json
@@ -26,7 +26,7 @@ RESET = "fw_reset.sh > /dev/null 2>&1"
 
 
 def writes(calls):
-    """Returns the decoded calls that change leaves."""
+    """Returns the calls that change leaves, decoded from JSON."""
     return [call for call in map(json.loads, calls)
             if call["call"] in ("set_leaf", "set_leaves", "clear_leaves")
             or call.get("command") == RESET]
@@ -47,7 +47,7 @@ def after_write(leaves, call, factory):
 
 
 def states(leaves, calls, factory):
-    """Returns the store before the first of these writes, and after each of them."""
+    """Returns a list of stores: the store before the first write, and the store after each write."""
     passed = [leaves]
     for call in calls:
         passed.append(after_write(passed[-1], call, factory))
@@ -61,21 +61,21 @@ def file_of(leaves):
 # -- the program's calls --
 
 def own_calls_begin(strace_lines):
-    """Returns the index of the first call on the meter's directory or its files, where the loader has
-    finished."""
+    """Returns the index of the first call on the meter's directory or its files. The dynamic loader has
+    finished before this call."""
     return next(at for at, line in enumerate(strace_lines) if re.search(r'/meter["/>]', line))
 
 
 # -- the console --
 
 def failed_connections(calls):
-    """Returns the positions of the failed attempts among all attempts to connect."""
+    """Returns the indices of the failed attempts among all attempts to connect."""
     attempts = [call for call in map(json.loads, calls) if call["call"] == "pcd_init"]
     return [at for at, call in enumerate(attempts) if not call["connected"]]
 
 
 def expected_messages(calls):
-    """Returns the messages that the calls in the trace must cause, and how many times."""
+    """Yields pairs: a message, and the number of times that the calls in the trace must cause the message."""
     failed_reconnections = len([at for at in failed_connections(calls) if at > 0])
     calls = [json.loads(call) for call in calls]
     failed = [call for call in calls if call.get("result", 0) != 0]
@@ -105,9 +105,10 @@ def wrong_messages(fault_aim, run):
 
 
 def is_of_a_write(fault):
-    """Returns True if the fault makes a write of the store fail, or makes the program repeat it."""
+    """Returns True if the fault is at a call that belongs to a write of the store. The write must then fail,
+    or the program must repeat the call."""
     if fault.effect == "EINVAL" and is_flush_of_folder(fault):
-        return False  # the program ignores this error: some file systems cannot flush directories
+        return False  # the program ignores this error, because some file systems cannot flush directories
     return fault.call in ("flock", "fsync") or "store.toml.new" in fault.aim.split()
 
 
@@ -124,8 +125,8 @@ def is_without_one(part, whole):
 
 
 def flushes_missing(strace_lines):
-    """Yields writes that a power failure could undo: a new store that is renamed without a flush after its
-    last write, or without a flush of the directory immediately afterwards."""
+    """Checks that a power failure cannot undo a write of the store. The program must flush the new store
+    immediately before it renames the file, and must flush the directory immediately after the rename."""
     steps = [(line.partition("(")[0], injection.aim_of(line)) for line in strace_lines]
     steps = [(call, aim) for call, aim in steps
              if call in ("write", "fsync") and aim in ("store.toml.new", "meter")
@@ -155,7 +156,7 @@ class Judge:
             self.final = [self.subject.store, None]
 
     def wrong_at_first(self):
-        """Checks the undisturbed run. If it fails, the other runs mean nothing."""
+        """Checks the undisturbed run. If this run is wrong, the results of the other runs mean nothing."""
         plain = self.plain
         if plain.status != 0 or plain.errors:
             yield f"its exit status was {plain.status}; standard error: {plain.errors!r}"
@@ -191,7 +192,7 @@ class Judge:
             yield f"its exit status was {run.status}"
 
     def wrong_files(self, fault, run):
-        """Only a killed writer may leave its new file."""
+        """Checks the files in the directory. Only a killed program may leave the file store.toml.new."""
         may_be_left = {"store.toml.new"} if fault.effect == injection.KILL else set()
         strange = run.files.keys() ^ self.subject.files().keys()
         if strange - may_be_left:
@@ -217,8 +218,8 @@ class Judge:
             yield "the store differs from the writes in the trace"
 
     def stores_in_trace(self, fault, run):
-        """Returns the stores that the trace permits. A failed write changes nothing, unless only the flush of
-        the directory failed."""
+        """Returns a list with the store that results from the writes in the trace. A failed write changes no
+        leaf, unless only the flush of the directory failed."""
         leaves = self.subject.store
         for call in writes(run.calls):
             if call["result"] == 0 or is_flush_of_folder(fault):
@@ -269,7 +270,8 @@ class Judge:
     # -- the next run --
 
     def wrong_next_run(self, run):
-        """Runs the same program on the remaining files. If two runs leave equal files, it runs only once."""
+        """Runs the same program again on the files that the run left. If several runs left equal files, runs
+        the program only once for all of them."""
         left = tuple(sorted(run.files.items()))
         if left not in self.next_runs:
             follow = self.wrong_session_after if self.subject.traced else self.wrong_command_after
@@ -290,7 +292,8 @@ class Judge:
             yield "the store is missing or unreadable, so no session can follow"
             return
         after = self.run_on(files)
-        # After an error, keys may have reached another question and set other leaves.
+        # After an error, the keys may have answered other questions and set other leaves. The expected store
+        # therefore starts from the leaves that the run left.
         done = writes(self.plain.calls)
         expected = file_of(states(left, done, self.subject.factory)[-1])
         if writes(after.calls) != done:
@@ -302,7 +305,7 @@ class Judge:
         yield from wrong_messages("", after)
 
     def wrong_command_after(self, files):
-        """The next run depends only on the store."""
+        """Checks that the next run depends only on the store, and not on other files that the run left."""
         after = self.run_on(files)
         alone = self.run_on({name: files[name] for name in files.keys() & self.subject.files().keys()})
         if (after.status, after.output, after.errors) != (alone.status, alone.output, alone.errors):

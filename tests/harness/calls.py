@@ -1,8 +1,8 @@
-"""Formats the trace of the client library's calls in the notation of the dialogues.
+"""Formats a trace of library calls, commands and pauses in the notation of the dialogue files.
 
-Each call is one line, with its leaves indented below it. Usual values are left out: result 0, status 1,
-flag 1 and an empty source. All other values are written. A call with unknown members is written as JSON.
-Therefore two traces have the same text only if they are equal.
+Each call starts a new line. A list of leaves follows on indented lines. The text omits the usual values:
+result 0, status 1, flag 1 and an empty source. The text contains all other values. A call with unknown
+members becomes one line of JSON. Therefore two different traces never have the same text.
 """
 
 import json
@@ -10,8 +10,8 @@ import re
 
 INTERFACE = "/Software/System Settings/Network/Interface/1/"
 
-# The leaves that each menu reads on each pass. "get_leaves port menu" means a read of exactly these leaves,
-# in this order, that found all of them.
+# The leaves that each menu reads in each pass. The line "get_leaves port menu" means that the program read
+# exactly these leaves in this order, and that the library found all leaves.
 MENU_READS = {
     "main menu": [
         "/Software/System Settings/Network/Name Server/1/Value",
@@ -56,7 +56,8 @@ def show_path(path):
 
 
 def unless_usual(usual, word, value):
-    """Returns "  WORD VALUE", or "" for the usual value. Compares them as JSON: true is not 1."""
+    """Returns "  WORD VALUE", or "" if `value` is the usual value. Compares the JSON texts, because 1 == True
+    in Python."""
     shown = json.dumps(value)
     return "" if shown == json.dumps(usual) else f"  {word} {shown}"
 
@@ -86,7 +87,7 @@ def show_read(call):
 
 
 def show_call(text):
-    """Returns the lines for one call, given as JSON."""
+    """Returns the lines for one call. `text` is the JSON text of the call."""
     call = json.loads(text)
     name = call.get("call")
     leaves = call.get("leaves", [])
@@ -112,7 +113,8 @@ def show_call(text):
 
 
 def show_trace(texts):
-    """Returns the lines for a whole trace. Repeated one-line calls are counted: "get_leaves main menu  x3"."""
+    """Returns the lines for a whole trace. Equal calls in a row become one line with their count, such as
+    "get_leaves main menu  x3", if the text of the call is one line."""
     shown = []
     counts = []
     for text in texts:

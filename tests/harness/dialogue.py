@@ -1,24 +1,25 @@
-"""Dialogue tests: transcripts of whole sessions that are recorded and played against the program.
+"""Records and plays dialogue tests. A dialogue test is a file with the transcript of a whole session.
 
-A file starts with a description that says what it shows. Then it gives the meter at the start, the text on
-the console, how the program ended, the calls that it made, and the changes in the store:
+The file starts with a sentence about its purpose. Then follow the meter at the start, the text on the
+console, the end of the program, the library calls and commands, and the changes in the store:
 
     A rejected address does not change the DNS server.
 
-    meter: factory                   "factory" has the factory defaults, "empty" has no leaves;
-                                     "unknown" is for the transcript of a real meter, which cannot
+    meter: factory                   "factory": the meter has the factory defaults. "empty": the meter has
+                                     no leaves. "unknown": the transcript is from a real meter and cannot
                                      be played
-    arguments: -m                    the command line; this line and all others are optional
-    terminal: icrnl off              the program receives a carriage return unchanged
+    arguments: -m                    the command line. This line and the header lines below are optional
+    terminal: icrnl off              the terminal does not change a carriage return to a newline
     set:                             leaves to add or replace before the start, in TOML
         "/VMIC/Enclosure/Value" = "RK"
     remove:                          leaves to remove before the start, one per line
         "/VMIC/SerialNumber/Value"
-    faults:                          the meter's faults.toml
+    faults:                          the content of the meter's faults.toml
         [[fault]]
         call = "set_leaves"
         result = -1
-    factory file: absent             or "broken"; without this line, the meter has the shipped file
+    factory file: absent             "absent" or "broken". Without this line, the meter has the factory file
+                                     of the simulator
 
     [console]
     ...
@@ -27,32 +28,35 @@ the console, how the program ended, the calls that it made, and the changes in t
     Error: invalid address
     ...
     [exit 0]
-    [stderr]                         only if the program wrote to standard error; METER replaces
-    ...                              the meter's directory
+    [stderr]                         this section exists only if the program wrote to standard error. METER
+    ...                              replaces the path of the meter's directory
     [calls]
     ...                              calls.py describes the notation
     [store]
-    unchanged                        or one line per leaf: + added, - removed, ~ changed
+    unchanged                        "unchanged", or one line for each leaf that the session added (+),
+                                     removed (-) or changed (~)
 
 In the console section, a name such as «main menu 1» comes before each new screen. «main menu 1 again»
-means that the whole screen appears once more, byte for byte (screens.py). A report of a difference shows
-every screen in full. All other text outside ‹ › is the output, byte for byte. A backslash is written
-\\\\. A byte that is neither printable ASCII nor a newline is written \\t, \\r or \\xNN. A single backslash
-at the end of a line means that the output has no newline there. The text inside ‹ › is input:
+replaces a later screen with exactly the same bytes (see screens.py). If a session differs, the report shows
+every screen in full. All other text outside ‹ › is the program's output, byte for byte. \\\\ represents a
+backslash. \\t, \\r and \\xNN represent bytes that are neither printable ASCII nor a newline. A single
+backslash at the end of a line means that the output has no newline there. The text inside ‹ › is input:
 
-    a printable character   this key and its own echo
-    ⏎                       Enter, which sends a carriage return. The line break after it is the echo,
-                            which the program writes like any other output.
-    ^H ^[ ^? ^J ...         this control key; \\xNN is this byte. Neither includes an echo: the
-                            program's answer follows outside. (\\^ and \\\\ are the two keys.)
-    wait 30 s               no key: the program must continue by itself between 29.5 s and 33 s after
-                            the last key. Any number from 30 on has the same meaning.
-    wait 29 s               a pause without any output; for any number below 30
-    store: "/A/Value" = 1   another process changes the store here
-    store: remove "/A/Value"
+    a printable character   this key and its echo
+    ⏎                       the Enter key, which sends a carriage return. The line break after ⏎ is output,
+                            because the program itself echoes Enter.
+    ^H ^[ ^? ^J ...         a control key. Its echo follows outside ‹ ›.
+    \\xNN                    any byte. Its echo follows outside ‹ ›.
+    \\^ \\\\                   the printable characters ^ and \\
+    wait 30 s               no key is typed. The program must write output by itself, at least 29.5 s and at
+                            most 33 s after the last key or wait. A larger number shifts both limits.
+    wait 29 s               no key is typed, and the program must write no output for 29 s. Any number below
+                            30 works in the same way.
+    store: "/A/Value" = 1   another process changes this leaf here
+    store: remove "/A/Value"  another process removes this leaf here
 
-A file that has only the header and a console section with keys in ‹ › is a draft. Recording plays the
-keys and adds everything else.
+A file with only a header and a console section with keys in ‹ › is a draft. `tests/record --update` plays
+the keys of a draft and adds the output and the other sections.
 """
 
 import difflib
@@ -68,22 +72,24 @@ from harness.program import STEP_LIMIT
 from harness.terminal import Console, Mismatch, as_usual, without_icrnl
 
 HEADER_KEYS = ("meter", "arguments", "terminal", "set", "remove", "faults", "factory file")
-HEADER_WORDS = {  # None means that the line is optional
+HEADER_WORDS = {  # the allowed values of these header lines; None means that the line may be missing
     "meter": ("factory", "empty", "unknown"),
     "terminal": (None, "icrnl off"),
     "factory file": (None, "absent", "broken"),
 }
 SECTION = re.compile(r"^\[(console|exit \d+|killed by \w+|stderr|calls|store)\]\n", re.M)
 ENTER = 0x0D
-JOIN = "\0"  # replaces a "›" in an unfinished text, because the next key may go before it
-# The two forms of a prompt. The program waits for a key when its output ends with one of them.
+# While `format_console` builds a text, JOIN replaces a "›" if the next key may belong before that "›".
+JOIN = "\0"
+# Each prompt ends with one of these texts. The program then waits for a key.
 PROMPT_ENDS = (b"==>  ", b": ")
 
 
 # -- the file --
 
 class Dialogue:
-    """A file: `shows` is its sentence, `header` maps keys to text, and each section has an attribute."""
+    """A dialogue file. `shows` is the sentence at its start. `header` maps the keys of the header to texts.
+    The other attributes are the sections."""
 
     def __init__(self, path):
         self.path = path
@@ -131,7 +137,7 @@ def parse_header(text, path):
         if header.get(key) not in words:
             raise ValueError(f"{path}: {key!r} must be one of {words}")
     if not shows:
-        raise ValueError(f"{path}: a description that says what the file shows is missing")
+        raise ValueError(f"{path}: a sentence that says what the file shows is missing")
     return shows, header
 
 
@@ -176,7 +182,7 @@ def parse_console(text):
 
 
 def joined(steps):
-    """Merges consecutive steps of output."""
+    """Merges consecutive output steps and drops empty output steps."""
     merged = []
     for kind, value in steps:
         if kind == "out" and merged and merged[-1][0] == "out":
@@ -229,7 +235,7 @@ def format_console(steps):
                 text = text.removesuffix(JOIN) + key
             else:
                 text += "‹" + key
-            # A control key gets its own ‹ ›, and so does a key after Enter.
+            # A control key is alone in its ‹ ›. Enter is the last key in its ‹ ›.
             text += "›" if key.startswith("^") or key == "⏎" else JOIN
         else:
             text += f"‹wait {value} s›" if kind == "wait" else f"‹store: {value}›"
@@ -238,7 +244,8 @@ def format_console(steps):
 
 
 def whole_lines(text):
-    """Ends the last line of `text`, with a backslash if the output has no newline there."""
+    """Returns `text` with a newline at the end. If the output has no newline there, a backslash comes before
+    the added newline."""
     return text if text == "" or text.endswith("\n") else text + "\\\n"
 
 
@@ -247,7 +254,7 @@ def printable(byte):
 
 
 def is_echo(key, output):
-    """Returns True for a printable key that is followed by output of the same character."""
+    """Returns True if the step `key` is a printable key and the step `output` begins with this key."""
     return (key[0], output[0]) == ("key", "out") and printable(key[1]) and output[1][0] == key[1]
 
 
@@ -297,11 +304,12 @@ def act(step, console, meter):
 
 
 def follow(steps, console, meter, done):
-    """Plays the steps and appends each to `done`. Sends an input only after all output before it."""
+    """Plays the steps and appends each played step to `done`. Sends an input only after the program has
+    written all output of the earlier steps."""
     for step in steps:
         kind, value = step
         if kind == "out":
-            console.expect(value)  # on a difference, the console keeps the output
+            console.expect(value)  # if the output differs, it stays in `console.pending`
             done.append(step)
             continue
         done.append(step)
@@ -326,7 +334,7 @@ def difference(title, wanted, got):
 
 
 def play(dialogue):
-    """Plays the dialogue. Returns None, or the text of a report if anything differs."""
+    """Plays the dialogue. Returns None if the session agrees with the file, otherwise a report."""
     if dialogue.ending is None:
         return f"{dialogue.path} is a draft: tests/record --update fills it in"
     meter = make_meter(dialogue.path.stem, dialogue.header)
@@ -344,7 +352,7 @@ def play(dialogue):
     done.append(("out", console.take()))
     got = format_console(done)
     wanted_lines, got_lines = dialogue.console.splitlines(), got.splitlines()
-    if report:  # the session ended at the mismatch
+    if report:  # the session ended at the mismatch, so most later lines of the file cannot agree
         wanted_lines = wanted_lines[:len(got_lines) + 2]
     report += difference("console", wanted_lines, got_lines)
     if not report:
@@ -368,9 +376,9 @@ def play(dialogue):
 # -- recording --
 
 def until_waiting(console, limit=STEP_LIMIT):
-    """Takes the output until the program waits for a key or ends.
+    """Returns the output until the program waits for a key or ends, but reads for at most `limit` seconds.
 
-    The program waits if its output ends with a prompt and no more output arrives."""
+    The program waits if its output ends with a prompt and no more output arrives for 0.15 s."""
     until = time.monotonic() + limit
     while not console.ended and time.monotonic() < until:
         if console.pending.endswith(PROMPT_ENDS) and not console.receive(0.15):
@@ -388,7 +396,7 @@ def until_echoed(console, count):
 
 
 def after_key(byte, console, icrnl):
-    """Returns the program's answer to one key."""
+    """Returns the output that the program writes after this key."""
     if printable(byte):
         return until_echoed(console, 1)
     if byte in (0x08, 0x7F):
@@ -400,7 +408,8 @@ def after_key(byte, console, icrnl):
 
 
 def after_menus(steps):
-    """Groups the inputs of a session by menu. Returns pairs of a menu's items and the inputs after it."""
+    """Groups the inputs of a session by menu. Returns pairs: the items of a menu, and the inputs after that
+    menu. The items of the first pair are empty, because its inputs come before the first menu."""
     groups = [({}, [])]
     for kind, value in steps:
         if kind != "out":
@@ -411,8 +420,8 @@ def after_menus(steps):
 
 
 def replay(groups, console, meter, icrnl):
-    """Sends each input when the program waits for it. If a menu has new numbers, sends the new number of the
-    same item. Returns the steps of the session, and descriptions of the changed keys."""
+    """Sends each input when the program waits for input. If an item of a menu has a new number, sends this
+    new number. Returns the steps of the session, and descriptions of the changed keys."""
     steps = [("out", until_waiting(console))]
     changes = []
     for items, inputs in groups:
@@ -431,8 +440,8 @@ def replay(groups, console, meter, icrnl):
 
 
 def record(dialogue, inputs=None):
-    """Plays the dialogue's keys, or `inputs`, and rewrites the file. Returns descriptions of changed keys.
-    After a ValueError or a Mismatch, the file is unchanged."""
+    """Plays `inputs`, or by default the inputs in the dialogue's file, and rewrites that file. Returns
+    descriptions of the changed keys. A ValueError or a Mismatch leaves the file unchanged."""
     groups = [({}, inputs)] if inputs else after_menus(parse_console(dialogue.console))
     meter = make_meter(dialogue.path.stem, dialogue.header)
     console = start(dialogue, meter)

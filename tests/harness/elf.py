@@ -1,4 +1,4 @@
-"""Reads programs and shared libraries of any processor with readelf."""
+"""Uses readelf to read programs and shared libraries for any processor."""
 
 import re
 import subprocess
@@ -20,8 +20,8 @@ def sections(file):
 
 
 def allocated_size(file):
-    """Returns the size of the sections that are loaded from the file at a start: code, data, and data for the
-    loader. This excludes .bss, which takes no space in the file."""
+    """Returns the total size in bytes of the sections that the loader reads from the file: code, data, and
+    data for the loader itself. The size excludes .bss, because .bss takes no space in the file."""
     return sum(size for kind, size, flags in sections(file).values() if "A" in flags and kind != "NOBITS")
 
 

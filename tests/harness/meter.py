@@ -1,4 +1,4 @@
-"""The directory of one simulated meter, which is created for a session, read, and changed from outside."""
+"""Creates, reads and changes the directory of one simulated meter."""
 
 import fcntl
 import json
@@ -15,7 +15,7 @@ FACTORY = REPOSITORY / "simulator" / "factory.toml"
 
 
 def toml_value(value):
-    """Returns a leaf's value in TOML. It distinguishes 1 from true, which are equal in Python."""
+    """Returns a leaf's value in TOML. The texts of 1 and True differ, although 1 == True in Python."""
     if isinstance(value, str):
         return json.dumps(value, ensure_ascii=False).replace("\x7f", "\\u007f")
     return json.dumps(value)
@@ -34,7 +34,7 @@ def locks(folder):
 
 
 class Meter:
-    """A meter's directory below the build directory. The trace of the calls is in its parent directory."""
+    """A meter's directory below the build directory. The trace is in a file next to this directory."""
 
     def __init__(self, name, leaves, faults="", factory_text=None):
         base = BUILD / "test-meters"
@@ -52,7 +52,8 @@ class Meter:
         self.at_start = self.leaves()
 
     def environment(self):
-        """Returns the caller's environment without the variables of other meters."""
+        """Returns the environment for a program that uses this meter. The variables METER_SIM_* of the test's
+        own environment have no effect on that program."""
         variables = {k: v for k, v in os.environ.items() if not k.startswith("METER_SIM_")}
         variables["METER_SIM_DIR"] = str(self.folder)
         variables["METER_SIM_TRACE"] = str(self.trace)
@@ -68,8 +69,8 @@ class Meter:
         new_file.rename(self.folder / "store.toml")
 
     def change(self, to_set, to_remove=()):
-        """Changes the store as another process does: all leaves atomically, while holding the directory's
-        lock."""
+        """Changes the store like a separate process: takes the lock of the directory and writes all leaves
+        atomically."""
         lock = os.open(self.folder, os.O_RDONLY)
         try:
             wait_until(lambda: locks(lock), lambda: f"{self.folder} stays locked")
@@ -82,11 +83,12 @@ class Meter:
             os.close(lock)
 
     def calls(self):
-        """Returns the trace so far, one JSON text per call."""
+        """Returns the trace of the session so far: one JSON text for each call."""
         return self.trace.read_text().splitlines() if self.trace.exists() else []
 
     def difference(self):
-        """Returns the differences from the store at the start of the session, one line per leaf."""
+        """Compares the store with the store at the start of the session. Returns one line for each leaf that
+        differs, or the line "unchanged"."""
         try:
             before, now = self.at_start, self.leaves()
         except tomllib.TOMLDecodeError:

@@ -20,7 +20,7 @@ def start(command, environment, stdin):
 
 
 def read_until(process, wanted, limit=STEP_LIMIT):
-    """Returns the output of the process up to and including `wanted`."""
+    """Reads the output of the process until it contains `wanted`. Returns everything that was read."""
     return read_from(process.stdout.fileno(), wanted, limit)
 
 

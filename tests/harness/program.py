@@ -11,16 +11,16 @@ BUILD = pathlib.Path(os.environ.get("BUILD_DIR") or REPOSITORY / "build" / "host
 UTILITY = BUILD / "meter-settings"
 CDSCTL = BUILD / "cdsctl"
 
-# A command that runs the program, such as an emulator of the meter's processor.
+# The command that runs the program, such as an emulator of the meter's processor. Usually empty.
 RUN_WITH = shlex.split(os.environ.get("RUN_WITH", ""))
 
-# The limit in seconds for one step without a wait. It is much longer than a step ever takes, because the
-# machine may be busy. Mutants get less.
+# The time limit in seconds for one step of a test, unless the step waits for a time-out. The limit is much
+# longer than a step takes, because the machine may be busy. Tests of mutants use a shorter limit.
 STEP_LIMIT = float(os.environ.get("STEP_LIMIT", "60"))
 
 
 def wait_until(is_true, shown):
-    """Waits until `is_true` returns true. On a time-out, fails with the text that `shown` returns."""
+    """Waits until `is_true` returns True. After STEP_LIMIT seconds, fails with the text from `shown`."""
     until = time.monotonic() + STEP_LIMIT
     while not is_true():
         assert time.monotonic() < until, shown()
@@ -28,7 +28,7 @@ def wait_until(is_true, shown):
 
 
 def why_not_traced(program):
-    """Returns the reason why strace cannot show the program's own system calls, or ""."""
+    """Returns the reason why strace cannot show exactly the program's own calls, or "" if strace can."""
     if RUN_WITH:
         return "under emulation strace shows the emulator's system calls, not the program's"
     if program.exists() and re.search(b"__asan_init|__llvm_profile", program.read_bytes()):

@@ -1,7 +1,8 @@
-"""Names the screens in the text of a console, and finds their menu items by label.
+"""Names the screens in the text of a console, and finds menu items by their labels.
 
-A screen is a menu, from its two empty lines to its question, or a block of at least five lines before
-another question. A transcript contains each screen once, after «NAME». «NAME again» repeats it.
+A screen is either a menu, from the two empty lines before the menu to its question, or a block of at least
+five lines before another question. A transcript shows each screen in full once, after «NAME». If the same
+screen appears again, the transcript has only «NAME again».
 """
 
 import collections
@@ -26,7 +27,7 @@ def kind_of(screen):
 
 
 def fold(text):
-    """Returns `text` with a name before each screen. A repeated screen becomes its name only."""
+    """Returns `text` with a name before each screen. If a screen appears again, only «NAME again» remains."""
     names = {}
     counts = collections.Counter()
 
@@ -41,7 +42,8 @@ def fold(text):
 
 
 def unfold(text, path="", line=1):
-    """Reverses `fold`. `line` is the line of the file where `text` starts. A wrong name is a ValueError."""
+    """Reverses `fold`. `line` is the number of the line in the file `path` where `text` starts. Raises
+    ValueError if a name is wrong."""
     screens = {}
 
     def screen(name):
@@ -55,16 +57,17 @@ def unfold(text, path="", line=1):
 
 
 def items(output):
-    """Maps the labels of the menu at the end of the output to their numbers. Empty if there is no menu."""
+    """Maps each label of the menu at the end of the output to its number. Returns an empty dictionary if the
+    output does not end with a menu."""
     text = output.decode("latin-1")
     menu = text.rpartition("-" * 78 + "\n")[2] if text.endswith(QUESTION) else ""
     return {label: int(number) for number, label in ITEM.findall(menu)}
 
 
 def number_now(number, before, now):
-    """Returns the number in the menu `now` of the item that has `number` in the menu `before`. If no item has
-    `number` before, no item has the result now. An item with a new label at the same number is the same item.
-    Raises ValueError if the item no longer exists."""
+    """Finds the item with this number in the menu `before`. Returns the number of this item in the menu
+    `now`. If `before` has no such item, returns a number that no item has in `now`. An item that has only a
+    new label counts as the same item. Raises ValueError if `now` does not contain the item."""
     label = next((label for label in before if before[label] == number), None)
     if label is None:
         return number + len(now) - len(before) if number in now.values() else number
@@ -75,9 +78,9 @@ def number_now(number, before, now):
 
 
 def renumbered(inputs, before, now):
-    """Changes the answer to the menu so that it chooses the same item as before. `inputs` begins with this
-    answer, which may contain erased keys. Returns the new inputs, and a description of the change. The
-    description is None if nothing changed."""
+    """Changes the answer to a menu so that the answer chooses the same item in the menu `now` as in `before`.
+    The answer is at the start of `inputs` and may contain erased keys. Returns the new inputs and a
+    description of the change. The description is None if the answer did not change."""
     answer = []  # the positions of the keys that were not erased
     for place, (kind, value) in enumerate(inputs):
         if kind == "key" and value in ENDS_LINE or kind == "wait" and value >= 30:

@@ -1,8 +1,8 @@
-"""Runs a program on its own pseudo-terminal, which is also its controlling terminal.
+"""Runs a program on its own pseudo-terminal, which is usually also the program's controlling terminal.
 
 The terminal's output processing (OPOST) is off, so that the tests read exactly the bytes that the program
 writes. Input processing has the usual settings, including the mapping of carriage return to newline
-(ICRNL). Standard error is a pipe.
+(ICRNL). The program's standard error is a pipe.
 """
 
 import fcntl
@@ -22,7 +22,7 @@ IFLAG, OFLAG, CFLAG, LFLAG, CC = 0, 1, 2, 3, 6
 
 
 class Mismatch(Exception):
-    """The session differs from the expected one."""
+    """The session differs from the expected session."""
 
 
 def as_usual(attributes):
@@ -34,7 +34,7 @@ def without_icrnl(attributes):
 
 
 def open_terminal(prepare=as_usual):
-    """Opens a pseudo-terminal. Returns its two descriptors: the test's and the program's."""
+    """Opens a pseudo-terminal. Returns two descriptors: one for the test and one for the program."""
     ours, theirs = os.openpty()
     attributes = termios.tcgetattr(theirs)
     attributes[OFLAG] &= ~termios.OPOST
@@ -44,34 +44,35 @@ def open_terminal(prepare=as_usual):
 
 
 def attributes_of(descriptor):
-    """Returns what `tcgetattr` returns, but VMIN and VTIME are always bytes, whether ICANON is on or off."""
+    """Returns the attributes from `tcgetattr`, with VMIN and VTIME always as bytes objects. `tcgetattr`
+    itself returns them as integers if ICANON is off."""
     attributes = termios.tcgetattr(descriptor)
     attributes[CC] = [bytes([c]) if isinstance(c, int) else c for c in attributes[CC]]
     return attributes
 
 
 def take_signals():
-    """Runs in the new process. Restores the default action for hang-ups and interrupts, because the tests
-    may ignore them (under nohup, in the background)."""
+    """Restores the default actions of SIGHUP and SIGINT in the new process, because the tests may run with
+    these signals ignored, for example under nohup or in the background."""
     signal.signal(signal.SIGHUP, signal.SIG_DFL)
     signal.signal(signal.SIGINT, signal.SIG_DFL)
 
 
 def take_terminal():
-    """Calls take_signals and makes the terminal on standard input the controlling one."""
+    """Calls take_signals, and makes the terminal on standard input the controlling terminal."""
     take_signals()
     fcntl.ioctl(0, termios.TIOCSCTTY, 0)
 
 
 class Console:
-    """A program on its own pseudo-terminal. If `controlling` is false, the terminal cannot interrupt or hang
-    up the program. It then also keeps the attributes that the program leaves; otherwise the system resets
-    them."""
+    """A program on its own pseudo-terminal. If `controlling` is False, the terminal cannot interrupt or hang
+    up the program, and keeps its attributes when the program ends. The system resets the attributes of a
+    controlling terminal when the program ends."""
 
     def __init__(self, command, environment, prepare=as_usual, controlling=True):
         self.terminal, theirs = open_terminal(prepare)
         self.attributes_before = attributes_of(theirs)
-        self.log = []  # (seconds since the start, "received" or "sent" or a note, bytes)
+        self.log = []  # of tuples: (seconds since the start, "received" or "sent" or a note, bytes)
         self.start = time.monotonic()
         self.waits_since = self.start
         self.process = subprocess.Popen(
@@ -89,7 +90,7 @@ class Console:
             self.errors += part
 
     def attributes(self):
-        return attributes_of(self.terminal)  # both sides of the pair share them
+        return attributes_of(self.terminal)  # both sides of a pseudo-terminal have the same attributes
 
     def note(self, what, data=b""):
         self.log.append((time.monotonic() - self.start, what, data))
@@ -103,7 +104,8 @@ class Console:
             raise Mismatch(f"{data!r} cannot be sent: the program has closed the terminal") from None
 
     def receive(self, seconds):
-        """Adds output that arrives within `seconds` to `pending`. Returns False if nothing arrives."""
+        """Waits at most `seconds` for output and appends the output to `pending`. Returns False if no output
+        arrived."""
         if self.ended or not select.select([self.terminal], [], [], max(seconds, 0))[0]:
             return False
         try:
@@ -120,7 +122,8 @@ class Console:
         return data
 
     def expect(self, wanted, limit=STEP_LIMIT):
-        """Takes exactly `wanted` from the output. Raises a Mismatch at the first byte that differs."""
+        """Takes exactly `wanted` from the start of the output. Raises Mismatch if a byte differs, or if the
+        rest of `wanted` does not arrive within `limit` seconds. The output then stays in `pending`."""
         until = time.monotonic() + limit
         while len(self.pending) < len(wanted) and wanted.startswith(self.pending):
             if not self.receive(until - time.monotonic()):
@@ -131,16 +134,15 @@ class Console:
             raise Mismatch(f"wanted {wanted[same:same + 60]!r}, got {self.pending[same:same + 60]!r}")
         self.pending = self.pending[len(wanted):]
 
-    # Both methods count from the last key, or from the end of the previous wait. They do not count from the
-    # last output: on a busy machine, it may arrive when the program has already been waiting for some time.
+    # The next two methods measure the time since the last key or the end of the previous wait. The time of
+    # the last output is not used, because on a busy machine the program's output may arrive late.
 
     def expect_silence(self, seconds):
         if self.pending or self.receive(self.waits_since + seconds - time.monotonic()):
             raise Mismatch(f"expected no output for {seconds} s, got {self.pending[:60]!r}")
 
     def expect_to_continue_after(self, seconds):
-        """Expects output no earlier than half a second before `seconds` and no later than three seconds
-        after."""
+        """Expects output between `seconds` - 0.5 and `seconds` + 3 seconds after the last key or wait."""
         continued = self.pending or self.receive(self.waits_since + seconds + 3 - time.monotonic())
         waited = time.monotonic() - self.waits_since
         if not continued or waited < seconds - 0.5:
@@ -153,7 +155,7 @@ class Console:
         self.ended = True
 
     def finish(self, limit=STEP_LIMIT):
-        """Waits until the program ends. The rest of its output is in `pending`. Returns the way it ended:
+        """Waits until the program ends. Leaves the rest of the output in `pending`. Returns a text such as
         "exit 0" or "killed by SIGHUP"."""
         until = time.monotonic() + limit
         while not self.ended and time.monotonic() < until:
@@ -175,9 +177,9 @@ class Console:
         self.process.stderr.close()
         try:
             os.close(self.terminal)
-        except OSError:  # hang_up has already closed it
+        except OSError:  # hang_up has already closed the terminal
             pass
 
     def history(self):
-        """Returns everything that was sent and received, with the times."""
+        """Returns one line for each entry of the log, with its time."""
         return [f"{seconds:8.3f} s  {what:13}  {data!r}" for seconds, what, data in self.log]

@@ -1,5 +1,6 @@
-"""Lists what a differential run has covered: every message that a session can show, every question and the
-ways in which it ended, and every kind of fault. A count of zero means that the run did not cover the item."""
+"""Prints the coverage of a differential run. Each line counts one item: a message that a session can show, a
+question, one end of a question, a kind of fault, or another event. A count of zero means that no session of
+the run reached the item."""
 
 from collections import Counter
 
@@ -87,7 +88,7 @@ FAULTS = tuple(
     f"fault with {key}: {call}"
     for call in ("pcd_init", "get_leaves", "set_leaf", "set_leaves", "clear_leaves")
     for key in ("path", "result", "status", "after", "times")
-    if (call, key) != ("pcd_init", "path")  # such a fault never applies
+    if (call, key) != ("pcd_init", "path")  # pcd_init has no path, so such a fault never applies
 )
 EVENTS = (
     "start: connected", "start: connected, -m", "start: no connection", "start: usage",

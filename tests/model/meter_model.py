@@ -1,19 +1,21 @@
-"""An executable model of the settings utility. It predicts the screens of a session, its calls, and the files
-that it leaves. `play` is a pure function of the session and of the typed keys.
+"""An executable reference model of the settings utility. The model predicts the screens of a session, its
+library calls and commands, and the files after the session. `play` is a pure function of the session and of
+the typed keys.
 
 A session is a dict with these keys, which are also the keys of a saved JSON file:
 
   arguments  the arguments of the program
-  home       "set" (the default), "empty" or "unset": the variable with the meter's directory
-  store      a dict of leaves, a text that is the file's content, or null for no file
-  factory    the same for the factory file
-  faults     a list of dicts, or a text that is the file's content
-  jffs       the names in the downloads directory, or null for no directory
-  script     what happens at each wait for a key (see `waits_of`)
+  home       the variable METER_SIM_DIR: "set" (the default), "empty" or "unset"
+  store      the store: a dict of leaves, the text of the file, or null for no file
+  factory    the factory file: a dict of leaves, the text of the file, or null for no file
+  faults     the faults: a list of dicts, or the text of the file
+  jffs       the file names in the downloads directory, or null for no directory
+  script     the typed keys and the other ends of waits for a key (see `waits_of`)
 
-The input is a callable. Its arguments are the name of the question and the number of answers that it offers
-by number. It returns the event that ends the wait: a key (0 to 255), END, TIME_OUT or INTERRUPTED. After the
-last event, it raises ScriptEnded, which ends the program immediately.
+The input of a session is a callable. Its arguments are the name of a question and the number of numbered
+answers that the question offers. The callable returns the event that ends the wait for a key: a key (0 to
+255), END, TIME_OUT or INTERRUPTED. After the last event, the callable raises ScriptEnded, which ends the
+session immediately.
 """
 
 import re
@@ -32,8 +34,8 @@ INTERRUPTED = "interrupted"
 ANSWERED, TIMED_OUT, REJECTED = 1, 0, -1
 
 EXIT_SCRIPT_ENDED = 97
-REASON = None  # a line on standard error with any text
-BUILD_STAMP = b"\0"  # replaces the build's date and time
+REASON = None  # replaces a line on standard error whose text the model does not predict
+BUILD_STAMP = b"\0"  # replaces the date and time of the build
 
 
 class ScriptEnded(Exception):
@@ -43,14 +45,14 @@ class ScriptEnded(Exception):
 @dataclass
 class Outcome:
     stdout: bytes
-    stderr: list  # the lines; REASON replaces a line with any text
+    stderr: list  # the lines of standard error, or REASON for a line with any text
     status: int
     trace: list
-    store: object  # in the format of the session's store
-    rewritten: bool  # the library has written the store's file (keys sorted)
-    downloads: object  # in the format of the session's jffs
-    waits: list  # one per wait: (is the first wait of a line, number of keys read, number of bytes shown)
-    tally: Counter  # the number of times that each item of coverage_table.py occurred
+    store: object  # in the format of `store` in a session
+    rewritten: bool  # True if the library has written the store's file, so that its keys are sorted
+    downloads: object  # in the format of `jffs` in a session
+    waits: list  # for each wait: (True for the first wait of a line, keys read so far, bytes shown so far)
+    tally: Counter  # counts each item of coverage_table.py
 
 
 @dataclass
@@ -81,7 +83,7 @@ class Flag:
 
 @dataclass
 class Record:
-    """The settings of a run."""
+    """The settings that the utility holds in memory."""
 
     primary_dns: Text = field(default_factory=Text)
     secondary_dns: Text = field(default_factory=Text)
@@ -147,7 +149,7 @@ PORT_LEAVES = (
 )  # fmt: skip
 SERVICE = "/VMF/UpdateService/"
 
-# The text that the menus show between a number and its name, and the names.
+# For each setting with a number: the text that the menu shows between the number and its name, and all names.
 NUMBER_NAMES = {
     "meter_form": (" = Form ", ("5(35)", "6(36)", "8", "9", "45", "U")),
     "class_amps": (" = Class Amps ", ("2", "10", "20")),
@@ -274,8 +276,8 @@ NO_CONNECTION = "Error: can't connect to CDS"
 
 # --- texts and numbers
 
-# A number in the syntax of C's scanf: spaces, a sign and digits, without backtracking. If there is a width,
-# the sign counts.
+# Numbers in the syntax of C's scanf: spaces, an optional sign, and digits. Like scanf, the patterns never
+# backtrack. A sign counts toward the width of a number.
 ANY_NUMBER = r" *+([+-]?\d++)"
 TWO_PLACES = r" *+((?>[+-]\d|\d{1,2}+))"
 FIVE_PLACES = r" *+((?>[+-]\d{1,4}+|\d{1,5}+))"
@@ -292,13 +294,13 @@ def unsigned(digits):
 
 
 def scanned(pattern, answer):
-    """Returns the unsigned numbers, or None if the scan reads fewer than the pattern has."""
+    """Returns the unsigned numbers in the answer, or None if the answer does not match the pattern."""
     match = pattern.match(answer)
     return [unsigned(digits) for digits in match.groups()] if match else None
 
 
 def chosen(answer):
-    """Returns the number if the whole answer is one, otherwise None."""
+    """Returns the number if the whole answer is a number, otherwise None."""
     match = CHOICE.fullmatch(answer)
     return int(match[1]) if match else None
 
@@ -336,7 +338,7 @@ class Console:
         self.write(text + "\n")
 
     def read(self, question, offered=0):
-        """Reads a line. Returns the way it ended, and the typed text."""
+        """Reads a line. Returns ANSWERED, TIMED_OUT or REJECTED, and the typed text."""
         typed = ""
         self.tally["asked: " + question] += 1
         first = True
@@ -369,7 +371,8 @@ class Console:
         return self.read(question.strip().splitlines()[0], offered)
 
     def yes_no(self, question):
-        """Asks a question. Returns the way the answer ended, and whether it is yes."""
+        """Asks a question. Returns ANSWERED, TIMED_OUT or REJECTED, and True if the answer is yes. An empty
+        answer is REJECTED."""
         result, answer = self.ask(question)
         if result == ANSWERED and not answer:
             self.tally[question + ": empty"] += 1
@@ -380,8 +383,8 @@ class Console:
         return result, yes
 
     def menu(self, where, title, sections, exit_label):
-        """Shows a menu. `sections` has pairs (numbered, lines), and lines are pairs (label, value). Returns
-        the chosen number, or REJECTED."""
+        """Shows a menu and reads the choice. `sections` is a list of pairs (numbered, lines). Each line is a
+        pair (label, value). Returns the chosen number, or REJECTED."""
         dashes = 78 - 2 - len(title.encode())
         left, right = dashes // 2, dashes - dashes // 2
         if dashes < 0:  # a title that does not fit has a full line of dashes on each side
@@ -413,7 +416,7 @@ class Console:
 
 
 class Utility:
-    """One run, from the connection to the exit."""
+    """One run of the utility, from the connection to the exit."""
 
     def __init__(self, meter, console, init_menu, tally):
         self.meter = meter
@@ -421,7 +424,7 @@ class Utility:
         self.init_menu = init_menu
         self.tally = tally
         self.record = Record()
-        self.batch = []  # option leaves, (path, value, flag)
+        self.batch = []  # the batch of option leaves: tuples (path, value, flag)
         self.options_pending = False
 
     def any_changed(self):
@@ -456,7 +459,7 @@ class Utility:
                 return
 
     def main_items(self):
-        """Returns the lines in groups. A line has a label, a value and the function that it calls."""
+        """Returns the items of the menu in groups. An item is a tuple: label, value, function to call."""
         self.load(DNS, "Warning: couldn't read network settings!")
         items = [
             [("Ethernet Port 1 Settings", "", self.port_menu)],
@@ -487,7 +490,7 @@ class Utility:
             self.console.line("Passwords reset to defaults.")
 
     def enter_address(self, question, name):
-        """Returns True unless the answer timed out or was rejected."""
+        """Returns False if the answer timed out or was rejected, otherwise True."""
         target = getattr(self.record, name)
         result, answer = self.console.ask(question)
         if result == TIMED_OUT:
@@ -562,7 +565,7 @@ class Utility:
 
     def choose_media(self):
         types = self.record.supported_media_types.text.split(";")
-        if not types[-1]:  # the text after the last separator is empty
+        if not types[-1]:  # an empty text after the last separator is not a media type
             types.pop()
         offered = "".join(f"{number}) {name}\n" for number, name in enumerate(types, 1))
         result, answer = self.console.ask(
@@ -639,7 +642,7 @@ class Utility:
             element = int(element)
         result, status = self.meter.set_one(path, element)
         if result != 0 or status != 1:
-            # The stray byte in the message of the DHCP leaf is deliberate.
+            # Deliberate: the message for the DHCP leaf has a stray byte, like the message of the utility.
             self.console.write("set_leaf failed for ")
             if path == AT_ONCE["dhcp"]:
                 self.console.shown.append(0x93)
@@ -842,7 +845,7 @@ class Utility:
         )
 
     def factory_reset(self):
-        """Returns False if the store could not be opened again."""
+        """Returns False if the connection to the store failed after the reset, otherwise True."""
         if not self.console.yes_no("Reset all to Factory Defaults? (y/n)")[1]:
             return True
         self.meter.close()
@@ -857,7 +860,7 @@ class Utility:
 
 
 def play(session, source, program="meter-settings"):
-    """Returns the outcome of the session with the input from `source`. `program` is the program's argv[0]."""
+    """Returns the outcome of the session with the input `source`. `program` is argv[0] of the utility."""
     tally = Counter()
     meter = SimulatedMeter(session, tally)
     console = Console(source, tally)
@@ -902,8 +905,8 @@ WAIT_LETTERS = {END: "k", TIME_OUT: "t", INTERRUPTED: "i"}
 
 
 def waits_of(script):
-    """Converts a script to events. A script is a list. Its items are texts, whose characters are keys (0 to
-    255), and waits: {"wait": "time-out" | "interrupted" | "end", "times": n}."""
+    """Converts a script to a list of events. A script is a list of texts and waits. Each character of a text
+    is a key (0 to 255). A wait is {"wait": "time-out" | "interrupted" | "end", "times": n}."""
     events = []
     for item in script:
         if isinstance(item, str):
@@ -915,7 +918,7 @@ def waits_of(script):
 
 
 def script_of(events):
-    """Converts events to a script. Each line starts a new item."""
+    """Converts events to a script. Each typed line is a separate text in the script."""
     script = []
     for event in events:
         if isinstance(event, int) and event != END:
@@ -931,14 +934,15 @@ def script_of(events):
 
 
 def keys_and_waits(events):
-    """Returns the bytes of standard input, and a letter for each wait."""
+    """Returns the bytes of standard input, and a text with one letter for each wait."""
     keys = bytes(event for event in events if isinstance(event, int) and event != END)
     return keys, "".join(WAIT_LETTERS.get(event, "k") for event in events)
 
 
 def scripted(events):
-    """Returns a source that plays events for a program that reads its keys from a file. Time-outs and
-    interruptions keep their places. Any other wait ends with the next key, or with END after the last key."""
+    """Returns an input for `play` with these events. The input behaves like the utility's standard input if
+    the keys are in a file: time-outs and interruptions keep their places, and any other wait ends with the
+    next key, or with END after the last key."""
     keys = iter([event for event in events if isinstance(event, int) and event != END])
     remaining = iter(events)
 

@@ -1,10 +1,10 @@
-"""The grammar of the options list, defined on the words between its dashes.
+"""Defines the grammar of the options list by the words in the list.
 
-A word is the text between two dashes, or between a dash and the start or end. The utility searches for "-"
-and an option's name in "-" plus the list. No name contains a dash, so the search finds exactly the words
-that begin with the name. No name is the beginning of another, so each word matches at most one name. This
-file has two functions: `examine` returns the effects of any list, and `acceptable` decides without
-counting whether a list is accepted.
+A word is the text between two dashes of the list, or between a dash and the start or end of the list. The
+utility puts a dash in front of the list, and then searches for a dash followed by the name of an option. No
+name contains a dash, so the search finds exactly the words that begin with the name. No name is the beginning
+of another name, so each word matches at most one name. `examine` returns the effects of any list.
+`acceptable` decides whether the utility accepts a list, but does not count characters like the utility.
 """
 
 import tomllib
@@ -15,21 +15,22 @@ GRAMMAR = tomllib.loads((Path(__file__).parents[1] / "grammar.toml").read_text()
 
 
 def spelled(group, own=()):
-    """Returns "+LEAF" for each leaf of the option, then "-LEAF" for the other leaves of its group."""
+    """Returns a text with "+LEAF" for each leaf in `own`, then "-LEAF" for each other leaf of `group`."""
     members = {leaf for _, of, leaves in GRAMMAR["options"] if of == group for leaf in leaves}
     others = [leaf for leaf in GRAMMAR["leaves"] if group and leaf in members and leaf not in own]
     return " ".join([*(f"+{leaf}" for leaf in own), *(f"-{leaf}" for leaf in others)])
 
 
-# Each entry has a name, a group, and leaves below /VMIC/Options: + for true, - for false. The utility
-# searches for the names in this order.
+# Each entry has the name of an option, its group, and the leaves below /VMIC/Options that the option writes:
+# "+LEAF" for true, "-LEAF" for false. The utility searches for the names in this order.
 OPTIONS = tuple((name, group, spelled(group, own)) for name, group, own in GRAMMAR["options"])
-# Maps a group to the leaves that are written when none of its options is installed, and to its name in
-# the message.
+# Maps each exclusive group to a pair: the leaves that are written if the list has no option of the group, and
+# the name of the group in the error message.
 GROUPS = {group: (spelled(group), words) for group, words in GRAMMAR["messages"].items()}
 
 NAMES = tuple(name for name, _, _ in OPTIONS)
-# MID is accepted. However, if a list is rejected for another reason, the utility also complains about MID.
+# The words that the utility never calls invalid. MID is not in this set, because the utility calls MID
+# invalid in a list that it rejects for another reason. Otherwise the utility accepts MID.
 UNCOMPLAINED = {form for name in NAMES if name != "MID" for form in (name, name.lower())}
 
 
@@ -37,11 +38,11 @@ UNCOMPLAINED = {form for name in NAMES if name != "MID" for form in (name, name.
 class Finding:
     """The effects of one list."""
 
-    total: int  # characters, including the dash in front
-    found: int  # characters of the options found, including the dash before each
-    messages: list = field(default_factory=list)  # the messages about groups, in order
-    batch: list = field(default_factory=list)  # (path, value) in the order of the writes
-    complaints: list = field(default_factory=list)  # words that are not options
+    total: int  # the number of characters in the list, including the dash in front of the list
+    found: int  # the number of characters in the found options, including the dash before each option
+    messages: list = field(default_factory=list)  # the error messages about groups, in order
+    batch: list = field(default_factory=list)  # pairs (path, value) in the order of the writes
+    complaints: list = field(default_factory=list)  # the words that the utility calls invalid
 
     @property
     def accepted(self):
@@ -77,8 +78,8 @@ def examine(entry):
 
 
 def add_quality(finding, chosen, logging_typed, ready_typed):
-    """Adds the leaves after PQ1 to PQ3. Capturing needs measurement logging. A power quality option
-    sets the common leaf, and PQR sets it in a separate write."""
+    """Adds the leaves that follow PQ1 to PQ3 in the batch. An option of the group sets the leaf PQ, and some
+    options also set ML unless the list contains ML. The option PQR sets the leaf PQ in a separate write."""
     if chosen:
         add(finding, "+PQ")
     if "ML" in GRAMMAR["further_leaves"].get(chosen, ()) and not logging_typed:
@@ -95,8 +96,8 @@ def add(finding, leaves):
 
 
 def acceptable(entry):
-    """Returns True for the lists that are accepted: every word is an option in upper or lower case, no option
-    occurs twice, and no two are from the same group."""
+    """Returns True if the utility accepts the list. In an accepted list, every word is an option in upper or
+    lower case, no option occurs twice, and no two options are from the same exclusive group."""
     options = {form: row for row in OPTIONS for form in (row[0], row[0].lower())}
     rows = [options.get(word) for word in entry.split("-")]
     if None in rows or len(set(rows)) < len(rows):
@@ -106,5 +107,5 @@ def acceptable(entry):
 
 
 PATHS = tuple(f"/VMIC/Options/{leaf}/Value" for leaf in GRAMMAR["leaves"])
-# Clearing the options writes the empty list, and then sets these leaves to false in this order.
+# Clearing the options list writes an empty list, and then sets these leaves to false in this order.
 CLEARED = PATHS[: GRAMMAR["cleared_leaves"]]

@@ -1,18 +1,20 @@
-// Replaces `select`, so that a test decides how each wait for a key ends and does not have to wait.
-// Loaded with LD_PRELOAD. The keys come from standard input.
+// Replaces `select`. A test then decides how each wait for a key ends, and no wait takes time.
+// A test preloads this library into the program with LD_PRELOAD. The keys come from standard input.
 //
-// SCRIPTED_WAIT names a file with one character per wait:
+// The variable SCRIPTED_WAIT names a file with one character for each wait:
 //   k  a key is available, or the input has ended: select returns 1
 //   t  time-out: select returns 0
 //   i  a signal interrupts the wait: select returns -1 with EINTR
-// At the first wait after these, the process exits immediately with status 97 and does not flush
-// its output. The output then is exactly what a technician would see while the program waits.
+// At the first wait after the last character, the process exits immediately with status 97 and does
+// not flush its output. The output is then exactly the text that a technician sees at this wait.
 //
-// SCRIPTED_WAIT_LOG names a file for one line per wait: the seconds and microseconds of the
-// time-out, how many keys were read and how many bytes were written so far (standard input and
-// output must be files). The line is "unexpected" when the wait is not for standard input alone.
-// `select` returns a strange remaining time on purpose: if the program used it as its next
-// time-out, the log would show it.
+// The variable SCRIPTED_WAIT_LOG names the log file. Each wait adds one line with four numbers: the
+// seconds and the microseconds of the time-out, the number of keys read so far, and the number of
+// bytes written so far. Therefore standard input and output must be files. The line is "unexpected"
+// if the wait has no time-out, or is not for standard input alone.
+//
+// Deliberate: `select` stores a strange remaining time, because the log then shows whether the
+// program uses a part of the remaining time in its next time-out.
 
 #include <cerrno>
 #include <cstdio>

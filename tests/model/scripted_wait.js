@@ -1,6 +1,6 @@
-// Replaces scripted_wait.cpp for the web build under node. NODE_OPTIONS loads it before the program. It
-// reads keys from standard input, one each time the program asks for a key. A wait ends in a later turn
-// of the event loop, like a real wait.
+// Replaces scripted_wait.cpp for the web build under node. The variable NODE_OPTIONS makes node load this
+// file before the program. Each time the program asks for a key, this file reads one byte from standard
+// input. A wait ends in a later turn of the event loop, like a real wait.
 "use strict";
 
 const fs = require("fs");

@@ -1,7 +1,7 @@
 """Plays one session on the program and on the model, and reports the differences.
 
-The program runs in a temporary directory. Its waits for keys are scripted (scripted_wait.cpp), so a
-session never waits.
+Each session has a new temporary directory with the meter. scripted_wait.cpp ends each wait for a key
+immediately, because the session's script contains the result of each wait.
 """
 
 import itertools
@@ -28,7 +28,7 @@ SCRATCH = BUILD / "differential"
 
 LONGEST_RUN_MS = 30_000
 IDLE_SECONDS = 30
-MICROSECONDS_LEFT = 123456  # the time that the scripted wait reports
+MICROSECONDS_LEFT = 123456  # the microseconds of the remaining time that scripted_wait.cpp returns
 BUILD_STAMP_SHAPE = rb"[A-Z][a-z]{2} [ \d]\d \d{4} \d\d:\d\d:\d\d"
 COMMENT = "# a note that no rewriting keeps\n"
 FOLDER_NUMBERS = itertools.count()
@@ -36,7 +36,7 @@ FOLDER_NUMBERS = itertools.count()
 
 @dataclass
 class Run:
-    """The results of the program."""
+    """The results of one session of the program."""
 
     status: object
     stdout: bytes
@@ -84,7 +84,8 @@ def prepare(session, events, folder):
     (folder / "waits").write_text(waits)
 
 
-# LD_PRELOAD does not allow spaces and colons in a path, so the loader finds the library through this descriptor.
+# The loader opens the preloaded library through this descriptor, because LD_PRELOAD does not allow spaces and
+# colons in a path.
 PRELOADED = 3
 
 
@@ -109,7 +110,7 @@ def environment(session, folder):
 
 
 def spawn_and_wait(program, arguments, settings, folder, preload):
-    """Returns the exit status, "signal N" or "hung"."""
+    """Runs the program. Returns its exit status, "signal N" after a fatal signal, or "hung"."""
     writing = os.O_WRONLY | os.O_CREAT | os.O_TRUNC
     words = command(program, *arguments)
     child = os.posix_spawnp(
@@ -172,7 +173,7 @@ def collect(status, folder):
 
 
 def first_difference(expected, got):
-    """Describes the first difference of two byte strings, with some context."""
+    """Describes the first difference between two byte strings, with some bytes before and after it."""
     at = next((i for i, (a, b) in enumerate(zip(expected, got)) if a != b), None)
     if at is None:
         at = min(len(expected), len(got))
@@ -278,14 +279,15 @@ def differences(session, outcome, run):
 
 @dataclass
 class Player:
-    """The program, and the directory where it may write."""
+    """Plays sessions of `program` in the directory `scratch`, with the preloaded library `preload`."""
 
     program: Path = UTILITY
     scratch: Path = SCRATCH
     preload: Path = SCRIPTED_WAIT
 
     def check(self, session, events, outcome=None):
-        """Returns the differences. With `outcome`, the model is not played again."""
+        """Plays the session on the program. Returns the differences from `outcome`, the outcome of the model.
+        If `outcome` is None, first plays the session on the model."""
         if outcome is None:
             outcome = meter_model.play(
                 session, meter_model.scripted(events), program=str(self.program)
@@ -298,7 +300,7 @@ class Player:
 
 
 def shorter(items):
-    """Yields copies without some part, the largest parts first."""
+    """Yields copies of `items`. Each copy lacks one part. The first copies lack the largest parts."""
     size = len(items)
     while size:
         for start in range(0, len(items), size):
@@ -307,7 +309,7 @@ def shorter(items):
 
 
 def smaller(session, events):
-    """Yields smaller sessions, the most promising first."""
+    """Yields smaller sessions. The sessions that lack the largest parts of the script come first."""
     for script in shorter(lines_of(events)):
         yield session, [event for line in script for event in line]
     for key in ("faults", "jffs"):
@@ -342,7 +344,7 @@ def lines_of(events):
 
 
 def shrink(player, session, events, tries=600):
-    """Returns a smaller session with the same kind of difference, after at most this many tries."""
+    """Returns a smaller session with a difference of the same kind. Plays at most `tries` candidates."""
     kinds = kinds_of(player.check(session, events))
     progress = True
     while progress and kinds:

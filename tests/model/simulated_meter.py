@@ -1,7 +1,6 @@
 """Models the simulated client library call by call, including faults.
 
-The content of a store is a dict of leaves, a text (the content of the file, which may be invalid), or None
-for no file.
+The content of a store is a dict of leaves, the text of a file (which may be invalid), or None for no file.
 """
 
 import tomllib
@@ -37,7 +36,7 @@ def is_leaf(value):
 
 
 class Fault:
-    """One entry of the faults file, with its counters."""
+    """One entry of the faults file, with counters for its matching calls and its hits."""
 
     def __init__(self, entry):
         self.entry = entry
@@ -48,7 +47,7 @@ class Fault:
         return self.entry["call"] == call and self.entry.get("path") in (None, *paths)
 
     def notice(self):
-        """Counts a matching call. Returns True if the fault may apply to it."""
+        """Counts a matching call. Returns True if the fault may apply to this call."""
         self.seen += 1
         spent = self.hits >= self.entry.get("times", float("inf"))
         return self.seen > self.entry.get("after", 0) and not spent
@@ -66,7 +65,7 @@ class SimulatedMeter:
         self.tally = tally
         self.connected = False
         self.trace = []
-        self.reasons = 0  # lines on standard error with the reason of a failed connection
+        self.reasons = 0  # the number of lines on standard error that give the reason for a failed connection
         self.rewritten = False  # True after the library has written the store's file
 
     # --- faults
@@ -88,8 +87,8 @@ class SimulatedMeter:
             self.tally["fault: several ready for one call"] += 1
 
     def outcome(self, call, paths, normal):
-        """Returns the result, the statuses, and the paths that still have to be handled. `normal` returns the
-        status of a path without a fault."""
+        """Returns the result of the call, the statuses, and the positions of the paths that the call must
+        still read or write. The function `normal` returns the status of a path without a fault."""
         if not self.connected:
             return -1, [0] * len(paths), []
         fault = self.struck(call, paths)
@@ -147,7 +146,7 @@ class SimulatedMeter:
         return result, statuses[0]
 
     def set(self, batch, source):
-        """`batch` holds (path, value, flag)."""
+        """Writes `batch`, a list of tuples (path, value, flag). Returns the result and the statuses."""
         paths = [path for path, _, _ in batch]
         result, statuses, handled = self.outcome("set_leaves", paths, lambda _: HANDLED)
         self.write([(path, value) for path, value, _ in batch], handled)

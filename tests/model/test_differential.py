@@ -1,4 +1,4 @@
-"""Compares the settings utility with its model."""
+"""Compares the settings utility with the reference model."""
 
 import random
 from pathlib import Path
@@ -12,7 +12,7 @@ from harness.program import RUN_WITH
 pytestmark = pytest.mark.slow
 
 SEED = 20240229
-SESSIONS = 80 if RUN_WITH else 400  # emulated programs start slowly
+SESSIONS = 80 if RUN_WITH else 400  # fewer under an emulator, because emulated programs start slowly
 PARTS = 8
 REGRESSIONS = sorted((Path(__file__).parent / "regressions").glob("*.json"))
 

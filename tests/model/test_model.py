@@ -1,4 +1,4 @@
-"""Compares the model of the settings utility with worked examples."""
+"""Compares the reference model with worked examples."""
 
 import itertools
 import random
@@ -28,7 +28,8 @@ def screen(*script, **session):
 
 
 def option(entry):
-    """Returns the screen after an options entry, and the text and changed flag of the setting."""
+    """Enters an options list in the model. Returns the text that the model prints after the entry, the
+    setting for the options list, and the batch of option leaves."""
     session = {"arguments": ["-m"], "store": {}}
     console = meter_model.Console(
         meter_model.scripted(meter_model.waits_of([entry + "\n"])), meter_model.Counter()
@@ -62,7 +63,8 @@ def test_the_shipped_meter_has_the_option_leaves():
 
 
 def test_the_longest_list_is_accepted():
-    groups = {group or name: name for name, group, _ in option_words.OPTIONS}  # one name from each group
+    # The last name of each group, and each name without a group.
+    groups = {group or name: name for name, group, _ in option_words.OPTIONS}
     longest = "-".join(groups.values())
     assert option_words.acceptable(longest)
     assert len(longest) == option_words.GRAMMAR["longest_list"]
@@ -103,7 +105,7 @@ def test_the_output_of_an_options_entry(entry, after):
 
 
 def leaves(entry, *names):
-    """Returns the part of the entry's batch that concerns these leaves."""
+    """Returns the writes to these leaves in the entry's batch, as "+LEAF" for true and "-LEAF" for false."""
     paths = [f"/VMIC/Options/{name}/Value" for name in names]
     return [
         f"{'+' if value else '-'}{path[len('/VMIC/Options/') : -len('/Value')]}"
@@ -133,7 +135,9 @@ def test_power_quality_leaves():
 
 
 def counted(entry):
-    """Counts as the utility does: it searches for each name once, in upper case first, anywhere after a dash."""
+    """Searches for each name once, after any dash, in upper or lower case, like the utility. Returns the
+    number of characters in the found names and their dashes, and True if no two names are from the same
+    group."""
     dashed = "-" + entry
     found = [n for n in option_words.NAMES if "-" + n in dashed or "-" + n.lower() in dashed]
     groups = [g for n, g, _ in option_words.OPTIONS if n in found and g in option_words.GROUPS]
@@ -297,7 +301,7 @@ def test_keys_come_before_the_end_of_input():
 
 
 def test_every_message_is_reached_by_generated_sessions():
-    """The differential test does not compare messages that the generated sessions never reach."""
+    """The differential test can compare only the messages that generated sessions reach."""
     reached = meter_model.Counter()
     for number in range(1000):
         rng = random.Random(f"{SEED}/{number}")

@@ -1,5 +1,5 @@
-"""Generates sessions. A session has a meter with a problem, and a technician who knows the menus but makes
-typing errors, waits too long, and tries invalid input."""
+"""Generates random sessions. The meter of a session may have missing leaves, wrong values and faults. The
+technician chooses items of the menus, makes typing errors, waits too long, and tries invalid input."""
 
 import option_words
 from harness import menus
@@ -136,7 +136,7 @@ def fault(rng):
 
 
 def meter(rng):
-    """Returns a session without a script."""
+    """Returns a random session without a script."""
     session = {
         "arguments": rng.choices(
             (["-m"], [], ["2"], ["abc"], [""], ["-V"], ["-v"], ["-v", "-m"], ["-m", "-m"],
@@ -185,7 +185,7 @@ def address_entry(rng):
 
 
 def options_entry(rng):
-    """Returns a list that is nearly always accepted."""
+    """Returns an options list that the utility nearly always accepts."""
     chosen, groups = [], set()
     for name, group, _ in option_words.OPTIONS:
         if group not in groups and often(rng, 0.35):
@@ -202,7 +202,7 @@ def options_entry(rng):
 
 
 def spoilt(rng, entry):
-    """Returns the list with one small mistake."""
+    """Returns the options list `entry` with one small mistake."""
     words = entry.split("-")
     at = rng.randrange(len(words))
     any_name = rng.choice(option_words.NAMES)
@@ -280,7 +280,7 @@ def menu_answer(rng, number):
     return rng.choice(forms).format(number)
 
 
-# The items of each menu that a technician with a task chooses.
+# Each entry is the task of a technician. The entry maps a menu to the items that the technician prefers.
 ERRANDS = (
     {},
     {},
@@ -294,7 +294,8 @@ ERRANDS = (
 
 
 class Walker:
-    """The technician: a source for the model that generates each input and stores it."""
+    """The technician. The model calls this object to get the next event. The object generates the event and
+    appends the event to `events`."""
 
     def __init__(self, rng, session):
         self.rng = rng
@@ -302,7 +303,7 @@ class Walker:
         self.lines_left = rng.choice((3, 10, 20, 40, 60))
         self.noise = rng.choice((0, 0, 0.02, 0.1))
         self.slips = rng.choice((0, 0.02, 0.05, 0.2))
-        self.taste = {}  # this technician's preference for each item of each menu
+        self.taste = {}  # maps each menu to this technician's weight for each item
         self.errand = rng.choice(ERRANDS)
         self.line = []
         self.events = []
@@ -362,7 +363,7 @@ class Walker:
         return [*keys, 10]
 
     def mistyped(self, text):
-        """Inserts keys into the text. Most of them have no effect in the end."""
+        """Returns the text with wrong keys between its characters. Most wrong keys are erased or ignored."""
         if not often(self.rng, self.noise * 10):
             return text
         typed = ""

@@ -1,7 +1,7 @@
-"""Finds the mutants: small changes to the sources. A test should notice each of them.
+"""Finds the mutants. A mutant is a small change to a source file, which a test should notice.
 
-libclang's syntax tree gives the places of the changes, and its tokens give the literals. Assertions with
-static_assert and preprocessor directives are not changed.
+The syntax tree of libclang gives the expressions and statements to change. The tokens of libclang give the
+literals to change. Static assertions and preprocessor directives have no mutants.
 
 Most mutants in functions change an expression. Several such mutants can be compiled into one program.
 The environment variable MUTANT then selects the mutant that takes effect."""
@@ -31,15 +31,15 @@ EMPTY_STATEMENT = "(void)0"
 
 @dataclasses.dataclass(frozen=True, order=True)
 class Mutant:
-    file: str  # the path relative to the root
-    start: int  # the offset in bytes
+    file: str  # the path relative to the project's directory
+    start: int  # the offset in bytes of the changed text
     end: int
     replacement: str
     operator: str
     line: int
     original: str
     source_line: str  # the line of `start`, without its indentation
-    scope: tuple  # range of the whole changed expression; empty if the mutant needs its own program
+    scope: tuple  # (start, end) of the whole changed expression, or () if the mutant needs its own program
     which: int = 1  # distinguishes mutants with the same change in identical lines of one file
 
     def __str__(self):
@@ -51,7 +51,7 @@ class Mutant:
 
     @property
     def key(self):
-        """Identifies the mutant even after other lines of the file have changed."""
+        """Returns a value that identifies the mutant even after other lines of the file have changed."""
         return self.file, self.source_line, self.change, self.which
 
 
@@ -60,13 +60,13 @@ def shortened(text):
 
 
 class Source:
-    """One file and the mutants found in it so far."""
+    """One source file, and the mutants that were found in the file so far."""
 
     def __init__(self, root, name):
         self.name = name
         self.text = (root / name).read_bytes()
         self.found = {}
-        # Ranges of bytes: code without mutants, code that runs, and constant expressions.
+        # Lists of byte ranges: code that has no mutants, code that runs, and constant expressions.
         self.excluded = []
         self.run = []
         self.constant = []
@@ -95,7 +95,7 @@ class Source:
             yield dataclasses.replace(mutant, scope=scope, which=counts[mutant.key])
 
     def runs(self, scope):
-        """Returns True if the code runs, so that the program can select a mutant at its start."""
+        """Returns True if the code in `scope` runs, so that the program can select a mutant at run time."""
         return scope and any(s <= scope[0] and scope[1] <= e for s, e in self.run) and not any(
             overlap(scope, place) for place in self.constant)
 
@@ -107,8 +107,8 @@ def overlap(one, other):
 
 
 def batches_of(mutants_of_a_file, size):
-    """Groups the mutants so that the scopes in a group do not overlap. A mutant without a scope gets a group
-    of its own."""
+    """Groups the mutants so that the scopes in a group do not overlap. A mutant without a scope is alone in
+    its group. A group has at most `size` mutants."""
     groups, alone = [], []
     for mutant in mutants_of_a_file:
         if not mutant.scope:
@@ -124,7 +124,7 @@ def batches_of(mutants_of_a_file, size):
 
 
 def with_mutants(text, group):
-    """Returns the source with all mutants of the group. The variable `mutant_number` selects one of them."""
+    """Returns the source with all mutants of the group. Its variable `mutant_number` selects one mutant."""
     for number, mutant in sorted(enumerate(group, 1), key=lambda each: each[1].scope, reverse=True):
         first, last = mutant.scope
         old = text[first:last]
@@ -186,7 +186,7 @@ PLAIN_KINDS = (TypeKind.BOOL, TypeKind.INT, TypeKind.UINT, TypeKind.LONG, TypeKi
 
 
 def scope_of(cursor):
-    """Returns the range of an expression with a simple type, such as int. Returns () for other types."""
+    """Returns the range of an expression, or () if its type is not a simple type such as int."""
     return span(cursor) if cursor.type.get_canonical().kind in PLAIN_KINDS else ()
 
 
@@ -260,7 +260,7 @@ def add_return(source, cursor):
 
 
 def statements_within(cursor):
-    """Returns the children of a statement that may be statements themselves."""
+    """Returns those children of a statement that can be statements, for example the body of a loop."""
     children = list(cursor.get_children())
     if cursor.kind == CursorKind.IF_STMT:
         children = children[1:]
@@ -280,7 +280,7 @@ def add_statements(source, cursor):
         if not is_statement(source, child):
             before = None
             continue
-        macro = re.match(r"[A-Z_]+\(", text_of(source, child))  # a macro may not be an expression
+        macro = re.match(r"[A-Z_]+\(", text_of(source, child))  # not every macro expands to an expression
         source.add("statement removed", *span(child), EMPTY_STATEMENT, () if macro else span(child))
         if before is not None and cursor.kind == CursorKind.COMPOUND_STMT:
             add_swap(source, "statements swapped", before, child)
@@ -318,7 +318,7 @@ BLOCKS = (CursorKind.COMPOUND_STMT, CursorKind.IF_STMT, CursorKind.FOR_STMT, Cur
 
 
 def note_places(source, cursor):
-    """Notes in `source` the code that runs, the constant expressions, and the code without mutants."""
+    """Adds the range of `cursor` to the list in `source` for its kind of code, if there is such a list."""
     kind, (start, end) = cursor.kind, span(cursor)
     if kind == CursorKind.STATIC_ASSERT:
         source.excluded.append((start, end))
@@ -349,7 +349,7 @@ def visit(cursor, sources, root, part):
             continue
         source = sources.get(name) or sources.setdefault(name, Source(root, name))
         note_places(source, child)
-        if child.kind in HANDLERS and text_of(source, child):  # the text is empty for code in a macro
+        if child.kind in HANDLERS and text_of(source, child):  # the text of code from a macro is empty
             HANDLERS[child.kind](source, child)
         if child.kind in BLOCKS:
             add_statements(source, child)

@@ -1,9 +1,9 @@
 """Builds and tests mutants, one after the other, in a copy of the project.
 
-The project's own sources do not change. The tests run in this order until one fails: unit tests, dialogues
-without real waits, and tests of the console. With --model, sessions are then compared with the reference
-model. The simulator and cdsctl write and remove files, so their mutants run in a sandbox. Their tests are
-the unit tests, the quick Python tests, and the dialogues."""
+The sources outside the copy do not change. The tests run in this order until a test fails: unit tests,
+dialogues without waits, and tests of the console. With --model, generated sessions are then compared with the
+reference model. The simulator and cdsctl write and remove files, so their mutants run in a sandbox. The tests
+of these mutants are unit tests, quick Python tests, and dialogues."""
 
 import collections
 import contextlib
@@ -24,37 +24,37 @@ import sandbox
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = ROOT / "build" / "mutation"
 PROGRAMS = ("unit-tests", "meter-settings")
-# A mutant of cdsctl is only in cdsctl. A mutant of the simulator is in every program.
+# Only CDSCTL_PROGRAMS contain a mutant of cdsctl. All SIMULATOR_PROGRAMS contain a mutant of the simulator.
 CDSCTL = "simulator/cdsctl"
 CDSCTL_PROGRAMS = ("cdsctl-tests", "cdsctl")
 SIMULATOR_PROGRAMS = ("simulator-tests", *CDSCTL_PROGRAMS, "store-client", "meter-settings")
-WRITTEN_FOLDERS = ("tests/simulator", "tests/cdsctl")  # where the unit tests write, in the build directory
+WRITTEN_FOLDERS = ("tests/simulator", "tests/cdsctl")  # in the build directory; the unit tests write here
 TESTS_OF_SCRIPTS = ("cdsctl/test_completion.py", "cdsctl/test_watched_session.py")
 WAITS = re.compile(r"‹wait \d+ s›")
 
 BUILD_LIMIT = 600  # seconds
-TEST_LIMIT = 150  # seconds for one test program; the machine may be busy, and a mutant may wait
-BUSY_LIMIT = 20  # seconds of processor time
-# The sandbox has shorter limits, because many mutants there wait forever.
-UNIT_TEST_LIMIT = 60
-STEP_LIMIT = 12  # for one step of a Python test
-# A mutant may write or request memory without end.
+TEST_LIMIT = 150  # seconds for one test program, which a busy machine may delay
+BUSY_LIMIT = 20  # seconds of processor time for one process
+# Tests in the sandbox have shorter limits, because many mutants of the simulator wait forever.
+UNIT_TEST_LIMIT = 60  # seconds
+STEP_LIMIT = 12  # seconds for one step of a Python test
+# These limits stop a mutant that writes without end or requests more and more memory.
 LIMITS = {resource.RLIMIT_FSIZE: 16 << 20, resource.RLIMIT_AS: 3 << 30, resource.RLIMIT_CORE: 0,
           resource.RLIMIT_CPU: BUSY_LIMIT}
-# The simulator's tests create a file that is larger than the largest allowed store.
+# The sandbox allows larger files, because the simulator's tests create a file that is too large for a store.
 SANDBOX_LIMITS = {**LIMITS, resource.RLIMIT_FSIZE: 512 << 20}
 
-# This precompiled header is included before every source file.
+# The content of a precompiled header, which the compiler includes before every source file.
 COMMON_HEADERS = "".join(f"#include <{name}>\n" for name in (
     "algorithm", "cstdio", "cstdlib", "cstring", "functional", "map", "string", "vector")) + """
 inline const int mutant_number = std::getenv("MUTANT") ? std::atoi(std::getenv("MUTANT")) : 0;
 """
-# -w switches the warnings off: the compiler often warns about a mutant, which must still compile.
+# -w switches warnings off, because the compiler often warns about mutants that must still compile.
 FLAGS = "-std=c++17 -O0 -w"
 
 PYTEST = ("/usr/bin/python3", "-m", "pytest", "-x", "-q", "-p", "no:cacheprovider", "-p", "no:xdist")
 
-# The outcomes of a mutant.
+# The possible outcomes of a mutant.
 NOT_COMPILED, SURVIVED, NOT_RUN = "not compiled", "survived", "not run"
 UNIT_TESTS, DIALOGUES, CONSOLE_TESTS, PYTHON_TESTS, MODEL, TIME_OUT = (
     "unit tests", "dialogues", "console tests", "Python tests", "model", "time-out")
@@ -93,7 +93,8 @@ def project_files():
 
 
 class Tree:
-    """A copy of the project below build/mutation. The next run uses it again and compiles only changes."""
+    """A copy of the project below build/mutation. The next run of `mutate` uses the copy again and compiles
+    only files that changed."""
 
     def __init__(self, number, model_sessions=0):
         self.folder = BUILD / f"tree-{number}"
@@ -136,7 +137,7 @@ class Tree:
             raise Broken(f"{self.log.read_text()}failed: {command[0]}")
 
     def load_dialogues(self):
-        """Loads this tree's dialogues and its dialogue runner, which plays them on this tree's programs."""
+        """Loads the dialogues of this copy, and the function that plays them on the programs of this copy."""
         os.environ["BUILD_DIR"] = str(self.build_folder)
         sys.path.insert(0, str(self.folder / "tests"))
         from harness import dialogue
@@ -154,7 +155,7 @@ class Tree:
                                   check=False).returncode == 0
 
     def run(self, *command, limits=LIMITS, seconds=TEST_LIMIT):  # pylint: disable=dangerous-default-value
-        """Returns True if the command succeeded. Its output is in the log."""
+        """Runs a command and writes its output to the log. Returns True if the command succeeded."""
         with self.log.open("w") as log:
             return subprocess.run([str(word) for word in command], stdin=subprocess.DEVNULL, stdout=log,
                                   stderr=log, cwd=self.build_folder, timeout=seconds,
@@ -172,7 +173,7 @@ class Tree:
                                    *(tests / folder for folder in folders))
 
     def unit_tests_pass(self, name):
-        """Runs the unit tests. The tests of the file `name` run first."""
+        """Returns True if the unit tests pass. The tests of the file `name` run first."""
         own = f"*{pathlib.Path(name).stem}_test.cpp"
         for program in unit_programs(name):
             words = (self.build_folder / program, "-aa=1", "--no-colors=true")
@@ -208,7 +209,7 @@ class Tree:
                         self.model_sessions, "--scratch", self.build_folder / "differences")
 
     def outcome(self, name):
-        """Builds and tests the mutant that the file `name` contains now."""
+        """Builds and tests the mutant that the file `name` now contains. Returns its outcome."""
         return self.tested(name) if self.builds(*unit_programs(name)) else NOT_COMPILED
 
     def tested(self, name):
@@ -227,7 +228,8 @@ class Tree:
         return SURVIVED
 
     def later_tests(self, name):
-        """Returns the tests that run after the unit tests, each with the outcome of its failure."""
+        """Returns the tests that run after the unit tests, as pairs: the outcome if the tests fail, and the
+        function that runs them."""
         if not is_simulated(name):
             return ((DIALOGUES, self.dialogues_pass), (CONSOLE_TESTS, self.console_tests_pass),
                     (MODEL, self.model_agrees))
@@ -245,7 +247,7 @@ class Tree:
 
     @contextlib.contextmanager
     def changed(self, name, change):
-        """Applies `change` to the file `name` and restores the file at the end."""
+        """Applies `change` to the file `name`. Restores the file at the end of the with statement."""
         path = self.folder / name
         text = path.read_bytes()
         path.write_bytes(change(text))
@@ -262,8 +264,9 @@ class Tree:
             return self.outcome(mutant.file)
 
     def test_together(self, group, deadline):
-        """Returns the outcomes of the mutants of a group, up to the deadline. Returns None if they cannot be
-        compiled into one program, or if this program fails its unit tests while no mutant is selected."""
+        """Tests the mutants of a group in one program. Returns the outcomes up to the deadline. Returns None
+        on a time-out, or if the program does not compile or fails its unit tests without a selected
+        mutant."""
         name = group[0].file
         outcomes = []
         with self.changed(name, lambda text: mutants.with_mutants(text, group)):
@@ -282,12 +285,13 @@ class Tree:
         return outcomes
 
     def test(self, group, deadline=float("inf")):
-        """Returns the outcome of each mutant of the group, which is in one file. After the deadline, returns
-        only the outcomes so far."""
+        """Returns the outcome of each mutant of the group, in the same order. All mutants are in one file. A
+        mutant that is not tested before the deadline has no outcome, so the result may be shorter."""
         outcomes = self.test_together(group, deadline) if len(group) > 1 else None
         if outcomes is None:
             return [self.test_alone(mutant) for mutant in group if time.monotonic() < deadline]
-        # Some tests start programs without the variable MUTANT, so they run without the mutant.
+        # Some tests start programs without the variable MUTANT, so the mutant is not active in these
+        # programs. Therefore each survivor is tested again alone.
         if self.model_sessions or is_simulated(group[0].file):
             outcomes = [self.test_alone(mutant) if outcome == SURVIVED else outcome
                         for mutant, outcome in zip(group, outcomes)]

@@ -1,4 +1,4 @@
-"""Tests which mutants `mutate` chooses, which saved outcomes it deletes, and that it ends at its deadline."""
+"""`mutate` chooses the right mutants, deletes the right saved outcomes, and ends at its deadline."""
 
 import contextlib
 import importlib.machinery
@@ -36,7 +36,7 @@ def mutate(monkeypatch, tmp_path):
 
 @pytest.fixture
 def options(mutate, monkeypatch):
-    """Parses the arguments of a command line."""
+    """Returns a function that parses command-line arguments of `mutate`."""
 
     def read(*words):
         monkeypatch.setattr(sys, "argv", ["mutate", *words])
@@ -46,7 +46,7 @@ def options(mutate, monkeypatch):
 
 
 def mutants_of(tmp_path, text):
-    """Returns the mutants of a source file of the simulator, each as "LINE: CHANGE"."""
+    """Returns the mutants of a file in simulator/ with the content `text`, each as "LINE: CHANGE"."""
     (tmp_path / "simulator").mkdir()
     (tmp_path / "simulator" / "source.cpp").write_text(text)
     return {f"{mutant.line}: {mutant.change}" for mutant in mutants.all_mutants(tmp_path, ("simulator",))}
@@ -128,7 +128,8 @@ def test_the_simulators_own_tests_take_at_most_half_of_the_minutes(mutate):
 
 
 class FakeTree(suite.Tree):
-    """Builds nothing. A mutant in a group takes ten seconds and survives; a mutant tested alone is killed."""
+    """A tree that builds nothing. A mutant in a group takes ten seconds and survives. A mutant without a
+    group is killed."""
 
     def __init__(self, clock):  # pylint: disable=super-init-not-called
         self.clock = clock

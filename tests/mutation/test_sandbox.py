@@ -1,4 +1,4 @@
-"""A command in the sandbox cannot change anything outside."""
+"""A command in the sandbox cannot change anything outside the sandbox."""
 
 import contextlib
 import os
@@ -25,7 +25,7 @@ def project(plain_folder):
 
 @pytest.fixture
 def within(project):
-    """Runs a shell script in the sandbox and returns its output."""
+    """Returns a function that runs a shell script in the sandbox and returns the script's output."""
 
     def run(script, status=0):
         done = subprocess.run(
@@ -43,7 +43,7 @@ def all_files(folder):
 
 def commands_running():
     for path in pathlib.Path("/proc").glob("[0-9]*/cmdline"):
-        with contextlib.suppress(OSError):  # the process has ended
+        with contextlib.suppress(OSError):  # the process may have ended
             yield path.read_bytes()
 
 

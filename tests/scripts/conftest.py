@@ -7,7 +7,7 @@ from harness.program import REPOSITORY
 
 @pytest.fixture
 def copy_to():
-    """Returns a function that copies the project's sources to a directory and makes it a git repository."""
+    """Returns a function that copies the project's sources to a directory and runs `git init` there."""
 
     def copy(folder):
         listed = subprocess.run(["git", "ls-files", "-zco", "--exclude-standard"], cwd=REPOSITORY,

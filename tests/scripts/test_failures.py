@@ -1,4 +1,4 @@
-"""The output of `./test` when tests fail."""
+"""If tests fail, `./test` lists the failed tests at the end of its output."""
 
 import os
 import re
@@ -34,7 +34,8 @@ FAILED = ["tests/test_it.py::test_fails[it's - a case [x]]", "tests/test_it.py::
 
 @pytest.fixture
 def project(copy_to, tmp_path, plain_folder):
-    """A copy of the project with few tests. Its cmake only writes some variables to the file build/seen."""
+    """Returns a function that runs a command in a copy of the project. The copy has only the tests in TESTS.
+    The command finds a `cmake` that only writes some environment variables to build/seen."""
     copy = copy_to(tmp_path / "a copy")
     for path in (copy / "tests").iterdir():
         if path.name not in ("conftest.py", "harness"):
@@ -53,7 +54,8 @@ def project(copy_to, tmp_path, plain_folder):
 
 
 def listed(output):
-    """Returns the failed tests by build, and the command that repeats one, from the end of the output."""
+    """Reads the end of the output. Returns the failed tests of each build, and the command that repeats one
+    failed test."""
     *_, end = re.split(r"^(?=== failed on )", output, maxsplit=1, flags=re.M)
     tests = {}
     for line in end.splitlines():

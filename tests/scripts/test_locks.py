@@ -11,7 +11,7 @@ from harness.program import STEP_LIMIT, wait_until
 
 pytestmark = [pytest.mark.host_only, pytest.mark.builds]
 
-# Each entry is a command, its build directory, and a tool that it needs.
+# Each entry has a command, the name of its build directory, and a program that must be in PATH (or "").
 TOOLS = (
     ("run -v", "host", ""),
     ("test --quick", "host", ""),
@@ -26,19 +26,20 @@ TOOLS = (
 )
 ON_A_TERMINAL = [sys.executable, "-c", "import os, pty, sys; "
                  "sys.exit(os.waitstatus_to_exitcode(pty.spawn(sys.argv[1:])))"]  # fmt: skip
-BUILDS_NOTHING = "tests/analysis/analyse"  # it only reads the build directory
+BUILDS_NOTHING = "tests/analysis/analyse"  # this tool only reads the build directory
 
 
 @pytest.fixture
 def stubs(plain_folder):
-    """A directory for PATH whose `cmake` records that it was called, and fails."""
+    """A directory for PATH. Its `cmake` creates the file `called` and fails."""
     (plain_folder / "cmake").write_text(f"#!/bin/sh\n: >'{plain_folder}/called'\nexit 1\n")
     (plain_folder / "cmake").chmod(0o755)
     return plain_folder
 
 
 def hold(locked, folder):
-    """Takes the lock of a build directory. Closing the input of the returned process releases it."""
+    """Returns a process that holds the lock of the build directory `folder`. To release the lock, close the
+    standard input of this process."""
     holder = subprocess.Popen([locked, folder, "cat"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
     holder.stdin.write(b"\n")
     holder.stdin.flush()
@@ -47,7 +48,7 @@ def hold(locked, folder):
 
 
 def wait_for_message(tool, said):
-    """Waits until the tool has written to the file `said` that it waits for this process."""
+    """Waits until `tool` prints that it waits for this process. The file `said` has the output of `tool`."""
     wait_until(lambda: f"waiting for process {os.getpid()} (" in said.read_text() or tool.poll() is not None,
                said.read_text)
     assert tool.poll() is None, said.read_text()
@@ -70,14 +71,14 @@ def test_it_waits_for_the_lock_and_prints_the_holder(copy_to, tmp_path, stubs, w
             wait_for_message(tool, said)
             assert not (stubs / "called").exists()
             holder.stdin.close()
-            assert tool.wait(timeout=5 * STEP_LIMIT) != 0  # because its cmake fails
+            assert tool.wait(timeout=5 * STEP_LIMIT) != 0  # because the `cmake` in `stubs` fails
         finally:
             tool.terminate()
     assert (stubs / "called").exists() == (name != BUILDS_NOTHING), said.read_text()
 
 
 def test_cpack_waits_for_the_lock(copy_to, tmp_path):
-    """Without its rules the build fails, so that cpack compiles nothing after the wait."""
+    """The test removes build.ninja, so that cpack fails after the wait and compiles nothing."""
     copy = copy_to(tmp_path / "copy")
     build = copy / "build" / "host"
     subprocess.run(["cmake", "--preset", "host"], cwd=copy, capture_output=True, timeout=10 * STEP_LIMIT, check=True)
@@ -98,7 +99,7 @@ def test_cpack_waits_for_the_lock(copy_to, tmp_path):
                                                    ("run --meter m -v", "meter.lock", "installed"),
                                                    ("test --quick", "tests.lock", "installed")])
 def test_it_waits_before_a_step_outside_the_build(copy_to, tmp_path, plain_folder, words, lock, packages):
-    """The steps install packages, create a meter, and run tests."""
+    """The three steps are: installing packages, creating a meter, and running tests."""
     copy = copy_to(tmp_path / "copy")
     programs = copy / "build" / "host"
     programs.mkdir(parents=True)

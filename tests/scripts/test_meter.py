@@ -1,4 +1,4 @@
-"""The simulated meter that ./run and ./watch-session use."""
+"""./run and ./watch-session use the simulated meter that the caller names, and create a missing meter."""
 
 import os
 import subprocess
@@ -15,7 +15,7 @@ DNS = "/Software/System Settings/Network/Name Server/1/Value"
 
 @pytest.fixture
 def project(copy_to, tmp_path, plain_folder):
-    """A copy of the project with the built programs, and with a cmake that does nothing."""
+    """A copy of the project with the built programs. The `cmake` in `plain_folder` does nothing."""
     copy = copy_to(tmp_path / "a copy")
     (copy / "build" / "host").mkdir(parents=True)
     for program in (UTILITY, CDSCTL):
@@ -27,7 +27,8 @@ def project(copy_to, tmp_path, plain_folder):
 
 @pytest.fixture
 def session(project, plain_folder, tmp_path):
-    """Runs a script from tmp_path to the end of its session. Returns its output and exit status."""
+    """Returns a function that starts a script in tmp_path and types `keys` at the first menu. The function
+    returns the output and the exit status of the script."""
 
     def run(script, *arguments, keys="0\r", **changes):
         kept = {name: value for name, value in os.environ.items() if not name.startswith(("TMUX", "METER_SIM_"))}
@@ -60,7 +61,7 @@ def meters_in(folder):
 @pytest.mark.parametrize("script", SCRIPTS)
 @pytest.mark.parametrize("name", ["class/07", "it's -a 'meter"])
 def test_the_option_meter_names_the_meter(session, tmp_path, script, name):
-    """A relative name is relative to the directory where the script was called."""
+    """A relative name is relative to the current directory of the caller."""
     make_meter(tmp_path / name, "203.0.113.7")
     shown, status = session(script, "--meter", name)
     assert status == 0 and "203.0.113.7" in shown

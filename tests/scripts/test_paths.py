@@ -1,4 +1,4 @@
-"""The project works in directories with unusual names, or reports why it cannot."""
+"""The project works in directories with unusual names, or reports that CMake cannot build there."""
 
 import os
 import re
@@ -27,7 +27,7 @@ def test_a_directory_that_cmake_cannot_handle_is_reported_first(copy_to, tmp_pat
     for script in SCRIPTS:
         begun = time.monotonic()
         done = run(copy, script, PATH="/usr/bin:/bin")
-        assert time.monotonic() - begun < 5  # on an idle machine it takes less than 0.1 s
+        assert time.monotonic() - begun < 5  # on an idle machine, the script takes less than 0.1 s
         assert done.returncode == 1 and done.stdout == ""
         assert re.fullmatch(r"error: CMake cannot build in a directory whose path contains .*; move this one: .*\n",
                             done.stderr)
@@ -49,7 +49,7 @@ def test_a_second_build_in_an_odd_directory_compiles_nothing_again(copy_to, tmp_
 
 def test_the_page_is_named_by_an_address_that_a_browser_opens(copy_to, tmp_path, plain_folder):
     copy = copy_to(tmp_path / ODD_NAME)
-    for name, does in (("dpkg-query", "printf installed"), ("npm", ""), ("cmake", "")):  # build nothing
+    for name, does in (("dpkg-query", "printf installed"), ("npm", ""), ("cmake", "")):  # these build nothing
         (plain_folder / name).write_text(f"#!/bin/sh\n{does}\n")
         (plain_folder / name).chmod(0o755)
     done = run(copy, "page", PATH=f"{plain_folder}:/usr/bin:/bin")
