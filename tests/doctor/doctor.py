@@ -30,7 +30,7 @@ class Report:
 
 def run(environment, *arguments, program=DOCTOR, keys=b""):
     words = command(program, *arguments)
-    words[0] = shutil.which(words[0])  # the PATH in `environment` may lack this program
+    words[0] = shutil.which(words[0])  # the PATH in `environment` may not contain this program
     return subprocess.run(words, env=environment, input=keys,
                           capture_output=True, timeout=STEP_LIMIT, check=False)
 

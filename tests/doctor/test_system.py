@@ -1,4 +1,4 @@
-"""The doctor's findings about the commands and the machine."""
+"""Tests of the doctor's findings about the commands of the meter and about the machine."""
 
 import os
 import platform
@@ -12,7 +12,8 @@ NAMES = ("sernetpwreset.sh", "fw_reset.sh", "vmkeys", "rm", "sh")
 
 @pytest.fixture
 def examined(tmp_path):
-    """Returns a function that runs the doctor with a PATH, on a library whose system() has a shell."""
+    """Returns a function that runs the doctor with the given PATH. The client library's system() reports that
+    a shell is available."""
     store = tmp_path / "store"
     store.write_text("")
 
