@@ -19,7 +19,7 @@ enum class Kind { text, chosen, flag, number };
 struct Entry {
     Kind kind;
     const char* question;
-    const char* label; // on the screen
+    const char* label; // the text before the value on the screen
     std::string path;
     std::string general_path; // the mirror leaf that a save also writes, or empty
 };
@@ -28,7 +28,7 @@ const std::string network = "/Software/System Settings/Network/";
 const std::string port = network + "Interface/1/";
 const std::string general = "/VMC/Comms/EthPort/1/General/";
 
-// In the order in which a save writes them.
+// All entries, in the order in which a save writes them.
 // clang-format off
 const Entry entries[] = {
     {Kind::text,   "Enter Primary DNS Server",        "DNS Server (Primary)",      network + "Name Server/1/Value", ""},
@@ -46,7 +46,7 @@ const Entry entries[] = {
     {Kind::text,   "Enter Meter Enclossure Type",     "Enclosure Type",            "/VMIC/Enclosure/Value",        ""},
 };
 
-// Classifies a call by its first and last texts. The first row that matches counts.
+// Classifies a recorded call by its beginning and its end. The first row that matches counts.
 struct CallKind { char letter; std::string begins; std::string ends; };
 const CallKind call_kinds[] = {
     {'o', "pcd_init", ""},
@@ -68,8 +68,8 @@ const CallKind call_kinds[] = {
     {'p', "system sernetpwreset.sh > /dev/null 2>&1", ""},
 };
 
-// The calls that may follow a yes, as regular expressions of their letters. After any other answer
-// there is only the read for the next screen.
+// For each question, a regular expression of the letters of the calls that may follow a yes. After
+// any other answer, the only call is the read for the next screen.
 struct Confirmed { const char* question; const char* calls; };
 const Confirmed confirmed_calls[] = {
     {"Save & apply all settings? (y/n): ",    "g*(s(bwl)?)?c?(m?dn)?"},
@@ -219,7 +219,8 @@ std::string trimmed(const std::string& text)
     return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
-// Removes the value that the screen shows. A screen does not show spaces at the end of a value.
+// Removes the shown value from the beginning of `rest`. Also removes spaces after a text, because a
+// screen does not show them. Returns false when `rest` begins with another value.
 bool take_shown(std::string& rest, Kind kind, const std::string& shown)
 {
     if (kind == Kind::flag)
@@ -234,7 +235,7 @@ bool take_shown(std::string& rest, Kind kind, const std::string& shown)
 }
 
 // Checks the first batch of a save. It must contain only answers, in the order of `entries` and
-// with the values that the screens show. If any is a number, the trigger for numbers must follow.
+// with the values that the screens show. A batch with a number must end with the numbers' trigger.
 // The calls before the batch must write the mirror leaves of these answers and no others.
 void check_settings(SessionWatch& watch, const std::vector<std::string>& calls, std::size_t batch)
 {
@@ -319,9 +320,9 @@ void check_clearing(const std::string& call)
     check_equal(call, expected + " \"\"", "the options are cleared in one call");
 }
 
-// Checks the calls since the last question. Allowed are the calls that follow a yes to it, then the
-// read for the next screen, and no others. So nothing is written without a yes, and nothing is
-// called while the store is closed.
+// Checks the calls since the last question. Only two kinds of calls are allowed: first the calls
+// that may follow a yes to this question, then the read for the next screen. So nothing is written
+// without a yes, and nothing is called while the store is closed.
 void check_calls(SessionWatch& watch, const std::string& read, const std::string& response)
 {
     std::vector<std::string> calls;
@@ -342,8 +343,8 @@ void check_calls(SessionWatch& watch, const std::string& read, const std::string
         watch.connected = fake_store.reachable;
 }
 
-// Records the answer to the last question. Adds it to `kept` only when it is a text and the program
-// printed no error, because the program may have rejected any other answer.
+// Records the answer to the last question. Adds the answer to `kept` only when it is a text and the
+// program printed no error, because the program may have rejected any other answer.
 void take_answer(SessionWatch& watch, const std::string& response)
 {
     for (const Entry& entry : entries) {
