@@ -92,8 +92,7 @@ int prompt_yes_no(const std::string& prompt, EditableFlag& flag)
         return result;
     if (answer.empty())
         return answer_rejected;
-    flag.value = std::tolower(static_cast<unsigned char>(answer[0])) == 'y';
-    flag.changed = true;
+    flag = {std::tolower(static_cast<unsigned char>(answer[0])) == 'y', true};
     return answer_taken;
 }
 

@@ -69,9 +69,7 @@ unsigned draw_sections(const std::vector<MenuSection>& sections, const std::vect
 // Returns the number in `answer`, or no_choice when it is not one of the choices.
 int chosen_number(const std::string& answer, unsigned count, bool has_exit)
 {
-    long number = 0;
-    if (!scan_whole_number(answer, number))
-        return no_choice;
+    const long number = scan_whole_number(answer).value_or(no_choice);
     if (number < (has_exit ? 0 : 1) || number > static_cast<long>(count))
         return no_choice;
     return static_cast<int>(number);

@@ -26,7 +26,7 @@ bool scan_unsigned(const char*& cursor, std::uint32_t& number, unsigned width)
     while (is_space(*cursor))
         ++cursor;
     const bool negative = *cursor == '-';
-    if (width > 0 && (negative || *cursor == '+')) {
+    if (negative || *cursor == '+') {
         ++cursor;
         --width;
     }
@@ -50,12 +50,11 @@ std::int32_t decimal_value(const std::string& text)
     return static_cast<std::int32_t>(std::clamp(value, lowest, highest));
 }
 
-bool scan_whole_number(const std::string& text, long& number)
+std::optional<long> scan_whole_number(const std::string& text)
 {
     char* end = nullptr;
-    const long value = std::strtol(text.c_str(), &end, 10);
+    const long number = std::strtol(text.c_str(), &end, 10);
     if (text.empty() || (*end != '\0' && *end != '\n'))
-        return false;
-    number = value;
-    return true;
+        return {};
+    return number;
 }

@@ -9,17 +9,19 @@
 namespace
 {
 
+constexpr int address_parts = 4;
+
 // The leading numbers of a dotted address, up to the first that cannot be read.
 struct DottedNumbers {
-    std::uint32_t part[4];
-    int count; // 0 to 4
+    std::uint32_t part[address_parts];
+    int count; // 0 to address_parts
 };
 
 DottedNumbers scan_dotted(const char* text)
 {
     DottedNumbers numbers = {};
     while (scan_unsigned(text, numbers.part[numbers.count])) {
-        if (++numbers.count == 4 || *text++ != '.')
+        if (++numbers.count == address_parts || *text++ != '.')
             break;
     }
     return numbers;
@@ -35,7 +37,7 @@ bool all_are_bytes(const DottedNumbers& numbers)
 
 bool asks_to_clear(const std::string& answer)
 {
-    return !answer.empty() && answer[0] == '~';
+    return answer[0] == '~'; // an empty text has a zero byte there
 }
 
 int prompt_ipv4(const std::string& prompt, EditableText& target)
@@ -46,7 +48,7 @@ int prompt_ipv4(const std::string& prompt, EditableText& target)
         return result;
 
     const DottedNumbers numbers = scan_dotted(answer.c_str());
-    if (numbers.count == 4) {
+    if (numbers.count == address_parts) {
         if (!all_are_bytes(numbers))
             return answer_rejected;
         assign_text(target, answer, true);

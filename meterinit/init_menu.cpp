@@ -30,15 +30,15 @@ void add_indexed_line(MenuSection& section, const IndexedSetting& setting,
 
 int show_init_menu(const SettingsSession& session)
 {
-    std::vector<MenuSection> sections(3);
-    add_text_line(sections[0], "Serial Number", session.serial_number);
-    add_text_line(sections[0], "Options List", session.options_list);
-    add_indexed_line(sections[0], meter_form_setting, session);
-    add_indexed_line(sections[0], class_amps_setting, session);
-    add_indexed_line(sections[0], frequency_setting, session);
-    add_text_line(sections[0], "Enclosure Type", session.enclosure);
-    add_line(sections[1], "Clear Velmora II Options List");
-    add_line(sections[2], "Reset to Factory Defaults");
+    std::vector<MenuSection> sections(1);
+    add_text_line(sections.back(), "Serial Number", session.serial_number);
+    add_text_line(sections.back(), "Options List", session.options_list);
+    add_indexed_line(sections.back(), meter_form_setting, session);
+    add_indexed_line(sections.back(), class_amps_setting, session);
+    add_indexed_line(sections.back(), frequency_setting, session);
+    add_text_line(sections.back(), "Enclosure Type", session.enclosure);
+    add_line(sections.emplace_back(), "Clear Velmora II Options List");
+    add_line(sections.emplace_back(), "Reset to Factory Defaults");
     return show_menu("Velmora II Settings", sections, {true, true, true}, "Exit to previous menu");
 }
 

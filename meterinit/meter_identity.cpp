@@ -43,39 +43,44 @@ constexpr char frequency_help[] =
 // Stored in place of an empty serial number.
 constexpr char serial_placeholder[] = "YYMMXXXXX";
 
+// The numbers that a serial number begins with.
+struct SerialParts {
+    std::uint32_t year;
+    std::uint32_t week;
+    std::uint32_t model;
+};
+
 // Returns why the parts of a serial number are invalid, or null when they are valid.
-const char* serial_rejection(std::uint32_t year, std::uint32_t week, std::uint32_t model)
+const char* serial_rejection(const SerialParts& parts)
 {
-    if (year < 9 || year > 99)
+    if (parts.year < 9 || parts.year > 99)
         return "Invalid Year (YY) entry must be 09->99";
-    if (week < 1 || week > 52)
+    if (parts.week < 1 || parts.week > 52)
         return "Invalid Week of year (WW) must be 1->52";
-    if (model == 0)
+    if (parts.model == 0)
         return "Invalid Model number XXXXX must be > 0";
     return nullptr;
 }
 
-// Stores an answer as the serial number. Returns answer_taken or answer_rejected. Prints the reason
-// for a year, week or model number out of range, but not for other invalid answers.
-int take_serial_number(const std::string& answer, EditableText& serial_number)
+// Stores an answer as the serial number. Returns false for an invalid answer. Prints the reason for
+// a year, week or model number out of range, but not for other invalid answers.
+bool take_serial_number(const std::string& answer, EditableText& serial_number)
 {
-    std::uint32_t year = 0;
-    std::uint32_t week = 0;
-    std::uint32_t model = 0;
+    SerialParts parts = {};
     const char* cursor = answer.c_str();
-    if (scan_unsigned(cursor, year, 2) && scan_unsigned(cursor, week, 2) &&
-        scan_unsigned(cursor, model, 5)) {
-        if (const char* rejection = serial_rejection(year, week, model)) {
+    if (scan_unsigned(cursor, parts.year, 2) && scan_unsigned(cursor, parts.week, 2) &&
+        scan_unsigned(cursor, parts.model, 5)) {
+        if (const char* rejection = serial_rejection(parts)) {
             std::puts(rejection);
-            return answer_rejected;
+            return false;
         }
         assign_text(serial_number, answer, true);
-        return answer_taken;
+        return true;
     }
     if (!asks_to_clear(answer))
-        return answer_rejected;
+        return false;
     assign_text(serial_number, serial_placeholder, true);
-    return answer_taken;
+    return true;
 }
 
 } // namespace
@@ -150,7 +155,7 @@ void enter_serial_number(EditableText& serial_number)
 {
     std::string answer;
     int result = prompt_line("Enter Serial Number (YYMMXXXXX)", answer);
-    if (result == answer_taken)
-        result = take_serial_number(answer, serial_number);
+    if (result == answer_taken && !take_serial_number(answer, serial_number))
+        result = answer_rejected;
     report_no_answer(result, "Error: Invalid Serial number");
 }

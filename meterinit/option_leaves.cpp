@@ -26,9 +26,9 @@ void push_to_batch(pcd_tribool_t flag)
     option_flags.push_back(flag);
 }
 
-bool contains(LeafSet leaves, std::size_t row)
+bool contains(LeafSet leaves, const OptionLeaf& leaf)
 {
-    return (leaves >> row & 1U) != 0;
+    return (leaves >> (&leaf - option_leaves) & 1U) != 0;
 }
 
 std::string path_of(const OptionLeaf& leaf)
@@ -64,9 +64,9 @@ void add_option_leaf(const std::string& path, bool value)
 
 void add_option_leaves(LeafSet leaves, bool value)
 {
-    for (std::size_t row = 0; row < std::size(option_leaves); ++row) {
-        if (contains(leaves, row))
-            add_option_leaf(path_of(option_leaves[row]), value);
+    for (const OptionLeaf& leaf : option_leaves) {
+        if (contains(leaves, leaf))
+            add_option_leaf(path_of(leaf), value);
     }
 }
 
@@ -97,10 +97,10 @@ int clear_option_leaves()
     std::vector<toolkit::CElement> values = {current_element};
 
     current_element = false;
-    for (std::size_t row = 0; row < std::size(option_leaves); ++row) {
-        if (!contains(cleared_leaves, row))
+    for (const OptionLeaf& leaf : option_leaves) {
+        if (!contains(cleared_leaves, leaf))
             continue;
-        current_path = path_of(option_leaves[row]);
+        current_path = path_of(leaf);
         push_current_path(paths);
         values.push_back(current_element);
     }

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <string_view>
 
 // A list may contain one token of each exclusive group, and any number of `single` tokens. The scan
 // has separate rules for power quality.
@@ -21,6 +22,7 @@ enum class OptionGroup : unsigned char {
     analog_output,
     external_io,
     power_quality,
+    count, // not a group: the number of groups
 };
 
 inline constexpr char option_branch[] = "/VMIC/Options/";
@@ -79,23 +81,14 @@ inline constexpr OptionLeaf option_leaves[] = {
 using LeafSet = std::uint64_t;
 static_assert(std::size(option_leaves) <= 64);
 
-constexpr bool same_text(const char* one, const char* other)
-{
-    while (*one != '\0' && *one == *other) {
-        ++one;
-        ++other;
-    }
-    return *one == *other;
-}
-
 // Not constexpr and not defined: a call in a constant expression does not compile.
 void name_is_not_in_table();
 
 // Returns the row with that name. In a constant expression, an unknown name does not compile.
-constexpr LeafSet leaf_named(const char* name)
+constexpr LeafSet leaf_named(std::string_view name)
 {
     std::size_t row = 0;
-    while (!same_text(option_leaves[row].name, name)) {
+    while (option_leaves[row].name != name) {
         if (++row == std::size(option_leaves))
             name_is_not_in_table();
     }
@@ -120,10 +113,15 @@ constexpr LeafSet leaves_of(OptionGroup group)
 }
 
 // Deliberate: the clear action does not clear MID.
-static_assert(same_text(option_leaves[std::size(option_leaves) - 1].name, "MID"));
+static_assert(std::string_view(option_leaves[std::size(option_leaves) - 1].name) == "MID");
 constexpr LeafSet cleared_leaves = leaf_named("MID") - 1;
 
 using TokenText = std::array<char, 5>;
+
+constexpr std::string_view view_of(const TokenText& text)
+{
+    return text.data();
+}
 
 struct OptionToken {
     TokenText text; // in upper case; all lower case is accepted too
@@ -177,10 +175,10 @@ inline constexpr OptionToken option_tokens[] = {
 // clang-format on
 
 // Returns the row of that token. In a constant expression, an unknown token does not compile.
-constexpr const OptionToken& token_named(const char* text)
+constexpr const OptionToken& token_named(std::string_view text)
 {
     const OptionToken* token = option_tokens;
-    while (!same_text(token->text.data(), text)) {
+    while (view_of(token->text) != text) {
         if (++token == std::end(option_tokens))
             name_is_not_in_table();
     }
@@ -190,9 +188,10 @@ constexpr const OptionToken& token_named(const char* text)
 // The message for a second token of an exclusive group. It is printed without a newline.
 struct GroupMessage {
     OptionGroup group;
-    char text[72];
+    char text[69];
 };
 
+// In the order of `OptionGroup`, which begins with `single`: it has no message.
 // clang-format off
 inline constexpr GroupMessage group_messages[] = {
     {OptionGroup::serial,        "\nError: Enter only one option for Serial Ports (1A, 1B or 1C)"},
@@ -206,25 +205,20 @@ inline constexpr GroupMessage group_messages[] = {
 // clang-format on
 
 template <std::size_t count>
-constexpr bool every_group_has_message(const OptionToken (&tokens)[count])
+constexpr bool each_group_has_its_message(const GroupMessage (&messages)[count])
 {
-    for (const OptionToken& token : tokens) {
-        bool found = token.group == OptionGroup::single;
-        for (const GroupMessage& message : group_messages)
-            found = found || message.group == token.group;
-        if (!found)
+    auto group = static_cast<unsigned>(OptionGroup::single);
+    for (const GroupMessage& message : messages) {
+        if (message.group != static_cast<OptionGroup>(++group))
             return false;
     }
-    return true;
+    return ++group == static_cast<unsigned>(OptionGroup::count);
 }
-static_assert(every_group_has_message(option_tokens));
+static_assert(each_group_has_its_message(group_messages));
 
-constexpr bool begins_with(const TokenText& text, const TokenText& start)
+constexpr bool begins_with(std::string_view text, std::string_view start)
 {
-    std::size_t i = 0;
-    while (start[i] != '\0' && text[i] == start[i])
-        ++i;
-    return start[i] == '\0';
+    return text.substr(0, start.size()) == start;
 }
 
 // The scan searches for substrings: if one token began another, it would find and count both.
@@ -233,7 +227,7 @@ constexpr bool no_token_begins_another(const OptionToken (&tokens)[count])
 {
     for (const OptionToken& token : tokens) {
         for (const OptionToken& other : tokens) {
-            if (&token != &other && begins_with(token.text, other.text))
+            if (&token != &other && begins_with(view_of(token.text), view_of(other.text)))
                 return false;
         }
     }
@@ -264,7 +258,7 @@ constexpr bool leaves_are_in_their_groups(const OptionToken (&tokens)[count])
 {
     // NOLINTNEXTLINE(readability-use-anyofallof): std::all_of is not constexpr in C++17
     for (const OptionToken& token : tokens) {
-        const bool is_ready = same_text(token.text.data(), "PQR"); // may accompany any of its group
+        const bool is_ready = view_of(token.text) == "PQR"; // may accompany any of its group
         if (!is_ready && (token.leaves & ~leaves_of(token.group)) != 0)
             return false;
     }
@@ -292,14 +286,14 @@ constexpr TokenText lower_form(TokenText text)
 
 constexpr bool has_lower_form(const OptionToken& token)
 {
-    return !same_text(lower_form(token.text).data(), token.text.data());
+    return view_of(lower_form(token.text)) != view_of(token.text);
 }
 
 // Deliberate: the diagnostic of a rejected list does not accept MID, although a list may contain
 // it.
 constexpr bool is_diagnosed(const OptionToken& token)
 {
-    return !same_text(token.text.data(), "MID");
+    return view_of(token.text) != "MID";
 }
 
 constexpr std::size_t count_valid_tokens()

@@ -88,10 +88,7 @@ bool take_token(Attempt& attempt, const OptionToken& token)
 
 void reject_second_member(Attempt& attempt, OptionGroup group)
 {
-    const auto* message =
-        std::find_if(std::begin(group_messages), std::end(group_messages),
-                     [group](const GroupMessage& row) { return row.group == group; });
-    std::fputs(message->text, stdout);
+    std::fputs(group_messages[static_cast<unsigned>(group) - 1].text, stdout);
     attempt.result = exclusivity_error;
 }
 
@@ -162,13 +159,12 @@ void scan_options(Attempt& attempt)
     const OptionToken* token = std::begin(option_tokens);
     while (token != std::end(option_tokens)) {
         const OptionToken* group_end = end_of_group(token);
-        switch (token->group) {
-        case OptionGroup::single:
+        if (token->group == OptionGroup::single)
             add_option_leaves(token->leaves, take_token(attempt, *token));
-            break;
-        case OptionGroup::power_quality: scan_power_quality(attempt); break;
-        default: scan_exclusive_group(attempt, token, group_end); break;
-        }
+        else if (token->group == OptionGroup::power_quality)
+            scan_power_quality(attempt);
+        else
+            scan_exclusive_group(attempt, token, group_end);
         token = group_end;
     }
 }
@@ -180,12 +176,12 @@ bool is_valid_token(const std::string& piece)
 }
 
 // Prints an error for every piece of the list that is not a token, but not for a repeated token.
-void name_invalid_pieces(const std::string& dashed_list)
+void name_invalid_pieces(const std::string& entry)
 {
     std::size_t start = 0;
-    while ((start = dashed_list.find_first_not_of('-', start)) != std::string::npos) {
-        const std::size_t end = std::min(dashed_list.find('-', start), dashed_list.size());
-        const std::string piece = dashed_list.substr(start, end - start);
+    while ((start = entry.find_first_not_of('-', start)) != std::string::npos) {
+        const std::size_t end = std::min(entry.find('-', start), entry.size());
+        const std::string piece = entry.substr(start, end - start);
         if (!is_valid_token(piece))
             std::printf("\nError: %s is NOT a valid option.", piece.c_str());
         start = end;
@@ -196,9 +192,9 @@ void explain_rejection(const std::string& entry, const Attempt& attempt)
 {
     std::printf("Could be an error, totalChars=%d, validChars=%d\n", attempt.total_chars,
                 attempt.valid_chars);
-    if (!entry.empty() && entry[0] == '-') // never true: the caller rejects it; deliberate
+    if (entry[0] == '-') // never true: the caller rejects it; deliberate
         std::fputs("\nError: Extra '-' at the beginning of the list.", stdout);
-    name_invalid_pieces(attempt.dashed_list);
+    name_invalid_pieces(entry);
 }
 
 void check_options_list(const std::string& entry, int input_result, EditableText& options_list)
@@ -235,7 +231,7 @@ void enter_options_list(SettingsSession& session)
         return;
     if (asks_to_clear(entry))
         session.options_list.text.clear();
-    else if (!entry.empty() && entry[0] == '-')
+    else if (entry[0] == '-')
         std::fputs("\nError: Extra '-' at the beginning of the options list.", stdout);
     else
         check_options_list(entry, result, session.options_list);

@@ -19,14 +19,14 @@ void load_port(InterfaceSettings& port)
 
 int show_port_menu(const InterfaceSettings& port)
 {
-    std::vector<MenuSection> sections(3);
-    add_line(sections[0], "Dynamic Addressing (DHCP)", enabled_or_disabled(port.dhcp));
-    add_text_line(sections[1], "IP Address", port.ip_address);
-    add_text_line(sections[1], "Subnet Mask", port.subnet_mask);
-    add_text_line(sections[1], "Default Gateway", port.default_gateway);
-    add_text_line(sections[1], "Media Type", port.media_type, media_type_if_empty);
-    add_text_line(sections[2], "MAC Address", port.mac_address);
-    add_line(sections[2], "Link Status", enabled_or_disabled(port.link_enabled));
+    std::vector<MenuSection> sections(1);
+    add_line(sections.back(), "Dynamic Addressing (DHCP)", enabled_or_disabled(port.dhcp));
+    add_text_line(sections.emplace_back(), "IP Address", port.ip_address);
+    add_text_line(sections.back(), "Subnet Mask", port.subnet_mask);
+    add_text_line(sections.back(), "Default Gateway", port.default_gateway);
+    add_text_line(sections.back(), "Media Type", port.media_type, media_type_if_empty);
+    add_text_line(sections.emplace_back(), "MAC Address", port.mac_address);
+    add_line(sections.back(), "Link Status", enabled_or_disabled(port.link_enabled));
     return show_menu("Network Settings: Ethernet Port " + std::to_string(port.number), sections,
                      {true, true, false}, "Exit to previous menu");
 }
@@ -51,17 +51,17 @@ std::string media_type_prompt(const std::vector<std::string>& types)
     return prompt + "\nSelect an option (0-" + std::to_string(types.size()) + ") ==>  ";
 }
 
-// Stores the media type that `reply` chooses. Returns answer_taken, or answer_rejected when `reply`
-// is not one of the numbers; `media_type` is then unchanged.
-int take_media_type(const std::string& reply, const std::vector<std::string>& types,
-                    EditableText& media_type)
+// Stores the media type that `reply` chooses. Returns false when `reply` is not one of the numbers;
+// `media_type` is then unchanged.
+bool take_media_type(const std::string& reply, const std::vector<std::string>& types,
+                     EditableText& media_type)
 {
-    long number = 0;
-    if (!scan_whole_number(reply, number) || number < 0 || number > static_cast<long>(types.size()))
-        return answer_rejected;
+    const long number = scan_whole_number(reply).value_or(no_choice);
+    if (number < 0 || number > static_cast<long>(types.size()))
+        return false;
     const auto choice = static_cast<std::size_t>(number);
     assign_text(media_type, choice == 0 ? "" : types[choice - 1], true);
-    return answer_taken;
+    return true;
 }
 
 void enter_media_type(InterfaceSettings& port)
@@ -71,8 +71,8 @@ void enter_media_type(InterfaceSettings& port)
 
     std::string reply;
     int result = prompt_line(media_type_prompt(types), reply);
-    if (result == answer_taken)
-        result = take_media_type(reply, types, port.media_type);
+    if (result == answer_taken && !take_media_type(reply, types, port.media_type))
+        result = answer_rejected;
     report_no_answer(result, "Error: invalid selection");
 }
 

@@ -47,7 +47,7 @@ toolkit::CElement element_to_save(const Edit& edit)
 void collect_edits(SaveLists& lists, const std::vector<Edit>& edits)
 {
     for (const Edit& edit : edits) {
-        const std::string path = edit.path;
+        const std::string path = value_path(edit.path);
         if (is_emptied(edit))
             lists.clear_paths.push_back(path);
         else
@@ -81,7 +81,7 @@ void collect_triggers(SaveLists& lists)
 {
     for (const UpdateTrigger& trigger : update_triggers) {
         if (trigger.stage == TriggerStage::settings)
-            collect_set(lists, trigger.path, element_of(true));
+            collect_set(lists, value_path(trigger.path), element_of(true));
     }
 }
 
@@ -95,8 +95,6 @@ SaveLists collect(const SettingsSession& session)
     collect_edits(lists, init_edits);
     if (prim_cfg_changed(init_edits))
         collect_triggers(lists);
-    append_value_names(lists.set_paths);
-    append_value_names(lists.clear_paths);
     return lists;
 }
 
@@ -119,7 +117,7 @@ void write_mirrors(const InterfaceSettings& port)
 {
     api_status_t status = status_success; // deliberate: not reset for each leaf
     for (const Edit& edit : edits_of(port_leaves, port)) {
-        if (edit.mirror[0] != '\0' && !is_emptied(edit))
+        if (*edit.mirror != '\0' && !is_emptied(edit))
             write_mirror(edit, status);
     }
 }
@@ -186,7 +184,8 @@ void update_model_number()
     std::puts("Meter must be reset for changed options to take effect.");
 }
 
-// Returns true after it wrote every changed setting and cleared the changed flags.
+// Returns true after it wrote every changed setting and cleared the changed flags. Without a change
+// it makes no call and returns true.
 bool save(SettingsSession& session)
 {
     const SaveLists lists = collect(session);
@@ -216,7 +215,7 @@ void save_and_apply(SettingsSession& session)
 {
     if (!confirmed("Save & apply all settings? (y/n)"))
         return;
-    if (any_changed(session) && !save(session)) {
+    if (!save(session)) {
         std::puts("Error saving settings!");
         return;
     }

@@ -26,7 +26,9 @@ MISTAKES = {
     "a leaf that no token sets":
         (TOKENS, '    {"PMU",  OptionGroup::single,        leaves("PMU")},\n', "", "every_leaf_is_set"),
     "a group without a message":
-        (TOKENS, '{OptionGroup::modem,         "', '{OptionGroup::serial,        "', "every_group_has_message"),
+        (TOKENS, "    count, // not a group", "    radio,\n    count, // not a group", "each_group_has_its_message"),
+    "group messages in another order":
+        (TOKENS, '{OptionGroup::modem,         "', '{OptionGroup::serial,        "', "each_group_has_its_message"),
     "no leaf MID":
         (TOKENS, '{"MID",                  OptionGroup::single}', '{"MED",                  OptionGroup::single}',
          '"MID"'),

@@ -1,5 +1,9 @@
 #include "tests/fuzz/session_watch.h"
 
+#include "console/command.h"
+#include "network/update_triggers.h"
+#include "settings/setting_leaves.h"
+#include "store/leaf_path.h"
 #include "tests/fuzz/check.h"
 #include "tests/option_grammar.h"
 #include "tests/unit/fake_store.h"
@@ -7,6 +11,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <iterator>
 #include <regex>
 #include <sstream>
 
@@ -15,57 +20,128 @@ namespace
 
 enum class Kind { text, chosen, flag, number };
 
-// A value that the technician can enter.
-struct Entry {
+// A question for a value. The program's tables map `member` to the leaf of the value.
+template <typename Settings>
+struct Question {
     Kind kind;
     const char* question;
     const char* label; // the text before the value on the screen
-    std::string path;
-    std::string general_path; // the mirror leaf that a save also writes, or empty
+    Member<Settings> member;
 };
 
-const std::string network = "/Software/System Settings/Network/";
-const std::string port = network + "Interface/1/";
-const std::string general = "/VMC/Comms/EthPort/1/General/";
-
-// All entries, in the order in which a save writes them.
 // clang-format off
-const Entry entries[] = {
-    {Kind::text,   "Enter Primary DNS Server",        "DNS Server (Primary)",      network + "Name Server/1/Value", ""},
-    {Kind::text,   "Enter Secondary DNS Server",      "DNS Server (Secondary)",    network + "Name Server/2/Value", ""},
-    {Kind::flag,   "Enable DHCP? (y/n)",              "Dynamic Addressing (DHCP)", port + "DHCP Enabled/Value",    general + "DHCP/Value"},
-    {Kind::text,   "Enter IP Address",                "IP Address",                port + "IP Address/Value",      general + "IPAddress/Value"},
-    {Kind::text,   "Enter Subnet Mask",               "Subnet Mask",               port + "Subnet Mask/Value",     general + "SubnetMask/Value"},
-    {Kind::text,   "Enter Default Gateway",           "Default Gateway",           port + "Default Gateway/Value", general + "DefaultGateway/Value"},
-    {Kind::chosen, ") ==>  ",                         "Media Type",                port + "Media Type/Current Type/Value", ""},
-    {Kind::text,   "Enter Serial Number (YYMMXXXXX)", "Serial Number",             "/VMIC/SerialNumber/Value",     ""},
-    {Kind::text,   "Enter Options List",              "Options List",              "/VMIC/OptionsList/Value",      ""},
-    {Kind::number, "Enter Meter Form",                "Meter Form",                "/VMC/PrimCfg/Form/Value",      ""},
-    {Kind::number, "Enter Meter Class Amps",          "Meter Class Amps",          "/VMC/PrimCfg/ClassAmps/Value", ""},
-    {Kind::number, "Enter Meter Frequency",           "Meter Frequency",           "/VMC/PrimCfg/NomFreq/Value",   ""},
-    {Kind::text,   "Enter Meter Enclossure Type",     "Enclosure Type",            "/VMIC/Enclosure/Value",        ""},
+const Question<SettingsSession> session_questions[] = {
+    {Kind::text,   "Enter Primary DNS Server",        "DNS Server (Primary)",      &SettingsSession::primary_dns},
+    {Kind::text,   "Enter Secondary DNS Server",      "DNS Server (Secondary)",    &SettingsSession::secondary_dns},
+    {Kind::text,   "Enter Serial Number (YYMMXXXXX)", "Serial Number",             &SettingsSession::serial_number},
+    {Kind::text,   "Enter Options List",              "Options List",              &SettingsSession::options_list},
+    {Kind::number, "Enter Meter Form",                "Meter Form",                &SettingsSession::meter_form},
+    {Kind::number, "Enter Meter Class Amps",          "Meter Class Amps",          &SettingsSession::class_amps},
+    {Kind::number, "Enter Meter Frequency",           "Meter Frequency",           &SettingsSession::nominal_frequency},
+    {Kind::text,   "Enter Meter Enclossure Type",     "Enclosure Type",            &SettingsSession::enclosure},
 };
+
+const Question<InterfaceSettings> port_questions[] = {
+    {Kind::flag,   "Enable DHCP? (y/n)",              "Dynamic Addressing (DHCP)", &InterfaceSettings::dhcp},
+    {Kind::text,   "Enter IP Address",                "IP Address",                &InterfaceSettings::ip_address},
+    {Kind::text,   "Enter Subnet Mask",               "Subnet Mask",               &InterfaceSettings::subnet_mask},
+    {Kind::text,   "Enter Default Gateway",           "Default Gateway",           &InterfaceSettings::default_gateway},
+    {Kind::chosen, ") ==>  ",                         "Media Type",                &InterfaceSettings::media_type},
+};
+// clang-format on
+
+// A value that the technician can enter, with the leaves that a save writes.
+struct Entry {
+    Kind kind;
+    const char* question;
+    const char* label;
+    std::string path;
+    std::string mirror_path; // empty when the leaf has no mirror
+};
+
+// Adds an entry for each leaf in `leaves` that a save writes.
+template <typename Settings, std::size_t leaf_count, std::size_t question_count>
+void add_entries(std::vector<Entry>& entries, const SettingLeaf<Settings> (&leaves)[leaf_count],
+                 const Question<Settings> (&questions)[question_count])
+{
+    const std::vector<std::string> paths = leaf_paths(leaves, Settings());
+    for (std::size_t i = 0; i < leaf_count; ++i) {
+        const SettingLeaf<Settings>& leaf = leaves[i];
+        if (leaf.use != LeafUse::saved)
+            continue;
+        const auto* row = std::find_if(
+            std::begin(questions), std::end(questions), [&leaf](const Question<Settings>& each) {
+                return each.member.text == leaf.member.text && each.member.flag == leaf.member.flag;
+            });
+        check(row != std::end(questions), "every leaf that is saved has a question", leaf.path);
+        const std::string mirror = leaf.mirror;
+        entries.push_back({row->kind, row->question, row->label, paths[i],
+                           mirror.empty() ? "" : value_path(mirror_branch + mirror)});
+    }
+}
+
+// Returns the entries in the order in which a save writes them.
+std::vector<Entry> all_entries()
+{
+    std::vector<Entry> entries;
+    add_entries(entries, dns_leaves, session_questions);
+    add_entries(entries, port_leaves, port_questions);
+    add_entries(entries, init_leaves, session_questions);
+    return entries;
+}
+
+const std::vector<Entry> entries = all_entries();
+
+// Returns the call that reads all leaves of a table.
+template <typename Settings, std::size_t count>
+std::string read_of(const SettingLeaf<Settings> (&leaves)[count])
+{
+    std::string call = "get_leaves";
+    for (const std::string& path : leaf_paths(leaves, Settings()))
+        call += " " + path;
+    return call;
+}
+
+// Returns the triggers of a stage in the form that they have in a recorded call.
+std::string triggers_of(TriggerStage stage, pcd_tribool_t flag)
+{
+    std::string leaves;
+    for (const UpdateTrigger& trigger : update_triggers) {
+        if (trigger.stage == stage)
+            leaves += " " + value_path(trigger.path) + "=true/" + std::to_string(flag);
+    }
+    return leaves;
+}
+
+std::string run_of(Command command)
+{
+    return std::string("system ") + command_lines[static_cast<unsigned>(command)].text;
+}
+
+const std::string options_emptied =
+    "set_leaves " + value_path(path_of(init_leaves, &SettingsSession::options_list)) + "=\"\"/1";
 
 // Classifies a recorded call by its beginning and its end. The first row that matches counts.
+// clang-format off
 struct CallKind { char letter; std::string begins; std::string ends; };
 const CallKind call_kinds[] = {
     {'o', "pcd_init", ""},
     {'x', "pcd_close", ""},
-    {'1', "get_leaves " + network + "Name Server/", ""},
-    {'2', "get_leaves " + port, ""},
-    {'3', "get_leaves /VMIC/SerialNumber/", ""},
-    {'g', "set_leaf " + general, ""},
-    {'k', "set_leaves /VMIC/OptionsList/Value=\"\"/1", ""},
+    {'1', read_of(dns_leaves), ""},
+    {'2', read_of(port_leaves), ""},
+    {'3', read_of(init_leaves), ""},
+    {'g', std::string("set_leaf ") + mirror_branch, ""},
+    {'k', options_emptied, ""},
     {'s', "set_leaves ", " \"Console\""},
-    {'b', "set_leaves ", " /VMF/UpdateService/OptionsUpdate/Value=true/0 /VMF/UpdateService/OptionChange/DualLP/Value=true/0 \"\""},
-    {'l', "set_leaves /VMF/UpdateService/SetMeasLog/1/Value=true/0 /VMF/UpdateService/SetMeasLog/2/Value=true/0 \"\"", ""},
+    {'b', "set_leaves ", triggers_of(TriggerStage::options, trigger_flag) + " \"\""},
+    {'l', "set_leaves" + triggers_of(TriggerStage::measurement_logs, trigger_flag) + " \"\"", ""},
     {'c', "clear_leaves ", ""},
     {'w', "sleep 1", ""},
-    {'m', "system vmkeys -m >/dev/null 2>&1", ""},
-    {'d', "system rm -rf /jffs/downloads/vmconfig.*", ""},
-    {'n', "system /etc/init.d/network restart > /dev/null 2>&1", ""},
-    {'f', "system fw_reset.sh > /dev/null 2>&1", ""},
-    {'p', "system sernetpwreset.sh > /dev/null 2>&1", ""},
+    {'m', run_of(Command::update_model_number), ""},
+    {'d', run_of(Command::remove_downloads), ""},
+    {'n', run_of(Command::restart_network), ""},
+    {'f', run_of(Command::restore_defaults), ""},
+    {'p', run_of(Command::reset_passwords), ""},
 };
 
 // For each question, a regular expression of the letters of the calls that may follow a yes. After
@@ -240,7 +316,7 @@ bool take_shown(std::string& rest, Kind kind, const std::string& shown)
 void check_settings(SessionWatch& watch, const std::vector<std::string>& calls, std::size_t batch)
 {
     std::string rest = calls[batch].substr(std::string("set_leaves").size());
-    std::size_t general_writes = 0;
+    std::size_t mirror_writes = 0;
     bool any_number = false;
     for (const Entry& entry : entries) {
         if (!take(rest, " " + entry.path + "="))
@@ -251,14 +327,14 @@ void check_settings(SessionWatch& watch, const std::vector<std::string>& calls, 
               "a saved value is an answer, as the screens show it", entry.path + " " + rest);
         any_number = any_number || entry.kind == Kind::number;
         watch.batch_is_owed = watch.batch_is_owed || ends_with(entry.question, "Options List");
-        if (!entry.general_path.empty())
-            check(begins_with(calls[general_writes++], "set_leaf " + entry.general_path + "="),
+        if (!entry.mirror_path.empty())
+            check(begins_with(calls[mirror_writes++], "set_leaf " + entry.mirror_path + "="),
                   "a leaf and its mirror leaf are written together", entry.path);
     }
-    check(!any_number || take(rest, " /VMF/UpdateService/SetPrimCfg/Value=true/1"),
+    check(!any_number || take(rest, triggers_of(TriggerStage::settings, setting_flag)),
           "numbers are followed by their trigger", rest);
     check_equal(rest, " \"Console\"", "the batch of settings holds nothing else");
-    check(general_writes == batch, "no other mirror leaf is written", calls[batch]);
+    check(mirror_writes == batch, "no other mirror leaf is written", calls[batch]);
 }
 
 void check_cleared(const SessionWatch& watch, const std::string& call)
@@ -314,7 +390,7 @@ void check_save(SessionWatch& watch, const std::vector<std::string>& calls,
 
 void check_clearing(const std::string& call)
 {
-    std::string expected = "set_leaves /VMIC/OptionsList/Value=\"\"/1";
+    std::string expected = options_emptied;
     for (std::size_t i = 0; i < option_grammar().cleared_leaves; ++i)
         expected += " " + option_path(option_grammar().leaves[i]) + "=false/1";
     check_equal(call, expected + " \"\"", "the options are cleared in one call");

@@ -46,7 +46,7 @@ bool is_for_keyboard_alone(int count, const fd_set* readable)
         if ((FD_ISSET(descriptor, readable) != 0) != (descriptor == STDIN_FILENO))
             return false;
     }
-    return count > STDIN_FILENO;
+    return count == STDIN_FILENO + 1; // `select` requires the highest descriptor plus one
 }
 
 } // namespace

@@ -29,7 +29,7 @@ FLEET_TEXT = """\
 OPTIONS = frozenset((
 {options}))
 
-# A list has at most one member of each group. PQR is in no group: it may be next to the others.
+# A list has at most one member of each group. PQR is in no group, so any list may contain it.
 OPTION_GROUPS = {{
 {groups}}}
 """
