@@ -27,7 +27,7 @@ struct OptionGrammar {
     std::map<std::string, Names> further_leaves;
 };
 
-// Returns the grammar. The first call reads the file. If this fails, it ends the process.
+// Returns the grammar. The first call reads the file. A failed read ends the process.
 const OptionGrammar& option_grammar();
 
 bool has(const Names& names, const std::string& name);
@@ -45,6 +45,6 @@ std::set<std::string> options_of(const std::string& list);
 // Returns the path of an option's leaf: "/VMIC/Options/LEAF/Value".
 std::string option_path(const std::string& leaf);
 
-// Returns the call that writes the batch of an accepted list with these options. The text is the
-// one that the fake store records.
+// Returns the text that the fake store records when the program writes the batch of an accepted
+// list with these options.
 std::string batch_of(const std::set<std::string>& options);

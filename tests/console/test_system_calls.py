@@ -59,5 +59,5 @@ def test_a_screen_is_one_write(calls_of):
     writes = [call for call in calls_of("write", b"1\r", b"0\r", b"0\r") if call.startswith("write(1, ")]
     screens = [call for call in writes if "Select an option" in call]
     assert len(screens) == 3  # main menu, port menu, main menu
-    assert len(writes) == 3 + 2 * 3  # for each of three answers, also an echo of its key and one of Enter
+    assert len(writes) == 3 + 2 * 3  # three screens, and two echoes for each of three answers
     assert all("-----" in screen for screen in screens)

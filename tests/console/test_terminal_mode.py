@@ -15,7 +15,7 @@ OWN_FLAGS = termios.ECHO | termios.ICANON | termios.ISIG
 
 
 def unusual(attributes):
-    """Inverts many flags and sets two control characters. The program must neither change nor lose them."""
+    """Inverts many flags and changes two control characters. The program must keep all these changes."""
     attributes[IFLAG] ^= termios.ICRNL | termios.IXON | termios.ISTRIP | termios.INLCR | termios.IGNCR
     attributes[CFLAG] ^= termios.HUPCL | termios.PARODD
     attributes[LFLAG] ^= termios.IEXTEN | termios.ECHOE | termios.ECHOK | termios.ECHONL | termios.NOFLSH
@@ -58,7 +58,7 @@ def test_echo_line_editing_and_signals_are_off_and_nothing_else(on_terminal, pre
 def test_everything_is_restored_at_the_end(on_terminal, prepare):
     console = on_terminal(prepare=prepare, controlling=False)
     until_prompt(console)
-    console.send(b"0\x04")  # Control-D, because some of these terminals change Enter
+    console.send(b"0\x04")  # Control-D ends the line even on a terminal that changes Enter
     assert console.finish() == "exit 0"
     assert console.attributes() == console.attributes_before
 

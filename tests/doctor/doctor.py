@@ -23,7 +23,7 @@ class Report:
             report["ok"], report["notes"], report["wrong"]]
 
     def of(self, kind, group=None):
-        """Returns a text for each finding of this kind: "LEAF MESSAGE", or "MESSAGE" if it has no leaf."""
+        """Returns a text for each finding of this kind: "LEAF MESSAGE", or "MESSAGE" without a leaf."""
         return [(finding["leaf"] + " " + finding["message"]).lstrip() for finding in self.findings
                 if finding["result"] == kind and group in (None, finding["group"])]
 

@@ -94,7 +94,7 @@ def test_the_directory_of_downloads_is_examined(tmp_path):
     assert examined_downloads(tmp_path, directory) == [("ok", "/jffs/downloads exists")]
     assert examined_downloads(tmp_path, file) == unusable
     assert examined_downloads(tmp_path, tmp_path / "none") == [("note", "/jffs/downloads is missing")]
-    assert examined_downloads(tmp_path, "/proc/self") == unusable  # even root cannot write there
+    assert examined_downloads(tmp_path, "/proc/self") == unusable  # even root cannot write to /proc/self
 
 
 def test_the_machine_is_described(meter):

@@ -103,7 +103,8 @@ TEST_CASE("a leaf is found by its name, a token by its text")
     CHECK(token_named("PQ2").leaves == leaf_named("PQ2"));
     const LeafSet first = leaf_named("Serial/1");
     LeafSet two = 0;
-    // Assigned, because the compiler would evaluate an initialiser and never run the function.
+    // This must be an assignment, because the compiler would evaluate an initialiser and the
+    // function would never run.
     // cppcheck-suppress redundantInitialization
     two = leaves("Serial/1", "Serial/3");
     const LeafSet mid = leaf_named("MID");
@@ -135,7 +136,8 @@ TEST_CASE("the diagnostic accepts both forms of every token except MID, in this 
         }
     }
     CHECK(known.size() == option_grammar().known_texts);
-    // Assigned, because the compiler would evaluate an initialiser and never run the function.
+    // This must be an assignment, because the compiler would evaluate an initialiser and the
+    // function would never run.
     auto tokens = valid_tokens;
     // cppcheck-suppress redundantInitialization
     tokens = collect_valid_tokens();

@@ -93,7 +93,7 @@ TEST_CASE("only changed texts are written; empty ones are cleared, the others se
     CHECK(calls_of_save(session) ==
           Calls{"set_leaves " + network + "Name Server/2/Value=\"192.0.2.2\"/1 \"Console\"",
                 "clear_leaves " + network + "Name Server/1/Value \"\" statuses 1"});
-    CHECK(fake_store.statuses_given == 1); // one for each leaf that was set
+    CHECK(fake_store.statuses_given == 1); // one status for each leaf that was set
     CHECK_FALSE(any_changed(session));
 }
 
@@ -319,7 +319,7 @@ TEST_CASE("a status other than success fails the save after the options have bee
     CHECK(saved(session) == question + "Velmora II Options list set in CDS\n"
                                        "Velmora II ML Config sent\n"
                                        "Error saving settings!\n");
-    CHECK(store.calls.size() == 4); // no clear and no command
+    CHECK(store.calls.size() == 4); // no leaf was cleared and no command ran
     CHECK(session.options_list.changed);
     CHECK_FALSE(are_options_pending());
 }
