@@ -18,7 +18,7 @@ WAIT = re.compile(r"‹wait (\d+) s›")
 
 @pytest.fixture
 def meter(request):
-    """A new meter with the factory defaults. It is kept if the test fails."""
+    """Returns a new simulated meter with the factory defaults. If the test fails, its directory is kept."""
     made = Meter(request.node.name, tomllib.loads(FACTORY.read_text()))
     failures = request.session.testsfailed
     yield made
@@ -28,7 +28,8 @@ def meter(request):
 
 @pytest.fixture
 def plain_folder():
-    """A directory whose path is safe in variables such as PATH, whatever the project's own path contains."""
+    """Returns a new directory for variables such as PATH. The path of this directory has no colon, but the
+    project's own path may have one."""
     with tempfile.TemporaryDirectory() as made:
         yield pathlib.Path(made)
 
@@ -64,7 +65,7 @@ class DialogueFailure(Exception):
 
 
 def seconds_waited(item):
-    """Returns the seconds that a test spends in the waits of its dialogue."""
+    """Returns the total seconds of the waits in a test's dialogue, or 0 if the test is not a dialogue."""
     if not isinstance(item, DialogueItem):
         return 0
     return sum(int(seconds) for seconds in WAIT.findall(item.path.read_text(encoding="utf-8")))
@@ -78,7 +79,8 @@ def pytest_addoption(parser):
 
 
 def pytest_terminal_summary(terminalreporter):
-    """Writes the failed tests to the file $FAILED_TESTS, one per line, quoted for a shell."""
+    """Writes the names of the failed tests to the file that $FAILED_TESTS names. Each line has one name,
+    quoted for a shell."""
     path = os.environ.get("FAILED_TESTS")
     reports = [*terminalreporter.stats.get("failed", ()), *terminalreporter.stats.get("error", ())]
     if path and reports:
@@ -112,7 +114,7 @@ def pytest_runtest_setup(item):
 
 
 def pytest_collection_modifyitems(config, items):
-    items.sort(key=seconds_waited, reverse=True)  # stable: tests with equal times keep their order
+    items.sort(key=seconds_waited, reverse=True)  # a stable sort: tests with equal times keep their order
     left_out = [item for item in items if is_left_out(item, config)]
     config.hook.pytest_deselected(items=left_out)
     items[:] = [item for item in items if item not in left_out]
@@ -123,11 +125,11 @@ def pytest_xdist_make_scheduler(config, log):
     from xdist.scheduler import LoadScheduling
 
     class OneAtATime(LoadScheduling):
-        """Assigns one test at a time, alternately from the front and from the back of the list. The tests
-        with waits are at the front.
+        """Assigns one test at a time to a worker, alternately from the front and from the back of the list.
+        The tests with waits are at the front.
 
-        A process gets its next test while it still runs another one. In this order, a test with waits never
-        queues behind another test with waits."""
+        A worker gets its next test while its current test still runs. Because of the alternation, a test
+        with waits never queues behind another test with waits."""
 
         def __init__(self, *arguments):
             super().__init__(*arguments)

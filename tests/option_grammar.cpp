@@ -48,7 +48,8 @@ void add(std::string& call, const Names& names, bool value)
         call += " " + option_path(name) + (value ? "=true/1" : "=false/1");
 }
 
-// Returns the leaves of the options for which `is_chosen` returns true, in the order of the file.
+// Returns the leaves that are set by an option for which `is_chosen` returns true. They are in the
+// order of `leaves` in tests/grammar.toml.
 template <typename Predicate>
 Names leaves_that(const Predicate& is_chosen)
 {
@@ -138,8 +139,10 @@ std::string batch_of(const std::set<std::string>& options)
         const auto in_group = [&](const GrammarOption& option) {
             return option.name == row->name || (!row->group.empty() && option.group == row->group);
         };
+        // Only the last row of a group adds leaves. The last row of "quality" also adds the leaves
+        // of PQR.
         if (row->group == "ready" || (row + 1 != rows.end() && in_group(row[1])))
-            continue; // the last row of a group adds its leaves; "quality" adds those of PQR
+            continue;
         const auto chosen =
             std::find_if(rows.begin(), rows.end(), [&](const GrammarOption& option) {
                 return in_group(option) && is_named(option);

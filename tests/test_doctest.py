@@ -12,7 +12,7 @@ PROGRAMS = ("unit-tests", "simulator-tests", "cdsctl-tests")
 
 
 def run(program, *arguments):
-    """Returns the exit status of the program, and its output in XML."""
+    """Runs a test program. Returns its exit status and its output, which is XML."""
     ended = subprocess.run(command(BUILD / program, "--reporters=xml", *arguments),
                            capture_output=True, text=True, timeout=5 * STEP_LIMIT)
     return ended.returncode, ended.stdout + ended.stderr

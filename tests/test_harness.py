@@ -1,4 +1,4 @@
-"""Tests of the dialogue runner: the differences that it must find, and the notation."""
+"""Tests of the dialogue runner: its reports of differences, and the notation of dialogue files."""
 
 import copy
 import json
@@ -15,7 +15,8 @@ FOLDER = pathlib.Path(__file__).parent / "dialogues"
 
 
 def case(name, **changes):
-    """Returns a recorded dialogue after some changes. A change replaces an old text in one of its parts."""
+    """Returns a recorded dialogue with changes. A change replaces a text in one part of the dialogue, such as
+    `console` or `calls`."""
     changed = copy.copy(dialogue.Dialogue(FOLDER / f"{name}.dialogue"))
     for part, (old, new) in changes.items():
         text = getattr(changed, part)
@@ -27,7 +28,8 @@ def case(name, **changes):
 
 
 def report_of(changed):
-    """Returns the runner's report, and removes the meter's directory that the runner keeps."""
+    """Plays a changed dialogue and returns the runner's report. Removes the meter's directory, which the
+    runner keeps after a difference."""
     report = dialogue.play(changed)
     kept = pathlib.Path(report.rpartition("the meter's directory is kept: ")[2])
     assert (kept / "meter" / "store.toml").exists() and (kept / "calls").exists()
@@ -74,7 +76,8 @@ def test_a_program_that_writes_without_end_is_reported():
 
 
 def edited(folder, name, *changes):
-    """Returns a copy of a dialogue. In each pair, the first occurrence of the old text is replaced."""
+    """Returns a copy of a dialogue. Each change is a pair of texts. The second text replaces the first
+    occurrence of the first text."""
     text = (FOLDER / f"{name}.dialogue").read_text(encoding="utf-8")
     for old, new in changes:
         assert old in text
@@ -102,10 +105,10 @@ def test_a_file_that_cannot_be_read_is_rejected(tmp_path, old, new, why):
 
 
 @pytest.mark.parametrize("changes, reported", [
-    # A repeated screen is compared byte for byte, and the report contains the whole screen.
+    # The runner compares a repeated screen byte for byte, and the report shows the whole screen.
     ([("«main menu 2 again»", "«main menu 1 again»")], "wanted b'92.0.2.53 "),
     ([("«main menu 2 again»", "«main menu 1 again»")], "\n- 2.  DNS Server (Primary)            :  192.0.2.53  "),
-    # Only one notation is accepted: no freely chosen names, and no repeated screen written in full.
+    # A screen must have the name that the recorder gives. Any other name is a difference.
     ([("«main menu 2»", "«main menu»")] + [("«main menu 2 again»", "«main menu again»")] * 3,
      "-«main menu»\n+«main menu 2»"),
 ])
@@ -117,17 +120,17 @@ SMALL = {"Port": 1, "Reset": 2, "Save": 3}
 
 @pytest.mark.parametrize("typed, now, retyped", [
     ("3⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "4⏎"),
-    (" +3⏎3⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, " +4⏎3⏎"),  # the second 3 answers another question
+    (" +3⏎3⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, " +4⏎3⏎"),  # only the first 3 is the answer to the menu
     ("1⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "1⏎"),
     ("3⏎", {str(n): n for n in range(1, 10)} | {"Reset": 10, "Save": 11}, "11⏎"),
     ("23^?^?3^J", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "23^?^?4^J"),
-    ("4⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "5⏎"),  # 4 was not an item, and 5 is not one now
+    ("4⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "5⏎"),  # no item had the number 4, and now none has 5
     ("9⏎", {"Port": 1, "DNS": 2, "Reset": 3, "Save": 4}, "9⏎"),
     ("0⏎", {"Save": 1}, "0⏎"),
     ("-3⏎", {"Save": 1}, "-3⏎"),
     ("3a⏎", {"Save": 1}, "3a⏎"),
-    ("2⏎", {"Port": 1, "Reset all": 2, "Save": 3}, "2⏎"),  # a new label for the same number
-    ("3⏎", {}, "3⏎"),  # another question
+    ("2⏎", {"Port": 1, "Reset all": 2, "Save": 3}, "2⏎"),  # item 2 has a new label
+    ("3⏎", {}, "3⏎"),  # the 3 is no longer the answer to a menu
 ])
 def test_an_item_is_found_by_its_label(typed, now, retyped):
     inputs = [step for step in dialogue.parse_typed(typed) if step[0] == "key"]
@@ -143,7 +146,8 @@ def test_an_item_that_is_gone_is_reported(now):
 
 
 def test_recording_again_follows_moved_numbers(tmp_path):
-    """The transcript has a menu with one item fewer, and the answers for that menu."""
+    """Removes an item from the menu of a transcript, and adapts the keys. Recording the transcript again must
+    restore the item and the keys."""
     name = "main/password-reset"
     shown = (FOLDER / f"{name}.dialogue").read_text(encoding="utf-8").splitlines(True)
     server = next(line for line in shown if line.startswith(f" {PASSWORDS - 1}.  "))

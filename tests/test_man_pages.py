@@ -32,7 +32,7 @@ def commands_of_help():
 
 
 def flags_of(text):
-    """Returns the options that the markup of a page names: ".Fl C" is "-C", ".Fl -json" is "--json"."""
+    """Returns the options in a page's markup. For example, ".Fl C" is "-C" and ".Fl -json" is "--json"."""
     return {"-" + flag for flag in re.findall(r"\bFl (-?\w+)", text)}
 
 
@@ -45,7 +45,7 @@ def test_there_are_pages():
 @pytest.mark.parametrize("file", PAGES, ids=lambda file: file.name)
 def test_a_page_is_well_formed(file):
     done = subprocess.run(["mandoc", "-T", "lint", str(file)], capture_output=True, text=True, timeout=STEP_LIMIT)
-    # A page may refer to pages that are not installed.
+    # mandoc reports references to pages that are not installed, but such references are allowed.
     said = [line for line in done.stdout.splitlines() if "STYLE: referenced manual not found" not in line]
     assert said == []
 

@@ -1,11 +1,11 @@
-"""Checks the file of one program or shared library. The checks do not run the program."""
+"""Checks that the file of a program or shared library is hardened. The checks do not run the program."""
 
 import re
 
 from harness.elf import readelf, symbols
 
 CHECKED_CALLS = {"__printf_chk", "__fprintf_chk", "__snprintf_chk"}
-# Parts of the C++ library that a small program must not use: streams, locales, threads.
+# Symbols of C++ streams, locales and threads, which a small program must not use.
 UNWANTED = re.compile(r"St6locale|St8ios_base|St6thread|basic_[io]?stream|^_ZNK?S[oi]|St4cout|pthread_create")
 
 

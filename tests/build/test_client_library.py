@@ -1,4 +1,5 @@
-"""Builds the program against an installed client library: the simulated one, in the layout of a meter's."""
+"""Builds the program against an installed client library. This library is the simulated one, but it has the
+directory layout of a meter's library."""
 
 import os
 import re
@@ -17,7 +18,7 @@ BINUTILS = "powerpc-linux-gnu-" if RUN_WITH else ""
 
 
 def built_against(library, build):
-    """Builds the program against an installed library, in a build directory that was configured for another
+    """Builds the program against an installed library. The build directory was first configured for another
     library, which no longer exists."""
     other = library.with_name("other")
     shutil.copytree(library, other)
@@ -29,7 +30,7 @@ def built_against(library, build):
 
 
 def find_libraries_in(folder):
-    """Returns the arguments before a program that make it find shared libraries in the directory."""
+    """Returns the words that must precede a program so that it finds shared libraries in the directory."""
     return shlex.join([*RUN_WITH, "-E", f"LD_LIBRARY_PATH={folder}"] if RUN_WITH
                       else ["env", f"LD_LIBRARY_PATH={folder}"])
 

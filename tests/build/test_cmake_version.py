@@ -4,8 +4,8 @@ import re
 
 from harness.program import REPOSITORY
 
-# Features that CMake added after version 3.16 and that somebody might use here. Two parts of the project need
-# a later version: cpack needs 3.19, as the guide says, and the presets of the page need 3.25.
+# Features that CMake added after version 3.16. Only two parts of the project need a later version: cpack needs
+# 3.19, as docs/integrator.md says, and the presets of the page need 3.25.
 ADDED = {
     (3, 17): r"ZIP_LISTS|CMAKE_CURRENT_FUNCTION|CMAKE_MESSAGE_LOG_LEVEL|message\((CHECK_START|CHECK_PASS)",
     (3, 18): r"cmake_language|ARCHIVE_(CREATE|EXTRACT)|find_(program|library|path|file)\([^)]*REQUIRED|DEVICE_LINK",

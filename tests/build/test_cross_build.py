@@ -1,4 +1,4 @@
-"""The meter build uses no headers and libraries of the host."""
+"""Tests that the meter build uses no headers of the host, and that the program fits the meter's processor."""
 
 import os
 import subprocess

@@ -1,4 +1,4 @@
-"""The installed files, the Debian packages, and reproducible builds."""
+"""Tests of the installed files, of the Debian packages, and of reproducible builds."""
 
 import os
 import re
@@ -76,7 +76,7 @@ FLEET_FILES = {
                    "plugins/doc_fragments/console.py", "plugins/module_utils/console.py",
                    "plugins/modules/meter_settings.py", "plugins/modules/meter_settings_info.py")),
 }
-# The components of this build. meter-fleet depends on no processor, so only the host build has it.
+# The components of this build. meter-fleet runs on any processor, so only the host build packs it.
 COMPONENTS = {"program": PROGRAM_FILES, "doc": DOC_FILES, "desk": DESK_FILES}
 if not RUN_WITH:
     COMPONENTS["fleet"] = FLEET_FILES
@@ -85,7 +85,7 @@ PACKAGES = {"program": "meter-settings", "doc": "meter-settings-doc", "desk": "m
 
 
 PAGE = REPOSITORY / "build" / "web" / "meter.html"
-if PAGE.exists():  # only after ./page
+if PAGE.exists():  # ./page builds this file
     DESK_FILES |= {"share/meter-settings/meter.html"}
 
 
@@ -94,7 +94,7 @@ def files_below(folder):
 
 
 def packages_of(build, folder):
-    """Runs cpack on a build. Returns the packages by name."""
+    """Runs cpack on a build. Returns a dictionary from the packages' names to their files."""
     output_of("cpack", "--config", build / "CPackConfig.cmake", "-B", folder, cwd=build)
     return {path.name.partition("_")[0]: path for path in folder.glob("*.deb")}
 
@@ -122,7 +122,7 @@ def check_that_a_live_view_runs(root, meter):
     session = pexpect.spawn(str(root / "usr/bin/meter-session"), [str(meter) + "/"], dimensions=(50, 200),
                             env={**os.environ, "TMUX": "", "TERM": "xterm", "TMPDIR": str(temporary)}, timeout=STEP_LIMIT)
     try:
-        session.expect("Initialization")  # it runs with -m
+        session.expect("Initialization")  # only a start with -m shows this item
         assert list(temporary.iterdir())
         session.send("0\r")
         session.expect(pexpect.EOF)
@@ -139,7 +139,8 @@ def check_that_a_live_view_runs(root, meter):
         assert (rejected.returncode, rejected.stderr) == (2, "usage: meter-session METER [ARGUMENT...]\n")
 
 
-# For the libraries that dpkg-shlibdeps knows, it prints the same text with the Debian 12 compilers.
+# The field "Depends" that the packages must have. With the compilers of Debian 12, dpkg-shlibdeps prints the
+# same text for the libraries of Debian packages.
 NEEDED = {"meter-settings": "libc6 (>= 2.34), libgcc-s1 (>= 3.3.1), libstdc++6 (>= 11)" if RUN_WITH else
           "libc6 (>= 2.35)", "meter-settings-doc": ""}
 
@@ -154,8 +155,8 @@ def check_what_the_packages_need(packages):
 
 
 def check_the_tarball(folder):
-    """Root must own all files of the tarball. The paths must start at the root directory, and the programs
-    must be stripped."""
+    """Checks the tarball. Root must own all its files. Their paths must start at the root directory. The
+    meter's programs must be stripped."""
     with tarfile.open(next(folder.glob("meter-settings_*.tar.gz"))) as tarball:
         members = tarball.getmembers()
     assert {member.name for member in members if member.isfile()} == {f"./usr/{name}" for name in PROGRAM_FILES}
@@ -183,7 +184,8 @@ def test_the_packages_hold_the_components_and_lintian_finds_no_fault(tmp_path, p
 
 
 def check_that_a_plan_is_applied_from_the_package(folder, plain_folder):
-    """Uses only the package's library, on a meter that the package meter-settings-desk created."""
+    """Runs the meter-fleet of its package with the Python library of this package. The package
+    meter-settings-desk creates the simulated meter."""
     desk, fleet = folder / "meter-settings-desk" / "usr", folder / "meter-fleet" / "usr"
     output_of(desk / "bin/cdsctl", "init", folder / "fleet-meter")
     console = "run:" + shlex.join(["env", f"METER_SIM_DIR={folder}/fleet-meter",
@@ -199,7 +201,7 @@ def check_that_a_plan_is_applied_from_the_package(folder, plain_folder):
 
 @pytest.mark.skipif(bool(RUN_WITH), reason="the meter's build has no live view, and no page")
 def test_the_page_is_opened(tmp_path, plain_folder):
-    """Tests three cases: a program can open pages, no program can open pages, and the page is missing."""
+    """Tests three cases: no program can open the page, a program opens the page, and the page is missing."""
     for name in ("bash", "dirname", "readlink", "realpath"):
         (plain_folder / name).symlink_to(shutil.which(name))
     alone = {"PATH": str(plain_folder)}
@@ -220,7 +222,8 @@ def test_the_page_is_opened(tmp_path, plain_folder):
 
 @pytest.mark.builds
 def test_cpack_builds_what_it_packs(tmp_path):
-    """Packs after ./run, which builds only the programs that it starts."""
+    """Runs cpack in a build directory that is configured but not built. cpack must build the programs that it
+    packs, and no test program."""
     build = tmp_path / "it's a build"
     output_of("cmake", "--preset", BUILD.name, "-B", build, cwd=REPOSITORY)
     packages = packages_of(build, tmp_path / "packages")
@@ -232,7 +235,8 @@ EPOCH = "1700000000"
 
 
 def built_in(folder, mask):
-    """Builds these sources in another directory with this umask. Returns the packages and programs."""
+    """Copies this checkout to another directory and builds it there with this umask. Returns the files of two
+    programs and of all packages."""
     folder.mkdir(parents=True)
     names = output_of("git", "ls-files", "-zco", "--exclude-standard", cwd=REPOSITORY).split("\0")
     for name in filter(None, names):
@@ -240,11 +244,11 @@ def built_in(folder, mask):
         shutil.copyfile(REPOSITORY / name, folder / name)
         if os.access(REPOSITORY / name, os.X_OK):
             (folder / name).chmod(0o755)
-    environment = {**os.environ, "SOURCE_DATE_EPOCH": EPOCH, "CCACHE_DISABLE": "1"}  # compile everything twice
+    environment = {**os.environ, "SOURCE_DATE_EPOCH": EPOCH, "CCACHE_DISABLE": "1"}  # compile every file twice
     output_of("cmake", "--preset", BUILD.name, "-DBUILD_TESTING=OFF", cwd=folder, env=environment, umask=mask)
     output_of("cmake", "--build", "--preset", BUILD.name, cwd=folder, env=environment, umask=mask)
     build = folder / "build" / BUILD.name
-    output_of("cpack", "-B", "packages", cwd=build, env=environment, umask=0o022)  # the archive contains the umask
+    output_of("cpack", "-B", "packages", cwd=build, env=environment, umask=0o022)  # the umask changes the archive
     return [build / "meter-settings", build / "cdsctl", *sorted((build / "packages").glob("*.deb")),
             *(build / "packages").glob("*.tar.gz")]
 
@@ -252,7 +256,7 @@ def built_in(folder, mask):
 @pytest.mark.full
 def test_builds_in_two_directories_are_identical_and_show_the_given_date(tmp_path):
     one, other = built_in(tmp_path / "one", 0o022), built_in(tmp_path / "another" / "folder", 0o077)
-    assert len(one) == 3 + len(COMPONENTS)  # two programs, a tarball, and a package of each component
+    assert len(one) == 3 + len(COMPONENTS)  # two programs, a tarball, and one package for each component
     for left, right in zip(one, other):
         assert left.name == right.name
         assert left.read_bytes() == right.read_bytes(), left.name

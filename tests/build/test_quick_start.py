@@ -1,4 +1,5 @@
-"""The quick start of the integrator's guide, command by command."""
+"""Checks the quick start of the integrator's guide. Runs its commands, except the first, which installs
+packages."""
 
 import os
 import re
@@ -25,7 +26,7 @@ def test_it_has_five_commands_and_the_first_installs_known_packages():
 
 
 def here(command, places):
-    """Returns the command after replacing the guide's directories with those of this test."""
+    """Returns the command with the directories of this test instead of the guide's directories."""
     for guide, place in places.items():
         command = re.sub(rf"(?<=[ =]){re.escape(guide)}(?=[ /]|$)", shlex.quote(str(place)), command)
     return command

@@ -1,4 +1,5 @@
-"""The meter's programs are small even though they are hardened. bench/footprint prints the same figures."""
+"""Tests that the meter's programs are small, even though they are hardened. bench/footprint prints their
+sizes."""
 
 import subprocess
 
@@ -8,7 +9,7 @@ from harness.program import BUILD, RUN_WITH
 
 pytestmark = pytest.mark.skipif(not RUN_WITH, reason="sizes are the meter's")
 
-# The maximum of each figure: bytes of the stripped file, bytes that a start loads, and relocations.
+# The limits of each program: bytes of the stripped file, bytes that a start loads, and number of relocations.
 LIMITS = {
     "meter-settings": (60_000, 56_500, 330),
     "meter-settings-doctor": (48 * 1024, 45_100, 200),

@@ -1,5 +1,5 @@
-"""Applies the steps of the developer's guide to a copy of the tree, then builds it and records and plays a
-dialogue."""
+"""Applies the steps of the developer's guide to a copy of the source tree. Then builds the copy, and records
+and plays a dialogue with the new program."""
 
 import os
 import re
@@ -13,8 +13,9 @@ pytestmark = pytest.mark.host_only
 
 GUIDE = (REPOSITORY / "docs" / "developer.md").read_text(encoding="utf-8")
 PLAY = "meter: factory\narguments: -m\n\n[console]\n"
-# For each section of the guide: the keys of a dialogue for the new feature, a leaf that it must write, and
-# the tests that pass after these steps alone. (The guide names the other files to edit.)
+# For each section of the guide, EXAMPLES has the keys of a dialogue with the new feature, a leaf that this
+# dialogue must write, and the tests that pass after the edits in the section's diff. The other tests need
+# further edits, which the guide names.
 TESTS = ("tests/dialogues", "tests/model", "tests/fuzz", "tests/test_harness.py")
 EXAMPLES = {
     "An option": ("‹5⏎›‹2⏎›‹lte-WEB⏎›‹0⏎›‹6⏎›‹y⏎›‹0⏎›", "/VMIC/Options/LTE/Value = true\n",
@@ -37,7 +38,7 @@ def edits_of(section):
 
 def applied(text, name, old, new):
     """Returns the text after the edit. A number in the file may differ from the number in the guide, for
-    example because a count has grown. The edit then adds the same difference as in the guide."""
+    example because a count has grown. The edit then changes the number by the same amount as in the guide."""
     if old not in text:
         digits = r"\d+".join(map(re.escape, re.split(r"\d+", old)))
         found = re.findall(digits, text)

@@ -1,4 +1,4 @@
-"""Mistakes in the program's tables that the compiler must reject."""
+"""Tests that the compiler rejects mistakes in the program's tables."""
 
 import subprocess
 
@@ -42,7 +42,7 @@ MISTAKES = {
 
 
 def compile_with(change, tmp_path):
-    """Compiles a source that includes the changed header. Returns the compiler's output."""
+    """Compiles a changed copy of a header. Returns the compiler's exit status and output."""
     name, old, new, _ = change
     text = (REPOSITORY / name).read_text()
     assert text.count(old) == 1, f"{name}: {old}"

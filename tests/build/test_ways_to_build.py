@@ -1,5 +1,6 @@
-"""Builds in all the ways that integrators use: with makefiles and without presets, with each build type and
-each compiler of Debian, without RTTI, statically, and with the library of a pkg-config package."""
+"""Builds the programs in the ways that integrators use. All builds use makefiles and no presets. The tests
+cover each build type, each compiler of Debian, a build without RTTI, a static build, and a client library in
+a pkg-config package."""
 
 import os
 import pathlib
@@ -44,7 +45,7 @@ def library():
 
 @pytest.fixture
 def tmp_path(plain_folder):
-    """A directory in which make can build."""
+    """Returns a directory without a colon in its path, because make rejects a path with a colon."""
     return plain_folder
 
 
@@ -79,7 +80,7 @@ def test_each_compiler(compiler, library, tmp_path, meter):
     output_of("cmake", "--build", tmp_path / "build")
     program = tmp_path / "build" / "meter-settings"
     assert compiler in (tmp_path / "build" / "CMakeCache.txt").read_text() + file.read_text()
-    # The programs make no calls for which clang has checked versions.
+    # clang has no checked versions of the library calls that the programs make.
     check_programs(program.parent, library / "lib", meter, calls_checked="clang" not in compiler)
 
 
@@ -90,7 +91,7 @@ def test_without_rtti(library, tmp_path, meter):
 
 
 def static_library(library, folder):
-    """Creates a CDS_ROOT with static libraries only, from the objects of the simulated library."""
+    """Creates a directory for CDS_ROOT that has only static libraries. They contain the simulated library."""
     for name in ("lib", "parts"):
         (folder / name).mkdir(parents=True)
     shutil.copytree(library / "include", folder / "include")
@@ -111,7 +112,7 @@ def test_a_static_program(library, tmp_path, meter):
         hardening.check_that_no_stack_can_be_executed(file)
         hardening.check_that_library_calls_are_checked(file)
         hardening.check_without_streams_locales_and_threads(file)
-        if not RUN_WITH:  # Debian's C library for the meter has no static PIE
+        if not RUN_WITH:  # Debian's C library for the meter does not support a static PIE
             hardening.check_loaded_at_a_random_address(file)
     check_that_both_run(program.parent, root / "lib", meter)
 
@@ -133,8 +134,8 @@ def test_the_library_of_the_package_cds_in_the_sysroot(library, tmp_path, meter)
         shutil.copytree(library / name, root / "usr" / name)
     (root / "usr" / "lib" / "pkgconfig").mkdir()
     (root / "usr" / "lib" / "pkgconfig" / "cds.pc").write_text(PACKAGE)
-    # The host's compiler needs its own headers in a sysroot, so the test sets the variables that image builds
-    # use.
+    # A sysroot for the host's compiler would also need the headers of the C library. So the host build gets
+    # no sysroot, but the variables of pkg-config that image builds set.
     sysroot = [f"-DCMAKE_SYSROOT={root}"] if RUN_WITH else []
     variables = {} if RUN_WITH else {"PKG_CONFIG_SYSROOT_DIR": str(root),
                                      "PKG_CONFIG_LIBDIR": str(root / "usr" / "lib" / "pkgconfig")}

@@ -8,33 +8,34 @@ import pytest
 from harness.piped import run
 from harness.program import BUILD, REPOSITORY, RUN_WITH
 
-LIMIT = 500  # seconds for a whole build on a busy machine
+LIMIT = 500  # seconds for one command, such as a whole build on a busy machine
 
 shown_by_other_builds = pytest.mark.skipif(BUILD.name == "asan",
                                            reason="the host build and the meter build cover this")
 
 
 def output_of(*command, **options):
-    """Returns the output of a command, which must succeed."""
+    """Runs a command, which must succeed. Returns its standard output."""
     done = subprocess.run(command, capture_output=True, text=True, timeout=LIMIT, **options)
     assert done.returncode == 0, done.stdout + done.stderr
     return done.stdout
 
 
 def installed_library(folder):
-    """Installs the simulated client library below the directory, laid out like a meter's library."""
+    """Installs the simulated client library below the directory. Returns the installed library's directory,
+    which has the layout of a meter's library."""
     output_of("cmake", "--install", BUILD, "--prefix", folder, "--component", "desk")
     return folder / "lib" / "meter-settings"
 
 
 def toolchain():
-    """Returns cmake's arguments for the processor of this build, without presets."""
+    """Returns the arguments that make cmake build for the processor of this build without a preset."""
     return ["--toolchain", REPOSITORY / "cmake" / "powerpc.cmake"] if RUN_WITH else []
 
 
 def sources_for(build):
-    """Returns a link to the sources in the parent of a build directory, because make rejects a path with a
-    colon, which the project's own path may contain."""
+    """Returns a symbolic link to the sources, next to the build directory. make rejects a path with a colon,
+    and the project's own path may contain a colon."""
     link = build.with_name("source")
     if not link.is_symlink():
         link.symlink_to(REPOSITORY)
@@ -48,20 +49,20 @@ def configured(build, *arguments, **options):
 
 
 def built(build, *arguments, **options):
-    """Configures and builds. Returns the program."""
+    """Configures and builds with makefiles. Returns the path of meter-settings."""
     configured(build, *arguments, **options)
     output_of("cmake", "--build", build)
     return build / "meter-settings"
 
 
 def with_libraries_of(folder):
-    """Returns the arguments before a program that make it find shared libraries in the directory."""
+    """Returns the words that must precede a program so that it finds shared libraries in the directory."""
     return [*RUN_WITH, "-E", f"LD_LIBRARY_PATH={folder}"] if RUN_WITH else ["env", f"LD_LIBRARY_PATH={folder}"]
 
 
 def check_that_it_runs(program, libraries, meter):
-    """Runs a session that shows the main menu and ends."""
-    with tempfile.TemporaryDirectory() as plain:  # the loader splits its list of directories at colons
+    """Runs a session of the program. The session must show the main menu and end without an error."""
+    with tempfile.TemporaryDirectory() as plain:  # the loader splits LD_LIBRARY_PATH at colons
         os.symlink(libraries, f"{plain}/lib")
         session = run([*with_libraries_of(f"{plain}/lib"), program], {**os.environ, **meter.environment()}, b"0\n")
     assert (session.returncode, session.stderr) == (0, b"")
@@ -70,7 +71,7 @@ def check_that_it_runs(program, libraries, meter):
 
 
 def check_that_the_doctor_runs(program, libraries, meter):
-    """Runs the doctor on the simulated meter. It must find no error."""
+    """Runs the doctor on the simulated meter. The doctor must find no error."""
     with tempfile.TemporaryDirectory() as plain:
         os.symlink(libraries, f"{plain}/lib")
         done = run([*with_libraries_of(f"{plain}/lib"), program], {**os.environ, **meter.environment()}, b"")

@@ -1,4 +1,4 @@
-"""The command line: usage and version texts, and which arguments are options."""
+"""Tests of the command line: the usage text, the version text, and the effect of each argument."""
 
 import re
 
@@ -56,7 +56,7 @@ def test_any_other_argument_has_no_effect(meter, argument):
     meter.trace.unlink()
     answer = run(command(UTILITY, argument), meter.environment(), f"{INIT}\n0\n".encode())
     assert (answer.returncode, answer.stdout, answer.stderr) == (0, plain.stdout, b"")
-    assert b"Error: Invalid selection" in plain.stdout  # the item with this number exists only with -m
+    assert b"Error: Invalid selection" in plain.stdout  # only a start with -m shows an item with this number
     assert meter.calls() == calls
 
 

@@ -1,6 +1,6 @@
-"""Texts that must be on the screen before a command or a pause are flushed in time.
+"""Tests that the program flushes its texts before it runs a command or pauses.
 
-Standard output is a pipe in these tests, so only a flush writes anything before the end.
+Standard output is a pipe in these tests. Without a flush, nothing is in the pipe before the program ends.
 """
 
 import fcntl
@@ -14,9 +14,9 @@ from harness.program import STEP_LIMIT, UTILITY, command
 
 
 class BlockedTrace:
-    """A trace file that blocks the call after a given number of bytes.
+    """A trace file that accepts a given number of bytes. The next call of the program then blocks.
 
-    It is a pipe of one page. A pipe accepts the last bytes of a line only if the whole line fits."""
+    The trace file is a pipe with a capacity of one page. It accepts a line only if the whole line fits."""
 
     SIZE = os.sysconf("SC_PAGE_SIZE")
 
@@ -50,8 +50,8 @@ def type_keys(process, keys):
 
 
 SAVE = b"Save & apply all settings? (y/n): "
-# For each case: the keys up to a question, the question, the text after the answer "y", and the command or
-# pause that must wait for this text.
+# Each case has the program's arguments, the keys up to a question, the question, the text that follows the
+# answer "y", and a part of the trace line of the command or pause that follows this text.
 CASES = {
     "password reset": ((), "{PASSWORDS}\n", b"Reset all passwords ? (y/n): ",
                        b"y\nRestoring defaults: please wait...\n", "sernetpwreset.sh"),
@@ -73,7 +73,8 @@ FAULTS = {"options not set": """
 
 
 def bytes_before(meter, arguments, keys, awaited):
-    """Returns the length of the trace lines between the answer "y" and the awaited call."""
+    """Plays the case once. Returns the length of the trace lines between the answer "y" and the awaited
+    call."""
     process = begin(meter, arguments)
     type_keys(process, keys + "y\n" + "0\ny\n0\n")
     process.communicate(timeout=STEP_LIMIT)
@@ -97,7 +98,7 @@ def test_the_text_before_a_command_or_a_pause_is_on_the_screen(meter, case):
         read_until(process, question)
         trace.leave_room(room)
         type_keys(process, "y\n")
-        read_until(process, text)  # the next call cannot return yet
+        read_until(process, text)  # the trace still blocks the awaited call
         assert awaited.encode() not in trace.drain()
     finally:
         trace.close()

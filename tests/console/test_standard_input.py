@@ -1,4 +1,4 @@
-"""Sessions without a terminal: standard input is a pipe or a file, is at its end, or is closed."""
+"""Tests of sessions without a terminal. Standard input is a pipe or a file, has ended, or is closed."""
 
 import subprocess
 
@@ -10,7 +10,7 @@ from harness.program import STEP_LIMIT, UTILITY, command
 from harness.terminal import Console
 
 PROMPT = b"Select an option ==>  "
-END_OF_INPUT = b"\xff"  # the echo of the end of input
+END_OF_INPUT = b"\xff"  # the program echoes the end of input as this byte
 REJECTED = b"\nError: Invalid selection\n\n"
 KEYS = typed("{PORT}\n1\ny\n2\n10.0.0.9\n5\n0\n0\n{PRIMARY_DNS}\n256.1.1.1\n"
              "{PRIMARY_DNS}\n10.0.0.53\b4\n{SAVE_WITHOUT_INIT}\ny\n0\n").encode()
@@ -30,7 +30,7 @@ def session(meter):
 
 
 def first_screen(meter):
-    """Returns the main screen with the factory defaults, up to the prompt, as shown to a pipe."""
+    """Returns the output up to the first prompt: the main menu with the factory defaults."""
     screen = run(command(UTILITY), meter.environment(), b"0\n").stdout
     assert screen.endswith(PROMPT + b"0\n")
     return screen.removesuffix(b"0\n")
@@ -59,7 +59,7 @@ def test_pipe_and_terminal_show_the_same_bytes(meter):
     (meter.folder / "store.toml").write_text(FACTORY.read_text())
     console = Console(command(UTILITY), meter.environment())
     try:
-        while not console.pending.endswith(PROMPT):  # after the first prompt, the terminal does not echo keys
+        while not console.pending.endswith(PROMPT):  # from the first prompt on, the terminal echoes no keys
             assert console.receive(STEP_LIMIT)
         console.send(KEYS)
         assert console.finish() == "exit 0"

@@ -1,4 +1,4 @@
-"""The program's changes to the attributes of its terminal, and the restoring of all attributes."""
+"""Tests that the program changes only three flags of its terminal, and restores all attributes at the end."""
 
 import os
 import pathlib
@@ -15,7 +15,7 @@ OWN_FLAGS = termios.ECHO | termios.ICANON | termios.ISIG
 
 
 def unusual(attributes):
-    """Inverts nearly every flag that a program could change."""
+    """Inverts many flags and changes two control characters. The program must keep all these changes."""
     attributes[IFLAG] ^= termios.ICRNL | termios.IXON | termios.ISTRIP | termios.INLCR | termios.IGNCR
     attributes[CFLAG] ^= termios.HUPCL | termios.PARODD
     attributes[LFLAG] ^= termios.IEXTEN | termios.ECHOE | termios.ECHOK | termios.ECHONL | termios.NOFLSH
@@ -58,7 +58,7 @@ def test_echo_line_editing_and_signals_are_off_and_nothing_else(on_terminal, pre
 def test_everything_is_restored_at_the_end(on_terminal, prepare):
     console = on_terminal(prepare=prepare, controlling=False)
     until_prompt(console)
-    console.send(b"0\x04")  # Control-D ends a line whatever the terminal does with Enter
+    console.send(b"0\x04")  # Control-D ends the line even on a terminal that changes Enter
     assert console.finish() == "exit 0"
     assert console.attributes() == console.attributes_before
 
@@ -80,7 +80,7 @@ def test_keys_that_send_signals_have_no_effect(on_terminal, key):
     until_prompt(console)
     console.take()
     console.send(key + b"9")
-    console.expect(b"9")  # only 9 is echoed: the first key had no effect
+    console.expect(b"9")  # the first key has no echo, because it has no effect
     state = pathlib.Path(f"/proc/{console.process.pid}/stat").read_text().rpartition(")")[2].split()[0]
     assert state in "RSD"
     console.send(b"\x080\r")

@@ -23,14 +23,14 @@ class Report:
             report["ok"], report["notes"], report["wrong"]]
 
     def of(self, kind, group=None):
-        """Returns a text for each finding of this kind: "LEAF MESSAGE", or "MESSAGE" if it has no leaf."""
+        """Returns a text for each finding of this kind: "LEAF MESSAGE", or "MESSAGE" without a leaf."""
         return [(finding["leaf"] + " " + finding["message"]).lstrip() for finding in self.findings
                 if finding["result"] == kind and group in (None, finding["group"])]
 
 
 def run(environment, *arguments, program=DOCTOR, keys=b""):
     words = command(program, *arguments)
-    words[0] = shutil.which(words[0])  # the PATH in `environment` may lack this program
+    words[0] = shutil.which(words[0])  # the PATH in `environment` may not contain this program
     return subprocess.run(words, env=environment, input=keys,
                           capture_output=True, timeout=STEP_LIMIT, check=False)
 

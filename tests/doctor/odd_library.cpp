@@ -1,8 +1,9 @@
 // A client library that misbehaves on purpose, for the tests of the doctor.
 //
-// ODD_STORE names a file with one leaf per line: a type code (1, 3 or 6), a tab, the path, a tab
-// and the value. It is read at the first connection and written at each change. ODD_LIBRARY names
-// the misbehaviour: see the calls of `odd`.
+// The variable ODD_STORE names a file with one leaf per line: a type code (1, 3 or 6), a tab, the
+// path, a tab and the value. The library reads the file at the first connection and writes it at
+// each change. ODD_LIBRARY names the misbehaviour. The calls of `odd` and `odd_number` list all
+// misbehaviours.
 
 #include <cds++.h>
 
@@ -25,7 +26,7 @@ struct pcd_connection {
 namespace
 {
 
-bool is_saving = false; // no misbehaviour while the file is written: it must hold the true values
+bool is_saving = false; // true turns off the misbehaviour, so that the file gets the true values
 
 bool odd(const char* misbehaviour)
 {
@@ -33,7 +34,8 @@ bool odd(const char* misbehaviour)
     return !is_saving && chosen != nullptr && std::strcmp(chosen, misbehaviour) == 0;
 }
 
-// The number after "=" in a misbehaviour such as signal-at-write=3, or 0.
+// Returns the number after "=" when the chosen misbehaviour is, for example, signal-at-write=3.
+// Returns 0 when another misbehaviour is chosen.
 int odd_number(const char* misbehaviour)
 {
     const char* chosen = std::getenv("ODD_LIBRARY");
@@ -45,7 +47,7 @@ int odd_number(const char* misbehaviour)
 
 std::map<std::string, toolkit::CElement> leaves;
 int open_connections = 0;
-int attempts = 0; // to connect
+int attempts = 0; // attempts to connect
 int writes = 0;
 
 void load()
@@ -87,7 +89,7 @@ bool is_known(const std::string& path)
     return path.find("/meter-settings-doctor/") != 0;
 }
 
-// Returns the value that is stored when `value` is written.
+// Returns the value that the library stores when a caller writes `value`.
 toolkit::CElement stored(const toolkit::CElement& value)
 {
     std::string text;
@@ -337,8 +339,8 @@ int CCds::clear_leaves(const std::vector<std::string>& paths, std::vector<api_st
 
 } // namespace toolkit
 
-// Runs no command. Returns that a shell is available, unless the misbehaviour is no-shell or
-// no-sh-file.
+// Runs no command. Returns 1, which means that a shell is available. Returns 0 when the
+// misbehaviour is no-shell or no-sh-file.
 extern "C" int system(const char*)
 {
     return odd("no-shell") || odd("no-sh-file") ? 0 : 1;
@@ -347,7 +349,8 @@ extern "C" int system(const char*)
 namespace
 {
 
-// ODD_DOWNLOADS names a file or directory that replaces the one of a meter.
+// Replaces the path /jffs/downloads by the path in the variable ODD_DOWNLOADS, if it is set.
+// Returns any other path unchanged.
 const char* replaced(const char* path)
 {
     const char* downloads = std::getenv("ODD_DOWNLOADS");

@@ -1,4 +1,5 @@
-"""The doctor's findings about the terminal and the Backspace key. The doctor must restore the terminal."""
+"""Tests of the doctor's findings about the terminal and the Backspace key. The doctor must restore the
+terminal."""
 
 import fcntl
 import os
@@ -16,8 +17,8 @@ QUESTION = b"Press the Backspace key: "
 
 
 def open_console(meter, *arguments, prepare=as_usual, columns=80):
-    """Starts the doctor on a terminal with this number of columns. The terminal stays open after the doctor
-    ends."""
+    """Starts the doctor on a new terminal with this number of columns. The terminal stays open when the
+    doctor ends."""
     console = Console(["sh", "-c", 'read go; exec "$@"', "sh", *command(DOCTOR, *arguments)],
                       meter.environment(), prepare, controlling=False)
     fcntl.ioctl(console.terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))

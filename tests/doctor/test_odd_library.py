@@ -1,4 +1,4 @@
-"""The doctor reports each misbehaviour of a client library that misbehaves on purpose."""
+"""Tests that the doctor reports each misbehaviour of the client library in odd_library.cpp."""
 
 import os
 import tomllib
@@ -78,7 +78,8 @@ def store_text(leaves):
 
 @pytest.fixture
 def meter(tmp_path):
-    """Returns a function that runs the doctor on a library with a misbehaviour, and the file of its store."""
+    """Returns a function and a path. The function runs the doctor on a library with the given misbehaviour.
+    The path names the file with the library's leaves."""
     store = tmp_path / "store"
     store.write_text(store_text(LEAVES | {SCRATCH: "as it was"}))
 
@@ -90,7 +91,7 @@ def meter(tmp_path):
 
 
 def no_commands(found):
-    """Leaves out the findings about this machine, which lacks the commands of a meter."""
+    """Returns the findings except those about commands, because this machine lacks the meter's commands."""
     return [message for message in found if not message.startswith("command ")]
 
 
@@ -151,7 +152,7 @@ def test_a_scratch_leaf_that_cannot_be_removed_is_reported(meter):
     assert f"{SCRATCH} was missing and cannot be removed" in found.of("wrong")
 
 
-WRITES = 11  # the number of writes in a whole run; the last one restores the leaf
+WRITES = 11  # the number of writes in a whole run; the last write restores the leaf
 
 
 def test_a_run_makes_this_number_of_writes(meter):

@@ -1,4 +1,5 @@
-"""The doctor on simulated meters: a complete one, ones with a missing or wrong leaf, and ones with faults."""
+"""Tests of the doctor on simulated meters. Each meter is complete, lacks a leaf, has a wrong leaf, or has
+faults."""
 
 import json
 import os
@@ -17,7 +18,7 @@ PORT = NETWORK + "Interface/1/"
 SCREEN_LEAVES = [path for path in LEAVES if path.startswith((NETWORK, "/VMIC/", "/VMC/PrimCfg/"))
                  and not path.startswith("/VMIC/Options/")]
 WRITTEN_LEAVES = [path for path in LEAVES if path not in SCREEN_LEAVES]
-# The utility never removes these leaves, so they must exist.
+# The utility never removes these leaves, so every meter must have them.
 ALWAYS_THERE = [PORT + name + "/Value" for name in (
     "DHCP Enabled", "MAC Address", "Link Enabled", "Media Type/Supported Types")] + WRITTEN_LEAVES
 NUMBERS = [path for path in LEAVES if path.startswith("/VMC/PrimCfg/")]
@@ -26,7 +27,8 @@ OTHER_VALUES = (True, 1, "1")
 
 
 def examine(leaves, *arguments, faults=""):
-    """Returns the report on a meter with these leaves. Checks that the doctor does not change the store."""
+    """Runs the doctor on a meter with these leaves and faults. Checks that the doctor does not change the
+    store. Returns the doctor's report."""
     meter = Meter("doctor", leaves, faults)
     found = report(meter.environment(), *arguments)
     assert meter.leaves() == leaves, found.output
@@ -125,7 +127,7 @@ def test_the_doctor_reports_the_text_on_the_menu(change, wanted):
 
 
 def test_the_utility_shows_the_texts_that_the_doctor_quotes():
-    """Runs the doctor and the utility on the same unusual meter."""
+    """Runs the doctor and the utility on the same meter, whose leaves have unusual values."""
     leaves = LEAVES | {path: value for change, _ in SHOWN[:8] for path, value in change.items()}
     found = examine(leaves)
     meter = Meter("doctor-screens", leaves)

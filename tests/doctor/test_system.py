@@ -1,4 +1,4 @@
-"""The doctor's findings about the commands and the machine."""
+"""Tests of the doctor's findings about the commands of the meter and about the machine."""
 
 import os
 import platform
@@ -12,7 +12,8 @@ NAMES = ("sernetpwreset.sh", "fw_reset.sh", "vmkeys", "rm", "sh")
 
 @pytest.fixture
 def examined(tmp_path):
-    """Returns a function that runs the doctor with a PATH, on a library whose system() has a shell."""
+    """Returns a function that runs the doctor with the given PATH. The client library's system() reports that
+    a shell is available."""
     store = tmp_path / "store"
     store.write_text("")
 
@@ -93,7 +94,7 @@ def test_the_directory_of_downloads_is_examined(tmp_path):
     assert examined_downloads(tmp_path, directory) == [("ok", "/jffs/downloads exists")]
     assert examined_downloads(tmp_path, file) == unusable
     assert examined_downloads(tmp_path, tmp_path / "none") == [("note", "/jffs/downloads is missing")]
-    assert examined_downloads(tmp_path, "/proc/self") == unusable  # even root cannot write there
+    assert examined_downloads(tmp_path, "/proc/self") == unusable  # even root cannot write to /proc/self
 
 
 def test_the_machine_is_described(meter):

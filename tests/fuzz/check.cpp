@@ -29,7 +29,7 @@ void check(bool holds, const char* what, const std::string& of)
 {
     if (holds)
         return;
-    // Not through `stderr`, which a fuzz target may have redirected.
+    // Writes to the descriptor, because a fuzz target may have redirected the stream `stderr`.
     dprintf(STDERR_FILENO, "\nCHECK FAILED: %s: %s\n", what, readable(of).c_str());
     std::abort();
 }

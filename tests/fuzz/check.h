@@ -1,4 +1,4 @@
-// Checks on every input.
+// Functions with which the fuzz targets check the result of an input.
 #pragma once
 
 #include <string>
@@ -7,5 +7,5 @@
 // input.
 void check(bool holds, const char* what, const std::string& of = "");
 
-// Checks that two texts are equal. Prints both when they are not.
+// When the texts differ, prints `what` and both texts and aborts the process.
 void check_equal(const std::string& actual, const std::string& expected, const char* what);

@@ -1,6 +1,6 @@
-"""The inputs of the fuzz targets: the saved ones, seeds made from the dialogues, and dictionaries.
+"""The inputs of the fuzz targets: saved inputs, seeds made from the dialogues, and dictionaries.
 
-`corpus/TARGET.inputs` has one input per line, a JSON string in which each character is a byte."""
+Each line of `corpus/TARGET.inputs` is one input. It is a JSON string in which each character is one byte."""
 
 import hashlib
 import json
@@ -17,7 +17,7 @@ sys.path.insert(0, str(FOLDER.parent))
 from harness import dialogue, menus  # noqa: E402
 
 ESCAPE = 0xFE
-MOST_REPEATS = 8  # the number of repeats for a fault that has no limit
+MOST_REPEATS = 8  # the highest number of repeats of a fault, also of a fault without a limit
 LEAF = re.compile(r'^    \{(".*?"|port_branch \+ ".*?"|supported_types_path), (text|number|boolean), ',
                   re.M)
 
@@ -40,7 +40,7 @@ def name_of(data):
 
 
 def unpack(inputs, folder):
-    """Writes each input to a file."""
+    """Writes each input to a file in the directory."""
     folder.mkdir(parents=True, exist_ok=True)
     for data in inputs:
         (folder / name_of(data)).write_bytes(data)
@@ -53,7 +53,7 @@ def all_dialogues():
 
 
 def leaf_numbers():
-    """Maps the paths of the leaves that the session target knows to their numbers."""
+    """Returns a dictionary from the paths of the leaves in fuzz_session.cpp to the leaves' numbers."""
     source = (FOLDER / "fuzz_session.cpp").read_text()
     port = re.search(r'port_branch = "(.*)";', source)[1]
     supported = port + re.search(r'supported_types_path = port_branch \+ "(.*)";', source)[1]
@@ -66,7 +66,8 @@ def leaf_numbers():
 
 
 def leaf_event(numbers, path, value):
-    """Returns the change of one leaf, where None removes it. Empty for a leaf that the program does not read."""
+    """Returns the event that changes one leaf. The value None removes the leaf. Returns no bytes for a leaf
+    that the program does not read."""
     if path not in numbers:
         return b""
     kind = 0 if value is None else 1 if isinstance(value, bool) else 2 if isinstance(value, int) else 3
@@ -81,7 +82,8 @@ def store_events(numbers, text):
 
 
 def fault_events(text):
-    """Returns an approximation of a meter's faults: the session target counts calls and leaves, not paths."""
+    """Returns events that approximate a meter's faults. They are not exact, because the session target counts
+    calls and leaves, and ignores the path of a fault."""
     events = b""
     for fault in tomllib.loads(text).get("fault", []):
         call, after = fault["call"], fault.get("after", 0)
@@ -122,7 +124,7 @@ def session_seed(played, numbers):
 
 
 def options_seed(played):
-    """Returns the options lists that were typed: the lines after the choice of the options list."""
+    """Returns the options lists that the dialogue types, one per line."""
     answers = re.findall(r"Enter Options List: ‹([^›]*)⏎›", played.console)
     return "".join(answer.replace("\\\\", "\\") + "\n" for answer in answers).encode("latin-1", "replace")
 
@@ -141,7 +143,7 @@ def seeds(target):
 # -- dictionaries --
 
 def words(target):
-    """Returns useful words to type or write, taken from the program's own tables."""
+    """Returns the words of the target's dictionary. Most of them come from the program's own tables."""
     def quoted(path, pattern):
         return set(re.findall(pattern, (ROOT / path).read_text()))
 

@@ -1,6 +1,6 @@
-// Parses an input as each of the simulated meter's files, and also splits it into leaves to write.
-// Leaves that were read or made must be equal after they are written and read again. An input that
-// cannot be parsed must give an error with its line.
+// Parses an input as a store.toml, as a faults.toml and as a single value. Also makes leaves and a
+// number from its bytes. Leaves must be equal after they are written and read again. When a file
+// cannot be parsed, the error must name a line of the file.
 #include "simulator/toml_files.h"
 #include "simulator/toml_text.h"
 #include "tests/fuzz/check.h"
@@ -18,7 +18,7 @@ using namespace simulator;
 namespace
 {
 
-// Checks that an error names the file and one of its lines, and gives a reason.
+// Checks that an error names the file and a line of the file, and gives a reason.
 void check_error(const std::string& error, const std::string& text)
 {
     const std::string file = "store.toml:";
@@ -76,8 +76,8 @@ void read_faults(const std::string& text)
         check(fault.after >= 0 && fault.times.value_or(0) >= 0, "a fault's counts are numbers");
         check(fault.line >= 1, "a fault has a line");
     }
-    // Each fault must honour its counts: `times`, the most hits, and `after`, the calls it lets
-    // pass.
+    // A fault must not hit more often than its `times`. A fault without `times` may hit any number
+    // of calls.
     std::int64_t hits = 0;
     const std::vector<std::string> no_paths;
     const auto is_open = [](const Fault& fault) { return !fault.times; };
@@ -92,7 +92,8 @@ void read_faults(const std::string& text)
     check(endless || hits <= allowed, "faults hit no more often than they say");
 }
 
-// Splits any bytes into leaves: "PATH NUL TYPE VALUE NUL", repeated.
+// Splits any bytes into leaves: "PATH NUL VALUE NUL", repeated. The length of the path decides the
+// type of the leaf.
 Leaves leaves_of(const std::string& bytes)
 {
     Leaves leaves;
@@ -129,7 +130,8 @@ void write_store(const std::string& bytes)
     check_round_trip(leaves);
 }
 
-// Checks the parsing of a single value, as `cdsctl set` uses it: nothing may precede or follow it.
+// Checks the parser of a single value, which `cdsctl set` uses. The parser must reject a space or a
+// tab before or after the value.
 void read_value(const std::string& text)
 {
     LeafValue value;

@@ -1,6 +1,7 @@
-// Types each line of an input as an options list, all in one session. The program must accept the
-// lists that the grammar allows and write the leaves that it gives. A rejected list must leave the
-// text unchanged, and its batch may set only leaves of options that the list names.
+// Types each line of an input as an options list. All lines belong to one session. The program must
+// accept the lists that the grammar allows, and write the batch that the grammar defines. After a
+// rejected list, the current list must be unchanged, and the batch may set a leaf to true only when
+// the rejected list names an option with this leaf.
 #include "meterinit/option_leaves.h"
 #include "meterinit/options_list.h"
 #include "tests/fuzz/check.h"
@@ -46,8 +47,8 @@ bool may_set(const std::string& list, const std::string& leaf)
     return false;
 }
 
-// Checks that the batch has every option leaf, and that a leaf is true only when `may_set` allows
-// it.
+// Checks that the batch has every option leaf and no other leaf. Each leaf must be false, or true
+// when `may_set` allows it.
 void check_rejected_batch(const std::string& batch, const std::string& entry)
 {
     std::istringstream rest(batch);
@@ -79,8 +80,8 @@ void check_output(const std::string& output, const std::string& entry, bool acce
               "a rejected list ends with its message", output);
 }
 
-// Types the list and checks the result. `batch` is the call that would write the batch; it is
-// updated.
+// Types the list and checks the result. `batch` is the call that would write the current batch.
+// When the list makes a new batch, sets `batch` to the call that would write the new batch.
 void judge(const std::string& entry, SettingsSession& session, std::string& batch)
 {
     const std::set<std::string> options = options_of(entry);

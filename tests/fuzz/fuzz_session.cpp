@@ -8,21 +8,21 @@
 //   FE 'i'                    a signal interrupts the wait
 //   FE 'e'                    the input ends
 //   FE 'c'                    every later wait fails
-//   FE 'E'                    the meter loses all its leaves; it begins with `leaves_at_start`
-//   FE 'L' leaf type size ..  the leaf with that number is set to the `size` bytes that follow, or
-//                             removed; see `set_leaf`
-//   FE 'F' call result        a signed result for one call of that kind; the calls use the
-//                             results in order
+//   FE 'E'                    the meter loses all leaves (at the start, it has `leaves_at_start`)
+//   FE 'L' leaf type size ..  sets leaf number `leaf` to the `size` bytes that follow, or removes
+//                             the leaf; `type` is a `LeafKind`
+//   FE 'F' call result        the signed result of the next call of this kind; several results
+//                             apply to several calls, in order
 //   FE 'W' skip status        a signed status for a written leaf, after `skip` other leaves
 //   FE 'R' skip status        a signed status for a read leaf, after `skip` other leaves
 //   FE 'U', FE 'D'            later attempts to open the store succeed, or fail
-//   FE 'A' number             the program's arguments; ignored after the first key
+//   FE 'A' number             selects the program's arguments; ignored after the first key
 //   FE 'T' modes              the terminal's modes (0xFF: no terminal); ignored after the first key
 //   FE and any other byte     that byte as a key
 // clang-format on
 //
-// Events before the first key happen before the program starts. After the last byte the keys of
-// `leave_from_anywhere` follow; they must end the session from any question.
+// Events before the first key happen before the program starts. After the last byte,
+// `leave_from_anywhere` adds keys. These keys must end the session from any question.
 #include "app/run.h"
 #include "meterinit/option_leaves.h"
 #include "store/connection.h"
@@ -56,15 +56,15 @@ enum class Wait { none, key, time_out, broken };
 struct Step {
     Wait wait;
     int key = 0;
-    std::function<void()> change = {}; // for Wait::none
+    std::function<void()> change = {}; // what a step with Wait::none does
     bool for_ever = false;             // every later wait ends in the same way
 };
 
-// Thrown to end a session that no key can end: its input has ended, or every wait fails.
+// Thrown to end a session that no key can end, because its input has ended or every wait fails.
 struct SessionCut {
 };
 
-// A status for a leaf, after `skip` other leaves.
+// A fault that sets the status of one leaf. The fault lets `skip` other leaves pass first.
 struct StatusFault {
     unsigned char skip;
     api_status_t status;
@@ -92,7 +92,7 @@ Session* playing = nullptr;
 
 // -- the input --
 
-// The rest of an input. After its end, `take` returns zeros.
+// The part of an input that was not taken yet. When nothing is left, `take` returns zero.
 struct Bytes {
     const std::uint8_t* data;
     std::size_t left;
@@ -126,7 +126,7 @@ struct Leaf {
 const std::string port_branch = "/Software/System Settings/Network/Interface/1/";
 const std::string supported_types_path = port_branch + "Media Type/Supported Types/Value";
 
-// Every leaf that the program reads.
+// All leaves that the program reads, with their values at the start.
 const Leaf leaves_at_start[] = {
     {"/Software/System Settings/Network/Name Server/1/Value", text, "192.0.2.53"},
     {"/Software/System Settings/Network/Name Server/2/Value", text, "192.0.2.54"},
@@ -185,7 +185,7 @@ void set_terminal(std::uint8_t modes)
     if (playing->started)
         return;
     playing->has_terminal = modes != 0xFF;
-    playing->modes_before.c_lflag = modes * tcflag_t{0x101}; // repeated in the two low bytes
+    playing->modes_before.c_lflag = modes * tcflag_t{0x101}; // the same bits in both low bytes
     playing->modes = playing->modes_before;
 }
 
@@ -201,7 +201,7 @@ void add_status_fault(std::uint8_t kind, const StatusFault& fault)
     playing->watch.writes_may_fail = true;
 }
 
-// Counts one leaf. Returns the status that a fault sets for it, or `usual`.
+// Counts one leaf. Returns the status that a fault sets for this leaf, or `usual` when none does.
 api_status_t next_status(std::vector<StatusFault>& faults, api_status_t usual)
 {
     if (faults.empty())
@@ -295,7 +295,7 @@ std::string keys_of(const Session& session)
     return keys;
 }
 
-// -- playing it --
+// -- playing the input --
 
 // Applies the events before the next wait.
 void make_changes(Session& session)
@@ -358,7 +358,8 @@ int end_wait(Session& session)
     return step.wait == Wait::time_out ? 0 : -1;
 }
 
-// Resets the state that outlives a session in this process. On a meter each session is a process.
+// Resets the global state, because many sessions run in this process. On a meter, each session is a
+// process of its own.
 void reset_program()
 {
     cds_disconnect();
@@ -383,7 +384,7 @@ std::string errors_of(const std::function<void()>& action)
     return errors;
 }
 
-// Checks a run whose arguments are wrong or ask for the version: there is no session.
+// Checks a run without a session, because the arguments are wrong or ask for the version.
 void check_without_session(const Session& session, int status, const std::string& errors)
 {
     const bool is_usage = session.arguments.size() > 2;
@@ -431,7 +432,7 @@ void play(Session& session)
 
 } // namespace
 
-// Linked into the program, so these replace the functions of the C library.
+// These functions replace the functions of the C library.
 
 extern "C" int select(int count, fd_set* readable, fd_set*, fd_set*, timeval* timeout)
 {

@@ -1,6 +1,6 @@
-// A replacement for libFuzzer's main: runs every given file, and every file in each given
-// directory, once. A failed check or a sanitizer ends the process; its last line then names the
-// input.
+// Replaces libFuzzer's `main`. Plays each given file, and each file in a given directory, once.
+// Prints the name of each file before playing it. When a failed check or a sanitizer ends the
+// process, the last printed name is the name of the failed input.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>

@@ -20,12 +20,12 @@ namespace
 
 enum class Kind { text, chosen, flag, number };
 
-// A question for a value. The program's tables say which leaf holds the value.
+// A question for a value. The program's tables map `member` to the leaf of the value.
 template <typename Settings>
 struct Question {
     Kind kind;
     const char* question;
-    const char* label; // on the screen
+    const char* label; // the text before the value on the screen
     Member<Settings> member;
 };
 
@@ -50,16 +50,16 @@ const Question<InterfaceSettings> port_questions[] = {
 };
 // clang-format on
 
-// A value that the technician can enter, and where a save writes it.
+// A value that the technician can enter, with the leaves that a save writes.
 struct Entry {
     Kind kind;
     const char* question;
     const char* label;
     std::string path;
-    std::string mirror_path; // the mirror leaf that a save also writes, or empty
+    std::string mirror_path; // empty when the leaf has no mirror
 };
 
-// Adds an entry for each leaf of the table that a save writes.
+// Adds an entry for each leaf in `leaves` that a save writes.
 template <typename Settings, std::size_t leaf_count, std::size_t question_count>
 void add_entries(std::vector<Entry>& entries, const SettingLeaf<Settings> (&leaves)[leaf_count],
                  const Question<Settings> (&questions)[question_count])
@@ -102,7 +102,7 @@ std::string read_of(const SettingLeaf<Settings> (&leaves)[count])
     return call;
 }
 
-// Returns the triggers of a stage, as a call that writes them ends.
+// Returns the triggers of a stage in the form that they have in a recorded call.
 std::string triggers_of(TriggerStage stage, pcd_tribool_t flag)
 {
     std::string leaves;
@@ -121,7 +121,7 @@ std::string run_of(Command command)
 const std::string options_emptied =
     "set_leaves " + value_path(path_of(init_leaves, &SettingsSession::options_list)) + "=\"\"/1";
 
-// Classifies a call by its first and last texts. The first row that matches counts.
+// Classifies a recorded call by its beginning and its end. The first row that matches counts.
 // clang-format off
 struct CallKind { char letter; std::string begins; std::string ends; };
 const CallKind call_kinds[] = {
@@ -144,8 +144,8 @@ const CallKind call_kinds[] = {
     {'p', run_of(Command::reset_passwords), ""},
 };
 
-// The calls that may follow a yes, as regular expressions of their letters. After any other answer
-// there is only the read for the next screen.
+// For each question, a regular expression of the letters of the calls that may follow a yes. After
+// any other answer, the only call is the read for the next screen.
 struct Confirmed { const char* question; const char* calls; };
 const Confirmed confirmed_calls[] = {
     {"Save & apply all settings? (y/n): ",    "g*(s(bwl)?)?c?(m?dn)?"},
@@ -295,7 +295,8 @@ std::string trimmed(const std::string& text)
     return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
-// Removes the value that the screen shows. A screen does not show spaces at the end of a value.
+// Removes the shown value from the beginning of `rest`. Also removes spaces after a text, because a
+// screen does not show them. Returns false when `rest` begins with another value.
 bool take_shown(std::string& rest, Kind kind, const std::string& shown)
 {
     if (kind == Kind::flag)
@@ -310,7 +311,7 @@ bool take_shown(std::string& rest, Kind kind, const std::string& shown)
 }
 
 // Checks the first batch of a save. It must contain only answers, in the order of `entries` and
-// with the values that the screens show. If any is a number, the trigger for numbers must follow.
+// with the values that the screens show. A batch with a number must end with the numbers' trigger.
 // The calls before the batch must write the mirror leaves of these answers and no others.
 void check_settings(SessionWatch& watch, const std::vector<std::string>& calls, std::size_t batch)
 {
@@ -395,9 +396,9 @@ void check_clearing(const std::string& call)
     check_equal(call, expected + " \"\"", "the options are cleared in one call");
 }
 
-// Checks the calls since the last question. Allowed are the calls that follow a yes to it, then the
-// read for the next screen, and no others. So nothing is written without a yes, and nothing is
-// called while the store is closed.
+// Checks the calls since the last question. Only two kinds of calls are allowed: first the calls
+// that may follow a yes to this question, then the read for the next screen. So nothing is written
+// without a yes, and nothing is called while the store is closed.
 void check_calls(SessionWatch& watch, const std::string& read, const std::string& response)
 {
     std::vector<std::string> calls;
@@ -418,8 +419,8 @@ void check_calls(SessionWatch& watch, const std::string& read, const std::string
         watch.connected = fake_store.reachable;
 }
 
-// Records the answer to the last question. Adds it to `kept` only when it is a text and the program
-// printed no error, because the program may have rejected any other answer.
+// Records the answer to the last question. Adds the answer to `kept` only when it is a text and the
+// program printed no error, because the program may have rejected any other answer.
 void take_answer(SessionWatch& watch, const std::string& response)
 {
     for (const Entry& entry : entries) {

@@ -1,6 +1,6 @@
-// Checks a session from outside: the keys, the output, the screens, and the calls to the store. It
-// does not know what the program must do next (tests/model/ does). It checks what must hold in
-// every session, whatever is typed and whatever fails; README.md lists it.
+// Checks the keys, the output, the screens and the store calls of a session. These checks do not
+// predict the session, as the model in tests/model/ does. They check conditions that hold in every
+// session, for any keys and any failures. README.md lists the conditions.
 #pragma once
 
 #include <map>
@@ -8,14 +8,14 @@
 #include <string>
 
 struct SessionWatch {
-    // The caller sets these two.
-    bool values_break_lines = false; // a leaf holds a newline or zero byte: ignore the screens
-    bool writes_may_fail = false;    // a fault was added: a call or a leaf may fail
+    // The caller sets these two members.
+    bool values_break_lines = false; // a leaf has a newline or zero byte, so ignore the screens
+    bool writes_may_fail = false;    // a fault was added, so a call or a leaf may fail
 
-    // By the label of a value on the screens.
-    std::map<std::string, std::string> shown; // the value shown last
+    // The keys of the maps, and the texts in the set, are labels on the screens.
+    std::map<std::string, std::string> shown; // each value on its latest screen
     std::map<std::string, std::string> kept;  // accepted answers, shown until they are saved
-    std::set<std::string> answered_labels;    // answered since the last successful save
+    std::set<std::string> answered_labels;    // labels of answers since the last successful save
 
     bool connected = false;
     bool save_offered = false;
@@ -32,7 +32,7 @@ struct SessionWatch {
 void watch_question(SessionWatch& watch, const std::string& printed);
 
 // Call `watch_key` when the program reads a key (EOF at the end of input), and `watch_no_key` when
-// a wait ends without one.
+// a wait ends without a key.
 void watch_key(SessionWatch& watch, int key);
 void watch_no_key(SessionWatch& watch);
 

@@ -1,4 +1,4 @@
-"""Plays the saved inputs of the fuzz targets, and the dialogues as inputs, on this build."""
+"""Plays the saved inputs and the inputs made from the dialogues on the fuzz targets of this build."""
 
 import random
 import re
@@ -12,7 +12,7 @@ from harness.program import BUILD, RUN_WITH, command
 LIMIT = 300
 
 
-CHANGED = 50 if RUN_WITH else 500  # emulation is slow
+CHANGED = 50 if RUN_WITH else 500  # fewer under emulation, which is slow
 
 
 def play(target, inputs, folder):
@@ -32,8 +32,8 @@ def test_every_input_passes(target, tmp_path):
 
 
 def changed(rng, inputs, words):
-    """Returns an input with a random change: bytes replaced or removed, words inserted, or the end of another
-    input."""
+    """Returns a random input after one to four random changes. A change replaces a few bytes by other bytes,
+    by a word or by nothing. Some changes also replace the end of the input by the end of another input."""
     data = bytearray(rng.choice(inputs))
     for _ in range(rng.randint(1, 4)):
         first = rng.randint(0, len(data))
@@ -47,7 +47,7 @@ def changed(rng, inputs, words):
 
 @pytest.mark.parametrize("target", corpus.TARGETS)
 def test_changed_inputs_pass(target, tmp_path):
-    """A small fuzzing run without coverage guidance, the same each time."""
+    """Plays random variants of the inputs. The variants are the same in every run."""
     rng = random.Random(1)
     inputs = sorted({*corpus.kept(target), *corpus.seeds(target)})
     words = [word.encode("latin-1") for word in sorted(corpus.words(target))]

@@ -46,7 +46,7 @@ bool is_for_keyboard_alone(int count, const fd_set* readable)
         if ((FD_ISSET(descriptor, readable) != 0) != (descriptor == STDIN_FILENO))
             return false;
     }
-    return count == STDIN_FILENO + 1; // one more than the highest descriptor
+    return count == STDIN_FILENO + 1; // `select` requires the highest descriptor plus one
 }
 
 } // namespace
@@ -101,8 +101,8 @@ std::string console_on(int keyboard, const std::function<void()>& action)
     return printed;
 }
 
-// Linked into the program, so it replaces that of the C library. Weak, so that a test program may
-// define its own.
+// Replaces the function `select` of the C library. The definition is weak, so that a fuzz target
+// can replace it by another `select`.
 extern "C" [[gnu::weak]] int select(int count, fd_set* readable, fd_set* writable,
                                     fd_set* exceptional, timeval* time_out)
 {

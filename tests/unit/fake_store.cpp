@@ -69,7 +69,8 @@ int next_leaf_result(const toolkit::CCds& store, const std::string& call)
     return store.handle != nullptr ? next_result(call) : -1;
 }
 
-// Writes one leaf of a successful call. The status is 1 unless the test changes it.
+// Sets the status of one leaf in a successful call: to 1, or as `decide_status` decides. Writes the
+// leaf when the status is 1.
 void write_leaf(const std::string& path, const toolkit::CElement& value, api_status_t& status)
 {
     if (fake_store.decide_status)
@@ -173,7 +174,7 @@ int CCds::clear_leaves(const std::vector<std::string>& paths, std::vector<api_st
 
 } // namespace toolkit
 
-// These run no command and do not sleep.
+// These replacements of the C library's functions run no command and do not sleep.
 extern "C" int system(const char* command)
 {
     if (fake_store.before_command)

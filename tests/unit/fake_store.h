@@ -1,4 +1,4 @@
-// A fake client library for the unit tests, linked in place of the simulated one. It keeps leaves
+// A fake client library for the unit tests, which replaces the simulated library. It keeps leaves
 // in memory, returns the results and statuses that a test sets, and records every call.
 #pragma once
 
@@ -13,18 +13,18 @@
 struct FakeStore {
     std::map<std::string, toolkit::CElement> leaves;
 
-    // The calls made, as texts, in order. fake_store.cpp shows their forms.
+    // The recorded calls in order. Each call is a text, whose form is in fake_store.cpp.
     std::vector<std::string> calls;
 
     bool reachable = true;
 
-    // The results of the next calls, by name ("set_leaves", "system", ...) and in order. A call
-    // without a result here returns 0. Without a connection, leaf calls return -1 and use up no
-    // result.
+    // The results of the next calls: for each function, such as "set_leaves" or "system", a list in
+    // order. When the list is empty, the call returns 0. Without a connection, calls on leaves
+    // return -1 and do not take a result from the list.
     std::map<std::string, std::vector<int>> results;
 
-    // When set, may change the status of each written leaf. `status` is at first the caller's
-    // value.
+    // When set, may change the status of each written leaf. If it does not, `status` keeps the
+    // value from the caller of the library.
     std::function<void(const std::string& path, api_status_t& status)> decide_status;
 
     // The size of the status list that the caller passed to the last `set_leaves`.
@@ -49,18 +49,18 @@ struct FakeStore {
     std::function<void()> before_command;
 };
 
-// The store that the library's calls use.
+// The store on which all calls of the fake library work.
 extern FakeStore fake_store;
 
-// When set, runs before the store is closed, even at the program's end.
+// When set, runs before each closing of the store, even at the program's end.
 extern void (*before_close)();
 
-// Empties the fake store, opens the connection and discards the recorded calls.
+// Empties the fake store, opens the connection and discards the recorded calls. Returns the store.
 FakeStore& fresh_store();
 
 toolkit::CElement text_element(const std::string& text);
 toolkit::CElement number_element(std::int32_t number);
 toolkit::CElement boolean_element(bool value);
 
-// Returns an element as the recorded calls show it: true, 12 or "text".
+// Returns the text of an element in a recorded call, for example true, 12 or "text".
 std::string shown(const toolkit::CElement& element);

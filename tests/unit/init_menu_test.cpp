@@ -36,7 +36,7 @@ TEST_CASE("each line shows the value in the store")
     store.leaves["/VMC/PrimCfg/Form/Value"] = number_element(2);
     store.leaves["/VMC/PrimCfg/ClassAmps/Value"] = text_element("9");
     store.leaves["/VMC/PrimCfg/NomFreq/Value"] = boolean_element(true);
-    store.leaves["/VMIC/Enclosure/Value"] = number_element(4); // not a string: shown as empty
+    store.leaves["/VMIC/Enclosure/Value"] = number_element(4); // shown as [None]
     SettingsSession session;
     const std::string screen = menu_on(session, "0\n");
     CHECK(shows(screen, " Velmora II Settings "));
@@ -79,7 +79,7 @@ TEST_CASE("each choice opens its own entry")
         const std::string screen = menu_on(session, std::to_string(choice) + "\n\n0\n");
         for (int other = 1; other <= 8; ++other)
             CHECK(shows(screen, prompts[other - 1]) == (other == choice));
-        CHECK(fake_store.calls.size() == 2); // the reads of two passes, and no write
+        CHECK(fake_store.calls.size() == 2); // one read in each of two passes, and no write
     }
 }
 

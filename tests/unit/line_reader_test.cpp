@@ -29,10 +29,10 @@ Line line_of(const std::string& keys)
     return line;
 }
 
-// A keyboard that stays open: a pipe or a pseudo-terminal.
+// A keyboard whose input does not end: a pipe or a pseudo-terminal.
 struct OpenKeyboard {
     int reader = -1;
-    int keys = -1; // the end that the test writes to
+    int keys = -1; // the test writes keys to this end
 
     ~OpenKeyboard()
     {
@@ -64,7 +64,7 @@ void open_terminal(OpenKeyboard& keyboard)
     tcsetattr(keyboard.reader, TCSANOW, &raw);
 }
 
-// Types `keys` and reads a line, allowing one second before each key.
+// Types `keys` and reads a line. The wait for each key times out after one second.
 Line line_on(const OpenKeyboard& keyboard, const std::string& keys)
 {
     REQUIRE(write(keyboard.keys, keys.data(), keys.size()) == static_cast<ssize_t>(keys.size()));
@@ -222,7 +222,8 @@ TEST_CASE("a wait that a signal interrupts is not retried")
     std::string text;
     int result = 77;
     const std::string echo = console_on(keyboard.reader, [&] {
-        const itimerval soon = {{0, 20000}, {0, 20000}}; // repeats in case the first is too early
+        // The timer repeats, because its first signal may come before the wait.
+        const itimerval soon = {{0, 20000}, {0, 20000}};
         const itimerval never = {};
         setitimer(ITIMER_REAL, &soon, nullptr);
         result = read_line_timed(text, 10);
@@ -331,7 +332,7 @@ TEST_CASE("the seconds of the time-out are reset for each key, the microseconds 
     CHECK(waits[0].time.tv_sec == 12);
     CHECK(waits[0].time.tv_usec == 0);
     CHECK(waits[1].time.tv_sec == 12);
-    CHECK(waits[1].time.tv_usec == 500000); // deliberate: left over from the wait before
+    CHECK(waits[1].time.tv_usec == 500000); // deliberate: the program sets only tv_sec again
     CHECK(waits[2].time.tv_sec == 12);
     CHECK(waits[2].time.tv_usec == 500000);
 }
@@ -400,7 +401,8 @@ TEST_CASE("a time-out and a rejection are reported, an answer is not")
 namespace
 {
 
-// Fills the stack with set bits where the next function has its variables.
+// Sets all bits in the part of the stack that the next function uses for its variables, so that the
+// test finds an uninitialised set of descriptors.
 void dirty_the_stack()
 {
     volatile unsigned char bytes[4096];

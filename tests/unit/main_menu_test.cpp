@@ -18,8 +18,9 @@ SettingsSession session_with_ports(std::size_t count, bool init_menu_requested =
     return session;
 }
 
-// Makes a choice in the main menu. Returns the first text that it prints. Answers every question
-// with Enter, which changes nothing, and leaves every menu with 0.
+// Makes a choice in the main menu, types Enter, which changes nothing, and leaves all menus.
+// Returns a text that identifies the menu, question or error after the choice. Returns the whole
+// output when it contains no known text.
 std::string led_to(SettingsSession session, int choice)
 {
     fresh_store();
@@ -41,7 +42,8 @@ SettingsSession changed(SettingsSession session)
     return session;
 }
 
-// Makes a choice in the main menu and types `keys`. Returns the output before the next screen.
+// Makes a choice in the main menu and types `keys`. Returns the output between the choice and the
+// next screen.
 std::string answered(SettingsSession& session, int choice, const std::string& keys,
                      const std::string& waits = "")
 {
@@ -87,7 +89,8 @@ TEST_CASE("with several ports the initialisation menu is still choice 5 alone")
     const SettingsSession two = session_with_ports(2, true);
     CHECK(led_to(two, 2) == "Ethernet Port 2 -");
     CHECK(led_to(two, 5) == "Reset all passwords ? (y/n)");
-    // Deliberate: the menu lists the initialisation as 6, but choice 6 saves.
+    // Deliberate: with two ports, the menu shows the number 6 for the initialisation, but choice 6
+    // saves.
     CHECK(led_to(two, 6) == "Save & apply all settings? (y/n)");
     CHECK(led_to(changed(two), 7) == "Save & apply all settings? (y/n)");
 

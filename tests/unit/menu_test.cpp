@@ -31,7 +31,7 @@ std::string title_line(const std::string& title)
     return screen.substr(start, screen.find('\n', start) - start);
 }
 
-// Returns the choice after typing `answer` in a menu of three numbered lines.
+// Types `answer` in a menu of three numbered lines. Returns the choice that the menu returns.
 int choice_of(const std::string& answer, const std::string& exit_label = "Exit")
 {
     return menu_of(answer + "\n", "T", {{{"a", ""}, {"b", ""}}, {{"c", ""}}}, {true, true},

@@ -9,7 +9,7 @@ namespace
 
 struct SerialEntry {
     EditableText serial = {"before", false};
-    std::string printed; // after the echo of the answer
+    std::string printed; // the output after the echo of the answer
 };
 
 SerialEntry serial_answered(const std::string& answer)
@@ -73,7 +73,7 @@ TEST_CASE("the first wrong part of a serial number is reported, then that the nu
         CHECK(entry.serial.text == "before");
         CHECK_FALSE(entry.serial.changed);
     }
-    CHECK(serial_answered("0912-1").printed == ""); // -1 is read as a large number, so it is valid
+    CHECK(serial_answered("0912-1").printed == ""); // -1 is read as a large number, so it is > 0
 }
 
 TEST_CASE("entering the same value again sets the changed flag")

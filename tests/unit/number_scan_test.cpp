@@ -5,7 +5,8 @@
 namespace
 {
 
-// Scans `text`. Returns the number, or "none", and then the rest of the text.
+// Scans `text`. Returns the number, a "|" and the rest of the text. Returns "none" when the scan
+// fails, or "none, but changed" when a failed scan changes the number.
 std::string scanned(const std::string& text, unsigned width = any_width)
 {
     const char* cursor = text.c_str();

@@ -10,8 +10,8 @@
 #include <string>
 #include <utility>
 
-// Runs the checks of the tables on tables that they must reject. For the program's own tables the
-// compiler runs them.
+// These tests run the checks of the tables on tables that the checks must reject. The compiler runs
+// the same checks on the program's own tables.
 
 TEST_CASE("a token that begins another one is rejected")
 {
@@ -88,7 +88,8 @@ TEST_CASE("a leaf that no token sets is rejected")
     CHECK_FALSE(accepted(leaf_named("MID") - 1, 0));
 }
 
-// The program does not define this function, so that an unknown name does not compile.
+// The program declares this function but does not define it, so that an unknown name in a table
+// does not compile. Here, an unknown name throws.
 void name_is_not_in_table()
 {
     throw std::out_of_range("no such name");
@@ -102,7 +103,8 @@ TEST_CASE("a leaf is found by its name, a token by its text")
     CHECK(token_named("PQ2").leaves == leaf_named("PQ2"));
     const LeafSet first = leaf_named("Serial/1");
     LeafSet two = 0;
-    // The compiler would evaluate an initialiser itself, and the function would not run.
+    // This must be an assignment, because the compiler would evaluate an initialiser and the
+    // function would never run.
     // cppcheck-suppress redundantInitialization
     two = leaves("Serial/1", "Serial/3");
     const LeafSet mid = leaf_named("MID");
@@ -134,7 +136,8 @@ TEST_CASE("the diagnostic accepts both forms of every token except MID, in this 
         }
     }
     CHECK(known.size() == option_grammar().known_texts);
-    // The compiler would evaluate an initialiser itself, and the function would not run.
+    // This must be an assignment, because the compiler would evaluate an initialiser and the
+    // function would never run.
     auto tokens = valid_tokens;
     // cppcheck-suppress redundantInitialization
     tokens = collect_valid_tokens();

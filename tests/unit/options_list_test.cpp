@@ -20,7 +20,7 @@ namespace
 
 struct Entered {
     EditableText list = {"before", false};
-    std::string printed; // after the echo of the entry
+    std::string printed; // the output after the echo of the entry
     std::string batch;
 };
 
@@ -54,7 +54,7 @@ Names all_options()
     return names;
 }
 
-// The options of each exclusive group, in the order of the table.
+// Returns the options of each exclusive group, in the order of tests/grammar.toml.
 std::map<std::string, Names> exclusive_groups()
 {
     std::map<std::string, Names> groups;
@@ -187,7 +187,8 @@ TEST_CASE("an option that occurs twice is counted once, and no message names it"
 {
     for (const std::string& option : all_options()) {
         const std::size_t length = option.size() + 1;
-        // Deliberate: MID is accepted, but the diagnostic does not accept it.
+        // Deliberate: a list may contain MID, but the diagnostic of a rejected list reports MID as
+        // invalid.
         const Names invalid = option == "MID" ? Names{"MID", "MID"} : Names{};
         const Entered result = entered(option + "-" + option);
         CHECK(result.printed == rejected_by_count(2 * length, length, invalid));
@@ -336,7 +337,8 @@ TEST_CASE("power quality options also set measurement logging and PQ")
 
 TEST_CASE("a chosen capture option sets measurement logging, even in a rejected list")
 {
-    // PQ1 comes first, so PQ2 is rejected and does not choose capture. PQ2 before PQ3 does.
+    // Only the first option of the group sets its leaves. After PQ1, the rejected PQ2 or PQ3 does
+    // not set ML. In the third list, PQ2 is the first option and sets ML.
     CHECK(entered("PQ1-PQ2").batch == batch_of({"PQ1"}));
     CHECK(entered("PQ1-PQ3").batch == batch_of({"PQ1"}));
     CHECK(entered("PQ2-PQ3").batch == batch_of({"PQ2"}));

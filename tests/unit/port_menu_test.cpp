@@ -19,7 +19,7 @@ InterfaceSettings port_after(const std::string& keys, std::string* screen = null
     return port;
 }
 
-// The outcome of answering the media-type question.
+// The effects of an answer to the media-type question.
 struct MediaAnswer {
     EditableText media;
     bool rejected;

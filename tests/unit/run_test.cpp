@@ -17,7 +17,7 @@
 namespace
 {
 
-// A pseudo-terminal. The program gets the slave; the test types at the master.
+// A pseudo-terminal. The program reads from the slave, and the test writes keys to the master.
 struct Terminal {
     int master = posix_openpt(O_RDWR | O_NOCTTY);
     int slave = -1;
@@ -50,7 +50,7 @@ struct Ran {
     std::string errors;
 };
 
-// Runs the program as "prog" with these arguments and with `keys` as input.
+// Runs the program under the name "prog", with these arguments and with `keys` as input.
 Ran ran(const std::vector<const char*>& arguments, const std::string& keys = "0\n")
 {
     std::vector<const char*> words = {"prog"};
@@ -70,7 +70,7 @@ Ran ran(const std::vector<const char*>& arguments, const std::string& keys = "0\
     return result;
 }
 
-// Returns the fake store, closed and without recorded calls.
+// Closes the fake store and discards the recorded calls. Returns the store.
 FakeStore& closed_store()
 {
     FakeStore& store = fresh_store();
@@ -104,7 +104,7 @@ TEST_CASE("the version is printed without a store")
     CHECK(answer.errors == "");
     const std::string first = "prog: version 0.0.1\nBuild date: ";
     const std::string last = "\n$Revision: 1.3 $\n\n";
-    REQUIRE(answer.output.size() == first.size() + 20 + last.size()); // "Feb 29 2024 09:36:29"
+    REQUIRE(answer.output.size() == first.size() + 20 + last.size()); // a date has 20 characters
     CHECK(answer.output.substr(0, first.size()) == first);
     CHECK(answer.output.substr(first.size() + 20) == last);
     CHECK(answer.output[first.size() + 11] == ' ');
@@ -200,7 +200,8 @@ TEST_CASE("a session opens the store, stamps elements, and closes the store at i
     CHECK(fake_store.calls.back() == "pcd_close");
     CHECK(fake_store.calls.size() == 3);
     CHECK(screen.find(" 1.  Ethernet Port 1 Settings") != std::string::npos);
-    CHECK(screen.find("Ethernet Port 2") == std::string::npos); // deliberate: ignores the number
+    // Deliberate: the program ignores the number of interfaces in its argument.
+    CHECK(screen.find("Ethernet Port 2") == std::string::npos);
 }
 
 TEST_CASE("an exception from the menus does not restore the terminal or close the connection")

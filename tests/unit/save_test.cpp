@@ -34,7 +34,8 @@ std::string saved(SettingsSession& session)
 
 const std::string question = "Save & apply all settings? (y/n): y\n";
 
-// Runs a complete save. Returns its calls, without the commands at its end.
+// Runs a save and checks that it ends with the closing commands. Returns the calls before these
+// commands.
 Calls calls_of_save(SettingsSession& session)
 {
     fresh_store();
@@ -92,7 +93,7 @@ TEST_CASE("only changed texts are written; empty ones are cleared, the others se
     CHECK(calls_of_save(session) ==
           Calls{"set_leaves " + network + "Name Server/2/Value=\"192.0.2.2\"/1 \"Console\"",
                 "clear_leaves " + network + "Name Server/1/Value \"\" statuses 1"});
-    CHECK(fake_store.statuses_given == 1); // one per leaf that was set
+    CHECK(fake_store.statuses_given == 1); // one status for each leaf that was set
     CHECK_FALSE(any_changed(session));
 }
 
@@ -178,7 +179,7 @@ TEST_CASE("a failed general write is reported and does not fail the save")
 TEST_CASE("the status of the general writes is not reset for each leaf of a port")
 {
     FakeStore& store = fresh_store();
-    // The first leaf is rejected. For the later ones the library does not set the status.
+    // The library rejects the first mirror leaf. It does not set the status of later mirror leaves.
     store.decide_status = [](const std::string& path, api_status_t& status) {
         if (path == general + "DHCP/Value")
             status = 4;
@@ -193,7 +194,8 @@ TEST_CASE("the status of the general writes is not reset for each leaf of a port
                                 "set_leaf failed for " + general + "IPAddress/Value\n" +
                                 "Settings saved.\n");
     CHECK(store.calls[1].substr(store.calls[1].size() - 8) == "status 4");
-    CHECK(store.calls[2].substr(store.calls[2].size() - 8) == "status 1"); // reset for each port
+    // The save resets the status for each port.
+    CHECK(store.calls[2].substr(store.calls[2].size() - 8) == "status 1");
 }
 
 TEST_CASE("the initialisation texts are written in order, the numbers as integers")
@@ -257,7 +259,8 @@ TEST_CASE("an options list writes the batch with its triggers, pauses, and trigg
                 "system vmkeys -m >/dev/null 2>&1"});
     CHECK_FALSE(are_options_pending());
 
-    // Deliberate: these two triggers stay in the batch until the next list is checked.
+    // Deliberate: the two SetMeasLog triggers stay in the batch until the program checks another
+    // list.
     session.options_list = {"WEB", true};
     CHECK(calls_of_save(session)[1] == "set_leaves /VMF/UpdateService/SetMeasLog/1/Value=true/0 "
                                        "/VMF/UpdateService/SetMeasLog/2/Value=true/0 "
@@ -294,7 +297,7 @@ TEST_CASE(
     CHECK(session.options_list.changed);
     CHECK(are_options_pending());
 
-    // The options stay pending even when the list is emptied before the retry.
+    // The options stay pending even when the list is emptied before the next save.
     session.options_list.text.clear();
     session.enclosure = {"W", true};
     store.calls.clear();
@@ -316,7 +319,7 @@ TEST_CASE("a status other than success fails the save after the options have bee
     CHECK(saved(session) == question + "Velmora II Options list set in CDS\n"
                                        "Velmora II ML Config sent\n"
                                        "Error saving settings!\n");
-    CHECK(store.calls.size() == 4); // the clear and the commands were not called
+    CHECK(store.calls.size() == 4); // no leaf was cleared and no command ran
     CHECK(session.options_list.changed);
     CHECK_FALSE(are_options_pending());
 }

@@ -119,7 +119,8 @@ TEST_CASE("values that are only shown do not count as changes, and their flags a
 TEST_CASE("the path of a text is the path of its row")
 {
     const char* path = nullptr;
-    // An initialiser would be made by the compiler, and the function never run.
+    // This must be an assignment, because the compiler would evaluate an initialiser and the
+    // function would never run.
     // cppcheck-suppress redundantInitialization
     path = path_of(init_leaves, &SettingsSession::enclosure);
     CHECK(std::string(path) == "/VMIC/Enclosure");

@@ -12,7 +12,7 @@
 namespace
 {
 
-// Returns how many bytes of a text array no row needs.
+// Returns the number of bytes at the end of a text array that no row of the table uses.
 template <typename Row, std::size_t rows, std::size_t size>
 std::size_t unused_bytes(const Row (&table)[rows], const char (Row::*text)[size])
 {
@@ -24,7 +24,7 @@ std::size_t unused_bytes(const Row (&table)[rows], const char (Row::*text)[size]
 
 } // namespace
 
-// The meter has little memory, and an array takes its whole size in every row.
+// The meter has little memory, and every row of a table takes the full size of its text array.
 TEST_CASE("no text array of a table is longer than its longest text")
 {
     CHECK(unused_bytes(command_lines, &CommandLine::text) == 0);

@@ -14,7 +14,7 @@ TEST_CASE("the triggers are listed in the order in which a save writes them")
                          }));
 }
 
-// Otherwise a leaf next to the branch, such as "/VMC/PrimCfgBackup", would count as part of it.
+// Without the slash, a leaf such as "/VMC/PrimCfgBackup" would belong to the branch.
 TEST_CASE("the branch of the primary configuration ends with a slash")
 {
     CHECK(std::string(prim_cfg_branch).back() == '/');

@@ -10,7 +10,8 @@
 namespace
 {
 
-// The outcome of answering the prompt for an unchanged address "1.1.1.1".
+// The effects of an answer to the prompt for an address. Before the answer, the address is
+// "1.1.1.1", and its changed flag is not set.
 struct AddressEntry {
     int result = 77;
     EditableText address = {"1.1.1.1", false};
