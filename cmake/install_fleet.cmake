@@ -1,6 +1,6 @@
 # Defines the component `fleet` for `cmake --install` and `cpack`: meter-fleet, its Python package, its
-# Ansible collection and its documents. install.cmake includes this file after it has defined install_zipped and
-# install_about, and before it lists the components for CPack.
+# Ansible collection and its documents. install.cmake includes this file after it has defined
+# install_zipped and install_about, and before it lists the components for CPack.
 #
 # The component does not depend on a processor and is not for meters, so only the host build has it.
 set(package_fleet meter-fleet)

@@ -90,9 +90,9 @@ configure_and_build() {
         stop "the build of build/$preset failed"
 }
 
-# choose_meter START ARGUMENT...: sets `meter` to the absolute path of the meter: DIR from "--meter DIR", or else
-# $METER_SIM_DIR, or else build/meter. Sets the array `arguments` to the other arguments. A relative path is
-# relative to START, the directory where the user started the script.
+# choose_meter START ARGUMENT...: sets `meter` to the absolute path of the meter. The path is DIR from
+# "--meter DIR", or else $METER_SIM_DIR, or else build/meter. Sets the array `arguments` to the other
+# arguments. A relative path is relative to START, the directory where the user started the script.
 choose_meter() {
     local start=$1
     shift
