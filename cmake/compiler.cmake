@@ -70,7 +70,7 @@ set(CMAKE_REQUIRED_LIBRARIES -static-pie)
 check_cxx_source_compiles("int main() { return 0; }" HAVE_STATIC_PIE)
 unset(CMAKE_REQUIRED_LIBRARIES)
 if(STATIC_PROGRAMS AND HAVE_STATIC_PIE)
-    link_libraries($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-static-pie>) # comes after -pie from CMake
+    link_libraries($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-static-pie>) # after -pie from CMake
 elseif(STATIC_PROGRAMS)
     message(STATUS "This C library does not support static programs at random addresses; they get fixed ones")
     set(CMAKE_POSITION_INDEPENDENT_CODE OFF)

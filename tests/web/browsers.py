@@ -56,7 +56,7 @@ class Chromium:
         return self.driver.execute_script(text, *arguments)
 
     def async_script(self, text, *arguments):
-        """Runs a script. The script passes its result to the function in its last argument. Returns this result."""
+        """Runs a script, whose last argument is a function. Returns the value that the function gets."""
         return self.driver.execute_async_script(text, *arguments)
 
     def send_keys(self, keys, selector=TERMINAL):

@@ -44,7 +44,7 @@ def start_of(case):
 
 
 def with_change(leaves, text):
-    """Returns the leaves after a change by another program. `text` is the text after "store: " in a dialogue."""
+    """Returns the leaves after a change. `text` describes the change, as after "store: " in a dialogue."""
     if text.startswith("remove "):
         return {path: value for path, value in leaves.items() if path != json.loads(text[7:])}
     return leaves | tomllib.loads(text)
@@ -109,7 +109,7 @@ class Player:
         self.check()
 
     def type(self, byte, after):
-        """Collects the key for a byte. Sends the collected keys, unless only an echo or another key comes next."""
+        """Collects the byte's key. Sends the collected keys, unless an echo or another key comes next."""
         if not self.keys:
             self.check()
         self.keys += KEYS.get(byte) or chr(byte)
@@ -123,7 +123,7 @@ class Player:
         self.keys = ""
 
     def check(self):
-        """Sends the collected keys. Raises Mismatch if the output so far is not exactly the expected output."""
+        """Sends the collected keys. Raises Mismatch if the output so far is not the expected output."""
         self.send()
         until = time.monotonic() + STEP_LIMIT
         output = output_of(self.browser)

@@ -51,7 +51,8 @@ SHOWN_TEXT = """
 
 
 def play(browser, name):
-    """Performs the actions of a picture. Returns a screenshot as PNG, and the text on the page and in the terminal."""
+    """Performs the actions of a picture. Returns a screenshot as PNG, and the text on the page and in the
+    terminal."""
     prepare, width, height, colours = SCENES[name]
     browser.set_size(width, height)
     browser.set_colours(colours)

@@ -206,7 +206,7 @@ def test_everything_is_readable_at_twice_the_size(page, width):
 
 
 def test_the_terminal_is_readable_on_a_telephone(page):
-    """A telephone is too narrow for eighty columns. The frame scrolls, so that the letters stay large enough."""
+    """Eighty columns do not fit the width. The frame scrolls, so that the letters stay large enough."""
     page.set_size(360, 740)
     page.script("dispatchEvent(new Event('resize'));")
     sizes = page.script("""

@@ -55,7 +55,7 @@ def dialogue_file(request):
 
 
 def plays_and_updates(path, text):
-    """Checks that the host build passes the transcript as a test. `tests/record --update` must not change it."""
+    """Checks that the host build plays the transcript. `tests/record --update` must not change it."""
     path.write_text(text, encoding="utf-8")
     kept = dialogue.Dialogue(path)
     environment = {"BUILD_DIR": str(BUILD), "PATH": "/usr/bin:/bin"}
@@ -166,7 +166,7 @@ def test_the_kept_text_and_page_show_the_session(chromium):
     ("session.html", "#keep-page", "192.0.2.53 -&gt; "),
 ])
 def test_the_changes_are_counted_from_the_start_of_the_session(chromium, name, button, old):
-    """An earlier session on the same meter changes the serial number. The download must not list this change."""
+    """An earlier session on the same meter changes the serial number. The download must not list it."""
     chromium.send_keys(f"5{ENTER}1{ENTER}261900123{ENTER}0{ENTER}6{ENTER}y{ENTER}0{ENTER}")
     chromium.click("#start-again")
     changes = download(chromium, name, button).partition("What changed on the meter")[2]

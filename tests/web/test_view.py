@@ -118,7 +118,7 @@ def test_failures_are_described(chromium):
 
 
 def next_save(browser):
-    """Waits until the page has updated the view of the next save. Returns the note and the lines of the view."""
+    """Waits until the page has updated the view of the next save. Returns its note and its lines."""
     browser.async_script("setTimeout(arguments[0], 50);")
     return text_of(browser, "#next-save-note"), text_of(browser, "#next-save")
 
