@@ -12,7 +12,7 @@ int main(int count, char** words)
 {
     struct termios saved, raw;
     char key = 0;
-    char line = 0; /* the key of the answer so far: 0 before it, a space after a second key */
+    char line = 0; /* the answer so far: 0 if empty, its key if single, else a space */
     const char* output = words[1];
     size_t size;
 

@@ -6,7 +6,8 @@
 //
 // PLAN consists of texts. A zero byte ends each text. A contender consists of the arguments of its
 // command, an empty text, its steps, and an empty text. A step consists of its name, its keys, and
-// the number of bytes of the answer. The last digit of the round replaces the argument ROUND.
+// the number of bytes of the answer. The last digit of the round's number replaces the argument
+// ROUND.
 //
 // A step sends its keys and ends when all bytes of the answer have arrived. The first step includes
 // the start of the contender. After the last step, the contender must exit by itself with status 0.

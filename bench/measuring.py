@@ -82,7 +82,8 @@ def answer_of(console):
 
 
 def learn(contender, *steps):
-    """Plays steps. Each argument is a name and keys; the first is the start. Returns the steps and answers."""
+    """Plays a session and returns its steps with the answers. Each argument is a step's name and keys. The
+    first step is the start."""
     console = open_console(contender)
     try:
         learnt = []
@@ -166,7 +167,7 @@ def system_calls_of(contender, steps):
             text = None
             while console.process.poll() is None and (
                     text != (text := Path(log.name).read_bytes()) or text.endswith(b"\n")):
-                time.sleep(QUIET)  # until the log no longer grows, so the program waits
+                time.sleep(QUIET)  # the program waits if its log no longer grows
             return text.count(b"\n")
         return play(contender, steps, ["strace", "-o", log.name], calls)
 

@@ -16,4 +16,4 @@ def build_lock(folder):
         holder.stdin.flush()
         if not holder.stdout.readline():
             raise OSError(f"{folder} cannot be locked")
-        yield  # then Popen closes the input of cat, so cat exits and the lock is released
+        yield  # at the end, Popen closes the input of cat, so cat exits and the lock is released

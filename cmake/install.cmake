@@ -1,6 +1,6 @@
 # Defines the files that `cmake --install` installs below the prefix (and below DESTDIR, if that is set), and
-# the packages that `cpack` creates: a Debian package for each component, and a .tar.gz for `program`. The
-# components are:
+# the packages that `cpack` creates: a Debian package for each component, and a .tar.gz for the component
+# `program`. The components are:
 #
 # program  the programs for a meter, with their manual pages
 # doc      the guides
@@ -150,7 +150,7 @@ and changes them. For training and tests; nothing of it belongs on a meter.")
     set(CPACK_DEBIAN_DESK_PACKAGE_RECOMMENDS "${package_program}, tmux")
 endif()
 if(ON_SIMULATED_METER AND NOT CMAKE_CROSSCOMPILING)
-    list(APPEND CPACK_DESK_BINARIES ${CPACK_PROGRAM_BINARIES}) # `desk` also contains meter-settings
+    list(APPEND CPACK_DESK_BINARIES ${CPACK_PROGRAM_BINARIES}) # `desk` contains meter-settings too
     string(APPEND CPACK_COMPONENT_PROGRAM_DESCRIPTION "
 This build carries the simulated meter: for workstations, not for meters.")
 endif()

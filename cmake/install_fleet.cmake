@@ -6,7 +6,7 @@
 set(package_fleet meter-fleet)
 
 if(ON_SIMULATED_METER AND NOT CMAKE_CROSSCOMPILING)
-    # Debian's Python searches for modules in dist-packages, and Ansible for collections in share/ansible.
+    # Debian's Python searches dist-packages for modules. Ansible searches share/ansible/collections.
     set(fleet_library lib/python3/dist-packages)
     install(PROGRAMS fleet/meter-fleet DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT fleet)
     install(DIRECTORY fleet/meter_fleet DESTINATION ${fleet_library} COMPONENT fleet

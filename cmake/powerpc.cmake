@@ -1,4 +1,4 @@
-# Toolchain file for Debian's cross compiler to the meter's controller, a 32-bit big-endian PowerPC.
+# Toolchain file for Debian's cross compiler for the meter's controller, a 32-bit big-endian PowerPC.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ppc)
 

@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # Functions that ./run, ./test and the other scripts share. The functions that install, configure or create
-# something print a message before, and skip work that is already done.
+# something print a message first, and skip work that is already done.
 
 # shellcheck source=cmake/lock.sh
 . "$PWD/cmake/lock.sh"

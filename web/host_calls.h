@@ -1,4 +1,4 @@
-// The program calls these functions of its host, the JavaScript of a page or of node.
+// The program calls these functions of its host. The host is the JavaScript of a page or of node.
 // host_calls.js forwards each call to the host object in the options of createProgram.
 #pragma once
 

@@ -62,7 +62,7 @@ void print_tokens()
             std::printf(" `%s`", lower_form(token.text).data());
         std::printf(" | %s |", name_of(token.group));
         print_leaves(token.leaves);
-        const bool alone = view_of(token.text) == "PQR"; // PQR excludes no option
+        const bool alone = view_of(token.text) == "PQR"; // PQR excludes no other option
         print_leaves(alone ? 0 : group_leaves(token.group) & ~token.leaves);
         std::puts("");
     }

@@ -56,7 +56,7 @@ class Chromium:
         return self.driver.execute_script(text, *arguments)
 
     def async_script(self, text, *arguments):
-        """Runs a script, whose last argument is a function. Returns the value that the function gets."""
+        """Runs a script that calls its last argument, a function, with the result. Returns this result."""
         return self.driver.execute_async_script(text, *arguments)
 
     def send_keys(self, keys, selector=TERMINAL):
@@ -199,7 +199,7 @@ def screen_rows(browser):
 
 
 def wait_for_rows(browser, wanted):
-    """Waits until the terminal shows exactly these rows. Ignores empty rows of the terminal."""
+    """Waits until the rows of the terminal that are not empty are exactly `wanted`."""
     def shown():
         return [row for row in screen_rows(browser) if row]
     wait_until(lambda: shown() == wanted, shown)

@@ -109,7 +109,7 @@ class Player:
         self.check()
 
     def type(self, byte, after):
-        """Collects the byte's key. Sends the collected keys, unless an echo or another key comes next."""
+        """Collects the byte's key. Sends the collected keys, unless `after` is the echo or another key."""
         if not self.keys:
             self.check()
         self.keys += KEYS.get(byte) or chr(byte)

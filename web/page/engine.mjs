@@ -16,7 +16,7 @@ export class Engine {
         return new WebAssembly.Memory({ initial: firstPages, maximum: mostPages });
     }
 
-    // Returns an instance whose functions can be called. Clears `memory` before.
+    // Returns an instance whose functions can be called. Clears `memory` first.
     instantiate(memory, settings) {
         new Uint8Array(memory.buffer).fill(0);
         const instance = {

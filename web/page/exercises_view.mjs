@@ -39,7 +39,7 @@ export class ExercisesView {
         return item;
     }
 
-    // Begins the exercise. If changes would be lost, asks before, unless the current exercise is solved.
+    // Begins the exercise. Asks first if changes would be lost, unless the current exercise is solved.
     ask(exercise) {
         if (this.current !== null && this.differences().length === 0)
             this.begin(exercise);

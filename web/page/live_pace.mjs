@@ -68,7 +68,7 @@ export class LivePace {
         return this.wait !== null && this.wait.forKey;
     }
 
-    // Returns the remaining milliseconds of scaled time, or null if the program does not wait for a key.
+    // Returns the remaining milliseconds of the wait for a key, in scaled time, or null if there is no wait.
     get idleLeft() {
         return this.waitsForKey ? this.wait.clock.left : null;
     }

@@ -1,4 +1,4 @@
-// The simulated meter of the page and the program that runs on it. Everything on the page except the views.
+// The simulated meter of the page and the program that runs on it. Contains the page without its views.
 
 import { Alarms } from "./clock.mjs";
 import { typedBytes } from "./keyboard.mjs";

@@ -1,8 +1,8 @@
 // One run of the program on its own meter, from start to end.
 //
 // The object `pace` decides how each wait ends. Its functions are waitForKey(run, milliseconds, wake),
-// pause(run, milliseconds, wake), timeLeft() and readKey(run). They call `wake` before they return, or later
-// inside run.resume.
+// pause(run, milliseconds, wake), timeLeft() and readKey(run). The first two call `wake`, before they return
+// or later inside run.resume.
 
 import { ByteBuffer } from "./byte_buffer.mjs";
 

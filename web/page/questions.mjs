@@ -5,7 +5,7 @@ import { keysOf, replay } from "./replay.mjs";
 
 const backspace = 8;
 const mostRounds = 20; // the largest number of questions to answer before the end
-const tail = 8192; // bytes at the end of the output; a screen has fewer
+const tail = 8192; // bytes; every screen is shorter
 
 function lastScreen(run) {
     const text = byteText(run.output.from(Math.max(run.output.length - tail, 0)));

@@ -20,7 +20,7 @@ class ReplayPace {
         wake(input.kind === "key" ? 1 : 0);
     }
 
-    // Changes the store as the next inputs say. Returns the first key or time-out after them.
+    // Returns the next key or time-out. Applies the store changes that precede it.
     next(run) {
         for (;;) {
             if (this.inputs.length === 0)

@@ -30,7 +30,7 @@ export class StoreTools {
         return this.call("store_clear", text, path);
     }
 
-    // Returns a list of {path, old, now}. `old` or `now` is null if there was or is no such leaf.
+    // Returns a list of {path, old, now}. `old` or `now` is null where the leaf is missing.
     changes(before, after) {
         const changes = JSON.parse(this.call("store_changes", before, after));
         return Object.entries(changes).map(([path, change]) => ({ path, old: change.old, now: change.new }));

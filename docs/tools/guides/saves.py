@@ -67,7 +67,7 @@ def as_json(value):
 # -- reads --
 
 def values_shown(output, screen):
-    """Maps labels to values on `screen`: in `output`, the main menu comes first, any other screen second."""
+    """Maps labels to values on `screen`. `output` begins with the main menu; another screen comes second."""
     text = output.split(f"\n\n{RULE}\n")[1 if screen is MAIN else 2]
     lines = [line[5:].split("  :  ", 1) for line in text.splitlines() if "  :  " in line]
     return {label.rstrip(): value.rstrip() for label, value in lines}
@@ -129,7 +129,7 @@ def leaf_words(leaf):
 
 
 def batch_words(call):
-    """Describes the leaves of one batch. Gives only the number of option leaves; another page lists them."""
+    """Describes the leaves of one batch. Only counts option leaves, because another page lists them."""
     options = [leaf for leaf in call["leaves"] if leaf["path"].startswith(OPTIONS)]
     words = [leaf_words(leaf) for leaf in call["leaves"] if leaf not in options]
     if options and len({leaf["value"] for leaf in options}) == 1:
