@@ -29,21 +29,21 @@ void print_version(const char* program)
 }
 
 // Buffers standard output fully, so that a screen reaches the terminal in one write. Code that
-// needs its output on the screen immediately calls `fflush`.
+// needs a text on the screen immediately calls `fflush` after printing the text.
 void buffer_output()
 {
     static char screen[BUFSIZ];
     std::setvbuf(stdout, screen, _IOFBF, sizeof screen);
 }
 
-// The terminal modes from before the program changed them.
+// The terminal modes at the start of the program.
 struct SavedTerminal {
-    bool known; // false: standard input is not a terminal, and nothing is changed or restored
+    bool known; // false: standard input is not a terminal, so no mode is changed or restored
     termios attributes;
 };
 
-// Switches echo, line editing and signal keys off. Keeps every other mode: for example, the
-// terminal still turns the carriage return of Enter into a newline.
+// Switches off echo, line editing and signal keys. Keeps every other mode, such as ICRNL, which
+// turns the carriage return of Enter into a newline. Returns the modes before the change.
 SavedTerminal enter_raw_local_mode()
 {
     SavedTerminal saved = {};
@@ -51,7 +51,7 @@ SavedTerminal enter_raw_local_mode()
     if (saved.known) {
         termios raw = saved.attributes;
         raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | ISIG);
-        tcsetattr(STDIN_FILENO, TCSANOW, &raw); // result ignored: the menus work without it
+        tcsetattr(STDIN_FILENO, TCSANOW, &raw); // the menus also work when this call fails
     }
     return saved;
 }
@@ -65,7 +65,8 @@ void restore_terminal(const SavedTerminal& saved)
 void run_session(bool init_menu_requested)
 {
     SettingsSession session;
-    session.interfaces = std::vector<InterfaceSettings>(1); // deliberate: ignores the number given
+    // Deliberate: the meter has one port, so the argument `number_of_interfaces` is ignored.
+    session.interfaces = std::vector<InterfaceSettings>(1);
     session.init_menu_requested = init_menu_requested;
     run_main_menu(session);
 }

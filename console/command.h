@@ -1,4 +1,4 @@
-// Running the meter's scripts, and pausing. Both flush standard output first.
+// The commands that the utility runs on the meter, and a function that pauses.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ struct CommandLine {
     char text[45]; // complete command line for the shell
 };
 
-// In the order of `Command`.
+// One row for each command, in the order of `Command`.
 // clang-format off
 inline constexpr CommandLine command_lines[] = {
     {Command::reset_passwords,     "sernetpwreset.sh > /dev/null 2>&1"},
@@ -40,8 +40,9 @@ constexpr bool each_command_has_its_line(const CommandLine (&lines)[count])
 }
 static_assert(each_command_has_its_line(command_lines));
 
-// Flushes standard output, then runs a command through `system`. Ignores its exit status.
+// Flushes standard output, then runs the command line of `command` through `system`. Ignores the
+// exit status of the command.
 void run_command(Command command);
 
-// Flushes standard output, then pauses.
+// Flushes standard output, then pauses for the given number of seconds.
 void pause_for(unsigned seconds);

@@ -13,7 +13,8 @@ constexpr int ctrl_d = 4;
 constexpr int backspace = 8;
 constexpr int delete_key = 127;
 
-// Waits until standard input is readable. Returns 1, 0 on time-out, or -1 on an error.
+// Waits until standard input is readable. Returns 1 when it is readable, 0 on time-out, and -1 when
+// the wait failed.
 int wait_for_key(timeval& timeout)
 {
     fd_set keyboard;
@@ -22,15 +23,16 @@ int wait_for_key(timeval& timeout)
     return select(STDIN_FILENO + 1, &keyboard, nullptr, nullptr, &timeout);
 }
 
-// Echoes one key and adds it to the line. Returns true when the key ends the line.
+// Processes one key of a line. A printable key is echoed and added to `text`. An erasing key is
+// echoed and removes the last character. Returns true when the key ends the line.
 bool take_key(int key, std::string& text)
 {
     switch (key) {
     case '\n':
-    case EOF: // echoed as the byte 0xFF, which is deliberate
+    case EOF: // deliberate: the end of input is echoed as the byte 0xFF
     case ctrl_d: std::fputc(key, stdout); return true;
     case backspace:
-    case delete_key: // deliberate: sends the erase sequence even when the line is empty
+    case delete_key: // deliberate: echoes three bytes even when the line is empty
         std::fputc(key, stdout);
         std::fputc(' ', stdout);
         std::fputc(key, stdout);
@@ -53,8 +55,8 @@ int read_line_timed(std::string& text, unsigned seconds)
     text.clear();
     timeval timeout = {};
     for (;;) {
-        // Deliberate: `select` left the remaining time in `timeout`, and only its seconds are
-        // reset.
+        // `select` leaves the rest of the time-out in `timeout`. Deliberate: only the seconds are
+        // reset, so the remaining microseconds lengthen the next wait.
         timeout.tv_sec = static_cast<time_t>(seconds);
         const int ready = wait_for_key(timeout);
         if (ready < 1) {

@@ -10,13 +10,14 @@ namespace
 
 constexpr std::size_t screen_width = 78;
 
-// 78 dashes.
+// A line of dashes across the whole screen.
 constexpr char frame_rule[] = "------------------------------------------------------------------"
                               "------------";
 static_assert(sizeof frame_rule - 1 == screen_width);
 
-// Centres the title in a line of dashes; the right side gets the extra dash. A title that is too
-// long for the line has the whole rule on both sides and overflows the screen, which is deliberate.
+// Draws the title in the middle of a line of dashes. If the number of dashes is odd, the right side
+// gets the extra dash. Deliberate: a title that is too long for the screen has a full line of
+// dashes on each side, so its line is wider than the screen.
 void draw_title(const std::string& title)
 {
     std::size_t left = screen_width;
@@ -50,7 +51,7 @@ void draw_plain_line(const MenuLine& line)
         std::printf("     %-30s  :  %-38s\n", line.label.c_str(), line.value.c_str());
 }
 
-// Returns the number of numbered lines.
+// Returns the number of lines that got a number.
 unsigned draw_sections(const std::vector<MenuSection>& sections, const std::vector<bool>& numbered)
 {
     unsigned count = 0;
@@ -66,7 +67,7 @@ unsigned draw_sections(const std::vector<MenuSection>& sections, const std::vect
     return count;
 }
 
-// Returns the number in `answer`, or no_choice when it is not one of the choices.
+// Returns the number in `answer`, or no_choice when `answer` is not the number of a choice.
 int chosen_number(const std::string& answer, unsigned count, bool has_exit)
 {
     const long number = scan_whole_number(answer).value_or(no_choice);

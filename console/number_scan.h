@@ -1,5 +1,5 @@
-// Numbers in typed and stored text. These functions give the same result on every machine; those of
-// the C library depend on the width of `long`.
+// Functions that read numbers from typed and stored text. `scan_unsigned` and `decimal_value` give
+// the same result on every machine, whatever the width of `long`.
 #pragma once
 
 #include <cstdint>
@@ -9,18 +9,19 @@
 
 constexpr unsigned any_width = std::numeric_limits<unsigned>::max();
 
-// Reads an unsigned number at `cursor` as `scanf` does with "%u": white space, an optional sign,
-// then digits. The sign and the digits together take at most `width` characters, at least 1.
-// A number beyond 32 bits, and a negative number other than -0, becomes the largest 32-bit number.
-// Returns true and moves `cursor` past the number. Returns false when there is no number; `number`
-// is then unchanged.
+// Reads an unsigned number at `cursor`. White space and a sign may precede the digits. The sign and
+// the digits together have at most `width` characters. `width` is at least 1. A number beyond 32
+// bits becomes the largest 32-bit number, and so does a negative number other than -0. Returns true
+// and moves `cursor` past the number. Returns false when there is no number. In that case `number`
+// is unchanged, but `cursor` may be past the white space and the sign.
 bool scan_unsigned(const char*& cursor, std::uint32_t& number, unsigned width = any_width);
 
-// Returns the decimal number at the start of `text`, after white space and an optional sign.
-// Returns 0 when there is no number, and the nearest 32-bit limit when it does not fit.
+// Returns the decimal number at the start of `text`. White space and a sign may precede the digits.
+// Returns 0 when `text` does not start with a number. A number that does not fit into 32 bits
+// becomes the nearest limit of std::int32_t.
 std::int32_t decimal_value(const std::string& text);
 
-// Reads all of `text` as a decimal number. White space and a sign may precede the number, and a
-// newline may end it. A number that does not fit a long becomes the nearest limit of a long.
-// Returns nothing when `text` is empty or holds anything else.
+// Returns the number that the whole of `text` holds in decimal. White space and a sign may precede
+// the digits, and a newline may follow them. A number that does not fit into a long becomes the
+// nearest limit of a long. Returns std::nullopt when `text` is not such a number.
 std::optional<long> scan_whole_number(const std::string& text);

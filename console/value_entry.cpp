@@ -11,10 +11,11 @@ namespace
 
 constexpr int address_parts = 4;
 
-// The leading numbers of a dotted address, up to the first that cannot be read.
+// The numbers at the start of a dotted address. Reading stops at the first character that belongs
+// neither to a number nor to a dot between two numbers.
 struct DottedNumbers {
     std::uint32_t part[address_parts];
-    int count; // 0 to address_parts
+    int count; // how many numbers were read
 };
 
 DottedNumbers scan_dotted(const char* text)
@@ -37,7 +38,7 @@ bool all_are_bytes(const DottedNumbers& numbers)
 
 bool asks_to_clear(const std::string& answer)
 {
-    return answer[0] == '~'; // an empty text has a zero byte there
+    return answer[0] == '~'; // for an empty answer, answer[0] is a zero byte
 }
 
 int prompt_ipv4(const std::string& prompt, EditableText& target)
@@ -56,7 +57,7 @@ int prompt_ipv4(const std::string& prompt, EditableText& target)
     }
     if (!asks_to_clear(answer))
         return answer_rejected;
-    target.text.clear(); // deliberate: does not set the changed flag
+    target.text.clear(); // deliberate: leaves the changed flag as it is
     return answer_taken;
 }
 

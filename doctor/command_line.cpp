@@ -42,8 +42,10 @@ int show_help()
     return std::fflush(stdout) == 0 ? status_ok : status_something_wrong;
 }
 
-// Rejects the leaves that the utility uses: the write test changes its leaf for a moment, and a
-// changed trigger would start a service of the meter.
+// Returns the exit status when the write test must not use this path, otherwise std::nullopt.
+// Rejects a path that does not begin with "/". Rejects every leaf that the utility uses, because
+// the write test changes the leaf for a moment. A changed trigger would start a service of the
+// meter.
 std::optional<int> check_scratch_path(const char* path)
 {
     if (path[0] != '/')

@@ -5,10 +5,10 @@
 
 struct Options {
     bool json = false;
-    bool keys = false;             // ask for the Backspace key
-    const char* scratch_path = ""; // of --write-test; empty: nothing is written
+    bool keys = false;             // ask the user to press Backspace
+    const char* scratch_path = ""; // argument of --write-test; if empty, nothing is written
 };
 
-// Fills `options`. Returns the exit status when the program has nothing to examine: after --help,
-// or after a message about wrong usage.
+// Reads the command line into `options`. Returns std::nullopt when the program can start the
+// checks. Otherwise returns the exit status: after --help, or after a message about wrong usage.
 std::optional<int> read_command_line(int argument_count, char** arguments, Options& options);

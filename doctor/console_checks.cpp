@@ -12,7 +12,7 @@
 namespace
 {
 
-constexpr unsigned screen_columns = 80; // the frame has 78; some lines are longer
+constexpr unsigned screen_columns = 80; // the frame of a screen has 78, but some lines are longer
 
 void check_terminal(bool is_terminal)
 {
@@ -58,8 +58,8 @@ struct Keys {
     std::size_t count;
 };
 
-// Waits for a key and returns all its bytes, which follow each other quickly. A signal that `mask`
-// does not block ends the wait.
+// Waits up to 30 seconds for a key and returns all bytes that the key sends. A gap of 0.2 seconds
+// after a byte ends the key. A signal that `mask` does not block ends the wait.
 Keys read_key(const sigset_t& mask)
 {
     Keys keys = {};
@@ -73,7 +73,7 @@ Keys read_key(const sigset_t& mask)
     return keys;
 }
 
-// Reads a key in the terminal mode of the utility.
+// Sets the terminal mode of the utility, reads a key, and restores the terminal.
 Keys read_key_in_raw_mode(const sigset_t& mask)
 {
     termios attributes = {};
@@ -81,7 +81,7 @@ Keys read_key_in_raw_mode(const sigset_t& mask)
     const tcflag_t saved = attributes.c_lflag;
     attributes.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | ISIG);
     tcsetattr(STDIN_FILENO, TCSANOW, &attributes);
-    std::fprintf(stderr, "Press the Backspace key: "); // standard output may be JSON
+    std::fprintf(stderr, "Press the Backspace key: "); // stderr, because stdout may be JSON
     const Keys keys = read_key(mask);
     std::fprintf(stderr, "\n");
     attributes.c_lflag = saved;
@@ -89,8 +89,8 @@ Keys read_key_in_raw_mode(const sigset_t& mask)
     return keys;
 }
 
-// Blocks signals except while it waits for the key. A signal at any time therefore ends the wait,
-// and the function still restores the terminal.
+// Asks for the Backspace key. Blocks signals except during the wait for the key, so a caught signal
+// ends only the wait, and the terminal is always restored.
 Keys ask_for_backspace()
 {
     sigset_t all = {};

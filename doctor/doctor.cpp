@@ -12,8 +12,9 @@ namespace
 
 Doctor examined;
 
-// An exception ends the examination, as it would end the utility. This program is built without
-// exception tables, so the stack is not unwound, and calls of the library are still possible here.
+// Ends the program after an exception of the client library. The exception would also end the
+// utility. The program is built without exception tables, so the stack is not unwound, and this
+// function can still call the library.
 [[noreturn]] void end_by_exception()
 {
     std::set_terminate(std::abort);

@@ -1,4 +1,4 @@
-// Showing elements as text, and reading leaves.
+// Functions that show elements as text, and functions that read leaves.
 #pragma once
 
 #include "doctor/report.h"
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-// The values that the checks give to elements.
+// The values that the checks store in new elements.
 enum class Sample : unsigned char {
     boolean_true,
     boolean_false,
@@ -20,25 +20,25 @@ enum class Sample : unsigned char {
 
 toolkit::CElement element_of_sample(Sample sample);
 
-// The type code with which the utility writes a leaf.
+// Returns the type code of the elements that the utility writes to leaves of this type.
 int type_code(LeafType type);
 
-// "a boolean", "an integer", "a string" or "a value of another type".
+// Returns "a boolean", "an integer", "a string" or "a value of another type".
 const char* type_name(int code);
 
 std::string text_of(const toolkit::CElement& element);
 
-// The element's value: "true", "12" or "text".
+// Returns the value of the element in quotes.
 Words shown(const toolkit::CElement& element);
 
-// True when type and value are the same.
+// Returns true when both elements have the same type and the same value.
 bool same_element(const toolkit::CElement& one, const toolkit::CElement& other);
 
-// A leaf that no meter has.
+// The path of a leaf that no meter has.
 inline constexpr char absent_path[] = "/meter-settings-doctor/no such leaf/Value";
 
-// The result of one read, as parallel arrays. The library sets their lengths, which may differ from
-// the number of paths.
+// The paths and the results of one read, as parallel arrays. The library sets the lengths of
+// `statuses` and `elements`, so these arrays may be shorter or longer than `paths`.
 struct Leaves {
     std::vector<std::string> paths;
     std::vector<api_status_t> statuses;
@@ -46,10 +46,10 @@ struct Leaves {
     int result = 0;
 };
 
-// Reads the leaves of `paths` in one call.
+// Reads the leaves of `leaves.paths` in one call and fills the other members.
 void read_leaves(Leaves& leaves);
 
-// True when the arrays have the length that the utility expects.
+// Returns true when `statuses` and `elements` have one entry per path, as the utility expects.
 bool has_right_lengths(const Leaves& leaves);
 
 // The result of reading one leaf. After a failed read, `result` or `status` holds the reason.
@@ -59,7 +59,8 @@ struct Leaf {
     toolkit::CElement element;
 };
 
-// Reads one leaf. Arrays of another length than 1 give the result -1, as in the utility.
+// Reads one leaf. If the library does not return exactly one status and one element, `result` is
+// -1, because the utility treats such a read as failed.
 Leaf read_leaf(const char* path);
 
 bool is_readable(const Leaf& leaf);

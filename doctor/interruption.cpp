@@ -23,7 +23,7 @@ void catch_signals()
         if (action.sa_handler == SIG_IGN)
             continue;
         action.sa_handler = note_signal;
-        action.sa_flags = SA_RESTART; // the client library's system calls go on
+        action.sa_flags = SA_RESTART; // restarts the system calls of the client library
         sigaction(number, &action, nullptr);
     }
 }

@@ -1,11 +1,11 @@
-// Catching signals, so that the program can restore the scratch leaf and the terminal before it
-// ends.
+// Functions that catch signals, so that the program can restore the scratch leaf and the terminal
+// before it ends.
 #pragma once
 
-// From now on, SIGINT, SIGTERM, SIGHUP and SIGPIPE do not end the program: only `caught_signal`
-// reports them. Ignored signals stay ignored. SIGQUIT still ends the program. It is the way out
-// when a call never returns.
+// After this call, SIGINT, SIGTERM, SIGHUP and SIGPIPE no longer end the program. `caught_signal`
+// reports these signals instead. A signal that was ignored before stays ignored. SIGQUIT still ends
+// the program, so a user can stop the program when a call never returns.
 void catch_signals();
 
-// The number of the signal that came last, or 0.
+// Returns the number of the last caught signal, or 0 if no signal was caught.
 int caught_signal();

@@ -11,18 +11,18 @@
 namespace
 {
 
-// Leaves that the screens read
+// Checks of the leaves that the screens read
 
 // How a menu shows a value.
 enum class Display : unsigned char {
     text,       // the text itself; "[None]" when it is empty
     media_type, // the text itself; "[Auto-negotiate]" when it is empty
-    meter_form, // the number and its name
-    class_amps, // the number and its name
-    frequency,  // the number and its name
+    meter_form, // the index and the name of the form
+    class_amps, // the index and the current
+    frequency,  // the index and the frequency
 };
 
-// The parts of a row of a menu's table that the checks use.
+// The parts of a leaf table's row that the checks use, and how the menu shows the value.
 struct MenuRow {
     LeafType type;
     LeafUse use;
@@ -71,7 +71,8 @@ Words shown_text(const MenuRow& row, const EditableText& text)
     return quoted(row.display == Display::media_type ? media_type_if_empty : none_text);
 }
 
-// Returns the text that a menu shows or offers for a leaf. Uses the menu's own functions.
+// Returns the text that a menu shows or offers for a leaf. Calls the functions of the menu, so that
+// both texts are the same.
 Words shown_by_menu(const MenuRow& row, LeafCursor next)
 {
     if (row.type == LeafType::boolean) {
@@ -92,8 +93,8 @@ const char* verb(const MenuRow& row)
     return row.use == LeafUse::list_source ? "offers" : "shows";
 }
 
-// Returns true for a leaf that a save removes when its text is emptied. Such a leaf may be missing
-// without an error.
+// Returns true when a save can remove the leaf, because a technician can empty the text of the
+// setting. A missing leaf of this kind is not an error.
 bool can_be_removed(const MenuRow& row)
 {
     return row.use == LeafUse::saved && row.type != LeafType::boolean;
@@ -151,7 +152,8 @@ void judge(const Doctor& doctor, const MenuRow& row, const LeafCursor& read)
         report(ok, "is read: the menu %s %s", verb(row), value.text);
 }
 
-// After a failed read of a menu's leaves, reads each leaf alone and reports the ones that fail.
+// Reads each leaf of a menu alone, after the read of all leaves failed. Reports the leaves that
+// cannot be read, unless no leaf can be read.
 void find_cause(const Leaves& leaves)
 {
     unsigned failed = 0;
@@ -218,11 +220,11 @@ void check_init_menu(const Doctor& doctor)
     check_menu(doctor, leaves, init_menu_rows.data());
 }
 
-// Leaves that a save writes and no screen reads
+// Checks of the leaves that a save writes and no screen reads
 
 // Returns true when the leaf exists with the type that a save writes. Otherwise adds a finding and
-// returns false. An unreadable leaf is only a note: the utility writes these leaves but never reads
-// them.
+// returns false. An unreadable leaf is only a note, because the utility writes these leaves but
+// never reads them.
 bool judge_written(const Doctor& doctor, const char* path, LeafType wanted)
 {
     begin_leaf(path);

@@ -22,7 +22,7 @@ void check_connection(Doctor& doctor)
     const bool first = connects_and_closes();
     const bool second = connects_and_closes();
     doctor.connected = cds_connect() == 0;
-    toolkit::CElement::_auto_time = true; // as the utility sets it once it is connected
+    toolkit::CElement::_auto_time = true; // the utility sets this after it connects
     if (first && second && doctor.connected)
         report(ok, "connects and closes twice, and connects again");
     else if (first || second || doctor.connected)
@@ -51,7 +51,8 @@ void judge_lengths(const Leaves& screens)
         report(ok, "get_leaves fills arrays as long as the paths");
 }
 
-// Returns true when a read of the leaf alone gives the same result as the read with the others.
+// Returns true when a read of leaf i alone gives the same status and element as the read of all
+// leaves.
 bool is_in_place(const Leaves& screens, std::size_t i)
 {
     const Leaf alone = read_leaf(screens.paths[i].c_str());
@@ -62,7 +63,7 @@ void judge_order(const Leaves& screens)
 {
     begin_check("array-order");
     if (screens.result != 0 || !has_right_lengths(screens))
-        return; // another check reports this
+        return; // `judge_lengths` reports this
     for (std::size_t i = 0; i < screens.paths.size(); ++i) {
         if (is_in_place(screens, i))
             continue;
@@ -93,7 +94,7 @@ void judge_statuses(Doctor& doctor, const Leaves& screens)
                screens.statuses[0]);
 }
 
-// Reads all leaves of the screens in one call.
+// Reads all leaves of the screens in one call, and checks the arrays that the call fills.
 void check_arrays(Doctor& doctor)
 {
     Leaves screens;
@@ -121,7 +122,7 @@ void check_missing_leaf(Doctor& doctor)
         report(ok, "a missing leaf has status %d", absent.status);
 }
 
-// What the library's functions answer
+// Checks of the results of the library's functions
 
 enum class Question : unsigned char {
     type,
@@ -133,7 +134,7 @@ enum class Question : unsigned char {
 struct Conversion {
     char question[22];
     char wanted[6];
-    bool is_needed; // by the utility
+    bool is_needed; // true if the utility depends on this result
     Sample sample;
     Question function;
 };
@@ -187,7 +188,7 @@ void check_conversions()
 struct Split {
     char question[22];
     char text[4];
-    char wanted[7]; // each part in brackets
+    char wanted[7]; // the parts, each in brackets
     bool is_needed;
 };
 

@@ -15,7 +15,7 @@ struct {
     const char* group;
     const char* check;
     const char* leaf;
-    unsigned counts[3]; // findings so far, by verdict
+    unsigned counts[3]; // number of findings so far, for each verdict
 } state;
 
 bool is_printable(unsigned char byte)
@@ -52,7 +52,8 @@ void print_json(Verdict verdict, const char* message, const char* advice)
     std::printf("}");
 }
 
-// Prints the path of a leaf without the network branch and without "/Value".
+// Prints the path of a leaf without the network branch at the start, without "/Value" at the end,
+// and with a space after it.
 void print_short(const char* leaf)
 {
     constexpr char branch[] = "/Software/System Settings/Network/";
@@ -106,11 +107,11 @@ void begin_leaf(const char* path)
     state.leaf = path;
 }
 
-// The compiler checks the arguments of each call against its format.
+// A variadic function is safe here, because the compiler checks the arguments of each call.
 // NOLINTNEXTLINE(cert-dcl50-cpp)
 void report(Verdict verdict, const char* message, ...)
 {
-    char text[1024]; // longer messages are cut
+    char text[1024]; // a longer message is truncated
     va_list arguments;
     va_start(arguments, message);
     std::vsnprintf(text, sizeof text, message, arguments);
@@ -139,7 +140,8 @@ Words quoted(std::string_view text)
 {
     Words words = {"\""};
     char* out = words.text + 1;
-    // Leaves room for one more byte, which takes at most four characters, the quote and the zero.
+    // The loop leaves six characters free: one more byte of the text takes at most four, and the
+    // closing quote and the terminating zero take two.
     const char* last = words.text + sizeof words.text - 6;
     for (std::size_t i = 0; i < text.size() && out < last; ++i) {
         const auto byte = static_cast<unsigned char>(text[i]);

@@ -1,44 +1,45 @@
-// What the checks find: one line for each finding, in groups, as text for people or as JSON for
-// scripts. The findings go to standard output.
+// The report of the checks: the findings in groups, as text for people or as JSON for scripts. The
+// report goes to standard output.
 #pragma once
 
 #include <string_view>
 
 enum Verdict : unsigned char {
     ok,
-    note,  // the utility works, but this differs from what is usual
-    wrong, // the utility would not work as it should
+    note,  // the utility works, but something is unusual
+    wrong, // the utility would not work correctly
 };
 
 void begin_report(bool as_json);
 
-// Names the group of the findings that follow.
+// Starts a group. The findings that follow belong to this group.
 void begin_group(const char* name);
 
-// Names the check of the findings that follow. They are not about a leaf until `begin_leaf` names
-// one.
+// Starts a check. The findings that follow belong to this check. These findings belong to no leaf
+// until `begin_leaf` names a leaf.
 void begin_check(const char* name);
 
-// Names the leaf that the following findings of this check are about; empty for no leaf.
+// Names the leaf that the following findings of this check are about. An empty `path` means no
+// leaf.
 void begin_leaf(const char* path);
 
 // Prints one finding: the path of the leaf, then `message`, formatted as by `printf`. The text
-// after a newline in `message` is advice, and the full path of the leaf follows it. The finding is
-// printed immediately, so that it is on the screen even if the library then hangs.
+// after a newline in `message` is advice, and the full path of the leaf follows the advice. Flushes
+// standard output, so that the finding is visible even if the library hangs afterwards.
 [[gnu::format(printf, 2, 3)]] void report(Verdict verdict, const char* message, ...);
 
-// True when a finding is wrong.
+// Returns true when at least one finding has the verdict `wrong`.
 bool is_anything_wrong();
 
-// Prints the summary.
+// Prints the summary, which ends the report.
 void end_report();
 
-// A part of a message. The fixed array needs no destructor, which keeps the code small at the many
-// places that print one.
+// A text that becomes part of a message. A fixed array needs no destructor. This keeps the code
+// small, because many places print such a text.
 struct Words {
     char text[200];
 };
 
-// A text in quotes, in printable ASCII: any other byte is shown as \x and two digits. A long text
-// is cut.
+// Returns the text in quotes. Any byte that is not printable ASCII becomes \x and two hexadecimal
+// digits, and a backslash precedes a quote or a backslash. A text that is too long is truncated.
 Words quoted(std::string_view text);

@@ -14,8 +14,8 @@
 namespace
 {
 
-// Returns false on the simulated meter, which runs no shell. It carries out the commands itself, so
-// a missing command does no harm there.
+// Returns false on the simulated meter, which runs no shell. The simulated meter carries out the
+// commands itself, so a missing command does no harm there.
 bool has_shell()
 {
     return std::system(nullptr) != 0;
@@ -49,8 +49,9 @@ bool is_executable(const File& file)
     return is_file(file) && access(file.path, X_OK) == 0;
 }
 
-// Returns the file that the shell runs for the command, whose name has `length` characters. If
-// there is none, returns a file of that name that is not executable, or an empty path.
+// Returns the file that the shell runs for a command. The name of the command is the first `length`
+// characters of `name`. If no executable file has this name, returns a file of this name that is
+// not executable. If there is no file of this name, returns an empty path.
 File find_command(const char* name, int length)
 {
     const char* directory = std::getenv("PATH");
@@ -60,8 +61,9 @@ File find_command(const char* name, int length)
     for (;;) {
         const auto end = static_cast<int>(std::strcspn(directory, ":"));
         File file;
+        // An empty entry in PATH means the working directory.
         std::snprintf(file.path, sizeof file.path, "%.*s%s%.*s", end, directory,
-                      end == 0 ? "./" : "/", length, name); // an empty entry: the working directory
+                      end == 0 ? "./" : "/", length, name);
         if (is_executable(file))
             return file;
         if (is_file(file))
@@ -97,7 +99,7 @@ void check_commands()
     judge_command("sh", verdict);
 }
 
-// The directory from which a save removes downloads.
+// Checks the directory from which a save removes downloaded configurations.
 void check_downloads()
 {
     begin_check("downloads");
@@ -160,7 +162,7 @@ bool is_of_interest(const char* file)
     return is_one;
 }
 
-// Resolves links, because the name of the real file contains the version of the library.
+// Reports a loaded library. Resolves links, because the name of the real file contains the version.
 int report_loaded(dl_phdr_info* object, std::size_t /*size*/, void* /*unused*/)
 {
     char resolved[PATH_MAX];

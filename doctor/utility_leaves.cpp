@@ -14,7 +14,7 @@ void append(std::vector<std::string>& paths, const char* branch, const char* nam
     std::string path = branch;
     path += name;
     path += "/Value";
-    std::replace(path.begin(), path.end(), '?', '1'); // the number of the port
+    std::replace(path.begin(), path.end(), '?', '1'); // the port has the number 1
     paths.push_back(path);
 }
 

@@ -13,7 +13,7 @@ Leaf original;
 
 struct Outcome {
     int result;
-    api_status_t status; // 0 where the library does not fill it
+    api_status_t status; // 0 if the library does not fill it
 };
 
 bool succeeded(const Outcome& outcome)
@@ -21,7 +21,7 @@ bool succeeded(const Outcome& outcome)
     return outcome.result == 0 && outcome.status == status_success;
 }
 
-// Writes the leaf in the same way as a save writes a mirror.
+// Writes the leaf with the same call as a save uses for a mirror.
 Outcome write_leaf(toolkit::CCds& store, const char* path, const toolkit::CElement& value)
 {
     Outcome outcome = {0, 0};
@@ -49,7 +49,7 @@ void report_difference(const char* what, const toolkit::CElement& written, const
                shown(read.element).text, advice);
 }
 
-// A new connection has no cache yet.
+// Replaces the connection with a new connection, which has no cached values yet.
 void reconnect()
 {
     cds_disconnect();
@@ -108,7 +108,7 @@ void check_values(const char* path)
     }
 }
 
-// Any result is acceptable, because no key types this byte.
+// Reports a failure only as a note, because no key types the byte 0x93.
 void check_byte_0x93(const char* path)
 {
     constexpr char advice[] = "Nothing to do: no key types this byte.";
@@ -126,7 +126,8 @@ void check_byte_0x93(const char* path)
         report(ok, "the byte 0x93 is written and read back");
 }
 
-// The next screen must show the changes made by another program.
+// Writes through a second connection. A read through the first connection must return the new
+// value, because the next screen must show changes by other programs.
 void check_second_connection(const char* path)
 {
     begin_check("second-connection");
@@ -149,7 +150,7 @@ void check_second_connection(const char* path)
                       "Turn the cache off. The screens do not show what other programs change.");
 }
 
-// Passes a list of statuses that is longer than the list of paths, because a save may do so.
+// Clears the leaf. Passes more statuses than paths, because a save may also do so.
 Outcome clear_leaf(const char* path)
 {
     const std::vector<std::string> paths(1, path);
@@ -204,8 +205,8 @@ void check_clear_again(const char* path)
                result);
 }
 
-// Writes a batch whose second leaf exists on no meter. A store with a fixed set of leaves rejects
-// that leaf.
+// Writes a batch of two leaves. No meter has the second leaf, so a store with a fixed set of leaves
+// rejects the second leaf. Returns the library's result.
 int write_batch(const char* path, std::vector<api_status_t>& statuses)
 {
     const std::vector<std::string> paths = {path, absent_path};

@@ -12,10 +12,10 @@ namespace
 struct EnclosureType {
     char label[19];
     char code[4];
-    char tail[4]; // printed at the end of the row
+    char tail[4]; // spaces and tabs at the end of the row
 };
 
-// Deliberate: the meter's screen has this mix of spaces and tabs at the end of the rows.
+// Deliberate: the rows end with different spaces and tabs. Scripts compare the screen byte by byte.
 // clang-format off
 constexpr EnclosureType enclosure_codes[] = {
     {"S Base",             "S",   " \t"},
@@ -64,7 +64,7 @@ void enter_enclosure(EditableText& enclosure)
     for (;;) {
         std::string answer;
         const int result =
-            prompt_line("Enter Meter Enclossure Type", answer); // misspelt, which is deliberate
+            prompt_line("Enter Meter Enclossure Type", answer); // deliberate: misspells "Enclosure"
         if (result == answer_timed_out) {
             report_no_answer(result, nullptr);
             return;

@@ -1,9 +1,10 @@
-// The enclosure type, entered as a short code.
+// The question for the enclosure type, which is a short code.
 #pragma once
 
 #include "settings/editable.h"
 
-// Shows the codes and asks for one. Asks again after an unknown code and after a failed wait; ends
-// after a code, an empty answer or a time-out. Stores a code and sets the changed flag; otherwise
-// leaves `enclosure` unchanged. "~" does not empty the text here.
+// Shows the enclosure codes and asks for a code. Stores a valid code and sets the changed flag.
+// Asks again after an unknown code and after a failed wait. An empty answer or a time-out ends the
+// question and leaves `enclosure` unchanged. "~" counts as an unknown code, so it does not empty
+// the text.
 void enter_enclosure(EditableText& enclosure);

@@ -50,7 +50,8 @@ void clear_options_list()
                                          : "Error while setting default options for Velmora II.");
 }
 
-// Closes the store while the script replaces it. Returns false when it cannot be opened again.
+// After a yes, disconnects from the store, runs the script that replaces the store, and connects
+// again. Returns false only when the program cannot connect again.
 bool reset_to_factory_defaults()
 {
     if (!confirmed("Reset all to Factory Defaults? (y/n)"))
@@ -59,7 +60,7 @@ bool reset_to_factory_defaults()
     std::puts("Restoring defaults: please wait...");
     run_command(Command::restore_defaults);
     std::puts("Settings reset to defaults.");
-    std::fflush(stdout); // the library may print its own message about the connection
+    std::fflush(stdout); // before `cds_connect`, which may print a message
     if (cds_connect() == 0)
         return true;
     std::puts("Error: can't connect to CDS");
@@ -85,7 +86,7 @@ void run_init_menu(SettingsSession& session)
             if (!reset_to_factory_defaults())
                 return;
             break;
-        default: break; // no usable answer: draw the screen again
+        default: break; // no_choice: the loop draws the menu again
         }
     }
 }

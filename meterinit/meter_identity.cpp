@@ -40,17 +40,17 @@ constexpr char frequency_help[] =
     "     60 Hz  -------------->  1\n\n";
 // clang-format on
 
-// Stored in place of an empty serial number.
+// The program stores this text when the technician empties the serial number.
 constexpr char serial_placeholder[] = "YYMMXXXXX";
 
-// The numbers that a serial number begins with.
+// The numbers at the start of a serial number.
 struct SerialParts {
     std::uint32_t year;
     std::uint32_t week;
     std::uint32_t model;
 };
 
-// Returns why the parts of a serial number are invalid, or null when they are valid.
+// Returns a message when the year, the week or the model number is out of range, otherwise null.
 const char* serial_rejection(const SerialParts& parts)
 {
     if (parts.year < 9 || parts.year > 99)
@@ -62,8 +62,9 @@ const char* serial_rejection(const SerialParts& parts)
     return nullptr;
 }
 
-// Stores an answer as the serial number. Returns false for an invalid answer. Prints the reason for
-// a year, week or model number out of range, but not for other invalid answers.
+// Stores a valid answer as the serial number, and the placeholder for an answer that begins with
+// "~". Returns true in both cases, otherwise false. Prints a reason only when the year, the week or
+// the model number is out of range.
 bool take_serial_number(const std::string& answer, EditableText& serial_number)
 {
     SerialParts parts = {};
@@ -122,7 +123,7 @@ std::string indexed_value(const IndexedSetting& setting, const EditableText& val
 {
     if (value.text.empty())
         return none_text;
-    // The cast makes a negative number larger than any index.
+    // The cast turns a negative number into a number that is larger than any index.
     const auto index = static_cast<std::uint32_t>(decimal_value(value.text));
     if (index >= setting.name_count)
         return value.text + " IS INVALID!!!";

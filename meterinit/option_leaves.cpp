@@ -9,11 +9,11 @@ namespace
 
 bool options_pending = false;
 
-// The leaf that was prepared last, for the batch or for the clear action.
+// The path and the value of the leaf that was prepared last, for the batch or for clearing.
 std::string current_path;
 toolkit::CElement current_element;
 
-// The batch, as the parallel arrays that the library takes.
+// The batch, as the parallel arrays that `set_leaves` takes.
 std::vector<std::string> option_paths;
 std::vector<toolkit::CElement> option_values;
 std::vector<pcd_tribool_t> option_flags;
@@ -105,6 +105,6 @@ int clear_option_leaves()
         values.push_back(current_element);
     }
     const std::vector<pcd_tribool_t> flags(paths.size(), setting_flag);
-    std::vector<api_status_t> statuses; // not examined
+    std::vector<api_status_t> statuses; // the call fills it, but nothing reads it
     return cds().set_leaves(paths, values, flags, statuses, "");
 }

@@ -1,8 +1,9 @@
-// The option leaves, and the tokens of an options list that set them: the grammar as data.
+// The grammar of options lists as data: a table of the option leaves, and a table of the tokens
+// that set these leaves.
 //
-// A new option needs one row in each of the two tables. The rest is derived from them: which leaves
-// a token sets to true and to false, what the clear action writes, and which tokens the diagnostic
-// of a rejected list accepts.
+// A new option needs one row in each of the two tables. The compiler derives the rest from the
+// tables: the leaves that a token sets to true and to false, the leaves that clearing writes, and
+// the tokens that the diagnostic of a rejected list accepts.
 #pragma once
 
 #include <array>
@@ -11,8 +12,9 @@
 #include <iterator>
 #include <string_view>
 
-// A list may contain one token of each exclusive group, and any number of `single` tokens. The scan
-// has separate rules for power quality.
+// Each group except `single` is an exclusive group. A list may contain at most one token of each
+// exclusive group, and any number of `single` tokens. The power-quality tokens have additional
+// rules.
 enum class OptionGroup : unsigned char {
     single,
     serial,
@@ -27,13 +29,13 @@ enum class OptionGroup : unsigned char {
 
 inline constexpr char option_branch[] = "/VMIC/Options/";
 
-// One option leaf; it holds a boolean.
+// An option leaf, which holds a boolean.
 struct OptionLeaf {
-    char name[21]; // below `option_branch`, without "/Value"
+    char name[21]; // path below `option_branch`, without "/Value"
     OptionGroup group;
 };
 
-// In the order of clearing.
+// Clearing writes the leaves in the order of these rows.
 // clang-format off
 inline constexpr OptionLeaf option_leaves[] = {
     {"Serial/1",             OptionGroup::serial},
@@ -45,7 +47,7 @@ inline constexpr OptionLeaf option_leaves[] = {
     {"Modem/Analog",         OptionGroup::modem},
     {"Modem/CellGSM",        OptionGroup::modem},
     {"Modem/CellSprint",     OptionGroup::modem},
-    {"Modem/CellVerison",    OptionGroup::modem}, // deliberate: the store's name is misspelt
+    {"Modem/CellVerison",    OptionGroup::modem}, // deliberate: the store misspells this name
     {"ExternAntenna",        OptionGroup::single},
     {"CommRepeater",         OptionGroup::single},
     {"PhoneHomeOnPowerFail", OptionGroup::single},
@@ -68,23 +70,25 @@ inline constexpr OptionLeaf option_leaves[] = {
     {"3P",                   OptionGroup::single},
     {"EAP",                  OptionGroup::single},
     {"DC",                   OptionGroup::single},
-    {"PQ",                   OptionGroup::single}, // true with any power-quality option
+    {"PQ",                   OptionGroup::single}, // true if the list has any power-quality token
     {"PQ1",                  OptionGroup::power_quality},
     {"PQ2",                  OptionGroup::power_quality},
     {"PQ3",                  OptionGroup::power_quality},
     {"PMU",                  OptionGroup::single},
-    {"MID",                  OptionGroup::single}, // last: `cleared_leaves` is every row before it
+    {"MID",                  OptionGroup::single}, // must be the last row, see `cleared_leaves`
 };
 // clang-format on
 
-// A set of rows of `option_leaves`: bit i is row i.
+// A set of rows of `option_leaves`. Bit i is set if row i is in the set.
 using LeafSet = std::uint64_t;
 static_assert(std::size(option_leaves) <= 64);
 
-// Not constexpr and not defined: a call in a constant expression does not compile.
+// A constant expression that calls this function does not compile, because it is not constexpr. It
+// needs no definition, because only constant expressions call it.
 void name_is_not_in_table();
 
-// Returns the row with that name. In a constant expression, an unknown name does not compile.
+// Returns the set with the row of this name. In a constant expression, an unknown name does not
+// compile.
 constexpr LeafSet leaf_named(std::string_view name)
 {
     std::size_t row = 0;
@@ -101,7 +105,7 @@ constexpr LeafSet leaves(const Names&... names)
     return (leaf_named(names) | ...);
 }
 
-// Returns every row of that group.
+// Returns the set of all rows of this group.
 constexpr LeafSet leaves_of(OptionGroup group)
 {
     LeafSet rows = 0;
@@ -112,7 +116,7 @@ constexpr LeafSet leaves_of(OptionGroup group)
     return rows;
 }
 
-// Deliberate: the clear action does not clear MID.
+// Deliberate: clearing the options leaves MID unchanged.
 static_assert(std::string_view(option_leaves[std::size(option_leaves) - 1].name) == "MID");
 constexpr LeafSet cleared_leaves = leaf_named("MID") - 1;
 
@@ -123,14 +127,15 @@ constexpr std::string_view view_of(const TokenText& text)
     return text.data();
 }
 
+// A token of an exclusive group also sets the other leaves of the group to false.
 struct OptionToken {
-    TokenText text; // in upper case; all lower case is accepted too
+    TokenText text; // in upper case; a list may contain it in lower case instead
     OptionGroup group;
-    LeafSet leaves; // set to true; the other leaves of an exclusive group are set to false
+    LeafSet leaves; // leaves that the token sets to true
 };
 
-// The scan looks for the tokens in this order, not in the order of the typed list. The tokens of an
-// exclusive group must be adjacent.
+// The scan looks for the tokens in the order of these rows, not in the order of the typed list. The
+// tokens of an exclusive group must be in adjacent rows.
 // clang-format off
 inline constexpr OptionToken option_tokens[] = {
     {"1A",   OptionGroup::serial,        leaves("Serial/3")},
@@ -168,13 +173,13 @@ inline constexpr OptionToken option_tokens[] = {
     {"PQR",  OptionGroup::power_quality, leaves("PQ")},
     {"PQ1",  OptionGroup::power_quality, leaves("PQ1")},
     {"PQ2",  OptionGroup::power_quality, leaves("PQ2")},
-    {"PQ3",  OptionGroup::power_quality, leaves("PQ1", "PQ2", "PQ3")}, // includes the other two
+    {"PQ3",  OptionGroup::power_quality, leaves("PQ1", "PQ2", "PQ3")}, // PQ3 includes PQ1 and PQ2
     {"PMU",  OptionGroup::single,        leaves("PMU")},
     {"MID",  OptionGroup::single,        leaves("MID")},
 };
 // clang-format on
 
-// Returns the row of that token. In a constant expression, an unknown token does not compile.
+// Returns the row of this token. In a constant expression, an unknown token does not compile.
 constexpr const OptionToken& token_named(std::string_view text)
 {
     const OptionToken* token = option_tokens;
@@ -185,13 +190,14 @@ constexpr const OptionToken& token_named(std::string_view text)
     return *token;
 }
 
-// The message for a second token of an exclusive group. It is printed without a newline.
+// The message that rejects a second token of an exclusive group. The program prints no newline
+// after it.
 struct GroupMessage {
     OptionGroup group;
     char text[69];
 };
 
-// In the order of `OptionGroup`, which begins with `single`: it has no message.
+// The rows are in the order of `OptionGroup`. Its first group, `single`, has no message.
 // clang-format off
 inline constexpr GroupMessage group_messages[] = {
     {OptionGroup::serial,        "\nError: Enter only one option for Serial Ports (1A, 1B or 1C)"},
@@ -221,7 +227,8 @@ constexpr bool begins_with(std::string_view text, std::string_view start)
     return text.substr(0, start.size()) == start;
 }
 
-// The scan searches for substrings: if one token began another, it would find and count both.
+// No token may begin another token, because the scan searches for substrings. The scan would find
+// and count both tokens.
 template <std::size_t count>
 constexpr bool no_token_begins_another(const OptionToken (&tokens)[count])
 {
@@ -235,11 +242,12 @@ constexpr bool no_token_begins_another(const OptionToken (&tokens)[count])
 }
 static_assert(no_token_begins_another(option_tokens));
 
-// The scan needs the tokens of an exclusive group in adjacent rows.
+// The tokens of an exclusive group must be in adjacent rows, because the scan handles the rows of a
+// group together.
 template <std::size_t count>
 constexpr bool members_are_neighbours(const OptionToken (&tokens)[count])
 {
-    unsigned ended = 0; // one bit per group
+    unsigned ended = 0; // bit g is set if the rows of group g have ended
     for (std::size_t i = 1; i < count; ++i) {
         const auto last = static_cast<unsigned>(tokens[i - 1].group);
         const auto group = static_cast<unsigned>(tokens[i].group);
@@ -252,13 +260,16 @@ constexpr bool members_are_neighbours(const OptionToken (&tokens)[count])
 }
 static_assert(members_are_neighbours(option_tokens));
 
-// Otherwise one batch could set a leaf to true for its token and to false for its own group.
+// A token may set only leaves of its own group. Otherwise one batch could set a leaf to true for
+// the token and to false for the group of the leaf.
 template <std::size_t count>
 constexpr bool leaves_are_in_their_groups(const OptionToken (&tokens)[count])
 {
     // NOLINTNEXTLINE(readability-use-anyofallof): std::all_of is not constexpr in C++17
     for (const OptionToken& token : tokens) {
-        const bool is_ready = view_of(token.text) == "PQR"; // may accompany any of its group
+        // PQR does not exclude the other tokens of its group, so the leaf of PQR is not in the
+        // group.
+        const bool is_ready = view_of(token.text) == "PQR";
         if (!is_ready && (token.leaves & ~leaves_of(token.group)) != 0)
             return false;
     }
@@ -276,7 +287,7 @@ constexpr bool every_leaf_is_set(const OptionToken (&tokens)[count])
 }
 static_assert(every_leaf_is_set(option_tokens));
 
-// Returns the text in lower case; digits stay as they are.
+// Returns the text in lower case. Digits stay as they are.
 constexpr TokenText lower_form(TokenText text)
 {
     for (char& c : text)
@@ -290,7 +301,7 @@ constexpr bool has_lower_form(const OptionToken& token)
 }
 
 // Deliberate: the diagnostic of a rejected list does not accept MID, although a list may contain
-// it.
+// MID.
 constexpr bool is_diagnosed(const OptionToken& token)
 {
     return view_of(token.text) != "MID";

@@ -12,7 +12,8 @@
 namespace
 {
 
-// Deliberate: the legend omits some accepted tokens, and says 1599 instead of 1588 for IEEE.
+// Deliberate: the help omits some accepted tokens, and shows IEEE 1599 instead of IEEE 1588.
+// Scripts compare the screen byte by byte.
 // clang-format off
 constexpr char legend[] =
     "1x   = 2 characters for the Serial port options\n"
@@ -55,12 +56,12 @@ void show_help()
     std::fputs(legend, stdout);
 }
 
-// The state of checking one list.
+// The state of the check of one options list.
 struct Attempt {
-    std::string dashed_list; // a dash before every option, including the first
+    std::string dashed_list; // the typed list with a dash in front
     int total_chars;
-    int valid_chars; // length of all tokens found, each with its dash
-    int result;      // answer_taken, or exclusivity_error
+    int valid_chars; // length of all found tokens, each with the dash before it
+    int result;      // answer_taken or exclusivity_error
 };
 
 constexpr int exclusivity_error = -2;
@@ -70,14 +71,15 @@ bool occurs(const Attempt& attempt, const TokenText& form)
     return attempt.dashed_list.find(std::string("-") + form.data()) != std::string::npos;
 }
 
-// Finds a token in upper case or in lower case, but not in mixed case.
+// Returns true when the list contains the token in upper case or in lower case. Does not find mixed
+// case.
 bool is_found(const Attempt& attempt, const OptionToken& token)
 {
     return occurs(attempt, token.text) || occurs(attempt, lower_form(token.text));
 }
 
-// Like `is_found`, but also counts the characters of a found token. Counts them only once, even
-// when the list repeats the token.
+// Like `is_found`, but also adds the length of a found token and its dash to `valid_chars`. Adds
+// this length only once, even when the list repeats the token.
 bool take_token(Attempt& attempt, const OptionToken& token)
 {
     if (!is_found(attempt, token))
@@ -92,8 +94,9 @@ void reject_second_member(Attempt& attempt, OptionGroup group)
     attempt.result = exclusivity_error;
 }
 
-// Handles a token of an exclusive group. The first one in the list sets its leaves to true and the
-// other leaves of the group to false; a second one is rejected. Returns true for the first.
+// Looks for one token of an exclusive group in the list. The first token of the group adds its
+// leaves to the batch as true, and the other leaves of the group as false. A second token is
+// rejected with a message. Returns true only for the first token.
 bool take_member(Attempt& attempt, const OptionToken& token, bool& taken)
 {
     if (!take_token(attempt, token))
@@ -117,8 +120,9 @@ void scan_exclusive_group(Attempt& attempt, const OptionToken* first, const Opti
         add_option_leaves(leaves_of(first->group), false);
 }
 
-// PQ1, PQ2 and PQ3 exclude each other; PQR may accompany any of them. PQ2 and PQ3 also enable
-// measurement logging. When ML was not typed, its leaf is then in the batch twice: deliberate.
+// PQ1, PQ2 and PQ3 exclude each other. PQR excludes no token. PQ2 and PQ3 also set the leaf of ML
+// to true. Deliberate: if the list does not contain ML, the batch then contains the leaf of ML
+// twice.
 void scan_power_quality(Attempt& attempt)
 {
     constexpr const OptionToken& pq1 = token_named("PQ1");
@@ -153,7 +157,7 @@ const OptionToken* end_of_group(const OptionToken* token)
                         [token](const OptionToken& other) { return other.group != token->group; });
 }
 
-// Finds the tokens in the order of the table, and fills the batch.
+// Looks for the tokens in the order of the table, and adds the option leaves to the batch.
 void scan_options(Attempt& attempt)
 {
     const OptionToken* token = std::begin(option_tokens);
@@ -175,7 +179,8 @@ bool is_valid_token(const std::string& piece)
                        [&](const TokenText& token) { return piece == token.data(); });
 }
 
-// Prints an error for every piece of the list that is not a token, but not for a repeated token.
+// Prints an error for every piece between dashes that is not a valid token. Prints nothing for a
+// repeated token.
 void name_invalid_pieces(const std::string& entry)
 {
     std::size_t start = 0;
@@ -192,7 +197,9 @@ void explain_rejection(const std::string& entry, const Attempt& attempt)
 {
     std::printf("Could be an error, totalChars=%d, validChars=%d\n", attempt.total_chars,
                 attempt.valid_chars);
-    if (entry[0] == '-') // never true: the caller rejects it; deliberate
+    // Deliberate: this condition is never true, because the caller rejects a list that begins with
+    // a dash.
+    if (entry[0] == '-')
         std::fputs("\nError: Extra '-' at the beginning of the list.", stdout);
     name_invalid_pieces(entry);
 }
@@ -200,7 +207,7 @@ void explain_rejection(const std::string& entry, const Attempt& attempt)
 void check_options_list(const std::string& entry, int input_result, EditableText& options_list)
 {
     Attempt attempt = {"-" + entry, static_cast<int>(entry.size()) + 1, 0, input_result};
-    // never true, because the copy is always complete; deliberate
+    // Deliberate: this condition is never true, because the copy is always complete.
     if (attempt.dashed_list.size() != static_cast<std::size_t>(attempt.total_chars)) {
         std::fputs("\nLength mismatch between entered list and created list.", stdout);
         return;

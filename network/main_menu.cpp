@@ -48,13 +48,14 @@ void reset_passwords()
     std::puts("Passwords reset to defaults.");
 }
 
-// Unsaved edits are discarded only after a yes. After a time-out the program stays in the menu.
+// Returns true when the program may leave the main menu. If there are unsaved edits, the program
+// asks first, and only a yes discards the edits. After a time-out the program stays in the menu.
 bool may_leave(const SettingsSession& session)
 {
     return !any_changed(session) || confirmed("Exit without saving? (y/n)");
 }
 
-// Carries out a choice other than 0. Deliberate: every number after the password reset saves, even
+// Carries out a choice other than 0. Deliberate: every number without a case of its own saves, even
 // when the screen does not show the save line.
 void act_on_main_choice(SettingsSession& session, int choice)
 {
@@ -68,7 +69,7 @@ void act_on_main_choice(SettingsSession& session, int choice)
         enter_address("Enter Secondary DNS Server", session.secondary_dns);
     else if (number == port_count + 3)
         reset_passwords();
-    else if (session.init_menu_requested && choice == 5) // literally 5, not port_count + 4
+    else if (session.init_menu_requested && choice == 5) // deliberate: 5, not port_count + 4
         run_init_menu(session);
     else
         save_and_apply(session);

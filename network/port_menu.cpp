@@ -36,7 +36,8 @@ void enter_dhcp(InterfaceSettings& port)
     report_no_answer(prompt_yes_no("Enable DHCP? (y/n)", port.dhcp), "Error: invalid response");
 }
 
-// An empty mask is replaced by that of a class C network.
+// Asks for the subnet mask. If the technician empties the mask, stores the mask of a class C
+// network.
 void enter_subnet_mask(InterfaceSettings& port)
 {
     if (enter_address("Enter Subnet Mask", port.subnet_mask) && port.subnet_mask.text.empty())
@@ -51,8 +52,9 @@ std::string media_type_prompt(const std::vector<std::string>& types)
     return prompt + "\nSelect an option (0-" + std::to_string(types.size()) + ") ==>  ";
 }
 
-// Stores the media type that `reply` chooses. Returns false when `reply` is not one of the numbers;
-// `media_type` is then unchanged.
+// Stores the media type with the number `reply`, or an empty text for the number 0, and returns
+// true. Returns false when `reply` is not the number of a choice. In that case `media_type` is
+// unchanged.
 bool take_media_type(const std::string& reply, const std::vector<std::string>& types,
                      EditableText& media_type)
 {
@@ -94,7 +96,7 @@ void run_port_menu(InterfaceSettings& port)
         case 3: enter_subnet_mask(port); break;
         case 4: enter_address("Enter Default Gateway", port.default_gateway); break;
         case 5: enter_media_type(port); break;
-        default: break; // no usable answer: draw the screen again
+        default: break; // no_choice: the loop draws the menu again
         }
     }
 }

@@ -16,7 +16,8 @@
 namespace
 {
 
-// The leaves that one save writes and clears. `set_elements[i]` belongs to `set_paths[i]`.
+// The leaves that a save writes, and the leaves that it removes. `set_elements[i]` is the new value
+// of the leaf `set_paths[i]`.
 struct SaveLists {
     std::vector<std::string> set_paths;
     std::vector<toolkit::CElement> set_elements;
@@ -29,7 +30,8 @@ void collect_set(SaveLists& lists, const std::string& path, const toolkit::CElem
     lists.set_elements.push_back(element);
 }
 
-// A save removes the leaf of an empty text instead of writing it.
+// Returns true when the text of an edit is empty. A save then removes the leaf instead of writing
+// it.
 bool is_emptied(const Edit& edit)
 {
     return edit.text != nullptr && edit.text->text.empty();
@@ -70,7 +72,7 @@ bool is_in_prim_cfg(const Edit& edit)
     return std::strncmp(edit.path, prim_cfg_branch, std::strlen(prim_cfg_branch)) == 0;
 }
 
-// Returns true when the save sets a leaf of the primary configuration.
+// Returns true when the save writes at least one leaf of the primary configuration.
 bool prim_cfg_changed(const std::vector<Edit>& edits)
 {
     return std::any_of(edits.begin(), edits.end(),
@@ -98,8 +100,8 @@ SaveLists collect(const SettingsSession& session)
     return lists;
 }
 
-// Writes an edit to its mirror leaf, which holds a flag as an integer. The save continues after a
-// failure.
+// Writes the value of an edit to the mirror. A flag is written as an integer. Prints a message when
+// the write fails. The save continues after a failure.
 void write_mirror(const Edit& edit, api_status_t& status)
 {
     const bool is_flag = edit.type == LeafType::boolean;
@@ -108,14 +110,14 @@ void write_mirror(const Edit& edit, api_status_t& status)
     const std::string path = value_path(std::string(mirror_branch) + edit.mirror);
     const int result = cds().set_leaf(path, written, status, setting_flag, "");
     if (result != 0 || status != status_success) {
-        const char* byte = is_flag ? "\x93" : ""; // deliberate: a stray byte in this one message
+        const char* byte = is_flag ? "\x93" : ""; // deliberate: only a flag's message has this byte
         std::printf("set_leaf failed for %s%s\n", byte, path.c_str());
     }
 }
 
 void write_mirrors(const InterfaceSettings& port)
 {
-    api_status_t status = status_success; // deliberate: not reset for each leaf
+    api_status_t status = status_success; // deliberate: the loop does not reset it
     for (const Edit& edit : edits_of(port_leaves, port)) {
         if (*edit.mirror != '\0' && !is_emptied(edit))
             write_mirror(edit, status);
@@ -130,7 +132,8 @@ void add_option_triggers(TriggerStage stage)
     }
 }
 
-// Writes the batch. Prints `success` or the error message.
+// Writes the batch. After a success, prints `success` and returns true. After a failure, prints an
+// error message and returns false.
 bool write_and_report_batch(const char* success)
 {
     const bool written = write_option_batch() == 0;
@@ -138,15 +141,16 @@ bool write_and_report_batch(const char* success)
     return written;
 }
 
-// Writes two batches: the option leaves with their triggers, then the triggers of the measurement
-// logs. Writes the second even when the first fails. Returns true when both were written.
+// Writes two batches: the option leaves with the option triggers, then the triggers of the
+// measurement logs. Writes the second batch even when the first write fails. Returns true when both
+// writes succeeded.
 bool write_options()
 {
     add_option_triggers(TriggerStage::options);
     const bool options_set = write_and_report_batch("Velmora II Options list set in CDS");
     pause_for(1);
 
-    // These two triggers stay in the batch until the next options list is checked.
+    // The triggers of the measurement logs stay in the batch until an options list is checked.
     begin_option_batch();
     add_option_triggers(TriggerStage::measurement_logs);
     const bool logs_triggered = write_and_report_batch("Velmora II ML Config sent");
@@ -154,8 +158,9 @@ bool write_options()
     return options_set && logs_triggered;
 }
 
-// Writes the settings, then the pending options. Writes the options even when the store rejected
-// single leaves, but not when the whole call failed. Returns true when everything was written.
+// Writes the settings, then the option leaves if they are pending. Writes the option leaves even
+// when the store rejected single settings, but not when the whole call failed. Returns true when
+// every write succeeded. Writes nothing and returns true when `lists` has no leaf to set.
 bool write_settings(const SaveLists& lists, std::vector<api_status_t>& statuses)
 {
     if (lists.set_paths.empty())
@@ -184,8 +189,9 @@ void update_model_number()
     std::puts("Meter must be reset for changed options to take effect.");
 }
 
-// Returns true after it wrote every changed setting and cleared the changed flags. Without a change
-// it makes no call and returns true.
+// Writes every changed setting to the store and clears the changed flags. Returns true on success.
+// After a failure, returns false and leaves the changed flags set. Without a change, makes no call
+// and returns true.
 bool save(SettingsSession& session)
 {
     const SaveLists lists = collect(session);

@@ -1,22 +1,23 @@
-// The leaves that start the meter's update services. A save sets them to true.
+// The triggers: leaves that start the meter's update services. A save sets a trigger to true.
 #pragma once
 
-// Where in a save a trigger is written.
+// The point in a save at which a trigger is written.
 enum class TriggerStage : unsigned char {
-    settings,         // after the settings, when the primary configuration is among them
+    settings,         // after the settings, if the save writes a leaf below `prim_cfg_branch`
     options,          // after the option leaves, in the same batch
-    measurement_logs, // in a second batch, after a pause
+    measurement_logs, // in a second batch, after a pause of one second
 };
 
 struct UpdateTrigger {
-    char path[39]; // without "/Value"
+    char path[39]; // the path without "/Value"
     TriggerStage stage;
 };
 
-// A save that writes a leaf below this branch also writes the trigger of the settings.
+// The branch of the primary configuration. A save that writes a leaf below this branch also writes
+// the triggers of the stage `settings`.
 inline constexpr char prim_cfg_branch[] = "/VMC/PrimCfg/";
 
-// In the order of writing.
+// A save writes the triggers in the order of these rows.
 // clang-format off
 inline constexpr UpdateTrigger update_triggers[] = {
     {"/VMF/UpdateService/SetPrimCfg",          TriggerStage::settings},

@@ -1,4 +1,4 @@
-// Values that a technician may edit, each with its changed flag.
+// Values that a technician may edit. Each value has a changed flag.
 #pragma once
 
 #include <string>
@@ -13,6 +13,6 @@ struct EditableFlag {
     bool changed = false;
 };
 
-// Puts `text` into `target`. Sets the changed flag when `sets_changed` is true; otherwise leaves
-// the flag as it is, because only a successful save clears it.
+// Stores `text` in `target`. Sets the changed flag when `sets_changed` is true. Never clears the
+// changed flag, because only a successful save does so.
 void assign_text(EditableText& target, const std::string& text, bool sets_changed);

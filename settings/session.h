@@ -1,7 +1,8 @@
-// The settings of one run: the values read from the store, and the technician's edits.
+// The settings of one session: the values that were read from the store, and the technician's
+// edits.
 //
-// Loading a value never sets its changed flag and never overwrites a changed value. Only a
-// successful save clears the flags.
+// Loading a value never sets the changed flag. Loading never overwrites a value whose changed flag
+// is set. Only a successful save clears the changed flags.
 #pragma once
 
 #include "settings/editable.h"
@@ -9,17 +10,17 @@
 #include <cstdint>
 #include <vector>
 
-// One Ethernet port.
+// The settings of one Ethernet port.
 struct InterfaceSettings {
     EditableFlag dhcp;
     EditableText ip_address;
     EditableText subnet_mask;
     EditableText default_gateway;
-    EditableText mac_address;           // shown only
-    EditableFlag link_enabled;          // shown only
-    EditableText supported_media_types; // names separated by ";", offered as choices
-    EditableText media_type;            // empty: auto-negotiate
-    std::uint32_t number = 1;           // replaces the "?" in the port's leaf paths
+    EditableText mac_address;           // only shown, never edited
+    EditableFlag link_enabled;          // only shown, never edited
+    EditableText supported_media_types; // names separated by ";", the choices for `media_type`
+    EditableText media_type;            // an empty text means auto-negotiate
+    std::uint32_t number = 1;           // the port's number, which replaces "?" in the leaf paths
 };
 
 struct SettingsSession {
@@ -27,8 +28,8 @@ struct SettingsSession {
     EditableText secondary_dns;
     std::vector<InterfaceSettings> interfaces;
 
-    // The initialisation settings. Form, class amps and frequency hold the index as it was typed
-    // or loaded, not the name that the menu shows for it.
+    // The initialisation settings. Form, class amps and frequency hold an index into a table of
+    // names, exactly as it was typed or loaded. They do not hold the name.
     EditableText serial_number;
     EditableText options_list;
     EditableText meter_form;
@@ -39,11 +40,11 @@ struct SettingsSession {
     bool init_menu_requested = false;
 };
 
-// Returns true when a setting that a save writes is changed. Ignores the flags of the values that
-// are only shown: MAC address, link state and supported media types.
+// Returns true when the changed flag of a setting that a save writes is set. Ignores the values
+// that are only shown: MAC address, link state and supported media types.
 bool any_changed(const SettingsSession& session);
 
-// Returns true when one of the six initialisation settings is changed.
+// Returns true when the changed flag of at least one of the six initialisation settings is set.
 bool init_changed(const SettingsSession& session);
 
 // Clears every changed flag that `any_changed` reads.

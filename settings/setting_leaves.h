@@ -1,8 +1,8 @@
-// The store's leaves that hold the settings: one row per leaf.
+// The tables of the leaves that hold the settings. Each row describes one leaf.
 //
-// The code that loads, saves and checks for changes loops over these tables, in the order of the
-// rows. A new setting needs a member in a settings struct, a row here, and a line and a case in a
-// menu.
+// The code that loads settings, saves settings or looks for changed settings loops over these
+// tables in the order of the rows. A new setting needs a member in a settings struct, a row in one
+// of these tables, and a line and a case in a menu.
 #pragma once
 
 #include "settings/session.h"
@@ -13,17 +13,17 @@
 enum class LeafType : unsigned char {
     boolean, // loaded into a flag; a leaf of another type counts as unreadable
     string,  // loaded into a text; a leaf of another type counts as unreadable
-    number,  // loaded into a text from any type; saved as the decimal value of that text
+    number,  // any type is loaded into a text; a save writes the decimal value of the text
 };
 
 enum class LeafUse : unsigned char {
-    saved,       // edited and saved; only these count as changed
-    shown,       // shown only
-    list_source, // names separated by ";": the choices for another setting
+    saved,       // edited and saved; only settings of this kind count as changed
+    shown,       // shown, but never edited or saved
+    list_source, // names separated by ";", the choices for another setting
 };
 
-// A text or a flag of `Settings`; the other pointer is null. The constructors convert implicitly,
-// so that a row can name its member directly.
+// Points to a text or a flag of `Settings`. One of the two pointers is null. The constructors
+// convert implicitly, so that a table row can name the member directly.
 template <typename Settings>
 struct Member {
     // cppcheck-suppress noExplicitConstructor
@@ -35,20 +35,20 @@ struct Member {
     EditableFlag Settings::*flag = nullptr;
 };
 
-// A member of `Settings` and its leaf.
+// A table row: a member of `Settings`, and the leaf that holds the member's value.
 template <typename Settings>
 struct SettingLeaf {
-    char path[73]; // without "/Value"; "?" is replaced by the port's number
+    char path[73]; // without "/Value"; "?" means the number of the port
     LeafType type;
     LeafUse use;
     Member<Settings> member;
-    char mirror[15] = "";       // name below `mirror_branch`, or empty
-    bool if_unreadable = false; // the flag's value when the leaf cannot be read
+    char mirror[15] = "";       // name below `mirror_branch`; empty if there is no mirror
+    bool if_unreadable = false; // value of the flag when the leaf cannot be read
 };
 
-// The meter's services read the port settings below this branch. A save therefore writes a port
-// setting that has a mirror a second time, below this branch. Deliberate: it is the branch of port
-// 1, whichever port is saved.
+// The branch of the mirrors, from which the meter's services read the port settings. A save also
+// writes each changed port setting that has a mirror to this branch. Deliberate: a save of any port
+// uses the branch of port 1, because the meter's services read only this branch.
 inline constexpr char mirror_branch[] = "/VMC/Comms/EthPort/1/General/";
 
 // clang-format off
@@ -78,7 +78,7 @@ inline constexpr SettingLeaf<SettingsSession> init_leaves[] = {
 };
 // clang-format on
 
-// A boolean leaf needs a flag; every other leaf needs a text.
+// Returns true when every row for a boolean leaf names a flag and every other row names a text.
 template <typename Settings, std::size_t count>
 constexpr bool members_match_types(const SettingLeaf<Settings> (&leaves)[count])
 {
@@ -93,8 +93,8 @@ static_assert(members_match_types(dns_leaves));
 static_assert(members_match_types(port_leaves));
 static_assert(members_match_types(init_leaves));
 
-// Returns the path of the leaf that holds `text`. In a constant expression, a text without a row
-// does not compile.
+// Returns the path in the row of `text`. In a constant expression, a text without a row does not
+// compile.
 template <typename Settings, std::size_t count>
 constexpr const char* path_of(const SettingLeaf<Settings> (&leaves)[count],
                               const EditableText Settings::*text)
@@ -105,16 +105,17 @@ constexpr const char* path_of(const SettingLeaf<Settings> (&leaves)[count],
     return leaf->path;
 }
 
-// A changed setting, which a save must write.
+// A setting whose changed flag is set, so that a save must write it.
 struct Edit {
-    const char* path; // as in the table row
+    const char* path; // the path in the table row, with "?" and without "/Value"
     const char* mirror;
     LeafType type;
-    const EditableText* text; // null for a boolean leaf
-    const EditableFlag* flag; // null for the other types
+    const EditableText* text; // null if the leaf is boolean
+    const EditableFlag* flag; // null if the leaf is not boolean
 };
 
-// Returns the edits of `settings` in the order of the rows. They point into `settings`.
+// Returns one `Edit` for each changed setting that a save writes, in the order of the rows. Each
+// `Edit` points into `settings`.
 template <typename Settings, std::size_t count>
 std::vector<Edit> edits_of(const SettingLeaf<Settings> (&leaves)[count], const Settings& settings)
 {

@@ -12,7 +12,7 @@ namespace
 using simulator::LeafValue;
 using simulator::Leaves;
 
-// Type codes of elements. Every other element is a string.
+// The type codes of elements. An element with any other code is a string.
 constexpr int boolean_code = 1;
 constexpr int integer_code = 3;
 
@@ -38,9 +38,9 @@ LeafValue leaf_value(const CElement& element)
     return text;
 }
 
-// The common part of every call. Applies the faults, then calls `handle_leaves` with the positions
-// of the leaves whose status no fault sets. `handle_leaves` returns false when the store cannot be
-// read or written.
+// Runs one call of the library. First applies the faults. Unless a fault makes the whole call fail,
+// calls `handle_leaves` with the positions of the leaves whose status no fault sets.
+// `handle_leaves` returns false when the store cannot be read or written.
 template <typename HandleLeaves>
 int run_call(const pcd_connection* handle, const char* name, const std::vector<std::string>& paths,
              std::vector<api_status_t>& statuses, HandleLeaves handle_leaves)
@@ -54,7 +54,7 @@ int run_call(const pcd_connection* handle, const char* name, const std::vector<s
     std::vector<std::size_t> positions;
     for (std::size_t i = 0; i < paths.size(); ++i) {
         if (simulator::decides_status(fault, paths[i]))
-            statuses[i] = *fault->status; // NOLINT(bugprone-unchecked-optional-access): it has one
+            statuses[i] = *fault->status; // NOLINT(bugprone-unchecked-optional-access): not empty
         else
             positions.push_back(i);
     }
@@ -63,7 +63,8 @@ int run_call(const pcd_connection* handle, const char* name, const std::vector<s
     return handle_leaves(meter.store, positions) ? 0 : call_failed;
 }
 
-// Applies `change` to the leaves at `positions`, and replaces the store atomically.
+// Applies `change` to each leaf at `positions`, and replaces the store file atomically. When
+// `positions` is empty, only reads the store.
 template <typename Change>
 bool write_leaves(simulator::MeterStore& store, const std::vector<std::size_t>& positions,
                   std::vector<api_status_t>& statuses, Change change)
@@ -73,7 +74,7 @@ bool write_leaves(simulator::MeterStore& store, const std::vector<std::size_t>& 
             change(leaves, i);
         return true;
     };
-    std::string error; // not printed: the caller only gets the result
+    std::string error; // not printed, because the caller gets only the result
     if (!(positions.empty() ? refresh_leaves(store, error) : edit_leaves(store, edit, error)))
         return false;
     for (const std::size_t i : positions)
@@ -89,7 +90,7 @@ int CCds::get_leaves(const std::vector<std::string>& paths, std::vector<api_stat
     elements.assign(paths.size(), CElement());
     properties.assign(paths.size(), element_property_t());
     const auto read = [&](simulator::MeterStore& store, const std::vector<std::size_t>& positions) {
-        std::string error; // not printed: the caller only gets the result
+        std::string error; // not printed, because the caller gets only the result
         if (!refresh_leaves(store, error))
             return false;
         for (const std::size_t i : positions) {

@@ -14,7 +14,7 @@ namespace
 
 using namespace simulator;
 
-// Returns why the meter cannot be reached, or an empty text when it can.
+// Returns the reason why the meter cannot be reached, or an empty text when it can be reached.
 std::string trouble_reaching_meter()
 {
     const std::string folder = meter_folder();

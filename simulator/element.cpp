@@ -84,7 +84,7 @@ bool CElement::to_bool() const
 
 void CElement::split_string(std::vector<std::string>& out, const std::string& in, char separator)
 {
-    std::vector<std::string> parts; // separate, because `in` may be an element of `out`
+    std::vector<std::string> parts; // not built in `out`, because `in` may be an element of `out`
     for (std::size_t begin = 0; begin < in.size();) {
         const std::size_t end = std::min(in.find(separator, begin), in.size());
         parts.push_back(in.substr(begin, end - begin));
@@ -96,7 +96,7 @@ void CElement::split_string(std::vector<std::string>& out, const std::string& in
 void CEvent::format_source_string(std::string& out, const std::string& first,
                                   const std::string& second, const std::string& third)
 {
-    std::string source; // separate, because `out` may be one of the names
+    std::string source; // not built in `out`, because `out` may be one of the names
     for (const std::string* name : {&first, &second, &third}) {
         if (!source.empty() && !name->empty())
             source += '/';

@@ -14,7 +14,7 @@ bool matches(const Fault& fault, std::string_view call, const std::vector<std::s
            (!fault.path || std::find(paths.begin(), paths.end(), *fault.path) != paths.end());
 }
 
-// Counts one matching call. Returns true when the fault has already let `after` calls pass.
+// Returns true when the fault has already let `after` calls pass. Otherwise counts this call.
 bool past_after(Fault& fault)
 {
     if (fault.let_pass == fault.after)

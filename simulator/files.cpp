@@ -23,7 +23,7 @@ namespace
 constexpr int first_own_descriptor = 3;
 constexpr mode_t permission_bits = 07777;
 
-// Repeats a system call while a signal interrupts it.
+// Makes a system call. Repeats the call when a signal interrupted it.
 template <typename Call>
 auto unbroken(Call call)
 {
@@ -39,7 +39,8 @@ std::int64_t nanoseconds(const timespec& time)
     return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
-// Far more than any meter needs. A larger file is rejected before memory is allocated for it.
+// The size limit in bytes for a file that is read. No meter needs a file of this size. A larger
+// file is rejected before it uses up the memory.
 constexpr std::uint64_t largest_file = 256 * 1024 * 1024;
 
 FileStamp stamp_of(const struct stat& status)
@@ -53,8 +54,8 @@ FileStamp stamp_of(const struct stat& status)
     return stamp;
 }
 
-// Reads to the end of the file. On entry, the size of `text` is the expected size of the file plus
-// one byte: the last read, which finds the end of the file, then needs no larger buffer.
+// Reads to the end of the file. The caller has resized `text` to the expected file size plus one
+// byte. The extra byte is for the last read, which finds the end of the file.
 bool read_expected(int fd, std::string& text)
 {
     std::size_t filled = 0;
@@ -83,8 +84,8 @@ bool flush(int fd)
     return unbroken([&] { return fsync(fd); }) == 0;
 }
 
-// Creates a file. When a killed writer left a file under this name, removes that file instead of
-// opening it, because it may be a link or write-protected.
+// Creates a file. An existing file with this name was left by a killed writer. The function removes
+// such a file instead of opening it, because the file may be a link or write-protected.
 OpenFile create_new(int folder, const char* name, mode_t mode)
 {
     constexpr int flags = O_WRONLY | O_CREAT | O_EXCL;
@@ -94,15 +95,15 @@ OpenFile create_new(int folder, const char* name, mode_t mode)
     return open_file(folder, name, flags, mode);
 }
 
-// Returns true for the errors of a change of owner that this user may not make, or that the file
-// system does not support.
+// Returns true when `error` means that this user may not change a file's owner, or that the file
+// system does not support a change of owner.
 bool means_not_permitted(int error)
 {
     return error == EPERM || error == EINVAL || error == ENOSYS || error == EOPNOTSUPP;
 }
 
-// Gives the new file the owner and the group of the old one. When the owner cannot be kept, tries
-// the group alone. Returns true when the system permits neither.
+// Gives the new file the owner and the group of the old file. When the system does not permit the
+// owner, tries the group alone. Also returns true when the system permits neither change.
 bool keep_owner(int fd, const struct stat& old)
 {
     constexpr auto same_owner = static_cast<uid_t>(-1);
@@ -117,7 +118,7 @@ bool keep_owner(int fd, const struct stat& old)
            (fchown(fd, same_owner, old.st_gid) == 0 || means_not_permitted(errno));
 }
 
-// Sets the owner before the permission bits, because a change of owner clears some of the bits.
+// Sets the owner before the permission bits, because a change of owner clears some of these bits.
 bool keep_attributes(int fd, const struct stat& old)
 {
     return keep_owner(fd, old) && fchmod(fd, old.st_mode & permission_bits) == 0;
@@ -186,7 +187,7 @@ bool read_stamp(int folder, const char* name, FileStamp& stamp)
 
 bool read_file(int folder, const char* name, std::string& text, FileStamp& stamp)
 {
-    // O_NONBLOCK: opening a pipe of that name would otherwise wait for a writer.
+    // Without O_NONBLOCK, opening a pipe would wait for a writer.
     const OpenFile file = open_file(folder, name, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     struct stat status;
     if (!file || fstat(file.fd, &status) != 0)
@@ -212,7 +213,8 @@ bool read_to_end(int fd, std::string& text)
 
 bool write_all(int fd, std::string_view text)
 {
-    // Makes a write beyond the limit on file sizes fail instead of ending the program.
+    // While SIGXFSZ is ignored, a write beyond the limit on file sizes fails. Otherwise the signal
+    // would end the program.
     std::signal(SIGXFSZ, SIG_IGN);
     while (!text.empty()) {
         errno = ENOSPC; // the reason when `write` returns 0
@@ -234,18 +236,18 @@ std::string parent_of(const std::string& file)
 
 std::string name_of(const std::string& file)
 {
-    return file.substr(file.rfind('/') + 1); // the whole path when it has no slash
+    return file.substr(file.rfind('/') + 1); // this is the whole path if it has no slash
 }
 
 bool follow_links(int folder, const std::string& name, std::vector<std::string>& names)
 {
-    constexpr std::size_t most_links = 40; // the limit of the kernel
+    constexpr std::size_t most_links = 40; // the kernel's limit
     names = {name};
     for (;;) {
         char buffer[PATH_MAX];
         const ssize_t size = readlinkat(folder, names.back().c_str(), buffer, sizeof buffer);
         if (size < 0)
-            return errno == EINVAL || errno == ENOENT; // not a link, or it does not exist
+            return errno == EINVAL || errno == ENOENT; // EINVAL: not a link; ENOENT: no file
         if (names.size() > most_links) {
             errno = ELOOP;
             return false;
@@ -277,7 +279,7 @@ LockedFile lock_file(const std::string& folder, const std::string& name)
     FileStamp there;
     if (!target || !read_stamp(locked.fd, ".", here) || !read_stamp(target.fd, ".", there))
         return {};
-    if (here.device == there.device && here.inode == there.inode) // a second lock would hang
+    if (here.device == there.device && here.inode == there.inode) // a second lock would block
         return {std::move(locked), {}, name_of(names.back())};
     if (!lock(target))
         return {};
@@ -288,7 +290,7 @@ bool replace_file(int folder, const std::string& name, std::string_view text)
 {
     struct stat old;
     const bool replaces = fstatat(folder, name.c_str(), &old, 0) == 0;
-    if (!replaces && errno != ENOENT) // it may exist, with permission bits to keep
+    if (!replaces && errno != ENOENT) // the file may exist, but its permission bits are unknown
         return false;
     const mode_t mode = replaces ? old.st_mode & permission_bits : 0666;
 
@@ -313,7 +315,7 @@ bool list_folder(int folder, std::vector<std::string>& names)
     DIR* entries = again ? fdopendir(again.fd) : nullptr;
     if (entries == nullptr)
         return false;
-    again.release(); // closedir closes it
+    again.release(); // closedir closes the descriptor
 
     errno = 0;
     while (const dirent* entry = readdir(entries)) {

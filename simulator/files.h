@@ -1,5 +1,4 @@
-// Plain files, for a library inside a program: it never uses descriptors 0, 1 and 2, which belong
-// to the program.
+// Functions for plain files and directories.
 #pragma once
 
 #include <sys/types.h>
@@ -12,9 +11,10 @@
 namespace simulator
 {
 
-// An open file or directory; the destructor closes it. `fd` is -1 when nothing is open.
-// The functions below never open a file as descriptor 0, 1 or 2. Otherwise a program that was
-// started without standard input would read its keys from the store.
+// An open file or directory. The destructor closes it. `fd` is -1 when nothing is open.
+// The functions below never open a file as descriptor 0, 1 or 2, because these descriptors belong
+// to the program. Otherwise the store could become the standard input of a program that was started
+// without standard input.
 struct OpenFile {
     int fd = -1;
 
@@ -31,8 +31,8 @@ struct OpenFile {
     int release();
 };
 
-// Identifies a version of a file without reading it: a change to the file changes the stamp, within
-// the precision of the file system's times. Times are in nanoseconds.
+// Identifies a version of a file without reading the file. A change of the file changes the stamp,
+// unless the times of the file system are too coarse to show the change. Times are in nanoseconds.
 struct FileStamp {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
@@ -43,44 +43,46 @@ struct FileStamp {
     bool operator==(const FileStamp& other) const;
 };
 
-// The functions below set `errno` when they fail. This returns "FILE: WHAT: REASON" with the reason
-// from `errno`.
+// Returns "FILE: WHAT: REASON". REASON is the text for `errno`, which the functions below set when
+// they fail.
 std::string failure_text(const std::string& file, const char* what);
 
-// In all functions below, an int `folder` is the descriptor of an open directory, and `name` is a
-// file in it. With AT_FDCWD, `name` is a path.
+// In the functions below, a parameter `int folder` is the descriptor of an open directory, and
+// `name` is a file in this directory. When `folder` is AT_FDCWD, `name` is a path.
 
 OpenFile open_file(int folder, const char* name, int flags, mode_t mode = 0);
 
 bool read_stamp(int folder, const char* name, FileStamp& stamp);
 
-// Reads a regular file. Takes `stamp` before it reads the first byte.
+// Reads a regular file. Sets `stamp` before the first byte is read.
 bool read_file(int folder, const char* name, std::string& text, FileStamp& stamp);
 
-// Reads an open file, even a pipe, from its present position to the end.
+// Reads an open file, even a pipe, from the present position to the end.
 bool read_to_end(int fd, std::string& text);
 
-// Writes all of `text` to an open file. Fails when the disk is full or the limit on file sizes is
-// reached. For the latter it sets the process to ignore SIGXFSZ.
+// Writes all of `text` to an open file. Fails when the disk is full, or when the file reaches the
+// limit on file sizes. Makes the process ignore SIGXFSZ, so that this limit does not end the
+// process.
 bool write_all(int fd, std::string_view text);
 
-// The two parts of a path: its directory ("." when the path has no slash), and the name in it.
+// `parent_of` returns the directory of a path, or "." when the path has no slash. `name_of` returns
+// the part after the last slash.
 std::string parent_of(const std::string& file);
 std::string name_of(const std::string& file);
 
-// Follows symbolic links from `name`. `names` becomes `name` and then the target of each link; the
-// last one is not a link, or does not exist. They are relative to `folder` or absolute.
+// Follows symbolic links from `name`. Sets `names` to `name`, followed by the target of each link.
+// The last name is not a link, or does not exist. Each name is absolute or relative to `folder`.
 bool follow_links(int folder, const std::string& name, std::vector<std::string>& names);
 
-// Opens a directory and locks it, waiting while another process holds the lock. Closing the result
+// Opens and locks a directory. Waits while another process holds the lock. Closing the result
 // releases the lock.
 OpenFile lock_folder(const std::string& folder);
 
-// A file locked against other writers. When it is a symbolic link, both the directory of the link
-// and that of its target are locked.
+// A file that is locked against other writers by a lock on its directory. When the file is a
+// symbolic link, the directory of the link's target is locked too.
 struct LockedFile {
-    OpenFile folder; // the directory of the file; not open when locking failed
-    OpenFile target; // the directory of the link's target; not open when it is the same directory
+    OpenFile folder; // the directory of the file or link; not open when locking failed
+    OpenFile target; // the link target's directory; open only if it differs from `folder`
     std::string name;
 
     int parent() const
@@ -89,20 +91,22 @@ struct LockedFile {
     }
 };
 
-// Locks the directory `folder`. When its file `name` is a symbolic link, also locks the directory
-// of the link's target. The file need not exist.
+// Locks the directory `folder`. When `name` in this directory is a symbolic link, also locks the
+// directory of the link's target. The file need not exist.
 LockedFile lock_file(const std::string& folder, const std::string& name);
 
 // Replaces or creates a file in the locked directory `folder`. Replaces a symbolic link itself, not
-// its target. Keeps the permission bits, and the owner and the group where the system permits it.
-// After a power cut either the old or the new file is there. On failure the old file stays, with
-// one exception: when only the final flush of the directory fails, the new file is in place.
+// the link's target. Keeps the permission bits. Keeps the owner and the group where the system
+// permits it. After a power cut, either the old or the new file exists. On failure, the old file
+// stays. There is one exception: when only the final flush of the directory fails, the new file is
+// already in place.
 bool replace_file(int folder, const std::string& name, std::string_view text);
 
-// Lists an open directory, without "." and "..".
+// Sets `names` to the entries of an open directory, without "." and "..".
 bool list_folder(int folder, std::vector<std::string>& names);
 
-// Removes a file, or a directory with its contents. Removes a symbolic link, not its target.
+// Removes a file, or a directory with its contents. Removes a symbolic link itself, not the link's
+// target.
 bool remove_entry(int folder, const char* name);
 
 } // namespace simulator

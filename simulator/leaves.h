@@ -1,4 +1,4 @@
-// The leaves of a meter in memory.
+// The leaves of a meter, as they are held in memory.
 #pragma once
 
 #include <cstdint>
@@ -10,10 +10,10 @@
 namespace simulator
 {
 
-// The type of a leaf is the alternative that it holds.
+// The type of a leaf is the alternative that the variant holds.
 using LeafValue = std::variant<bool, std::int32_t, std::string>;
 
-// Keyed by the complete leaf path and sorted by its bytes.
+// The key is the complete path of a leaf. The leaves are sorted by the bytes of their paths.
 using Leaves = std::map<std::string, LeafValue, std::less<>>;
 
 } // namespace simulator

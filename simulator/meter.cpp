@@ -15,7 +15,7 @@ namespace simulator
 namespace
 {
 
-// The meter is constructed by the first call, not at program start-up.
+// The meter is constructed by the first call of `this_meter`, not at program start-up.
 std::optional<Meter>& only_meter()
 {
     static std::optional<Meter> meter;
@@ -64,7 +64,7 @@ void print_trouble(std::string text)
             character = '?';
     }
     text += '\n';
-    // Nothing can be done when this fails: there is no other output.
+    // A failed write is ignored, because there is no other output for the error.
     [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, text.data(), text.size());
 }
 

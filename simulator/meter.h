@@ -1,4 +1,4 @@
-// The simulated meter of the running program. There is only one.
+// The simulated meter of the running program. A program has only one meter.
 #pragma once
 
 #include "simulator/faults.h"
@@ -17,16 +17,16 @@ struct Meter {
     std::string faults_error; // one line; empty: no error
 };
 
-// Returns the meter. The first call reads its faults.
+// Returns the meter. The first call creates the meter and reads the faults file.
 Meter& this_meter();
 
-// Returns the directory that METER_SIM_DIR names, or an empty text.
+// Returns the directory that METER_SIM_DIR names, or an empty text when the variable is not set.
 std::string meter_folder();
 
 // Prints `text` to standard error as one line, with "?" for each control character.
 void print_trouble(std::string text);
 
-// For tests: discards the meter, so that the next call of `this_meter` is like a process's first.
+// For tests: discards the meter. The next call of `this_meter` then creates a new meter.
 void forget_meter();
 
 } // namespace simulator

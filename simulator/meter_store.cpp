@@ -19,8 +19,8 @@ namespace
 
 constexpr std::int64_t second = 1'000'000'000; // nanoseconds
 
-// The clock for file times advances in steps of some milliseconds. A file that is written twice
-// within this time, in nanoseconds, may keep its stamp.
+// The clock for file times advances in steps of a few milliseconds. A file that is written twice
+// within `clock_doubt` nanoseconds may keep its stamp.
 constexpr std::int64_t clock_doubt = second / 10;
 
 std::int64_t present_time()
@@ -35,14 +35,14 @@ bool is_distant(std::int64_t file_time, std::int64_t now)
     return file_time < now - clock_doubt || file_time > now + clock_doubt;
 }
 
-// Some file systems keep times in steps of one or two seconds. Two versions of a file may then have
-// the same times, so a time in whole seconds proves nothing.
+// Some file systems keep times in steps of one or two seconds, so two versions of a file may have
+// the same times. A time in whole seconds therefore does not prove that a file is unchanged.
 bool is_whole_seconds(std::int64_t file_time)
 {
     return file_time % second == 0;
 }
 
-// Returns true when any change of the file after `now` is certain to alter this time.
+// Returns true when every change of the file after `now` is certain to alter `file_time`.
 bool shows_changes(std::int64_t file_time, std::int64_t now)
 {
     return is_distant(file_time, now) && !is_whole_seconds(file_time);
@@ -59,7 +59,7 @@ bool fail(const std::string& file, const char* what, std::string& error)
     return false;
 }
 
-// Runs `work`; running out of memory is reported as a read error.
+// Runs `work`. Reports running out of memory as a read error.
 template <typename Work>
 bool within_memory(const std::string& file, std::string& error, Work work)
 {
@@ -71,7 +71,8 @@ bool within_memory(const std::string& file, std::string& error, Work work)
     }
 }
 
-// Parses the file's text into the store. Does nothing for the same text as before.
+// Parses `text`, the contents of the store file, into the store. Does nothing when `text` equals
+// the text that was parsed before.
 void take_text(MeterStore& store, std::string&& text)
 {
     if (store.text == text)
@@ -83,7 +84,8 @@ void take_text(MeterStore& store, std::string&& text)
     store.text = std::move(text);
 }
 
-// Reads the file without comparing its stamp. `folder` and `name` are as for `read_file`.
+// Reads the store file, even when its stamp is unchanged. `folder` and `name` are as for
+// `read_file`.
 bool read_again(MeterStore& store, int folder, const char* name, std::string& error)
 {
     const std::int64_t now = present_time();
@@ -132,7 +134,7 @@ bool edit_locked(MeterStore& store, const LeafEdit& edit, std::string& error)
     const LockedFile file = lock_file(store.folder, store_file);
     if (!file.folder)
         return fail(store.folder, "cannot be locked", error);
-    if (!read_again(store, file.parent(), file.name.c_str(), error)) // never trusts the stamp
+    if (!read_again(store, file.parent(), file.name.c_str(), error)) // reads the file in any case
         return false;
 
     Leaves leaves = store.leaves;

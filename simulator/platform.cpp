@@ -1,5 +1,5 @@
-// `system` and `sleep` for a program on the simulated meter. They are linked into the program
-// itself, so it uses them instead of those of the C library.
+// `system` and `sleep` for a program on the simulated meter. Both functions are linked into the
+// program, so the program calls them instead of the functions of the C library.
 
 #include "simulator/files.h"
 #include "simulator/meter.h"
@@ -30,7 +30,7 @@ constexpr int command_not_found = 127 << 8;
 
 bool restore_factory_leaves()
 {
-    std::string error; // not printed: the command's output goes to /dev/null
+    std::string error; // not printed, because the command's output goes to /dev/null
     return !meter_folder().empty() && restore_factory(meter_folder(), error);
 }
 
@@ -96,7 +96,8 @@ bool is_delayed()
     return no_delay == nullptr || *no_delay == '\0';
 }
 
-// Returns 0, or the remaining seconds when a signal interrupts the pause.
+// Returns 0 after the whole pause. When a signal interrupts the pause, returns the remaining
+// seconds.
 unsigned pause_for(unsigned seconds)
 {
     constexpr auto longest = std::numeric_limits<std::time_t>::max();

@@ -6,11 +6,11 @@
 #define TOML_HEADER_ONLY 1
 #define TOML_EXCEPTIONS 0
 #define TOML_ENABLE_FORMATTERS 0
-#define TOML_FLOAT_CHARCONV 1 // otherwise it links the string streams and all locales
+#define TOML_FLOAT_CHARCONV 1 // otherwise toml++ links the string streams and all locales
 
-// The parser assumes that two things never occur: a table header without a key, such as "[?]", and
-// a letter beyond ASCII where a space may be, such as "= \u00e9". A file can contain both. With
-// these macros the parser does not rely on the assumptions and reports an error.
+// The parser assumes that a file never contains a table header without a key, such as "[?]", or a
+// non-ASCII letter in place of a space, such as "= \u00e9". But a file can contain both. With these
+// macros, the parser does not rely on these assumptions and reports an error.
 #include <toml++/impl/preprocessor.h>
 static_assert(
     TOML_LIB_MAJOR == 3 && TOML_LIB_MINOR == 3,
@@ -78,7 +78,7 @@ std::string_view text_before(std::string_view text, const toml::source_position&
 
 std::string reason_of(const toml::parse_error& error, std::string_view text)
 {
-    // For a duplicate key, the parser's message may mix the key with the one before it.
+    // For a duplicate key, the parser's message may mix this key with the previous key.
     const std::string_view description = error.description();
     constexpr std::string_view given_twice =
         "Error while parsing key-value pair: cannot redefine existing ";
@@ -88,8 +88,8 @@ std::string reason_of(const toml::parse_error& error, std::string_view text)
     return std::string(description);
 }
 
-// Rejects text that is nested too deeply: the parser destroys its result by recursion, one call per
-// level.
+// Rejects text that is nested too deeply, because the parser destroys its result with one recursive
+// call per level.
 bool check_depth(std::string_view text, Complaint& complaint)
 {
     const std::uint32_t line = line_too_deep(text);
@@ -100,8 +100,8 @@ bool check_depth(std::string_view text, Complaint& complaint)
     return line == 0;
 }
 
-// Parses text that `check_depth` has accepted. Does not pass the file's name to the parser, which
-// would store it with every value.
+// Parses text that `check_depth` has accepted. Does not pass the file's name to the parser, because
+// the parser would store the name with every value.
 toml::parse_result parse(std::string_view text, Complaint& complaint)
 {
     toml::parse_result parsed = toml::parse(text);
@@ -131,7 +131,7 @@ std::optional<LeafValue> leaf_value(toml::node& node)
     return std::nullopt;
 }
 
-// A table whose keys are read, and the place for the first error.
+// A table whose keys are read. `complaint` receives the first error.
 struct Keys {
     const toml::table& table;
     Complaint& complaint;
@@ -265,11 +265,11 @@ TomlReading parse_value(std::string_view text, LeafValue& value)
 {
     constexpr std::string_view beginning = "v=";
     const std::string line = std::string(beginning) += text;
-    if (line_too_deep(line) != 0) // too deep to parse: an array, a table, or not a value
+    if (line_too_deep(line) != 0) // not parsed; the first character shows the kind of value
         return text[0] == '[' || text[0] == '{' ? TomlReading::other_value : TomlReading::no_value;
     toml::parse_result parsed = toml::parse(line);
     toml::node* node = parsed ? parsed.table().get("v") : nullptr;
-    // The text must be the value alone, without spaces or comments around it.
+    // The text must contain only the value, without spaces or comments before or after it.
     if (node == nullptr || node->source().begin != end_of(beginning) ||
         node->source().end != end_of(line))
         return TomlReading::no_value;

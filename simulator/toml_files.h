@@ -1,4 +1,4 @@
-// Parsing the simulated meter's TOML files.
+// Parses the TOML files of a simulated meter.
 #pragma once
 
 #include "simulator/faults.h"
@@ -11,8 +11,9 @@
 namespace simulator
 {
 
-// Both parse the text of the file named `file`. On failure they return false, `error` is
-// "FILE:LINE: REASON", and the other result is undefined.
+// `parse_leaves` and `parse_faults` parse the text of the file named `file`. On failure, they
+// return false and set `error` to "FILE:LINE: REASON". The value of `leaves` or `faults` is then
+// undefined.
 
 bool parse_leaves(std::string_view text, const std::string& file, Leaves& leaves,
                   std::string& error);
@@ -20,13 +21,14 @@ bool parse_leaves(std::string_view text, const std::string& file, Leaves& leaves
 bool parse_faults(std::string_view text, const std::string& file, std::vector<Fault>& faults,
                   std::string& error);
 
-// The result of `parse_value`, which parses all of `text` as one TOML value. The function changes
-// `value` only when it returns leaf_value.
+// The result of `parse_value`.
 enum class TomlReading {
     no_value,    // not a TOML value
     leaf_value,  // a value that a leaf can hold
     other_value, // a TOML value of another type
 };
+
+// Parses all of `text` as one TOML value. Changes `value` only when it returns leaf_value.
 TomlReading parse_value(std::string_view text, LeafValue& value);
 
 } // namespace simulator

@@ -11,7 +11,8 @@ namespace
 {
 
 // Returns the position after the closing quote of the string that begins at `at`. A string without
-// a closing quote ends with its line, or with the text when it may have several lines.
+// a closing quote ends at the end of the line. A multi-line string without closing quotes ends at
+// the end of the text.
 std::size_t end_of_string(std::string_view text, std::size_t at)
 {
     const char quote = text[at];
@@ -27,7 +28,7 @@ std::size_t end_of_string(std::string_view text, std::size_t at)
     }
     at += end.size();
     for (int more = 0; is_long && more < 2 && at < text.size() && text[at] == quote; ++more)
-        ++at; // up to two quotes before the closing ones belong to the string
+        ++at; // up to two quotes before the three closing quotes belong to the string
     return std::min(at, text.size());
 }
 
@@ -36,8 +37,8 @@ std::size_t end_of_comment(std::string_view text, std::size_t at)
     return std::min(text.find('\n', at), text.size());
 }
 
-// Calls `visit` with each character outside strings and comments and with its position. Stops when
-// `visit` returns false.
+// Calls `visit` for each character outside strings and comments, with the character and its
+// position. Stops when `visit` returns false.
 template <typename Visit>
 void visit_outside_of_strings(std::string_view text, Visit visit)
 {
@@ -86,7 +87,7 @@ void begin_next(Depth& depth)
     depth.in_value = false;
 }
 
-// A header ends with its line, even with brackets still open.
+// A table header ends at the end of its line, even when brackets are still open.
 void end_line(Depth& depth)
 {
     if (depth.in_header)

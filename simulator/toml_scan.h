@@ -1,4 +1,4 @@
-// Finds properties of TOML text by scanning it, without a parser.
+// Finds properties of TOML text without a parser, by scanning the text.
 #pragma once
 
 #include <cstddef>
@@ -8,15 +8,17 @@
 namespace simulator
 {
 
-// The deepest nesting of values that a file may have. Each part of a dotted key, each array and
-// each inline table is one level.
+// The deepest nesting of values that is accepted in a file. Each part of a dotted key, each array
+// and each inline table is one level.
 constexpr std::size_t deepest_nesting = 32;
 
-// Returns the first line with deeper nesting, or 0. For text that is not TOML the result may be too
-// strict, but never too lenient: a parser that stops at the first error never nests deeper.
+// Returns the number of the first line that is nested too deeply, or 0 when no line is nested too
+// deeply. For text that is not TOML, the scan may find more levels than a parser, but never fewer,
+// because a parser stops at the first error.
 std::uint32_t line_too_deep(std::string_view text);
 
-// Returns the key before the last "=", as it is written. `text` must end within that key's value.
+// Returns the key before the last "=", exactly as written in `text`. `text` must end within the
+// value of this key.
 std::string_view last_key(std::string_view text);
 
 } // namespace simulator

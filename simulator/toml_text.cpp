@@ -14,8 +14,8 @@ unsigned byte_at(std::string_view text, std::size_t at)
     return static_cast<unsigned char>(text[at]);
 }
 
-// Returns the length of a UTF-8 sequence that begins with the byte `lead`, or 0 when no sequence
-// begins with it.
+// Returns the length of a UTF-8 sequence that begins with the byte `lead`, or 0 when no UTF-8
+// sequence can begin with `lead`.
 std::size_t sequence_length(unsigned lead)
 {
     if (lead < 0x80)
@@ -29,8 +29,8 @@ std::size_t sequence_length(unsigned lead)
     return 0;
 }
 
-// The range of the second byte also excludes overlong forms, surrogates and code points beyond
-// U+10FFFF.
+// Checks the second byte of a UTF-8 sequence. The permitted range also excludes overlong forms,
+// surrogates and code points beyond U+10FFFF.
 bool second_byte_fits(unsigned lead, unsigned second)
 {
     const unsigned lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;

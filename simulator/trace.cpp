@@ -31,8 +31,8 @@ const char* trace_name()
     return name == nullptr ? "" : name;
 }
 
-// Like `write`, but suppresses SIGPIPE and SIGXFSZ. The call fails, and the program continues, when
-// a pipe has no reader or the file reaches the size limit.
+// Works like `write`, but suppresses SIGPIPE and SIGXFSZ. When a pipe has no reader or the file
+// reaches the size limit, the write fails and the program continues.
 ssize_t write_without_signals(int fd, const std::string& text)
 {
     sigset_t signals;
@@ -42,7 +42,7 @@ ssize_t write_without_signals(int fd, const std::string& text)
     sigaddset(&signals, SIGXFSZ);
     pthread_sigmask(SIG_BLOCK, &signals, &before);
 
-    errno = ENOSPC; // the reason when only a part of the line is written
+    errno = ENOSPC; // the reported reason when only a part is written
     const ssize_t written = write(fd, text.data(), text.size());
     const int reason = errno;
     if (written < 0 && (reason == EPIPE || reason == EFBIG)) {
@@ -54,9 +54,9 @@ ssize_t write_without_signals(int fd, const std::string& text)
     return written;
 }
 
-// Appends the line with a single write, so that the lines of several processes do not mix. Opens
-// with O_NONBLOCK, because opening a pipe without a reader would wait; then removes O_NONBLOCK, so
-// that the write waits for a slow reader and no line is lost.
+// Appends the line with a single write, so that the lines of several processes do not mix.
+// Uses O_NONBLOCK to open a pipe, because the call would otherwise wait for a reader. Then removes
+// O_NONBLOCK, so that the write waits for a slow reader and no line is lost.
 bool append_line(const char* name, const std::string& line)
 {
     constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY;

@@ -1,4 +1,4 @@
-// The trace of the calls: one line of JSON per call, in the file that METER_SIM_TRACE names.
+// The trace of the calls. The file that METER_SIM_TRACE names gets one line of JSON per call.
 #pragma once
 
 #include "simulator/leaves.h"
@@ -9,7 +9,7 @@
 namespace simulator
 {
 
-// One written leaf.
+// One leaf of a call that writes leaves.
 struct TracedLeaf {
     const std::string& path;
     LeafValue value;
@@ -17,9 +17,9 @@ struct TracedLeaf {
     int status;
 };
 
-// Each function appends its line before it returns, and replaces bytes that are not UTF-8. When the
-// trace cannot be written, for example to a pipe without a reader, the first failure is reported on
-// standard error. When the reader of a pipe is slow, the functions wait for it.
+// Each function appends one line to the trace, and replaces bytes that are not UTF-8. When the
+// trace cannot be written, for example to a pipe without a reader, only the first failure is
+// reported on standard error. When the reader of a pipe is slow, the functions wait for the reader.
 
 void trace_pcd_init(bool connected);
 void trace_pcd_close();
@@ -32,10 +32,10 @@ void trace_clear_leaves(const std::vector<std::string>& paths, const std::vector
 void trace_system(const char* command, int result); // `command` may be null, as for `system`
 void trace_sleep(unsigned seconds);
 
-// Returns true when METER_SIM_TRACE names a file. The functions above check this themselves.
+// Returns true when METER_SIM_TRACE names a file. The functions above call `is_traced` themselves.
 bool is_traced();
 
-// For tests: the next failure to write the trace is reported again.
+// For tests: makes the next failure to write the trace print its message again.
 void forget_trace();
 
 } // namespace simulator

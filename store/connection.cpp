@@ -5,7 +5,7 @@ namespace
 
 toolkit::CCds connection;
 
-// Closes a connection that is still open when the program exits.
+// Closes an open connection at the exit of the program.
 struct ExitGuard {
     ~ExitGuard()
     {

@@ -6,19 +6,21 @@
 #include <string>
 #include <vector>
 
-// Opens the connection, or does nothing when it is already open.
-// Returns 0, or -1 when the store cannot be reached.
+// Opens the connection. Does nothing when the connection is already open. Returns 0 when the
+// connection is open, and -1 when the store cannot be reached.
 int cds_connect();
 
-// Closes the connection, or does nothing when it is already closed. Also runs when the program
-// exits.
+// Closes the connection. Does nothing when the connection is already closed. The exit of the
+// program also closes the connection.
 void cds_disconnect();
 
-// Reads one leaf per path. Returns 0 for success; the library's result when the call failed; or -1
-// when `statuses` or `elements` does not have one entry per path. After a failure do not use the
-// contents of either.
+// Reads the leaves of `paths`. Fills `statuses` and `elements` in the order of the paths. Returns 0
+// for success, the library's result when the call failed, and -1 when `statuses` or `elements` does
+// not have one entry per path. After a failure, do not use the contents of `statuses` and
+// `elements`.
 int cds_get(const std::vector<std::string>& paths, std::vector<api_status_t>& statuses,
             std::vector<toolkit::CElement>& elements);
 
-// Returns the connection, for writing. Calls on it fail while it is closed.
+// Returns the connection, through which callers write leaves. Every call fails while the connection
+// is closed.
 toolkit::CCds& cds();

@@ -3,7 +3,8 @@
 namespace
 {
 
-// Returns the next leaf's element, or null when the leaf could not be read. Advances `next`.
+// Returns the element of the leaf at `next`, or null when the leaf could not be read. Moves `next`
+// to the following leaf.
 const toolkit::CElement* take_element(LeafCursor& next)
 {
     const toolkit::CElement& element = *next.element++;

@@ -1,5 +1,5 @@
-// Leaf paths: each names one leaf of the store. A "?" in a path is a placeholder for the number of
-// an Ethernet port.
+// Functions that make leaf paths. A leaf path names one leaf of the store. A "?" in a path must be
+// replaced by the number of an Ethernet port.
 #pragma once
 
 #include "settings/setting_leaves.h"
@@ -10,19 +10,20 @@
 #include <type_traits>
 #include <vector>
 
-// Replaces the first "?" in each of `count` paths, starting at index `first`, by `number` in
-// decimal. Throws std::out_of_range at a path without "?"; the paths before it are then already
+// Replaces the first "?" in each of the `count` paths from index `first` on by `number` in decimal.
+// Throws std::out_of_range when a path has no "?". The paths before that path are then already
 // changed.
 void number_paths(std::vector<std::string>& paths, std::size_t first, std::size_t count,
                   std::uint32_t number);
 
-// Returns `path` with "/Value" appended: the path of the leaf that holds the value.
+// Returns `path` with "/Value" appended. The result is the path of the leaf that holds the value.
 std::string value_path(const std::string& path);
 
-// Replaces every path by its `value_path`.
+// Appends "/Value" to each path.
 void append_value_names(std::vector<std::string>& paths);
 
-// Returns the complete paths of the leaves that hold `settings`, in the order of the rows.
+// Returns the path of every leaf in the table, in the order of the rows. Each path ends with
+// "/Value". In paths of a port, the number of the port replaces "?".
 template <typename Settings, std::size_t count>
 std::vector<std::string> leaf_paths(const SettingLeaf<Settings> (&leaves)[count],
                                     const Settings& settings)

@@ -1,4 +1,4 @@
-"""The exceptions that end the work on a console early."""
+"""The exceptions that end a connection or a session early."""
 
 
 class LinkLost(Exception):
@@ -6,11 +6,11 @@ class LinkLost(Exception):
 
 
 class Hopeless(LinkLost):
-    """The connection failed, and another attempt would fail in the same way."""
+    """The connection failed, and another attempt to connect would fail for the same reason."""
 
 
 class Interrupted(Exception):
-    """A signal asked the program to end."""
+    """A signal asked meter-fleet to stop."""
 
 
 class Astray(Exception):

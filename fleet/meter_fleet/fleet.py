@@ -25,11 +25,11 @@ SIGNALS = (signal.SIGINT, signal.SIGTERM)
 
 
 def ignore_step(_name: str, _step: str) -> None:
-    """Does nothing, for callers that show no progress."""
+    """Does nothing. This is the default for callers that show no progress."""
 
 
 def ignore_result(_result: Result) -> None:
-    """Does nothing, for callers that only use the returned results."""
+    """Does nothing. This is the default for callers that only use the returned results."""
 
 
 async def run_one(meter: Meter, command: Command, records: Path, stop: Stop,
@@ -55,8 +55,8 @@ async def run_one(meter: Meter, command: Command, records: Path, stop: Stop,
 
 @contextlib.contextmanager
 def stopped_by_signals(stop: Stop) -> Iterator[None]:
-    """Stops the work on all meters after SIGINT or SIGTERM. Only the main thread can handle
-    signals."""
+    """Stops the work on all meters if SIGINT or SIGTERM comes during the block. Does nothing
+    outside the main thread, because only the main thread can handle signals."""
     if threading.current_thread() is not threading.main_thread():
         yield
         return
@@ -87,8 +87,8 @@ async def run_all(meters: Sequence[Meter], command: Command, jobs: int, records:
 
 
 def allow_files(jobs: int) -> None:
-    """Raises the limit on open files to the number that this many meters need, if the system
-    permits it. Otherwise raises it as far as possible."""
+    """Raises the limit on open files to the number that `jobs` meters need, or as far as the system
+    permits."""
     soft, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
     needed = jobs * FILES_A_METER + FILES_BESIDES
     if soft != resource.RLIM_INFINITY and soft < needed:
@@ -103,7 +103,7 @@ def run(meters: Sequence[Meter], command: Command, *, jobs: int = DEFAULT_JOBS,
     """Runs the command on every meter, on at most `jobs` meters at the same time. Returns the
     results in the order of the meters. Calls `on_step` with a meter's name and the name of the step
     that begins on this meter. Calls `on_result` with each result. After SIGINT or SIGTERM, the
-    function leaves every meter without saving, and the results report the interruption. In a thread
-    other than the main thread, it does not handle these signals."""
+    function leaves every meter without saving, and the results report the interruption. The
+    function handles these signals only in the main thread."""
     allow_files(jobs)
     return asyncio.run(run_all(meters, command, jobs, records, on_step, on_result))

@@ -1,4 +1,5 @@
-"""Types one key at a time and waits for its echo. Sends Enter last and separately.
+"""Types a line. Sends one key at a time and waits for the key's echo. Sends Enter last and
+separately.
 
 The keys therefore arrive in order even on a bad line. Before meter-fleet sends Enter, the echo
 shows which characters of the line the utility has received. Two keys are always safe: Backspace
@@ -20,35 +21,33 @@ BACKSPACE = "\b"
 ENTER = "\r"
 RESUME = "\x11"  # Control-Q resumes the output after damage has turned a key into Control-S
 IDLE_SECONDS = 30.0  # after this time without a key, the utility ends a question or redraws a menu
-SAFE_SECONDS = 20.0  # for this time after the last key, another key arrives before the time-out
+SAFE_SECONDS = 20.0  # within this time after the last key, Enter precedes the time-out
 SHORTEST_WAIT = 1.0  # the shortest wait for an echo
 WAITS_OF_AN_ECHO = 10  # the wait for an echo, as a multiple of the usual time of an echo
 SETTLE_SECONDS = 0.05  # the wait for more output after a wrong echo
 RELEASE_SECONDS = 0.5  # the wait for the delayed output after a stall
-FLOOD_SECONDS = 10.0  # the longest time of output without a pause, where no output is expected
+FLOOD_SECONDS = 10.0  # the time limit for unexpected output that does not pause
 SCREEN_SECONDS = 10.0  # the wait for a screen to begin after Enter
-QUIET_SECONDS = 1.0  # if no output comes for this time, an incomplete screen is lost
-# The waits for answers to keys that change nothing. Together they are longer than a stall of 35
-# seconds.
+QUIET_SECONDS = 1.0  # if no output comes for this time, an incomplete screen counts as damaged
+# The waits for answers to keys that change nothing. Their sum is longer than a stall of 35 seconds.
 PROBE_WAITS = (1.0, 2.0, 4.0, 8.0, 12.0, 16.0)
-COMMAND_SECONDS = 250.0  # the time for a command of 180 seconds and two redraws of the menu
+COMMAND_SECONDS = 250.0  # enough for a command of 180 seconds and two redraws of the menu
 TRIES = 8  # the maximum number of attempts to type a line
 SURPLUS = 2  # the number of additional Backspaces when a line is erased
 
 
 @dataclass
 class Dialog:
-    """A session on a link.
-
+    """The state of the typing in one session.
     `line`: the keys sent since the last line end, without erased keys.
     `unseen`: the number of keys whose echo did not come.
-    `damage`: the number of times that something unexpected came.
-    `foreign`: the number of times that someone else typed, as far as the screens show it.
+    `damage`: how often something unexpected happened.
+    `foreign`: how often somebody else typed, as far as the output shows it.
     `busy`: True if a command may be running, so no key may be sent.
-    `answering`: True if the last line end was the echo of our Enter, so a screen follows.
-    `suspect`: True if a line ended without our Enter. If a complete screen follows, somebody else
-    pressed Enter.
-    `enters`: the number of Enters that were sent and whose line end has not come.
+    `answering`: True if the last line end was the echo of meter-fleet's Enter, so a screen follows.
+    `suspect`: True if somebody else may have typed or ended the last line. If a complete screen
+    follows, `foreign` is increased.
+    `enters`: the number of sent Enters whose line end has not come.
     `ended`: the text of the last line that ended, according to its echo."""
 
     link: Link
@@ -67,8 +66,8 @@ class Dialog:
 
 
 def await_line_end(dialog: Dialog) -> None:
-    """Must be called after Enter was sent to the shell. The utility's output begins after the line
-    end of this Enter."""
+    """Prepares the dialog for the utility's first output. Call this function after Enter was sent
+    to the shell. The utility's output begins after the line end of this Enter."""
     assume_prompt(dialog.view)
     dialog.view.inexact = 0
     dialog.view.asked.clear()
@@ -82,7 +81,8 @@ def is_doubled(sent: str, typed: str) -> bool:
 
 
 def look_at_lines(dialog: Dialog) -> None:
-    """Compares each line that has ended with the sent keys. Counts damage and foreign keys."""
+    """Compares each line that has ended with the sent keys. Counts damage, and counts how often
+    somebody else typed."""
     for line in dialog.view.lines:
         ours = dialog.enters > 0
         timed_out = time.monotonic() - dialog.last_key > IDLE_SECONDS - 5
@@ -104,7 +104,7 @@ def look_at_lines(dialog: Dialog) -> None:
 
 
 async def listen(dialog: Dialog, seconds: float) -> bool:
-    """Waits up to `seconds` for output and takes it. Returns True if output came."""
+    """Waits up to `seconds` for output and takes the output. Returns True if output came."""
     data = await dialog.link.receive(seconds)
     if not data:
         return False
@@ -123,7 +123,8 @@ async def listen_until(dialog: Dialog, is_true: Callable[[], bool], seconds: flo
 
 
 async def settle(dialog: Dialog, pause: float = SETTLE_SECONDS) -> None:
-    """Takes output until no output has come for `pause` seconds."""
+    """Takes output until no output has come for `pause` seconds. Raises Silent if the output does
+    not pause."""
     until = time.monotonic() + FLOOD_SECONDS
     while await listen(dialog, pause):
         if time.monotonic() > until:
@@ -140,8 +141,9 @@ async def send(dialog: Dialog, key: str) -> None:
 
 
 async def resume(dialog: Dialog) -> None:
-    """Resumes stopped output and takes it, so that the screen is complete before the next key. The
-    terminal handles Control-Q. The utility never receives it."""
+    """Sends Control-Q, which resumes stopped output. Takes this output, so that the screen is
+    complete before the next key. The meter's terminal handles Control-Q, so the utility never
+    receives it."""
     await dialog.link.send(RESUME.encode())
     await settle(dialog, max(SETTLE_SECONDS, 2 * dialog.echo_seconds))
 
@@ -196,8 +198,8 @@ async def clear_line(dialog: Dialog) -> None:
 
 
 async def check_released(dialog: Dialog, failures: int, turn: int) -> None:
-    """Must be called after `failures` keys without an answer. Takes the output that a stall has
-    delayed. Raises Astray if this output has another screen."""
+    """If at least one key got no answer, takes the output that a stall has delayed. `failures`: the
+    number of keys without an answer. Raises Astray if the delayed output has another screen."""
     if failures == 0:
         return
     await settle(dialog, RELEASE_SECONDS)
@@ -253,8 +255,8 @@ async def press_enter(dialog: Dialog) -> None:
 
 
 async def enter_arrived(dialog: Dialog, ends: int) -> bool:
-    """Waits for the line end that echoes an Enter. Returns False if the Enter was lost. In that
-    case, the echo of a later key is on the same line."""
+    """Waits for the line end that echoes an Enter. Returns False if the Enter was lost. The echo of
+    a later key on the same line shows that the Enter was lost."""
     view = dialog.view
     if await listen_until(dialog, lambda: view.line_ends > ends, echo_wait(dialog)):
         return True
@@ -269,7 +271,7 @@ async def enter_arrived(dialog: Dialog, ends: int) -> bool:
 
 
 async def ask_for_echo(dialog: Dialog) -> None:
-    """Sends a key that changes nothing, until an answer comes. Raises Silent if no answer comes."""
+    """Sends Backspace until the console answers. Raises Silent if no answer comes."""
     for failures, wait in enumerate(PROBE_WAITS):
         try:
             answered = await take_back_one(dialog, wait)
@@ -283,8 +285,8 @@ async def ask_for_echo(dialog: Dialog) -> None:
 
 
 async def find_prompt(dialog: Dialog) -> None:
-    """Waits until the utility shows a prompt that can be read. Sends no key, because the utility
-    redraws a damaged screen after its idle time. Raises Silent if no prompt comes."""
+    """Waits until the utility shows a prompt that can be read. Sends no key to the utility, because
+    the utility redraws a damaged screen after its idle time. Raises Silent if no prompt comes."""
     view = dialog.view
     if dialog.busy:
         await wait_for_commands(dialog, view.line_ends)
@@ -309,9 +311,9 @@ async def wait_for_redraw(dialog: Dialog) -> None:
 
 
 async def answer(dialog: Dialog, text: str) -> None:
-    """Types the text and Enter at a prompt and waits for the next prompt. The line contains nothing
-    else. Raises Astray if another screen came before Enter was sent, and Silent if the console does
-    not answer."""
+    """Types `text` and Enter at a prompt and waits for the next prompt. Sends Enter only if the
+    line contains exactly `text`. Raises Astray if another screen came before Enter was sent, and
+    Silent if the console does not answer."""
     for _ in range(TRIES):
         if not await type_line(dialog, text):
             continue
@@ -335,7 +337,7 @@ async def wait_for_commands(dialog: Dialog, ends: int) -> None:
 
 
 async def answer_and_wait(dialog: Dialog, text: str) -> None:
-    """Does the same as `answer`, but sends no key after Enter until a prompt comes, because
+    """Does the same as `answer`, but sends no key between Enter and the next prompt, because
     commands may be running."""
     dialog.busy = True
     for _ in range(TRIES):

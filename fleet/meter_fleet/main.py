@@ -1,4 +1,4 @@
-"""The command line."""
+"""The command line of meter-fleet."""
 
 from __future__ import annotations
 
@@ -80,7 +80,7 @@ def text_of(meter: Meter, command: Command, result: Result) -> str:
 
 
 def main(arguments: Sequence[str]) -> int:
-    """Runs the command line and returns the exit status."""
+    """Runs meter-fleet with these arguments. Returns the exit status."""
     options = make_parser().parse_args(arguments)
     command = Command(options.command)
     try:

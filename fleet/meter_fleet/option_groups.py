@@ -7,7 +7,7 @@ OPTIONS = frozenset((
     "PMU", "MID",
 ))
 
-# A list may contain at most one option of each group. PQR is in no group.
+# A list has at most one member of each group. PQR is in no group, so any list may contain it.
 OPTION_GROUPS = {
     "serial ports": ("1A", "1B", "1C"),
     "Ethernet and Wi-Fi": ("2A", "2B", "2C"),

@@ -1,4 +1,4 @@
-"""Reads, checks and prints plans. A plan may ask only for values that the menus can set."""
+"""Reads, checks and prints plans. A plan may contain only values that the menus can set."""
 
 from __future__ import annotations
 
@@ -32,7 +32,7 @@ class Problem:
 
 
 class PlanError(Exception):
-    """`problems`: all problems, in the order of the files."""
+    """At least one plan is rejected. `problems`: all problems, in the order of the plan files."""
 
     def __init__(self, problems: list[Problem]) -> None:
         super().__init__("\n".join(map(str, problems)))
@@ -41,8 +41,9 @@ class PlanError(Exception):
 
 @dataclass(frozen=True)
 class Login:
-    """`password_env`: the name of the environment variable with the password. The password itself
-    is never stored. `prompt`: a regular expression that matches the end of the shell's prompt."""
+    """The login at a console. `password_env`: the name of the environment variable that contains
+    the password. A `Login` never contains the password itself. `prompt`: a regular expression that
+    matches the end of the shell's prompt."""
 
     user: str = ""
     password_env: str = ""
@@ -55,7 +56,7 @@ class Console:
     the parts of this address."""
 
     text: str
-    kind: str  # run, shell, ssh, serial, telnet
+    kind: str  # one of run, shell, ssh, serial and telnet
     command: str = ""
     user: str = ""
     host: str = ""
@@ -154,7 +155,8 @@ class Checker:
         self.say(key, reason)
 
     def text(self, table: Mapping[str, object], key: str, default: str) -> str:
-        """Returns a printable text that is not empty."""
+        """Returns the text of the key, or `default` if the table does not have the key. Rejects a
+        text that is empty or not printable."""
         value = table.get(key, default)
         if not isinstance(value, str) or not value or not value.isprintable():
             self.reject((key,), f"{key} must be a string of printable characters")
@@ -250,8 +252,7 @@ def why_rejected(setting: str, value: object) -> str:
 
 
 def meter_of(table: Mapping[str, object]) -> Meter:
-    """Returns a meter with the keys of a `[[meter]]` table. Raises PlanError if the table has
-    problems."""
+    """Converts a `[[meter]]` table to a meter. Raises PlanError if the table has problems."""
     problems: list[Problem] = []
     name = str(table.get("name", ""))
     meter = check_meter(table, lambda _, reason: problems.append(Problem("", 0, reason, name)))
@@ -263,8 +264,8 @@ def meter_of(table: Mapping[str, object]) -> Meter:
 # -- files --
 
 def with_defaults(defaults: Mapping[str, object], table: Mapping[str, object]) -> dict[str, object]:
-    """Adds the defaults to a meter's table. The tables `settings` and `login` are merged key by
-    key. Any other key of the meter replaces the default."""
+    """Returns a meter's table with the defaults added. The tables `settings` and `login` are merged
+    key by key. Any other key of the meter replaces the default."""
     merged = {**defaults, **table}
     for key in ("settings", "login"):
         ours, theirs = table.get(key), defaults.get(key)
@@ -291,7 +292,7 @@ class PlanFile:
 
     def reject(self, line: int, reason: str, meter: str = "") -> None:
         problem = Problem(str(self.path), line, reason, meter)
-        if problem not in self.problems:  # the same wrong default occurs for every meter
+        if problem not in self.problems:  # a wrong default is found again for every meter
             self.problems.append(problem)
 
     def load(self) -> dict[str, object]:
@@ -310,7 +311,7 @@ class PlanFile:
         return {}
 
     def tables(self, content: dict[str, object]) -> tuple[Mapping[str, object], list[object]]:
-        """Returns the defaults and the meters."""
+        """Returns the table of the defaults and the list of the meters' tables."""
         for key in content:
             if key not in ("defaults", "meter"):
                 self.reject(line_of(self.lines, (key,)), f"{key} is not a key of a plan: "
@@ -340,7 +341,8 @@ class PlanFile:
 
 
 def read_plan(path: Path, problems: list[Problem]) -> list[tuple[Meter, Problem]]:
-    """Returns the valid meters, each with its place in the file. Adds the errors to `problems`."""
+    """Returns each valid meter with its place in the file. The place is a `Problem` without a
+    reason. Adds the problems of the file to `problems`."""
     mine: list[Problem] = []
     file = PlanFile(path, mine)
     defaults, tables_of_meters = file.tables(file.load())
@@ -356,7 +358,8 @@ def read_plan(path: Path, problems: list[Problem]) -> list[tuple[Meter, Problem]
 
 
 def read_plans(paths: Iterable[Path]) -> list[Meter]:
-    """Returns the meters of all plans, in their order. Raises PlanError with all problems."""
+    """Returns the meters of all plans, in the order of the files. If there are problems, raises
+    PlanError with all problems."""
     problems: list[Problem] = []
     placed = [one for path in paths for one in read_plan(path, problems)]
     first: dict[str, Problem] = {}
@@ -381,7 +384,7 @@ def shown_character(one: str) -> str:
 
 
 def shown(value: object) -> str:
-    """Returns a value in TOML."""
+    """Returns a value in TOML notation."""
     if isinstance(value, bool):
         return str(value).lower()
     if isinstance(value, str):

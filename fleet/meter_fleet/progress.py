@@ -1,4 +1,5 @@
-"""Shows progress: on a terminal one line per working meter, the totals and the time left."""
+"""Prints the results and shows the progress. On a terminal, the display has one line for each meter
+in progress, the totals and the time left."""
 
 from __future__ import annotations
 
@@ -15,7 +16,7 @@ from meter_fleet.results import Result
 if TYPE_CHECKING:
     from rich.console import RenderableType
 
-LINES_BESIDES = 4  # the number of lines in the display that do not show a meter
+LINES_BESIDES = 4  # the number of terminal lines that cannot show a meter
 
 
 class Display(Protocol):
@@ -34,7 +35,7 @@ class Display(Protocol):
 
 
 def result_text(result: Result) -> str:
-    """Returns the result of one meter as text: a line, then its differences and its messages."""
+    """Returns one line with the result of a meter, and one more line for each difference."""
     lines = [f"{result.name}: {result.result} ({result.seconds:.1f} s)"]
     lines += [f"    {one.setting}: {shown(one.before)} -> {shown(one.after)}"
               for one in result.diff]
@@ -43,7 +44,7 @@ def result_text(result: Result) -> str:
 
 @dataclass
 class Plain:
-    """Prints only results, for output that is not a terminal."""
+    """Prints results and messages without progress, because standard error is not a terminal."""
 
     def __enter__(self) -> object:
         return self
@@ -53,10 +54,10 @@ class Plain:
         sys.stdout.flush()
 
     def step(self, name: str, step: str) -> None:
-        """Prints nothing, because a step is not a result."""
+        """Prints nothing, because this display shows no progress."""
 
     def done(self, result: Result, text: str) -> None:
-        del result  # Rich counts it
+        del result  # only the class Rich counts results
         print(text, flush=True)
 
     def complain(self, text: str) -> None:
@@ -84,11 +85,11 @@ class Totals:
 
 
 class Rich:
-    """The display on a terminal. If standard output is this terminal, results scroll above the
+    """The display on a terminal. If standard output is a terminal too, the results scroll above the
     display."""
 
     def __init__(self, count: int) -> None:
-        from rich.console import Console  # imported only here, because it loads slowly
+        from rich.console import Console  # imported only here, because the library loads slowly
         from rich.live import Live
 
         self.totals = Totals(count)

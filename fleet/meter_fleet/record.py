@@ -1,9 +1,10 @@
-"""The transcript of one meter: every sent and received byte, with its time.
+"""Writes the transcript of one meter: every sent and received byte except passwords, with the
+times.
 
-A transcript has the notation of the dialogue tests, which tests/harness/dialogue.py reads: the
-received output, with the sent keys in ‹ › at their places. This notation has no times. Therefore
-the times are at the end, in one line per piece of data, with the length of the piece. One
-transcript has all sessions with a meter.
+A transcript has the notation of the dialogue tests, which tests/harness/dialogue.py reads. It
+contains the received output, with each sent key in ‹ › at the place where the key was sent. This
+notation has no times. Therefore the times are at the end, in one line per piece of data, with the
+length of the piece. One transcript contains all sessions of one run with a meter.
 """
 
 from __future__ import annotations
@@ -29,7 +30,7 @@ def output_text(data: bytes) -> str:
 
 
 def key_text(byte: int) -> str:
-    """Returns the text for a key without an echo."""
+    """Returns the notation of a key that was not echoed."""
     if byte == ENTER:
         return "‹⏎›"
     if byte < 0x20 or byte == 0x7F:
@@ -42,8 +43,9 @@ def echoed_text(byte: int) -> str:
 
 
 class Record:
-    """A transcript that is being written. Output is written to the file only when the next key is
-    sent, so that the echo of a password can be removed before."""
+    """A transcript that is being written. Received output is written to the file only when the next
+    key is sent. Until then, the whole echo of a password can come, so that asterisks can replace
+    it."""
 
     def __init__(self, path: Path, name: str) -> None:
         self.path = path
@@ -51,7 +53,7 @@ class Record:
         self.file = os.fdopen(descriptor, "w", encoding="utf-8")
         self.start = time.monotonic()
         self.times: list[str] = []
-        self.key: int | None = None  # the last sent key, until it is known whether it was echoed
+        self.key: int | None = None  # the last sent key, as long as its echo may still come
         self.line_begins = True
         self.secrets: list[bytes] = []
         self.output = b""
@@ -67,7 +69,8 @@ class Record:
         self.line_begins = text.endswith("\n")
 
     def write_key(self) -> None:
-        """Writes the key that was sent, and its echo if the echo came."""
+        """Writes the last sent key. If the output begins with the key's echo, removes the echo,
+        because the notation of an echoed key includes the echo."""
         if self.key is None:
             return
         key, self.key = self.key, None
@@ -107,7 +110,7 @@ class Record:
             self.secrets.append(secret)
 
     def note(self, text: str) -> None:
-        """Writes a remark."""
+        """Adds a remark to the lines with the times."""
         self.note_time(text)
 
     def close(self) -> None:
@@ -119,7 +122,8 @@ class Record:
 
 
 def open_record(folder: Path, name: str) -> Record:
-    """Creates a new file in the directory `folder`. Creates the directory if it is missing."""
+    """Creates a new transcript in the directory `folder`. Creates the directory if it is
+    missing."""
     folder.mkdir(parents=True, exist_ok=True)
     stem = re.sub(r"[^A-Za-z0-9._-]+", "_", name).strip(".") or "meter"
     began = time.strftime("%Y%m%dT%H%M%SZ", time.gmtime())

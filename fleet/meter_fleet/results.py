@@ -16,7 +16,7 @@ class Command(enum.Enum):
     APPLY = "apply"
 
 
-# The exit status of each result. The exit status of a run is the highest of its meters.
+# The exit status of each result. The exit status of a run is the highest exit status of its meters.
 EXIT_STATUS = {"ok": 0, "changed": 0, "differs": 1, "rejected": 2, "unreachable": 3, "unknown": 4}
 
 
@@ -29,9 +29,9 @@ class Difference:
 
 @dataclass
 class Result:
-    """`settings`: the last values that were read, with the types of a plan. `changed`: True if
-    check found a difference, or apply saved something. `record`: the path of the transcript, or ""
-    if no console was opened."""
+    """The result of a command on one meter. `settings`: the last values that were read, with the
+    types of a plan. `changed`: True if `check` found a difference, or if `apply` began a save.
+    `record`: the path of the transcript, or "" if no console was opened."""
 
     name: str
     result: str

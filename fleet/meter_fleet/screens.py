@@ -4,8 +4,8 @@ The output of a session is a sequence of exchanges. An exchange consists of any 
 and a prompt. A prompt is a menu or a question. After the prompt comes the echo of the typed keys,
 up to the line end that ends the exchange.
 
-The caller must remove carriage returns first; they occur only in line ends. A byte is one character
-from 0 to 255.
+The caller must remove carriage returns first, because the grammar does not contain them. Each
+character of a text is one byte, from 0 to 255.
 """
 
 from __future__ import annotations
@@ -30,7 +30,7 @@ EXIT = "Exit"
 EXIT_UNSAVED = "Exit without saving"
 BACK = "Exit to previous menu"
 
-# The lines of menus that meter-fleet never chooses.
+# The menu lines that meter-fleet never chooses.
 FORBIDDEN_LINES = (PASSWORDS_LINE, CLEAR_LINE, FACTORY_LINE)
 
 SAVE_QUESTION = "Save & apply all settings? (y/n)"
@@ -50,8 +50,8 @@ class Menu:
 
 @dataclass(frozen=True)
 class Question:
-    """`media_types`: the media types that the question offers, in order; empty for other
-    questions."""
+    """`media_types`: the offered media types, in order, if the question asks for the media type.
+    The tuple is empty for any other question."""
 
     text: str
     media_types: tuple[str, ...] = ()
@@ -75,7 +75,8 @@ class Message:
 
 @dataclass(frozen=True)
 class Exchange:
-    """`end`: the position in the text where the prompt ends."""
+    """The messages before a prompt, and the prompt. `end`: the position in the text where the
+    prompt ends."""
 
     messages: tuple[Message, ...]
     prompt: Menu | Question
@@ -88,8 +89,8 @@ RULE = "-" * SCREEN_WIDTH
 
 
 def frame(title: str) -> str:
-    """Returns a pattern for the frame. The title is centred. If the number of dashes is odd, the
-    right side has one more."""
+    """Returns a pattern for the title of a menu between two lines of dashes. The title is centred
+    between dashes. If the number of these dashes is odd, the right side has one dash more."""
     dashes = SCREEN_WIDTH - 2 - len(title)
     left = dashes // 2
     return re.escape(f"{RULE}\n{'-' * left} {title} {'-' * (dashes - left)}\n{RULE}\n\n")
@@ -101,7 +102,7 @@ def choice(number: str, label: str) -> str:
 
 def value_line(number: str, label: str, value: str) -> str:
     """Returns a pattern for a line with a value. The utility pads the value to 38 columns and does
-    not shorten longer values. Therefore a shorter value has lost a byte."""
+    not shorten longer values. Therefore a value with fewer than 38 characters has lost a byte."""
     return rf"{number}  {re.escape(f'{label:<30}')}  :  {value}\n"
 
 
@@ -117,7 +118,7 @@ MAIN_MENU = (
     + "".join(setting_line(number, one) for number, one in enumerate(MAIN, 2)) + r"\n"
     + choice(" 4", PASSWORDS_LINE) + r"\n"
     + rf"(?P<main_init>{choice(' 5', INIT_LINE)}\n)?"
-    # The number is 6 after a start with -m, otherwise 5.
+    # The number of this line is 6 after a start with -m, otherwise 5.
     + rf"(?P<main_save>{choice('(?(main_init) 6| 5)', SAVE_LINE)}\n)?"
     + rf"(?(main_save){choice(' 0', EXIT_UNSAVED)}|{choice(' 0', EXIT)})\n")
 
@@ -146,14 +147,14 @@ INVALID = " IS INVALID!!!"
 
 
 def decimal_value(text: str) -> int:
-    """Returns the number that `atoi` returns."""
+    """Converts a text to a number in the same way as the C function `atoi`."""
     match = re.match(r"[ \t\n\v\f\r]*([+-]?[0-9]+)", text)
     return int(match[1]) if match else 0
 
 
 def index_text(setting: Setting, shown: str) -> str | None:
-    """Returns the text of a number that is shown with its name. Returns None if the name belongs to
-    another number."""
+    """Takes a number that the screen shows together with its name. Returns the number as text, or
+    None if the name belongs to another number."""
     invalid = shown.endswith(INVALID)
     text = shown.removesuffix(INVALID) if invalid else shown.rpartition(setting.infix)[0]
     number = decimal_value(text)
@@ -163,9 +164,9 @@ def index_text(setting: Setting, shown: str) -> str | None:
 
 
 def shown_text(setting: Setting, field: str) -> str | None:
-    """Returns the text of a shown value, or None if the screen never shows such a value. Spaces at
-    the end are treated as padding, because the screen does not distinguish them from the value's
-    own spaces."""
+    """Returns the text of a shown value, or None if the screen never shows such a value. Removes
+    all spaces at the end, because the screen does not distinguish padding from spaces of the
+    value."""
     shown = field.rstrip(" ")
     if shown in (known := SHOWN_AS.get(setting.name, NOTHING)):
         return known[shown]
@@ -209,7 +210,7 @@ ENCLOSURE_HELP = column_help([
     "Below are the Meter Enclosure Types; Enter the abbreviated string.\n",
     "ENCLOSURE TYPE      VALUE TO BE ENTERED", "-----------------   -------------------",
     *(f"{label:<20}---> {code}{tail}" for label, code, tail in ENCLOSURES)])
-# The utility's legend. It differs from the options that the utility accepts.
+# The list of options in the utility's help. It differs from the options that the utility accepts.
 OPTIONS_HELP = column_help([
     "Enter the Velmora II Options List including ONLY options which are installed in this unit.",
     "You MUST enter dashes between options but any order is accepted. IF AN OPTION IS NOT PRESENT, "
@@ -260,8 +261,8 @@ PLAIN_QUESTION = "(?P<text>" + "|".join(map(re.escape, QUESTION_TEXTS)) + "): "
 ANY_HELP = "(?:" + "|".join(HELP.values()) + ")?"
 ANY_QUESTION = re.compile(rf"{ANY_HELP}{PLAIN_QUESTION}|{MEDIA_TYPES}")
 
-# Maps questions to the help before them. The question for the enclosure may come again without
-# help.
+# Maps each question to the help that the utility prints before it. The question for the enclosure
+# may also come without help.
 HELP_BEFORE = {SETTINGS[name].question: re.compile(text) for name, text in HELP.items()}
 MAY_LACK_HELP = SETTINGS["enclosure"].question
 
@@ -338,7 +339,7 @@ MESSAGE_PATTERNS = {
     "option_count": r"Could be an error, totalChars=\d+, validChars=\d+\n",
     "not_an_option": r"\nError: [^\n]* is NOT a valid option\.",
     "not_an_enclosure": r"Error: [^\n]* is NOT a valid enclosure type\.\n",
-    # The message of the DHCP leaf has the byte 0x93 before the path.
+    # Deliberate: the utility prints the byte 0x93 before the path of the DHCP leaf.
     "leaf_not_set": "set_leaf failed for \x93?/VMC/Comms/EthPort/1/General/"
                     "(?:DHCP|IPAddress|SubnetMask|DefaultGateway)/Value\n",
 }
@@ -353,7 +354,8 @@ NOT_ASKED_FOR = ("passwords_reset", "options_cleared", "options_not_cleared", "f
 # -- exchanges --
 
 def read_prompt(text: str, start: int) -> tuple[Menu | Question, int] | None:
-    """Returns the prompt that begins at `start`, and its end. A menu begins with two line ends."""
+    """Returns the prompt that begins at `start`, and the position of its end. Returns None if no
+    complete prompt begins at `start`. A menu begins with two line ends."""
     if text.startswith("\n\n", start) and (match := ANY_MENU.match(text, start + 2)):
         menu = read_menu(match)
         return (menu, match.end()) if menu else None
@@ -364,8 +366,8 @@ def read_prompt(text: str, start: int) -> tuple[Menu | Question, int] | None:
 
 
 def read_exchange(text: str) -> Exchange | None:
-    """Returns the exchange at the beginning of `text`, or None if it is incomplete or not in the
-    grammar."""
+    """Returns the exchange at the beginning of `text`. Returns None if the exchange is incomplete
+    or not in the grammar."""
     messages: list[Message] = []
     place = 0
     while True:
@@ -385,9 +387,10 @@ LAST_CHOICE = re.compile(rf"(?:^|\n){re.escape(CHOOSE)}(?P<typed>[^\n]*)$")
 
 
 def read_damaged(text: str) -> tuple[Prompt, int] | None:
-    """Finds the last prompt in a text that is not in the grammar. Returns the prompt and its end,
-    or None. Only echoes of keys may follow the prompt. A menu is found if all of its lines are in
-    the grammar. A question is found if its own line is in the grammar."""
+    """Finds the last prompt in a text that is not in the grammar. Returns the prompt and the
+    position of its end, or None. Only echoes of keys may follow the prompt. A menu is found if all
+    of its lines are in the grammar. If only the last line of a menu is in the grammar, the prompt
+    is `Damaged`. A question is found if its own line is in the grammar."""
     for pattern in (ANY_MENU, ANY_MEDIA_QUESTION):
         for match in pattern.finditer(text):
             whole = read_menu(match) if pattern is ANY_MENU else read_media_question(match)

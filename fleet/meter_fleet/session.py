@@ -1,8 +1,8 @@
-"""One session with the utility: go to a menu, read it, edit, save, leave.
+"""The steps of one session with the utility: going to a menu, reading, editing, saving and leaving.
 
-A value counts only if a complete screen shows it. A choice is the number of a label on a complete
-screen. In any other situation, the session presses Enter on an empty line. This changes nothing and
-makes the utility redraw its screen.
+A value counts only if a complete screen shows it. The session chooses a menu line only by the
+number that a complete screen shows for this line. In any other situation, the session presses Enter
+on an empty line. This Enter changes nothing and makes the utility redraw its screen.
 """
 
 from __future__ import annotations
@@ -26,15 +26,15 @@ from meter_fleet.view import ERASED
 STEPS = 60  # the maximum number of screens on the way to one menu
 EDIT_TRIES = 6
 SAVE_TRIES = 3
-UNREAD_TRIES = 4  # the maximum number of screens with a warning that the utility could not read
+UNREAD_TRIES = 4  # the maximum number of screens with a warning about unreadable values
 START_SECONDS = 30.0  # the wait for the utility's first screen
 LEAVE_SECONDS = 10.0  # the wait for the shell's prompt, or for the end of a local command
-MOST_FOREIGN_READING = 2  # the number of foreign keys that are ignored before the first edit
+MOST_FOREIGN_READING = 2  # before the first edit, somebody else may type this many times
 
 WAY_IN = {"port": PORT_LINE, "init": INIT_LINE}
 OPTIONS_QUESTION = SETTINGS["options_list"].question
 
-# A save writes these values of the port to a second leaf, which no menu shows.
+# The settings of the port that have a mirror, which a save also writes. No menu shows the mirrors.
 MIRRORED = ("dhcp", "ip_address", "subnet_mask", "default_gateway")
 
 
@@ -48,10 +48,11 @@ class NotOffered(Exception):
 
 @dataclass
 class Session:
-    """`shell`: the shell that started the utility, or None if the link is the utility itself.
-    `expected`: the text that the menus must show for each setting. Reading adds texts, and editing
-    changes them. `edited`: the settings that were entered. `options_sure`: True if the utility has
-    checked no other options list after the planned one."""
+    """One session with the utility. `shell`: the shell that started the utility, or None if the
+    console's command is the utility itself. `expected` maps each setting to the text that the menus
+    must show. Reading a menu adds texts, and editing changes them. `edited`: the settings that were
+    entered. `options_sure`: False if the utility may have checked another options list after the
+    planned list."""
 
     dialog: Dialog
     shell: Shell | None = None
@@ -61,7 +62,7 @@ class Session:
 
 
 def is_clean(session: Session) -> bool:
-    """Returns True if nothing unexpected came in this session."""
+    """Returns True if nothing unexpected happened in this session."""
     return session.dialog.damage == 0 and session.dialog.view.inexact == 0
 
 
@@ -74,7 +75,7 @@ def check_foreign(session: Session) -> None:
 # -- starting --
 
 async def begin_run(session: Session) -> None:
-    """Waits for the first prompt of a link that is the utility itself."""
+    """Waits for the utility's first prompt on a console whose command is the utility itself."""
     try:
         await first_prompt(session)
     except LinkLost:
@@ -118,7 +119,7 @@ async def first_prompt(session: Session) -> None:
 
 async def attend(dialog: Dialog, where: Shell) -> Session:
     """Takes over a utility that somebody left running. Waits until the utility redraws its screen
-    by itself. The utility then also discards characters that were typed before."""
+    after its idle time. The utility then also discards the characters that somebody has typed."""
     session = Session(dialog, where)
     view = dialog.view
     await keys.listen_until(dialog, lambda: isinstance(view.prompt, Menu), shell.REDRAW_SECONDS)
@@ -129,12 +130,12 @@ async def attend(dialog: Dialog, where: Shell) -> Session:
 # -- menus --
 
 async def redraw(session: Session) -> None:
-    """Presses Enter on an empty line."""
+    """Presses Enter on an empty line. The utility then draws a screen again."""
     await keys.answer(session.dialog, "")
 
 
 async def choose(session: Session, menu: Menu, label: str) -> None:
-    """Chooses a line of the current menu."""
+    """Chooses a line of the menu. Raises Astray if this menu is no longer the current prompt."""
     if label in FORBIDDEN_LINES:
         raise ValueError(f"{label} is never chosen")
     if session.dialog.view.prompt is not menu:
@@ -143,9 +144,9 @@ async def choose(session: Session, menu: Menu, label: str) -> None:
 
 
 def watch_options(session: Session) -> None:
-    """Clears `options_sure` if the question for the options list came although we did not choose
-    it. An Enter at this question makes the utility discard the option leaves of the accepted
-    list."""
+    """Clears `options_sure` if the question for the options list came although meter-fleet did not
+    choose it, or if a damaged prompt may have been this question. An Enter at this question makes
+    the utility discard the option leaves of the accepted list."""
     view = session.dialog.view
     for prompt in view.asked:
         if isinstance(prompt, Damaged) and not prompt.is_menu:
@@ -156,7 +157,8 @@ def watch_options(session: Session) -> None:
 
 
 async def step(session: Session, kind: str) -> Menu | None:
-    """Goes one screen towards the menu. Returns the menu if the utility shows it now."""
+    """Goes one screen towards the menu `kind`. Returns this menu if the utility shows it now,
+    otherwise None."""
     dialog = session.dialog
     await keys.find_prompt(dialog)
     check_foreign(session)
@@ -179,12 +181,13 @@ async def step(session: Session, kind: str) -> Menu | None:
 
 
 def says(session: Session, names: tuple[str, ...]) -> str:
-    """Returns the first of these messages on the last screen, or ""."""
+    """Looks on the last screen for the first message whose name is in `names`. Returns the text of
+    this message, or "" if there is none."""
     return next((one.text for one in session.dialog.view.messages if one.name in names), "")
 
 
 async def go_to(session: Session, kind: str) -> Menu:
-    """Goes to a menu. Returns a complete screen of this menu without a warning about unreadable
+    """Goes to a menu. Returns a complete screen of this menu that has no warning about unreadable
     values."""
     unread = 0
     for _ in range(STEPS):
@@ -208,7 +211,8 @@ async def go_to(session: Session, kind: str) -> Menu:
 # -- reading --
 
 def unexpected(session: Session, menu: Menu) -> str:
-    """Returns a message about the first value that differs from the expected one, or ""."""
+    """Returns a message about the first value on the menu that differs from its expected text, or
+    "" if all values are as expected."""
     for name, text in menu.values.items():
         if (known := session.expected.get(name, text)) != text:
             return f"{name} was {known!r} and is now {text!r}"
@@ -216,7 +220,8 @@ def unexpected(session: Session, menu: Menu) -> str:
 
 
 async def look(session: Session, kind: str, is_trusted: Callable[[Menu], bool]) -> Menu:
-    """Returns the menu from one trusted screen, or from two equal screens in a row."""
+    """Goes to a menu and reads it until `is_trusted` accepts a screen, or until two screens in a
+    row are equal. Returns the menu."""
     menu = await go_to(session, kind)
     for _ in range(STEPS):
         if is_trusted(menu):
@@ -238,8 +243,8 @@ async def redraw_menu(session: Session) -> None:
 
 
 async def look_at(session: Session, kind: str) -> Menu:
-    """Returns the menu with the expected values. Raises Astray if the menu shows another value.
-    Such a value comes from a bad line or from somebody else, so the session must not save it."""
+    """Goes to a menu and returns it. Raises Astray if the menu shows an unexpected value. Such a
+    value comes from a bad line or from somebody else, so the session must not save it."""
     menu = await look(session, kind, lambda menu: not unexpected(session, menu))
     if reason := unexpected(session, menu):
         raise Astray(reason)
@@ -247,14 +252,14 @@ async def look_at(session: Session, kind: str) -> Menu:
 
 
 def looks_damaged(text: str) -> bool:
-    """Returns True if a value has characters that are hardly ever stored: bytes other than
-    printable ASCII, or text after padding."""
+    """Returns True if the text of a value has characters that are hardly ever stored: bytes other
+    than printable ASCII, or two spaces in a row, which are padding."""
     return "  " in text or not all(" " <= one <= "~" for one in text)
 
 
 async def read_menu(session: Session, kind: str, doubtful: Mapping[str, str]) -> None:
-    """Reads a menu. Reads it twice if something unexpected came in this session, or if the menu
-    shows a value that is doubtful or looks damaged."""
+    """Reads a menu and adds its values to `expected`. Reads the menu twice if something unexpected
+    happened in this session, or if the menu shows a value that is doubtful or looks damaged."""
     def is_trusted(menu: Menu) -> bool:
         in_doubt = any(doubtful.get(name) == text or looks_damaged(text)
                        for name, text in menu.values.items())
@@ -268,14 +273,14 @@ async def read_menu(session: Session, kind: str, doubtful: Mapping[str, str]) ->
 
 
 def is_doubtful(name: str, text: str) -> bool:
-    """Returns True if the menus also show this text for a value that the utility could not read."""
+    """Returns True if the menus also show this text when the utility could not read the value."""
     return text == as_text(SETTINGS[name].when_missing)
 
 
 async def read_all(session: Session, kinds: list[str], goal: Mapping[str, str]) -> None:
-    """Reads these menus into `expected` and goes back to the main menu. If a menu shows a planned
-    value that is doubtful, reads the menu twice, because a failed read of the utility looks the
-    same."""
+    """Reads these menus and goes back to the main menu. Adds the values to `expected`. If a menu
+    shows a planned value that is doubtful, reads the menu twice, because the menu looks the same
+    when the utility could not read the value."""
     doubtful = {name: text for name, text in goal.items() if is_doubtful(name, text)}
     for kind in kinds:
         comes_again = kind == "main" and len(kinds) > 1
@@ -299,8 +304,8 @@ async def ask(session: Session, setting: Setting) -> bool:
 
 
 async def offered_media_types(session: Session) -> tuple[str, ...]:
-    """Returns the media types that the port offers. One screen is enough if nothing unexpected came
-    in this session. Otherwise two equal screens in a row are necessary."""
+    """Returns the media types that the port offers. One screen is enough if nothing unexpected
+    happened in this session. Otherwise two equal screens in a row are necessary."""
     setting = SETTINGS["media_type"]
     seen: list[tuple[str, ...]] = []
     for _ in range(STEPS):
@@ -334,7 +339,8 @@ def typed_for(session: Session, setting: Setting, text: str) -> str | None:
 
 
 async def enter_once(session: Session, setting: Setting, text: str) -> bool:
-    """Enters a value. Returns True if exactly this value was entered and the menu shows it."""
+    """Enters a value. Returns True if exactly this value was entered and the menu shows the
+    value."""
     if not await ask(session, setting):
         return False
     typed = typed_for(session, setting, text)
@@ -352,7 +358,8 @@ async def enter_once(session: Session, setting: Setting, text: str) -> bool:
 
 
 async def now_shows(session: Session, setting: Setting, text: str) -> bool:
-    """Returns True if the menu shows the value. Raises Astray if another value has changed."""
+    """Returns True if the menu shows this value for the setting. Raises Astray if the value of
+    another setting has changed."""
     others = {name: value for name, value in session.expected.items() if name != setting.name}
     session.expected[setting.name] = text
     menu = await look(session, setting.menu, lambda menu: not unexpected(session, menu))
@@ -363,9 +370,9 @@ async def now_shows(session: Session, setting: Setting, text: str) -> bool:
 
 
 async def enter(session: Session, setting: Setting, text: str) -> None:
-    """Enters a value that differs from the one on the menu. Repeats this until the menu shows the
-    value and the echo of the line was exact. The echo is necessary because the menu does not show a
-    space that a bad line added at the end."""
+    """Enters a value that differs from the menu's value. Repeats this until the menu shows the new
+    value and the echo was exactly the typed line. The echo is necessary because the menu does not
+    show a space that a bad line added at the end."""
     for _ in range(EDIT_TRIES):
         try:
             if await enter_once(session, setting, text):
@@ -384,17 +391,16 @@ OTHER_ADDRESSES = ("0.0.0.0", "0.0.0.1")
 
 
 def passing_value(session: Session, setting: Setting) -> str:
-    """Returns a temporary valid value that differs from the shown one. It is replaced before the
-    save."""
+    """Returns a valid value that differs from the shown value. meter-fleet enters this value only
+    temporarily, and replaces it before the save."""
     usual = OTHER_INDEXES if setting.names else OTHER_ADDRESSES
     shown = session.expected[setting.name]
     return next(one for one in OTHER_VALUES.get(setting.name, usual) if one != shown)
 
 
 async def change(session: Session, setting: Setting, text: str) -> None:
-    """Enters a value. To remove a value, or to enter the value that the menu already shows, first
-    enters another valid value, because the utility discards the removal of a value that was not
-    edited."""
+    """Enters a value. If the new value is empty or is already shown, first enters another valid
+    value, because the utility discards the removal of a value that was not edited."""
     if setting.name != "media_type" and text in ("", session.expected[setting.name]):
         await enter(session, setting, passing_value(session, setting))
     await enter(session, setting, text)
@@ -402,7 +408,7 @@ async def change(session: Session, setting: Setting, text: str) -> None:
 
 ORDER = ("primary_dns", "secondary_dns", "media_type", "dhcp", "ip_address", "subnet_mask",
          "default_gateway", "serial_number", "meter_form", "class_amps", "nominal_frequency",
-         "enclosure", "options_list")  # options_list is last: a later entry may discard its leaves
+         "enclosure", "options_list")  # last, because a later edit may discard the option leaves
 
 
 async def edit(session: Session, wanted: Mapping[str, str]) -> None:
@@ -440,8 +446,8 @@ SHORTEST_FAILURE = len("set_leaf failed for /VMC/Comms/EthPort/1/General/DHCP/Va
 
 
 def has_no_room_for_failure(session: Session, heard: str) -> bool:
-    """Returns True if a damaged report of a save is too short for a failure message. After any
-    failure except that of a mirrored leaf of the port, the menu still offers to save."""
+    """Returns True if a damaged report of a save is too short to contain the failure message of a
+    mirror. Other failures do not matter here, because after them the menu still offers to save."""
     if not any(name in MIRRORED for name in session.edited):
         return True
     success = sum(len(MESSAGES[name]) for name in messages_of_success(session.edited))
@@ -450,8 +456,8 @@ def has_no_room_for_failure(session: Session, heard: str) -> bool:
 
 
 async def judge(session: Session) -> Saving | None:
-    """Reads the screen after a save. Returns None if nothing was saved, so that the caller tries
-    again."""
+    """Reads the screen after the answer that starts a save. Returns None if nothing was saved, so
+    that the caller tries again."""
     view = session.dialog.view
     heard, exact, messages = view.heard, view.exact, view.messages
     menu = await look_at(session, "main")
@@ -468,15 +474,16 @@ async def judge(session: Session) -> Saving | None:
 
 
 async def look_again(session: Session) -> None:
-    """Compares every menu with the expected values again. This is necessary before a save on a bad
-    line."""
+    """Compares the port menu and the initialisation menu with the expected values again. This is
+    necessary before a save on a bad line."""
     for kind in ("port", "init"):
         if any(SETTINGS[name].menu == kind for name in session.expected):
             await look_at(session, kind)
 
 
 async def save(session: Session, before_saving: Callable[[], None]) -> Saving:
-    """Saves the edits. Calls `before_saving` before it types the answer that starts the save."""
+    """Saves the edits. Calls `before_saving` before it types the answer that starts the save.
+    Returns the outcome of the save."""
     if not is_clean(session):
         await look_again(session)
     for _ in range(SAVE_TRIES):
@@ -500,8 +507,8 @@ async def save(session: Session, before_saving: Callable[[], None]) -> Saving:
 # -- leaving --
 
 async def has_left(session: Session) -> bool:
-    """Must be called after the Enter that leaves the utility. Returns True if the utility ended,
-    and False if it shows a prompt."""
+    """Call this function after the Enter that leaves the utility. Returns True if the utility has
+    ended, otherwise False."""
     dialog = session.dialog
     ends = dialog.view.line_ends
     until = time.monotonic() + LEAVE_SECONDS
@@ -522,8 +529,8 @@ async def has_left(session: Session) -> bool:
 
 
 async def wakes_shell(session: Session) -> bool:
-    """Must be called if no output came, because the line lost the Enter or the shell's prompt.
-    Returns True if the shell answers."""
+    """Call this function if no output came after the Enter that leaves the utility. In this case,
+    the line has lost the Enter or the shell's prompt. Returns True if the shell answers."""
     dialog = session.dialog
     dialog.damage += 1
     if session.shell is None or dialog.view.prompt is not None:
@@ -543,7 +550,7 @@ async def leave(session: Session) -> None:
         await leave_by_menus(session)
     except LinkLost:
         if session.shell:
-            raise  # without a shell, the link ends with the utility
+            raise  # without a shell, the connection ends with the utility
 
 
 async def leave_by_menus(session: Session) -> None:
@@ -565,7 +572,8 @@ async def leave_by_menus(session: Session) -> None:
 
 
 async def go_to_leave(session: Session) -> Menu:
-    """Goes to the main menu. The values on this menu do not have to be readable."""
+    """Goes to the main menu and returns it. Unlike `go_to`, accepts a menu whose values the utility
+    could not read."""
     dialog = session.dialog
     for _ in range(STEPS):
         try:

@@ -1,6 +1,7 @@
-"""The settings of a plan: where the menus show each setting, and which values the menus can set.
+"""The settings that a plan may contain. For each setting, the table `SETTINGS` says where the menus
+show the setting and which values the menus can set.
 
-The table has one row per setting, in the order in which plans and reports list them.
+The table has one row per setting. Plans and reports list the settings in the order of the rows.
 """
 
 from __future__ import annotations
@@ -12,15 +13,15 @@ from dataclasses import dataclass
 from meter_fleet.option_groups import OPTION_GROUPS, OPTIONS
 from meter_fleet.results import Value
 
-PLACEHOLDER = "YYMMXXXXX"  # the answer "~" replaces a serial number with this text
+PLACEHOLDER = "YYMMXXXXX"  # the answer "~" replaces the serial number with this text
 CLEAR = "~"
 
 METER_FORMS = ("5(35)", "6(36)", "8", "9", "45", "U")
 CLASS_AMPS = ("2", "10", "20")
 FREQUENCIES = ("50 Hz", "60 Hz")
 
-# The label and the code of each enclosure type, and the spaces after the code in the utility's
-# help.
+# Each row has the label of an enclosure type, its code, and the white space after the code in the
+# utility's help.
 ENCLOSURES = (
     ("S Base", "S", " \t"),
     ("A Base", "A", " \t"),
@@ -53,8 +54,9 @@ def why_no_flag(value: object) -> str:
 
 
 def why_no_text(value: object) -> str:
-    """Checks the rules for every text. The utility stores spaces at the beginning and the end of a
-    text, but its screens do not show them, so a plan with such spaces could never be verified."""
+    """Checks a value of any setting that is a text. Returns the reason why a plan may not contain
+    the value, or "". The utility stores spaces at either end of a text, but the screens do not show
+    these spaces. Therefore meter-fleet could never verify a plan with such spaces."""
     if not isinstance(value, str):
         return "must be a string"
     if not all(" " <= one <= "~" for one in value):
@@ -158,10 +160,11 @@ def why_no_enclosure(value: object) -> str:
 
 @dataclass(frozen=True)
 class Setting:
-    """`menu`: main, port or init. `label`: the label of the setting's line in this menu.
-    `question`: the utility's question after this choice. `why_rejected` returns the reason why a
-    plan may not contain a value, or "". `when_missing`: the value, as in a plan, that the screen
-    shows if the meter has no value or the utility could not read it."""
+    """A setting of a plan. `menu`: the menu that shows the setting: main, port or init. `label`:
+    the label of the setting's line in this menu. `question`: the question that the utility asks
+    after the choice of this line. `why_rejected` returns the reason why a plan may not contain a
+    value, or "" if the plan may contain the value. `when_missing`: the value, as in a plan, that
+    the screen shows if the meter has no value or if the utility could not read the value."""
 
     name: str
     menu: str
@@ -169,7 +172,7 @@ class Setting:
     question: str
     why_rejected: Callable[[object], str]
     when_missing: Value = ""
-    names: tuple[str, ...] = ()  # the names of a number's values; empty for texts
+    names: tuple[str, ...] = ()  # for a number, the name of each value; empty for texts
     infix: str = ""  # the text between a number and its name on the screen
 
 
@@ -194,7 +197,7 @@ SETTINGS = {one.name: one for one in (
             infix=" = Class Amps "),
     Setting("nominal_frequency", "init", "Meter Frequency", "Enter Meter Frequency",
             lambda value: why_no_index(value, FREQUENCIES), names=FREQUENCIES, infix=" = "),
-    # "Enclossure" is the spelling on the screen. It is kept on purpose.
+    # Deliberate: "Enclossure" is the utility's spelling on the screen.
     Setting("enclosure", "init", "Enclosure Type", "Enter Meter Enclossure Type",
             why_no_enclosure),
 )}
@@ -205,14 +208,14 @@ def on_menu(menu: str) -> list[Setting]:
 
 
 def as_text(value: Value) -> str:
-    """Returns the text for a value of a plan: "true" or "false" for a flag, decimal digits for a
-    number."""
+    """Converts a value of a plan to text. A flag becomes "true" or "false", and a number becomes
+    decimal digits."""
     return str(value).lower() if isinstance(value, bool) else str(value)
 
 
 def as_value(setting: Setting, text: str) -> Value:
-    """Converts a shown text to a value of a plan. A text that is not a valid number stays a
-    text."""
+    """Converts a text from a screen to a value of a plan. If the setting is a number but the text
+    is not a decimal number, returns the text."""
     if setting.name == "dhcp":
         return text == "true"
     if setting.names and text.isascii() and re.fullmatch("0|-?[1-9][0-9]{0,9}", text):

@@ -1,4 +1,4 @@
-"""Reaches the meter's shell, logs in, and starts the utility."""
+"""Logs in to the meter's shell and starts the utility."""
 
 from __future__ import annotations
 
@@ -14,12 +14,13 @@ from meter_fleet.transport import Link
 from meter_fleet.view import ERASED, TERMINAL_CONTROL
 
 LOGIN_SECONDS = 60.0
-# The wait for output before we send a key that makes the console answer. A terminal server and a
-# serial port show nothing until they receive a key. Other consoles show a prompt by themselves.
+# For each kind of console: how long meter-fleet waits for output before it sends a key that makes
+# the console answer. A terminal server and a serial port show nothing until they receive a key.
+# Other consoles show a prompt by themselves.
 SILENT_SECONDS = {"serial": 0.3, "telnet": 0.5, "shell": 5.0, "ssh": 20.0}
-SETTLE_SECONDS = 0.15  # if no output follows a known prompt for this time, the console waits there
+SETTLE_SECONDS = 0.15  # if no output comes for this time, the console waits at a known prompt
 REDRAW_SECONDS = 32.0  # within this time, the utility redraws its screen by itself
-FLOOD_SECONDS = 10.0  # the longest time of output without a pause
+FLOOD_SECONDS = 10.0  # the time limit for output that does not pause
 KEY_SECONDS = 2.0
 WAKE_SECONDS = 1.5
 TRIES = 6
@@ -36,7 +37,8 @@ NOT_LET_IN = re.compile(r"(?i)login incorrect|permission denied|authentication f
 
 @dataclass
 class Shell:
-    """`text`: the last output. `logged_in`: True if we have logged in, so we log out at the end."""
+    """A shell on a meter's console. `text`: the end of the output. `logged_in`: True if meter-fleet
+    has logged in and must log out at the end."""
 
     link: Link
     kind: str
@@ -57,8 +59,8 @@ def last_words(shell: Shell) -> str:
 
 
 def state_of(shell: Shell) -> str:
-    """Returns the kind of the prompt: "utility", "password", "user", "shell", or "" for no known
-    prompt."""
+    """Returns the kind of the prompt at the end of the output: "utility", "password", "user" or
+    "shell". Returns "" if there is no known prompt."""
     line = last_line(shell)
     if read_damaged(shell.text):
         return "utility"
@@ -82,7 +84,7 @@ async def listen(shell: Shell, seconds: float) -> bool:
 
 async def settle(shell: Shell, seconds: float) -> str:
     """Takes output until the console waits at a known prompt, or until no output has come for
-    `seconds`. Returns the kind of the prompt."""
+    `seconds`. Returns the kind of the prompt, as `state_of` does."""
     until = time.monotonic() + max(seconds, FLOOD_SECONDS)
     while True:
         state = state_of(shell)
@@ -93,7 +95,7 @@ async def settle(shell: Shell, seconds: float) -> str:
 
 async def send_line(shell: Shell, text: str) -> bool:
     """Types the text and Enter. Sends each key after the echo of the previous key. If an echo is
-    wrong, returns False and does not send Enter."""
+    wrong, does not send Enter and returns False."""
     for key in text:
         before = last_line(shell)
         await shell.link.send(key.encode("latin-1"))
@@ -113,7 +115,8 @@ async def give_user(shell: Shell) -> None:
         raise Hopeless(f"the login was rejected: {last_words(shell)}")
     shell.logged_in = True
     if not await send_line(shell, shell.login.user):
-        # Enters the damaged name. The console asks for a password, then for the user again.
+        # Enters the damaged name, so that the console asks for a password and then for the user
+        # again.
         await shell.link.send(ENTER.encode())
 
 
@@ -132,8 +135,8 @@ async def give_password(shell: Shell) -> None:
 
 
 async def wake(shell: Shell) -> str:
-    """Sends keys to a console that shows no known prompt. These keys change nothing, whatever
-    program reads them. Returns the kind of the next prompt."""
+    """Sends keys to a console that shows no known prompt. The keys change nothing, whatever program
+    reads them. Returns the kind of the next prompt."""
     for _ in range(2):
         await shell.link.send(BACKSPACE.encode())
     await settle(shell, WAKE_SECONDS / 4)
@@ -145,8 +148,8 @@ async def wake(shell: Shell) -> str:
 
 
 async def reach(shell: Shell) -> str:
-    """Logs in. Returns "shell" at the shell's prompt, or "utility" if somebody left a utility
-    running on the console. Otherwise raises LinkLost with the reason."""
+    """Logs in. Returns "shell" if the console shows the shell's prompt, or "utility" if somebody
+    left a utility running on the console. Otherwise raises LinkLost with the reason."""
     try:
         return await log_in(shell)
     except Hopeless:
@@ -175,7 +178,7 @@ async def log_in(shell: Shell) -> str:
 
 
 async def come_to_prompt(shell: Shell) -> None:
-    """Gets a new prompt with an empty line."""
+    """Sends Control-C until the shell shows a new prompt. Raises Astray if no prompt comes."""
     for _ in range(TRIES):
         await shell.link.send(INTERRUPT.encode())
         if await settle(shell, WAKE_SECONDS) == "shell":
@@ -184,8 +187,8 @@ async def come_to_prompt(shell: Shell) -> None:
 
 
 async def start(shell: Shell, program: str) -> None:
-    """Types a program's name and Enter at the prompt. The program's output follows this line
-    end."""
+    """Types a program's name and Enter at the shell's prompt. The program's output follows the line
+    end that echoes this Enter."""
     for _ in range(TRIES):
         if await send_line(shell, program):
             shell.text = ""
@@ -195,7 +198,7 @@ async def start(shell: Shell, program: str) -> None:
 
 
 async def log_out(shell: Shell) -> None:
-    """Logs out if we have logged in."""
+    """Logs out if meter-fleet has logged in and the shell shows its prompt."""
     if shell.logged_in and at_prompt(shell):
         await send_line(shell, "exit")
         await listen(shell, KEY_SECONDS)

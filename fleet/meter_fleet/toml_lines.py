@@ -1,4 +1,4 @@
-"""Finds the line of each key in a TOML text, which tomllib does not report."""
+"""Finds the line number of each key in a TOML text. tomllib does not report line numbers."""
 
 from __future__ import annotations
 
@@ -13,8 +13,8 @@ MULTILINE = re.compile(r"\"{3}|'{3}")
 
 
 def parts_of(text: str, end: str) -> list[str] | None:
-    """Returns the parts of a dotted key before `end`, or None if the text does not begin with
-    one."""
+    """Reads a dotted key at the beginning of `text`. Returns the parts of the key, or None if
+    `text` does not begin with a dotted key and `end`."""
     parts = []
     place = 0
     while match := PART.match(text, place):
@@ -30,8 +30,8 @@ def parts_of(text: str, end: str) -> list[str] | None:
 
 
 class Places:
-    """`lines` maps each key to its line. The key of a table in an array includes the table's
-    number."""
+    """Collects the line numbers of keys. `lines` maps each key to its line number. In a key, the
+    name of an array of tables is followed by the number of the table in this array."""
 
     def __init__(self) -> None:
         self.lines: dict[Key, int] = {}
@@ -39,8 +39,8 @@ class Places:
         self.table: Key = ()
 
     def full_key(self, parts: list[str]) -> Key:
-        """Returns the key of a header. Adds the number of the last table after the name of each
-        array."""
+        """Returns the key of a table. In this key, the name of each array is followed by the number
+        of the last table in this array."""
         key: Key = ()
         for part in parts:
             key += (part,)
@@ -71,10 +71,10 @@ class Places:
 
 
 def key_lines(text: str) -> dict[Key, int]:
-    """Maps each key and table of a valid TOML text to its line. Keys inside an inline table or an
-    array are missing; the key of the inline table or array is listed."""
+    """Maps each key and table of a valid TOML text to its line number. Lists the key of an inline
+    table or an array, but not the keys inside the inline table or array."""
     places = Places()
-    closing = ""  # the closing quotes, if the line begins inside a multi-line string
+    closing = ""  # the quotes that end a multi-line string; "" outside such a string
     for number, line in enumerate(text.split("\n"), 1):
         if not closing:
             places.take_line(line, number)
@@ -85,7 +85,8 @@ def key_lines(text: str) -> dict[Key, int]:
 
 
 def line_of(lines: dict[Key, int], key: Key) -> int:
-    """Returns the line of the key, or of the nearest table that contains it."""
+    """Returns the line number of the key. If `lines` does not contain the key, returns the line
+    number of the nearest table that contains the key."""
     while key not in lines and key:
         key = key[:-1]
     return lines.get(key, 1)

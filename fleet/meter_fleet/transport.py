@@ -1,7 +1,8 @@
-"""Connects to a console: through a local command, the OpenSSH client, a serial port or a terminal
+"""Connects to a console through a local command, the OpenSSH client, a serial port or a terminal
 server.
 
-A link sends and receives bytes and writes all of them to the record.
+A link is such a connection. The link sends and receives bytes, and writes all bytes except
+passwords to the transcript.
 """
 
 from __future__ import annotations
@@ -24,15 +25,16 @@ CONNECT_SECONDS = 15.0
 KILL_SECONDS = 1.0  # the wait for a local command to end after a signal
 END_SECONDS = 0.1  # the wait for a local command to end by itself after its last output
 COLUMNS, ROWS = 200, 50  # wide enough that a shell does not wrap a typed line
-MOST_RECEIVED = 1 << 22  # the maximum number of bytes from one connection
-MOST_WAITING = 1 << 17  # the maximum number of received bytes that have not been read
+MOST_RECEIVED = 1 << 22  # after this many received bytes, the connection ends
+MOST_WAITING = 1 << 17  # above this number of unprocessed bytes, the link stops reading
 SPAWN_PREPARATION = ("/bin/sh", "-c")
 
 OFLAG = 1
 
 
 class Stop:
-    """The request of a signal to stop the work on all links."""
+    """Records whether a signal has asked meter-fleet to stop. `ask` makes this request and wakes
+    all waiting links."""
 
     def __init__(self) -> None:
         self.asked = False
@@ -45,15 +47,17 @@ class Stop:
 
 
 class Link:
-    """`leaving`: True if a request to stop no longer interrupts. `decode` removes the bytes of the
-    protocol from the input. `encode` adds them to the output."""
+    """A connection to a console. `leaving`: True while the session leaves the utility after a
+    request to stop, so that the request no longer interrupts the link. `decode` removes the bytes
+    of the telnet protocol from the input. `encode` adds the bytes of this protocol to the
+    output."""
 
     def __init__(self, descriptor: int, record: Record, stop: Stop) -> None:
         self.descriptor = descriptor
         self.record = record
         self.stop = stop
         self.leaving = False
-        self.ended = ""  # the reason for the end of the connection; "" while it exists
+        self.ended = ""  # the reason why the connection ended; "" before the end
         self.paused = False
         self.count = 0
         self.incoming = bytearray()
@@ -95,9 +99,9 @@ class Link:
             raise Interrupted
 
     async def receive(self, seconds: float) -> bytes:
-        """Waits up to `seconds` for bytes. Returns the bytes, or b"" if none came. After the last
-        byte of a connection that ended, raises LinkLost. After a request to stop, raises
-        Interrupted."""
+        """Waits up to `seconds` for bytes. Returns the received bytes, or b"" if no byte came.
+        Raises LinkLost if the connection has ended and all received bytes were returned. Raises
+        Interrupted after a request to stop."""
         self.check_stop()
         if not self.incoming and not self.ended:
             self.waker.clear()
@@ -161,8 +165,8 @@ async def ends_within(child: pexpect.spawn, seconds: float) -> bool:
 
 
 async def end_child(child: pexpect.spawn) -> None:
-    """Closes the terminal, which sends the command a hang-up. Kills a command that still does not
-    end."""
+    """Waits for the command to end. If the command does not end, sends SIGHUP and then SIGKILL.
+    Finally closes the terminal."""
     try:
         for ask in (None, signal.SIGHUP, signal.SIGKILL):
             if ask is not None:
@@ -171,11 +175,12 @@ async def end_child(child: pexpect.spawn) -> None:
                 break
         child.close(force=True)
     except (OSError, pexpect.ExceptionPexpect):
-        return  # the command has ended, or the system will end it later
+        return  # the command has already ended, or no signal can end it
 
 
 def write_as_it_is() -> None:
-    """Runs in the new process. Prevents the terminal from adding carriage returns to the output."""
+    """Runs in the new process before the command. Prevents the terminal from adding carriage
+    returns to the command's output."""
     attributes = termios.tcgetattr(0)
     attributes[OFLAG] &= ~termios.OPOST
     termios.tcsetattr(0, termios.TCSANOW, attributes)
@@ -212,7 +217,7 @@ async def open_ssh(console: Console, record: Record, stop: Stop) -> Link:
 # -- serial ports --
 
 async def open_serial(console: Console, record: Record, stop: Stop) -> Link:
-    import serial  # type: ignore[import]  # imported only here, because it loads slowly
+    import serial  # type: ignore[import]  # imported only here, because pyserial loads slowly
 
     try:
         port = serial.Serial(console.device, console.baud, timeout=0, write_timeout=0,
@@ -228,13 +233,14 @@ async def open_serial(console: Console, record: Record, stop: Stop) -> Link:
 
 IAC, DONT, DO, WONT, WILL, SB, SE = 255, 254, 253, 252, 251, 250, 240
 BINARY, ECHO, SUPPRESS_GO_AHEAD = 0, 1, 3
-ANSWERS = {WILL: (DO, DONT), DO: (WILL, WONT)}  # the answers to a wanted option and to any other
+ANSWERS = {WILL: (DO, DONT), DO: (WILL, WONT)}  # the answers to a wanted and to any other option
 WANTED = {WILL: (BINARY, ECHO, SUPPRESS_GO_AHEAD), DO: (BINARY, SUPPRESS_GO_AHEAD)}
 
 
 class Telnet:
-    """The part of the telnet protocol that a terminal server needs: each offer gets one answer. A
-    port without telnet sends no offers, so it gets no answers."""
+    """The part of the telnet protocol that a terminal server needs. Each offer of the server gets
+    one answer. A port without telnet makes no offers, so meter-fleet sends no telnet commands to
+    it."""
 
     def __init__(self, answer: Callable[[bytes], None]) -> None:
         self.answer = answer
@@ -251,7 +257,8 @@ class Telnet:
             self.answer(bytes([IAC, agreed if wanted else rejected, option]))
 
     def take_command(self, byte: int) -> bytes:
-        """Takes one byte of a command. Returns a data byte if the command stands for one."""
+        """Takes one byte of a telnet command. If the command is an escaped data byte, returns this
+        byte. Otherwise returns b""."""
         self.command.append(byte)
         verb = self.command[1]
         if verb == SB:
@@ -283,7 +290,7 @@ class Telnet:
         if not self.speaks:
             return data
         data = data.replace(b"\xff", b"\xff\xff")
-        # In binary mode, a carriage return is not followed by a zero byte.
+        # Outside binary mode, telnet requires a zero byte after a carriage return.
         return data if (DO, BINARY) in self.answered else data.replace(b"\r", b"\r\0")
 
 
@@ -320,7 +327,7 @@ async def open_telnet(console: Console, record: Record, stop: Stop) -> Link:
 
 
 def void(_: object) -> None:
-    """Does nothing, for callers that need a callback."""
+    """Discards a value, so that a callback returns None."""
 
 
 OPEN = {"run": open_run, "shell": open_shell, "ssh": open_ssh, "serial": open_serial,
@@ -328,6 +335,6 @@ OPEN = {"run": open_run, "shell": open_shell, "ssh": open_ssh, "serial": open_se
 
 
 async def open_link(console: Console, record: Record, stop: Stop) -> Link:
-    """Raises LinkLost with the reason if the console cannot be reached."""
+    """Connects to the console. Raises LinkLost with the reason if the console cannot be reached."""
     record.note(f"opening {console.text}")
     return await OPEN[console.kind](console, record, stop)

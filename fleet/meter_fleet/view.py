@@ -1,4 +1,4 @@
-"""Determines from the received bytes what the utility shows now."""
+"""Determines the utility's current prompt and the typed line from the received bytes."""
 
 from __future__ import annotations
 
@@ -8,19 +8,19 @@ from dataclasses import dataclass, field
 from meter_fleet.screens import (Damaged, Menu, Message, Prompt, Question, read_damaged,
                                  read_exchange)
 
-ERASED = ("\b \b", "\x7f \x7f")  # the echoes of a key that erases a character
+ERASED = ("\b \b", "\x7f \x7f")  # the possible echoes of a key that erases a character
 ERASING = ("\b", "\b ", "\x7f", "\x7f ")
 PROMPT_END = re.compile(r"==>  |\S: ")
-PROMPT_END_LENGTH = 8  # the length of "==>  : ", whose bytes may come one at a time
+PROMPT_END_LENGTH = 8  # enough for the longest end of a prompt, "==>  : "
 MOST_PENDING = 1 << 16
-# Control sequences that a shell writes before and after the utility.
+# The control sequences that a shell writes before and after the utility runs.
 TERMINAL_CONTROL = re.compile(r"\x1b\[[0-9;?]*[A-Za-z]")
 CONTROL_BEGINS = re.compile(r"\x1b(?:\[[0-9;?]{0,8})?$")
 
 
 @dataclass(frozen=True)
 class Line:
-    """A line that ended at a prompt, because of Enter or the utility's time-out."""
+    """A line at a prompt that has ended, because of Enter or because of the utility's time-out."""
 
     prompt: Prompt
     typed: str
@@ -28,15 +28,16 @@ class Line:
 
 @dataclass
 class View:
-    """`prompt`: the current prompt, or None if there is none.
-    `exact`: True if the whole exchange before the prompt was in the grammar.
-    `messages`: the messages of an exact exchange.
-    `typed`: the typed line so far, according to its echo.
+    """The prompt and the typed line that the output shows.
+    `prompt`: the current prompt, or None if the output shows no prompt.
+    `exact`: True if the whole exchange with the current prompt was in the grammar of screens.py.
+    `messages`: the messages before the current prompt; empty if the exchange was not exact.
+    `typed`: the current line, as far as its echo has come.
     `turn`, `erased`, `line_ends`: the numbers of prompts, of erased characters and of line ends.
     `inexact`: the number of prompts whose exchange was not in the grammar.
-    `lines`: the lines that have ended; the owner removes them.
-    `asked`: the questions that have come; the owner removes them.
-    `heard`: all output; the owner removes it.
+    `lines`: the lines that have ended. The owner of the view removes them.
+    `asked`: the questions and damaged prompts that have come. The owner of the view removes them.
+    `heard`: the output since the owner of the view last emptied this text.
     `pending`: the output after the last line end, as long as it contains no prompt."""
 
     prompt: Prompt | None = None
@@ -51,7 +52,7 @@ class View:
     asked: list[Question | Damaged] = field(default_factory=list)
     heard: str = ""
     pending: str = ""
-    partial: str = ""  # an incomplete echo of an erasing key
+    partial: str = ""  # an incomplete echo of a key that erases a character
     control: str = ""  # an incomplete control sequence of a terminal
 
 
@@ -65,8 +66,8 @@ def take_prompt(view: View, prompt: Prompt, exact: bool, messages: tuple[Message
 
 
 def find_prompt(view: View, text: str) -> str:
-    """Adds output while there is no prompt. If this output completes a prompt, returns the text
-    after the prompt."""
+    """Takes output while there is no prompt. If the output completes a prompt, returns the text
+    after the prompt. Otherwise returns ""."""
     looked_at = max(len(view.pending) - PROMPT_END_LENGTH, 0)
     view.pending = (view.pending + text)[-MOST_PENDING:]
     if not PROMPT_END.search(view.pending, looked_at):
@@ -99,7 +100,8 @@ def end_line(view: View) -> None:
 
 
 def take_echoes(view: View, text: str) -> str:
-    """Takes output after a prompt. Returns the text after the end of the prompt's line."""
+    """Takes output while there is a prompt. This output is the echo of keys. Returns the text after
+    the line end, or "" if no line end came."""
     echo, end, rest = text.partition("\n")
     for one in echo:
         take_echo(view, one)
@@ -119,5 +121,5 @@ def feed(view: View, data: bytes) -> None:
 
 
 def assume_prompt(view: View) -> None:
-    """Treats the current line as a prompt that could not be read."""
+    """Treats the current line as a prompt that cannot be read."""
     take_prompt(view, Damaged(is_menu=False), False, ())

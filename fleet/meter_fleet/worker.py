@@ -1,7 +1,7 @@
-"""Works on one meter, session after session, until its result is known.
+"""Runs sessions on one meter until the result for this meter is known.
 
-A reading counts if a second session reads the same values. After a save, new sessions read every
-value again.
+A reading consists of the values that one session reads. Usually, a reading counts only if a second
+session reads the same values. After a save, new sessions read the values again.
 """
 
 from __future__ import annotations
@@ -26,19 +26,20 @@ from meter_fleet.transport import Link, Stop, open_link
 
 MOST_SESSIONS = 20
 MOST_SAVES = 3
-MOST_CONNECTIONS = 3  # the maximum number of failed connections in a row
-MOST_LOST = 5  # the maximum total number of connections that end early or stop answering
-SILENT_SECONDS = 10.0  # the time limit to leave a console that stopped answering
+MOST_CONNECTIONS = 3  # after this many failed connections without a reading, the work ends
+MOST_LOST = 5  # after this many lost or silent connections in total, the work ends
+SILENT_SECONDS = 10.0  # the time limit for leaving the utility on a silent console
 WORK_SECONDS = 900.0  # after this time, no new session begins
-LEAVE_SECONDS = 4.5  # the time limit to leave after a signal
-PAUSES = (0.5, 1.0, 2.0)  # the pauses before another connection
+LEAVE_SECONDS = 4.5  # the time limit for leaving the utility after a signal
+PAUSES = (0.5, 1.0, 2.0)  # the pauses before the next connections
 FOREIGN_PAUSE = 1.0
-SLOW_SECONDS = 2.8  # after a slower reading, a second one would take the work beyond six seconds
+SLOW_SECONDS = 2.8  # after a slower reading, a second reading would exceed six seconds of work
 
 
 @dataclass(frozen=True)
 class Reading:
-    """`is_clean`: True if nothing unexpected came in the session."""
+    """The values that one session read. `is_clean`: True if nothing unexpected happened in the
+    session. `seconds`: the duration of the reading."""
 
     values: Mapping[str, str]
     is_clean: bool
@@ -47,11 +48,12 @@ class Reading:
 
 @dataclass
 class Job:
-    """`readings`: the readings since the last save. `held`: the settings of the last reading.
-    `first`: the settings of the last reading before the first edit. `entered`: the settings that
-    were entered in any session. `tainted`: the settings of a save whose report could not be read
-    and may contain a failure. They are entered again, even if the menus show the planned values.
-    `saving`: True if a save has begun and its outcome is unknown."""
+    """The state of the work on one meter. `readings`: the readings since the last save. `held`: the
+    values of the last reading. `first`: the values of the last reading before the first edit.
+    `entered`: the settings that were entered in any session. `tainted`: the settings that may be
+    saved only in part, because meter-fleet did not read a report of success for their save.
+    meter-fleet enters these settings again, even if the menus show the planned values. `saving`:
+    True if a save has begun and its outcome is unknown."""
 
     meter: Meter
     command: Command
@@ -96,15 +98,16 @@ def menus_of(job: Job) -> list[str]:
 
 
 def offers_init(job: Job) -> bool:
-    """Returns True if the main menu offers the initialisation. The utility must show the main
-    menu."""
+    """Returns True if the main menu offers the initialisation menu. Call this function only while
+    the utility shows the main menu."""
     assert job.current
     prompt = job.current.dialog.view.prompt
     return isinstance(prompt, Menu) and INIT_LINE in prompt.choices
 
 
 def program_of(job: Job) -> str:
-    """Returns the command line of the utility, with -m if a setting needs it."""
+    """Returns the command line of the utility, with -m if the work needs the initialisation
+    menu."""
     program = job.meter.program
     needs_init = job.command is Command.SHOW or any(
         SETTINGS[name].menu == "init" for name in job.goal)
@@ -123,7 +126,7 @@ async def reach_shell(job: Job, link: Link) -> Shell:
 
 
 async def begin(job: Job) -> Session:
-    """Starts the utility and waits for its first prompt."""
+    """Opens the connection if necessary. Starts the utility and waits for the first prompt."""
     if job.link is None:
         job.link = await open_link(job.meter.console, job.record, job.stop)
         if job.meter.console.kind != "run":
@@ -144,7 +147,7 @@ async def close_link(job: Job) -> None:
 
 
 async def end(job: Job) -> None:
-    """Leaves the session without saving. The shell stays open for the next session."""
+    """Leaves the utility without saving. A shell stays open for the next session."""
     session, job.current = job.current, None
     if session is None:
         return
@@ -156,8 +159,8 @@ async def end(job: Job) -> None:
 
 
 async def give_up_session(job: Job) -> None:
-    """Leaves a session in which something went wrong. Closes the console if leaving fails, or if
-    the console never showed a prompt."""
+    """Leaves the utility after something went wrong in the session. Closes the connection if
+    leaving fails, or if the utility never showed a prompt."""
     if job.current and job.current.dialog.view.turn == 0:
         await close_link(job)
         return
@@ -169,7 +172,8 @@ async def give_up_session(job: Job) -> None:
 
 
 async def give_up_silent_session(job: Job) -> None:
-    """Leaves a console that did not answer for longer than any stall. The time limit is short."""
+    """Does the same as `give_up_session`, but takes at most SILENT_SECONDS, because the console
+    does not answer."""
     try:
         await asyncio.wait_for(give_up_session(job), SILENT_SECONDS)
     except asyncio.TimeoutError:
@@ -196,7 +200,7 @@ async def read(job: Job, session: Session) -> Reading:
 
 
 def agreeing(readings: list[Reading]) -> int:
-    """Returns the number of equal readings at the end of the list."""
+    """Counts the readings at the end of the list that all have the same values."""
     count = 0
     for reading in reversed(readings):
         if reading.values != readings[-1].values:
@@ -207,16 +211,16 @@ def agreeing(readings: list[Reading]) -> int:
 
 def is_as_foreseen(job: Job) -> bool:
     """Returns True if every planned setting has its planned value, and every other setting has the
-    value from before the first save."""
+    value from before the first edit. Returns False if no setting is planned."""
     foreseen = {**job.first, **job.goal}
     return bool(job.goal) and all(foreseen.get(name) == text for name, text in job.held.items())
 
 
 def is_believed(job: Job) -> bool:
-    """Returns True if the last reading counts. Two sessions must read the same values, because
-    damage is unlikely to fake the same value twice. After readings that differ, three readings must
-    agree. One reading is enough if it shows the expected values, nothing unexpected came, and a
-    second reading would take too long."""
+    """Returns True if the last reading counts. Usually, two sessions must read the same values,
+    because damage on the line is unlikely to produce the same wrong value twice. If any readings
+    differ, the last three readings must agree. One reading is enough if it shows the expected
+    values, nothing unexpected happened in its session, and a second reading would take too long."""
     if not (readings := job.readings):
         return False
     if is_as_foreseen(job) and readings[-1].is_clean and readings[-1].seconds > SLOW_SECONDS:
@@ -226,7 +230,8 @@ def is_believed(job: Job) -> bool:
 
 
 def may_edit_now(job: Job) -> bool:
-    """One clean reading is enough before an edit, because the menus show each edit."""
+    """Returns True if the session may edit after the last reading. One clean reading is enough,
+    because the menus show each edited value."""
     return job.readings[-1].is_clean or is_believed(job)
 
 
@@ -235,10 +240,10 @@ def differing(job: Job) -> list[str]:
 
 
 def to_enter(job: Job) -> list[str]:
-    """Returns the settings that must be entered before a save: settings that differ, settings that
-    an earlier save may not have written, and doubtful settings. The menus show the planned value of
-    a doubtful setting even if the utility could not read it. Only entering the value makes sure
-    that the meter has it."""
+    """Returns the settings to enter before a save: the settings that differ, the settings that an
+    earlier save may not have written, and the doubtful settings. The menus show the planned value
+    of a doubtful setting even if the utility could not read the setting. Only entering the value
+    makes sure that the meter has the value."""
     differ = differing(job)
     doubtful = {name for name, text in job.goal.items() if sessions.is_doubtful(name, text)}
     return [*differ, *sorted((job.tainted | doubtful) - set(differ))]
@@ -247,7 +252,7 @@ def to_enter(job: Job) -> list[str]:
 # -- results --
 
 def plain(text: str) -> str:
-    """Returns the text of a value whose bytes are UTF-8."""
+    """Decodes a value from UTF-8. `text` has one character per byte."""
     return text.encode("latin-1").decode("utf-8", "backslashreplace")
 
 
@@ -266,7 +271,8 @@ def differences(job: Job, before: Mapping[str, str]) -> list[Difference]:
 
 
 def say_what_it_holds(job: Job) -> None:
-    """Adds a message for each setting that was read."""
+    """Adds a message with the value of each setting that was read. If no setting was read, adds a
+    message that says so."""
     if not job.readings:
         state = "after the save " if job.saves else ""
         say(job, f"the settings could not be read {state}".strip())
@@ -278,7 +284,7 @@ def say_what_it_holds(job: Job) -> None:
 
 
 def against_plan(job: Job, name: str) -> str:
-    """Compares a setting with the plan, for a message."""
+    """Returns the part of a message that compares the meter's value with the plan."""
     text = job.held[name]
     if name in job.goal:
         planned = shown(job.meter.settings[name])
@@ -299,8 +305,8 @@ def result_of(job: Job, result: str) -> Result:
 # -- the commands --
 
 async def edit_and_save(job: Job, session: Session, wanted: list[str]) -> None:
-    """Edits and saves, and then discards the earlier readings. An exception before the call of
-    `before_saving` means that nothing was saved."""
+    """Enters the settings `wanted` and saves. Discards the earlier readings when the save begins.
+    If an exception is raised before `before_saving` is called, meter-fleet has not saved."""
     report_step(job, "editing")
     job.entered |= set(wanted)
     await sessions.edit(session, {name: job.goal[name] for name in wanted})
@@ -324,7 +330,8 @@ async def edit_and_save(job: Job, session: Session, wanted: list[str]) -> None:
 
 
 async def look(job: Job, session: Session) -> str:
-    """Runs one session of show or check. Returns the result, or "" if another session is needed."""
+    """Runs one session of `show` or `check`. Returns the result, or "" if another session is
+    needed."""
     await read(job, session)
     if not is_believed(job):
         return ""
@@ -336,13 +343,14 @@ async def look(job: Job, session: Session) -> str:
 
 
 def saved_by_others(job: Job) -> set[str]:
-    """Returns the settings that were entered and now have their planned values, although this
-    program has not saved. A bad line or somebody else then saved, and nobody read the report."""
+    """Returns the settings that were entered and now have their planned values, although
+    meter-fleet has not saved. Somebody else or a bad line has then caused a save, and meter-fleet
+    has not read its report."""
     return job.entered - set(differing(job)) if job.saves == 0 else set()
 
 
 async def work_once(job: Job, session: Session) -> str:
-    """Runs one session of apply. Returns the result, or "" if another session is needed."""
+    """Runs one session of `apply`. Returns the result, or "" if another session is needed."""
     await read(job, session)
     wanted = differing(job)
     job.tainted |= saved_by_others(job)
@@ -379,7 +387,8 @@ def is_hopeless(job: Job) -> bool:
 
 
 async def after_lost_link(job: Job, error: LinkLost) -> str:
-    """Returns a result if another connection is useless, otherwise ""."""
+    """Closes the connection. Returns the result if another connection would be useless. Otherwise
+    waits and returns ""."""
     await close_link(job)
     say(job, str(error))
     job.connections_failed += 1
@@ -403,8 +412,8 @@ def given_up(job: Job) -> str:
 
 
 async def next_result(job: Job) -> str:
-    """Runs one session and handles its failure. Returns the result, or "" if another session must
-    run."""
+    """Runs one session and handles the session's failure. Returns the result, or "" if another
+    session must run."""
     try:
         return await try_session(job)
     except NotOffered as error:
@@ -431,7 +440,8 @@ async def next_result(job: Job) -> str:
 
 
 async def interrupted(job: Job) -> str:
-    """Leaves without saving within LEAVE_SECONDS, or adds a message that leaving failed."""
+    """Leaves the utility without saving, within LEAVE_SECONDS. Adds a message that says whether
+    this succeeded. Returns the result."""
     if job.link:
         job.link.leaving = True
     say(job, "interrupted during a save" if job.saving else "interrupted")
@@ -462,13 +472,13 @@ async def finish(job: Job) -> None:
         try:
             await asyncio.wait_for(shell.log_out(job.where), LEAVE_SECONDS)
         except (LinkLost, Interrupted, asyncio.TimeoutError):
-            pass  # the console closes in any case
+            pass  # the connection is closed in any case
     await close_link(job)
 
 
 async def run_meter(meter: Meter, command: Command, record: Record, stop: Stop,
                     on_step: Callable[[str, str], None]) -> Result:
-    """Runs the command on one meter. A failure of the meter or its console becomes the result."""
+    """Runs the command on one meter. Returns a result even if the meter or its console fails."""
     start = time.monotonic()
     goal = {name: as_text(value) for name, value in meter.settings.items()}
     job = Job(meter, command, record, stop, on_step, {} if command is Command.SHOW else goal)

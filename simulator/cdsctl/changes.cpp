@@ -70,7 +70,7 @@ Leaves leaves_below(const Leaves& leaves, std::string_view prefix)
     for (auto leaf = leaves.lower_bound(prefix); leaf != leaves.end(); ++leaf) {
         const std::string& path = leaf->first;
         if (path.compare(0, prefix.size(), prefix) != 0)
-            break; // the leaves are sorted: no later one has the prefix
+            break; // the leaves are sorted, so no later path has the prefix
         if (path.size() == prefix.size() || path[prefix.size()] == '/')
             below.emplace_hint(below.end(), *leaf);
     }

@@ -1,4 +1,4 @@
-// Leaves as lines of text, and the changes between two sets of leaves.
+// Writes leaves as lines of text, and finds the changes between two sets of leaves.
 #pragma once
 
 #include "simulator/leaves.h"
@@ -17,21 +17,22 @@ struct Change {
     std::optional<simulator::LeafValue> new_value; // empty: the leaf is cleared
 };
 
-// Sorted by path.
+// Returns the changes, sorted by path.
 std::vector<Change> changes_between(const simulator::Leaves& before,
                                     const simulator::Leaves& after);
 
-// The lines below contain TOML values. A path is not quoted, unless it contains control characters,
-// which would break the line; it is then a TOML string.
+// The two functions below return one line of text, in which values are in TOML. A path is not
+// quoted, unless it contains control characters, which could break the line. Such a path is a TOML
+// string.
 
-// "PATH = VALUE"
+// Returns "PATH = VALUE".
 std::string leaf_line(const std::string& path, const simulator::LeafValue& value);
 
-// "PATH: OLD -> NEW". OLD is "(new)" for a new leaf; NEW is "(cleared)" for a cleared one.
+// Returns "PATH: OLD -> NEW". OLD is "(new)" for a new leaf. NEW is "(cleared)" for a cleared leaf.
 std::string change_line(const Change& change);
 
-// Returns the leaves at or below `prefix`, which matches whole path components. A "/" at its end
-// has no effect.
+// Returns the leaves at or below `prefix`. The prefix matches whole path components. A "/" at the
+// end of the prefix has no effect.
 simulator::Leaves leaves_below(const simulator::Leaves& leaves, std::string_view prefix);
 
 } // namespace cdsctl

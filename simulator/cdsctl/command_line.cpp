@@ -16,8 +16,8 @@ namespace cdsctl
 namespace
 {
 
-// The state of parsing. The option parser `app` only knows the options: declaring every command to
-// it would take longer than reading a store.
+// The state of parsing. Only the options are declared to the option parser `app`, because declaring
+// every command would take longer than reading a store.
 struct Parser {
     CLI::App app;
     std::vector<std::string> option_arguments;
@@ -50,7 +50,8 @@ void add_options(Parser& parser)
         ->check(CLI::IsMember({"bool", "int", "string"}));
 }
 
-// Removes the options that this command does not accept, so that the option parser rejects them.
+// Removes the options that the named command does not accept, so that the option parser rejects
+// them.
 void remove_other_options(Parser& parser)
 {
     const Command* command = parser.command;
@@ -60,8 +61,8 @@ void remove_other_options(Parser& parser)
         parser.app.remove_option(parser.app.get_option("--type"));
 }
 
-// Returns the option that an argument names, even in the forms "--type=int" and "-CDIR". Returns
-// null for an unknown option.
+// Returns the option that `argument` names. Also recognises an option with its value, such as
+// "--type=int" or "-CDIR". Returns null for an unknown option.
 const CLI::Option* named_option(const Parser& parser, const std::string& argument)
 {
     const bool is_long = argument.compare(0, 2, "--") == 0;
@@ -80,7 +81,7 @@ bool takes_next_argument(const CLI::Option& option, const std::string& argument)
     return option.get_items_expected_min() > 0 && !has_value;
 }
 
-// Returns true when the next operand is the VALUE of the PATH before it.
+// Returns true when the next operand must be the VALUE for the last PATH.
 bool awaits_value(const Parser& parser)
 {
     return parser.command != nullptr && parser.command->run == set_leaves &&
@@ -99,7 +100,7 @@ void take_operand(Parser& parser, const std::string& argument)
 }
 
 // Separates the operands from the options. The option parser does not get the operands, because it
-// would split "[1,2]" in two.
+// would split an operand such as "[1,2]" in two.
 void split_arguments(Parser& parser, const std::vector<std::string>& arguments)
 {
     bool only_operands = false;
@@ -116,7 +117,7 @@ void split_arguments(Parser& parser, const std::vector<std::string>& arguments)
             if (takes_next_argument(*option, *argument) && argument + 1 != arguments.end())
                 parser.option_arguments.push_back(*++argument);
         } else {
-            parser.option_arguments.push_back(*argument); // the option parser rejects it
+            parser.option_arguments.push_back(*argument); // the option parser rejects this argument
         }
     }
 }

@@ -13,8 +13,8 @@ struct CommandLine {
 };
 
 // Parses the arguments of `main`. Prints the help, the version and usage errors itself. Options may
-// be anywhere before "--", except where `set` expects a VALUE: every argument there, other than
-// "--", is the value, even when it begins with "-".
+// be anywhere before "--", except where `set` expects a VALUE. There, every argument other than
+// "--" is the VALUE, even an argument that begins with "-".
 CommandLine read_command_line(int argument_count, const char* const* arguments);
 
 } // namespace cdsctl

@@ -29,7 +29,7 @@ using namespace simulator;
 
 void print(const std::string& text)
 {
-    std::fwrite(text.data(), 1, text.size(), stdout); // main checks whether it failed
+    std::fwrite(text.data(), 1, text.size(), stdout); // `main` reports a failed write
 }
 
 template <typename Items, typename Line>
@@ -61,7 +61,7 @@ bool read_store(const Request& request, Leaves& leaves)
     return true;
 }
 
-// Prints that the leaf is missing, with a similar path if there is one.
+// Prints an error about the missing leaf `path`. Adds a similar path if one exists.
 void complain_of_missing(const Request& request, const std::string& path, const Leaves& leaves)
 {
     complain(file_of(request, store_file) + ": no leaf " + toml_string(path) +
@@ -74,9 +74,9 @@ std::string bare_text(const LeafValue& value)
     return text == nullptr ? toml_value(value) : *text;
 }
 
-// Applies `edit` to the leaves of the store. Returns the status that `edit` returns, or
-// `store_failed` after printing the error. Does not write the file when `edit` returns
-// `wrong_usage`, for which it must print the reason, or when it changes nothing.
+// Applies `edit` to the leaves of the store. Returns the status from `edit`, or prints an error and
+// returns `store_failed`. The file is not written when `edit` changes nothing, or when it returns
+// `wrong_usage`. `edit` must itself print the reason for `wrong_usage`.
 template <typename Edit>
 Status edit_store(const Request& request, Edit edit)
 {
@@ -95,7 +95,8 @@ Status edit_store(const Request& request, Edit edit)
     return fail(error);
 }
 
-// Returns false after printing why the path or the value is invalid.
+// Sets the leaf `path` to the value that `word` stands for. Prints an error and returns false when
+// the path or the value is invalid.
 bool set_leaf(const Request& request, const std::string& path, const std::string& word,
               Leaves& leaves)
 {
@@ -119,7 +120,7 @@ std::string shown_operand(const std::string& file)
     return file == "-" ? "standard input" : file;
 }
 
-// Reads a FILE operand, which may be a pipe, or "-" for standard input.
+// Reads the operand FILE, which may be a pipe. The FILE "-" is standard input.
 bool read_operand(const std::string& file, std::string& text)
 {
     if (file == "-")
@@ -142,7 +143,7 @@ Status replace_by(const Request& request, const std::string& text)
     return replace_store(request.folder, text, error) ? done : fail(error);
 }
 
-// On failure sets `errno`.
+// Creates the directory `folder` and its parents. Sets `errno` on failure.
 bool make_folders(const std::string& folder)
 {
     std::error_code error;
@@ -223,7 +224,7 @@ Status get_leaves(const Request& request)
 Status set_leaves(const Request& request)
 {
     const std::vector<std::string>& words = request.operands;
-    std::map<std::string, std::string> new_leaves; // path, and the hint at a similar path
+    std::map<std::string, std::string> new_leaves; // maps a new path to its hint at a similar path
     const Status status = edit_store(request, [&](Leaves& leaves) {
         for (std::size_t i = 0; i < words.size(); i += 2) {
             if (leaves.count(words[i]) == 0)
@@ -245,7 +246,7 @@ Status set_leaves(const Request& request)
 Status clear_leaves(const Request& request)
 {
     return edit_store(request, [&](Leaves& leaves) {
-        const Leaves before = leaves; // a path given twice is not missing the second time
+        const Leaves before = leaves; // a path that is given twice must not be reported as missing
         Status status = done;
         for (const std::string& path : request.operands) {
             leaves.erase(path);

@@ -1,4 +1,4 @@
-// The commands of cdsctl, and the types and functions that they share.
+// The commands of cdsctl, and the types and functions that the commands share.
 #pragma once
 
 #include <string>
@@ -16,9 +16,9 @@ enum Status {
 };
 
 struct Request {
-    std::string folder; // of the meter; empty: not given
+    std::string folder; // the meter's directory; empty: not given
     std::vector<std::string> operands;
-    std::string type; // of the values to set; empty: not given
+    std::string type; // the type of the values to set; empty: not given
     bool json = false;
 };
 
@@ -37,8 +37,8 @@ Status make_meter(const Request& request);
 struct Command {
     const char* name;
     const char* operands;
-    unsigned fewest; // number of operands
-    unsigned most;
+    unsigned fewest; // the fewest operands
+    unsigned most;   // the most operands
     bool has_json;
     bool has_type;
     Status (*run)(const Request& request);
@@ -49,7 +49,7 @@ struct Command {
 constexpr unsigned any_number = ~0U;
 
 // clang-format off
-constexpr Command commands[] = {   // in the order of the help text
+constexpr Command commands[] = {   // the help text has the same order
     { "list",  "[PREFIX]",                   0, 1,          true,  false, list_leaves,
       "Print leaves as PATH = VALUE, with values in TOML",
       "PREFIX matches whole path components: /VMIC does not match /VMICX." },
@@ -91,15 +91,15 @@ constexpr Command commands[] = {   // in the order of the help text
 };
 // clang-format on
 
-// Prints "cdsctl: " and `text` as one line on standard error.
+// Prints "cdsctl: ", `text` and a newline on standard error.
 void complain(const std::string& text);
 
-// Both print an error and return `store_failed`. The second prints `file`, `what` and the reason in
-// `errno`.
+// Both functions print an error and return `store_failed`. The second function prints `file`,
+// `what` and the text for `errno`.
 Status fail(const std::string& error);
 Status fail(const std::string& file, const char* what);
 
-// Returns true when the request names a meter. Otherwise prints an error.
+// Returns true when the request names a meter. Otherwise prints an error and returns false.
 bool has_folder(const Request& request);
 
 } // namespace cdsctl

@@ -22,13 +22,15 @@ Json json_value(const std::optional<simulator::LeafValue>& value)
     return std::visit([](const auto& held) { return Json(held); }, *value);
 }
 
-// Appends a key that the object does not have yet. Unlike `object[key]`, it does not search for it.
+// Appends a key that the object does not have yet. Unlike `object[key]`, this function does not
+// search the object for the key.
 void append(Json& object, const std::string& key, Json value)
 {
     object.get_ref<Json::object_t&>().emplace_back(key, std::move(value));
 }
 
-// Replaces bytes that are not UTF-8. Only a path from the command line can contain them.
+// Returns `json` as text. Replaces bytes that are not UTF-8. Only a path from the command line can
+// contain such bytes.
 std::string text_of(const Json& json, int indent)
 {
     return json.dump(indent, ' ', false, Json::error_handler_t::replace);

@@ -1,4 +1,4 @@
-// Leaves and their changes as JSON.
+// Writes leaves and changes of leaves as JSON.
 #pragma once
 
 #include "simulator/cdsctl/changes.h"
@@ -12,17 +12,17 @@
 namespace cdsctl
 {
 
-// The texts below do not end with a newline. A missing leaf is null.
+// The functions below return JSON text without a newline at the end. A missing leaf is null.
 
 using FoundLeaves = std::map<std::string, std::optional<simulator::LeafValue>>;
 
-// {"PATH": VALUE, ...}
+// Returns {"PATH": VALUE, ...}.
 std::string json_leaves(const FoundLeaves& leaves);
 
-// {"PATH": {"old": VALUE, "new": VALUE}, ...}
+// Returns {"PATH": {"old": VALUE, "new": VALUE}, ...}.
 std::string json_changes(const std::vector<Change>& changes);
 
-// {"path":"PATH","old":VALUE,"new":VALUE}
+// Returns {"path":"PATH","old":VALUE,"new":VALUE}.
 std::string json_change(const Change& change);
 
 } // namespace cdsctl

@@ -16,7 +16,7 @@ namespace
 
 using simulator::Leaves;
 
-constexpr std::size_t most_edits = 2; // letters inserted, deleted or replaced
+constexpr std::size_t most_edits = 2; // an edit inserts, deletes or replaces one letter
 
 std::string without_capitals(std::string text)
 {
@@ -27,7 +27,7 @@ std::string without_capitals(std::string text)
     return text;
 }
 
-// Removes the path components that both have in common at the beginning.
+// Removes the path components that both paths have in common at the beginning.
 void cut_common_beginning(std::string_view& one, std::string_view& other)
 {
     const auto differ = std::mismatch(one.begin(), one.end(), other.begin(), other.end());
@@ -38,7 +38,7 @@ void cut_common_beginning(std::string_view& one, std::string_view& other)
     other.remove_prefix(cut);
 }
 
-// Removes the path components that both have in common at the end.
+// Removes the path components that both paths have in common at the end.
 void cut_common_end(std::string_view& one, std::string_view& other)
 {
     const auto differ = std::mismatch(one.rbegin(), one.rend(), other.rbegin(), other.rend());
@@ -49,11 +49,12 @@ void cut_common_end(std::string_view& one, std::string_view& other)
     other.remove_suffix(cut);
 }
 
-// Returns the Levenshtein distance of the two texts, or any number above `most_edits` when the
-// distance is above it.
+// Returns the Levenshtein distance of the two texts. For a distance above `most_edits`, returns any
+// number above `most_edits`.
 std::size_t edits_between(std::string_view one, std::string_view other)
 {
-    // row[j]: the distance from the letters of `one` so far to the first j letters of `other`.
+    // row[j] is the distance from the letters of `one` that were handled so far to the first j
+    // letters of `other`.
     std::vector<std::size_t> row(other.size() + 1);
     std::iota(row.begin(), row.end(), 0);
     for (std::size_t i = 0; i < one.size(); ++i) {
@@ -65,14 +66,14 @@ std::size_t edits_between(std::string_view one, std::string_view other)
             row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
         }
         if (*std::min_element(row.begin(), row.end()) > most_edits)
-            break; // later rows are not smaller
+            break; // the distances in later rows are not smaller
     }
     return row.back();
 }
 
-// Returns the number of edits between two paths, or more than `most_edits` when they are not
-// similar. One edit needs a path of at least three letters. Two edits may change at most half of
-// the part in which the paths differ.
+// Returns the number of edits between two paths, or more than `most_edits` when the paths are not
+// similar. Paths with one edit are similar if `path` has at least three letters. Paths with two
+// edits are similar if the edits change at most half of the part in which the paths differ.
 std::size_t distance(std::string_view path, std::string_view other)
 {
     constexpr std::size_t not_close = most_edits + 1;

@@ -1,4 +1,4 @@
-// Finds an existing leaf whose path is similar to a path that does not exist.
+// Finds an existing leaf with a path similar to a given path.
 #pragma once
 
 #include "simulator/leaves.h"
@@ -8,13 +8,13 @@
 namespace cdsctl
 {
 
-// Returns the path of the leaf that differs from `path` only by "/Value" at the end. If there is
-// none, returns the nearest path that differs by a few letters, ignoring case. Returns an empty
-// text if no path is that near.
+// Returns the existing path that differs from `path` only by "/Value" at the end. If no such path
+// exists, returns the existing path with the fewest edits, ignoring case. Returns an empty text if
+// no existing path is similar.
 std::string near_path(const std::string& path, const simulator::Leaves& leaves);
 
-// Returns " (did you mean "PATH"?)" with the result of `near_path` as a TOML string, or an empty
-// text.
+// Returns " (did you mean "PATH"?)". PATH is the result of `near_path`, as a TOML string. Returns
+// an empty text if this result is empty.
 std::string near_path_hint(const std::string& path, const simulator::Leaves& leaves);
 
 } // namespace cdsctl

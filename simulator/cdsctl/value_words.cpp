@@ -14,7 +14,7 @@ namespace
 using simulator::LeafValue;
 using simulator::TomlReading;
 
-// Indexed by the alternatives of `LeafValue`.
+// Both arrays list the types in the order of the alternatives of `LeafValue`.
 constexpr std::string_view type_names[] = {"bool", "int", "string"};
 constexpr const char* values_of_types[] = {"true or false", "an integer of 32 bits", "text"};
 static_assert(std::variant_size_v<LeafValue> == std::size(type_names));

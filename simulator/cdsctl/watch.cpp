@@ -25,31 +25,32 @@ namespace
 
 using namespace simulator;
 
-// A file that is created or written in place is read only after its writer has closed it; until
-// then it might look like an empty store. IN_CREATE is for symbolic links, which nobody closes.
+// A file that is created or written in place is read only after its writer has closed it. Before
+// that, the file might look like an empty store. IN_CREATE is needed for symbolic links, because
+// creating a link causes no IN_CLOSE_WRITE event.
 constexpr std::uint32_t file_events = IN_CLOSE_WRITE | IN_DELETE | IN_MOVE;
 constexpr std::uint32_t end_events = IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT;
 constexpr std::uint32_t watched_events =
     file_events | end_events | IN_CREATE | IN_ONLYDIR | IN_MASK_ADD;
 
-// The store file, or a symbolic link that leads to it.
+// The store file, or a symbolic link that leads to the store file.
 struct Place {
-    int number; // the inotify watch on its directory; several places may share one
+    int number; // the inotify watch on `folder`; several places may share a watch
     std::string folder;
     std::string name;
 };
 
 struct Watch {
     const Request& request;
-    OpenFile signals; // SIGINT and SIGTERM end the watch
+    OpenFile signals; // receives SIGINT and SIGTERM, which end the watch
     OpenFile events;
-    struct stat folder = {}; // the meter's directory at the start
+    struct stat folder = {}; // the status of the meter's directory at the start
     // gcc warns of missing initialisers. NOLINTBEGIN(readability-redundant-member-init)
     std::vector<std::string> files = {}; // the watched links, and the store file
-    std::vector<Place> places = {};      // one per file
+    std::vector<Place> places = {};      // one place per file
     MeterStore store = {};
     Leaves shown = {};
-    std::string error = {}; // the last error printed
+    std::string error = {}; // the error that was printed last
     // NOLINTEND(readability-redundant-member-init)
 };
 
@@ -60,11 +61,12 @@ OpenFile catch_end_signals()
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
-    std::signal(SIGPIPE, SIG_IGN); // a closed output ends the watch like a signal
+    std::signal(SIGPIPE, SIG_IGN); // a closed output ends the watch without an error
     return OpenFile(signalfd(-1, &signals, SFD_CLOEXEC));
 }
 
-// Watches the directory of each file. On failure, the last place is the one that cannot be watched.
+// Watches the directory of each file. On failure, the last place in `places` is the place that
+// cannot be watched.
 bool watch_files(Watch& watch, const std::vector<std::string>& files)
 {
     watch.places.clear();
@@ -80,8 +82,8 @@ bool watch_files(Watch& watch, const std::vector<std::string>& files)
 }
 
 // Watches every directory on the chain of links to the store. A link may change before its
-// directory is watched. The function therefore follows the chain again until it finds the same
-// chain as before. For a circle of links, it watches only the links that it followed.
+// directory is watched, so the function follows the chain again until the chain is unchanged. When
+// the links form a circle, the function watches only the links that it followed.
 bool watch_chain(Watch& watch)
 {
     for (;;) {
@@ -94,13 +96,13 @@ bool watch_chain(Watch& watch)
     }
 }
 
-// Watches the parent directory: when the meter's directory is removed while it is a process's
-// working directory, only the parent reports the removal.
+// Watches the parent of the meter's directory. When the meter's directory is removed while a
+// process works in it, only the parent reports the removal.
 void watch_above(const Watch& watch)
 {
     const std::string above = watch.request.folder + "/..";
-    // A parent that may not be read is not watched. The removal is then reported later, when no
-    // process works in the directory.
+    // A parent directory that this user may not read is not watched. The removal of the meter's
+    // directory is then reported later, when no process works in that directory any more.
     inotify_add_watch(watch.events.fd, above.c_str(), IN_DELETE | IN_MOVED_FROM | IN_MASK_ADD);
 }
 
@@ -113,8 +115,9 @@ bool begin_watch(Watch& watch)
     return true;
 }
 
-// Checks that the meter's directory exists and is the same one. A removed directory may still be
-// found by its name while a process works in it, but then it has no links.
+// Returns true when the meter's directory exists and is still the directory from the start. A
+// removed directory may still be found by its name while a process works in it, but its link count
+// is then 0.
 bool folder_is_there(const Watch& watch)
 {
     struct stat now;
@@ -124,13 +127,13 @@ bool folder_is_there(const Watch& watch)
 
 // A summary of the events that were read.
 struct News {
-    std::uint32_t events = 0; // their masks combined
-    std::string gone_folder;  // a removed directory, or empty
+    std::uint32_t events = 0; // the combined masks of the events
+    std::string gone_folder;  // the path of a removed directory, or empty
 };
 
 void take_event(const Watch& watch, const inotify_event& event, const char* name, News& news)
 {
-    if ((event.mask & IN_Q_OVERFLOW) != 0) // events were lost
+    if ((event.mask & IN_Q_OVERFLOW) != 0) // the kernel dropped events
         news.events |= file_events;
     for (const Place& place : watch.places) {
         if (place.number != event.wd)
@@ -166,8 +169,8 @@ Leaves chosen_leaves(const Watch& watch)
     return operands.empty() ? watch.store.leaves : leaves_below(watch.store.leaves, operands[0]);
 }
 
-// Prints the changes since the last call. Returns false, with `errno` set, when the output cannot
-// be written.
+// Prints the changes since the previous call. Returns false, with `errno` set, when the output
+// cannot be written.
 bool show_changes(Watch& watch)
 {
     std::string error;
@@ -189,7 +192,8 @@ Status fail_output()
     return errno == EPIPE ? done : fail(std::string("standard output: ") + std::strerror(errno));
 }
 
-// Handles pending events. Returns false when the watch must end; `status` is then the exit status.
+// Handles the pending events. When the watch must end, sets `status` to the exit status and returns
+// false.
 bool take_news(Watch& watch, Status& status)
 {
     const News news = take_events(watch);
@@ -205,7 +209,7 @@ bool take_news(Watch& watch, Status& status)
     return false;
 }
 
-// Returns false after printing an error.
+// Starts the watch and reads the leaves. On failure, prints an error and returns false.
 bool make_ready(Watch& watch)
 {
     const std::string& folder = watch.request.folder;
@@ -224,7 +228,7 @@ bool make_ready(Watch& watch)
 Status watch_until_end(Watch& watch)
 {
     for (Status status = done;;) {
-        // `poll` reports a closed output even though no event is asked for.
+        // `poll` reports a closed output even when no events are requested for the output.
         pollfd waits[] = {
             {watch.signals.fd, POLLIN, 0}, {watch.events.fd, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
         if (poll(waits, std::size(waits), -1) < 0)

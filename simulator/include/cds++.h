@@ -1,7 +1,7 @@
 // libcds++: the class layer of the configuration data store's client library.
 //
-// This header of the simulated client library declares only what the settings utility uses. The
-// meter's own library has its own header.
+// This header belongs to the simulated client library. It declares only the parts that the settings
+// utility uses. The meter's own library has its own header.
 #pragma once
 
 #include <cds.h>
@@ -14,7 +14,7 @@
 namespace toolkit
 {
 
-// The properties of a leaf, filled by reads.
+// The properties of a leaf. A read call sets them.
 struct element_property_t {
     std::uint32_t flags = 0;
 };
@@ -25,31 +25,32 @@ class CElement
 public:
     // When true, the constructor and the assignments set the time stamp to the present time.
     static bool _auto_time;
-    // The time stamp of an element that was never stamped.
+    // The time stamp of an element without a time.
     static const std::time_t _invalid_time;
 
-    CElement(); // an empty string
+    CElement(); // creates an empty string
 
-    // Assignment decides the type: 1, 3 or 6.
+    // An assignment sets the type code to 1, 3 or 6.
     CElement& operator=(bool value);
     CElement& operator=(std::int32_t value);
     CElement& operator=(const std::string& value);
-    CElement& operator=(const char* value) = delete; // would otherwise convert to a boolean
+    CElement& operator=(const char* value) = delete; // a pointer would otherwise convert to `bool`
 
     int type() const;
     std::time_t time() const;
 
-    // "true"/"false", the decimal number, or the text.
+    // Sets `out` to "true" or "false", to the decimal number, or to the text.
     void to_string(std::string& out) const;
     // Returns 1 or 0 for a boolean, the number for an integer, and the decimal number at the start
-    // of a string. A string without a number gives 0. A number that does not fit gives the nearest
-    // 32-bit limit.
+    // of a string. Returns 0 for a string that does not start with a number. A number outside 32
+    // bits becomes the nearest 32-bit limit.
     std::int32_t to_int() const;
-    // True for the boolean true, a number other than 0, and the texts "true" and "1".
+    // Returns true for the boolean true, a number other than 0, and the texts "true" and "1".
     bool to_bool() const;
 
-    // Replaces `out` by the parts of `in`, split as repeated `std::getline` calls with `separator`
-    // would. An empty text has no parts.
+    // Splits `in` at each `separator`, and sets `out` to the parts. Splits like repeated
+    // `std::getline` calls, so a separator at the end adds no empty part. An empty text has no
+    // parts.
     static void split_string(std::vector<std::string>& out, const std::string& in, char separator);
 
 private:
@@ -59,13 +60,13 @@ private:
     std::time_t _time;
 };
 
-// The calls on an open store. Element i of every array belongs to path i. A call resizes the arrays
-// that it fills to the number of paths.
-// Every call returns 0, or another number when the whole call failed.
+// The calls on an open store. Element i of each array belongs to path i. A call resizes its output
+// arrays to the number of paths.
+// Every call returns 0 on success, and another number when the whole call failed.
 class CCds
 {
 public:
-    pcd_connection* handle = nullptr; // the caller sets and closes it; null: not connected
+    pcd_connection* handle = nullptr; // the caller opens and closes it; null: not connected
 
     int get_leaves(const std::vector<std::string>& paths, std::vector<api_status_t>& statuses,
                    std::vector<CElement>& elements, std::vector<element_property_t>& properties);

@@ -1,7 +1,7 @@
 // libcds: the plain-function layer of the configuration data store's client library.
 //
-// This header of the simulated client library declares only what the settings utility uses. The
-// meter's own library has its own header.
+// This header belongs to the simulated client library. It declares only the parts that the settings
+// utility uses. The meter's own library has its own header.
 #pragma once
 
 #ifdef __cplusplus
@@ -10,10 +10,10 @@ extern "C" {
 
 struct pcd_connection;
 
-// The status of one leaf of a call; 1 means success.
+// The status of one leaf in a call. 1 means success.
 typedef int api_status_t;
 
-// The flag passed with every written leaf. Only the store interprets it.
+// A flag that is passed with every written leaf. Only the store interprets the flag.
 typedef int pcd_tribool_t;
 
 // Opens the store. Returns the connection, or null when the store cannot be reached.

@@ -6,7 +6,7 @@ from harness.program import CDSCTL, STEP_LIMIT, command
 
 @pytest.fixture
 def cdsctl(meter):
-    """Runs cdsctl on the test's meter: cdsctl("get", PATH, ...)."""
+    """Returns a function that runs cdsctl on the test's meter: cdsctl("get", PATH, ...)."""
 
     def run(*arguments, keys="", environment=None):
         if environment is None:
@@ -20,7 +20,7 @@ def cdsctl(meter):
 
 @pytest.fixture
 def answer(cdsctl):
-    """Returns the output of a cdsctl that succeeds and prints nothing on standard error."""
+    """Returns a function that runs cdsctl and returns its output. The run must succeed and print no error."""
 
     def run(*arguments, **options):
         done = cdsctl(*arguments, **options)
@@ -32,7 +32,8 @@ def answer(cdsctl):
 
 @pytest.fixture
 def new_leaves(cdsctl, meter):
-    """Runs a `set` that succeeds. Returns the leaves that it reports as new, including its hints."""
+    """Returns a function that runs `set`, which must succeed. The function returns the leaves that `set`
+    reports as new, with their hints."""
 
     def run(*arguments, **options):
         done = cdsctl(*arguments, **options)
@@ -47,7 +48,8 @@ def new_leaves(cdsctl, meter):
 
 @pytest.fixture
 def error_of(cdsctl):
-    """Returns the standard error of a cdsctl that exits with `status` and prints nothing else."""
+    """Returns a function that runs cdsctl and returns its standard error. cdsctl must exit with `status` and
+    print nothing on standard output."""
 
     def run(status, *arguments, **options):
         done = cdsctl(*arguments, **options)

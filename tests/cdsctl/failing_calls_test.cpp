@@ -12,7 +12,7 @@ using namespace cdsctl;
 namespace
 {
 
-// Runs the command, which must fail. Returns what it prints to standard error.
+// Runs the command, which must fail. Returns the text that the command prints to standard error.
 std::string said_by(Status (*command)(const Request& request), const Request& request)
 {
     Status status = done;

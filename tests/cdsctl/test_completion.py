@@ -1,4 +1,4 @@
-"""Completion in real shells. The tests type keys, including TAB, at the shells' prompts."""
+"""Completion of cdsctl in real shells. The tests type keys, including TAB, at the prompt of a shell."""
 
 import json
 import re
@@ -23,7 +23,8 @@ NETWORK = "/Software/System Settings/Network"
 
 
 def put_cdsctl(folder, words_of_set):
-    """Creates a `cdsctl` in the directory that also saves the arguments of a `set`."""
+    """Creates a script `cdsctl` in the directory. The script saves the arguments of `set`, and runs the built
+    cdsctl."""
     program = folder / "cdsctl"
     program.write_text(f"""#!/bin/sh
 [ "$1" != set ] || printf '%s\\0' "$@" >{quote(str(words_of_set))}
@@ -33,8 +34,8 @@ exec {join(command(BUILD / "cdsctl"))} "$@"
 
 
 class Shell:
-    """A shell at its prompt, in its own directory, with the built `cdsctl`. The arguments of each `set` are
-    saved in the file `set` of that directory, each followed by a zero byte."""
+    """An interactive shell that runs in its own directory and finds the built `cdsctl`. The file `set` in
+    this directory holds the arguments of the last `set`, each followed by a zero byte."""
 
     def __init__(self, name, meter, tools):
         arguments, set_up = START[name]
@@ -53,7 +54,7 @@ class Shell:
         assert self.run("echo ready") == "ready\n"
 
     def run(self, keys):
-        """Types the keys and Enter. Returns the output of the command line that the shell has completed."""
+        """Types the keys and Enter. Returns the output of the resulting command line."""
         self.answers += 1
         output = self.folder / f"answer{self.answers}"
         self.process.send(keys)
@@ -65,7 +66,7 @@ class Shell:
         return output.read_text().removesuffix("done\n")
 
     def read(self):
-        """Reads the output, so that the shell never blocks."""
+        """Reads the shell's output. Without a reader, the shell would block."""
         try:
             return self.process.read_nonblocking(65536, 0.05)
         except pexpect.TIMEOUT:
@@ -128,7 +129,7 @@ def test_the_current_value_is_offered(shell, meter):
     assert meter.difference() == ['+ "/a" = "two words"', '+ "/b" = 1']
 
 
-# Values that a shell changes unless they are quoted correctly for their place on the line.
+# Values that a shell changes unless the completion quotes them correctly.
 VALUES = ("100Base-TX Full", "two  blanks", "it's", 'say "x"', "back\\slash", "\\", "a\\\\b", "$HOME", "cost: $5", "a$(x)b",
           "`date`", "!x", "a!b c", "~", "~root", "*", "a;b", "a=b", "10:20:30", "#x", "ünï cödé", "{a,b}", "a&b|c", "<x>",
           "(x)", "a@b", "[x]", "?", "^x", "%1", "home", "'", '"', "true story", "a\tb", "a\nb", "a\n")  # fmt: skip
@@ -136,14 +137,14 @@ NOT_OFFERED = {"bash": (), "zsh": (), "fish": ("~", "~root", "a\tb", "a\nb", "a\
 
 
 def words_of_set(shell, keys):
-    """Types these keys. Returns the arguments that `set` received."""
+    """Types the keys. Returns the arguments that `set` received."""
     shell.run(keys)
     return (shell.folder / "set").read_text().split("\0")[1:-1]
 
 
 @pytest.mark.parametrize("value", VALUES)
 def test_a_value_is_completed_exactly_whatever_quote_is_open(shell, meter, value):
-    (shell.folder / "home").mkdir()  # has the name of a value; a completion as a file would add "/"
+    (shell.folder / "home").mkdir()  # a completion of the value "home" as a file name would add "/"
     meter.change({"/v": value})
     if value in NOT_OFFERED[shell.name]:
         assert words_of_set(shell, "cdsctl set /v \t") == ["/v"]
@@ -172,10 +173,10 @@ def test_a_path_with_characters_of_the_shell_is_completed(shell, meter, begun):
 
 def test_completion_runs_no_command_on_the_line(shell):
     words = ["$(touch run)", "`touch run`", '"$(touch run)"', '"`touch run`"']
-    if shell.name != "zsh":  # in zsh, TAB itself expands the argument
+    if shell.name != "zsh":  # in zsh, TAB itself expands these arguments
         words += ["$(touch run)a", '"`touch run`']
     for word in words:
-        shell.process.send(f"cdsctl set {word} \t\t\x15")  # Ctrl-U
+        shell.process.send(f"cdsctl set {word} \t\t\x15")  # Ctrl-U clears the line
         shell.process.send(f"cdsctl -C {word} get /\t\t\x15")
     assert shell.run("cdsctl get /VMIC/Ser\t") == "091512345\n"
     assert not (shell.folder / "run").exists()

@@ -1,4 +1,4 @@
-"""Files that are nested so deeply that parsing them would need more memory than a program has."""
+"""Files that are nested so deeply that parsing them would use up the memory."""
 
 import pytest
 from harness.piped import run

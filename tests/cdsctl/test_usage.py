@@ -1,4 +1,4 @@
-"""cdsctl's command line: help, version, and wrong usage."""
+"""The command line of cdsctl: help, version, and wrong usage."""
 
 import os
 import pathlib
@@ -17,7 +17,7 @@ def test_help_names_every_command(answer):
         text = answer(option, environment={})
         assert re.findall(r"^  ([a-z]+) ", text, re.M) == COMMANDS
         assert "Usage: cdsctl [OPTIONS] [COMMAND]" in text
-        assert set(re.findall(r"--[a-z]+", text)) == {"--help", "--version"}  # no options of commands
+        assert set(re.findall(r"--[a-z]+", text)) == {"--help", "--version"}  # not the options of commands
 
 
 @pytest.mark.parametrize("name", COMMANDS)
@@ -30,7 +30,7 @@ def test_every_command_has_help_with_its_operands(answer, name):
 
 
 def test_the_help_is_the_recorded_text(answer):
-    """To record a changed text, run RECORD_HELP=1 ./test tests/cdsctl/test_usage.py."""
+    """To record a changed help text, run RECORD_HELP=1 ./test tests/cdsctl/test_usage.py."""
     texts = [f"$ cdsctl {' '.join(words)}\n{answer(*words, environment={})}"
              for words in (("--help",), *((name, "--help") for name in COMMANDS))]
     if os.environ.get("RECORD_HELP"):

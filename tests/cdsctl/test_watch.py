@@ -1,4 +1,4 @@
-"""cdsctl watch: it shows every save when it happens, and wakes only for changes in the directory."""
+"""cdsctl watch shows each save immediately, and wakes only for changes in the meter's directory."""
 
 import contextlib
 import json
@@ -19,7 +19,7 @@ FORM = "/VMC/PrimCfg/Form/Value"
 
 
 class Lines:
-    """Reads the lines of a pipe, and waits for each."""
+    """Reads lines from a pipe, and waits for each line."""
 
     def __init__(self, stream):
         self.descriptor = stream.fileno()
@@ -48,8 +48,8 @@ class Watch:
         self.said = Lines(self.process.stderr)
 
     def stop(self):
-        """Ends the watch. Sends a signal that the watch handles, if possible, so that it writes its coverage
-        counts."""
+        """Ends the watch with a signal that the watch handles, so that the watch can write its coverage
+        counts. Kills the watch if it does not end."""
         self.process.terminate()
         try:
             self.process.wait(STEP_LIMIT)
@@ -63,7 +63,7 @@ class Watch:
 
 @pytest.fixture
 def watching(meter):
-    """Starts a watch on the test's meter and waits until it is ready."""
+    """Returns a function that starts a watch on the test's meter and waits until the watch is ready."""
     with contextlib.ExitStack() as stack:
         def start(*arguments, prefix=(), folder=meter.folder, **options):
             watch = Watch(meter, arguments, prefix, **options)
@@ -129,7 +129,7 @@ def test_an_unreadable_store_is_reported_once_and_does_not_end_the_watch(meter, 
     store = meter.folder / "store.toml"
     store.write_text('"/a" = 1\n"/b" =\n')
     assert watch.said.next().startswith(f"cdsctl: {store}:2: ")
-    store.write_text('"/a" = 1\n"/b" =\n')  # causes the same error again
+    store.write_text('"/a" = 1\n"/b" =\n')  # this write causes the same error again
     assert not select.select([watch.said.descriptor], [], [], 0.5)[0]
     store.unlink()
     assert watch.said.next() == f"cdsctl: {store}: cannot be read: No such file or directory"
@@ -224,7 +224,7 @@ def test_a_change_is_shown_even_if_the_event_queue_overflows(meter, watching):
     most = int(pathlib.Path("/proc/sys/fs/inotify/max_queued_events").read_text())
     watch = watching()
     watch.process.send_signal(signal.SIGSTOP)
-    for n in range(most + 100):  # the system merges two identical events in a row
+    for n in range(most + 100):  # the names alternate, because the system merges equal events in a row
         (meter.folder / f"other-{n % 2}").write_bytes(b"")
     meter.change({FORM: 5})
     watch.process.send_signal(signal.SIGCONT)
@@ -232,7 +232,7 @@ def test_a_change_is_shown_even_if_the_event_queue_overflows(meter, watching):
 
 
 def said_at_the_end(watch):
-    """Returns the last line. A message about the store may come before it."""
+    """Returns the last line on standard error. Skips messages about the store. The watch must fail."""
     said = watch.said.next()
     while "store.toml" in said:
         said = watch.said.next()
@@ -282,7 +282,7 @@ def test_a_removal_next_to_the_directory_is_not_reported(meter, watching):
 
 @pytest.fixture
 def target(meter):
-    """Makes the meter's store a link to another link, which points to a file. Returns the file."""
+    """Makes the meter's store a link to a second link. The second link leads to a file. Returns this file."""
     for name in ("first", "second"):
         (meter.top / name).mkdir()
     (meter.folder / "store.toml").rename(meter.top / "second" / "real.toml")
@@ -359,8 +359,8 @@ def test_only_the_directory_wakes_the_watch(meter, watching):
     watch = watching(prefix=("strace", "-f", "-o", str(trace)))
 
     def settled():
-        """Waits until the last call is a wait without a time-out. Returns the calls so far. Fails if more
-        calls follow."""
+        """Waits until the watch's last system call is a `poll` without a time-out. Returns all system calls
+        so far. Fails if more system calls follow."""
         wait_until(lambda: re.search(r"poll\([^\n]*, -1(, NULL, \d+)?\s*\Z", trace.read_text()), trace.read_text)
         calls = trace.read_text()
         time.sleep(1.5)
@@ -368,7 +368,7 @@ def test_only_the_directory_wakes_the_watch(meter, watching):
         return calls
 
     def names(calls):
-        """Returns the calls without their arguments, because a path may contain any word."""
+        """Returns only the names of the system calls, because a path in an argument may contain any word."""
         return " ".join(re.findall(r"^\d+ +(\w+)\(", calls, re.M))
 
     calls = settled()
@@ -381,6 +381,6 @@ def test_only_the_directory_wakes_the_watch(meter, watching):
     assert not re.search("sleep|timer|alarm", names(woken))
     assert not re.search(r" poll\([^\n]*, \d+\)", woken)
     before = len(calls) + len(woken)
-    (meter.folder / "faults.toml").write_text("")  # wakes the watch, but the watch reads no file
+    (meter.folder / "faults.toml").write_text("")  # wakes the watch, but the watch must read no file
     wait_until(lambda: len(trace.read_text()) > before, trace.read_text)
     assert "open" not in names(settled()[before:])

@@ -1,4 +1,4 @@
-"""The utility with a live view in tmux, and the commands that are printed without tmux."""
+"""The scripts that run the utility with a live view in tmux, or print the commands if tmux is missing."""
 
 import os
 import pathlib
@@ -22,13 +22,13 @@ pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 @pytest.fixture
 def folder():
-    """A directory with a meter and the temporary files of its sessions."""
+    """Creates a directory with a meter and a directory for temporary files."""
     made = pathlib.Path(tempfile.mkdtemp(prefix="s-", dir=BUILD))
     (made / "meter").mkdir()
     (made / "tmp").mkdir()
     shutil.copy(FACTORY, made / "meter" / "store.toml")
     yield made
-    wait_until(lambda: not processes_on(made), lambda: processes_on(made))  # they remove files too
+    wait_until(lambda: not processes_on(made), lambda: processes_on(made))  # the processes remove files too
     shutil.rmtree(made)
 
 
@@ -38,7 +38,7 @@ def environment(folder, **changes):
 
 
 class Tmux:
-    """The test's own tmux server, with one shell of 200 columns."""
+    """A tmux server for one test, with a shell in a window of 200 columns."""
 
     def __init__(self, folder, plain_folder):
         self.environment = environment(folder)
@@ -80,7 +80,10 @@ def spawned(folder, meter, *arguments, programs=BUILD, dimensions=(50, 200), **c
 
 
 def ended(session, keys="", prompt="Select an option ==>"):
-    """Types the keys at the prompt. Returns the exit status. The output is in session.before."""
+    """Types the keys at the prompt, and waits for the end. Returns the exit status of the session.
+
+    session.before then holds the output.
+    """
     try:
         if prompt:
             session.expect(prompt)
@@ -93,7 +96,7 @@ def ended(session, keys="", prompt="Select an option ==>"):
 
 
 def start(tmux, folder, *arguments, meter=None):
-    """Starts a session at the shell's prompt. Returns the pane of the live view."""
+    """Starts a session in the shell's pane. Returns the pane of the live view."""
     words = shlex.join(map(str, (SESSION, BUILD, meter or folder / "meter", *arguments)))
     tmux.type(words + '; echo "status $?"', "Enter")
     wait_until(lambda: len(tmux.panes()) == 2, lambda: tmux.text(tmux.first))
@@ -127,7 +130,7 @@ def test_the_utility_has_the_keyboard_and_enough_columns(tmux, folder):
     widths = dict(line.split() for line in tmux("list-panes", "-F", "#{pane_id} #{pane_width}").splitlines())
     assert int(widths[tmux.first]) >= 80 and int(widths[view]) >= 40
     assert tmux("display-message", "-p", "#{pane_id}").strip() == tmux.first
-    assert ".  Velmora II Initialization" in tmux.text(tmux.first)  # this line needs the argument -m
+    assert ".  Velmora II Initialization" in tmux.text(tmux.first)  # only -m shows this line
 
 
 def test_leaving_the_utility_restores_tmux_and_removes_temporary_files(tmux, folder):
@@ -158,7 +161,7 @@ def test_closing_the_pane_ends_the_session(tmux, folder):
 
 
 def processes_on(folder):
-    """Returns the processes of the session that still use the directory's meter: (id, arguments)."""
+    """Returns (id, arguments) of each running process that uses the meter in the directory."""
     found = []
     for entry in pathlib.Path("/proc").iterdir():
         try:
@@ -180,14 +183,14 @@ def test_outside_tmux_a_session_starts_and_ends_its_own_server(folder):
     try:
         session.delaybeforesend = None
         session.expect("Select an option ==>")
-        session.send("\x02")  # tmux does not intercept it, and the utility ignores it
+        session.send("\x02")  # Ctrl-B: tmux must not intercept the key; the utility ignores it
         session.send("9\r")
         session.expect("Error: Invalid selection")
         session.send("0\r")
         session.expect(pexpect.EOF)
         wait_until(lambda: not session.isalive(), lambda: "it does not end")
         assert (session.exitstatus, session.signalstatus) == (0, None)
-        assert b"\x1b[?1049l" in session.before  # the earlier contents of the terminal are restored
+        assert b"\x1b[?1049l" in session.before  # tmux restores the contents of the terminal
     finally:
         session.close(force=True)
     assert files(folder) == before
@@ -226,7 +229,7 @@ def test_closing_the_terminal_ends_the_session(folder):
     session.expect("Select an option ==>")
     assert processes_on(folder)
     try:
-        session.ptyproc.fileobj.close()  # not session.close(), which kills processes that do not end immediately
+        session.ptyproc.fileobj.close()  # session.close() would kill slow processes
         wait_until(lambda: not processes_on(folder), lambda: processes_on(folder))
         wait_until(lambda: files(folder) == before, lambda: files(folder))
     finally:
@@ -234,8 +237,8 @@ def test_closing_the_terminal_ends_the_session(folder):
 
 
 def restore_signals():
-    """Runs in the new process. Restores the default action for interrupts, because tests in the background
-    ignore them."""
+    """Restores the default actions for SIGINT and SIGTERM in a new process. Tests that run in the background
+    ignore interrupts, and the new process would inherit this."""
     for number in (signal.SIGINT, signal.SIGTERM):
         signal.signal(number, signal.SIG_DFL)
 
@@ -318,7 +321,7 @@ def test_in_a_small_pane_the_utility_runs_without_the_view(folder, tmux):
 # -- the output of a utility that ends --
 
 def a_utility(folder, script):
-    """Creates a directory of programs. Its meter-settings is this script."""
+    """Creates a directory with cdsctl, and with the script under the name meter-settings."""
     programs = folder / "programs"
     programs.mkdir()
     (programs / "cdsctl").symlink_to(BUILD / "cdsctl")
@@ -328,7 +331,7 @@ def a_utility(folder, script):
 
 
 def left_on_the_terminal(session):
-    """Returns the lines that the terminal shows after the session's screen is gone."""
+    """Returns the lines that are printed after tmux has left the alternate screen."""
     return session.before.decode().rpartition("\x1b[?1049l")[2].split("\r\n")
 
 
@@ -381,7 +384,7 @@ def test_the_arguments_are_passed_unchanged(folder):
 
 @pytest.fixture
 def meter_session(folder):
-    """Runs meter-session on this meter, from a directory of programs with the installed layout."""
+    """Installs meter-session in a directory. Returns a function that runs this meter-session on a meter."""
     root = folder / "root"
     programs = root / "lib" / "meter-settings" / "bin"
     programs.mkdir(parents=True)

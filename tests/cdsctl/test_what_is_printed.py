@@ -1,4 +1,4 @@
-"""cdsctl list, get, dump and diff: their output, and their messages about missing leaves and files."""
+"""The output of cdsctl list, get, dump and diff, and the messages about missing leaves and files."""
 
 import json
 import os
@@ -56,7 +56,7 @@ def test_load_accepts_the_output_of_dump(meter, answer):
 def test_list_as_json_is_one_object(meter, answer):
     store_of(meter, '"/b" = "ä \\"x\\""\n"/a/1" = true\n"/a/2" = -5\n')
     assert json.loads(answer("list", "--json")) == {"/a/1": True, "/a/2": -5, "/b": 'ä "x"'}
-    assert '"/b": "ä \\"x\\""' in answer("list", "--json")  # letters are not escaped
+    assert '"/b": "ä \\"x\\""' in answer("list", "--json")  # non-ASCII letters are not escaped
     assert json.loads(answer("list", "--json", "/a")) == {"/a/1": True, "/a/2": -5}
     assert json.loads(answer("--json", "list", "/none")) == {}
 
@@ -94,7 +94,7 @@ def test_get_as_json_has_null_for_a_missing_leaf(cdsctl, answer):
 
 @pytest.fixture
 def dumped(meter):
-    """Returns a dump. After the dump, the fixture changes two leaves of the meter and adds one."""
+    """Returns the file of a dump. Then changes one leaf of the meter, adds one leaf and clears one leaf."""
     dump = meter.top / "dump.toml"
     dump.write_text(toml_text(meter.leaves()))
     meter.change({FORM: 5, "/VMIC/Extra/Value": 'a "b"'}, [ENCLOSURE])
@@ -191,7 +191,7 @@ def test_the_option_c_overrides_the_environment(meter, answer):
         assert answer(*option, "get", ENCLOSURE, environment=elsewhere) == "S\n"
         assert answer("get", *option, ENCLOSURE, environment=elsewhere) == "S\n"
         assert answer("get", ENCLOSURE, *option, environment={}) == "S\n"
-    # The last -C counts.
+    # If -C is given twice, the last -C counts.
     assert answer("-C", "/nonexistent", "-C", str(meter.folder), "get", ENCLOSURE) == "S\n"
 
 
@@ -204,7 +204,7 @@ def test_the_option_c_overrides_the_environment(meter, answer):
 def test_a_file_too_large_for_the_memory_is_reported(meter, large, words, reported):
     file = meter.folder / large
     file.touch()
-    os.truncate(file, 200 * 2**20)  # takes no disk space
+    os.truncate(file, 200 * 2**20)  # a sparse file takes no disk space
     words = [word.format(file) for word in words]
     done = subprocess.run(["prlimit", f"--as={100 * 2**20}", *command(CDSCTL, *words)], env=meter.environment(),
                           capture_output=True, text=True, timeout=STEP_LIMIT)

@@ -1,4 +1,4 @@
-"""cdsctl set, clear, load, reset and init: the changes in the store, and the rejected arguments."""
+"""The changes that cdsctl set, clear, load, reset and init make, and the arguments that they reject."""
 
 import os
 import stat
@@ -15,14 +15,14 @@ NEW = "/VMIC/Extra/Value"
 
 @pytest.fixture
 def store(meter):
-    """Returns the store's file. It has a comment, which any write removes."""
+    """Adds a comment to the store file, and returns the file. Any write removes this comment."""
     file = meter.folder / "store.toml"
     file.write_text("# as it was\n" + file.read_text())
     return file
 
 
 def state_of(file):
-    """Returns a value that changes with every write, even with a write of the same bytes."""
+    """Returns a value that changes with every write, even if the bytes stay the same."""
     status = file.stat()
     return status.st_ino, status.st_mtime_ns, status.st_ctime_ns, file.read_bytes()
 
@@ -38,7 +38,7 @@ def test_set_prints_nothing_and_writes_sorted_keys(meter, answer, store):
 
 def test_set_writes_several_leaves_atomically(meter, new_leaves, store):
     before = store.stat().st_ino
-    os.link(store, meter.top / "kept")  # keeps the old inode, so that the new file gets another number
+    os.link(store, meter.top / "kept")  # a second link keeps the old inode number in use
     assert new_leaves("set", ENCLOSURE, "RK", FORM, "5", NEW, "true") == [f'"{NEW}"']
     assert meter.difference() == [f'~ "{FORM}" = 3 -> 5', f'~ "{ENCLOSURE}" = "S" -> "RK"', f'+ "{NEW}" = true']
     assert store.stat().st_ino != before
@@ -130,7 +130,7 @@ def test_a_new_leaf_is_reported_with_the_nearest_existing_path(meter, new_leaves
     assert new_leaves("set", "/VMIC/Enclosre/Value", "RK", "/VMIC/Enclosure", "RK", FORM, "5", NEW, "1") == [
         f'"/VMIC/Enclosre/Value" (did you mean "{ENCLOSURE}"?)', f'"/VMIC/Enclosure" (did you mean "{ENCLOSURE}"?)',
         f'"{NEW}"']
-    assert new_leaves("set", NEW, "2", ENCLOSURE, "RK") == []  # now they exist
+    assert new_leaves("set", NEW, "2", ENCLOSURE, "RK") == []  # now both leaves exist
     assert meter.leaves()["/VMIC/Enclosre/Value"] == "RK"
 
 
@@ -242,7 +242,7 @@ def test_a_missing_directory_is_reported_by_a_write(meter, error_of):
 
 
 def test_a_file_that_cannot_be_written_is_reported(meter, error_of, store):
-    (meter.folder / "store.toml.new").mkdir()  # blocks the temporary file
+    (meter.folder / "store.toml.new").mkdir()  # a directory with the name of the temporary file
     before = state_of(store)
     assert f"cdsctl: {store}: cannot be written: " in error_of(3, "set", FORM, "5")
     assert state_of(store) == before
@@ -296,7 +296,7 @@ def test_init_reports_a_directory_that_cannot_be_created(error_of, store):
 
 def test_init_reports_what_prevents_the_creation(meter, error_of, store):
     store.unlink()
-    (meter.folder / "factory.toml.new").mkdir()  # blocks the temporary file
+    (meter.folder / "factory.toml.new").mkdir()  # a directory with the name of the temporary file
     assert error_of(3, "init", str(meter.folder)).startswith(f"cdsctl: {meter.folder}/factory.toml: cannot be written: ")
     downloads = meter.folder / "jffs" / "downloads"
     downloads.rmdir()

@@ -10,7 +10,7 @@ using simulator::LeafValue;
 namespace
 {
 
-// Returns the value in TOML, or the reason why the argument is rejected.
+// Returns the value in TOML, or "rejected: " and the reason.
 std::string read(const std::string& word, const std::string& type, const LeafValue* present)
 {
     LeafValue value;
@@ -86,7 +86,7 @@ TEST_CASE("a leaf keeps its type")
 {
     CHECK(over(std::string("x"), "5") == "\"5\"");
     CHECK(over(std::string("x"), "true") == "\"true\"");
-    CHECK(over(std::string("x"), "\"y\"") == "\"\\\"y\\\"\""); // the argument with its quotes
+    CHECK(over(std::string("x"), "\"y\"") == "\"\\\"y\\\"\""); // with the argument's quotes
     CHECK(over(5, "-6") == "-6");
     CHECK(over(false, "true") == "true");
 }

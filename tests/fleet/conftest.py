@@ -1,4 +1,4 @@
-"""Creates a directory for the meters of each test. The directory is kept if the test fails."""
+"""Creates a directory for the meters of each test. If the test fails, the directory is kept."""
 
 import pathlib
 import shutil
@@ -7,7 +7,7 @@ import sys
 import pytest
 
 TESTS = pathlib.Path(__file__).parents[1]
-sys.path[:0] = [str(TESTS / "model"), str(TESTS.parent / "fleet")]  # for option_words and meter_fleet
+sys.path[:0] = [str(TESTS / "model"), str(TESTS.parent / "fleet")]  # option_words and meter_fleet are there
 
 from fleet_rig import scratch  # noqa: E402
 

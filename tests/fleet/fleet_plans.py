@@ -1,4 +1,4 @@
-"""Generates plans, and the stores of their meters.
+"""Generates random plans, and the stores of the planned meters.
 
 Settings have the same names and types as in a plan."""
 
@@ -11,7 +11,7 @@ NETWORK = "/Software/System Settings/Network/"
 PORT = NETWORK + "Interface/1/"
 SUPPORTED = PORT + "Media Type/Supported Types/Value"
 
-# Maps each setting to its leaf.
+# Maps each setting to the path of its leaf.
 LEAVES = {
     "dhcp": PORT + "DHCP Enabled/Value",
     "ip_address": PORT + "IP Address/Value",
@@ -28,7 +28,7 @@ LEAVES = {
     "enclosure": "/VMIC/Enclosure/Value",
 }
 ADDRESSES = ("ip_address", "subnet_mask", "default_gateway", "primary_dns", "secondary_dns")
-NUMBERS = {"meter_form": 5, "class_amps": 2, "nominal_frequency": 1}  # maps each number to its highest value
+NUMBERS = {"meter_form": 5, "class_amps": 2, "nominal_frequency": 1}  # the highest value of each number
 REMOVABLE = ("ip_address", "default_gateway", "primary_dns", "secondary_dns")
 ENCLOSURES = "S A R I RK K1 K1F K2 K10 KS Q Q4 TD G1 G2 G3 G4 G5 G6 W".split()
 MEDIA_TYPES = ("10Base-T Half", "10Base-T Full", "100Base-TX Half", "100Base-TX Full", "1000Base-T")
@@ -41,9 +41,10 @@ def as_text(element):
 
 
 def read_setting(leaves, setting):
-    """Returns the value that the utility shows, or a text for a number that a plan cannot contain."""
+    """Returns the value that the utility shows, with the type of a plan. If the setting is a number but a
+    plan cannot contain the leaf's value, returns the value as text."""
     leaf = leaves.get(LEAVES[setting])
-    if setting == "dhcp":  # the utility reads a missing leaf, or one of another type, as on
+    if setting == "dhcp":  # the utility treats a missing leaf, or a leaf of another type, as on
         return leaf if isinstance(leaf, bool) else True
     if setting in NUMBERS:
         text = "" if leaf is None else as_text(leaf)
@@ -63,7 +64,8 @@ def address(rng):
 
 
 def options_list(rng):
-    """Returns an options list that the utility accepts, in any order, in upper or lower case."""
+    """Returns a random options list that the utility accepts. The options are in random order. Each option is
+    in upper or lower case."""
     chosen, groups = [], set()
     for name, group, _ in rng.sample(option_words.OPTIONS, rng.randrange(1, 20)):
         if group not in groups or group not in option_words.GROUPS:
@@ -83,7 +85,7 @@ def supported_types(leaves):
 
 
 def value(rng, setting, leaves):
-    """Returns a value that can be entered in the meter's menus."""
+    """Returns a random value that can be entered in the meter's menus."""
     if setting == "dhcp":
         return rng.random() < 0.5
     if setting in REMOVABLE and rng.random() < 0.1:
@@ -99,7 +101,8 @@ def value(rng, setting, leaves):
 
 
 def nearby(rng, setting, present):
-    """Returns a value that differs from the present one in one character, or None if it finds none."""
+    """Returns a value that differs from `present` in at most one character, or None if such a value is not
+    found."""
     if setting not in (*ADDRESSES, "serial_number") or not isinstance(present, str) or len(present) < 7:
         return None
     place = rng.randrange(len(present) - 1, len(present) - 3, -1)
@@ -114,8 +117,8 @@ def nearby(rng, setting, present):
 
 
 def strange(rng, setting):
-    """Returns a value that the utility never writes to this leaf, or None for no leaf. No text ends in a
-    space, because the screens do not show one."""
+    """Returns an unusual value for a leaf, or None if the leaf must be absent. No text ends with a space,
+    because the screens do not show a space at the end."""
     return rng.choice((None, None, "", "[none]", 5, True, "x" * rng.randrange(1, 60), "0.0.0.0 and more",
                        "3x", "-1", "99", "a : b", "Enabled", "==>  x"))
 
@@ -138,7 +141,7 @@ def store(rng):
 
 def settings(rng, leaves):
     """Returns the settings of a plan for a meter with these leaves. The meter already has about half of the
-    values."""
+    planned values."""
     named = [setting for setting in LEAVES if rng.random() < rng.choice((0.15, 0.6, 1))]
     chosen = {}
     for setting in named:
@@ -178,7 +181,8 @@ def is_serial(text):
 
 
 def generate(seed, number):
-    """Returns a random generator for further use, a store, and the settings planned for it."""
+    """Returns a random generator for further use, the leaves of a meter, and the planned settings of this
+    meter."""
     rng = random.Random(f"{seed}/{number}")
     leaves = store(rng)
     return rng, leaves, settings(rng, leaves)

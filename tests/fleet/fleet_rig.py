@@ -1,8 +1,8 @@
 """Simulated meters and their lines, for the tests of `fleet/`.
 
 A meter is a directory below the build directory. It contains the meter's store in `meter/` and the trace of
-the library's calls in `trace`. noisy-line reads `line.json` and writes `sessions/`. The meter's console is
-`run:` and a command."""
+the library's calls in `trace`. noisy-line reads `line.json` and writes `sessions/`. The address of the
+meter's console is `run:` and a command."""
 
 import json
 import os
@@ -26,13 +26,13 @@ SCALED_FLEET = pathlib.Path(__file__).with_name("scaled-meter-fleet")
 FACTORY_LEAVES = tomllib.loads(FACTORY.read_text())
 
 IDLE_SECONDS = 30.0  # the utility waits this long for a key
-LIMIT = 600  # seconds for one run of meter-fleet
+LIMIT = 600  # the time limit for one run of meter-fleet, in seconds
 
 
 class FleetMeter:
-    """A simulated meter and the plan of its line (see line_plan.h). `scale` multiplies the utility's idle
-    time. Each command takes `command_seconds`. `scale` does not change this time or the times in the line's
-    plan."""
+    """A simulated meter and the plan of its serial line (see line_plan.h). `scale` multiplies the utility's
+    idle time, but not the times in the line's plan. `command_seconds`: the duration of each command of the
+    meter, which `scale` does not change."""
 
     def __init__(self, folder, leaves=None, line=None, faults="", scale=1.0, arguments=("-m",), command_seconds=0):
         self.folder = pathlib.Path(folder)
@@ -62,7 +62,7 @@ class FleetMeter:
         return "run:" + shlex.join(map(str, words))
 
     def leaves(self):
-        """Maps the path of each leaf to its value, as cdsctl reads the store."""
+        """Reads the store with cdsctl. Returns a dictionary that maps the path of each leaf to its value."""
         done = subprocess.run([str(CDSCTL), "-C", str(self.meter), "dump"], capture_output=True,
                               text=True, timeout=60, check=True)
         return tomllib.loads(done.stdout)
@@ -71,14 +71,15 @@ class FleetMeter:
         return [json.loads(line) for line in self.trace.read_text().splitlines()] if self.trace.exists() else []
 
     def sessions(self):
-        """Returns a list of the events on the line for each connection, in order."""
+        """Returns one list for each connection, in order. Each list contains the events on the line."""
         files = sorted((self.folder / "sessions").glob("*.jsonl"), key=lambda path: int(path.stem))
         return [[json.loads(line) for line in path.read_text().splitlines()] for path in files]
 
 
 def in_build_folder(variables, words):
-    """Returns a command that runs `words` in the build directory with these variables. Lists of paths must
-    use "." for this directory, because its path may contain a colon, which separates the paths."""
+    """Returns a command that runs `words` in the build directory with these variables. A variable that is a
+    list of paths must contain "." for the build directory, because the directory's path may contain a colon,
+    which separates the paths."""
     return ["env", "-C", str(BUILD), *(f"{name}={value}" for name, value in variables.items()), *map(str, words)]
 
 
@@ -115,13 +116,14 @@ def run_fleet(*arguments, scale=1.0, program=METER_FLEET, **options):
 
 
 def results_of(done):
-    """Maps the name of each meter to its JSON object."""
+    """Maps the name of each meter to the JSON object that meter-fleet printed for this meter."""
     found = [json.loads(line) for line in done.stdout.splitlines()]
     return {result["name"]: result for result in found}
 
 
 def play(command, folder, meters, *arguments, scale=1.0, **options):
-    """Runs a command of meter-fleet on pairs (meter, settings). Returns the process and the results."""
+    """Runs a command of meter-fleet on pairs (meter, settings). Returns the finished process, and a
+    dictionary with the result of each meter by name."""
     path = folder / f"plan-{random.randrange(10**9)}.toml"
     path.write_text(plan_text([(meter.name, meter.console, settings) for meter, settings in meters]))
     records = ["--records", str(folder / "records")]

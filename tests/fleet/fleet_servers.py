@@ -29,7 +29,8 @@ def shell_command(meter, user="", password=""):
 
 @contextlib.contextmanager
 def plain_path(folder):
-    """Yields a path to the directory. It has no characters that PATH, sshd or socat treat specially."""
+    """Yields a link to the directory. The path of the link has no characters that PATH, sshd or socat treat
+    specially."""
     with tempfile.TemporaryDirectory() as made:
         link = pathlib.Path(made) / "folder"
         link.symlink_to(folder)
@@ -50,7 +51,7 @@ def answers(port):
 
 @contextlib.contextmanager
 def running(words, is_ready, **options):
-    """Runs a server until the end of the block. Begins the block when the server is ready."""
+    """Starts a server and runs the block when the server is ready. Ends the server after the block."""
     process = subprocess.Popen(words, stdin=subprocess.DEVNULL, start_new_session=True, **options)
     try:
         wait_until(lambda: is_ready() or process.poll() is not None, lambda: f"{words} is not ready")
@@ -95,8 +96,9 @@ def make_key(path):
 
 
 def with_private_directory(words):
-    """Returns a command that runs `words` with a private directory below /run, which sshd requires if root
-    starts it. Other processes cannot see this directory."""
+    """Returns a command that first creates sshd's private directory below /run and then runs `words`. sshd
+    requires this directory if root starts it. Other processes cannot see the directory. Returns `words`
+    unchanged if the directory is not needed."""
     if os.geteuid() != 0 or PRIVATE_DIRECTORY.is_dir():
         return words
     script = f"mount -t tmpfs tmpfs /run && mkdir -m 755 {PRIVATE_DIRECTORY} && exec {shlex.join(words)}"
@@ -104,7 +106,8 @@ def with_private_directory(words):
 
 
 def write_client(folder, port):
-    """Creates a program `ssh` for the PATH: the real client with the test's own keys and known hosts."""
+    """Creates a script `ssh` for the PATH. The script runs the real client with the test's own keys and known
+    hosts."""
     host_key = (folder / "host_key.pub").read_text().split()[:2]
     (folder / "known_hosts").write_text(f"[127.0.0.1]:{port} {' '.join(host_key)}\n")
     (folder / "ssh_config").write_text(SSH_CONFIG.format(folder=folder))
@@ -116,8 +119,8 @@ def write_client(folder, port):
 
 @contextlib.contextmanager
 def ssh_server(folder, command):
-    """Runs a server that starts `command` at every login. Yields the console, and the environment in which
-    the client finds its keys."""
+    """Runs a server that starts `command` at every login. Yields the address of the console, and the
+    environment in which `ssh` finds the test's keys."""
     folder.mkdir()
     port = free_port()
     for name in ("host_key", "key"):
@@ -147,7 +150,7 @@ def console_script(folder, command):
 
 @contextlib.contextmanager
 def serial_port(folder, command):
-    """Yields the device of a serial line. `command` runs at its other end."""
+    """Runs `command` at one end of a serial line. Yields the device at the other end."""
     with plain_path(folder) as plain:
         device = plain / "ttyMeter"
         words = ["socat", f"PTY,link={device},raw,echo=0", f"EXEC:{console_script(plain, command)},{ON_TERMINAL}"]
@@ -157,7 +160,8 @@ def serial_port(folder, command):
 
 @contextlib.contextmanager
 def raw_terminal_server(folder, command):
-    """Yields a port. Each connection to it gets a separate console without telnet commands."""
+    """Runs a terminal server that sends no telnet commands. Each connection to the server starts `command` as
+    a separate console. Yields the address of the console."""
     port = free_port()
     with plain_path(folder) as plain:
         words = ["socat", f"TCP-LISTEN:{port},bind=127.0.0.1,reuseaddr,fork",
@@ -179,7 +183,8 @@ connection: &meter
 
 @contextlib.contextmanager
 def telnet_server(folder, device):
-    """Runs ser2net for a serial device. ser2net uses the telnet protocol with its options."""
+    """Runs ser2net on a serial device. ser2net uses the telnet protocol and its options. Yields the address
+    of the console."""
     port = free_port()
     config = folder / "ser2net.yaml"
     config.write_text(SER2NET_CONFIG.format(port=port, device=device))
@@ -196,14 +201,14 @@ def is_listening(port):
 
 
 def over_a_slow_line(folder, command, baud=9600):
-    """Returns a command that runs `command` behind a line with this speed."""
+    """Returns a command that runs `command` at the end of a line with the speed `baud`."""
     folder.mkdir()
     (folder / "line.json").write_text(json.dumps({"command": list(map(str, command)), "baud": baud}))
     return [str(NOISY_LINE), str(folder)]
 
 
 def environment_with_password(password):
-    """Returns the environment with the password for the login of a plan, or without one if `password` is
-    None."""
+    """Returns an environment for meter-fleet. The environment has the password for a plan's login, or no
+    password if `password` is None."""
     variables = {name: value for name, value in os.environ.items() if name != "FLEET_TEST_PASSWORD"}
     return variables if password is None else variables | {"FLEET_TEST_PASSWORD": password}

@@ -4,7 +4,7 @@ import option_words
 from fleet_plans import LEAVES, NUMBERS, read_setting
 
 GENERAL = "/VMC/Comms/EthPort/1/General/"
-# The leaves to which a save also writes these settings.
+# Maps each of these settings to its mirror, which a save also writes.
 MIRRORS = {
     "dhcp": GENERAL + "DHCP/Value",
     "ip_address": GENERAL + "IPAddress/Value",
@@ -14,7 +14,7 @@ MIRRORS = {
 TRIGGERS = "/VMF/UpdateService/"
 OPTIONS = "/VMIC/Options/"
 FORBIDDEN_COMMANDS = ("sernetpwreset.sh", "fw_reset.sh")
-QUIET_RESULTS = ("ok", "differs", "rejected", "unreachable")  # the meter did not change
+QUIET_RESULTS = ("ok", "differs", "rejected", "unreachable")  # with these results, the meter did not change
 GOOD_RESULTS = ("ok", "changed")
 
 
@@ -52,7 +52,7 @@ def clears_the_options(call):
 
 
 def forbidden(calls):
-    """Returns the password resets, factory resets and clearings of the options list in the calls."""
+    """Finds forbidden actions in the calls: password resets, factory resets and clearing the options list."""
     found = [line for line in commands(calls) if line.startswith(FORBIDDEN_COMMANDS)]
     return found + ["options cleared" for call in calls if clears_the_options(call)]
 
@@ -76,8 +76,8 @@ def stray_changes(before, after, settings):
 
 
 def wrong_option_leaves(after, settings):
-    """Returns the option leaves that differ from the options list. If the list writes a leaf twice, the last
-    value must be in the store."""
+    """Returns the option leaves that differ from the options list. If a save writes a leaf twice, the store
+    must contain the last value."""
     wanted = dict(option_words.examine(settings["options_list"]).batch)
     return sorted(path for path, leaf in wanted.items() if after.get(path) is not leaf)
 
@@ -96,7 +96,7 @@ def mirrored(wanted):
 
 
 def early_keys(sessions):
-    """Counts the keys that came too early, by reason."""
+    """Counts the keys that meter-fleet sent too early, for each reason."""
     counts = {}
     for event in (event for session in sessions for event in session):
         if event["event"] == "key" and event["early"]:
@@ -104,8 +104,8 @@ def early_keys(sessions):
     return counts
 
 
-# The reasons that count as an error. A key that meter-fleet has already sent is not an error if somebody
-# else's Enter or the utility's time-out then begins another screen or a command.
+# The reasons that are errors. A key is not an error if meter-fleet had already sent it when somebody else's
+# Enter or the utility's time-out began another screen or a command.
 TOO_EARLY = {"command": "while a command was running", "screen": "before a screen was complete"}
 
 
@@ -131,7 +131,8 @@ def problems(meter, settings, result):
 
 
 def wrong_report(after, settings, result):
-    """Compares the settings that a good result reports with the store."""
+    """Returns errors in the report, as lines of text. If the result is good, compares the reported settings
+    with the store. Any other result except `differs` must have a message."""
     if result["result"] not in GOOD_RESULTS:
         return [] if result["messages"] else [f"{result['result']} without a message"] \
             if result["result"] != "differs" else []

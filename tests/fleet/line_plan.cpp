@@ -9,7 +9,8 @@ using nlohmann::json;
 namespace
 {
 
-// Reads a member of the plan. Leaves it unchanged when the plan does not have it.
+// Reads a member from a JSON object. Leaves the member unchanged when the object does not contain
+// it.
 template <typename Member>
 void take(const json& from, const char* name, Member& member)
 {
@@ -19,7 +20,7 @@ void take(const json& from, const char* name, Member& member)
 
 } // namespace
 
-// The JSON library calls functions with this name.
+// The JSON library calls the functions that are named from_json.
 
 static void from_json(const json& from, LineEvent& event)
 {

@@ -1,11 +1,11 @@
-// Changes the speed of a simulated meter: time-outs can be shorter than on a meter, and commands
-// can take as long as on a meter. Loaded into the utility with LD_PRELOAD.
+// Changes the speed of a simulated meter. Time-outs can be shorter than on a real meter, and
+// commands can take as long as on a real meter. LD_PRELOAD loads this library into the utility.
 //
 //   METER_TIME_SCALE     Factor for the time-out of each `select`. The remaining time that `select`
-//                        returns is divided by it, so the caller does not notice.
+//                        returns is divided by the factor, so the caller does not notice.
 //   METER_TIME_COMMAND   Duration in seconds of each slow command and each pause. The time passes
 //                        before the simulated meter writes the call to its trace.
-//   METER_TIME_BUSY      A file that exists while such a command or pause lasts.
+//   METER_TIME_BUSY      Path of a file. The file exists while such a command or pause lasts.
 
 #include <cstdlib>
 #include <cstring>

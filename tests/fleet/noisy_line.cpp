@@ -1,12 +1,17 @@
-// A bad serial line. Runs a program on a pseudo-terminal, carries the bytes between it and standard
-// input and output, and damages them as a plan says.
+// Simulates a bad serial line. Runs a program on a pseudo-terminal. Carries the bytes between this
+// terminal and standard input and output, and damages the bytes as a plan says. The driver is the
+// program that operates this console, for example meter-fleet.
 //
 //   noisy-line FOLDER    FOLDER/line.json is the plan (line_plan.h)
 //
-// Each start is one session. It writes three files: FOLDER/sessions/N.jsonl has one JSON object per
-// key and per event, with its time in seconds since the start; N.in has what the driver typed;
-// N.out has what the driver received. The same plan, session and keys give the same damage. Exits
-// with the program's status, or with 1 when the line ended before the program did.
+// Each start of noisy-line is one session. A session with the number N has three files:
+//
+//   FOLDER/sessions/N.jsonl   one JSON object per key and per event, with its time in seconds
+//   FOLDER/sessions/N.in      the bytes that the driver typed
+//   FOLDER/sessions/N.out     the bytes that the driver received
+//
+// The same plan, session number and keys give the same damage. noisy-line exits with the program's
+// status, or with 1 when the line ended before the program did.
 
 #include "tests/fleet/line_plan.h"
 
@@ -36,29 +41,32 @@ namespace
 
 constexpr double bits_per_byte = 10; // 8N1: a start bit and a stop bit with each byte
 constexpr double forever = 1e9;
-constexpr unsigned long longest_screen = 1500; // approximately, in bytes
+constexpr unsigned long longest_screen = 1500; // approximately; in bytes
 
+// A byte on its way. `is_echo`: for output, false if the byte belongs to a screen. `is_foreign`:
+// for input, true if the driver did not type the byte.
 struct TimedByte {
     double at;               // cppcheck-suppress unusedStructMember ; used through the queue
     char byte;               // cppcheck-suppress unusedStructMember
-    bool is_echo = true;     // cppcheck-suppress unusedStructMember ; output: false for a screen's
-    bool is_foreign = false; // cppcheck-suppress unusedStructMember ; input: not the driver's
+    bool is_echo = true;     // cppcheck-suppress unusedStructMember
+    bool is_foreign = false; // cppcheck-suppress unusedStructMember
 };
 
-// One direction of the line. A byte leaves only after the one before it has left.
+// One direction of the line. A byte leaves only after the previous byte has left.
 struct Channel {
     std::deque<TimedByte> bytes;
     double free_at = 0;
 };
 
-// A screen that the driver did not ask for: it follows an Enter that the driver did not type, or a
-// time-out of the program. The driver cannot know of it before its first byte arrives, and cannot
-// take back a key that is then on its way. If that key is Enter, the driver takes the unasked screen
-// for the answer, and the screen that answers is unasked in its turn.
+// A screen that the driver did not ask for. The screen follows an Enter that the driver did not
+// type, or a time-out of the program. The driver cannot notice the screen before the first byte of
+// the screen arrives, and cannot take back a key that it has already sent. If this key is Enter,
+// the driver takes the unasked screen for the answer to its Enter. The real answer is then an
+// unasked screen too.
 struct UnaskedScreen {
     bool is_due = false;
-    bool was_excused = false; // one key was excused since the first byte arrived
-    long line_ends = 1;       // Enter keys without a prompt after them; the start counts as one
+    bool was_excused = false; // one early key was allowed since the first byte arrived
+    long line_ends = 1;       // Enter keys that no prompt follows yet; the start counts as one
 };
 
 struct Line {
@@ -66,7 +74,7 @@ struct Line {
     unsigned session = 0;
     std::string busy_file; // exists while the meter runs a command (meter_time.cpp)
     std::mt19937_64 random;
-    int terminal = -1; // the program's
+    int terminal = -1; // the pseudo-terminal of the program
     pid_t program = -1;
     FILE* log = nullptr;
     FILE* typed = nullptr;
@@ -74,15 +82,15 @@ struct Line {
     Channel to_program;
     Channel to_driver;
     unsigned long keys = 0;
-    unsigned long message_in = 0;  // bytes of output before the next kernel message; 0: no message
-    bool enter_is_foreign = false; // the last Enter that reached the program was not the driver's
+    unsigned long message_in = 0;  // output bytes before the next kernel message; 0: no message
+    bool enter_is_foreign = false; // the driver did not type the last Enter
     UnaskedScreen unasked;
     bool screen_is_seen = false; // a byte of the last screen has reached the driver
-    double screen_left_at = 0;   // the last byte of a screen left for the driver
+    double screen_left_at = 0;   // the time when the last byte of a screen left for the driver
     bool open = true;
-    std::string current_line;           // of the program's output, before any damage
-    std::vector<unsigned> found_so_far; // occurrences of each substitution's text
-    std::string tail;                   // the last output, to search for substitutions
+    std::string current_line;           // the last line of the program's output, before any damage
+    std::vector<unsigned> found_so_far; // how often each substitution's text has occurred
+    std::string tail;                   // the output so far, to find the texts of the substitutions
 };
 
 double now()
@@ -152,8 +160,8 @@ char flipped(Line& line, char byte, unsigned bits)
     return static_cast<char>(static_cast<unsigned char>(byte) ^ (1U << pick(line, bits)));
 }
 
-// Returns a key that a technician could have typed, or sometimes any byte. Digits and letters do
-// more harm than random bytes.
+// Returns the bytes of a key that a technician could type, or sometimes one random byte. Digits and
+// letters do more harm than random bytes.
 std::string foreign_keys(Line& line)
 {
     static const std::array<std::string, 24> keys = {
@@ -198,7 +206,8 @@ bool begins(const std::string& text, const char* with)
     return text.rfind(with, 0) == 0;
 }
 
-// Returns true after the program has printed a complete prompt; it then echoes keys.
+// Returns true when the current line contains a complete prompt. The output after it is the echo of
+// keys.
 bool is_asking(const Line& line)
 {
     static const std::array<const char*, 7> questions = {"Select an option (",
@@ -216,7 +225,8 @@ bool is_asking(const Line& line)
            (is_question && text.find(": ") != std::string::npos);
 }
 
-// Returns true when all of the last screen has reached the driver. Only echoes of keys may follow.
+// Returns true when all of the last screen has reached the driver. Only echoes of keys may still be
+// on the way.
 bool screen_is_complete(const Line& line)
 {
     const std::deque<TimedByte>& bytes = line.to_driver.bytes;
@@ -224,7 +234,8 @@ bool screen_is_complete(const Line& line)
                                           [](const TimedByte& byte) { return byte.is_echo; });
 }
 
-// Control-Q resumes stopped output. The terminal handles it, not the program.
+// Returns true for Control-Q, which resumes stopped output. The terminal handles Control-Q, so the
+// program does not receive it.
 bool is_for_the_terminal(const Line& line, char key)
 {
     termios attributes{};
@@ -247,7 +258,7 @@ bool screen_is_in_transit(const Line& line)
     return now() - line.screen_left_at < line.plan.transit;
 }
 
-// Returns why the driver should not type now, or "".
+// Returns the reason why the key comes too early, or "" when the driver may type.
 const char* too_early(Line& line, char key)
 {
     if (is_for_the_terminal(line, key))
@@ -316,7 +327,7 @@ void begin_line(Line& line)
         line.screen_is_seen = false;
     line.current_line.clear();
     if (line.unasked.line_ends == 0)
-        expect_unasked_screen(line); // the program's time-out
+        expect_unasked_screen(line); // the program has timed out
 }
 
 void add_to_line(Line& line, char byte)
@@ -400,7 +411,7 @@ void take_output(Line& line, char byte)
 
 // --- carrying
 
-// Removes and returns the bytes that may leave by now. `watch` gets each byte as it leaves.
+// Removes and returns the bytes that may leave by now. Calls `watch` with each of these bytes.
 template <typename Watch>
 std::string due(Channel& channel, Watch watch)
 {
@@ -420,7 +431,7 @@ void write_all(int descriptor, const std::string& bytes)
     while (written < bytes.size()) {
         const ssize_t count = write(descriptor, bytes.data() + written, bytes.size() - written);
         if (count < 0 && errno != EINTR)
-            return; // the other side has closed; the next read reports it
+            return; // the other side has closed, which the next read reports
         written += count > 0 ? static_cast<std::size_t>(count) : 0;
     }
 }
@@ -455,7 +466,7 @@ int milliseconds_until_next(const Line& line)
     return static_cast<int>(std::clamp((at - now()) * 1000, shortest, longest));
 }
 
-// Reads the available bytes. Returns false at the end of input.
+// Reads the available bytes and calls `take` with each byte. Returns false at the end of input.
 template <typename Take>
 bool read_from(int descriptor, Take take)
 {
@@ -494,7 +505,8 @@ void drop_output(const Line& line, int milliseconds)
     }
 }
 
-// Types the prelude, and only in the first session: it leaves the console in some other state.
+// Types the prelude in the first session. The driver then finds the console in the state that the
+// prelude has produced.
 void play_prelude(Line& line)
 {
     if (line.plan.prelude.empty() || line.session > 0)
@@ -515,7 +527,7 @@ void set_raw()
 {
     termios attributes{};
     if (tcgetattr(STDIN_FILENO, &attributes) != 0)
-        return; // not a terminal: a pipe needs no change
+        return; // standard input is not a terminal but a pipe, which needs no change
     cfmakeraw(&attributes);
     tcsetattr(STDIN_FILENO, TCSANOW, &attributes);
 }
@@ -526,7 +538,7 @@ FILE* session_file(const std::string& folder, unsigned session, const char* suff
     return std::fopen(path.c_str(), "wxe");
 }
 
-// Opens the session's files, numbered with the first unused number.
+// Gives the session the first unused number and opens the session's files.
 void open_session(Line& line, const std::string& folder)
 {
     mkdir((folder + "/sessions").c_str(), 0755);
@@ -544,7 +556,7 @@ void open_session(Line& line, const std::string& folder)
 
 [[noreturn]] void become(const LinePlan& plan)
 {
-    std::signal(SIGHUP, SIG_DFL); // ignored when the tests run under nohup
+    std::signal(SIGHUP, SIG_DFL); // nohup ignores the signal, and the tests may run under nohup
     std::vector<char*> words;
     for (const std::string& word : plan.command)
         words.push_back(const_cast<char*>(word.c_str()));
@@ -568,7 +580,7 @@ int run(const std::string& folder)
     Line line;
     line.plan = read_line_plan(folder + "/line.json");
     line.busy_file = folder + "/busy";
-    unlink(line.busy_file.c_str()); // left by a program that was killed during a command
+    unlink(line.busy_file.c_str()); // a program that was killed during a command leaves this file
     line.found_so_far.resize(line.plan.substitutions.size());
     open_session(line, folder);
     std::seed_seq seed{line.plan.seed, line.session};

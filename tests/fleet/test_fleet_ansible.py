@@ -1,4 +1,4 @@
-"""The Ansible collection, with Debian's ansible-core, on simulated meters."""
+"""Runs the Ansible collection with Debian's ansible-core on simulated meters."""
 
 import json
 import os
@@ -19,7 +19,7 @@ COLLECTION = ANSIBLE / "ansible_collections" / "meter_settings" / "fleet"
 LIMIT = 600
 SETTINGS = {"dhcp": False, "ip_address": "198.51.100.20", "secondary_dns": "", "serial_number": "101212346",
             "meter_form": 5, "enclosure": "K1F"}  # fmt: skip
-# The other tests of ansible-test need packages from the Python package index.
+# The tests of ansible-test that need no packages from the Python package index.
 SANITY = ("action-plugin-docs", "compile", "empty-init", "future-import-boilerplate", "ignores", "line-endings",
           "metaclass-boilerplate", "no-assert", "no-basestring", "no-dict-iteritems", "no-dict-iterkeys",
           "no-dict-itervalues", "no-get-exception", "no-illegal-filenames", "no-main-display", "no-smart-quotes",
@@ -29,8 +29,9 @@ SANITY = ("action-plugin-docs", "compile", "empty-init", "future-import-boilerpl
 
 @pytest.fixture
 def folder(folder, plain_folder):
-    """Returns a link to the directory. Ansible can handle the path of this link: it splits lists of paths at
-    colons, and does not quote its home directory. The link `project` next to it leads to the project."""
+    """Returns a link to the test's directory. Ansible splits lists of paths at colons and does not quote its
+    home directory. The path of the link has no characters that cause errors there. The link `project` in the
+    same directory leads to the project."""
     (plain_folder / "project").symlink_to(REPOSITORY)
     (plain_folder / "folder").symlink_to(folder)
     return plain_folder / "folder"
@@ -135,7 +136,7 @@ def test_documentation(folder):
 
 
 def copied(folder):
-    """Returns a copy of the collection, so that tools can write to its directory."""
+    """Returns a copy of the collection. Tools can write to the directory of the copy."""
     root = folder / "copy"
     shutil.copytree(ANSIBLE, root, ignore=shutil.ignore_patterns("__pycache__", "output"))
     return root
@@ -161,7 +162,8 @@ def test_ansible_test_sanity(folder):
 
 
 def test_the_example_is_valid(folder):
-    """meter-fleet accepts the example's plan, and the example's inventory has a terminal server."""
+    """The example's inventory has a terminal server. The example's playbook has no syntax error and contains
+    only known settings."""
     shown = subprocess.run(["ansible-inventory", "-i", str(ANSIBLE / "example" / "inventory.yml"), "--list"],
                            capture_output=True, text=True, timeout=LIMIT, check=True,
                            env=environment(folder) | {"ANSIBLE_STDOUT_CALLBACK": "default"}).stdout

@@ -1,4 +1,4 @@
-"""meter-fleet on bad lines: tests/fleet/bad-lines plays generated sessions."""
+"""Runs tests/fleet/bad-lines, which plays generated sessions of meter-fleet on bad lines."""
 
 import pathlib
 import re

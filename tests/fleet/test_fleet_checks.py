@@ -1,5 +1,5 @@
-"""The Python of fleet/ passes mypy in strict mode, pylint and flake8. The Python of tests/fleet passes
-flake8."""
+"""The Python code of fleet/ passes mypy in strict mode, pylint and flake8. The Python code of tests/fleet
+passes flake8."""
 
 import pathlib
 import subprocess

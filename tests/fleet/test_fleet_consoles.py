@@ -1,4 +1,4 @@
-"""meter-fleet on real consoles: OpenSSH, serial devices, terminal servers, and a 9,600 baud line."""
+"""Runs meter-fleet on real consoles: OpenSSH, serial devices, terminal servers, and a 9,600 baud line."""
 
 import json
 import shlex
@@ -31,7 +31,8 @@ def on_console(command, folder, console, settings, environment=None, defaults=LO
 
 
 def check_a_console(folder, meter, console, environment=None, defaults=LOGIN):
-    """Applies eight values, and checks that no value differs afterwards."""
+    """Applies the same eight values twice. The first run must change the meter, and the second run must write
+    nothing. Returns both results."""
     first = on_console("apply", folder, console, EIGHT, environment, defaults)
     assert first["result"] == "changed", first
     assert {key: read_settings(meter.leaves())[key] for key in EIGHT} == EIGHT
@@ -51,7 +52,8 @@ def check_that_no_password_is_in_the_records(folder):
             assert path.stat().st_mode & 0o777 == 0o600
             text = path.read_text(encoding="utf-8")
             assert PASSWORD not in text and "pass word" not in text and "a-pass" not in text
-            # The password must not appear as single keys either, so the test removes the signs between keys.
+            # The transcript must not contain the password as single keys either. Therefore the signs around
+            # the keys are removed before the comparison.
             assert PASSWORD not in "".join(character for character in text if character not in "‹›⏎\n")
 
 
@@ -123,7 +125,7 @@ def test_a_wrong_or_missing_password_is_unreachable(password, folder):
 
 
 def test_a_network_setting_needs_no_initialisation_menu(folder):
-    """meter-fleet starts the utility with -m only if a setting needs it."""
+    """meter-fleet starts the utility with -m only if a planned setting needs -m."""
     meter = FleetMeter(folder / "meter")
     console = "shell:" + shlex.join(shell_command(meter))
     on_console("apply", folder, console, {"ip_address": "198.51.100.20"}, defaults="")

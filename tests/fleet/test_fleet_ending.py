@@ -1,4 +1,4 @@
-"""Sessions that end early: after a signal, after the loss of the line, or after keys of someone else."""
+"""Sessions that end early: after a signal, after the loss of the line, or after somebody else typed."""
 
 import json
 import shlex
@@ -34,8 +34,8 @@ def events(meter, kind):
 
 
 def interrupted(folder, meter, is_due, number):
-    """Sends the signal `number` when `is_due` returns True. Returns the seconds until the program ended, and
-    the result."""
+    """Runs meter-fleet and sends the signal `number` when `is_due` returns True. Returns the seconds from the
+    signal to the end of meter-fleet, the exit status, and the result."""
     process = start(folder, meter, SETTINGS)
     try:
         wait_until(lambda: is_due() or process.poll() is not None, lambda: "the signal was never due")
@@ -66,7 +66,7 @@ def test_after_a_signal_it_leaves_through_the_menus_without_saving(number, keys,
 
 
 def test_after_a_signal_it_leaves_a_good_line_through_the_menus(folder):
-    """On a good line, meter-fleet must leave the utility. It may not just report that it could not leave."""
+    """On a good line, meter-fleet must leave the utility. A report that it could not leave is not enough."""
     meter = FleetMeter(folder / "quick", line={"baud": 38400})
     _, _, result = interrupted(folder, meter, lambda: len(events(meter, "key")) >= 10, signal.SIGINT)
     assert result["result"] == "unknown"
@@ -85,7 +85,8 @@ def test_a_signal_while_a_command_runs_types_nothing_into_it(folder):
 
 @pytest.mark.parametrize("kind", ["ends", "deaths"])
 def test_a_lost_line(kind, folder):
-    """The line is lost at different keys, in the first session and in the session that verifies values."""
+    """The line is lost at different keys, either in the first session or in the session that verifies
+    values."""
     pairs = []
     for session, key in [*((0, key) for key in range(0, 100, 9)), (1, 0), (1, 3)]:
         line = {kind: [{"session": n, "at_key": key} for n in range(session, 50)]}
@@ -115,7 +116,8 @@ def test_it_leaves_without_saving_when_someone_else_types(folder):
 @pytest.mark.parametrize("keys", ["3\r10.9.9.9\r", "1\r4\r10.9.9.9\r0\r", "5\r3\r1\r0\r", "3\r10.9.9.9\r6\r",
                                   "1\r2\r10."])
 def test_the_edits_of_someone_else_are_not_saved(keys, folder):
-    """Someone else types the keys of a whole edit, at each of the first eight keys of meter-fleet."""
+    """Somebody else types all keys of an edit at one key of meter-fleet. This is tested at each of the first
+    eight keys."""
     pairs = []
     for at_key in range(8):
         line = {"typists": [{"at_key": at_key, "keys": keys}]}
@@ -126,8 +128,8 @@ def test_the_edits_of_someone_else_are_not_saved(keys, folder):
 
 
 def test_somebody_else_saves_the_edits(folder):
-    """Somebody else saves after each of the first keys. meter-fleet did not read the report of that save, so it
-    enters the values again and saves them."""
+    """Somebody else saves the edits of meter-fleet, at each of the first 60 keys. meter-fleet does not read
+    the report of this save, so it enters the values again and saves them."""
     settings = {"ip_address": "198.51.100.20", "primary_dns": "198.51.100.53"}
     pairs = []
     for at_key in range(60):
@@ -150,7 +152,8 @@ LEFT_BEHIND = ["2\r", "2\r10.9.9.9\r", "2\r10.9.9.9\r6\r", "2\r10.9.9.9\r0\r", "
 
 
 def test_a_console_that_someone_left_in_the_middle_of_a_session(folder):
-    """meter-fleet leaves without saving the edits of others. It does not confirm a question on the screen."""
+    """meter-fleet must not save the edits of somebody else. It must not confirm a question that it finds on
+    the screen."""
     pairs = [(FleetMeter(folder / f"m{i}", line={"prelude": keys}, scale=0.1), SETTINGS)
              for i, keys in enumerate(LEFT_BEHIND)]
     _, results = play("apply", folder, pairs, scale=0.1)
@@ -162,7 +165,8 @@ def test_a_console_that_someone_left_in_the_middle_of_a_session(folder):
 
 
 def test_a_console_with_a_running_utility_is_left_and_started_again(folder):
-    """The utility still runs on the console. meter-fleet leaves the utility and then applies the plan."""
+    """The utility already runs on the console. meter-fleet leaves the utility, starts it again and applies
+    the plan."""
     meter = FleetMeter(folder / "meter", scale=0.1)
     line = {"prelude": "meter-settings -m\r2\r10.9.9.9\r1\r2\r10.", "command": shell_command(meter)}
     left = FleetMeter(folder / "left", line=line, scale=0.1)
@@ -177,8 +181,8 @@ def test_a_console_with_a_running_utility_is_left_and_started_again(folder):
 
 @pytest.mark.parametrize("at_key", range(12, 22))
 def test_a_space_that_no_menu_shows_is_not_saved(at_key, folder):
-    """Someone else types a space into an address, in one case directly before Enter. The next screen is
-    damaged, so meter-fleet cannot see from it that somebody else typed."""
+    """Somebody else types a space into an address, in one case directly before Enter. The next screens are
+    damaged, so they do not show meter-fleet that somebody else typed."""
     after = {"from": "Velmora II Settings", "to": "Velmora II Sexxings", "session": 0}
     line = {"typists": [{"at_key": at_key, "keys": " "}],
             "substitutions": [{**after, "occurrence": occurrence} for occurrence in range(1, 9)]}

@@ -1,4 +1,5 @@
-"""Injects every fault of a meter's store at every call of an apply. No fault may cause a false report."""
+"""Injects faults into all calls that an apply makes to the meter's store. No fault may cause a false
+report."""
 
 import collections
 import re
@@ -21,7 +22,7 @@ FAULTY = ("pcd_init", "get_leaves", "set_leaf", "set_leaves", "clear_leaves")
 
 
 def sessions_of(calls):
-    """Returns a list of calls for each session."""
+    """Splits the calls by session. Returns one list of calls for each session."""
     sessions = []
     for call in calls:
         if call["call"] == "pcd_init":
@@ -37,8 +38,8 @@ def paths_of(call):
 
 
 def fault(kind, after, times, **how):
-    """Returns the TOML of a fault in a kind of call. The fault skips `after` calls. It applies to the next
-    `times` calls, or to all later calls if `times` is None."""
+    """Returns the text of a fault for faults.toml. The fault is in calls of the function `kind`. It skips the
+    first `after` calls and applies to the next `times` calls, or to all later calls if `times` is None."""
     lines = [f'call = "{kind}"', f"after = {after}"]
     lines += [f"times = {times}"] if times else []
     lines += [f"{key} = {value!r}".replace("'", '"') for key, value in how.items()]
@@ -46,7 +47,8 @@ def fault(kind, after, times, **how):
 
 
 def every_fault(calls):
-    """Yields a name and a faults.toml for each fault at each call of the sessions."""
+    """Yields four faults for each call that a session can make. A fault is a pair: a name and the text of a
+    faults.toml."""
     longest = collections.Counter()
     for session in sessions_of(calls):
         counts = collections.Counter(call["call"] for call in session)
@@ -59,8 +61,9 @@ def every_fault(calls):
 
 
 def every_leaf_fault(calls):
-    """Yields a name and a faults.toml for faults of each leaf. A fault applies to the first call that names
-    the leaf, to all such calls, or to all except the first."""
+    """Yields three faults for each leaf and each kind of call that names the leaf. The faults apply to the
+    first such call, to all such calls, and to all such calls except the first. A fault is a pair: a name and
+    the text of a faults.toml."""
     pairs = {(call["call"], path) for call in calls if call["call"] in FAULTY for path in paths_of(call)}
     for kind, path in sorted(pairs):
         name = f"{kind}-{path.removesuffix('/Value').replace('/', '.')}"
@@ -79,7 +82,7 @@ def clean_calls():
 
 
 def unreported(meter, result):
-    """Returns the planned settings that changed, but that a result `unknown` does not mention."""
+    """Returns the planned settings that changed on the meter although the result does not mention them."""
     said = " ".join(result["messages"])
     after = meter.leaves()
     return [key for key in SETTINGS if f"{key}" not in said and key not in result["settings"]
@@ -88,7 +91,7 @@ def unreported(meter, result):
 
 def is_invisible(name, line):
     """Returns True for an error that meter-fleet cannot see. The utility derives the option leaves from the
-    options list and ignores the statuses of their writes. No menu shows these leaves."""
+    options list and ignores the statuses when it writes these leaves. No menu shows these leaves."""
     return name.startswith("set_leaves") and "-status-" in name and OPTION_LEAF.search(line) is not None
 
 
@@ -109,7 +112,7 @@ def check_all(folder, faults):
 
 
 def some(faults, request, share):
-    """Returns all faults with --full, otherwise one in `share`."""
+    """Returns all faults if pytest runs with --full. Otherwise returns one fault in every `share` faults."""
     return faults if request.config.getoption("--full") else faults[::share]
 
 
@@ -137,8 +140,8 @@ def test_a_failed_immediate_write_with_settings_saved_is_unknown(folder):
 @pytest.mark.parametrize("key, held, planned", [("dhcp", False, True), ("secondary_dns", "192.0.2.54", ""),
                                                 ("media_type", "100Base-TX Full", ""), ("meter_form", 2, "")])
 def test_a_planned_value_is_entered_even_if_it_can_never_be_read(key, held, planned, folder):
-    """The screens show the planned value although the store has another one, because the utility cannot read
-    the leaf. meter-fleet must enter the value together with the other changes."""
+    """The screens show the planned value although the store has another value, because the utility cannot
+    read the leaf. meter-fleet must enter the planned value together with the other changes."""
     leaves = {**FACTORY_LEAVES, LEAVES[key]: held}
     meter = FleetMeter(folder / "unread", leaves, faults=fault("get_leaves", 0, None, path=LEAVES[key], status=5))
     settings = {key: planned, "ip_address": "198.51.100.20"}

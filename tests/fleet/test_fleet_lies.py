@@ -1,5 +1,5 @@
-"""One screen shows a wrong value: the planned value instead of another one, or another one instead of the
-planned value."""
+"""One screen shows a wrong value. Either the screen shows the planned value although the meter has another
+value, or the screen shows another value although the meter has the planned value."""
 
 import pytest
 from fleet_plans import LEAVES
@@ -8,8 +8,8 @@ from fleet_verdict import problems
 
 pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
-# Maps a setting to its factory default on the screen, and to a planned value. Damage on the line can turn the
-# default into the planned value.
+# Maps each setting to two texts: its factory default and a planned value, as the screen shows them. Damage on
+# the line can turn the first text into the second text.
 NEARBY = {
     "ip_address": ("192.0.2.10", "192.0.2.11"),
     "subnet_mask": ("255.255.255.0", "255.255.255.8"),

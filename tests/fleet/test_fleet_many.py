@@ -1,4 +1,5 @@
-"""Many meters at the same time. A bad console does not delay the others, and the display shows progress."""
+"""Runs meter-fleet on many meters at the same time. A bad console does not delay the other consoles, and the
+display shows the progress."""
 
 import json
 import os
@@ -16,7 +17,8 @@ pytestmark = [pytest.mark.host_only, pytest.mark.fleet]
 
 SETTINGS = {"ip_address": "198.51.100.20", "enclosure": "K1F"}
 GOOD = 20
-# Consoles that never show a known screen: they print nothing, flood, echo, or print one line a second.
+# Consoles that never show a known screen. In this order, they print nothing, print without a pause, repeat
+# the input, and print one line per second.
 BAD = ("run:/bin/sleep 300", "run:/usr/bin/yes", "run:/bin/cat", "run:sh -c 'while :; do echo x; sleep 1; done'")
 
 
@@ -29,7 +31,7 @@ def start(folder, consoles, *arguments):
 
 
 def until_the_good_ones_ended(process, count):
-    """Waits until `count` meters have changed. Returns the seconds."""
+    """Waits until `count` meters have the result `changed`. Returns the waiting time in seconds."""
     begun = time.monotonic()
     for line in process.stdout:
         count -= json.loads(line)["result"] == "changed"
@@ -59,7 +61,7 @@ def test_a_bad_console_does_not_delay_another(folder):
         process.terminate()
         process.communicate(timeout=STEP_LIMIT)
     print(f"{GOOD} good consoles: {alone:.1f} s alone, {among:.1f} s among {len(bad)} bad ones")
-    assert among < 3 * alone + 3  # the flooding console uses processor time
+    assert among < 3 * alone + 3  # the console that prints without a pause uses processor time
 
 
 def test_bad_consoles_end(folder):
@@ -105,7 +107,7 @@ def on_a_terminal(folder, consoles, *arguments):
 
 
 def test_progress_on_a_terminal(folder):
-    """One line per working meter, the totals, and the time left."""
+    """The display has one line for each meter in progress, the totals, and the time left."""
     meters = [FleetMeter(folder / f"meter-{i}", line={"baud": 19200}) for i in range(6)]
     shown, status = on_a_terminal(folder, [(meter.name, meter.console) for meter in meters], "--jobs", "3")
     assert status == 0

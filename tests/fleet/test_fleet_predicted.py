@@ -23,7 +23,7 @@ FORESEEN = {"ok": "ok", "differs": "changed", "unknown": "unknown", "unreachable
 
 
 def mispredicted(meter, settings, checked, applied):
-    """Returns the differences between a check and the apply after it."""
+    """Returns the contradictions between a check and the apply that follows, as lines of text."""
     found = []
     if FORESEEN[checked["result"]] != applied["result"]:
         found.append(f"check said {checked['result']}, apply {applied['result']}: {applied['messages']}")
@@ -32,7 +32,8 @@ def mispredicted(meter, settings, checked, applied):
     if checked["changed"] != applied["changed"]:
         found.append(f"changed: {checked['changed']}, then {applied['changed']}")
     if applied["result"] == "changed":
-        # `check` must predict all changes of the store, including settings that change because others do.
+        # `check` must predict all changes of the store. If changing a setting also changes another setting,
+        # `check` must predict both changes.
         before, after = read_settings(meter.leaves_before), read_settings(meter.leaves())
         changed = {key for key in before if not fleet_verdict.same(before[key], after[key])}
         if changed != {entry["setting"] for entry in checked["diff"]}:
@@ -52,7 +53,7 @@ def check_batch(folder, numbers):
     for meter, settings in pairs:
         one, other = checked[meter.name], applied[meter.name]
         wrong += [f"{meter.name}: {line}" for line in mispredicted(meter, settings, one, other)]
-        meter.trace.unlink()  # it has the calls of both runs
+        meter.trace.unlink()  # the trace has the calls of both runs
     assert wrong == []
     return [applied[meter.name]["result"] for meter, _ in pairs]
 
@@ -84,7 +85,7 @@ def test_the_output_of_show_is_a_plan_of_the_meter(folder):
     done, text = shown(folder, meters)
     assert done.returncode == 0
     plan = tomllib.loads(text)
-    tables = {table["name"]: table for table in plan["meter"]}  # in the order in which the meters ended
+    tables = {table["name"]: table for table in plan["meter"]}  # `show` prints the tables in any order
     assert tables.keys() == {meter.name for meter in meters}
     for meter in meters:
         table = tables[meter.name]

@@ -1,4 +1,5 @@
-"""Transcripts have every byte with its time in the notation of the dialogues. Only owners can read them."""
+"""A transcript has every byte with its time, in the notation of the dialogue tests. Only the owner of the
+file can read a transcript."""
 
 import pathlib
 
@@ -13,13 +14,15 @@ SETTINGS = {"ip_address": "198.51.100.20", "secondary_dns": "", "serial_number":
 
 
 def bytes_of(meter, suffix):
-    """Returns the bytes that the line sent or received in all sessions of a meter."""
+    """Returns the contents of all files with this suffix in the directory `sessions` of the meter. The suffix
+    `.in` means the bytes that meter-fleet sent, and `.out` means the bytes that meter-fleet received."""
     files = sorted((meter.folder / "sessions").glob(f"*{suffix}"), key=lambda path: int(path.stem))
     return b"".join(path.read_bytes() for path in files)
 
 
 def steps_of(record):
-    """Returns the output and the keys in the transcript, as the dialogue tools read them."""
+    """Reads a transcript with the tools of the dialogue tests. Returns the received output and the sent
+    keys."""
     steps = dialogue.parse_console(dialogue.Dialogue(record).console)
     received = b"".join(value for kind, value in steps if kind == "out")
     sent = bytes(value for kind, value in steps if kind == "key")
@@ -72,7 +75,7 @@ def test_names_that_are_not_file_names(folder):
     path = folder / "plan.toml"
     path.write_text(plan_text([(name, meter.console, {"enclosure": "K1F"}) for name, meter in zip(names, meters)]))
     done = run_fleet("apply", path, "--json", "--records", folder / "below" / "records")
-    if done.returncode == 2:  # the plan may also be rejected, with the line of the name
+    if done.returncode == 2:  # meter-fleet may also reject the plan, with the line of the name
         assert f"{path}:" in done.stderr
         return
     records = [pathlib.Path(result["record"]).resolve() for result in results_of(done).values()]

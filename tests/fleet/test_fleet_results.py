@@ -1,4 +1,4 @@
-"""The result and the effect of each command on one meter, on a good line."""
+"""Checks the result and the effect of each command on one meter with a good line."""
 
 import json
 import re
@@ -22,7 +22,7 @@ MEMBERS = {"name", "result", "changed", "diff", "settings", "messages", "seconds
 
 
 def one(command, folder, meter, settings, *arguments, **options):
-    """Runs a command on one meter and checks it. Returns the exit status and the result."""
+    """Runs a command on one meter and checks the result. Returns the exit status and the result."""
     done, results = play(command, folder, [(meter, settings)], *arguments, **options)
     result = results[meter.name]
     assert result.keys() == MEMBERS
@@ -161,7 +161,7 @@ def test_the_worst_result_is_the_exit_status(folder):
 
 
 def test_the_save_is_found_in_a_menu_without_an_initialisation_line(folder):
-    """Without -m, item 5 is the save. With -m, item 5 is the initialisation menu."""
+    """Without -m, item 5 of the main menu saves. With -m, item 5 opens the initialisation menu."""
     meter = FleetMeter(folder / "plain", arguments=())
     _, result = one("apply", folder, meter, {"primary_dns": "198.51.100.53"})
     assert result["result"] == "changed"

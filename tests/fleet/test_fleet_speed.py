@@ -1,4 +1,5 @@
-"""The time for one meter and for many. The best of several attempts counts: the machine may be busy."""
+"""Measures the time for one meter and for many meters. The best of several attempts counts, because the
+machine may be busy."""
 
 import os
 import sys
@@ -19,7 +20,8 @@ TRIES = 5
 
 
 def best(folder, settings, wanted, limit, line, tries=TRIES, leaves=None):
-    """Runs an apply on new meters. The shortest reported time must not exceed the limit."""
+    """Runs up to `tries` applies, each on a new meter. The shortest reported time must not exceed the
+    limit."""
     shortest = None
     for number in range(tries):
         meter = FleetMeter(folder / f"m{number}", leaves, line=line)
@@ -46,8 +48,8 @@ def test_a_local_meter_without_a_difference(folder):
 
 @pytest.mark.parametrize("is_dhcp_on", [False, True])
 def test_a_meter_at_9600_baud_without_a_difference(is_dhcp_on, folder):
-    """If the plan has DHCP on, meter-fleet reads the port menu twice. The menu also shows DHCP as on when the
-    utility could not read the value."""
+    """If the plan has DHCP on, meter-fleet reads the port menu twice, because the menu also shows DHCP as on
+    when the utility could not read the value."""
     leaves = {**FACTORY_LEAVES, LEAVES["dhcp"]: is_dhcp_on}
     best(folder, read_settings(leaves), "ok", 6, {"baud": 9600}, tries=2, leaves=leaves)
 
@@ -64,8 +66,8 @@ def test_eight_values_of_a_meter_at_9600_baud(folder):
 
 
 def run_measured(folder, pairs, *arguments):
-    """Applies the plan to all meters. Returns the exit status, the seconds, the peak memory in MiB, and the
-    lines of results."""
+    """Applies a plan to pairs (meter, settings). Returns the exit status, the duration in seconds, the peak
+    memory in MiB, and the printed results, one per line."""
     path = folder / "plan.toml"
     path.write_text(plan_text([(meter.name, meter.console, settings) for meter, settings in pairs]))
     words = [sys.executable, str(METER_FLEET), "apply", str(path), "--json", "--records", str(folder / "records"),

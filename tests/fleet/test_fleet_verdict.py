@@ -1,4 +1,4 @@
-"""Each check of fleet_verdict finds its error."""
+"""Tests that each check of fleet_verdict finds the error that it looks for."""
 
 import json
 import random
@@ -59,7 +59,8 @@ def test_menu_items_that_must_never_be_chosen(keys, what, folder):
 
 
 def test_option_leaves_of_another_list(folder):
-    """The utility rejects the second list but keeps its option leaves, so the save writes them."""
+    """The utility rejects the second list but keeps the option leaves of this list, so the save writes these
+    leaves."""
     settings = {"options_list": "1A-WEB"}
     meter = driven(folder, b"5\n2\n1A-WEB\n2\n1C-NTP-XYZ\n0\n6\ny\n0\n")
     assert meter.leaves()["/VMIC/OptionsList/Value"] == "1A-WEB"
@@ -106,7 +107,7 @@ def test_generated_plans_are_reproducible_and_possible():
 
 
 def test_generated_values_are_accepted_by_the_utility(folder):
-    """Types each value on a meter without values."""
+    """Types generated serial numbers and options lists. The utility must save them."""
     rng = random.Random(1)
     for number in range(20):
         entered = {key: fleet_plans.value(rng, key, FACTORY_LEAVES) for key in ("serial_number", "options_list")}

@@ -1,4 +1,4 @@
-"""Typing on a damaged line, with scripted answers to each key."""
+"""Tests typing on a bad line. A scripted link answers each key."""
 
 import asyncio
 import time
@@ -17,9 +17,9 @@ REPLY = b"\nError: invalid address\n" + QUESTION
 
 
 class ScriptedLink:
-    """A utility that repeats its question after each line. `tamper` gets the number of a key and the key. It
-    returns the keys that arrive. `answer` gets the number of the key and its echo. It returns the echo that
-    arrives."""
+    """A link to a utility that repeats its question after each line. `tamper` gets the number of a key and
+    the key, and returns the keys that arrive at the utility. `answer` gets the number of the key and the
+    utility's echo, and returns the echo that arrives at meter-fleet."""
 
     def __init__(self, tamper=None, answer=None):
         self.tamper = tamper or (lambda number, key: key)
@@ -92,8 +92,8 @@ def only(number, change):
     ("taken back", lambda key: "\b" + key),
 ])
 def test_one_tampered_key_never_enters_another_line(number, what, change):
-    """The eighth key is Enter. meter-fleet can notice a foreign key directly before Enter, but it cannot
-    erase that key."""
+    """The eighth key is Enter. If somebody else types a key directly before Enter, meter-fleet can notice
+    this key but cannot erase it."""
     link = ScriptedLink(tamper=only(number, change))
     try:
         dialog = answered(link, "1.2.3.4")
@@ -179,7 +179,7 @@ def test_enter_is_not_sent_to_a_question_that_may_have_timed_out():
 
 
 def test_no_key_is_sent_while_commands_may_be_running():
-    """The screen after the save comes late."""
+    """The screen after the save comes with a delay."""
     async def run():
         link = ScriptedLink(answer=lambda number, echo: b"" if echo == REPLY else echo)
         dialog = Dialog(link)
@@ -209,8 +209,8 @@ MENU_AGAIN = b"\nTimed out.\n" + QUESTION
 
 
 class DamagedLink(ScriptedLink):
-    """A link whose first prompt has lost a byte. After `waits` waits without a key, the link shows the prompt
-    again."""
+    """A link whose first prompt has lost a byte. The link shows the prompt again after `waits` calls of
+    `receive` that returned no output."""
 
     def __init__(self, waits):
         super().__init__()
@@ -245,8 +245,8 @@ def test_the_session_ends_if_the_prompt_never_comes_again():
 
 
 class StalledLink(ScriptedLink):
-    """A link that stalls for `waits` waits after the key with the number `at`. It then sends three bytes at a
-    time."""
+    """A link that stalls after the key with the number `at`. The next `waits` calls of `receive` return
+    nothing. Each later call returns at most three bytes."""
 
     def __init__(self, at, waits):
         super().__init__()

@@ -1,4 +1,4 @@
-"""noisy-line does exactly the damage in its plan."""
+"""Tests that noisy-line does exactly the damage in its plan."""
 
 import collections
 import json
@@ -123,7 +123,7 @@ def early_keys(meter, session=0):
 
 
 def test_a_command_delays_its_screen_and_keys_during_the_command_are_recorded(folder):
-    """The key is sent while the command's file exists, which is long before the command ends."""
+    """The test sends the key as soon as the file `busy` exists, which is long before the command ends."""
     meter = FleetMeter(folder / "busy", line={}, command_seconds=5)
     console = console_of(meter)
     read_until(console, PROMPT)
@@ -188,7 +188,7 @@ def test_after_an_enter_of_somebody_else_only_the_key_already_sent_is_excused(fo
 
 @pytest.mark.parametrize("transit, wanted", [(60, ["screen that it did not ask for", "screen"]), (0, ["screen"] * 2)])
 def test_an_enter_may_cross_a_screen_that_was_not_asked_for(transit, wanted, folder):
-    """meter-fleet takes the screen after somebody else's Enter for the answer to its own Enter."""
+    """The driver takes the screen after somebody else's Enter for the answer to its own Enter."""
     meter, console = slow_console(folder, typists=[{"at_key": 0, "keys": "\r"}], transit=transit)
     console.send(b"9")
     read_until(console, PROMPT)

@@ -1,4 +1,4 @@
-"""Plans: accepted values, the line and reason of rejected ones, and printed plans."""
+"""Tests which values a plan may contain, the line and the reason of each problem, and printed plans."""
 
 import tomllib
 

@@ -1,4 +1,5 @@
-"""Transcripts contain every byte except passwords. The dialogue tests can read them."""
+"""A transcript contains every byte except passwords. The tools of the dialogue tests can read a
+transcript."""
 
 import random
 import re

@@ -9,7 +9,7 @@ from meter_fleet.view import View, feed
 pytestmark = [pytest.mark.host_only, pytest.mark.slow]
 
 DIALOGUES = sorted((REPOSITORY / "tests" / "dialogues").rglob("*.dialogue"))
-# In these dialogues, Control-D or Control-J ends the lines. meter-fleet types neither of them.
+# In these dialogues, Control-D or Control-J ends the lines. meter-fleet types neither key.
 WITH_OTHER_LINE_ENDS = ("ctrl-d-ends-a-line", "carriage-return-unmapped")
 
 
@@ -39,7 +39,8 @@ def test_every_dialogue_is_in_the_grammar(size):
 
 
 def screen_of(name, number):
-    """Returns the output of a dialogue up to its `number`th menu."""
+    """Returns the output of a dialogue up to the end of its menu number `number`. The first menu has the
+    number 1."""
     data = output_of(REPOSITORY / "tests" / "dialogues" / f"{name}.dialogue")
     end = -1
     for _ in range(number):
@@ -64,7 +65,7 @@ def last_menu(data):
 
 @pytest.mark.parametrize("name, number", [("save/addresses", 1), ("save/addresses", 2), ("save/commissioning", 2)])
 def test_every_lost_byte_of_a_menu_is_noticed(name, number):
-    """A lost byte makes a line or the column of a value shorter."""
+    """After the loss of a byte, a line or the column of a value is too short."""
     data = screen_of(name, number)
     start = data.rindex(b"\n\n---")
     assert isinstance(last_menu(data), Menu)
@@ -82,7 +83,7 @@ def test_a_flipped_byte_of_a_menu_is_noticed_or_is_in_a_value(name, number):
             flipped = bytearray(data)
             flipped[place] ^= 1 << bit
             menu = last_menu(bytes(flipped))
-            # meter-fleet ignores the values in the lines of the hardware address and the link.
+            # meter-fleet ignores the values of two lines: the hardware address and the link status.
             line = data[data.rfind(b"\n", 0, place) + 1:].partition(b"\n")[0]
             assert menu is None or menu.values != good.values or line.startswith(b"     "), (place, bit)
             assert menu is None or menu.choices == good.choices

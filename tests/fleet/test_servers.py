@@ -1,4 +1,4 @@
-"""Tests the servers for the tests of consoles. Each lets an ordinary client use a meter's console."""
+"""Tests the servers of fleet_servers. Each server must let an ordinary client use a meter's console."""
 
 import pexpect
 import pytest

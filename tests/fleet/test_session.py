@@ -1,4 +1,4 @@
-"""Whole runs on simulated meters: their keys, their writes and their result."""
+"""Runs meter-fleet on simulated meters. Checks the writes to the meter, the results and the command line."""
 
 import asyncio
 import json
@@ -143,7 +143,7 @@ def test_a_failed_write_of_a_mirror_is_unknown_although_settings_were_saved(mete
 
 
 def test_a_failed_removal_of_a_value_is_noticed(meter, tmp_path):
-    """The utility ignores the statuses of cleared leaves and reports a successful save."""
+    """The utility ignores the status of each cleared leaf and reports a successful save."""
     faulty(meter, '[[fault]]\ncall = "clear_leaves"\nstatus = 5\n')
     result = do(Command.APPLY, meter, {"secondary_dns": ""}, tmp_path)
     assert result.result == "unknown"
@@ -166,7 +166,7 @@ def test_a_store_that_cannot_be_opened_is_unreachable(meter, tmp_path):
 
 
 def test_the_screens_of_an_unreadable_store_are_not_trusted(meter, tmp_path):
-    """The screens show [None] for a value that cannot be read. The plan contains the same value."""
+    """The screens show [None] for a value that cannot be read, and also for the empty value in this plan."""
     faulty(meter, '[[fault]]\ncall = "get_leaves"\nresult = -1\n')
     result = do(Command.CHECK, meter, {"primary_dns": ""}, tmp_path)
     assert result.result == "unreachable"
@@ -191,7 +191,8 @@ def test_a_bad_console_does_not_delay_the_others(meter, tmp_path):
 # -- single steps --
 
 def menus(monkeypatch, *texts):
-    """Returns a session whose console shows main menus. Each text is the primary DNS server on one menu."""
+    """Returns a session whose console shows one main menu after another. Each text is the primary DNS server
+    on one of these menus."""
     shown = [Menu("main", {}, {"primary_dns": text}) for text in texts]
 
     async def go_to(session, kind):

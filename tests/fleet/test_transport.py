@@ -1,4 +1,4 @@
-"""Links: the bytes of the telnet protocol, and the end of a connection."""
+"""Tests the bytes of the telnet protocol, and the end of a connection."""
 
 import asyncio
 

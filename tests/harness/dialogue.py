@@ -1,6 +1,6 @@
 """Dialogue tests: transcripts of whole sessions that are recorded and played against the program.
 
-A file starts with a sentence that says what it shows. Then it gives the meter at the start, the text on
+A file starts with a description that says what it shows. Then it gives the meter at the start, the text on
 the console, how the program ended, the calls that it made, and the changes in the store:
 
     A rejected address does not change the DNS server.
@@ -131,7 +131,7 @@ def parse_header(text, path):
         if header.get(key) not in words:
             raise ValueError(f"{path}: {key!r} must be one of {words}")
     if not shows:
-        raise ValueError(f"{path}: a sentence that says what the file shows is missing")
+        raise ValueError(f"{path}: a description that says what the file shows is missing")
     return shows, header
 
 

@@ -26,7 +26,7 @@ ChangedStatus::~ChangedStatus()
     change_status = nullptr;
 }
 
-// Linked into the program, so these replace the functions of the C library.
+// These functions are linked into the program, so they replace the functions of the C library.
 
 extern "C" int fstat64(int fd, struct stat64* status) noexcept
 {

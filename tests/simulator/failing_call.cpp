@@ -1,4 +1,4 @@
-#undef _FORTIFY_SOURCE // it would define some of these functions inline
+#undef _FORTIFY_SOURCE // with it, some functions below would be inline
 
 #include "tests/simulator/failing_call.h"
 
@@ -16,7 +16,7 @@ namespace
 
 std::string_view failing_function; // empty: no call fails
 int failing_error = 0;
-int calls_before = 0; // calls left before the one that fails; negative: it has failed
+int calls_before = 0; // calls left before the failing call; negative: the call has failed
 int wrong_closes = 0;
 
 bool fails(std::string_view function)
@@ -52,7 +52,7 @@ int count_of_wrong_closes()
     return wrong_closes;
 }
 
-// Linked into the program, so these replace the functions of the C library.
+// These functions are linked into the program, so they replace the functions of the C library.
 
 extern "C" ssize_t read(int fd, void* buffer, size_t size)
 {
@@ -64,7 +64,7 @@ extern "C" ssize_t write(int fd, const void* buffer, size_t size)
     if (!fails("write"))
         return syscall(SYS_write, fd, buffer, size);
     if (failing_error == EPIPE || failing_error == EFBIG)
-        raise(failing_error == EPIPE ? SIGPIPE : SIGXFSZ); // like the kernel
+        raise(failing_error == EPIPE ? SIGPIPE : SIGXFSZ); // the kernel raises the same signals
     return failing_error == 0 ? 0 : -1;
 }
 

@@ -21,7 +21,8 @@ namespace
 const std::string old_text = "\"/a\" = 1\n";
 const std::string new_text = "\"/a\" = 2\n";
 
-// Gives every file its own owner, so that a new file's owner differs from that of the old one.
+// Sets a different owner in every file status, so that the old and the new file have different
+// owners.
 void to_another_owner(struct stat64& status)
 {
     static uid_t last_owner = 100'000;
@@ -171,12 +172,12 @@ TEST_CASE("an entry that cannot be removed is an error")
     const OpenFile folder = lock_folder(meter.folder);
     CHECK_FALSE(remove_entry(folder.fd, "none"));
     {
-        const FailingCall busy("unlinkat", EBUSY, 2); // the second call: for the file inside
+        const FailingCall busy("unlinkat", EBUSY, 2); // the second call removes the inner file
         CHECK_FALSE(remove_entry(folder.fd, "folder"));
     }
     CHECK(meter.has("folder/file"));
     {
-        const FailingCall replaced("unlinkat", EISDIR); // as if a directory was replaced by a file
+        const FailingCall replaced("unlinkat", EISDIR); // reports that the file is a directory
         CHECK_FALSE(remove_entry(folder.fd, "store.toml"));
     }
     CHECK(remove_entry(folder.fd, "folder"));

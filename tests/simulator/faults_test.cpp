@@ -153,7 +153,7 @@ TEST_CASE("only matching calls count")
     CHECK(set(store, "/a", integer(3)) == "0: 1");
     CHECK(get(store, {"/a"}) == "0: 1 3");
     CHECK(get(store, {"/a"}) == "-1: 0 ''");
-    CHECK(get(store, {"/a"}) == "-1: 0 ''"); // without "times" there is no limit
+    CHECK(get(store, {"/a"}) == "-1: 0 ''"); // without "times", the hits have no limit
 }
 
 TEST_CASE("a \"times\" of 0 hits no call")

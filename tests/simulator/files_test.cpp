@@ -104,7 +104,7 @@ TEST_CASE("closing a file keeps the reason of an earlier failure")
     const TestMeter meter("");
     {
         const OpenFile folder = lock_folder(meter.folder);
-        close(folder.fd); // so that the second close fails
+        close(folder.fd); // so that the destructor's close fails
         errno = ENOENT;
     }
     CHECK(errno == ENOENT);
@@ -208,7 +208,7 @@ TEST_CASE("when the disk fills up during a write, the old file stays")
 {
     const TestMeter meter("\"/a\" = 1\n");
     const int status = exit_status_of([&] {
-        const rlimit limit = {100, 100}; // cuts the first write short; the next one fails
+        const rlimit limit = {100, 100}; // cuts the first write short; the next write fails
         setrlimit(RLIMIT_FSIZE, &limit);
         TestStore store;
         return set(store, "/a", text(std::string(1000, 'x'))) == "-1: 0" ? 0 : 1;
@@ -225,13 +225,13 @@ TEST_CASE("a writer waits for the lock of the directory")
     {
         const OpenFile held = lock_folder(meter.folder);
         writer = start_process([&] {
-            close(held.fd); // only the test's process holds the lock
+            close(held.fd); // so that only the test's process holds the lock
             TestStore store;
             return set(store, "/a", integer(2)) == "0: 1" ? 0 : 1;
         });
-        let_file_settle(); // a writer that ignores the lock finishes in this time
+        let_file_settle(); // a writer that ignores the lock would finish in this time
         CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
-        TestStore reader; // a reader does not wait
+        TestStore reader; // a reader does not wait for the lock
         CHECK(get(reader, {"/a"}) == "0: 1 1");
     }
     CHECK(wait_for_process(writer) == 0);
@@ -246,7 +246,7 @@ TEST_CASE("the reset waits for the lock of the directory")
     {
         const OpenFile held = lock_folder(meter.folder);
         resetter = start_process([&] {
-            close(held.fd); // only the test's process holds the lock
+            close(held.fd); // so that only the test's process holds the lock
             return system("fw_reset.sh > /dev/null 2>&1");
         });
         let_file_settle();
@@ -260,7 +260,7 @@ TEST_CASE("a file that grows while it is read is read to its end")
 {
     std::string text;
     FileStamp stamp;
-    // The system reports a size of 0 for this file.
+    // The system reports a size of 0 for this file, so every byte is beyond the expected size.
     REQUIRE(read_file(AT_FDCWD, "/proc/self/maps", text, stamp));
     CHECK(text.find("[stack]") != std::string::npos);
     CHECK(text.back() == '\n');

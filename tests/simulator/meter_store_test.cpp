@@ -33,7 +33,7 @@ std::string refreshed(MeterStore& store)
     return std::to_string(std::get<std::int32_t>(store.leaves.at("/a")));
 }
 
-// Rounds a file's times as FAT does.
+// Rounds a file's times to two seconds, as FAT does.
 void to_two_seconds(struct stat64& status)
 {
     status.st_mtim = {status.st_mtim.tv_sec / 2 * 2, 0};
@@ -47,13 +47,13 @@ void to_seconds(struct stat64& status)
     status.st_ctim.tv_nsec = 0;
 }
 
-// Rounds only the time of the last change of the attributes or the contents.
+// Rounds only the ctime, the time of the last change of the contents or the attributes.
 void change_time_to_seconds(struct stat64& status)
 {
     status.st_ctim.tv_nsec = 0;
 }
 
-// Gives every file the same times, long ago.
+// Sets the same times, long ago, in every file status.
 void to_one_moment(struct stat64& status)
 {
     status.st_mtim = {1, 1};
@@ -183,7 +183,7 @@ TEST_CASE("a recently changed file is read again although its stamp is the same"
     MeterStore store = store_in(meter);
     std::string error;
     bool known = true;
-    for (int i = 0; known && i < 50; ++i) { // on a busy machine the first reads may come too late
+    for (int i = 0; known && i < 50; ++i) { // on a busy machine, the first reads may be too late
         meter.write("store.toml", "");
         REQUIRE(refresh_leaves(store, error));
         known = store.stamp.has_value();
@@ -219,7 +219,7 @@ TEST_CASE("a file is read again when either of its times is in whole seconds")
     CHECK_FALSE(store.stamp);
     const unsigned parses = store.parses;
     CHECK(refreshed(store) == "1");
-    CHECK(store.parses == parses); // read again, not parsed again
+    CHECK(store.parses == parses); // the file is read again, but not parsed again
 
     set_modified(meter, {1000, 1});
     let_file_settle();
@@ -325,11 +325,11 @@ TEST_CASE("a writer through a link waits for the lock of the target's directory"
     {
         const OpenFile held = lock_folder(meter.folder);
         writer = start_process([&] {
-            close(held.fd); // only the test's process holds the lock
+            close(held.fd); // so that only the test's process holds the lock
             std::string error;
             return replace_store(meter.path("other"), "\"/a\" = 2\n", error) ? 0 : 1;
         });
-        let_file_settle(); // gives a writer that ignores the lock time to write
+        let_file_settle(); // a writer that ignores the lock would finish in this time
         CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
     }
     CHECK(wait_for_process(writer) == 0);

@@ -10,7 +10,7 @@
 namespace
 {
 
-// Calls `pcd_init`, which must fail. Returns its message.
+// Calls `pcd_init`, which must fail. Returns the message on standard error.
 std::string init_error()
 {
     pcd_connection* connection = nullptr;

@@ -195,11 +195,11 @@ TEST_CASE("a signal ends a pause, and the remaining seconds are returned")
     action.sa_handler = do_nothing;
     struct sigaction before;
     sigaction(SIGALRM, &action, &before);
-    const itimerval timer = {{0, 50'000}, {0, 50'000}}; // repeats in case the pause begins late
+    const itimerval timer = {{0, 50'000}, {0, 50'000}}; // repeats, in case the pause begins late
     setitimer(ITIMER_REAL, &timer, nullptr);
     unsigned left = 0;
     CHECK(seconds_of([&] { left = sleep(30); }) < 5.0);
-    CHECK(left == 30); // an incomplete second counts as a whole one
+    CHECK(left == 30); // an incomplete second counts as a whole second
     const itimerval no_timer = {};
     setitimer(ITIMER_REAL, &no_timer, nullptr);
     sigaction(SIGALRM, &before, nullptr);

@@ -1,17 +1,19 @@
-// A small program that uses the client library. Tests run it under strace, or kill it during a
-// call.
+// A small program that uses the client library. Tests run the program under strace, or kill it
+// during a call.
 //
 //   store-client set PATH TEXT [PATH TEXT]...   sets the leaves in one call
-//   store-client get PATH COUNT                 reads the leaf COUNT times, pausing before each
+//   store-client get PATH COUNT                 reads the leaf COUNT times, with a pause before
+//                                               each read
 //   store-client write NAME FIRST LAST          for each number from FIRST to LAST, sets the leaves
-//                                               of NAME in one call, then prints the number
-//   store-client watch LAST NAME...             reads until all leaves of all NAMEs are LAST, then
-//                                               prints the number of reads
+//                                               of NAME to the number in one call, then prints the
+//                                               number
+//   store-client watch LAST NAME...             reads the leaves of all NAMEs until each leaf is
+//                                               LAST, then prints the number of reads
 //
 // The leaves of NAME are NAME/1 to NAME/8.
 //
-// Exit status: 0 when every call succeeded; 1 when a call failed; 2 without a connection; 3 when
-// the leaves that were read had lost a write or held half of one.
+// Exit status: 0 when every call succeeded; 1 when a call failed; 2 when the store cannot be
+// opened; 3 when a read shows that a write was lost, or that only a part of a write was visible.
 
 #include <cds++.h>
 
@@ -44,7 +46,7 @@ int get_leaf(toolkit::CCds& store, const std::string& path, int count)
     std::vector<toolkit::element_property_t> properties;
     for (int i = 0; i < count; ++i) {
         const timespec pause = {0, 1'000'000};
-        nanosleep(&pause, nullptr); // separates the reads in a list of system calls
+        nanosleep(&pause, nullptr); // separates the reads in the output of strace
         if (store.get_leaves({path}, statuses, elements, properties) != 0)
             return 1;
     }
@@ -60,8 +62,8 @@ void add_leaves(std::vector<std::string>& paths, const std::string& name)
         paths.push_back(name + "/" + std::to_string(i));
 }
 
-// Returns the number in the leaves of each name: 0 when they are missing, `torn` when they differ.
-// Returns an empty list when the call failed.
+// Returns one number for each name: the number that all leaves of the name hold, 0 when the leaves
+// are missing, or `torn` when they differ. Returns an empty list when the call failed.
 std::vector<int> read_numbers(toolkit::CCds& store, const std::vector<std::string>& paths)
 {
     std::vector<api_status_t> statuses;

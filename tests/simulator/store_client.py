@@ -1,4 +1,4 @@
-"""Runs the program store-client on its own meter, under strace."""
+"""Runs the program store-client under strace, on a meter that only this program uses."""
 
 import contextlib
 import pathlib
@@ -30,9 +30,9 @@ def environment(folder):
 
 
 def run_traced(folder, arguments, strace_options=(), closed=()):
-    """Returns the exit status of the program under strace, and its system calls, one per line.
+    """Runs the program under strace. Returns the exit status and a list of the program's system calls.
 
-    `closed` lists the descriptors that are closed at the start.
+    `closed` lists the descriptors that are closed at the program's start.
     """
     with tempfile.NamedTemporaryFile("r", prefix="calls-", dir=BUILD) as calls:
         command = ["strace", "-o", calls.name, *strace_options, "--", CLIENT, *arguments]

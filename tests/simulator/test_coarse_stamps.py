@@ -1,6 +1,6 @@
 """Edits of a store on a file system whose time stamps are whole seconds.
 
-The file system is real: ext2 with inodes of 128 bytes, mounted only for the program.
+The tests mount a real file system, ext2 with inodes of 128 bytes. Only the utility sees this mount.
 """
 
 import os
@@ -33,7 +33,8 @@ def why_not_mounted(meter):
 
 @pytest.fixture
 def session(meter):
-    """Starts the utility. Yields its process at the first menu, and the path of its store from outside."""
+    """Starts the utility on the mounted file system. Yields the utility's process at the first menu, and the
+    path by which the test reaches the store."""
     make_image(meter)
     if reason := why_not_mounted(meter):
         pytest.skip(f"this system cannot mount a file system image: {reason}")
@@ -56,7 +57,7 @@ def typed(process, keys):
 
 
 def edit_in_place(store, address):
-    """Changes the first server in place. The length of the file stays the same."""
+    """Changes the address of the first name server in place. The file must keep its length."""
     with open(store, "r+b") as file:
         text = file.read()
         file.seek(0)
@@ -80,7 +81,7 @@ def test_an_edit_in_the_second_of_the_last_read_is_noticed_and_kept(session):
         first, second = b"192.0.2.6%d" % attempt, b"192.0.2.7%d" % attempt
         wait_for_next_second()
         edit_in_place(store, first)
-        time.sleep(0.2)  # longer than the resolution of fine time stamps
+        time.sleep(0.2)  # longer than one step of the clock for file times
         assert first in typed(process, b"9\n")
         edit_in_place(store, second)
         assert second in typed(process, b"9\n")

@@ -1,4 +1,4 @@
-"""The system calls of a read, and the files that it reads."""
+"""The system calls of a read, and the descriptors that the library uses."""
 
 import re
 import time
@@ -11,7 +11,7 @@ STORE = '"/a" = "x"\n'
 
 
 def calls_of_reads(folder, count):
-    """Returns the system calls of each read after the first, which includes the connection."""
+    """Returns the system calls on files for each read, without the calls of the connection."""
     status, calls = store_client.run_traced(folder, ("get", "/a", str(count)))
     assert status == 0
     reads = []
@@ -26,7 +26,7 @@ def calls_of_reads(folder, count):
 
 def test_a_read_of_an_unchanged_file_is_one_system_call():
     with store_client.meter_with(STORE) as folder:
-        time.sleep(0.3)  # a newer file is always read again
+        time.sleep(0.3)  # a file that has changed recently is always read again
         for calls in calls_of_reads(folder, 5):
             assert len(calls) == 1
             assert "stat" in calls[0] and "store.toml" in calls[0]

@@ -1,4 +1,4 @@
-"""Sessions that write their trace to a pipe whose reader is missing or exits."""
+"""Sessions that write their trace to a pipe. The reader of the pipe is missing or exits."""
 
 import os
 import select

@@ -1,4 +1,7 @@
-"""Writes on file systems that lack a feature. tests/faults covers every failing call."""
+"""The owner, group and mode of the store after a write, and a write where directories cannot be flushed.
+
+tests/faults covers every failing call.
+"""
 
 import contextlib
 import os
@@ -14,7 +17,7 @@ needs_root = pytest.mark.skipif(os.geteuid() != 0, reason="only root can give fi
 
 @contextlib.contextmanager
 def meter_of(owner, group, mode):
-    """Creates a meter whose store has this owner, group and mode, in a directory that everyone may write."""
+    """Creates a meter with a store of this owner, group and mode. Any user may write to the directory."""
     with store_client.meter_with('"/a" = 1\n') as folder:
         folder.chmod(0o777)
         os.chown(folder / "store.toml", owner, group)
@@ -23,8 +26,11 @@ def meter_of(owner, group, mode):
 
 
 def owner_group_and_mode_after_write(folder, **user):
-    """Both names are relative to the build directory, because another user may not have access to the
-    directories above it."""
+    """Writes to the store as the given user. Returns the owner, the group and the mode of the new store file.
+
+    The paths of the program and the meter are relative to the build directory, because the user may not have
+    access to the directories above.
+    """
     subprocess.run(command(f"./{store_client.CLIENT.name}", "set", "/b", "x"), timeout=STEP_LIMIT, check=True,
                    cwd=BUILD, env={"METER_SIM_DIR": folder.name}, **user)
     status = (folder / "store.toml").stat()

@@ -245,8 +245,8 @@ TEST_CASE("a text is a TOML value only if the value fills the text")
 
 TEST_CASE("a letter outside ASCII is rejected where a line, a value or a comment should begin")
 {
-    // U+00A1 to U+0499, each as two bytes of UTF-8. The builds with sanitizers check that the
-    // parser has no undefined behaviour.
+    // The characters from U+00A1 to U+0499, each as two bytes of UTF-8. The builds with sanitizers
+    // check that the parser has no undefined behaviour.
     for (unsigned code = 0xA1; code <= 0x499; ++code) {
         const std::string letter = {static_cast<char>(0xC0 | code >> 6),
                                     static_cast<char>(0x80 | (code & 0x3F))};

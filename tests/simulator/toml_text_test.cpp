@@ -34,7 +34,7 @@ Leaves read_back(const std::string& text)
     return leaves;
 }
 
-// Returns a random text, mostly of characters that need an escape or end a token.
+// Returns a random text. Most of its characters need an escape or end a token.
 std::string random_text(std::mt19937& random)
 {
     static constexpr char special[] = "\"\\'#=\n\r\t\b\f\x1B\x7F []{}.u0";
@@ -112,7 +112,7 @@ TEST_CASE("UTF-8 is distinguished from other bytes")
         CHECK(is_utf8("a" + encoded(code) + "z"));
     }
     CHECK(is_utf8(""));
-    CHECK_FALSE(is_utf8(std::string_view("\xC3\xA4", 1))); // the second byte is not in the view
+    CHECK_FALSE(is_utf8(std::string_view("\xC3\xA4", 1))); // the view ends before the second byte
     CHECK_FALSE(is_utf8(std::string_view("\xF0\x9F\x94\x8C", 3)));
     for (const char* bad : {"\x80",
                             "\xBF",

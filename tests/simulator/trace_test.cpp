@@ -230,7 +230,7 @@ TEST_CASE("a pipe gets whole lines, however slow its reader is")
     const int writer = start_process([&] {
         close(reader);
         TestStore store;
-        for (int i = 0; i < 100; ++i) // more than fits into a pipe
+        for (int i = 0; i < 100; ++i) // 100 lines do not fit into the pipe
             get(store, {path});
         return 0;
     });

@@ -29,7 +29,7 @@ FLEET_TEXT = """\
 OPTIONS = frozenset((
 {options}))
 
-# A list may contain at most one option of each group. PQR is in no group.
+# A list has at most one member of each group. PQR is in no group, so any list may contain it.
 OPTION_GROUPS = {{
 {groups}}}
 """

@@ -1,11 +1,12 @@
 # Completion of cdsctl for bash: commands, options, leaf paths and values.
 #
 # This script parses the line itself, because bash's COMP_WORDS keeps the quotes and splits words at "=" and
-# ":". Local names begin with "_", because a variable on the line may have any other name.
+# ":". The names of local variables begin with "_", so that they do not hide a variable that is used on the
+# line.
 
-# Moves _index from the beginning of a substitution to its end, and appends the result to _word. The result
-# for a variable is its value. A completion does not run commands: the result for a command is a character
-# that no leaf path contains.
+# Moves _index from the beginning of a substitution to its last character, and appends the result to _word.
+# The result for a variable is the variable's value. The result for any other substitution is a character that
+# no leaf path contains, because completion must not run commands.
 _cdsctl_read_substitution() {
     local -i _depth=0
     if [[ ${_line:_index} =~ ^\$([A-Za-z_][A-Za-z_0-9]*) || ${_line:_index} =~ ^\$\{([A-Za-z_][A-Za-z_0-9]*)\} ]]; then
@@ -32,7 +33,7 @@ _cdsctl_end_word() {
     _word='' _kept='' _begun=''
 }
 
-# Parses one character of the line, or several that belong together, as the shell does.
+# Parses the next character of the line as the shell does. Takes several characters if they belong together.
 _cdsctl_read_character() {
     local _character=${_line:_index:1} _next=${_line:_index + 1:1}
     case $_quote$_character in
@@ -69,8 +70,9 @@ _cdsctl_read_character() {
     _begun=1
 }
 
-# Sets _words to the words of the line without quotes. The last one is being typed. For it, sets _quote to the
-# open quote, and _kept to the start of the word that stays on the line. A completion replaces the rest.
+# Sets _words to the words of the line, without quotes. The last word is the word that the user is typing.
+# Sets _quote to the open quote of the last word, and _kept to the beginning of the last word that a
+# completion does not replace.
 _cdsctl_read_line() {
     local _line=${COMP_LINE:0:COMP_POINT} _word='' _begun='' _before_quote=''
     local -i _index
@@ -81,8 +83,8 @@ _cdsctl_read_line() {
     [[ ! $_quote ]] || _kept=$_before_quote
 }
 
-# Sets _quoted to the text in the syntax of the open quote _quote, including that quote. Readline does not
-# repeat the quote.
+# Sets _quoted to the text $1, quoted for the open quote _quote. The result begins with this open quote,
+# because readline does not insert the quote again.
 _cdsctl_quote() {
     _quoted=$1
     case $_quote in
@@ -92,14 +94,14 @@ _cdsctl_quote() {
         _quoted=${_quoted//\"/"\\\""}
         _quoted=${_quoted//\$/"\\\$"}
         _quoted=${_quoted//\`/"\\\`"}
-        _quoted=${_quoted//\!/"\"'!'\""} # not with a backslash, which history expansion would leave in the text
+        _quoted=${_quoted//\!/"\"'!'\""} # history expansion would keep a backslash before "!" in the text
         ;;
     *) [[ ! $_quoted ]] || printf -v _quoted %q "$_quoted" ;;
     esac
     _quoted=$_quote$_quoted
 }
 
-# Offers the texts that begin with the typed text, and quotes them. Readline's own quoting (`compopt -o
+# Offers the arguments that begin with the typed word, and quotes them. Readline's own quoting (`compopt -o
 # filenames` alone) leaves some "$" unquoted and adds "/" to the name of a directory.
 _cdsctl_offer() {
     local _text _quoted
@@ -112,11 +114,12 @@ _cdsctl_offer() {
     case ${#COMPREPLY[@]} in
     0) ;;
     1) COMPREPLY[0]+=$_quote ;;
-    *) compopt -o filenames -o noquote ;; # list only the last component
+    *) compopt -o filenames -o noquote ;; # readline lists only the last component of each path
     esac
 }
 
-# Prints the possible next components of the leaf paths after $1, up to the component where the paths differ.
+# Reads a dump from standard input. Prints the leaf paths that begin with $1, each cut after the next
+# component. If all paths share this component, cuts the paths after the first component where they differ.
 _cdsctl_next_components() {
     sed -n 's/^"\([^"\\]*\)" = .*/\1/p' | beginning=$1 awk '
         index($0, ENVIRON["beginning"]) == 1 { paths[++count] = $0 }
@@ -166,7 +169,7 @@ _cdsctl_offer_options() {
     esac
 }
 
-# Sets _command, _operands and _meter from the words before the last one. If the last one is the value of an
+# Sets _command, _operands and _meter from the words before the last word. If the last word is the value of an
 # option, sets _option to that option.
 _cdsctl_read_words() {
     local -i _at _last=${#_words[@]}-1

@@ -1,6 +1,7 @@
 # Completion of cdsctl for fish: commands, options, leaf paths and values.
 
-# Prints the directory of the option -C, the command, and its operands, one per line.
+# Prints the value of the option -C, the command, and the operands of the command, one per line. The first
+# line is empty if the option is missing.
 function __cdsctl_words
     set -l folder
     set -l words
@@ -15,7 +16,7 @@ function __cdsctl_words
             case --type
                 set -e tokens[1]
             case '-?*'
-                # After a path of `set`, every argument is a value.
+                # The argument after a path of `set` is always a value.
                 if test "$words[1]" = set; and test (math (count $words) % 2) -eq 0
                     set -a words $tokens[1]
                 end
@@ -27,13 +28,13 @@ function __cdsctl_words
     printf '%s\n' "$folder" $words
 end
 
-# True if the command is one of $argv. Without arguments, true if there is no command yet.
+# Succeeds if the command is one of $argv. Without arguments, succeeds if there is no command yet.
 function __cdsctl_command_is
     set -l words (__cdsctl_words)
     contains -- "$words[2]" $argv; or test -z "$words[2]$argv"
 end
 
-# Prints a path as the shell expands it: "~" at its start becomes the home directory.
+# Prints the path $argv. Replaces "~" at the start by the home directory, as the shell does.
 function __cdsctl_expand
     if string match -q -- '~/*' "$argv"
         printf '%s\n' ~/(string sub -s 3 -- $argv)
@@ -42,14 +43,14 @@ function __cdsctl_expand
     end
 end
 
-# Runs the typed command, if it exists.
+# Runs the program as typed on the line, if it exists, with the typed -C option and the arguments $argv.
 function __cdsctl_on_meter
     set -l program (__cdsctl_expand (commandline -opc)[1])
     set -l folder (__cdsctl_expand (__cdsctl_words)[1])
     type -q -- $program; and $program (test -n "$folder"; and printf '%s\n' -C $folder) $argv 2>/dev/null
 end
 
-# The description of a leaf is its value.
+# Prints the leaf paths. The description of a path is the value of the leaf.
 function __cdsctl_paths
     __cdsctl_on_meter dump | string replace -rf '^"([^"\\\\]*)" = (.*)' '$1\t$2'
 end
@@ -65,7 +66,8 @@ function __cdsctl_paths_or_value
         case true false
             printf '%s\n' true false
         case '?*'
-            # fish treats text after a tab as a description, and does not quote a tilde.
+            # Does not offer a value with a tab or with "~" at the start, because fish treats text after a tab
+            # as a description, and does not quote a tilde.
             test (count $value) -eq 1; and not string match -qr '^~|\t' -- $value; and printf '%s\n' $value
     end
 end

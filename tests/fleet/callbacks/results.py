@@ -1,4 +1,4 @@
-"""Prints the result of each task and host as one line of JSON, and nothing else."""
+"""A plugin for Ansible that prints the result of each task and host as one line of JSON, and nothing else."""
 
 import json
 

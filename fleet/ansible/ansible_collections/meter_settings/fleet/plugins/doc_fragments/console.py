@@ -1,7 +1,7 @@
 # Copyright: the authors of meter-settings
 # See the LICENSE file of this collection
 
-"""The documentation of the console options, for both modules."""
+"""The documentation of the console options, which meter_settings and meter_settings_info share."""
 
 from __future__ import absolute_import, division, print_function
 
@@ -9,8 +9,6 @@ __metaclass__ = type
 
 
 class ModuleDocFragment(object):
-    """The options of the console."""
-
     DOCUMENTATION = r"""
 options:
   console:

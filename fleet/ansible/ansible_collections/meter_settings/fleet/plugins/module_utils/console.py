@@ -1,7 +1,7 @@
 # Copyright: the authors of meter-settings
 # See the LICENSE file of this collection
 
-"""Works on one meter with the library of meter-fleet, for both modules."""
+"""The code that meter_settings and meter_settings_info share. It runs meter-fleet on one meter."""
 
 from __future__ import absolute_import, division, print_function
 
@@ -38,14 +38,15 @@ FAILURES = ("rejected", "unreachable", "unknown")
 
 
 def named(table):
-    """Returns the members of a table that the task has set."""
+    """Returns the members of `table` whose value is not None. The value is None if the task does
+    not set the member."""
     return dict((key, value) for key, value in (table or {}).items() if value is not None)
 
 
 def meter_table(parameters, settings):
-    """Returns the meter's table for a plan."""
+    """Returns the meter's `[[meter]]` table of a plan, as a dictionary."""
     table = dict(name=parameters["name"], console=parameters["console"], settings=settings)
-    if not parameters["console"].startswith("run:"):  # "run:" starts the utility itself
+    if not parameters["console"].startswith("run:"):  # a "run:" command starts the utility itself
         table["program"] = parameters["program"]
         if named(parameters["login"]):
             table["login"] = named(parameters["login"])
@@ -53,8 +54,8 @@ def meter_table(parameters, settings):
 
 
 def operate(module, command, settings):
-    """Runs a command of meter-fleet on the task's meter. Returns the result, with the members that
-    --json prints. If the result is a failure, ends the module."""
+    """Runs a command of meter-fleet on the task's meter. Returns a dictionary with the members that
+    `meter-fleet --json` prints. If the command fails, ends the module with a message."""
     if LIBRARY_ERROR:
         module.fail_json(msg=missing_required_lib("meter_fleet"), exception=LIBRARY_ERROR)
     try:
@@ -70,8 +71,8 @@ def operate(module, command, settings):
 
 
 def returned(result):
-    """Converts a result to the form that a module returns. Its member `diff` is for Ansible's diff
-    mode."""
+    """Converts a result of meter-fleet to a result of an Ansible module. Replaces the member `diff`
+    with the old and new values that Ansible's diff mode shows."""
     differences = result.pop("diff")
     result["diff"] = dict(
         before=dict((one["setting"], one["before"]) for one in differences),
