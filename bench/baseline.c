@@ -1,7 +1,8 @@
-/* The baseline for a menu program: it sets the terminal, writes the screen in one call, waits for a
-   key, reads it and echoes it.
+/* The baseline for a menu program. It sets the terminal's modes, writes a screen in one call, waits
+   for a key, reads the key and echoes it.
 
-   baseline FIRST NEXT: shows FIRST, and NEXT after each answer. The answer 0 ends it. */
+   baseline FIRST NEXT: shows FIRST, and shows NEXT after each answer. The answer 0 ends the
+   program. */
 #include <string.h>
 #include <sys/select.h>
 #include <termios.h>
@@ -11,7 +12,7 @@ int main(int count, char** words)
 {
     struct termios saved, raw;
     char key = 0;
-    char line = 0; /* the answer so far, if it is a single key */
+    char line = 0; /* the answer so far: 0 if empty, its key if single, else a space */
     const char* output = words[1];
     size_t size;
 

@@ -1,15 +1,17 @@
-// Measures several contenders in turns, so that other load on the machine affects all of them
-// equally.
+// Measures several programs, the contenders, in turns, so that other load on the machine affects
+// all contenders equally.
 //
-// contest ROUNDS SEED <PLAN: runs every contender once per round, in a new order each round, each
-// on its own pseudo-terminal. PLAN consists of texts, each ended by a zero byte. A contender is the
-// arguments of its command and an empty text, then its steps and an empty text. A step is its name,
-// its keys and the number of bytes of the answer. The argument ROUND is replaced by a digit of the
-// round.
+// contest ROUNDS SEED <PLAN: runs every contender once per round, in a new random order each round.
+// Each contender runs on its own pseudo-terminal.
 //
-// A step sends its keys and ends when that many bytes have arrived. The time of the first step
-// begins with the program's start. After the last step the program must exit by itself with status
-// 0. Prints "ROUND CONTENDER NAME MICROSECONDS" for every step; for the whole run, NAME is "end".
+// PLAN consists of texts. A zero byte ends each text. A contender consists of the arguments of its
+// command, an empty text, its steps, and an empty text. A step consists of its name, its keys, and
+// the number of bytes of the answer. The last digit of the round's number replaces the argument
+// ROUND.
+//
+// A step sends its keys and ends when all bytes of the answer have arrived. The first step includes
+// the start of the contender. After the last step, the contender must exit by itself with status 0.
+// Prints "ROUND CONTENDER NAME MICROSECONDS" for every step, and with NAME "end" for the whole run.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -31,7 +33,7 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-constexpr unsigned seconds_of_run = 60; // at most
+constexpr unsigned seconds_of_run = 60; // a longer run ends this program
 
 struct Step {
     std::string name;
@@ -86,7 +88,7 @@ int open_terminal()
     return master;
 }
 
-// Returns the arguments as `execv` needs them, with the null at the end.
+// Returns the arguments for `execv`, with a null pointer at the end.
 std::vector<char*> words_of(std::vector<std::string>& command, int round)
 {
     std::vector<char*> words;
@@ -99,8 +101,8 @@ std::vector<char*> words_of(std::vector<std::string>& command, int round)
     return words;
 }
 
-// Starts a contender. It is killed when this program exits, because a program without its terminal
-// might run forever.
+// Starts a contender. The kernel kills the contender when this program exits, because a contender
+// without its terminal might run forever.
 pid_t start(const std::vector<char*>& words, int terminal, int nowhere)
 {
     const pid_t child = vfork();

@@ -1,4 +1,4 @@
-"""Plays sessions on a terminal for the programs in this directory, and measures their times and counts.
+"""Plays sessions on a terminal and measures their times and counts, for the scripts in this directory.
 
 A session is a list of steps. A step has the keys to type and the bytes that the program must answer.
 `learn` records the answers once. When the session is played again, a step ends when its answer is complete. A
@@ -26,7 +26,7 @@ from harness.terminal import OFLAG, Console
 
 LIMIT = 600  # seconds for a build or for a run under a measuring tool
 QUIET = 0.05  # if a sleeping program writes nothing for this many seconds, its answer is complete
-REPEATED = 50  # the number of repetitions of a cycle of steps, to measure one step
+REPEATED = 50  # the repetitions of a cycle of steps in the measurement of one step
 
 
 class Contender(NamedTuple):
@@ -82,7 +82,8 @@ def answer_of(console):
 
 
 def learn(contender, *steps):
-    """Returns the steps with their answers. Each argument is a name and its keys; the first is the start."""
+    """Plays a session and returns its steps with the answers. Each argument is a step's name and keys. The
+    first step is the start."""
     console = open_console(contender)
     try:
         learnt = []
@@ -112,7 +113,7 @@ def play(contender, steps, prefix=(), look=lambda console: None):
 # -- times --
 
 def planned(contender, steps):
-    """Returns a contender in the format that bench/contest.cpp reads."""
+    """Yields the texts of a contender and its steps in the format of bench/contest.cpp."""
     yield from (*map(str, contender.command), "")
     for step in [*steps, Step("exit", contender.end, b"")]:
         yield from (step.name, step.keys, str(len(step.answer)))
@@ -139,7 +140,7 @@ def hold_contest(rounds, seed, plan):
 
 
 def ratios(times, baseline):
-    """Returns one ratio for each round, because a slow round affects both programs."""
+    """Returns the ratio of the two times of each round, because a slow round affects both programs."""
     return [time / least for time, least in zip(times, baseline)]
 
 
@@ -151,7 +152,7 @@ def spread(values, digits=0):
 # -- counts --
 
 def instructions_of(contender, steps):
-    """Counts the instructions of a whole session in user space."""
+    """Returns the number of instructions that a whole session executes in user space."""
     with tempfile.NamedTemporaryFile(dir=BUILD) as log:
         play(contender, steps, ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null",
                                 f"--log-file={log.name}"])
@@ -159,14 +160,14 @@ def instructions_of(contender, steps):
 
 
 def system_calls_of(contender, steps):
-    """Counts the system calls of a session until it waits for the next key. The wait itself is not
-    counted."""
+    """Returns the number of system calls of a session until the program waits for a key after the last step.
+    The wait itself is not counted."""
     with tempfile.NamedTemporaryFile(dir=BUILD) as log:
         def calls(console):
             text = None
             while console.process.poll() is None and (
                     text != (text := Path(log.name).read_bytes()) or text.endswith(b"\n")):
-                time.sleep(QUIET)  # by then, the program waits
+                time.sleep(QUIET)  # the program waits if its log no longer grows
             return text.count(b"\n")
         return play(contender, steps, ["strace", "-o", log.name], calls)
 
@@ -180,7 +181,7 @@ def peak_memory_of(contender, steps):
 
 
 def of_one_more(measure, contender, lead, cycle, tail=()):
-    """Returns the cost of one step in a cycle, by comparing many repetitions of the cycle with one. `lead`
-    begins the session, and `tail` ends it."""
+    """Returns the cost of one step in a cycle of steps. Measures a session with one cycle and a session with
+    many cycles. Both sessions begin with the steps `lead` and end with the steps `tail`."""
     few, many = (measure(contender, [*lead, *cycle * count, *tail]) for count in (1, 1 + REPEATED))
     return (many - few) / (REPEATED * len(cycle))

@@ -1,8 +1,10 @@
-/* The baseline for `cdsctl get` and `cdsctl set`: the same file work, without parsing the file.
+/* The baseline for `cdsctl get` and `cdsctl set`. It reads and writes the store in the same way,
+   but does not parse the file.
 
    store-baseline get DIR        reads the whole store and prints one line
-   store-baseline set DIR DIGIT  takes the directory's lock, reads the whole store, and replaces it
-                                 with a copy whose first byte is DIGIT, flushed to disk */
+   store-baseline set DIR DIGIT  takes the directory's lock, reads the whole store, and replaces the
+                                 store with a copy. The first byte of the copy is DIGIT. The copy is
+                                 flushed to disk */
 #include <fcntl.h>
 #include <stdio.h>
 #include <string.h>

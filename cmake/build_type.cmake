@@ -1,5 +1,5 @@
-# Sets the default build type: small programs for a meter, fast programs for the host. HAVE_IPO is true if the
-# program must be small, and the compiler and linker support interprocedural optimisation.
+# Sets the default build type: MinSizeRel in a cross build for a meter, otherwise Release. HAVE_IPO is true if
+# the build type is MinSizeRel and the compiler and linker support interprocedural optimisation.
 get_property(several_types GLOBAL PROPERTY GENERATOR_IS_MULTI_CONFIG)
 if(NOT CMAKE_BUILD_TYPE AND NOT several_types)
     set(default_type Release)

@@ -1,20 +1,20 @@
-# Defines the target `client_library`, the client library of the store (libcds and libcds++). It uses the
-# first of these that is given:
+# Defines the target `client_library`, the client library of the store (libcds and libcds++). The first of
+# these choices that is given determines the library:
 #
-# CDS_ROOT         the directory of an installed library: include/, lib/libcds.so, lib/libcds++.so
-#                  (libcds.a and libcds++.a for a static program)
-# SIMULATED_METER  the simulated client library. It also provides its own `system` and `sleep`, the
-#                  tools of the simulated meter, and the tests. The presets set this option.
-# pkg-config       the package `cds` of the sysroot
+# CDS_ROOT         the directory of an installed library. It contains include/, lib/libcds.so and
+#                  lib/libcds++.so. For a static program, it contains lib/libcds.a and lib/libcds++.a
+# SIMULATED_METER  the simulated client library, which also replaces `system` and `sleep`. With this option,
+#                  the tools of the simulated meter and the tests are built too. The presets set the option
+# pkg-config       the package `cds` that pkg-config finds
 #
-# ON_SIMULATED_METER is true for the simulated client library.
+# ON_SIMULATED_METER is true if the simulated client library is used.
 set(CDS_ROOT "" CACHE PATH "Directory of the meter's client library")
 option(SIMULATED_METER "Build the simulated meter and link its client library, unless CDS_ROOT is given" OFF)
 
 add_library(client_library INTERFACE)
 set(ON_SIMULATED_METER OFF)
 
-# Uses the libraries in CDS_ROOT only, never others with the same names.
+# Links only the libraries in CDS_ROOT, never libraries with the same names in other directories.
 function(use_installed_library)
     if(NOT IS_ABSOLUTE ${CDS_ROOT})
         message(FATAL_ERROR "CDS_ROOT must be an absolute path: ${CDS_ROOT}")
@@ -23,7 +23,7 @@ function(use_installed_library)
         set(CMAKE_FIND_LIBRARY_SUFFIXES .a)
     endif()
     foreach(name IN ITEMS cds++ cds)
-        unset(found CACHE) # it may be from an earlier CDS_ROOT
+        unset(found CACHE) # the cached path may be from an earlier CDS_ROOT
         find_library(found ${name} PATHS ${CDS_ROOT}/lib NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
         if(NOT found)
             message(FATAL_ERROR "CDS_ROOT has no library ${name} of a suitable kind"
@@ -35,8 +35,8 @@ function(use_installed_library)
     target_include_directories(client_library SYSTEM INTERFACE ${CDS_ROOT}/include)
 endfunction()
 
-# A host program contains the simulated library, which makes it start fast. A meter program loads the
-# library, so the same binary can also load the meter's own library.
+# A host program contains the simulated library, so the program starts fast. A meter program loads the
+# simulated library as a shared library, so the same binary can also load the meter's own library.
 macro(use_simulated_library)
     set(ON_SIMULATED_METER ON)
     include(cmake/header_only.cmake)
@@ -48,8 +48,8 @@ macro(use_simulated_library)
     endif()
 endmacro()
 
-# Sets CDS_FOUND. pkg-config searches the sysroot or the directories in the environment. A cross build
-# without either does not run pkg-config, which would find packages of the host.
+# Sets CDS_FOUND if pkg-config finds the package `cds`. pkg-config searches PKG_CONFIG_LIBDIR, or else the
+# sysroot. A cross build that has neither does not run pkg-config, which would find packages of the host.
 macro(find_packaged_library)
     if(CMAKE_SYSROOT AND NOT DEFINED ENV{PKG_CONFIG_LIBDIR})
         set(ENV{PKG_CONFIG_SYSROOT_DIR} ${CMAKE_SYSROOT})
@@ -91,7 +91,7 @@ else()
     use_packaged_library()
 endif()
 
-# The meter's loader finds the meter's libraries. A program must not contain paths of the host.
+# A program for a meter must not contain library paths of the host. The meter's loader needs no paths.
 if(NOT ON_SIMULATED_METER)
     set(CMAKE_SKIP_RPATH ON)
 endif()

@@ -1,6 +1,6 @@
 # Defines the target `header_only_libraries`: Debian's header-only packages for the simulator, the tools
-# and the tests. They are the same for every processor, so a cross build uses those of the host. Each gets a
-# separate directory, because /usr/include also has other headers of the host.
+# and the tests. These headers are the same for every processor, so a cross build uses the host's packages.
+# The build directory links to these headers, because /usr/include also has headers of the host only.
 set(header_folder ${CMAKE_BINARY_DIR}/header-only)
 file(MAKE_DIRECTORY ${header_folder})
 foreach(library IN ITEMS CLI doctest nlohmann toml++)

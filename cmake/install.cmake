@@ -1,13 +1,14 @@
-# Defines what `cmake --install` installs below the prefix (it honours DESTDIR), and what `cpack` packs:
-# a Debian package for each component, and a .tar.gz for the component `program`.
+# Defines the files that `cmake --install` installs below the prefix (and below DESTDIR, if that is set), and
+# the packages that `cpack` creates: a Debian package for each component, and a .tar.gz for the component
+# `program`. The components are:
 #
 # program  the programs for a meter, with their manual pages
 # doc      the guides
-# desk     the simulated meter: cdsctl, the utility with a live view, the simulated client library laid
-#          out as on a meter (lib/meter-settings is a CDS_ROOT), and the factory defaults
+# desk     the simulated meter for a workstation: cdsctl, the utility with a live view, the factory
+#          defaults, and the simulated client library. CDS_ROOT may be the installed lib/meter-settings
 #
-# A program for a meter is built with the meter's client library or for the meter's processor. The host
-# build contains the simulated meter, so its packages are for workstations.
+# The programs are for a meter if they are built with the meter's client library or for the meter's
+# processor. The programs of the host build contain the simulated meter, so they are for workstations.
 include(GNUInstallDirs)
 
 set(package_program meter-settings)
@@ -18,9 +19,9 @@ find_program(GZIP gzip)
 if(NOT GZIP)
     message(FATAL_ERROR "gzip is missing; it packs the manual pages")
 endif()
-add_custom_target(packaged) # everything to build before installing; cpack builds it first
+add_custom_target(packaged) # builds everything that is installed; cpack builds this target first
 
-# install_zipped(COMPONENT FILE DIRECTORY): installs the file compressed, without a time stamp.
+# install_zipped(COMPONENT FILE DIRECTORY): compresses FILE without a time stamp, and installs the result.
 function(install_zipped component file folder)
     get_filename_component(name ${file} NAME)
     set(zipped ${CMAKE_BINARY_DIR}/installed/${component}/${name}.gz)
@@ -31,8 +32,8 @@ function(install_zipped component file folder)
     install(FILES ${zipped} DESTINATION ${folder} COMPONENT ${component})
 endfunction()
 
-# install_about(COMPONENT): the change log and copyright of each package. The change log has the date in
-# SOURCE_DATE_EPOCH, if that is set.
+# install_about(COMPONENT): installs the change log and the copyright file of the component's package. The
+# date in the change log is SOURCE_DATE_EPOCH, if that is set.
 function(install_about component)
     set(PACKAGE ${package_${component}})
     set(folder ${CMAKE_BINARY_DIR}/installed/${component})
@@ -62,7 +63,7 @@ set(components program doc)
 
 if(ON_SIMULATED_METER)
     set(library_folder lib/meter-settings)
-    if(NOT CMAKE_CROSSCOMPILING) # the live view and its programs, in one directory
+    if(NOT CMAKE_CROSSCOMPILING) # the live view, in one directory with the programs that it runs
         install(TARGETS meter-settings DESTINATION ${library_folder}/bin COMPONENT desk)
         file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/installed/desk)
         file(CREATE_LINK ../../../${CMAKE_INSTALL_BINDIR}/cdsctl
@@ -76,7 +77,7 @@ if(ON_SIMULATED_METER)
         install_zipped(desk ${PROJECT_SOURCE_DIR}/docs/man/meter-session.1
             ${CMAKE_INSTALL_MANDIR}/man1)
     endif()
-    # The package contains the page only if ./page has built it.
+    # The package contains the page only if ./page has built the page.
     install(FILES ${PROJECT_SOURCE_DIR}/build/web/meter.html
         DESTINATION ${CMAKE_INSTALL_DATADIR}/meter-settings COMPONENT desk OPTIONAL)
     install(TARGETS cds_shared cds++_shared DESTINATION ${library_folder}/lib COMPONENT desk)
@@ -90,7 +91,7 @@ if(ON_SIMULATED_METER)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT desk)
     install(FILES ${completion}/cdsctl.fish
         DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT desk)
-    if(HAVE_STATIC_PIE) # lintian mistakes cdsctl for a library
+    if(HAVE_STATIC_PIE) # lintian mistakes a static program at a random address for a library
         install(FILES cmake/package/lintian-desk RENAME ${package_desk}
             DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT desk)
     endif()
@@ -149,7 +150,7 @@ and changes them. For training and tests; nothing of it belongs on a meter.")
     set(CPACK_DEBIAN_DESK_PACKAGE_RECOMMENDS "${package_program}, tmux")
 endif()
 if(ON_SIMULATED_METER AND NOT CMAKE_CROSSCOMPILING)
-    list(APPEND CPACK_DESK_BINARIES ${CPACK_PROGRAM_BINARIES}) # the package contains copies of them
+    list(APPEND CPACK_DESK_BINARIES ${CPACK_PROGRAM_BINARIES}) # `desk` contains meter-settings too
     string(APPEND CPACK_COMPONENT_PROGRAM_DESCRIPTION "
 This build carries the simulated meter: for workstations, not for meters.")
 endif()

@@ -1,12 +1,12 @@
-# Defines the component `fleet` for `cmake --install` and `cpack`: meter-fleet, its library, its Ansible
-# collection and its documents. install.cmake includes this file after it has defined install_zipped and
-# install_about, and before it lists the components for CPack.
+# Defines the component `fleet` for `cmake --install` and `cpack`: meter-fleet, its Python package, its
+# Ansible collection and its documents. install.cmake includes this file after it has defined
+# install_zipped and install_about, and before it lists the components for CPack.
 #
 # The component does not depend on a processor and is not for meters, so only the host build has it.
 set(package_fleet meter-fleet)
 
 if(ON_SIMULATED_METER AND NOT CMAKE_CROSSCOMPILING)
-    # The directories where Debian's Python searches for modules, and Ansible for collections.
+    # Debian's Python searches dist-packages for modules. Ansible searches share/ansible/collections.
     set(fleet_library lib/python3/dist-packages)
     install(PROGRAMS fleet/meter-fleet DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT fleet)
     install(DIRECTORY fleet/meter_fleet DESTINATION ${fleet_library} COMPONENT fleet
@@ -38,7 +38,7 @@ set(CPACK_DEBIAN_FLEET_PACKAGE_DEPENDS
     "python3 (>= 3.11), python3-pexpect, python3-serial, python3-rich")
 set(CPACK_DEBIAN_FLEET_PACKAGE_RECOMMENDS openssh-client)
 set(CPACK_DEBIAN_FLEET_PACKAGE_SUGGESTS ansible-core)
-# Python compiles the library at installation because its users cannot write to that directory.
+# postinst compiles the Python package, because the users of meter-fleet cannot write to its directory.
 set(CPACK_DEBIAN_FLEET_PACKAGE_CONTROL_EXTRA
     ${PROJECT_SOURCE_DIR}/cmake/package/fleet/postinst
     ${PROJECT_SOURCE_DIR}/cmake/package/fleet/prerm)

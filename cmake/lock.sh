@@ -1,9 +1,9 @@
 # shellcheck shell=bash
-# The lock of a build directory is DIRECTORY/build.lock. Everything that configures or builds takes it.
+# The lock of a build directory is DIRECTORY/build.lock. Every tool that configures or builds takes the lock.
 
-# lock FILE PROCESS: waits until no other process holds the lock FILE, and prints which process holds it.
-# Later callers that wait for the lock print the number PROCESS. The lock is held until this shell and all
-# its child processes have ended.
+# lock FILE PROCESS: takes the lock FILE. If another process holds the lock, prints which process it is, and
+# waits. Later callers that have to wait print the number PROCESS as the holder. The lock is held until this
+# shell and all its child processes have ended.
 lock() {
     local descriptor words
     exec {descriptor}<>"$1"

@@ -1,4 +1,4 @@
-# Toolchain file for the meter's controller, a 32-bit big-endian PowerPC: Debian's cross compiler.
+# Toolchain file for Debian's cross compiler for the meter's controller, a 32-bit big-endian PowerPC.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ppc)
 

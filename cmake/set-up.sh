@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# Functions that ./run, ./test and the other scripts share. Each prints what it does, and skips what is
-# already done.
+# Functions that ./run, ./test and the other scripts share. The functions that install, configure or create
+# something print a message first, and skip work that is already done.
 
 # shellcheck source=cmake/lock.sh
 . "$PWD/cmake/lock.sh"
@@ -8,7 +8,7 @@
 say() { printf '== %s\n' "$*"; }
 stop() { printf 'error: %s\n' "$*" >&2; exit 1; }
 
-# alone FILE COMMAND...: runs the command while it holds the lock FILE.
+# alone FILE COMMAND...: takes the lock FILE, runs the command, and releases the lock.
 alone() (
     { mkdir -p -- "${1%/*}" && : >>"$1"; } 2>/dev/null ||
         stop "${1%/*} cannot be written; did another user build here?"
@@ -17,7 +17,7 @@ alone() (
     "$@"
 )
 
-# Characters that CMake or Ninja cannot handle in a path, even quoted.
+# Characters that CMake or Ninja cannot handle in a path, even in a quoted path.
 unusable_in_paths='["\#;<>|[:cntrl:]]|[][]'
 if [[ $PWD =~ $unusable_in_paths ]]; then
     stop "CMake cannot build in a directory whose path contains ${BASH_REMATCH[0]@Q}; move this one: ${PWD@Q}"
@@ -37,7 +37,7 @@ missing_packages() {
     done
 }
 
-# install_packages LIST...: installs the missing packages of these files.
+# install_packages LIST...: installs the packages in these list files that the system lacks.
 install_packages() {
     command -v dpkg-query >/dev/null || stop "this needs a Debian system: dpkg is missing"
     [ -z "$(missing_packages "$@")" ] || alone build/packages.lock install_missing_packages "$@"
@@ -53,7 +53,7 @@ install_missing_packages() {
         as_root=sudo
     fi
     say "installing $missing"
-    # Continue if this fails: the missing index may not be needed.
+    # Continue if the update fails, because the missing index may not be needed.
     $as_root apt-get update || say "apt-get update failed; trying with the lists that are already here"
     # shellcheck disable=SC2086 # split into arguments on purpose
     $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends \
@@ -61,8 +61,9 @@ install_missing_packages() {
         stop "apt-get could not install: $missing"
 }
 
-# True if build/PRESET is completely configured, for this directory and with the preset's settings. False
-# if the build uses a meter's library, because its programs would run commands on this machine.
+# is_configured PRESET: true if build/PRESET is completely configured, for this directory and with the
+# preset's current settings. False if the build uses a meter's own client library, because its programs would
+# run the utility's commands on this machine.
 is_configured() {
     [ -f "build/$1/build.ninja" ] &&
         grep -qsx "CDS_ROOT:[A-Z]*=" "build/$1/CMakeCache.txt" &&
@@ -71,7 +72,7 @@ is_configured() {
         ! [ CMakePresets.json -nt "build/$1/build.ninja" ]
 }
 
-# build PRESET [TARGET...]: configures if necessary, then builds.
+# build PRESET [TARGET...]: configures build/PRESET if necessary, then builds the targets there.
 build() {
     alone "build/$1/build.lock" configure_and_build "$@"
 }
@@ -89,9 +90,9 @@ configure_and_build() {
         stop "the build of build/$preset failed"
 }
 
-# choose_meter START ARGUMENT...: sets `meter` to the absolute path of the meter: the DIR of "--meter DIR", or else
-# $METER_SIM_DIR, or else build/meter. Sets the array `arguments` to the other arguments. A relative path is
-# relative to START, the directory where the user started the script.
+# choose_meter START ARGUMENT...: sets `meter` to the absolute path of the meter. The path is DIR from
+# "--meter DIR", or else $METER_SIM_DIR, or else build/meter. Sets the array `arguments` to the other
+# arguments. A relative path is relative to START, the directory where the user started the script.
 choose_meter() {
     local start=$1
     shift

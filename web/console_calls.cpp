@@ -1,5 +1,5 @@
-// The console's system calls that WebAssembly does not provide. The linker prefers these
-// definitions to those of the C library.
+// Defines the system calls that the console needs and WebAssembly does not provide. The linker
+// prefers these definitions to the definitions in the C library.
 
 #include "web/host_calls.h"
 
@@ -37,7 +37,7 @@ double milliseconds_of(const timeval& time)
 
 } // namespace
 
-// Supports standard input only. As on Linux, it sets `limit` to the time left.
+// Supports standard input only. Sets `limit` to the time left, as Linux does.
 extern "C" int select(int count, fd_set* readable, fd_set*, fd_set*, timeval* limit)
 {
     if (!only_standard_input(count, readable)) {
@@ -54,7 +54,7 @@ extern "C" int select(int count, fd_set* readable, fd_set*, fd_set*, timeval* li
     return ready;
 }
 
-// There are no signals here, so the pause never ends early.
+// WebAssembly has no signals, so the pause never ends early.
 extern "C" int nanosleep(const timespec* duration, timespec* left)
 {
     host_pause(static_cast<double>(duration->tv_sec) * 1000 +

@@ -1,5 +1,5 @@
-// The floating-point part of <charconv>, which the web compiler's library lacks and the TOML parser
-// needs. The web build includes this file before every source.
+// Defines the floating-point functions of <charconv>. The TOML parser needs them, but the web
+// compiler's library lacks them. The web build includes this file before every source file.
 #pragma once
 
 #include <algorithm>
@@ -16,7 +16,8 @@ namespace std
 template <typename Number>
 using if_floating = enable_if_t<is_floating_point_v<Number>, int>;
 
-// Relies on its only caller, the parser, which passes checked digits without spaces or a "+".
+// Unlike the standard function, accepts spaces and a "+" before the digits. The only caller, the
+// TOML parser, passes neither.
 template <typename Number, if_floating<Number> = 0>
 from_chars_result from_chars(const char* first, const char* last, Number& value,
                              chars_format format = chars_format::general)
@@ -32,8 +33,8 @@ from_chars_result from_chars(const char* first, const char* last, Number& value,
     return {first + (length - prefix.size()), errc()};
 }
 
-// Not used here, but the parser's header needs it to compile. It writes seventeen digits, which are
-// enough to read the same number back.
+// The program never calls this function, but the parser's header needs it to compile. Seventeen
+// digits are enough to read the same number back.
 template <typename Number, if_floating<Number> = 0>
 to_chars_result to_chars(char* first, char* last, Number value,
                          chars_format format = chars_format::general, int precision = 17)

@@ -1,4 +1,5 @@
-// The calls of host_calls.h for emcc. `Module.host` is the host from the options of createProgram.
+// Defines the functions of host_calls.h for emcc. `Module.host` is the host object in the options of
+// createProgram.
 mergeInto(LibraryManager.library, {
     host_wait_for_key: function (milliseconds) {
         return Asyncify.handleSleep(wake => Module.host.waitForKey(milliseconds, wake));

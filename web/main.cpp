@@ -1,5 +1,6 @@
-// The entry of the web build. After a wait the program does not return through `main`, so a result
-// returned by `main` would be lost. `exit` reports the result and runs the exit handlers.
+// The entry point of the web build. A program that has waited for a key no longer returns through
+// `main`, so the result of `main` would be lost. `exit` reports the result and runs the exit
+// handlers.
 
 #include <cstdlib>
 

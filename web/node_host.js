@@ -1,14 +1,15 @@
-// The host of a program under node: the terminal and clock of this machine. host_calls.h describes the calls.
+// The host object for node. It gives the program the terminal and the clock of this machine. host_calls.h
+// describes its functions.
 "use strict";
 
 const childProcess = require("child_process");
 const fs = require("fs");
 const { isatty } = require("tty");
 
-// The numbers of the terminal's local modes in the program's C library.
+// The bits of the terminal's local modes in the C library of the program.
 const localModes = { isig: 0o1, icanon: 0o2, echo: 0o10 };
 
-// Standard input as a queue of bytes. It accepts input immediately, as a terminal driver does.
+// Standard input as a queue of bytes. Like a terminal driver, it accepts bytes before the program reads them.
 class Keyboard {
     constructor() {
         this.bytes = [];
@@ -37,11 +38,11 @@ class Keyboard {
     }
 
     read() {
-        return this.bytes.length > 0 ? this.bytes.shift() : null; // null at the end of the input
+        return this.bytes.length > 0 ? this.bytes.shift() : null; // null: the input has ended
     }
 }
 
-// Collects the bytes of small writes and passes them on together.
+// Collects single bytes and writes many of them together to a file descriptor.
 class Output {
     constructor(descriptor) {
         this.descriptor = descriptor;
@@ -67,7 +68,7 @@ class Output {
         } catch (error) {
             if (error.code !== "EAGAIN")
                 throw error;
-            Atomics.wait(new Int32Array(new SharedArrayBuffer(4)), 0, 0, 1); // waits for a slow reader
+            Atomics.wait(new Int32Array(new SharedArrayBuffer(4)), 0, 0, 1); // waits for the slow reader
             return 0;
         }
     }
@@ -125,7 +126,7 @@ class NodeHost {
         let timer = milliseconds < 0 ? undefined : setTimeout(check, Math.ceil(milliseconds));
     }
 
-    // Continues the program. Ignores the exception at the end of the program, which `onExit` has handled.
+    // Continues the program. Ignores the exception that ends it, because `onExit` has handled the end.
     resume(wake) {
         try {
             wake();

@@ -1,8 +1,8 @@
-// The operations of cdsctl on the text of a store, for a web page. JavaScript calls them in an
-// instance that does not run the program.
+// Operations of cdsctl on the text of a store, for the web page. The page calls these functions in
+// an instance of the WebAssembly that does not run the program.
 //
-// The text that a function returns is valid until the next call. When `store_tools_failed` returns
-// 1, that text is an error message: "store.toml:LINE: REASON", or the reason alone.
+// A returned text is valid until the next call. When `store_tools_failed` returns 1, the last
+// returned text is an error message: "store.toml:LINE: REASON", or the reason alone.
 
 #include "simulator/cdsctl/changes.h"
 #include "simulator/cdsctl/json_text.h"
@@ -35,7 +35,7 @@ const char* give_error(std::string text)
     return answer.c_str();
 }
 
-// Parses `text` and returns what `use` returns for its leaves, or the parser's error.
+// Parses `text`. Returns the result of `use` for the leaves, or the parser's error message.
 template <typename Use>
 const char* with_leaves(const char* text, Use use)
 {
@@ -44,8 +44,8 @@ const char* with_leaves(const char* text, Use use)
     return parse_leaves(text, store_file, leaves, error) ? use(leaves) : give_error(error);
 }
 
-// Parses both texts and returns what `use` returns for the changes between them, or the first
-// error.
+// Parses both texts. Returns the result of `use` for the changes between them, or the parser's
+// first error message.
 template <typename Use>
 const char* with_changes(const char* before_text, const char* after_text, Use use)
 {
@@ -81,7 +81,8 @@ const char* store_leaves(const char* text)
     });
 }
 
-// Returns the store's text after `cdsctl set` of one leaf. An existing leaf keeps its type.
+// Sets one leaf as `cdsctl set` does, and returns the new text of the store. An existing leaf keeps
+// its type.
 const char* store_set(const char* text, const char* path, const char* word)
 {
     return with_leaves(text, [&](Leaves& leaves) {
@@ -105,19 +106,19 @@ const char* store_clear(const char* text, const char* path)
     });
 }
 
-// Returns the differences as JSON.
+// Returns the changes from `before` to `after` as JSON.
 const char* store_changes(const char* before, const char* after)
 {
     return with_changes(before, after, cdsctl::json_changes);
 }
 
-// Returns the differences as `cdsctl diff` prints them.
+// Returns the changes from `before` to `after` as `cdsctl diff` prints them.
 const char* store_diff(const char* before, const char* after)
 {
     return with_changes(before, after, change_lines);
 }
 
-// Returns an empty text, or an error when `text` is not a valid faults.toml.
+// Returns an empty text, or an error message when `text` is not a valid faults.toml.
 const char* faults_check(const char* text)
 {
     std::vector<Fault> faults;

@@ -1,5 +1,6 @@
-# cpack includes this before it packs, so that the same sources give the same package. It makes the
-# directories readable whatever the umask was. If SOURCE_DATE_EPOCH is set, all files get that date.
+# cpack includes this file before it packs. The file makes packages reproducible: the same sources give the
+# same package. Directories become readable, whatever the umask was. If SOURCE_DATE_EPOCH is set, all files
+# get this date.
 function(run)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE status)
     if(NOT status EQUAL 0)

@@ -1,14 +1,15 @@
-# cpack includes this for each kind of package. It reads CPACK_PROGRAM_BINARIES and CPACK_DESK_BINARIES
-# with readelf and sets the architecture, and the packages and versions that each component depends on.
-# A binary's symbol versions determine the versions of its libraries.
+# cpack includes this file once for each kind of package. The file reads CPACK_PROGRAM_BINARIES and
+# CPACK_DESK_BINARIES with readelf. It sets the architecture of the packages, and the packages and versions
+# that each component depends on. The symbol versions in a binary determine the versions of its libraries.
 #
-# It first builds the binaries, because cpack itself builds nothing with Ninja.
+# The binaries are built first, because cpack builds nothing itself with Ninja.
 execute_process(COMMAND ${CPACK_BUILD_FIRST} RESULT_VARIABLE built)
 if(NOT built EQUAL 0)
     message(FATAL_ERROR "the files to pack cannot be built")
 endif()
 
-# The libstdc++6 release that introduced each symbol version.
+# The libstdc++6 releases that introduced the symbol versions. The first release is for the version in the
+# variable's name. After it come pairs of a symbol version and its release.
 set(stdcxx_of_GLIBCXX_3.4 5 3.4.22 6 3.4.23 7 3.4.25 8 3.4.26 9 3.4.28 10 3.4.29 11 3.4.30 12 3.4.31 13
     3.4.33 14 3.4.34 15)
 set(stdcxx_of_CXXABI_1.3 5 1.3.10 6 1.3.11 7 1.3.12 9 1.3.13 11 1.3.14 13 1.3.15 14 1.3.16 15)
@@ -24,7 +25,7 @@ function(readelf out)
     set(${out} "${said}" PARENT_SCOPE)
 endfunction()
 
-# Sets the Debian architecture of a binary.
+# Sets `out` to the Debian architecture of the binary `file`.
 function(read_architecture out file)
     readelf(header -h ${file})
     set(float soft)
@@ -47,7 +48,8 @@ function(read_architecture out file)
     message(FATAL_ERROR "${file}: no Debian architecture is known for: ${machine}")
 endfunction()
 
-# Finds the highest symbol version with this prefix in the text. Empty if no version has it.
+# Sets `out` to the highest symbol version with this prefix in the text. Sets `out` to an empty text if no
+# version has this prefix.
 function(highest_version out prefix text)
     set(highest "")
     string(REGEX MATCHALL "Name: ${prefix}_[0-9.]+" names "${text}")
@@ -60,7 +62,8 @@ function(highest_version out prefix text)
     set(${out} "${highest}" PARENT_SCOPE)
 endfunction()
 
-# Finds the libstdc++6 release that has a version of the GLIBCXX or CXXABI symbols.
+# Sets `out` to the first libstdc++6 release with this symbol version. `prefix` is GLIBCXX or CXXABI. `first`
+# is the version in the name of the variable above.
 function(stdcxx_version out prefix first version)
     if(version VERSION_GREATER newest_${prefix})
         message(FATAL_ERROR "${prefix}_${version} is newer than the versions in ${CMAKE_CURRENT_LIST_FILE}")
@@ -78,7 +81,7 @@ function(stdcxx_version out prefix first version)
     set(${out} "${needed}" PARENT_SCOPE)
 endfunction()
 
-# Lists the packages that the binaries need, in the syntax of the field Depends.
+# Sets `out` to the packages that the binaries need, in the syntax of the field Depends.
 function(read_dependencies out)
     set(versions "")
     foreach(file IN LISTS ARGN)

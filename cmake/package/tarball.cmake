@@ -1,5 +1,5 @@
-# cpack -G External runs this. It packs the component `program` into a .tar.gz for images without dpkg.
-# The paths start at the root directory, and root owns every file.
+# `cpack -G External` runs this script. It packs the component `program` into a .tar.gz, for system images
+# without dpkg. The paths in the archive start at the root directory, and root owns every file.
 set(name ${CPACK_PACKAGE_NAME}_${CPACK_PACKAGE_VERSION}_${CPACK_DEBIAN_PACKAGE_ARCHITECTURE}.tar.gz)
 set(tarball ${CPACK_PACKAGE_DIRECTORY}/${name})
 execute_process(

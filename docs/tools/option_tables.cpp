@@ -46,7 +46,7 @@ void print_leaves(LeafSet leaves)
     std::fputs(" |", stdout);
 }
 
-// Returns the leaves of an exclusive group, or none for a single option.
+// Returns the leaves of an exclusive group, or an empty set for a single option.
 LeafSet group_leaves(OptionGroup group)
 {
     return group == OptionGroup::single ? 0 : leaves_of(group);
@@ -62,7 +62,7 @@ void print_tokens()
             std::printf(" `%s`", lower_form(token.text).data());
         std::printf(" | %s |", name_of(token.group));
         print_leaves(token.leaves);
-        const bool alone = view_of(token.text) == "PQR"; // excludes no other option
+        const bool alone = view_of(token.text) == "PQR"; // PQR excludes no other option
         print_leaves(alone ? 0 : group_leaves(token.group) & ~token.leaves);
         std::puts("");
     }

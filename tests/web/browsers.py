@@ -1,7 +1,7 @@
-"""Drives the page in a browser: Chromium through chromedriver, Firefox through its own protocol.
+"""Drives the page in Chromium through chromedriver, and in Firefox through Firefox's own protocol.
 
-Both classes have the same few methods: `open` opens an address, `script` runs a script in the page, and
-`send_keys` types into an element. The keys are WebDriver's, so the page gets the events of a keyboard.
+Both classes have the methods `open`, which opens an address, `script`, which runs a script in the page, and
+`send_keys`, which types into an element. WebDriver sends the keys, so the page gets real keyboard events.
 """
 
 import json
@@ -26,7 +26,7 @@ def address(fragment="", page=PAGE):
 
 
 class Chromium:
-    """Headless Chromium. Its downloads go to `downloads`."""
+    """Headless Chromium. It saves downloads in the directory `downloads`."""
 
     def __init__(self, width=1400, height=900):
         from selenium import webdriver
@@ -48,14 +48,15 @@ class Chromium:
         self.driver.set_script_timeout(STEP_LIMIT)
 
     def open(self, url):
-        self.driver.get("about:blank")  # the browser does not load an address again if only its fragment differs
+        # If only the fragment of the address differs, the browser does not load the page again.
+        self.driver.get("about:blank")
         self.driver.get(url)
 
     def script(self, text, *arguments):
         return self.driver.execute_script(text, *arguments)
 
     def async_script(self, text, *arguments):
-        """Runs a script that calls its last argument with the result. Returns the result."""
+        """Runs a script that calls its last argument, a function, with the result. Returns this result."""
         return self.driver.execute_async_script(text, *arguments)
 
     def send_keys(self, keys, selector=TERMINAL):
@@ -88,8 +89,8 @@ class Chromium:
 
 
 class Firefox:
-    """Headless Firefox. Its protocol is Marionette. A message is "LENGTH:[0, number, command, parameters]" in
-    both directions."""
+    """Headless Firefox, driven through the protocol Marionette. A request is "LENGTH:[0, number, command,
+    parameters]". A response is "LENGTH:[1, number, error, result]"."""
 
     def __init__(self):
         BUILD.mkdir(parents=True, exist_ok=True)
@@ -171,7 +172,7 @@ class Firefox:
 
 
 def output_of(browser):
-    """Returns everything that the program has written."""
+    """Returns all bytes that the program has written to standard output."""
     text = browser.script("""
         let text = "";
         for (const byte of meter.output())
@@ -181,7 +182,7 @@ def output_of(browser):
 
 
 def wait_for_output(browser, wanted, seconds=STEP_LIMIT):
-    """Waits until the output contains `wanted`, for at most `seconds`. Returns the output."""
+    """Waits until the output contains `wanted`, but at most `seconds`. Returns the output in both cases."""
     until = time.monotonic() + seconds
     output = output_of(browser)
     while wanted not in output and time.monotonic() < until:
@@ -198,7 +199,7 @@ def screen_rows(browser):
 
 
 def wait_for_rows(browser, wanted):
-    """Waits until the terminal shows exactly these rows, apart from empty ones."""
+    """Waits until the rows of the terminal that are not empty are exactly `wanted`."""
     def shown():
         return [row for row in screen_rows(browser) if row]
     wait_until(lambda: shown() == wanted, shown)

@@ -1,4 +1,4 @@
-"""Browsers for the tests of the page. Each test process starts one of each."""
+"""Browsers for the tests of the page. Each test process starts at most one Chromium and one Firefox."""
 
 import http.server
 import sys
@@ -13,8 +13,8 @@ import browsers  # noqa: E402
 
 
 def pytest_collection_modifyitems(items):
-    """Adds the marker `page` to all tests in this directory. They need the page, so runs without --page skip
-    them."""
+    """Adds the marker `page` to all tests in this directory. These tests need the page, so pytest skips them
+    without the option --page."""
     here = Path(__file__).parent
     for item in items:
         if here in item.path.parents:
@@ -30,7 +30,7 @@ def chromium_process():
 
 @pytest.fixture
 def chromium(chromium_process):
-    """Chromium, which has just opened the page."""
+    """Returns Chromium after it has opened the page."""
     chromium_process.open(browsers.address())
     chromium_process.console_messages()
     return chromium_process
@@ -45,13 +45,13 @@ def firefox():
 
 @pytest.fixture
 def asked_of_the_server():
-    """The paths of all requests to the web server."""
+    """Returns a list to which `web_server` adds the path of each request."""
     return []
 
 
 @pytest.fixture
 def web_server(asked_of_the_server):
-    """The address of a web server that returns the page for every path."""
+    """Yields the address of a web server that returns the page for every path."""
 
     class Handler(http.server.BaseHTTPRequestHandler):
         def do_GET(self):

@@ -12,10 +12,10 @@ from harness.meter import FACTORY, toml_text, toml_value
 from harness.program import STEP_LIMIT
 from harness.terminal import Mismatch
 
-SPEED = 10  # a wait takes a tenth of its time in the dialogue
+SPEED = 10  # a wait on the page takes a tenth of the time in the dialogue
 ERASING = (8, 127)
 
-# The keys for bytes that are not printable characters. Ctrl with a letter gives the letter's control code.
+# Maps bytes that are not printable characters to keys. Ctrl with a letter types the letter's control code.
 KEYS = {13: ENTER, 27: ESCAPE, **{byte: BACKSPACE for byte in ERASING},
         **{byte: CONTROL + chr(byte + 0x60) + RELEASED for byte in range(1, 27) if byte not in (8, 13)}}
 
@@ -44,7 +44,7 @@ def start_of(case):
 
 
 def with_change(leaves, text):
-    """Returns the leaves after a change "store: ..." in a dialogue."""
+    """Returns the leaves after a change. `text` describes the change, as after "store: " in a dialogue."""
     if text.startswith("remove "):
         return {path: value for path, value in leaves.items() if path != json.loads(text[7:])}
     return leaves | tomllib.loads(text)
@@ -68,7 +68,7 @@ class Player:
         self.browser = browser
         self.case = case
         self.expected = b""
-        self.keys = ""  # keys that still have to be sent
+        self.keys = ""  # keys that `send` has not sent yet
         self.last_key = time.monotonic()
 
     def start(self):
@@ -109,7 +109,7 @@ class Player:
         self.check()
 
     def type(self, byte, after):
-        """Collects keys while each is answered only by its echo. Then sends them together."""
+        """Collects the byte's key. Sends the collected keys, unless `after` is the echo or another key."""
         if not self.keys:
             self.check()
         self.keys += KEYS.get(byte) or chr(byte)
@@ -123,7 +123,7 @@ class Player:
         self.keys = ""
 
     def check(self):
-        """Checks that the output so far is exactly the expected one."""
+        """Sends the collected keys. Raises Mismatch if the output so far is not the expected output."""
         self.send()
         until = time.monotonic() + STEP_LIMIT
         output = output_of(self.browser)
@@ -154,13 +154,13 @@ class Player:
         self.last_key = time.monotonic()
 
     def replace(self, mark):
-        """Writes to the store as another program does. It starts from the current store, which the dialogue
-        may have changed."""
+        """Changes the store as another program does. Applies the change to the current store, because the
+        dialogue may have changed other leaves."""
         present = tomllib.loads(self.browser.script("return meter.store();"))
         self.browser.script("meter.replaceStore(arguments[0]);", toml_text(with_change(present, mark)))
 
     def report(self):
-        """Returns the differences after the whole session."""
+        """Returns the differences between the end of the session and the end of the dialogue, as lines."""
         browser, case = self.browser, self.case
         exited = browser.script("return meter.exited();")
         errors = bytes(browser.script("return Array.from(meter.errors());")).decode("latin-1")
@@ -176,7 +176,7 @@ class Player:
 
 
 def play(browser, case):
-    """Returns None, or the differences."""
+    """Plays the dialogue. Returns None, or a text with the differences."""
     player = Player(browser, case)
     try:
         player.start()

@@ -1,7 +1,7 @@
-"""The pictures of the page in the guides: the actions before each, and the check that they are current.
+"""Creates the pictures of the page in the guides. Each picture has actions that come before the screenshot.
 
-A picture file contains the text that was on the page. The check compares this text and not the pixels,
-because pixels differ between machines.
+A picture file also contains the text that was on the page. A test compares this text with the page, and not
+the pixels, because pixels differ between machines.
 """
 
 import base64
@@ -33,7 +33,7 @@ def exercise(browser):
     browser.send_keys(f"1{ENTER}1{ENTER}n{ENTER}2{ENTER}198.51.100.20{ENTER}")
 
 
-# Maps the name of the file to the actions, the width and height, and the colours.
+# Maps the name of a picture to its actions, its width and height in pixels, and its colour scheme.
 SCENES = {
     "page-overview": (overview, 1280, 860, "light"),
     "page-next-save": (next_save, 1280, 860, "dark"),
@@ -51,7 +51,8 @@ SHOWN_TEXT = """
 
 
 def play(browser, name):
-    """Performs the actions of a picture. Returns the PNG, and the text on the page and in the terminal."""
+    """Performs the actions of a picture. Returns a screenshot as PNG, and the text on the page and in the
+    terminal."""
     prepare, width, height, colours = SCENES[name]
     browser.set_size(width, height)
     browser.set_colours(colours)
@@ -86,7 +87,7 @@ def with_text(png, text):
 
 
 def text_in(png):
-    """Returns the text in the picture file, or None if it has none."""
+    """Returns the text in the picture file, or None if the file has no text."""
     for kind, data in chunks(png):
         if kind == b"iTXt" and data.startswith(KEYWORD + b"\0"):
             return zlib.decompress(data[len(KEYWORD) + 5:]).decode()

@@ -1,4 +1,4 @@
-"""Accessibility: keyboard only, screen reader, light and dark colours, any width, 200 % zoom."""
+"""Tests the page with the keyboard only, with a screen reader, in both colour schemes, and at many sizes."""
 
 import json
 
@@ -15,7 +15,7 @@ ARROW_RIGHT = "\ue014"
 
 @pytest.fixture
 def page(chromium):
-    """The page. The fixture restores its default size and colours afterwards."""
+    """Yields the browser with the page. Restores the default size and colours after the test."""
     yield chromium
     chromium.devtools("Emulation.clearDeviceMetricsOverride")
     chromium.set_colours("light")
@@ -97,7 +97,7 @@ def focused(browser):
 
 
 def tab_through(browser, most=200, key=TAB):
-    """Presses the key until the focus is back at the start. Returns the elements that had the focus."""
+    """Presses the key until an element gets the focus again. Returns the elements that had the focus."""
     seen = []
     for _ in range(most):
         browser.press(key)
@@ -146,7 +146,7 @@ def test_a_leaf_can_be_changed_and_an_exercise_begun_with_the_keyboard_only(page
     while focused(page) != "Begin":
         page.press(TAB)
     page.press(ENTER)
-    page.press(TAB + ENTER)  # agrees to discard the change
+    page.press(TAB + ENTER)  # answers that the change may be discarded
     assert page.script("return document.querySelector('.verdict') !== null;")
     assert focused(page) == "Console of the meter. Tab leaves it."
 
@@ -192,7 +192,7 @@ def test_nothing_is_cut_off_at_any_width(page, width):
         assert wide == [False, []], tab
 
 
-@pytest.mark.parametrize("width", [640, 700])  # 1280 and 1400 pixels at 200 % zoom
+@pytest.mark.parametrize("width", [640, 700])  # windows of 1280 and 1400 pixels at 200 % zoom
 def test_everything_is_readable_at_twice_the_size(page, width):
     page.set_size(width, 450, scale=2)
     page.script("dispatchEvent(new Event('resize'));")
@@ -202,11 +202,11 @@ def test_everything_is_readable_at_twice_the_size(page, width):
         const frame = document.getElementById("terminal-frame");
         return [frame.scrollWidth - frame.clientWidth, getComputedStyle(document.querySelector(".xterm-rows")).fontSize];""")
     assert float(box[1].removesuffix("px")) >= 11
-    assert box[0] <= 0  # the whole line is visible
+    assert box[0] <= 0  # every line of the terminal is completely visible
 
 
 def test_the_terminal_is_readable_on_a_telephone(page):
-    """Eighty columns do not fit. The frame scrolls, and the letters stay large enough."""
+    """Eighty columns do not fit the width. The frame scrolls, so that the letters stay large enough."""
     page.set_size(360, 740)
     page.script("dispatchEvent(new Event('resize'));")
     sizes = page.script("""

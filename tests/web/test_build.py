@@ -1,4 +1,4 @@
-"""The sources of the page, its size, and reproducible builds."""
+"""Tests the sources and the size of the page, and that two builds are identical."""
 
 import filecmp
 import gzip
@@ -14,15 +14,15 @@ from harness.program import REPOSITORY
 WEB = REPOSITORY / "build" / "web"
 HOST = REPOSITORY / "build" / "host"
 FOLDERS = ("app", "console", "settings", "store", "network", "meterinit", "simulator")
-# In addition to the program's sources and those in web/, the page has these sources, which read and write the
-# text of a store.
+# The page is built from the program's sources, the sources in web/, and these sources, which read and write
+# the text of a store.
 STORE_TOOLS = {f"simulator/cdsctl/{name}.cpp" for name in ("changes", "json_text", "value_words")}
 
 KILOBYTE = 1000
 
 
 def sources_of_the_program(build):
-    """Returns all C++ sources of meter-settings, as the build system lists them."""
+    """Returns the C++ source files of meter-settings in this build, as the build system lists them."""
     shown = subprocess.run(["ninja", "-C", build, "-t", "inputs", "meter-settings"],
                            capture_output=True, text=True, check=True).stdout
     paths = {os.path.normpath(os.path.join(build, line)) for line in shown.splitlines() if line.endswith(".cpp")}

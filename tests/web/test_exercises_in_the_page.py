@@ -1,4 +1,4 @@
-"""The exercises in the page. Each is solved by its whole solution, and not before."""
+"""Tests the exercises in the page. An exercise is solved after its whole solution, and not before."""
 
 import tomllib
 

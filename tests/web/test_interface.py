@@ -1,4 +1,4 @@
-"""The interface for other pages and tests: the address and window.meter."""
+"""Tests the interface for other pages and tests: the options in the page's address, and window.meter."""
 
 import json
 
@@ -88,7 +88,7 @@ def test_an_unreadable_store_ends_the_program(chromium):
 
 
 def test_bytes_beyond_ascii_are_not_changed(chromium):
-    """The program writes a stray byte before the path of a failed write."""
+    """The program writes the byte 0x93 before the path of a failed write. The page must keep this byte."""
     fault = '[[fault]]\ncall = "set_leaf"\npath = "/VMC/Comms/EthPort/1/General/DHCP/Value"\nstatus = 5\n'
     start(chromium, faults=fault)
     chromium.send_keys(f"1{ENTER}1{ENTER}y{ENTER}0{ENTER}6{ENTER}y{ENTER}")
@@ -123,7 +123,7 @@ def test_backspace_sends_8_and_127_after_a_switch(chromium):
     chromium.send_keys(f"12{BACKSPACE}")
     assert output_of(chromium).endswith(b"12\x08 \x08")
     chromium.script("document.getElementById('backspace').focus();")
-    chromium.press("1")  # selects the item that starts with this digit
+    chromium.press("1")  # selects the list item that starts with 1: 127 (Delete)
     chromium.send_keys(BACKSPACE)
     assert output_of(chromium).endswith(b"\x7f \x7f")
     chromium.send_keys(f"{CONTROL}h{RELEASED}")

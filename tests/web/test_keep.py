@@ -1,4 +1,4 @@
-"""Keeping a session: as a transcript that becomes a test, as text, and as a page."""
+"""Tests the downloads of a session: as a transcript that becomes a test, as text, and as a page."""
 
 import shutil
 import subprocess
@@ -47,7 +47,7 @@ def kept_transcript(browser):
 
 @pytest.fixture
 def dialogue_file(request):
-    """A path in the directory of the dialogues, because tests/record only finds dialogues there."""
+    """Yields a path in the directory of the dialogues, because tests/record finds dialogues only there."""
     folder = Path(dialogue.__file__).parents[1] / "dialogues" / f"kept-{request.node.name[-20:].strip(']').strip('-')}"
     folder.mkdir()
     yield folder / "session.dialogue"
@@ -55,7 +55,7 @@ def dialogue_file(request):
 
 
 def plays_and_updates(path, text):
-    """Checks that the host's program plays the transcript, and that `tests/record --update` changes nothing."""
+    """Checks that the host build plays the transcript. `tests/record --update` must not change it."""
     path.write_text(text, encoding="utf-8")
     kept = dialogue.Dialogue(path)
     environment = {"BUILD_DIR": str(BUILD), "PATH": "/usr/bin:/bin"}
@@ -100,7 +100,7 @@ def test_time_outs_and_changes_from_outside_are_kept(chromium, dialogue_file):
     plays_and_updates(dialogue_file, text)
 
 
-# Maps the button of a download to its tab and the name of the file.
+# Maps each download button to the tab with the button, and to the name of the downloaded file.
 DOWNLOADS = {
     "#download-store": ("#leaves-tab", "store.toml"),
     "#keep-page": ("#keep-tab", "session.html"),
@@ -131,7 +131,7 @@ def test_the_status_line_confirms_a_download(chromium, button, width):
 
 
 def test_the_confirmation_of_a_download_disappears(chromium):
-    """The timers of the page run twenty times as fast."""
+    """The test makes the page's timers run twenty times as fast."""
     chromium.script("""
         const real = setTimeout;
         window.setTimeout = (work, time) => real(work, time / 20);
@@ -166,7 +166,7 @@ def test_the_kept_text_and_page_show_the_session(chromium):
     ("session.html", "#keep-page", "192.0.2.53 -&gt; "),
 ])
 def test_the_changes_are_counted_from_the_start_of_the_session(chromium, name, button, old):
-    """An earlier session on the same meter changed the serial number."""
+    """An earlier session on the same meter changes the serial number. The download must not list it."""
     chromium.send_keys(f"5{ENTER}1{ENTER}261900123{ENTER}0{ENTER}6{ENTER}y{ENTER}0{ENTER}")
     chromium.click("#start-again")
     changes = download(chromium, name, button).partition("What changed on the meter")[2]

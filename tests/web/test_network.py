@@ -1,4 +1,4 @@
-"""The page makes no network requests and stores nothing."""
+"""Tests that the page makes no network requests and stores nothing in the browser."""
 
 import json
 

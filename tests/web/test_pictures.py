@@ -1,4 +1,4 @@
-"""The pictures in the guides agree with the page. tests/web/make-pictures creates them."""
+"""Tests that the pictures in the guides agree with the page. tests/web/make-pictures creates the pictures."""
 
 import pictures
 import pytest

@@ -1,4 +1,4 @@
-"""The length of waits at each speed, even in a hidden tab."""
+"""Tests how long waits take at each speed, even in a hidden tab."""
 
 import browsers
 import pytest
@@ -47,7 +47,7 @@ def test_a_wait_is_shorter_at_a_higher_speed(chromium, speed, least, most):
 
 
 def test_a_change_of_speed_applies_to_the_running_wait(chromium):
-    """Of a wait of thirty seconds, three seconds pass at speed 1 and the rest at speed 100."""
+    """A wait takes thirty seconds. Three seconds of the wait pass at speed 1, and the rest at speed 100."""
     restart(chromium, 1)
     pause(chromium, 3_000)
     assert 220 <= until_output(chromium, speed=100) <= 400
@@ -77,8 +77,8 @@ def test_the_speed_applies_to_the_pause_of_a_save(chromium):
 
 
 def test_timers_run_on_time_in_a_hidden_tab(chromium):
-    """In a hidden tab, a page's own timers run only once a second. The test would see at most ten
-    wake-ups."""
+    """Browsers run the timers of a hidden page only once a second. With such timers, the program would draw
+    about ten screens in this test."""
     driver = chromium.driver
     page = driver.current_window_handle
     chromium.script("document.addEventListener('visibilitychange', () => { window.seen = document.visibilityState; });")
@@ -89,5 +89,5 @@ def test_timers_run_on_time_in_a_hidden_tab(chromium):
     finally:
         driver.close()
         driver.switch_to.window(page)
-    assert chromium.script("return window.seen;") == "visible"  # the tab was hidden until now
+    assert chromium.script("return window.seen;") == "visible"  # the tab was hidden before
     assert browsers.output_of(chromium).count(b"Select an option") >= 25

@@ -1,4 +1,4 @@
-"""The views next to the console: leaves, calls, the next save, and the controls."""
+"""Tests the views next to the console: leaves, calls, the next save, and the controls."""
 
 import json
 import time
@@ -118,7 +118,7 @@ def test_failures_are_described(chromium):
 
 
 def next_save(browser):
-    """Waits for a pending update of the page. Returns the note and the lines of the next save."""
+    """Waits until the page has updated the view of the next save. Returns its note and its lines."""
     browser.async_script("setTimeout(arguments[0], 50);")
     return text_of(browser, "#next-save-note"), text_of(browser, "#next-save")
 
@@ -142,17 +142,17 @@ def test_the_next_save_is_predicted(chromium):
     (f"5{ENTER}6{ENTER}RK{ENTER}", '[[fault]]\ncall = "set_leaves"\npath = "/VMIC/Enclosure/Value"\nstatus = 5\n'),
     (f"2{ENTER}198.51.100.7{ENTER}1{ENTER}1{ENTER}y{ENTER}3{ENTER}25", ""),
     (f"2{ENTER}198.51.100.7{ENTER}2{ENTER}~{ENTER}0{ENTER}", ""),
-    (f"2{ENTER}198.51.100.7{ENTER}3{ENTER}198.51.100.8", ""),  # without Enter, the address is not entered
+    (f"2{ENTER}198.51.100.7{ENTER}3{ENTER}198.51.100.8", ""),  # the last address is not followed by Enter
 ])
 def test_a_save_agrees_with_the_prediction(chromium, keys, faults):
-    """Predicts the save while a menu or a question is on the screen, or with faults. Then saves and
-    compares."""
+    """Reads the prediction while the program shows a menu or a question, or with faults. Then saves, and
+    compares the calls of the save with the prediction."""
     open_tab(chromium, "next-save")
     chromium.script("meter.start({faults: arguments[0], speed: 100});", faults)
     chromium.send_keys(keys)
     foretold = next_save(chromium)[1].splitlines()
     assert foretold
-    chromium.async_script("setTimeout(arguments[0], 400);")  # the question times out
+    chromium.async_script("setTimeout(arguments[0], 400);")  # gives the question time to time out
     for _ in range(3):
         menu = output_of(chromium)[-2000:]
         menu = menu[menu.rindex(b"\n\n---"):]
@@ -206,7 +206,7 @@ def begin_an_exercise(browser):
     browser.click("#exercise-list li:nth-of-type(2) button")
 
 
-# The ways to replace the store, each with its serial number afterwards.
+# Maps each way to replace the store to a function that does it, and to the serial number in the new store.
 REPLACEMENTS = {
     "factory meter": (lambda browser: browser.click("#factory-meter"), "091512345"),
     "empty meter": (lambda browser: browser.click("#empty-meter"), None),
@@ -242,7 +242,7 @@ def test_the_page_asks_before_it_discards_changes(chromium, name):
 
 @pytest.mark.parametrize("name", REPLACEMENTS)
 def test_the_page_does_not_ask_without_changes(chromium, name):
-    """The store is unchanged, or was restored, downloaded or uploaded."""
+    """The store is unchanged or just replaced, its change was undone, or the store was downloaded."""
     replace, serial_afterwards = REPLACEMENTS[name]
 
     def replace_without_question():

@@ -1,11 +1,11 @@
-// The view of the program's calls, updated as they happen.
+// The list of the calls that the program has made so far.
 
 import { byId, element, soon } from "./dom.mjs";
 import { describeCall } from "./meter_words.mjs";
 
 const mostEntries = 400;
 
-// Returns a list item for one described call.
+// Returns the list item for a call that describeCall has described.
 export function callItem({ text, details, trouble, kind }) {
     const item = element("li", { class: `call ${kind}` }, element("span", { class: "what" }, text));
     if (trouble)

@@ -14,7 +14,7 @@ export class ByteBuffer {
         this.bytes[this.length++] = byte;
     }
 
-    // Returns a copy of the bytes from `begin` to the end.
+    // Returns a copy of the bytes from `begin` up to, but not including, `end`.
     from(begin = 0, end = this.length) {
         return this.bytes.slice(begin, Math.min(end, this.length));
     }

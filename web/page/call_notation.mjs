@@ -67,7 +67,7 @@ function showCall(text) {
     return known && sameList(Object.keys(call).sort(), [...known].sort()) ? shown[call.call](call) : [text];
 }
 
-// Returns the lines for a whole trace. Repeated one-line calls are counted.
+// Returns the lines for a whole trace. A repeated one-line call becomes one line with a count.
 export function showTrace(text) {
     const groups = [];
     for (const line of text.split("\n").filter(Boolean)) {

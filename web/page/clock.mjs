@@ -1,4 +1,4 @@
-// Waits that run `speed` times as fast as the clock.
+// Waits in scaled time, which passes `speed` times as fast as real time.
 
 // The timers run in a worker, because browsers delay the timers of a hidden tab.
 export class Alarms {
@@ -10,7 +10,7 @@ export class Alarms {
         this.worker.onmessage = ({ data: id }) => this.ring(id);
     }
 
-    // Returns a number for `cancel`.
+    // Returns the number of the timer, for `cancel`.
     set(milliseconds, callback) {
         const id = ++this.lastId;
         this.callbacks.set(id, callback);
@@ -44,17 +44,17 @@ function workerBody() {
 }
 
 export class ScaledWait {
-    // Calls `onEnd` after `milliseconds` at `speed`, never earlier.
+    // Calls `onEnd` after `milliseconds` of scaled time, never earlier.
     constructor(alarms, milliseconds, speed, onEnd) {
         this.alarms = alarms;
         this.onEnd = onEnd;
         this.speed = speed;
-        this.rest = milliseconds; // the remaining time at the moment `since`
+        this.rest = milliseconds; // the scaled time that remained at the moment `since`
         this.since = performance.now();
         this.arm();
     }
 
-    // Returns the rest of the wait in milliseconds at speed 1.
+    // Returns the remaining milliseconds of scaled time.
     get left() {
         return Math.max(this.rest - (performance.now() - this.since) * this.speed, 0);
     }
@@ -68,7 +68,7 @@ export class ScaledWait {
         });
     }
 
-    // The rest of the wait continues at the new speed.
+    // Continues the wait at the new speed.
     setSpeed(speed) {
         this.rest = this.left;
         this.since = performance.now();

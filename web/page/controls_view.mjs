@@ -1,4 +1,4 @@
-// The buttons above the terminal, the faults, and the line that shows the state of the program.
+// The controls for the program, the store and the faults, and the line with the state of the program.
 
 import { discardChanges } from "./discard_question.mjs";
 import { announce, byId, element, saveFile } from "./dom.mjs";
@@ -10,8 +10,7 @@ function report(error) {
     byId("problem").textContent = error.message;
 }
 
-// Runs `work`, which handles an input of the user. Shows its error on the page. Returns true without an
-// error.
+// Runs `work` and returns true. If `work` throws an error, shows the error on the page and returns false.
 function attempt(work) {
     byId("problem").textContent = "";
     try {
@@ -112,7 +111,7 @@ export class ControlsView {
         this.showSpeed();
     }
 
-    // Selects the current speed in the list. Adds the speed if it is missing.
+    // Selects the current speed in the list. Adds the speed if the list lacks it.
     showSpeed() {
         const select = byId("speed");
         const { speed } = this.meter;

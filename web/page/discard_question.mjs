@@ -1,20 +1,20 @@
-// The question before a new store replaces a store whose changes exist nowhere else.
+// Asks the user before a new store replaces changes that the user has not kept.
 
 import { byId } from "./dom.mjs";
 import { counted } from "./meter_words.mjs";
 
-let work = null; // the function to call if the user agrees
+let work = null; // the function to call if the user discards the changes
 
 export function connectDiscardQuestion() {
     const dialog = byId("discard");
     byId("keep-changes").addEventListener("click", () => dialog.close());
     byId("discard-changes").addEventListener("click", () => {
-        dialog.close(); // must come first, because closing moves the focus
+        dialog.close(); // before `work`, because closing the dialog moves the focus
         work();
     });
 }
 
-// Calls `replaceStore` if the store has no changes to lose, or when the user agrees to discard them.
+// Calls `replaceStore` immediately if no changes would be lost, otherwise when the user discards them.
 export function discardChanges(meter, replaceStore) {
     const changes = meter.unkeptChanges();
     if (changes.length === 0) {

@@ -4,7 +4,7 @@ export function byId(id) {
     return document.getElementById(id);
 }
 
-// element("p", {class: "note"}, "text", child...)
+// Creates an element, for example with element("p", {class: "note"}, "text", child).
 export function element(name, attributes = {}, ...children) {
     const made = document.createElement(name);
     for (const [key, value] of Object.entries(attributes)) {
@@ -24,20 +24,20 @@ function setStatus(text, visible) {
 
 let hidingStatus = null; // the timer that hides the status line
 
-// Announces an important message to screen readers.
+// Announces a message to screen readers without showing it.
 export function announce(text) {
     clearTimeout(hidingStatus);
     setStatus(text, false);
 }
 
-// Shows a short message in the status line for some seconds. Screen readers announce it.
+// Shows a short message in the status line for ten seconds. Screen readers announce it.
 export function showStatus(text) {
     clearTimeout(hidingStatus);
     setStatus(text, true);
     hidingStatus = setTimeout(() => setStatus("", false), 10000);
 }
 
-// Downloads a file and shows a confirmation, because some browsers show a download only in a corner.
+// Downloads a file. Also shows a message, because some browsers show a download only in a corner.
 export function saveFile(name, type, text) {
     const address = URL.createObjectURL(new Blob([text], { type }));
     element("a", { href: address, download: name }).click();
@@ -45,7 +45,7 @@ export function saveFile(name, type, text) {
     showStatus(`Download started: ${name}`);
 }
 
-// Runs `work` after pending drawing, at most once in each turn of the event loop.
+// Returns a function that runs `work` soon. Calling it again before `work` runs has no effect.
 export function soon(work) {
     let planned = false;
     return () => {

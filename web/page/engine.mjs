@@ -1,12 +1,12 @@
-// Creates instances of the program. The WebAssembly module is compiled only once. The caller gives each
-// instance its memory, and the next instance can use the same memory.
+// Creates instances of the program from one compiled WebAssembly module. The caller provides the memory of an
+// instance, and may use the same memory for the next instance.
 
 const pageSize = 65536;
 const firstPages = 64;
-const mostPages = 32768; // both numbers must agree with web/CMakeLists.txt
+const mostPages = 32768; // firstPages and mostPages must agree with web/CMakeLists.txt
 
 export class Engine {
-    // `createProgram` comes from emcc. `bytes` is the WebAssembly.
+    // `createProgram` is the function from emcc. `bytes` is the WebAssembly binary.
     constructor(createProgram, bytes) {
         this.createProgram = createProgram;
         this.wasm = new WebAssembly.Module(bytes);
@@ -16,7 +16,7 @@ export class Engine {
         return new WebAssembly.Memory({ initial: firstPages, maximum: mostPages });
     }
 
-    // Returns an instance that is ready to be called. The earlier contents of `memory` are lost.
+    // Returns an instance whose functions can be called. Clears `memory` first.
     instantiate(memory, settings) {
         new Uint8Array(memory.buffer).fill(0);
         const instance = {

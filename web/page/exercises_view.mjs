@@ -1,5 +1,5 @@
-// The exercises of docs/exercises. Each starts on its own meter. It is solved when the changes of the leaves
-// are exactly the expected ones.
+// The exercises of docs/exercises. An exercise starts on its own meter. It is solved when the leaves have
+// exactly the expected changes.
 
 import { discardChanges } from "./discard_question.mjs";
 import { announce, byId, element, soon } from "./dom.mjs";
@@ -14,7 +14,7 @@ export class ExercisesView {
         this.meter = meter;
         this.exercises = exercises;
         this.terminal = terminal;
-        this.current = null; // the current {exercise}
+        this.current = null; // {exercise} while the user works on an exercise
         this.solved = new Set();
         this.list = byId("exercise-list");
         meter.addEventListener("change", soon(() => this.check()));
@@ -39,7 +39,7 @@ export class ExercisesView {
         return item;
     }
 
-    // A solved exercise may be discarded without a question.
+    // Begins the exercise. Asks first if changes would be lost, unless the current exercise is solved.
     ask(exercise) {
         if (this.current !== null && this.differences().length === 0)
             this.begin(exercise);
@@ -61,7 +61,7 @@ export class ExercisesView {
         if (this.current === null)
             return;
         if (this.meter.baseline !== this.current.exercise.store) {
-            this.current = null; // a change of the meter ends the exercise
+            this.current = null; // choosing another meter ends the exercise
             this.draw();
             return;
         }

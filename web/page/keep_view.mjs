@@ -1,4 +1,4 @@
-// Keeps a session: as the transcript of a dialogue test, as text, or as a page to send.
+// Downloads the session as the transcript of a dialogue test, as text, or as a page.
 
 import { byId, saveFile } from "./dom.mjs";
 import { describeCall, leafName, shownValue } from "./meter_words.mjs";
@@ -22,7 +22,7 @@ function startLines(meter) {
         ...faults ? ["Faults:", ...faults.trimEnd().split("\n").map(line => `    ${line}`)] : []];
 }
 
-// Typed text is in ‹ ›.
+// Returns the session as text, with typed keys in ‹ ›.
 function asText(meter, sentence) {
     const console = meter.readable().map(({ text, typed }) => typed ? `‹${text}›` : text).join("");
     return [sentence, "", ...startLines(meter), "", "Console", "-------", console, "",

@@ -9,8 +9,8 @@ export function driverInput(byte) {
     return byte === carriageReturn ? newline : byte;
 }
 
-// Returns the bytes of a text from the terminal. The terminal sends 127 for Backspace. `backspace` replaces
-// this byte, because the user can choose the byte that the key sends.
+// Returns the bytes of a text from the terminal. The terminal sends 127 for the Backspace key. `backspace`,
+// the byte that the user has chosen for this key, replaces 127.
 export function typedBytes(text, backspace) {
     return [...new TextEncoder().encode(text)].map(byte => byte === deleteKey ? backspace : byte);
 }

@@ -1,5 +1,5 @@
-// The view of the meter's leaves. The user can search the leaves, compare them with the leaves at the start,
-// and change them as another program would.
+// The view of the meter's leaves. The user can search the leaves, see their changes since the start, and
+// change leaves as another program on the meter does.
 
 import { announce, byId, element, soon } from "./dom.mjs";
 import { leafName, shownValue } from "./meter_words.mjs";

@@ -1,16 +1,16 @@
-// The pace of an interactive run: keys when they are typed, time-outs from the clock.
+// The pace of an interactive run. A typed key or the clock ends a wait.
 
 import { ScaledWait } from "./clock.mjs";
 import { driverInput } from "./keyboard.mjs";
 
 export class LivePace {
-    // Calls `onChange` when the program starts to wait for a key, starts a pause, or ends.
+    // Calls `onChange` each time the program has continued and then waits, pauses or ends.
     constructor(alarms, speed, onChange) {
         this.alarms = alarms;
         this.speed = speed;
         this.onChange = onChange;
         this.keys = [];
-        this.wait = null; // the current wait: {clock, wake, forKey}
+        this.wait = null; // the current wait or pause: {run, clock, wake, forKey}
         this.millisecondsLeft = 0;
     }
 
@@ -45,7 +45,7 @@ export class LivePace {
         this.onChange();
     }
 
-    // Returns true if the program continues because of these bytes.
+    // Handles typed bytes. Returns true if the program waited for a key and has continued.
     type(bytes) {
         this.keys.push(...bytes);
         if (!this.waitsForKey)
@@ -68,7 +68,7 @@ export class LivePace {
         return this.wait !== null && this.wait.forKey;
     }
 
-    // Returns the rest of the wait for a key in milliseconds at speed 1, or null if there is no such wait.
+    // Returns the remaining milliseconds of the wait for a key, in scaled time, or null if there is no wait.
     get idleLeft() {
         return this.waitsForKey ? this.wait.clock.left : null;
     }

@@ -1,4 +1,4 @@
-// The page: creates the meter, connects its views, and starts the program.
+// Creates the meter and the views of the page, and starts the program.
 
 import { ActivityView } from "./activity_view.mjs";
 import { ControlsView } from "./controls_view.mjs";
@@ -22,7 +22,7 @@ function bytesOf(base64) {
     return bytes;
 }
 
-// The interface for tests and other pages.
+// Returns window.meter, the interface for tests and other pages.
 function publicInterface(meter) {
     return {
         start: ({ arguments: programArguments, store, faults, speed } = {}) =>

@@ -1,5 +1,4 @@
-// The simulated meter of the page and the program that runs on it: all functions of the page, without the
-// views.
+// The simulated meter of the page and the program that runs on it. Contains the page without its views.
 
 import { Alarms } from "./clock.mjs";
 import { typedBytes } from "./keyboard.mjs";
@@ -17,7 +16,7 @@ export function validSpeed(speed) {
     return Number.isFinite(number) ? Math.min(Math.max(number, slowest), fastest) : slowest;
 }
 
-// Returns the options for a start. They are in the part of the page's address after "#".
+// Returns the options for a start. `fragment` is the part of the page's address after "#".
 export function startFromFragment(fragment, factory) {
     const words = new URLSearchParams(fragment.replaceAll("+", "%2B"));
     const programArguments = words.get("arguments") ?? "-m";
@@ -45,8 +44,8 @@ export class Meter extends EventTarget {
         this.run = null;
     }
 
-    // Ends the current run and starts a new one. The promise is fulfilled when the program waits for a key or
-    // has ended. Changes are counted from the store `baseline`. `kept` is the store as the user last kept it.
+    // Ends the current run and starts a new run. The promise is fulfilled when the program waits for a key or
+    // has ended. Changes are counted from the store `baseline`. `kept` is the store that the user last kept.
     start({ programArguments = this.usual.programArguments, store = this.usual.store,
             faults = this.usual.faults, speed = this.usual.speed, baseline = store, kept = store } = {}) {
         this.baseline = baseline;
@@ -61,7 +60,7 @@ export class Meter extends EventTarget {
         return this.settled();
     }
 
-    // Starts a run that keeps the store and differs from this one only in `changes`.
+    // Starts a run with the current store and options, except for the options in `changes`.
     startAgain(changes = {}) {
         const { programArguments, faults } = this.run.setup;
         const store = changes.store ?? this.run.store;
@@ -112,20 +111,20 @@ export class Meter extends EventTarget {
         return this.run.store;
     }
 
-    // Replaces the store. If `text` is not a store, throws an Error with line and reason, and changes
-    // nothing.
+    // Replaces the store. If `text` is not a valid store, changes nothing and throws an Error with the line
+    // and the reason.
     replaceStore(text) {
         this.tools.checkStore(text);
         this.run.replaceStore(text);
         this.changed();
     }
 
-    // Remembers that the user has the current store in a file.
+    // Remembers that the user has kept the current store in a file.
     keepStore() {
         this.kept = this.store;
     }
 
-    // Returns the differences of the store from the one that the user last kept or started with.
+    // Returns the changes to the store since the user last kept or chose a store.
     unkeptChanges() {
         return this.tools.changes(this.kept, this.store);
     }
@@ -134,30 +133,30 @@ export class Meter extends EventTarget {
         return this.run.calls;
     }
 
-    // Returns the trace lines that a save would write now, in order, or null if there is nothing to save.
+    // Returns the trace lines of a save at this moment, or null if there is nothing to save.
     nextSave() {
         return this.exited === null ? nextSave(this.engine, this.shadowMemory, this.run) : null;
     }
 
-    // Returns the session so far as a transcript. If the session continues, the transcript ends it without
-    // saving.
+    // Returns the session so far as a transcript. If the program still runs, the transcript then leaves the
+    // program without saving.
     transcript(shows) {
         const whole = this.exited === null
             ? leftWithoutSaving(this.engine, this.shadowMemory, this.run) : this.run;
         return transcriptOf(whole, this.tools, shows);
     }
 
-    // Returns the session as readable text, in parts {text, typed}.
+    // Returns the readable text of the session in parts {text, typed}.
     readable() {
         return readableParts(this.run);
     }
 
-    // Returns the differences of the store from the start of the first run on this meter.
+    // Returns the changes to the store since the first run on this meter started.
     changes() {
         return this.tools.changes(this.baseline, this.store);
     }
 
-    // Returns the differences of the store from the start of this run.
+    // Returns the changes to the store since this run started.
     changesInSession() {
         return this.tools.changes(this.run.setup.store, this.store);
     }

@@ -1,4 +1,4 @@
-// Describes the meter's leaves, calls and commands in words that a technician knows.
+// Describes the meter's leaves, calls and commands in words for a technician.
 
 const network = "/Software/System Settings/Network";
 const port = `${network}/Interface/1`;
@@ -107,7 +107,7 @@ const commandWords = {
     "fw_reset.sh > /dev/null 2>&1": "Restores the factory defaults",
 };
 
-// Returns the purpose of a leaf, or its path if the leaf is unknown.
+// Returns the name of a leaf for the user, or the leaf's path if there is no name.
 export function leafName(path) {
     return leafWords[path] ?? path;
 }
@@ -120,7 +120,7 @@ export function shownValue(value) {
     return value === "" ? "(empty)" : String(value);
 }
 
-// Returns the number and the noun `one`, in the plural if needed.
+// Returns `count` and the noun `one`, in the plural if needed, such as "2 leaves".
 export function counted(count, one) {
     return `${count} ${count === 1 ? one : `${one.replace(/f$/, "ve")}s`}`;
 }
@@ -172,15 +172,15 @@ const descriptions = {
     sleep: call => ({ text: `Pauses for ${call.seconds} s` }),
 };
 
-// Returns {text, details, trouble, kind} for one line of the trace: a sentence, a list of details, and the
-// error.
+// Returns {text, details, trouble, kind} for one line of the trace: a sentence, a list of details, the error
+// or "", and the kind of call.
 export function describeCall(line) {
     const call = JSON.parse(line);
     const kinds = { get_leaves: "read", set_leaf: "write", set_leaves: "write", clear_leaves: "write", system: "command" };
     return { details: [], trouble: "", kind: kinds[call.call] ?? "other", ...descriptions[call.call](call) };
 }
 
-// The prepared faults. `toml` is the text of a faults.toml.
+// The faults that the user can select. `toml` is the text of a faults.toml.
 export const preparedFaults = [
     { name: "Nothing is wrong", toml: "" },
     { name: "The meter cannot be reached", toml: '[[fault]]\ncall = "pcd_init"\n' },

@@ -1,5 +1,5 @@
-// The view of the calls that the next save would make. To find them, a second run plays the session again and
-// saves.
+// The view of the calls that the next save would make. To find these calls, a second run repeats the session
+// and saves.
 
 import { callItem } from "./activity_view.mjs";
 import { byId, element, soon } from "./dom.mjs";

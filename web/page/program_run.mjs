@@ -1,7 +1,8 @@
 // One run of the program on its own meter, from start to end.
 //
-// The pace decides how the waits end: {waitForKey(run, milliseconds, wake), pause(run, milliseconds, wake),
-// timeLeft(), readKey(run)}. `wake` is called inside run.resume, or from within the call itself.
+// The object `pace` decides how each wait ends. Its functions are waitForKey(run, milliseconds, wake),
+// pause(run, milliseconds, wake), timeLeft() and readKey(run). The first two call `wake`, before they return
+// or later inside run.resume.
 
 import { ByteBuffer } from "./byte_buffer.mjs";
 
@@ -10,20 +11,20 @@ const callsFile = "/calls";
 const usualLocalModes = 0o13; // ISIG, ICANON and ECHO: the modes of a terminal before a program starts
 const crashStatus = 134; // the status that a shell reports for an abort
 
-// This exception ends the program.
+// A pace throws this exception to end the program.
 export const leaveProgram = new (class LeaveProgram extends Error {})("left");
 
 export class ProgramRun {
-    // `setup` is {programArguments, store, faults, factory}. The last three are TOML texts; an empty `faults`
-    // means no file.
+    // `setup` is {programArguments, store, faults, factory}. The last three are the texts of TOML files. If
+    // `faults` is empty, there is no faults.toml.
     constructor(engine, memory, setup, pace) {
         this.setup = setup;
         this.pace = pace;
         this.output = new ByteBuffer();
         this.errors = new ByteBuffer();
         this.exitStatus = null;
-        // The inputs of the program, in order: {kind, at, ...}. `at` is the length of the output at that
-        // moment. The kinds are "key" (typed), "wait" (a time-out, with seconds) and "store" (text).
+        // The inputs so far, as {kind, at, ...}. `at` is the length of the output before the input. The kinds
+        // are "key" (the byte `typed`), "wait" (a time-out after `seconds`) and "store" (`before`, `text`).
         this.inputs = [];
         this.localModes = usualLocalModes;
         this.instance = engine.instantiate(memory, {
@@ -64,7 +65,7 @@ export class ProgramRun {
         this.resume(() => this.instance.callMain(this.setup.programArguments));
     }
 
-    // Continues the program with `action` until its next wait or its end.
+    // Calls `action`, which runs the program until its next wait or its end.
     resume(action) {
         try {
             action();
@@ -92,8 +93,8 @@ export class ProgramRun {
         return this.read(`${meterFolder}/store.toml`);
     }
 
-    // Replaces the store's file as another program does. The program notices a new file even if the time
-    // stamp, which has whole seconds, is the same.
+    // Replaces the store with a new file, as another program does. The program notices a new file even if its
+    // time stamp, in whole seconds, is the same.
     replaceStore(text) {
         const { FS } = this.instance;
         this.note({ kind: "store", before: this.store, text });
@@ -106,7 +107,7 @@ export class ProgramRun {
         return this.instance.FS.analyzePath(callsFile).exists ? this.read(callsFile) : "";
     }
 
-    // Returns the text on standard error. METER replaces the meter's directory, which differs between hosts.
+    // Returns the text on standard error, with METER for the meter's directory, which differs between hosts.
     get errorText() {
         return this.errors.text().replaceAll(meterFolder, "METER");
     }

@@ -1,11 +1,11 @@
-// Finds the current question of the program in its output, and the keys to continue from there.
+// Finds the current question in the program's output, and the keys that answer it.
 
 import { byteText } from "./byte_buffer.mjs";
 import { keysOf, replay } from "./replay.mjs";
 
 const backspace = 8;
-const mostRounds = 20; // the most questions to answer before the program ends
-const tail = 8192; // bytes, more than any screen has
+const mostRounds = 20; // the largest number of questions to answer before the end
+const tail = 8192; // bytes; every screen is shorter
 
 function lastScreen(run) {
     const text = byteText(run.output.from(Math.max(run.output.length - tail, 0)));
@@ -31,7 +31,7 @@ function lettersTyped(inputs) {
     return count;
 }
 
-// Plays the session again in another run, and leaves through the menus without saving.
+// Repeats the session in another run, and then leaves the program without saving. Returns that run.
 export function leftWithoutSaving(engine, memory, run) {
     let erased = false;
     let rounds = 0;
@@ -50,7 +50,7 @@ function answerThatLeaves(question) {
     return question.startsWith("Select an option ==>  ") ? "0\r" : "\r";
 }
 
-// Returns the keys that lead from this screen to the save question, or null if there is nothing to save.
+// Returns the keys for the next step towards the save question, or null if there is nothing to save.
 function wayToSave(run) {
     const screen = lastScreen(run);
     if (screen.includes(" 0.  Exit to previous menu"))
@@ -59,8 +59,8 @@ function wayToSave(run) {
     return save ? keysOf(`${save[1]}\r`) : null;
 }
 
-// Returns the trace lines of a save of all edits, or null if there is nothing to save. An answer without
-// Enter is not saved.
+// Returns the trace lines of a save of all edits, or null if there is nothing to save. An answer that was
+// typed without Enter is not saved.
 export function nextSave(engine, memory, run) {
     let begin = null;
     let dropped = false;

@@ -1,10 +1,10 @@
-// Plays the session again in a separate run without waits, to find out what the program would do next.
+// Repeats a session in a separate run without waiting, to predict the next calls of the program.
 
 import { leaveProgram, ProgramRun } from "./program_run.mjs";
 import { driverInput } from "./keyboard.mjs";
 
 class ReplayPace {
-    // `decide(run)` returns the inputs after the last one, or null to leave the program.
+    // After the last of `inputs`, `decide(run)` returns further inputs, or null to end the program.
     constructor(inputs, decide) {
         this.inputs = [...inputs];
         this.decide = decide;
@@ -20,7 +20,7 @@ class ReplayPace {
         wake(input.kind === "key" ? 1 : 0);
     }
 
-    // Returns the next input that ends a wait.
+    // Returns the next key or time-out. Applies the store changes that precede it.
     next(run) {
         for (;;) {
             if (this.inputs.length === 0)

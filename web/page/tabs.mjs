@@ -1,4 +1,4 @@
-// The tabs. Arrow keys move between them, as the ARIA pattern for tabs requires.
+// Arrow keys move between the tabs, as the ARIA pattern for tabs requires.
 
 export function connectTabs(list) {
     const tabs = [...list.querySelectorAll("[role=tab]")];

@@ -1,4 +1,4 @@
-// The terminal on the page. It shows the program's output and takes the keys.
+// The terminal on the page. It shows the program's output and reads the user's keys.
 
 import { Terminal } from "./xterm.mjs";
 import { byId } from "./dom.mjs";
@@ -29,7 +29,7 @@ export class TerminalView {
             scrollback: 5000, fontSize: this.fontSize(), minimumContrastRatio: 4.5, cursorBlink: false,
         });
         this.terminal.open(byId("terminal"));
-        // The program does not use the Tab key, so Tab leaves the terminal like any other element.
+        // The program does not use the Tab key, so Tab moves the focus out of the terminal.
         this.terminal.attachCustomKeyEventHandler(event => event.key !== "Tab");
         this.terminal.onData(text => this.type(text));
         this.terminal.textarea.setAttribute("aria-label", "Console of the meter. Tab leaves it.");
@@ -38,8 +38,8 @@ export class TerminalView {
         const rendered = this.terminal.onRender(() => {
             performance.mark("first screen");
             rendered.dispose();
-            // This cannot run earlier: the text for screen readers is placed over the rows, and their height is
-            // known only now.
+            // The screen reader mode places text over the rows, so it can start only now, when the height of
+            // the rows is known.
             this.terminal.options.screenReaderMode = true;
         });
         new ResizeObserver(() => this.fit()).observe(this.frame);
@@ -86,7 +86,7 @@ export class TerminalView {
         return Math.min(Math.max(Math.floor(fitting * 4) / 4, smallestFont), largestFont);
     }
 
-    // Uses the largest size that fits the width. If that is too small to read, the frame scrolls instead.
+    // Sets the largest font at which all columns fit. If the smallest font is too wide, the frame scrolls.
     fit() {
         const size = this.fontSize();
         if (this.terminal.options.fontSize !== size)

@@ -13,7 +13,7 @@ function hex(byte) {
     return `\\x${byte.toString(16).padStart(2, "0")}`;
 }
 
-// Returns the session's steps, with {kind: "out", bytes} between the inputs.
+// Returns the session's steps: the inputs, and {kind: "out", bytes} for the output between them.
 function stepsOf(run) {
     const steps = [];
     let shown = 0;
@@ -62,7 +62,7 @@ function asciiTomlValue(value) {
     return tomlValue(value).replace(/[^ -~]/g, c => `\\u${c.charCodeAt(0).toString(16).padStart(4, "0")}`);
 }
 
-// Returns the changes by another program, with one ‹store: ...› for each leaf.
+// Returns one ‹store: ...› for each leaf that another program has changed.
 function formatStoreChange(tools, input) {
     return tools.changes(input.before, input.text).map(({ path, now }) =>
         now === null ? `‹store: remove ${asciiTomlValue(path)}›`
@@ -97,7 +97,7 @@ function formatConsole(steps, tools) {
     return wholeLines(text);
 }
 
-// Returns the header lines that change one of the two meters of a transcript to a meter with `leaves`.
+// Returns the header lines that turn the meter `base` with `baseLeaves` into a meter with `leaves`.
 function fromBase(base, baseLeaves, leaves) {
     const set = [...leaves].filter(([path, value]) => baseLeaves.get(path) !== value)
         .map(([path, value]) => `${tomlValue(path)} = ${tomlValue(value)}`);
@@ -142,7 +142,7 @@ export function transcriptOf(run, tools, shows) {
     ].join("");
 }
 
-// Returns the text of the console as parts {text, typed}. Typed text is in separate parts.
+// Returns the text of the console in parts {text, typed}. `typed` is true for typed text.
 export function readableParts(run) {
     const parts = [];
     const add = (text, typed) => {

@@ -1,4 +1,4 @@
-"""Runs the doctor on a terminal of 80 columns and returns its output for the guides."""
+"""Runs meter-settings-doctor on a terminal of 80 columns, and returns its output for the guides."""
 
 import fcntl
 import struct
@@ -15,8 +15,8 @@ DHCP = "/Software/System Settings/Network/Interface/1/DHCP Enabled/Value"
 
 
 def run(leaves, *arguments):
-    """Returns the doctor's output for a simulated meter with these leaves, with Control-H as the Backspace
-    key."""
+    """Runs the doctor on a simulated meter with these leaves. With --keys, sends Control-H for the Backspace
+    key. Returns the output and the exit status."""
     meter = Meter("docs-doctor", leaves)
     program = command(BUILD / DOCTOR, *arguments)
     environment = {**meter.environment(), "PATH": "/usr/bin:/bin"}
@@ -47,8 +47,8 @@ def whole_run():
 
 
 def problems():
-    """Returns the lines with errors and notes, for a meter with a wrong type, a missing leaf and an invalid
-    number."""
+    """Returns the lines with errors and notes for a meter with three problems: a leaf has the wrong type, a
+    leaf is missing, and a number is invalid."""
     leaves = FACTORY_LEAVES | {DHCP: 0, "/VMC/PrimCfg/Form/Value": 7}
     del leaves["/VMF/UpdateService/SetPrimCfg/Value"]
     text, status = run(leaves)

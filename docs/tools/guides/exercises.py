@@ -1,5 +1,5 @@
-"""The exercises of docs/exercises for the trainer's guide: how to prepare a meter, the task, and the
-difference that proves the solution."""
+"""Describes the exercises of docs/exercises for the trainer's guide: the commands that prepare a meter, the
+task, and the difference that proves the solution."""
 
 import re
 import shlex
@@ -39,8 +39,8 @@ def quoted(text):
 
 
 def session(arguments):
-    """Returns the command that starts the session. It has a number instead of -m if the utility must start
-    without the initialisation menu."""
+    """Returns the command that starts the session. Without further arguments, meter-session passes -m. The
+    argument 1 replaces -m, so the utility starts without the initialisation menu."""
     return 'meter-session "$METER_SIM_DIR"' + ("" if arguments == ["-m"] else " 1")
 
 

@@ -1,5 +1,5 @@
-"""The output of meter-fleet for the guides: a picture of its progress, and the results of its commands with
-the plan in the commissioning guide."""
+"""Generates the output of meter-fleet for the guides: a picture of its progress display, and the output of
+its commands with the plan in the commissioning guide."""
 
 import contextlib
 import io
@@ -35,7 +35,7 @@ def ended(name, result, seconds, *differences):
                   diff=[Difference(*difference) for difference in differences])
 
 
-# Each entry is the time in seconds, the meter, and the step that begins or the result.
+# Each entry has a time in seconds, a meter, and the step that the meter begins or its result.
 STEPS = (
     (0.0, "feeder-12", "reading"), (0.0, "feeder-13", "reading"), (0.0, "busbar", "reading"),
     (0.0, "feeder-14", "reading"), (5.9, "feeder-12", ended("feeder-12", "ok", 5.9)),
@@ -67,7 +67,7 @@ def play(shown, clock, steps):
 
 
 def progress_text(count, steps, seconds):
-    """Returns the contents of the terminal this many seconds after the start."""
+    """Plays the steps. Returns the text on the terminal when `seconds` have passed since the start."""
     clock, terminal = Clock(), io.StringIO()
     real = progress.time
     progress.time = clock
@@ -75,7 +75,7 @@ def progress_text(count, steps, seconds):
         shown = progress.Rich(count)
         shown.totals = progress.Totals(count, started=0.0)
         shown.console = Console(file=terminal, width=80, height=24)
-        with contextlib.redirect_stdout(terminal):  # the results
+        with contextlib.redirect_stdout(terminal):  # the results of the meters
             play(shown, clock, steps)
         clock.now = seconds
         shown.console.print(shown.render())
@@ -93,13 +93,13 @@ def draw():
 
 
 def guide_plan():
-    """Returns the first plan of the guide, without the indentation of its list."""
+    """Returns the first plan in the guide, without the indentation of the list that contains the plan."""
     indented = re.search(r"^ *```toml\n(.*?)^ *```$", GUIDE.read_text(encoding="utf-8"), re.S | re.M)[1]
     return re.sub(r"^ {3}", "", indented, flags=re.M)
 
 
 def on_simulated_meters(plan, meters):
-    """Returns the plan with the consoles of simulated meters."""
+    """Returns the plan with consoles that start the utility on simulated meters."""
     for name, meter in meters.items():
         words = ["env", f"METER_SIM_DIR={meter.folder}", "METER_SIM_NO_DELAY=1", str(UTILITY), "-m"]
         console = toml_value(f"run:{shlex.join(words)}")
@@ -108,7 +108,7 @@ def on_simulated_meters(plan, meters):
 
 
 def commands():
-    """Returns the outputs of check and apply. The times are replaced with fixed ones."""
+    """Maps the commands check and apply to their outputs, with a fixed time in place of measured times."""
     plan = guide_plan()
     names = re.findall(r'^name = "(.*)"$', plan, re.M)
     meters = {name: dialogue.make_meter(f"docs-fleet-{name}", {"meter": "factory"}) for name in names}

@@ -1,12 +1,12 @@
-"""Draws a picture of the dependencies between the program's directories. CMake's targets give the
-dependencies."""
+"""Draws a picture of the dependencies between the program's directories. The dependencies come from the
+targets in the CMakeLists.txt files."""
 
 import re
 
 from guides.svg import frame
 from harness.program import REPOSITORY
 
-# The program's directories. Targets with other names are mapped to their directory.
+# The program's directories. Each has a target with the name of the directory.
 PROGRAM = ("app", "network", "meterinit", "console", "settings", "store")
 LIBRARY = "client_library"
 LABELS = {LIBRARY: "client library"}
@@ -14,7 +14,7 @@ LINK = re.compile(r"target_link_libraries\((\w+) (?:PUBLIC|PRIVATE|INTERFACE) ([
 
 
 def targets():
-    """Maps the target of each directory to the targets that it links."""
+    """Maps each directory to the targets that its own target links."""
     edges = {}
     for folder in PROGRAM:
         text = (REPOSITORY / folder / "CMakeLists.txt").read_text()
@@ -31,13 +31,13 @@ def reachable(edges, folder):
 
 
 def included(folder):
-    """Returns the directories from which a directory's sources include headers."""
+    """Returns the directories whose headers the sources in this directory include."""
     text = "".join(path.read_text() for path in (REPOSITORY / folder).glob("*.[ch]*"))
     return set(re.findall(r'^#include "(\w+)/', text, re.M))
 
 
 def rows(edges):
-    """Returns the directories in rows. A directory is below all directories that depend on it."""
+    """Returns the directories in rows. A directory is in a row below all directories that depend on it."""
     depths = {}
 
     def place(folder, depth):

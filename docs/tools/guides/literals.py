@@ -1,5 +1,4 @@
-"""Reads the texts that the program can show from its sources, and the quotations of these texts from the
-guides."""
+"""Reads the program's texts from its C++ sources, and the quotations of these texts from the guides."""
 
 import ast
 import re
@@ -9,7 +8,8 @@ from harness.program import REPOSITORY
 FOLDERS = ("app", "network", "meterinit", "console")
 
 STRING = r'"(?:[^"\\\n]|\\.)*"'
-# Comments, includes and character literals are skipped. Consecutive string literals are joined.
+# Group 1 matches consecutive string literals. The other alternatives skip comments, #include lines and
+# character literals.
 TOKEN = re.compile(rf"//[^\n]*|#include[^\n]*|'(?:[^'\\\n]|\\.)+'|({STRING}(?:\s*{STRING})*)")
 HEAD = re.compile(r"^[a-z][^\n]*", re.M)  # the first line of a declaration or function
 CONVERSION = re.compile(r"%[-+ 0-9.*]*[a-z]")
@@ -30,7 +30,7 @@ def program_texts():
 
 
 def as_quoted(text):
-    """Returns the lines of a text as the guides quote them: "…" replaces each variable part."""
+    """Returns the lines of a text as the guides quote them, with "…" in place of each variable part."""
     lines = re.sub("…(?: ?…)*", "…", CONVERSION.sub("…", text)).splitlines()
     return [line.strip() for line in lines if re.search("[A-Za-z]", line)]
 

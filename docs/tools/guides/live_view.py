@@ -1,4 +1,4 @@
-"""Draws the picture of a session with its live view: the tmux window after a save."""
+"""Draws a picture of the tmux window with the utility and its live view, after a save."""
 
 import os
 import re
@@ -19,7 +19,7 @@ SHOWS = ("The utility after a save of the primary DNS server. Below it, the live
 SESSION = REPOSITORY / "simulator" / "cdsctl" / "watched-session"
 ROWS = 38
 ADDRESS = "192.0.2.99"
-# The prompts of the session. Each has the text to type, and a text that is on the screen afterwards.
+# Each entry has a prompt, the text to type there, and a text that is on the screen afterwards.
 ANSWERS = (
     ("Select an option ==>", str(PRIMARY_DNS), "Enter Primary DNS Server:"),
     ("Enter Primary DNS Server:", ADDRESS, f":  {ADDRESS}"),
@@ -31,7 +31,7 @@ VIEW_STARTS = ("cdsctl:", "/Software", "runs: rm", "runs: /etc")
 
 
 class Tmux:
-    """A separate tmux server with one shell in a directory."""
+    """A separate tmux server. It starts with one shell, in the given directory."""
 
     def __init__(self, sockets, directory):
         self.words = ["tmux", "-S", f"{sockets}/tmux", "-f", "/dev/null"]
@@ -58,7 +58,7 @@ class Tmux:
 
 
 def play(tmux):
-    """Returns the lines of the utility's pane and of the live view's pane after the save."""
+    """Plays the session. Returns the lines of the utility's pane and the lines of the live view's pane."""
     utility, = tmux.panes()
     tmux("send-keys", "-t", utility, shlex.join([str(SESSION), str(BUILD), "meter", "-m"]), "Enter")
     wait_until(lambda: len(tmux.panes()) == 2, lambda: "\n".join(tmux.lines(utility)))
@@ -74,7 +74,7 @@ def play(tmux):
 
 
 def with_keys(line):
-    """Splits the line into runs. Text that was typed after a prompt becomes a run of keys."""
+    """Splits a line into runs (see screens.py). Text that was typed after a prompt becomes a run of keys."""
     for prompt, keys, _ in ANSWERS:
         if match := re.fullmatch(rf"({re.escape(prompt)} *){re.escape(keys)}", line):
             return [("out", match[1]), ("key", keys), ("enter", "")]
@@ -82,8 +82,8 @@ def with_keys(line):
 
 
 def in_order(view):
-    """Returns the lines of the live view with the leaf before the commands. Two processes write these lines,
-    so their order may vary."""
+    """Returns the lines of the live view in the order of VIEW_STARTS. Two processes write these lines, so the
+    order in the live view varies."""
     lines = [line.rstrip() for line in view]
     return [line for start in VIEW_STARTS for line in lines if line.startswith(start)]
 

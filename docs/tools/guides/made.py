@@ -1,4 +1,4 @@
-"""Generates all generated files: the pictures, and the generated parts of the pages."""
+"""Generates the pictures, the generated parts of the guides, and a table for meter-fleet."""
 
 import concurrent.futures
 import difflib
@@ -7,8 +7,8 @@ import re
 from guides import doctor, exercises, fleet, folders, live_view, options, pictures, saves
 from harness.program import REPOSITORY
 
-# Maps the name of each part, as in the comment before it on the page, to the function that generates the
-# part.
+# Maps the name of each generated part to the function that generates the part. On the page, a comment with
+# the name comes before the part.
 PARTS = {
     "leaves that the screens read": saves.leaves_read,
     "what each save sets off": saves.overview,
@@ -26,7 +26,7 @@ PARTS = {
     "fleet apply": fleet.apply,
 }
 
-# The names of the pictures that do not show a session.
+# The pictures that pictures.toml does not describe.
 FOLDERS = "folders"
 OTHERS = {FOLDERS: folders.draw, fleet.PICTURE: fleet.draw, live_view.PICTURE: live_view.draw}
 
@@ -59,7 +59,7 @@ def make_picture(name):
 
 
 def all_files():
-    """Maps the path of every generated file to its text. The text is None if the picture must not exist."""
+    """Maps the path of every generated file to its text. The text is None if the file must not exist."""
     with concurrent.futures.ProcessPoolExecutor(8) as pool:
         files = {path: pool.submit(make_page, path) for path in pages()}
         files |= {pictures.path_of(name): pool.submit(make_picture, name) for name in picture_names()}

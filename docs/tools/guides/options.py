@@ -1,5 +1,5 @@
-"""Generates the reference of the options list. It has the parser's tables, and the option leaves after a save
-of each list. The leaves come from the calls of a session."""
+"""Generates the reference of the options list. It contains the tables of the options parser, and the values
+of the option leaves after a save. These values come from the calls of a session."""
 
 import re
 import subprocess
@@ -36,7 +36,7 @@ OPTION_GROUPS = {{
 
 
 def for_fleet():
-    """Returns the module with the options that meter-fleet knows."""
+    """Returns the text of the Python module that lists the options for meter-fleet."""
     members = {}
     for row in groups().split("\n")[2:]:
         _, group, names, *_ = row.split("|")
@@ -54,7 +54,7 @@ def quoted(text):
 
 
 def leaves_after(lists):
-    """Returns the option leaves after a save of each of these options lists."""
+    """Saves each of these options lists. Returns the values of the option leaves that each save writes."""
     keys = "".join(f"{INIT.enter}2⏎{entry}⏎0⏎{SAVE}" for entry in lists)
     saves = saved("options", keys + "0⏎")
     assert len(saves) == len(lists), "an options list was rejected"
@@ -62,7 +62,7 @@ def leaves_after(lists):
 
 
 def last_values(calls):
-    """Maps each option leaf that was written to its last value."""
+    """Maps each option leaf that the calls write to the last value that they write."""
     leaves = [leaf for call in calls if call["call"] == "set_leaves" for leaf in call["leaves"]]
     return {leaf["path"]: leaf["value"] for leaf in leaves if leaf["path"].startswith(OPTIONS)}
 

@@ -48,5 +48,5 @@ def screen_text(name):
 
 
 def text_of(path):
-    """Returns the text of a picture without line breaks, so that a wrapped line can be found."""
+    """Returns the text of a picture without line breaks, so that a search also finds a wrapped line."""
     return unescape("".join(re.findall(r"<tspan[^>]*>([^<]*)", path.read_text(encoding="utf-8"))))

@@ -1,5 +1,5 @@
-"""Describes what each item of the screens reads, and what a save of the item writes, triggers and runs.
-Everything is taken from the calls of the program."""
+"""Describes the leaves that each item of the menus reads, and the writes, triggers and commands of a save of
+the item. All descriptions come from the calls of the program."""
 
 import json
 import re
@@ -67,7 +67,7 @@ def as_json(value):
 # -- reads --
 
 def values_shown(output, screen):
-    """Maps labels to values on the first screen of a session, or on the one after it."""
+    """Maps labels to values on `screen`. `output` begins with the main menu; another screen comes second."""
     text = output.split(f"\n\n{RULE}\n")[1 if screen is MAIN else 2]
     lines = [line[5:].split("  :  ", 1) for line in text.splitlines() if "  :  " in line]
     return {label.rstrip(): value.rstrip() for label, value in lines}
@@ -87,8 +87,8 @@ def another(value):
 
 
 def label_of_leaf(path, value, screen):
-    """Returns the label of the line that shows the leaf. To find the line, changes the leaf's value and
-    compares the screens."""
+    """Returns the label of the line that shows the leaf. To find the line, changes the leaf's value, and
+    compares the screens with the old and the new value."""
     changed = {"set": f"{as_json(path)} = {as_json(another(value))}"}
     before = values_shown(read(screen)[0], screen)
     after = values_shown(read(screen, **changed)[0], screen)
@@ -116,7 +116,7 @@ def leaves_read():
 # -- saves --
 
 def saved(name, keys):
-    """Returns a list of calls for each save of a session."""
+    """Plays a session. Returns one list of calls for each save."""
     groups = piped(name, keys)[1]
     done = [[call for call in group if call["call"] not in ("get_leaves", "pcd_init", "pcd_close")]
             for group in groups]
@@ -129,7 +129,7 @@ def leaf_words(leaf):
 
 
 def batch_words(call):
-    """Describes the leaves of one batch. Option leaves are counted, because another page lists them."""
+    """Describes the leaves of one batch. Only counts option leaves, because another page lists them."""
     options = [leaf for leaf in call["leaves"] if leaf["path"].startswith(OPTIONS)]
     words = [leaf_words(leaf) for leaf in call["leaves"] if leaf not in options]
     if options and len({leaf["value"] for leaf in options}) == 1:
@@ -165,8 +165,8 @@ def commands(calls):
 
 
 def emptied_words(first, emptied):
-    """Describes how the save of an emptied item differs. Only its writes differ; its commands are the
-    same."""
+    """Describes the writes of a save after the item was emptied. The commands must be the same as in `first`,
+    the save of an edited value."""
     assert commands(first) == commands(emptied)
     return " and ".join(step_words(call) for call in emptied if call not in commands(emptied))
 
@@ -187,8 +187,8 @@ CDSCTL_TYPES = {bool: "bool", int: "int", str: "string"}
 
 
 def cdsctl_set(calls):
-    """Returns the cdsctl commands that write the same leaves, without the option leaves. There is one command
-    for each type."""
+    """Returns `cdsctl set` commands that write the same leaves as the calls, except the option leaves.
+    There is one command for each type of value."""
     words = {}
     for path, value in leaves_written(calls):
         if not path.startswith(OPTIONS):
@@ -212,7 +212,7 @@ def leaf_of(item, calls):
 
 
 def overview():
-    """Returns a table with the leaf of each item, and the additional effects of saving it."""
+    """Returns a table with the leaf of each item, and the other effects of a save of the item."""
     rows = ["| item | leaf | mirror | trigger | option leaves | model number |", "|---|---|---|---|---|---|"]
     for item in ITEMS:
         (calls,) = saved("save", edits(item, item.answer) + SAVE + EXIT)
@@ -227,7 +227,7 @@ def overview():
 
 
 def anchor(heading):
-    """Returns the anchor of a heading."""
+    """Returns the anchor of a Markdown heading, for links."""
     return re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-")
 
 
@@ -268,7 +268,7 @@ ACTIONS = (
 def action_calls(keys):
     groups = piped("action", keys + EXIT)[1]
     calls = [call for group in groups for call in group if call["call"] != "get_leaves"]
-    return calls[1:-1]  # without the first call, which connects, and the last one, which disconnects
+    return calls[1:-1]  # omits the first call, which connects, and the last call, which disconnects
 
 
 def actions():

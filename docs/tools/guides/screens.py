@@ -1,8 +1,8 @@
-"""Converts a session to the lines that a technician sees. A line is a list of runs, each with a kind and a
-text.
+"""Converts a session to the lines that a technician sees. A line is a list of runs. A run is a pair of a kind
+and a text.
 
-The kinds are "out" for the program's output, "key" for typed characters, which replace their echo, and
-"enter" for the Enter key."""
+The kind is "out" for the program's output, "key" for typed characters, and "enter" for the Enter key. Typed
+characters replace their echo."""
 
 from harness import dialogue
 
@@ -46,13 +46,13 @@ def plain(runs):
 
 
 def shown_part(session, parts, screen_before, screen_after):
-    """Returns the lines of the last `parts` parts of a session. `screen_before` adds the screen on which
-    their first key is typed, and `screen_after` the screen that follows them."""
+    """Returns the lines of the last `parts` parts of a session. `screen_before` adds the screen on which the
+    first key of these parts is typed. `screen_after` adds the screen that follows these parts."""
     begin = len(session.parts) - parts
     lead = [step for steps, _ in session.parts[:begin] for step in steps]
     shown = [step for steps, _ in session.parts[begin:] for step in steps]
     lines = lines_of(lead + shown)
-    first = len(lines_of(lead)) - 1  # the line where the first shown key is typed
+    first = len(lines_of(lead)) - 1  # the line of the first key in the shown parts
     screens = screen_starts(lines)
     if screen_before:
         first = max(start for start in screens if start <= first)
@@ -74,7 +74,7 @@ def without_empty_ends(lines):
 
 
 def wrapped(lines):
-    """Wraps the lines as a terminal of COLUMNS columns does, without trailing spaces."""
+    """Splits the lines into rows, as a terminal of COLUMNS columns does. Removes trailing spaces."""
     rows = []
     for runs in lines:
         cells = [(kind, c) for kind, text in runs for c in (text or " ")]

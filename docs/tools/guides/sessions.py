@@ -9,9 +9,9 @@ from harness.terminal import Console
 
 
 class Session:
-    """A session in parts. `parts[0]` is the start. Each other part is the result of one item of `keys`, a
-    text in the notation of the dialogues without ‹ ›. A part has its steps, which are ("out", bytes) and
-    ("key", byte), and its calls."""
+    """A session in parts. `parts[0]` is the start. Each other part is the result of one item of `keys`. An
+    item is a text in the notation of the dialogues, without ‹ ›. A part is a pair of its steps and its calls.
+    A step is ("out", bytes) or ("key", byte)."""
 
     def __init__(self, name, keys=(), arguments="-m", **header):
         self.meter = dialogue.make_meter(f"docs-{name}", {"meter": "factory", **header})
@@ -40,8 +40,8 @@ class Session:
 
 
 def piped(name, keys, **header):
-    """Plays a session with these keys, "⏎" for Enter, through a pipe. Returns the output of the program, and
-    its calls in groups. A group ends before the next read of the store."""
+    """Plays a session through a pipe. In `keys`, "⏎" is Enter. Returns the output of the program, and its
+    calls in groups. Each group except the last ends with a read of the store."""
     meter = dialogue.make_meter(f"docs-{name}", {"meter": "factory", **header})
     typed = keys.replace("⏎", "\n").encode()
     session = piped_program.run(command(UTILITY, "-m"), meter.environment(), typed)

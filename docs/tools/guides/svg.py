@@ -1,5 +1,5 @@
-"""Draws a screen as a picture. The text can be selected. Typed keys are drawn as key caps. The background
-suits light and dark pages."""
+"""Draws a screen as an SVG picture. Readers can select its text. Typed keys are drawn as key caps. The
+background suits light and dark pages."""
 
 import re
 from itertools import groupby
@@ -7,7 +7,7 @@ from xml.sax.saxutils import escape
 
 from guides.screens import COLUMNS, wrapped
 
-CELL = 8.4  # the width of a column; text in any font is stretched to this width
+CELL = 8.4  # the width of a column in pixels; text of any font is stretched to it
 LINE = 19
 MARGIN = 22
 HEADER = 38
@@ -24,7 +24,8 @@ text { font: 14px ui-monospace, "DejaVu Sans Mono", Menlo, Consolas, monospace; 
 .enter { font-size: 11px; font-weight: 700; fill: #ffd166 }
 """
 
-# The styles for the parts of a line. The first pattern that matches a line is used.
+# Each entry has a pattern for a line, and a style for each group of the pattern. The first pattern that
+# matches a line is used.
 LINE_PARTS = (
     (r"(-{78})", ("rule",)),
     (r"(-+)( \S.*\S )(-+)", ("rule", "title", "rule")),
@@ -70,7 +71,7 @@ def draw_row(row, baseline):
 
 
 def frame(title, shows, width, height, parts):
-    """Returns a picture with a heading and, below it, `parts`."""
+    """Returns a picture with the heading `title`, and the SVG elements `parts` below the heading."""
     return "\n".join([
         f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}"'
         f' viewBox="0 0 {width} {height}" role="img" aria-labelledby="title shows">',
@@ -86,7 +87,7 @@ def frame(title, shows, width, height, parts):
 
 
 def draw_screen(title, shows, lines, waits_at=None):
-    """Draws a screen. `waits_at` is the column of the last row where the program waits for a key."""
+    """Draws a screen. `waits_at` is the column of the cursor in the last row, or None for no cursor."""
     rows = wrapped(lines)
     baselines = [HEADER + MARGIN + 10 + i * LINE for i in range(len(rows))]
     parts = [draw_row(row, baseline) for row, baseline in zip(rows, baselines) if row]
