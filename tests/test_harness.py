@@ -94,12 +94,13 @@ QUESTION = "main/exit-question"
     ("[calls]\n", "[calls]\nnone\n[calls]\n", "a section occurs twice"),
     ("«main menu 2»", "", "edited.dialogue:{later}: «main menu 2»: no earlier screen"),
     ("«main menu 2»", "«main menu 1»", "edited.dialogue:{second}: «main menu 1»: the name is not unique"),
-    ("[console]\n", "[console]\n«main menu 5»", "edited.dialogue:6: «main menu 5»: the name is not unique"),
+    ("[console]\n", "[console]\n«main menu 5»", "edited.dialogue:{inserted}: «main menu 5»: the name is not unique"),
 ])
 def test_a_file_that_cannot_be_read_is_rejected(tmp_path, old, new, why):
     text = (FOLDER / f"{QUESTION}.dialogue").read_text(encoding="utf-8")
     lines = {"second": "«main menu 2»", "later": "«main menu 2 again»"}
     numbers = {name: text[:text.index(mark)].count("\n") + 1 for name, mark in lines.items()}
+    numbers["inserted"] = text[:text.index("[console]\n")].count("\n") + 2
     with pytest.raises(ValueError, match=why.format(**numbers)):
         edited(tmp_path, QUESTION, (old, new))
 
@@ -114,6 +115,7 @@ def test_a_file_that_cannot_be_read_is_rejected(tmp_path, old, new, why):
 ])
 def test_a_repeated_screen_is_compared_in_full(tmp_path, changes, reported):
     assert reported in report_of(edited(tmp_path, QUESTION, *changes))
+
 
 SMALL = {"Port": 1, "Reset": 2, "Save": 3}
 
