@@ -110,7 +110,7 @@ class Record:
             self.secrets.append(secret)
 
     def note(self, text: str) -> None:
-        """Adds a remark to the lines with the times."""
+        """Adds a line with a remark to the list of times."""
         self.note_time(text)
 
     def close(self) -> None:

@@ -33,7 +33,7 @@ WORK_SECONDS = 900.0  # after this time, no new session begins
 LEAVE_SECONDS = 4.5  # the time limit for leaving the utility after a signal
 PAUSES = (0.5, 1.0, 2.0)  # the pauses before the next connections
 FOREIGN_PAUSE = 1.0
-SLOW_SECONDS = 2.8  # after a slower reading, a second reading would exceed six seconds of work
+SLOW_SECONDS = 2.8  # two readings that take longer would need more than six seconds of work
 
 
 @dataclass(frozen=True)

@@ -115,9 +115,8 @@ bool begin_watch(Watch& watch)
     return true;
 }
 
-// Returns true when the meter's directory exists and is still the directory from the start. A
-// removed directory may still be found by its name while a process works in it, but its link count
-// is then 0.
+// Returns true when the meter's directory exists and is still the directory from the start. The
+// path "." finds a removed directory while it is the working directory, but the link count is 0.
 bool folder_is_there(const Watch& watch)
 {
     struct stat now;

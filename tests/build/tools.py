@@ -56,7 +56,7 @@ def built(build, *arguments, **options):
 
 
 def with_libraries_of(folder):
-    """Returns the words that must precede a program so that it finds shared libraries in the directory."""
+    """Returns the arguments to put before a program so that it finds shared libraries in the directory."""
     return [*RUN_WITH, "-E", f"LD_LIBRARY_PATH={folder}"] if RUN_WITH else ["env", f"LD_LIBRARY_PATH={folder}"]
 
 

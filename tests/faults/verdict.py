@@ -185,7 +185,7 @@ class Judge:
         if fault.effect == injection.KILL:
             return
         if fault.position < self.begin:
-            return  # the fault hit the loader, not the program
+            return  # the fault hit the dynamic loader, before the program started
         if run.status < 0:
             yield f"it was ended by signal {-run.status}"
         elif self.subject.traced and run.status != (1 if 0 in failed_connections(run.calls) else 0):

@@ -75,7 +75,7 @@ def test_names_that_are_not_file_names(folder):
     path = folder / "plan.toml"
     path.write_text(plan_text([(name, meter.console, {"enclosure": "K1F"}) for name, meter in zip(names, meters)]))
     done = run_fleet("apply", path, "--json", "--records", folder / "below" / "records")
-    if done.returncode == 2:  # meter-fleet may also reject the plan, with the line of the name
+    if done.returncode == 2:  # meter-fleet may also reject the plan and report the line number of the name
         assert f"{path}:" in done.stderr
         return
     records = [pathlib.Path(result["record"]).resolve() for result in results_of(done).values()]

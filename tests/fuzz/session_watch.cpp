@@ -397,8 +397,8 @@ void check_clearing(const std::string& call)
 }
 
 // Checks the calls since the last question. Only two kinds of calls are allowed: first the calls
-// that may follow a yes to this question, then the read for the next screen. So nothing is written
-// without a yes, and nothing is called while the store is closed.
+// that may follow a yes to this question, then the read for the next screen. Without a yes, only
+// the read is allowed. While the store is closed, no call is allowed.
 void check_calls(SessionWatch& watch, const std::string& read, const std::string& response)
 {
     std::vector<std::string> calls;

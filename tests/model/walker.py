@@ -163,7 +163,7 @@ def meter(rng):
     return session
 
 
-# --- what is typed
+# --- typed answers
 
 
 def address(rng):

@@ -66,7 +66,7 @@ class Source:
         self.name = name
         self.text = (root / name).read_bytes()
         self.found = {}
-        # Lists of byte ranges: code that has no mutants, code that runs, and constant expressions.
+        # Lists of byte ranges: code without mutants, bodies of functions, and constant expressions.
         self.excluded = []
         self.run = []
         self.constant = []

@@ -25,7 +25,7 @@ std::string console_so_far(std::size_t from = 0);
 bool shows(const std::string& shown, const std::string& text);
 
 struct WaitForKey {
-    timeval time;            // the caller's time-out, which a wait in `waits` sets to 7.5 s
+    timeval time;            // the time-out that the caller gave to select()
     bool for_keyboard_alone; // the wait was for standard input and nothing else
 };
 

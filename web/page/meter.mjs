@@ -138,8 +138,8 @@ export class Meter extends EventTarget {
         return this.exited === null ? nextSave(this.engine, this.shadowMemory, this.run) : null;
     }
 
-    // Returns the session so far as a transcript. If the program still runs, the transcript then leaves the
-    // program without saving.
+    // Returns the session so far as a transcript. If the program still runs, the transcript ends
+    // with the keys that leave the program without saving.
     transcript(shows) {
         const whole = this.exited === null
             ? leftWithoutSaving(this.engine, this.shadowMemory, this.run) : this.run;

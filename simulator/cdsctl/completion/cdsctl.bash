@@ -71,8 +71,8 @@ _cdsctl_read_character() {
 }
 
 # Sets _words to the words of the line, without quotes. The last word is the word that the user is typing.
-# Sets _quote to the open quote of the last word, and _kept to the beginning of the last word that a
-# completion does not replace.
+# Sets _quote to the open quote of the last word. A completion replaces only the end of the last word. Sets
+# _kept to the part before this end.
 _cdsctl_read_line() {
     local _line=${COMP_LINE:0:COMP_POINT} _word='' _begun='' _before_quote=''
     local -i _index
