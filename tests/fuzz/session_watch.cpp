@@ -83,11 +83,11 @@ void add_entries(std::vector<Entry>& entries, const SettingLeaf<Settings> (&leav
 // Returns the entries in the order in which a save writes them.
 std::vector<Entry> all_entries()
 {
-    std::vector<Entry> entries;
-    add_entries(entries, dns_leaves, session_questions);
-    add_entries(entries, port_leaves, port_questions);
-    add_entries(entries, init_leaves, session_questions);
-    return entries;
+    std::vector<Entry> all;
+    add_entries(all, dns_leaves, session_questions);
+    add_entries(all, port_leaves, port_questions);
+    add_entries(all, init_leaves, session_questions);
+    return all;
 }
 
 const std::vector<Entry> entries = all_entries();
