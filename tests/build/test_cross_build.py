@@ -8,7 +8,8 @@ from harness.program import BUILD, REPOSITORY, RUN_WITH, STEP_LIMIT
 
 cross_build = pytest.mark.skipif(not RUN_WITH, reason="this build is for this machine")
 
-HEADER_FOLDERS = (f"{REPOSITORY}/", "/usr/powerpc-linux-gnu/", "/usr/lib/gcc-cross/powerpc-linux-gnu/",
+OWN = f"{REPOSITORY}/".partition("'")[0]  # ninja cuts off a path at a quote
+HEADER_FOLDERS = (OWN, "/usr/powerpc-linux-gnu/", "/usr/lib/gcc-cross/powerpc-linux-gnu/",
                   "/usr/include/CLI/", "/usr/include/doctest/", "/usr/include/nlohmann/",
                   "/usr/include/toml++/")  # fmt: skip
 

@@ -12,7 +12,7 @@ import subprocess
 import time
 
 import pytest
-from harness.program import CDSCTL, RUN_WITH, STEP_LIMIT, command, wait_until
+from harness.program import BUILD, CDSCTL, RUN_WITH, STEP_LIMIT, command, wait_until
 
 ENCLOSURE = "/VMIC/Enclosure/Value"
 FORM = "/VMC/PrimCfg/Form/Value"
@@ -188,7 +188,7 @@ def test_a_closed_output_is_reported_before_the_watch_starts(meter):
     assert (ended.returncode, ended.stderr) == (3, b"cdsctl: standard output: Bad file descriptor\n")
 
 
-@pytest.mark.skipif(bool(RUN_WITH), reason="the emulator has open files of its own")
+@pytest.mark.skipif(bool(RUN_WITH) or BUILD.name == "asan", reason="the emulator and the sanitizer open files")
 def test_a_watch_without_a_free_descriptor_is_reported(meter):
     """One descriptor is free: for the signals, but not for the events of the directory."""
     ended = subprocess.run(["prlimit", "--nofile=4", *command(CDSCTL, "watch")], env=meter.environment(),

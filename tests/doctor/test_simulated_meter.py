@@ -263,7 +263,7 @@ def test_help(environment):
 
 def test_the_text_and_the_json_have_the_same_findings(environment):
     found = report(environment)
-    text = run(environment).stdout.decode()
+    text = run(environment).stdout.decode("latin-1")  # JSON escapes each byte as this character
     lines = [line for line in text.splitlines() if line.startswith(("  ok ", "  note ", "  WRONG "))]
     assert len(lines) == len(found.findings)
     for line, finding in zip(lines, found.findings):

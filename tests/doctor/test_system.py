@@ -109,4 +109,5 @@ def test_the_machine_is_described(meter):
             or "is not libstdc++" in message]
     assert [message for message in found if "/libc" in message and message.endswith(" is loaded")]
     if RUN_WITH:
-        assert f"{BUILD}/simulator/libcds.so is loaded" in found
+        library = f"{BUILD}/simulator/libcds.so".encode().decode("latin-1")  # JSON escapes each byte
+        assert f"{library} is loaded" in found

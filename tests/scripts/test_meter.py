@@ -34,7 +34,7 @@ def session(project, plain_folder, tmp_path):
         kept = {name: value for name, value in os.environ.items() if not name.startswith(("TMUX", "METER_SIM_"))}
         environment = {**kept, "TERM": "xterm", "PATH": f"{plain_folder}:{kept['PATH']}", **changes}
         child = pexpect.spawn("env", [str(project / script), *arguments], cwd=tmp_path, env=environment,
-                              dimensions=(50, 200), timeout=STEP_LIMIT, encoding="latin-1")
+                              dimensions=(50, 200), timeout=STEP_LIMIT, encoding="utf-8", codec_errors="replace")
         try:
             ends = child.expect(["Select an option ==>", pexpect.EOF])
             shown = child.before
