@@ -16,8 +16,10 @@ ADDED = {
     (3, 24): r"LINK_LIBRARY:|LINK_GROUP:|\$<PATH:|COLOR_DIAGNOSTICS",
     (3, 25): r"\bblock\(|return\(PROPAGATE|try_compile\([^)]*PROJECT\b",
 }
-FILES = [path for pattern in ("CMakeLists.txt", "*.cmake") for path in REPOSITORY.rglob(pattern)
-         if path.relative_to(REPOSITORY).parts[0] not in ("build", "web", "tests")]
+# Not below build/: other tests create and remove copies of the project there.
+FOLDERS = [path for path in REPOSITORY.iterdir() if path.is_dir() and path.name not in ("build", "web", "tests")]
+FILES = [REPOSITORY / "CMakeLists.txt",
+         *(path for folder in FOLDERS for pattern in ("CMakeLists.txt", "*.cmake") for path in folder.rglob(pattern))]
 ROOT = (REPOSITORY / "CMakeLists.txt").read_text()
 
 

@@ -22,6 +22,7 @@ def without_network():
     return ["unshare", "--net"] if tried.returncode == 0 else []
 
 
+@pytest.mark.full
 @pytest.mark.builds
 @pytest.mark.skipif(not RUN_WITH, reason="the recipe builds for the meter")
 def test_the_recipe_installs_the_program_into_the_staging_directory(plain_folder, meter):

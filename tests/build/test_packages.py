@@ -220,6 +220,7 @@ def test_the_page_is_opened(tmp_path, plain_folder):
     assert missing.returncode == 3 and "meter.html is missing" in missing.stderr
 
 
+@pytest.mark.full
 @pytest.mark.builds
 def test_cpack_builds_what_it_packs(tmp_path):
     """Runs cpack in a build directory that is configured but not built. cpack must build the programs that it

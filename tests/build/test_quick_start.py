@@ -32,6 +32,7 @@ def here(command, places):
     return command
 
 
+@pytest.mark.full
 @pytest.mark.builds
 @shown_by_other_builds
 @pytest.mark.skipif(not RUN_WITH, reason="it builds for the meter")

@@ -49,6 +49,7 @@ def tmp_path(plain_folder):
     return plain_folder
 
 
+@pytest.mark.full
 @pytest.mark.builds
 def test_without_preset_and_build_type_the_program_is_hardened(library, tmp_path, meter):
     program = built(tmp_path / "build", f"-DCDS_ROOT={library}")
@@ -127,6 +128,7 @@ Cflags: -I${prefix}/include
 """
 
 
+@pytest.mark.full
 @pytest.mark.builds
 def test_the_library_of_the_package_cds_in_the_sysroot(library, tmp_path, meter):
     root = tmp_path / "sysroot"

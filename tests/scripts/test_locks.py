@@ -54,7 +54,9 @@ def wait_for_message(tool, said):
     assert tool.poll() is None, said.read_text()
 
 
-@pytest.mark.parametrize("words, preset, wanted", TOOLS, ids=[tool[0] for tool in TOOLS])
+@pytest.mark.parametrize("words, preset, wanted", [
+    pytest.param(*tool, id=tool[0], marks=[pytest.mark.full] * ("mutate" in tool[0]))  # first parses all sources
+    for tool in TOOLS])
 def test_it_waits_for_the_lock_and_prints_the_holder(copy_to, tmp_path, stubs, words, preset, wanted):
     if "mutate" in words and not importlib.util.find_spec("clang"):
         pytest.skip("requires python3-clang-19 from packages/full")
@@ -137,6 +139,7 @@ def test_a_killed_process_does_not_keep_the_lock(copy_to, tmp_path):
     assert (done.returncode, done.stdout, done.stderr) == (0, "free\n", "")
 
 
+@pytest.mark.full
 @pytest.mark.builds
 def test_two_first_starts_do_not_break_each_other(copy_to, tmp_path):
     copy = copy_to(tmp_path / "a b:ünï it's")
