@@ -65,9 +65,11 @@ class DialogueFailure(Exception):
 
 
 def seconds_waited(item):
-    """Returns the total seconds of the waits in a test's dialogue, or 0 if the test is not a dialogue."""
+    """Returns the seconds that the dialogue of a test waits for time-outs, or the seconds that the test's mark
+    `waits` states."""
     if not isinstance(item, DialogueItem):
-        return 0
+        mark = item.get_closest_marker("waits")
+        return mark.args[0] if mark else 0
     return sum(int(seconds) for seconds in WAIT.findall(item.path.read_text(encoding="utf-8")))
 
 
@@ -93,6 +95,7 @@ def pytest_configure(config):
     config.addinivalue_line("markers", "builds: builds the program again; skipped with --quick")
     config.addinivalue_line("markers", "page: needs the page and browsers; runs only with --page")
     config.addinivalue_line("markers", "slow: takes seconds; skipped with --quick")
+    config.addinivalue_line("markers", "waits(seconds): waits about this long, so it starts early; skipped with --quick")
     config.addinivalue_line("markers", "fleet: takes minutes on consoles, or measures times; runs only with --fleet")
     config.addinivalue_line("markers", "full: takes minutes; runs only with --full")
 

@@ -64,6 +64,7 @@ def check_the_dialogues_of(program, library):
 
 
 @shown_by_other_builds
+@pytest.mark.full
 @pytest.mark.builds
 def test_the_program_is_built_against_a_library_in_another_directory(tmp_path, plain_folder):
     prefix = tmp_path / "installed"

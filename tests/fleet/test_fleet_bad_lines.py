@@ -20,11 +20,13 @@ def play(sessions, seed, jobs):
     assert re.search(rf"^{sessions} sessions of seed {seed} in .*, 0 with something wrong$", done.stdout, re.M)
 
 
+@pytest.mark.waits(80)
 def test_some_sessions():
     play(20, 20261121, 20)
 
 
 @pytest.mark.fleet
 @pytest.mark.full
+@pytest.mark.waits(160)
 def test_five_hundred_sessions():
     play(500, 20261122, 50)
