@@ -95,7 +95,7 @@ Status edit_store(const Request& request, Edit edit)
     return fail(error);
 }
 
-// Sets the leaf `path` to the value that `word` stands for. Prints an error and returns false when
+// Sets the leaf `path` to the value that `word` describes. Prints an error and returns false when
 // the path or the value is invalid.
 bool set_leaf(const Request& request, const std::string& path, const std::string& word,
               Leaves& leaves)
