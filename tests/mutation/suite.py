@@ -7,7 +7,6 @@ of these mutants are unit tests, quick Python tests, and dialogues."""
 
 import collections
 import contextlib
-import functools
 import os
 import pathlib
 import re
@@ -30,6 +29,8 @@ CDSCTL_PROGRAMS = ("cdsctl-tests", "cdsctl")
 SIMULATOR_PROGRAMS = ("simulator-tests", *CDSCTL_PROGRAMS, "store-client", "meter-settings")
 WRITTEN_FOLDERS = ("tests/simulator", "tests/cdsctl")  # in the build directory; the unit tests write here
 TESTS_OF_SCRIPTS = ("cdsctl/test_completion.py", "cdsctl/test_watched_session.py")
+FAILED_TEST = re.compile(r"^(?:FAILED|ERROR) (.+?)(?: - .*)?$", re.MULTILINE)
+USUAL_TESTS = 8
 WAITS = re.compile(r"‹wait \d+ s›")
 
 BUILD_LIMIT = 600  # seconds
@@ -102,6 +103,7 @@ class Tree:
         self.log = self.folder / "build" / "log"
         self.model_sessions = model_sessions
         self.kills = collections.Counter()  # the number of mutants that each dialogue has killed
+        self.python_kills = collections.defaultdict(collections.Counter)  # by file: the same for Python tests
         self.copy_project()
         self.configure()
         self.load_dialogues()
@@ -166,11 +168,19 @@ class Tree:
         return self.run(*sandbox.command(self.folder, self.build_folder, kept, *command),
                         limits=SANDBOX_LIMITS, seconds=seconds)
 
-    def run_pytest_in_sandbox(self, *folders):
-        tests = self.folder / "tests"
-        scripts = [f"--ignore={tests / name}" for name in TESTS_OF_SCRIPTS]
-        return self.run_in_sandbox(SIMULATOR_PROGRAMS, "env", f"STEP_LIMIT={STEP_LIMIT}", *PYTEST, "--quick", *scripts,
-                                   *(tests / folder for folder in folders))
+    def run_pytest_in_sandbox(self, name, *chosen):
+        """Runs the chosen Python tests on a mutant of the file `name`. Counts the test that fails."""
+        scripts = [f"--ignore={self.folder / 'tests' / script}" for script in TESTS_OF_SCRIPTS]
+        passed = self.run_in_sandbox(SIMULATOR_PROGRAMS, "env", f"STEP_LIMIT={STEP_LIMIT}", *PYTEST, "--quick",
+                                     *scripts, *chosen)
+        self.python_kills[name].update(FAILED_TEST.findall(self.log.read_text(errors="replace")))
+        return passed
+
+    def usual_tests_pass(self, name):
+        """Runs the Python tests that killed most mutants of the file `name`. This finds most of the mutants that
+        the other tests would find later."""
+        usual = [test for test, _ in self.python_kills[name].most_common(USUAL_TESTS)]
+        return not usual or self.run_pytest_in_sandbox(name, *usual)
 
     def unit_tests_pass(self, name):
         """Returns True if the unit tests pass. The tests of the file `name` run first."""
@@ -233,10 +243,14 @@ class Tree:
         if not is_simulated(name):
             return ((DIALOGUES, self.dialogues_pass), (CONSOLE_TESTS, self.console_tests_pass),
                     (MODEL, self.model_agrees))
-        pytest = functools.partial(functools.partial, self.run_pytest_in_sandbox)
+
+        def pytest(*folders):
+            return lambda: self.run_pytest_in_sandbox(name, *(self.folder / "tests" / folder for folder in folders))
+
+        usual = (PYTHON_TESTS, lambda: self.usual_tests_pass(name))
         if programs_of(name) == CDSCTL_PROGRAMS:
-            return ((PYTHON_TESTS, pytest("cdsctl")),)
-        return (PYTHON_TESTS, pytest("simulator", "cdsctl", "faults")), (DIALOGUES, pytest("dialogues"))
+            return usual, (PYTHON_TESTS, pytest("cdsctl"))
+        return usual, (PYTHON_TESTS, pytest("simulator", "cdsctl", "faults")), (DIALOGUES, pytest("dialogues"))
 
     def must_pass_unchanged(self, part):
         programs = SIMULATOR_PROGRAMS if part == "simulator" else (*PROGRAMS, "scripted_wait")

@@ -1,10 +1,12 @@
 """`mutate` chooses the right mutants, deletes the right saved outcomes, and ends at its deadline."""
 
+import collections
 import contextlib
 import importlib.machinery
 import importlib.util
 import json
 import pathlib
+import signal
 import sys
 
 import pytest
@@ -30,6 +32,7 @@ def load(name):
 def mutate(monkeypatch, tmp_path):
     monkeypatch.setattr(sys, "dont_write_bytecode", True)
     module = load("mutate")
+    monkeypatch.setitem(sys.modules, "mutate", module)  # the processes of the pool find functions by this name
     monkeypatch.setattr(module, "OUTCOMES", tmp_path / "outcomes")
     return module
 
@@ -174,3 +177,55 @@ def test_a_mutant_of_the_simulator_that_survives_in_a_group_is_tested_alone(tree
     group = group_in("simulator/files.cpp", 2)
     assert tree.test(group) == [suite.UNIT_TESTS] * 2
     assert tree.alone == group
+
+
+class SignalTree:
+    """A tree whose outcome for each mutant is the action of this process for SIGTERM."""
+
+    def __init__(self, number, model_sessions):
+        pass
+
+    def must_pass_unchanged(self, part):
+        pass
+
+    def test(self, group, deadline):
+        return [str(signal.getsignal(signal.SIGTERM)) for _ in group]
+
+
+def test_a_termination_signal_kills_a_process_of_the_pool(mutate, options, monkeypatch):
+    """If a handler ran instead, it could run too late in a process that waits for its next task."""
+    monkeypatch.setattr(suite, "Tree", SignalTree)
+    previous = signal.signal(signal.SIGTERM, lambda *_: sys.exit(2))
+    try:
+        mutate.test_all(group_in("app/run.cpp", 2), options("--jobs", "2"))
+    finally:
+        signal.signal(signal.SIGTERM, previous)
+    assert set(mutate.saved_outcomes().values()) == {str(signal.SIG_DFL)}
+
+
+class LoggingTree(suite.Tree):
+    """A tree in which each run of pytest prints the next of the given outputs."""
+
+    def __init__(self, folder, *outputs):  # pylint: disable=super-init-not-called
+        self.folder = folder
+        self.log = folder / "log"
+        self.outputs = list(outputs)
+        self.commands = []
+        self.python_kills = collections.defaultdict(collections.Counter)
+
+    def run_in_sandbox(self, programs, *command, seconds=0):
+        self.commands.append(command)
+        self.log.write_text(self.outputs.pop(0))
+        return not self.log.read_text()
+
+
+def test_the_python_tests_that_killed_mutants_of_a_file_run_first(tmp_path):
+    kill = "FAILED ../tests/cdsctl/test_get.py::test_a[x y] - assert 1 == 2\n1 failed\n"
+    tree = LoggingTree(tmp_path, kill, "", "")
+    name = "simulator/files.cpp"
+    assert tree.usual_tests_pass(name)
+    assert not tree.run_pytest_in_sandbox(name, "cdsctl")
+    assert tree.usual_tests_pass("simulator/trace.cpp")
+    assert len(tree.commands) == 1
+    assert tree.usual_tests_pass(name)
+    assert tree.commands[-1][-1] == "../tests/cdsctl/test_get.py::test_a[x y]"
