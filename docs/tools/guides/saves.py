@@ -240,7 +240,7 @@ def section(item):
              "```sh", f"cdsctl get {shlex.quote(leaf_of(item, first))}", cdsctl_set(first), "```", "",
              f"After the answer {code(item.answer)}, a save does this:", "", *steps(first), ""]
     for emptied in others:
-        lines += [f"After {code(item.emptied_by)} on an edited value, a save {emptied_words(first, emptied)}. "
+        lines += [f"If you edit the item and then answer {code(item.emptied_by)}, a save {emptied_words(first, emptied)}. "
                   "It runs the same commands.", ""]
     return lines
 
