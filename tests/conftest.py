@@ -27,10 +27,11 @@ def meter(request):
 
 
 @pytest.fixture
-def plain_folder():
+def plain_folder(monkeypatch):
     """Returns a new directory for variables such as PATH. The path of this directory has no colon, but the
-    project's own path may have one."""
+    project's own path may have one. Builds in several such directories share the files of ccache."""
     with tempfile.TemporaryDirectory() as made:
+        monkeypatch.setenv("CCACHE_BASEDIR", tempfile.gettempdir())
         yield pathlib.Path(made)
 
 

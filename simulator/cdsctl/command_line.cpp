@@ -61,24 +61,12 @@ void remove_other_options(Parser& parser)
         parser.app.remove_option(parser.app.get_option("--type"));
 }
 
-// Returns the option that `argument` names. Also recognises an option with its value, such as
-// "--type=int" or "-CDIR". Returns null for an unknown option.
-const CLI::Option* named_option(const Parser& parser, const std::string& argument)
+// Returns true if `argument` is an option without its value, such as "--type" or "-C". The value is
+// then the next argument.
+bool takes_next_argument(const Parser& parser, const std::string& argument)
 {
-    const bool is_long = argument.compare(0, 2, "--") == 0;
-    const CLI::Option* option = parser.app.get_option_no_throw(
-        is_long ? argument.substr(0, argument.find('=')) : argument.substr(0, 2));
-    const bool fits = is_long || argument.size() <= 2 ||
-                      (option != nullptr && option->get_items_expected_min() > 0);
-    return fits ? option : nullptr;
-}
-
-bool takes_next_argument(const CLI::Option& option, const std::string& argument)
-{
-    const bool has_value = argument.compare(0, 2, "--") == 0
-                               ? argument.find('=') != std::string::npos
-                               : argument.size() > 2;
-    return option.get_items_expected_min() > 0 && !has_value;
+    const CLI::Option* option = parser.app.get_option_no_throw(argument);
+    return option != nullptr && option->get_items_expected_min() > 0;
 }
 
 // Returns true when the next operand must be the VALUE for the last PATH.
@@ -112,12 +100,10 @@ void split_arguments(Parser& parser, const std::vector<std::string>& arguments)
             only_operands = true;
         } else if (awaits_value(parser)) {
             take_operand(parser, *argument);
-        } else if (const CLI::Option* option = named_option(parser, *argument)) {
-            parser.option_arguments.push_back(*argument);
-            if (takes_next_argument(*option, *argument) && argument + 1 != arguments.end())
-                parser.option_arguments.push_back(*++argument);
         } else {
-            parser.option_arguments.push_back(*argument); // the option parser rejects this argument
+            parser.option_arguments.push_back(*argument); // the parser rejects unknown options
+            if (takes_next_argument(parser, *argument) && argument + 1 != arguments.end())
+                parser.option_arguments.push_back(*++argument);
         }
     }
 }

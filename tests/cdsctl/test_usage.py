@@ -56,6 +56,7 @@ def test_the_version_is_the_version_of_the_project(answer):
     (("set", "/a", "1", "--type"), "--type"),
     (("clear",), "usage: cdsctl clear PATH..."),
     (("list", "/a", "/b"), "usage: cdsctl list [PREFIX]"),
+    (("watch", "/a", "/b"), "usage: cdsctl watch [PREFIX]"),
     (("list", "--type", "int"), "--type"),
     (("--type", "int", "list"), "--type"),
     (("--json", "dump"), "--json"),

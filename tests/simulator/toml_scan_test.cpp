@@ -78,7 +78,8 @@ TEST_CASE("brackets and dots in strings and comments do not count")
     const std::string deep = repeated("[", deepest_nesting + 1);
     for (const std::string before :
          {"a = \"", "a = '", "a = \"\"\"\n", "a = '''\n", "# ", "a = \"\\\"",
-          "a = \"\"\" \\\"\"\" ", "a = \"\"\"\"\" ", "a = ''' '' "}) {
+          "a = \"\"\" \\\"\"\" ", "a = \"\"\"\"\" ", "a = ''' '' ",
+          "a = \"\"\"x\"\"\"\"\"\" "}) { // the sixth quote at the end begins another string
         CAPTURE(before);
         CHECK(line_too_deep(before + deep) == 0);
         CHECK(line_too_deep(before) == 0);

@@ -28,6 +28,18 @@ TEST_CASE("opening and closing a connection are traced")
           "{\"call\":\"pcd_init\",\"connected\":true}\n{\"call\":\"pcd_close\"}\n");
 }
 
+TEST_CASE("a new trace has the permissions that the mask leaves")
+{
+    const TestMeter meter("");
+    meter.begin_trace();
+    const mode_t mask = umask(0);
+    pcd_close(pcd_init(0));
+    umask(mask);
+    struct stat status = {};
+    REQUIRE(stat(meter.path("trace").c_str(), &status) == 0);
+    CHECK((status.st_mode & 07777) == 0666);
+}
+
 TEST_CASE("a rejected connection is traced, closing a null one is not")
 {
     const TestMeter meter("broken");
