@@ -46,6 +46,13 @@ def test_a_write_by_root_keeps_the_owner():
 
 
 @needs_root
+def test_a_write_by_root_keeps_an_owner_or_a_group_that_is_not_root():
+    for owner, group in ((USER, os.getegid()), (os.geteuid(), GROUP)):
+        with meter_of(owner, group, 0o640) as folder:
+            assert owner_group_and_mode_after_write(folder) == (owner, group, 0o640)
+
+
+@needs_root
 def test_a_write_by_a_member_of_the_group_keeps_the_group():
     with meter_of(USER, GROUP, 0o664) as folder:
         kept = owner_group_and_mode_after_write(folder, user=USER + 1, group=OTHER_GROUP, extra_groups=[GROUP])
