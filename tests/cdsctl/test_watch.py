@@ -311,6 +311,7 @@ def test_a_change_of_the_second_link_is_followed(meter, target, watching):
     link.symlink_to(other)
     assert watch.shown.next() == f"{FORM}: 3 -> 5"
     target.write_text("")  # this file is no longer the store
+    shutil.rmtree(target.parent)
     other.write_text(other.read_text().replace(f'"{FORM}" = 5', f'"{FORM}" = 6'))
     assert watch.shown.next() == f"{FORM}: 5 -> 6"
 
