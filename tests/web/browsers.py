@@ -60,18 +60,7 @@ class Chromium:
         return self.driver.execute_async_script(text, *arguments)
 
     def send_keys(self, keys, selector=TERMINAL):
-        """Types into an element. Waits up to two seconds for it: while xterm.js draws, WebDriver can find that its
-        text area is not interactable, and then sends no key."""
-        from selenium.common.exceptions import ElementNotInteractableException
-
-        until = time.monotonic() + 2
-        while True:
-            try:
-                return self.driver.find_element("css selector", selector).send_keys(keys)
-            except ElementNotInteractableException:
-                if time.monotonic() > until:
-                    raise
-                time.sleep(0.05)
+        self.driver.find_element("css selector", selector).send_keys(keys)
 
     def press(self, keys):
         """Types into the element that has the focus."""

@@ -22,18 +22,24 @@ def test_enough_dialogues_are_played_from_every_directory():
     assert {name.split("/")[0] for name in PLAYABLE} == {path.name for path in FOLDER.iterdir()}
 
 
+def open_page(browser):
+    """Opens the page in the browser, unless the last test of this browser was a dialogue. Other tests may leave a
+    question open, which keeps the keys from the terminal."""
+    if not browser.script("return 'lastTestWasDialogue' in window;"):
+        browser.open(browsers.address())
+        browser.script("window.lastTestWasDialogue = true;")
+
+
 @pytest.mark.parametrize("name", PLAYABLE)
 def test_in_chromium(chromium_process, name):
-    if not chromium_process.script("return location.protocol === 'file:' && 'meter' in window;"):
-        chromium_process.open(browsers.address())
+    open_page(chromium_process)
     report = page_player.play(chromium_process, CASES[name])
     assert report is None, report
 
 
 @pytest.mark.parametrize("name", IN_FIREFOX)
 def test_in_firefox(firefox, name):
-    if not firefox.script("return location.protocol === 'file:' && 'meter' in window;"):
-        firefox.open(browsers.address())
+    open_page(firefox)
     report = page_player.play(firefox, CASES[f"{name}.dialogue"])
     assert report is None, report
 
