@@ -133,6 +133,17 @@ TEST_CASE("a read that fails fails the call, and the next one reads again")
     CHECK(get(store, {"/a"}) == "0: 1 1");
 }
 
+TEST_CASE("a read that fails at the end of the file fails")
+{
+    const TestMeter meter(old_text);
+    std::string text;
+    FileStamp stamp;
+    const FailingCall broken("read", EIO, 2);
+    CHECK_FALSE(read_file(AT_FDCWD, meter.path("store.toml").c_str(), text, stamp));
+    CHECK(errno == EIO);
+    CHECK(broken.has_failed());
+}
+
 TEST_CASE("a settled store that vanishes fails the next call")
 {
     const TestMeter meter(old_text);
