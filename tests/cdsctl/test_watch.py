@@ -360,12 +360,16 @@ def test_only_the_directory_wakes_the_watch(meter, watching):
     watch = watching(prefix=("strace", "-f", "-o", str(trace)))
 
     def settled():
-        """Waits until the watch's last system call is a `poll` without a time-out. Returns all system calls
-        so far. Fails if more system calls follow."""
-        wait_until(lambda: re.search(r"poll\([^\n]*, -1(, NULL, \d+)?\s*\Z", trace.read_text()), trace.read_text)
-        calls = trace.read_text()
-        time.sleep(1.5)
-        assert trace.read_text() == calls
+        """Waits until the watch's last system call is a `poll` without a time-out, and no other system call
+        follows. Returns all system calls so far."""
+        def waits():
+            nonlocal calls
+            calls = trace.read_text()
+            time.sleep(1.5)
+            return trace.read_text() == calls and re.search(r"poll\([^\n]*, -1(, NULL, \d+)?\s*\Z", calls)
+
+        calls = ""
+        wait_until(waits, trace.read_text)
         return calls
 
     def names(calls):
