@@ -101,3 +101,39 @@ def test_the_list_of_an_earlier_run_is_not_shown(project):
     project("./test --quick")
     done = project("./test -k passes")
     assert done.returncode == 0 and "failed on" not in done.stdout
+
+
+FAIL_ONCE = '''
+import os
+import pathlib
+import pytest
+
+@pytest.mark.parametrize("text", ["it's", "b c", "[x]", "more"][:%d])
+def test_fails_once(text):
+    seen = pathlib.Path(os.environ["BUILD_DIR"], "seen " + text)
+    if not seen.exists():
+        seen.write_text("")
+        assert os.environ["BUILD_DIR"].endswith("/asan")
+'''
+
+
+@pytest.mark.parametrize("command", ["./test", "./test --fleet"])
+def test_up_to_three_failed_tests_are_repeated(project, tmp_path, command):
+    (tmp_path / "a copy" / "tests" / "test_it.py").unlink()
+    (tmp_path / "a copy" / "tests" / "fleet").mkdir()
+    (tmp_path / "a copy" / "tests" / "fleet" / "test_once.py").write_text(FAIL_ONCE % 3)
+    done = project(command)
+    assert done.returncode == 0, done.stdout + done.stderr
+    names = "".join("   " + shlex.quote(f"tests/fleet/test_once.py::test_fails_once[{text}]") + "\n"
+                    for text in ("[x]", "b c", "it's"))
+    for preset in ("host", "powerpc") if command == "./test" else ("host",):
+        assert f"== on {preset}, these tests passed only when they ran alone; correct them:\n{names}" in done.stdout
+    assert "on asan" not in done.stdout
+    assert "passed only" not in project(command).stdout
+
+
+def test_more_failed_tests_are_not_repeated(project, tmp_path):
+    (tmp_path / "a copy" / "tests" / "test_it.py").write_text(FAIL_ONCE % 4)
+    done = project("./test")
+    assert done.returncode == 1 and "run again" not in done.stdout
+    assert done.stderr.endswith("error: tests failed on: host powerpc\n")
