@@ -1,4 +1,5 @@
-"""Tests how long waits take at each speed, even in a hidden tab."""
+"""Tests how long waits take at each speed, even in a hidden tab. The upper limits allow a busy machine half a
+second."""
 
 import browsers
 import pytest
@@ -41,7 +42,7 @@ def test_a_real_wait_times_out_after_thirty_seconds(chromium):
     assert 30_000 <= until_output(chromium, restart=1) <= 31_000
 
 
-@pytest.mark.parametrize("speed, least, most", [(10, 3_000, 3_100), (100, 300, 400)])
+@pytest.mark.parametrize("speed, least, most", [(10, 3_000, 3_500), (100, 300, 800)])
 def test_a_wait_is_shorter_at_a_higher_speed(chromium, speed, least, most):
     assert least <= until_output(chromium, restart=speed) <= most
 
@@ -50,20 +51,20 @@ def test_a_change_of_speed_applies_to_the_running_wait(chromium):
     """A wait takes thirty seconds. Three seconds of the wait pass at speed 1, and the rest at speed 100."""
     restart(chromium, 1)
     pause(chromium, 3_000)
-    assert 220 <= until_output(chromium, speed=100) <= 400
+    assert 220 <= until_output(chromium, speed=100) <= 800
 
 
 def test_a_lower_speed_makes_the_rest_of_a_wait_longer(chromium):
     restart(chromium, 10)
     pause(chromium, 1_000)
-    assert 3_700 <= until_output(chromium, speed=5) <= 4_200  # about twenty of the thirty seconds remain
+    assert 3_700 <= until_output(chromium, speed=5) <= 4_500  # about twenty of the thirty seconds remain
 
 
 def test_each_key_restarts_the_wait(chromium):
     restart(chromium, 10)
     pause(chromium, 2_000)
     chromium.send_keys("1")
-    assert 2_800 <= until_output(chromium) <= 3_100
+    assert 2_800 <= until_output(chromium) <= 3_500
 
 
 def test_the_speed_applies_to_the_pause_of_a_save(chromium):
