@@ -39,9 +39,9 @@ def quoted(text):
 
 
 def session(arguments):
-    """Returns the command that starts the session. Without further arguments, meter-session passes -m. The
+    """Returns the trainee's command for the session. Without further arguments, meter-session passes -m. The
     argument 1 replaces -m, so the utility starts without the initialisation menu."""
-    return 'meter-session "$METER_SIM_DIR"' + ("" if arguments == ["-m"] else " 1")
+    return "meter-session class/01" + ("" if arguments == ["-m"] else " 1")
 
 
 def section(number, exercise):
@@ -49,7 +49,7 @@ def section(number, exercise):
     return [f"### Exercise {number}: {exercise['title']}", "",
             "Prepare the meter:", "", "```sh", *preparation(exercise.get("start", {})), "```", "",
             "Give the trainee this task:", "", quoted(exercise["task"]), "",
-            f"Start the session with `{session(exercise.get('arguments', ['-m']))}`. Hint: {hint}", "",
+            f"The trainee types `{session(exercise.get('arguments', ['-m']))}`. Hint: {hint}", "",
             f"The exercise is solved when `cdsctl diff {START}` prints exactly:", "",
             "```text", *exercise["expected"], "```", ""]
 
