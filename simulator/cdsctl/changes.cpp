@@ -63,8 +63,7 @@ std::string change_line(const Change& change)
 
 Leaves leaves_below(const Leaves& leaves, std::string_view prefix)
 {
-    while (!prefix.empty() && prefix.back() == '/')
-        prefix.remove_suffix(1);
+    prefix = prefix.substr(0, prefix.find_last_not_of('/') + 1);
 
     Leaves below;
     for (auto leaf = leaves.lower_bound(prefix); leaf != leaves.end(); ++leaf) {

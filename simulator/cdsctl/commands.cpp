@@ -125,7 +125,7 @@ bool read_operand(const std::string& file, std::string& text)
 {
     if (file == "-")
         return read_to_end(STDIN_FILENO, text);
-    const OpenFile opened = open_file(AT_FDCWD, file.c_str(), O_RDONLY | O_NOCTTY);
+    const OpenFile opened = open_file(AT_FDCWD, file.c_str(), O_RDONLY);
     return opened && read_to_end(opened.fd, text);
 }
 

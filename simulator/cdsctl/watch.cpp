@@ -103,7 +103,7 @@ void watch_above(const Watch& watch)
     const std::string above = watch.request.folder + "/..";
     // A parent directory that this user may not read is not watched. The removal of the meter's
     // directory is then reported later, when no process works in that directory any more.
-    inotify_add_watch(watch.events.fd, above.c_str(), IN_DELETE | IN_MOVED_FROM | IN_MASK_ADD);
+    inotify_add_watch(watch.events.fd, above.c_str(), IN_DELETE | IN_MASK_ADD);
 }
 
 bool begin_watch(Watch& watch)

@@ -67,6 +67,8 @@ def test_the_version_is_the_version_of_the_project(answer):
     (("diff", "a", "b", "c"), "usage: cdsctl diff"),
     (("reset", "x"), "usage: cdsctl reset"),
     (("init",), "usage: cdsctl init DIR"),
+    (("init", "/dev/null/x", "/dev/null/y"), "usage: cdsctl init DIR"),
+    (("load", "/dev/null", "/dev/null"), "usage: cdsctl load FILE"),
     (("set", "/a", "--help", "/b"), "usage: cdsctl set"),
     (("set", "/a", "--"), "usage: cdsctl set"),
     (("init", "-C", "x", "/dev/null/y"), "init takes the meter's folder as DIR, not with -C"),

@@ -388,4 +388,4 @@ def test_only_the_directory_wakes_the_watch(meter, watching):
     before = len(calls) + len(woken)
     (meter.folder / "faults.toml").write_text("")  # wakes the watch, but the watch must read no file
     wait_until(lambda: len(trace.read_text()) > before, trace.read_text)
-    assert "open" not in names(settled()[before:])
+    assert not re.search("open|readlink", names(settled()[before:]))

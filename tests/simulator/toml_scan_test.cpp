@@ -60,7 +60,7 @@ TEST_CASE("values in sequence do not add to the depth")
     const std::size_t many = 3 * deepest_nesting;
     for (const std::string text :
          {"a.b = 1\n", "[a.b]\n", "[[a]]\n", "a = [{b.c = 1, d.e = [1.5]}, 2]\n", "a = {}\n",
-          "a = [\n[], []]\n", "]", "}", "[a\n", "[[a\n"}) {
+          "a = [\n[], []]\n", "]", "}", "[a\n", "[[a\n", "a.b # c\n", "a.b'\n"}) {
         CAPTURE(text);
         CHECK(line_too_deep(repeated(text, many)) == 0);
     }
