@@ -245,6 +245,8 @@ def add_return(source, cursor):
     text = text_of(source, value)
     if re.fullmatch(r"true|false|\d+", text):
         return  # add_literals adds the mutants of these constants
+    if text in ("std::nullopt", "nullptr"):
+        return  # {} means the same
     kind = value.type.get_canonical().kind
     if kind == TypeKind.VOID:
         return

@@ -130,8 +130,11 @@ TEST_CASE("a new file has the permissions that the mask leaves")
     const OpenFile folder = lock_folder(meter.folder);
     const mode_t mask = umask(027);
     CHECK(replace_file(folder.fd, "new", "text"));
+    umask(0);
+    CHECK(replace_file(folder.fd, "newer", "text"));
     umask(mask);
     CHECK(mode_of(meter.path("new")) == 0640);
+    CHECK(mode_of(meter.path("newer")) == 0666);
     CHECK(meter.read("new") == "text");
 }
 

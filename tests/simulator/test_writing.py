@@ -67,6 +67,16 @@ def test_a_write_succeeds_without_permission_to_keep_owner_and_group():
 
 
 @store_client.needs_plain_program
+def test_nobody_else_can_read_a_private_store_while_it_is_written():
+    with store_client.meter_with('"/a" = 1\n') as folder:
+        (folder / "store.toml").chmod(0o600)
+        status, calls = store_client.run_traced(folder, ("set", "/a", "y"), ("-e", "trace=openat,open"))
+    assert status == 0
+    created = [call for call in calls if "O_CREAT" in call]
+    assert len(created) == 1 and ", 0600)" in created[0], calls
+
+
+@store_client.needs_plain_program
 def test_a_write_succeeds_on_a_file_system_that_cannot_flush_directories():
     with store_client.meter_with('"/a" = 1\n') as folder:
         status, calls = store_client.run_traced(folder, ("set", "/b", "x"),
