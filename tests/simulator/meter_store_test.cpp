@@ -177,6 +177,20 @@ TEST_CASE("a settled file is not read again while its stamp is the same")
     CHECK(store.stamp);
 }
 
+TEST_CASE("the error of a settled file is reported by every read")
+{
+    const TestMeter meter("broken");
+    MeterStore store = store_in(meter);
+    let_file_settle();
+    for (int i = 0; i < 2; ++i) {
+        std::string error;
+        CHECK_FALSE(refresh_leaves(store, error));
+        CHECK(error == store.error);
+        CHECK(store.stamp);
+    }
+    CHECK(store.error != "");
+}
+
 TEST_CASE("a recently changed file is read again although its stamp is the same")
 {
     const TestMeter meter("");
