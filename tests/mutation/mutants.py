@@ -13,6 +13,8 @@ import re
 from clang import cindex
 from clang.cindex import CursorKind, TokenKind, TypeKind
 
+from independent import are_independent, useless_breaks
+
 # The parts of the project that have mutants, and their directories.
 PARTS = {"program": ("app", "console", "settings", "store", "network", "meterinit"),
          "simulator": ("simulator", "simulator/cdsctl")}
@@ -284,7 +286,7 @@ def add_statements(source, cursor):
             continue
         macro = re.match(r"[A-Z_]+\(", text_of(source, child))  # not every macro expands to an expression
         source.add("statement removed", *span(child), EMPTY_STATEMENT, () if macro else span(child))
-        if before is not None and cursor.kind == CursorKind.COMPOUND_STMT:
+        if before is not None and cursor.kind == CursorKind.COMPOUND_STMT and not are_independent(before, child):
             add_swap(source, "statements swapped", before, child)
         before = child
 
@@ -324,6 +326,8 @@ def note_places(source, cursor):
     kind, (start, end) = cursor.kind, span(cursor)
     if kind == CursorKind.STATIC_ASSERT:
         source.excluded.append((start, end))
+    elif kind == CursorKind.SWITCH_STMT:
+        source.excluded += map(span, useless_breaks(cursor))
     elif kind == CursorKind.COMPOUND_STMT:
         source.run.append((start, end))
     elif kind == CursorKind.CASE_STMT:

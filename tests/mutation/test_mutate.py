@@ -229,3 +229,50 @@ def test_the_python_tests_that_killed_mutants_of_a_file_run_first(tmp_path):
     assert len(tree.commands) == 1
     assert tree.usual_tests_pass(name)
     assert tree.commands[-1][-1] == "../tests/cdsctl/test_get.py::test_a[x y]"
+
+
+INDEPENDENT = """
+#include <string>
+#include <vector>
+int total;
+int other;
+std::string text;
+std::vector<int> numbers;
+void call();
+void swapped(int& reference, const std::string& given)
+{
+    %s
+}
+"""
+
+
+@pytest.mark.parametrize("statements, is_mutant", [
+    ("total = 1; other = 2;", False),
+    ("text = given; ++other;", False),
+    ("text.clear(); numbers.push_back(total);", False),
+    ("total = 1; other = total;", True),
+    ("other = total++; total = 2;", True),
+    ("total = 1; total = 2;", True),
+    ("total = 1; reference = 2;", True),  # the reference may refer to the variable
+    ("text.clear(); other = given.size();", True),
+    ("total = 1; call();", True),
+    ("numbers.push_back(1); numbers.push_back(2);", True),
+])
+def test_only_a_swap_that_may_have_an_effect_is_a_mutant(tmp_path, statements, is_mutant):
+    one, other = statements.rstrip(";").split("; ")
+    found = mutants_of(tmp_path, INDEPENDENT % statements)
+    assert (f"11: {one}; {other} -> {other}; {one}" in found) is is_mutant
+
+
+def test_only_a_break_that_may_have_an_effect_has_mutants(tmp_path):
+    found = mutants_of(tmp_path, """int a(int b)
+{
+    switch (b) {
+    case 1: b = 2; break;
+    case 2: b = 3; break;
+    default: break;
+    }
+    return b;
+}
+""")
+    assert {each for each in found if "break" in each} == {"4: break -> (void)0"}
