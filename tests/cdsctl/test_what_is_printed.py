@@ -70,6 +70,7 @@ def test_get_prints_only_the_values_in_the_order_of_the_arguments(answer):
 def test_get_prints_a_string_without_quotes(meter, answer):
     store_of(meter, '"/a" = "x \\"y\\"\\n\\\\ ä"\n"/b" = ""\n')
     assert answer("get", "/a", "/b") == 'x "y"\n\\ ä\n\n'
+    assert answer("get", "/b") == "\n"
 
 
 def test_get_names_every_missing_leaf_and_prints_the_others(meter, cdsctl):

@@ -93,10 +93,13 @@ TEST_CASE("listing a directory closes it only once")
     const TestMeter meter("");
     const OpenFile folder = lock_folder(meter.folder);
     const int before = count_of_wrong_closes();
+    const int next = dup(folder.fd); // a new descriptor always has the lowest free number
+    close(next);
     std::vector<std::string> names;
     CHECK(list_folder(folder.fd, names));
     CHECK(names == std::vector<std::string>{"store.toml"});
     CHECK(count_of_wrong_closes() == before);
+    CHECK_FALSE(is_open(next));
 }
 
 TEST_CASE("closing a file keeps the reason of an earlier failure")

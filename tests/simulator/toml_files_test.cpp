@@ -26,7 +26,7 @@ std::string fault_error(const std::string& text)
 
 std::vector<Fault> faults_of(const std::string& text)
 {
-    std::vector<Fault> faults;
+    std::vector<Fault> faults(1); // parse_faults replaces what the list has
     std::string error;
     const bool parsed = parse_faults(text, "faults.toml", faults, error);
     CHECK_MESSAGE(parsed, error);
