@@ -17,7 +17,7 @@ bool matches(const Fault& fault, std::string_view call, const std::vector<std::s
 // Returns true when the fault has already let `after` calls pass. Otherwise counts this call.
 bool past_after(Fault& fault)
 {
-    if (fault.let_pass == fault.after)
+    if (fault.let_pass == fault.after.value_or(0))
         return true;
     ++fault.let_pass;
     return false;

@@ -20,7 +20,7 @@ struct Fault {
     std::optional<std::string> path;    // empty: the fault matches a call with any leaves
     std::optional<std::int32_t> result; // empty or 0: the call is carried out
     std::optional<std::int32_t> status; // empty: the fault sets no status
-    std::int64_t after = 0;             // number of matching calls before the first hit
+    std::optional<std::int64_t> after;  // number of matching calls before the first hit; empty: 0
     std::optional<std::int64_t> times;  // highest number of hits; empty: no limit
     unsigned line = 0;                  // line number in faults.toml
 

@@ -199,17 +199,14 @@ Fault read_fault(const toml::table& table, Complaint& complaint)
     constexpr std::string_view known[] = {"call", "path", "result", "status", "after", "times"};
     const Keys keys{table, complaint};
     Fault fault;
-    std::optional<std::int64_t> after;
-
     fault.line = table.source().begin.line;
     reject_unknown_keys(keys, known);
     read_call(keys, fault);
     read_text(keys, "path", fault.path);
     read_number(keys, "result", fault.result);
     read_number(keys, "status", fault.status);
-    read_count(keys, "after", after);
+    read_count(keys, "after", fault.after);
     read_count(keys, "times", fault.times);
-    fault.after = after.value_or(0);
     return fault;
 }
 

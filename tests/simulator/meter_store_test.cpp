@@ -292,6 +292,16 @@ TEST_CASE("when the store is a link, its target is read and replaced")
     }
 }
 
+TEST_CASE("the error for factory defaults that cannot be read names the file and the reason")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    std::filesystem::create_directory(meter.path("factory.toml"));
+    std::string error;
+    CHECK_FALSE(restore_factory(meter.folder, error));
+    CHECK(error == meter.path("factory.toml") + ": cannot be read: Is a directory");
+    CHECK(meter.read("store.toml") == "\"/a\" = 1\n");
+}
+
 TEST_CASE("a dangling link is kept, and its target is created")
 {
     const TestMeter meter("");

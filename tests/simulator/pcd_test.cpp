@@ -113,3 +113,13 @@ TEST_CASE("another directory is another meter")
     TestStore other;
     CHECK(get(other, {"/a"}) == "0: 1 2");
 }
+
+TEST_CASE("the error for a store names this store, even if another store has the same error")
+{
+    const TestMeter meter("broken");
+    std::filesystem::create_directory(meter.path("other"));
+    meter.write("other/store.toml", "broken");
+    CHECK(init_error().rfind(meter.path("store.toml") + ":1: ", 0) == 0);
+    setenv("METER_SIM_DIR", meter.path("other").c_str(), 1);
+    CHECK(init_error().rfind(meter.path("other/store.toml") + ":1: ", 0) == 0);
+}

@@ -169,7 +169,7 @@ TEST_CASE("a fault has its keys, with defaults for the missing ones")
     CHECK_FALSE(faults[0].path);
     CHECK_FALSE(faults[0].result);
     CHECK_FALSE(faults[0].status);
-    CHECK(faults[0].after == 0);
+    CHECK_FALSE(faults[0].after);
     CHECK_FALSE(faults[0].times);
     CHECK(faults[0].line == 3);
 
