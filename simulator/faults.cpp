@@ -35,7 +35,7 @@ const Fault* take_fault(std::vector<Fault>& faults, std::string_view call,
         if (taken == nullptr && (!fault.times || fault.hit < *fault.times))
             taken = &fault;
     }
-    if (taken != nullptr && taken->times)
+    if (taken != nullptr)
         ++taken->hit;
     return taken;
 }

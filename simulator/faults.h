@@ -25,7 +25,7 @@ struct Fault {
     unsigned line = 0;                  // line number in faults.toml
 
     std::int64_t let_pass = 0; // matching calls so far before the first hit
-    std::int64_t hit = 0;      // hits so far; not counted without `times`
+    std::int64_t hit = 0;      // hits so far
 };
 
 // Counts the call for every fault that matches it. Returns the first fault that applies to the

@@ -78,8 +78,6 @@ std::size_t distance(std::string_view path, std::string_view other)
 {
     constexpr std::size_t not_close = most_edits + 1;
     const std::size_t whole = path.size();
-    if (whole > other.size() + most_edits || other.size() > whole + most_edits)
-        return not_close;
     cut_common_beginning(path, other);
     cut_common_end(path, other);
     const std::size_t edits = edits_between(path, other);

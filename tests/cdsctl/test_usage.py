@@ -61,7 +61,7 @@ def test_the_version_is_the_version_of_the_project(answer):
     (("--type", "int", "list"), "--type"),
     (("--json", "dump"), "--json"),
     (("set", "--json", "/a", "1"), "--json"),
-    (("dump", "x"), "usage: cdsctl dump"),
+    (("dump", "x"), "usage: cdsctl dump\n"),
     (("load",), "usage: cdsctl load FILE"),
     (("diff",), "usage: cdsctl diff FILE [FILE]"),
     (("diff", "a", "b", "c"), "usage: cdsctl diff"),
@@ -74,6 +74,7 @@ def test_the_version_is_the_version_of_the_project(answer):
     (("init", "-C", "x", "/dev/null/y"), "init takes the meter's folder as DIR, not with -C"),
     (("-C", "x", "init", "/dev/null/y"), "init takes the meter's folder as DIR, not with -C"),
     (("get", "-5"), "-5"),
+    (("get", "/a", "--nope"), "--nope"),
     (("list", "-C"), "-C"),
 ])
 def test_wrong_usage_is_reported_and_changes_nothing(meter, error_of, arguments, said):

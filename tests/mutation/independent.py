@@ -50,6 +50,9 @@ def changed_by(statement):
             function = each.referenced
             if not is_standard(function):
                 return None
+            if function.spelling == "move":  # the assignment may change the moved variable
+                changed.append(named(list(each.get_children())[-1]))
+                continue
             if function.kind == CursorKind.CONSTRUCTOR or function.is_const_method():
                 continue
             if function.kind != CursorKind.CXX_METHOD:

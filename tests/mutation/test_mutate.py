@@ -237,7 +237,9 @@ INDEPENDENT = """
 int total;
 int other;
 std::string text;
+std::string word;
 std::vector<int> numbers;
+std::vector<int> list;
 void call();
 void swapped(int& reference, const std::string& given)
 {
@@ -250,6 +252,8 @@ void swapped(int& reference, const std::string& given)
     ("total = 1; other = 2;", False),
     ("text = given; ++other;", False),
     ("text.clear(); numbers.push_back(total);", False),
+    ("text = std::move(word); numbers = std::move(list);", False),
+    ("text = std::move(word); word = given;", True),
     ("total = 1; other = total;", True),
     ("other = total++; total = 2;", True),
     ("total = 1; total = 2;", True),
@@ -261,7 +265,7 @@ void swapped(int& reference, const std::string& given)
 def test_only_a_swap_that_may_have_an_effect_is_a_mutant(tmp_path, statements, is_mutant):
     one, other = statements.rstrip(";").split("; ")
     found = mutants_of(tmp_path, INDEPENDENT % statements)
-    assert (f"11: {one}; {other} -> {other}; {one}" in found) is is_mutant
+    assert (f"13: {one}; {other} -> {other}; {one}" in found) is is_mutant
 
 
 def test_only_a_break_that_may_have_an_effect_has_mutants(tmp_path):

@@ -128,8 +128,11 @@ TEST_CASE("to_bool gives the boolean, non-zero, or whether the text is true or 1
         CHECK_FALSE(text(other).to_bool());
 }
 
+static const bool auto_time_at_start = CElement::_auto_time;
+
 TEST_CASE("elements are stamped with the time only when that is switched on")
 {
+    CHECK_FALSE(auto_time_at_start);
     CHECK(CElement::_invalid_time == std::time_t{-1}); // the C library's value for an invalid time
     CElement::_auto_time = false;
     CHECK(CElement().time() == CElement::_invalid_time);
@@ -141,7 +144,12 @@ TEST_CASE("elements are stamped with the time only when that is switched on")
     CHECK(CElement().time() >= before);
     older = true;
     CHECK(older.time() >= before);
+    CElement::_auto_time = false;
+
+    older = CElement();
+    CElement::_auto_time = true;
     older = std::string("x");
+    CHECK(older.time() >= before);
     CHECK(older.time() <= std::time(nullptr));
     CElement::_auto_time = false;
 }

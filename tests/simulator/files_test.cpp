@@ -272,6 +272,18 @@ TEST_CASE("a file that grows while it is read is read to its end")
     CHECK(text.back() == '\n');
 }
 
+TEST_CASE("the largest permitted file is read")
+{
+    const TestMeter meter("");
+    const std::string file = meter.folder + "/store.toml";
+    const std::size_t largest = std::size_t{256} * 1024 * 1024;
+    REQUIRE(truncate(file.c_str(), static_cast<off_t>(largest)) == 0); // takes no disk space
+    std::string text;
+    FileStamp stamp;
+    CHECK(read_file(AT_FDCWD, file.c_str(), text, stamp));
+    CHECK(text.size() == largest);
+}
+
 TEST_CASE("a file too large for any meter is rejected before memory is allocated")
 {
     const TestMeter meter("");
