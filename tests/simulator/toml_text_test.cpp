@@ -113,6 +113,7 @@ TEST_CASE("UTF-8 is distinguished from other bytes")
     }
     CHECK(is_utf8(""));
     CHECK_FALSE(is_utf8(std::string_view("\xC3\xA4", 1))); // the view ends before the second byte
+    CHECK_FALSE(is_utf8(std::string_view("a\xC3\xA4", 2)));
     CHECK_FALSE(is_utf8(std::string_view("\xF0\x9F\x94\x8C", 3)));
     for (const char* bad : {"\x80",
                             "\xBF",

@@ -290,3 +290,19 @@ TEST_CASE("a reader that goes away and the limit on file sizes do not end the pr
         CHECK(status == 0);
     }
 }
+
+TEST_CASE("a line that is written only in part is reported as a full disk")
+{
+    const TestMeter meter("\"/a\" = 1\n");
+    meter.begin_trace();
+    bool failed = false;
+    const std::string said = standard_error_of([&] {
+        const FailingCall broken("write", 0);
+        errno = 0;
+        TestStore store;
+        failed = broken.has_failed();
+    });
+    CHECK(failed);
+    CHECK(said ==
+          meter.path("trace") + ": the trace cannot be written: " + std::strerror(ENOSPC) + "\n");
+}
