@@ -108,6 +108,12 @@ TEST_CASE("the error for a duplicate key quotes its second occurrence")
     CHECK(leaf_error("\"/\xC3\xA4 = \xF0\x9F\x92\xA1\" = 1\r\n\"/\xC3\xA4 = \xF0\x9F\x92\xA1\" =  "
                      "\"\xC3\xA4\" # =\r\n") ==
           "store.toml:2: key \"/\xC3\xA4 = \xF0\x9F\x92\xA1\" is given twice");
+    std::string letters;
+    for (int i = 0; i < 20; ++i)
+        letters += "\xC3\xA9";
+    const std::string key = "'/" + letters + "'";
+    CHECK(leaf_error(key + " = 1\nother = 2\n" + key + " = 3\n") ==
+          "store.toml:3: key " + key + " is given twice");
     CHECK(fault_error("[[fault]]\ncall = \"pcd_init\"\ncall = \"pcd_init\"\n") ==
           "faults.toml:3: key call is given twice");
     CHECK(leaf_error("a = 1\na.b = 2\n") ==
@@ -194,6 +200,8 @@ TEST_CASE("an invalid faults file is rejected with line and reason")
 {
     const std::string head = "[[fault]]\ncall = \"set_leaf\"\n";
     CHECK(begins_with(fault_error(head + "path = \n"), "faults.toml:3: "));
+    CHECK(fault_error("fault = [{call = 'pcd_init', x = 1, y = 1}]") ==
+          "faults.toml:1: unknown key \"x\""); // the first of two errors in a line
     CHECK(fault_error(head + "reslut = 1\n") == "faults.toml:3: unknown key \"reslut\"");
     CHECK(fault_error("\n[[faults]]\ncall = \"set_leaf\"\n") ==
           "faults.toml:2: unknown key \"faults\"");
