@@ -34,11 +34,11 @@ struct OpenFile {
 // Identifies a version of a file without reading the file. A change of the file changes the stamp,
 // unless the times of the file system are too coarse to show the change. Times are in nanoseconds.
 struct FileStamp {
-    std::uint64_t device = 0;
-    std::uint64_t inode = 0;
-    std::uint64_t size = 0;
-    std::int64_t modified = 0; // last change of the contents (mtime)
-    std::int64_t changed = 0;  // last change of the contents or the attributes (ctime)
+    std::uint64_t device;
+    std::uint64_t inode;
+    std::uint64_t size;
+    std::int64_t modified; // last change of the contents (mtime)
+    std::int64_t changed;  // last change of the contents or the attributes (ctime)
 
     bool operator==(const FileStamp& other) const;
 };

@@ -135,11 +135,19 @@ std::optional<LeafValue> leaf_value(toml::node& node)
 struct Keys {
     const toml::table& table;
     Complaint& complaint;
+    std::vector<std::string_view> known; // the keys that a table may have
 };
 
-void read_text(const Keys& keys, std::string_view key, std::optional<std::string>& text)
+// Returns the value of a key that the table may have, or nullptr when the table does not have it.
+const toml::node* value_of(Keys& keys, std::string_view key)
 {
-    const toml::node* node = keys.table.get(key);
+    keys.known.push_back(key);
+    return keys.table.get(key);
+}
+
+void read_text(Keys& keys, std::string_view key, std::optional<std::string>& text)
+{
+    const toml::node* node = value_of(keys, key);
     if (node == nullptr)
         return;
     text = node->value_exact<std::string>();
@@ -148,9 +156,9 @@ void read_text(const Keys& keys, std::string_view key, std::optional<std::string
                  "\"" + std::string(key) + "\" must be a string");
 }
 
-void read_number(const Keys& keys, std::string_view key, std::optional<std::int32_t>& number)
+void read_number(Keys& keys, std::string_view key, std::optional<std::int32_t>& number)
 {
-    const toml::node* node = keys.table.get(key);
+    const toml::node* node = value_of(keys, key);
     if (node == nullptr)
         return;
     if (const auto wide = node->value_exact<std::int64_t>())
@@ -160,9 +168,9 @@ void read_number(const Keys& keys, std::string_view key, std::optional<std::int3
                  "\"" + std::string(key) + "\" must be an integer of 32 bits");
 }
 
-void read_count(const Keys& keys, std::string_view key, std::optional<std::int64_t>& count)
+void read_count(Keys& keys, std::string_view key, std::optional<std::int64_t>& count)
 {
-    const toml::node* node = keys.table.get(key);
+    const toml::node* node = value_of(keys, key);
     if (node == nullptr)
         return;
     count = node->value_exact<std::int64_t>();
@@ -171,17 +179,17 @@ void read_count(const Keys& keys, std::string_view key, std::optional<std::int64
                  "\"" + std::string(key) + "\" must be a number of calls");
 }
 
-template <std::size_t count>
-void reject_unknown_keys(const Keys& keys, const std::string_view (&known)[count])
+// Rejects the keys that were not read.
+void reject_unknown_keys(const Keys& keys)
 {
     for (const auto& [key, node] : keys.table) {
-        if (std::find(std::begin(known), std::end(known), key.str()) == std::end(known))
+        if (std::find(keys.known.begin(), keys.known.end(), key.str()) == keys.known.end())
             complain(keys.complaint, key.source().begin.line,
                      "unknown key " + toml_string(key.str()));
     }
 }
 
-void read_call(const Keys& keys, Fault& fault)
+void read_call(Keys& keys, Fault& fault)
 {
     const toml::node* node = keys.table.get("call");
     std::optional<std::string> call;
@@ -196,17 +204,16 @@ void read_call(const Keys& keys, Fault& fault)
 
 Fault read_fault(const toml::table& table, Complaint& complaint)
 {
-    constexpr std::string_view known[] = {"call", "path", "result", "status", "after", "times"};
-    const Keys keys{table, complaint};
+    Keys keys{table, complaint, {}};
     Fault fault;
     fault.line = table.source().begin.line;
-    reject_unknown_keys(keys, known);
     read_call(keys, fault);
     read_text(keys, "path", fault.path);
     read_number(keys, "result", fault.result);
     read_number(keys, "status", fault.status);
     read_count(keys, "after", fault.after);
     read_count(keys, "times", fault.times);
+    reject_unknown_keys(keys);
     return fault;
 }
 
@@ -288,10 +295,10 @@ bool parse_faults(std::string_view text, const std::string& file, std::vector<Fa
         return report(complaint, file, error);
 
     faults.clear();
-    constexpr std::string_view known[] = {"fault"};
-    reject_unknown_keys(Keys{parsed.table(), complaint}, known);
-    if (const toml::node* list = parsed.table().get("fault"))
+    Keys keys{parsed.table(), complaint, {}};
+    if (const toml::node* list = value_of(keys, "fault"))
         read_faults(*list, complaint, faults);
+    reject_unknown_keys(keys);
     return report(complaint, file, error);
 }
 

@@ -239,6 +239,11 @@ def add_condition(source, cursor):
         source.add("negated condition", *span(children[0]), f"!({text})", span(children[0]))
 
 
+def is_zero_of_an_enumeration(expression):
+    constant = expression.referenced
+    return constant is not None and constant.kind == CursorKind.ENUM_CONSTANT_DECL and constant.enum_value == 0
+
+
 def add_return(source, cursor):
     value = next(iter(cursor.get_children()), None)
     if value is None:
@@ -247,7 +252,7 @@ def add_return(source, cursor):
     text = text_of(source, value)
     if re.fullmatch(r"true|false|\d+", text):
         return  # add_literals adds the mutants of these constants
-    if text in ("std::nullopt", "nullptr"):
+    if text in ("std::nullopt", "nullptr") or is_zero_of_an_enumeration(value):
         return  # {} means the same
     kind = value.type.get_canonical().kind
     if kind == TypeKind.VOID:
@@ -299,6 +304,8 @@ def add_swap(source, operator, one, other):
 
 
 def add_rows(source, cursor):
+    if source.text[:cursor.extent.start.offset].endswith((b"std::min(", b"std::max(")):
+        return  # the order does not matter
     rows = list(cursor.get_children())
     for one, other in zip(rows, rows[1:]):
         if one.type.get_canonical().kind == other.type.get_canonical().kind:

@@ -268,6 +268,16 @@ def test_only_a_swap_that_may_have_an_effect_is_a_mutant(tmp_path, statements, i
     assert (f"13: {one}; {other} -> {other}; {one}" in found) is is_mutant
 
 
+def test_a_return_value_that_an_empty_list_would_give_has_no_mutant(tmp_path):
+    found = mutants_of(tmp_path, """#include <optional>
+enum class Kind { none, some };
+Kind a() { return Kind::none; }
+Kind b() { return Kind::some; }
+std::optional<int> c() { return std::nullopt; }
+""")
+    assert found == {"4: Kind::some -> {}"}
+
+
 def test_only_a_break_that_may_have_an_effect_has_mutants(tmp_path):
     found = mutants_of(tmp_path, """int a(int b)
 {

@@ -9,7 +9,7 @@ import subprocess
 
 import pytest
 import store_client
-from harness.program import BUILD, STEP_LIMIT, command
+from harness.program import BUILD, CDSCTL, STEP_LIMIT, command
 
 USER, GROUP, OTHER_GROUP = 12345, 23456, 34567
 needs_root = pytest.mark.skipif(os.geteuid() != 0, reason="only root can give files away")
@@ -64,6 +64,17 @@ def test_a_write_succeeds_without_permission_to_keep_owner_and_group():
     with meter_of(USER, GROUP, 0o666) as folder:
         kept = owner_group_and_mode_after_write(folder, user=USER + 1, group=OTHER_GROUP, extra_groups=[])
         assert kept == (USER + 1, OTHER_GROUP, 0o666)
+
+
+@needs_root
+def test_the_error_for_a_directory_that_the_user_may_not_write_has_the_reason():
+    with store_client.meter_with('"/a" = 1\n') as folder:
+        folder.chmod(0o755)
+        done = subprocess.run(command(f"./{CDSCTL.name}", "-C", folder.name, "set", "/a", "2"), timeout=STEP_LIMIT,
+                              check=False, cwd=BUILD, env={}, user=USER, stderr=subprocess.PIPE, text=True)
+        assert (folder / "store.toml").read_text() == '"/a" = 1\n'
+    assert done.returncode == 3
+    assert done.stderr == f"cdsctl: {folder.name}/store.toml: cannot be written: Permission denied\n"
 
 
 @store_client.needs_plain_program

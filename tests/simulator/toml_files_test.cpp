@@ -151,8 +151,10 @@ TEST_CASE("values nested too deeply are rejected with their line")
         LeafValue value;
         CHECK(parse_value("5\n" + text, value) == TomlReading::no_value);
     }
+    CHECK(leaf_error("a = " + repeated("[")).rfind("store.toml:1: keys, arrays", 0) == 0);
     LeafValue value;
     CHECK(parse_value("[" + repeated("["), value) == TomlReading::other_value);
+    CHECK(parse_value("[1, " + repeated("["), value) == TomlReading::other_value);
     CHECK(parse_value("{" + repeated("a.") + "a=1}", value) == TomlReading::other_value);
 }
 

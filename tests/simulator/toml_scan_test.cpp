@@ -66,7 +66,7 @@ TEST_CASE("values in sequence do not add to the depth")
     }
     CHECK(line_too_deep("a = [" + repeated("{b.c = 1.5}, ", many) + "]") == 0);
     CHECK(line_too_deep("a = [" + repeated("1.5, ", many) + "]") == 0);
-    CHECK(line_too_deep(repeated("[a,", many)) == 1); // a comma does not end a header
+    CHECK(line_too_deep(repeated("[a,", many)) == 1);        // a comma does not end a header
     CHECK(line_too_deep("a = " + repeated(".", many)) == 0); // these dots do not separate keys
     for (const std::string closed : {"[t]", "a = {}", "a = []"}) {
         CAPTURE(closed);
