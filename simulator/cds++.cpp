@@ -136,6 +136,7 @@ int CCds::set_leaves(const std::vector<std::string>& paths, const std::vector<CE
     const int result = run_call(handle, "set_leaves", paths, statuses, write);
     if (simulator::is_traced()) {
         std::vector<simulator::TracedLeaf> leaves;
+        leaves.reserve(paths.size());
         for (std::size_t i = 0; i < paths.size(); ++i)
             leaves.push_back({paths[i], leaf_value(values[i]), flags[i], statuses[i]});
         simulator::trace_set_leaves(leaves, source, result);
