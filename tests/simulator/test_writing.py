@@ -67,11 +67,12 @@ def test_a_write_succeeds_without_permission_to_keep_owner_and_group():
 
 
 @needs_root
-def test_the_error_for_a_directory_that_the_user_may_not_write_has_the_reason():
+@pytest.mark.parametrize("words", [("set", "/a", "2"), ("load", "-")], ids=" ".join)
+def test_the_error_for_a_directory_that_the_user_may_not_write_has_the_reason(words):
     with store_client.meter_with('"/a" = 1\n') as folder:
         folder.chmod(0o755)
-        done = subprocess.run(command(f"./{CDSCTL.name}", "-C", folder.name, "set", "/a", "2"), timeout=STEP_LIMIT,
-                              check=False, cwd=BUILD, env={}, user=USER, stderr=subprocess.PIPE, text=True)
+        done = subprocess.run(command(f"./{CDSCTL.name}", "-C", folder.name, *words), timeout=STEP_LIMIT, check=False,
+                              cwd=BUILD, env={}, user=USER, input='"/a" = 3\n', stderr=subprocess.PIPE, text=True)
         assert (folder / "store.toml").read_text() == '"/a" = 1\n'
     assert done.returncode == 3
     assert done.stderr == f"cdsctl: {folder.name}/store.toml: cannot be written: Permission denied\n"
