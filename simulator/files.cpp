@@ -66,7 +66,7 @@ bool read_expected(int fd, std::string& text)
         }
         if (filled == text.size()) // the file is larger than expected
             text.resize(static_cast<std::size_t>(
-                std::min<std::uint64_t>(2 * filled + 1, largest_file + 1)));
+                std::min<std::uint64_t>(2 * text.size(), largest_file + 1)));
         const ssize_t got =
             unbroken([&] { return ::read(fd, text.data() + filled, text.size() - filled); });
         if (got < 0)

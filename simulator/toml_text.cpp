@@ -20,13 +20,13 @@ std::size_t sequence_length(unsigned lead)
 {
     if (lead < 0x80)
         return 1;
-    if (lead >= 0xC2 && lead <= 0xDF)
+    if (lead < 0xC2)
+        return 0;
+    if (lead < 0xE0)
         return 2;
-    if (lead >= 0xE0 && lead <= 0xEF)
+    if (lead < 0xF0)
         return 3;
-    if (lead >= 0xF0 && lead <= 0xF4)
-        return 4;
-    return 0;
+    return lead < 0xF5 ? 4 : 0;
 }
 
 // Checks the second byte of a UTF-8 sequence. The permitted range also excludes overlong forms,

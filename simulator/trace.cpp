@@ -45,10 +45,9 @@ ssize_t write_without_signals(int fd, const std::string& text)
     errno = ENOSPC; // the reported reason when only a part is written
     const ssize_t written = write(fd, text.data(), text.size());
     const int reason = errno;
-    if (written < 0 && (reason == EPIPE || reason == EFBIG)) {
-        const timespec no_time = {};
-        sigtimedwait(&signals, nullptr, &no_time);
-    }
+    const timespec no_time = {};
+    if (written < 0)
+        sigtimedwait(&signals, nullptr, &no_time); // takes the signal, if there is one
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     errno = reason;
     return written;
