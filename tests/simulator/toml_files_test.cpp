@@ -202,8 +202,14 @@ TEST_CASE("an invalid faults file is rejected with line and reason")
 {
     const std::string head = "[[fault]]\ncall = \"set_leaf\"\n";
     CHECK(begins_with(fault_error(head + "path = \n"), "faults.toml:3: "));
+    // the first of two errors in a line
     CHECK(fault_error("fault = [{call = 'pcd_init', x = 1, y = 1}]") ==
-          "faults.toml:1: unknown key \"x\""); // the first of two errors in a line
+          "faults.toml:1: unknown key \"x\"");
+    const std::vector<std::string> keys = {"call", "path", "result", "status", "after", "times"};
+    for (std::size_t i = 0; i + 1 < keys.size(); ++i)
+        CHECK(begins_with(fault_error("fault = [{" + keys[i + 1] + " = 1.5, " + keys[i] + " = 1.5" +
+                                      (i == 0 ? "" : ", call = 'pcd_init'") + "}]"),
+                          "faults.toml:1: \"" + keys[i] + "\" must be "));
     CHECK(fault_error(head + "reslut = 1\n") == "faults.toml:3: unknown key \"reslut\"");
     CHECK(fault_error("\n[[faults]]\ncall = \"set_leaf\"\n") ==
           "faults.toml:2: unknown key \"faults\"");

@@ -79,7 +79,7 @@ TEST_CASE("brackets and dots in strings and comments do not count")
 {
     const std::string deep = repeated("[", deepest_nesting + 1);
     for (const std::string before :
-         {"a = \"", "a = '", "a = \"\"\"\n", "a = '''\n", "# ", "a = \"\\\"",
+         {"a = \"", "a = '", "a = \"\"\"\n", "a = '''\n", "# ", "a = \"\\\"", "a = \"x\"\" ",
           "a = \"\"\" \\\"\"\" ", "a = \"\"\"\"\" ", "a = ''' '' ",
           "a = \"\"\"x\"\"\"\"\"\" "}) { // the sixth quote at the end begins another string
         CAPTURE(before);
