@@ -261,6 +261,20 @@ def test_the_watch_ends_when_the_directory_is_removed_while_another_process_has_
         meter.folder.mkdir(exist_ok=True)
 
 
+def test_the_watch_ends_when_an_empty_directory_is_removed_while_another_process_has_it_open(meter, watching):
+    """Only the parent directory reports this removal."""
+    opened = os.open(meter.folder, os.O_RDONLY)
+    try:
+        watch = watching()
+        (meter.folder / "store.toml").unlink()
+        assert "store.toml: cannot be read" in watch.said.next()
+        meter.folder.rmdir()
+        assert said_at_the_end(watch) == f"cdsctl: {meter.folder}: the folder is gone"
+    finally:
+        os.close(opened)
+        meter.folder.mkdir(exist_ok=True)
+
+
 def test_the_watch_ends_when_the_directory_is_renamed(meter, watching):
     watch = watching()
     meter.folder.rename(meter.top / "other")

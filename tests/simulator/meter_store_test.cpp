@@ -366,4 +366,6 @@ TEST_CASE("a store is replaced by any bytes unchanged")
     std::string error;
     CHECK(replace_store(meter.folder, "# new\n\"/b\" = 2\n", error));
     CHECK(meter.read("store.toml") == "# new\n\"/b\" = 2\n");
+    CHECK(replace_store(meter.folder, "\n", error));
+    CHECK(meter.read("store.toml") == "\n");
 }
