@@ -73,7 +73,8 @@ void read_faults(const std::string& text)
         check(std::find(std::begin(fault_calls), std::end(fault_calls), fault.call) !=
                   std::end(fault_calls),
               "a fault is of a known call");
-        check(fault.after >= 0 && fault.times.value_or(0) >= 0, "a fault's counts are numbers");
+        check(fault.after.value_or(0) >= 0 && fault.times.value_or(0) >= 0,
+              "a fault's counts are numbers");
         check(fault.line >= 1, "a fault has a line");
     }
     // A fault must not hit more often than its `times`. A fault without `times` may hit any number
