@@ -67,6 +67,7 @@ def test_a_write_succeeds_without_permission_to_keep_owner_and_group():
 
 
 @needs_root
+@store_client.needs_plain_program  # a program with a profile reports that it cannot write its profile
 @pytest.mark.parametrize("words", [("set", "/a", "2"), ("load", "-")], ids=" ".join)
 def test_the_error_for_a_directory_that_the_user_may_not_write_has_the_reason(words):
     with store_client.meter_with('"/a" = 1\n') as folder:
